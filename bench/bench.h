@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+// Speed, side by side with peers. A family lists its cases; a case, once set up, knows one way of running per
+// library; the harness knows no library.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "bench/peers/peer.h"
+
+namespace zor_bench {
+
+struct options {
+  std::vector<std::string> families;  // empty: all
+  std::string filter;                 // regular expression on the case's name; empty: all
+  bool csv = false;
+  bool quick = false;  // small sizes, few repeats: shows that everything runs, measures nothing
+  std::string plot;    // an SVG file; empty: none
+  int32_t threads = 1;
+  double seconds = 0.4;  // spent on each case, all libraries together
+  std::string build;     // baseline, v3 or v4; empty: what the loader picks
+  std::string openblas_core;
+};
+
+// Does the case `repeats` times in a row.
+using runner = std::function<void(int64_t repeats)>;
+
+struct contender {
+  std::string library;
+  runner run;
+};
+
+// A case with its operands, ready to run. The first contender is the one measured against the others.
+struct prepared {
+  std::vector<contender> contenders;
+  std::vector<std::string> left_out;  // libraries whose result differs from ours beyond rounding
+};
+
+// The first contender and those others whose result agrees with it, which agrees(other) tells by running each
+// once.
+template <class Agrees>
+prepared keep_agreeing(const std::vector<contender>& all, const Agrees& agrees) {
+  prepared ready;
+  ready.contenders.push_back(all[0]);
+  for (size_t i = 1; i < all.size(); ++i) {
+    if (agrees(all[i]))
+      ready.contenders.push_back(all[i]);
+    else
+      ready.left_out.push_back(all[i].library);
+  }
+  return ready;
+}
+
+struct bench_case {
+  std::string name;
+  double flops = 0;         // nominal floating-point operations of one call
+  double bytes = 0;         // operands read and written by one call
+  double chained_adds = 0;  // additions that must wait for one another by the order of sums; 0: no such bound
+  bool single_precision = false;
+  int32_t threads = 0;  // of our own library, when the case says so; 0: as the options do
+  std::function<prepared()> setup;
+};
+
+struct environment {
+  options opts;
+  std::vector<peer> peers;
+};
+
+std::vector<bench_case> gemm_cases(const environment& env);
+std::vector<bench_case> vector_cases(const environment& env);
+std::vector<bench_case> pool_cases(const environment& env);
+std::vector<bench_case> dft1_cases(const environment& env);
+std::vector<bench_case> dftreal_cases(const environment& env);
+std::vector<bench_case> dftnd_cases(const environment& env);
+
+// What a family's table shows beside the time of a call.
+enum class unit { gflops, gbytes, time };
+struct family {
+  const char* name;
+  unit shown;
+  std::vector<bench_case> (*cases)(const environment& env);
+  const char* own_peer = nullptr;  // the library its cases bring along, instead of the BLAS peers
+};
+inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
+                                      {"vector", unit::gbytes, vector_cases},
+                                      {"pool", unit::time, pool_cases, "malloc"},
+                                      {"dft1", unit::gflops, dft1_cases, "fftw"},
+                                      {"dftreal", unit::gflops, dftreal_cases, "fftw"},
+                                      {"dftnd", unit::gflops, dftnd_cases, "fftw"}};
+
+// Runs what the options select and prints it. Returns the exit status: 1 when a result disagrees or no case
+// fits.
+int run(const options& opts);
+
+}  // namespace zor_bench

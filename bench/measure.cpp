@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include "bench/measure.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <limits>
+#include <map>
+
+#include "bench/operands.h"
+#include "bench/peak.h"
+
+namespace zor_bench {
+namespace {
+
+constexpr double batch_seconds = 1e-3;  // a thousand times what reading the clock costs
+constexpr int min_rounds = 4;
+constexpr int max_rounds = 400;
+
+double timed(const runner& run, int64_t repeats) {
+  const auto start = std::chrono::steady_clock::now();
+  run(repeats);
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Repeats that fill a batch, found by doubling; the runs also warm caches and clocks.
+int64_t calibrate(const runner& run) {
+  for (int64_t repeats = 1;; repeats *= 2) {
+    const double seconds = timed(run, repeats);
+    if (seconds >= batch_seconds)
+      return std::max<int64_t>(1, int64_t(double(repeats) * batch_seconds / seconds));
+  }
+}
+
+double best_of(const runner& run) { return best_times({{"", run}}, 0.02, false)[0]; }
+
+}  // namespace
+
+std::vector<double> best_times(const std::vector<contender>& contenders, double budget, bool quick) {
+  const size_t count = contenders.size();
+  std::vector<int64_t> repeats(count, 1);
+  std::vector<double> best(count, std::numeric_limits<double>::infinity());
+  double spent = 0;
+  if (!quick)
+    for (size_t i = 0; i < count; ++i) repeats[i] = calibrate(contenders[i].run);
+  const int least = quick ? 1 : min_rounds;
+  for (int round = 0; round < least || (!quick && round < max_rounds && spent < budget); ++round) {
+    for (size_t turn = 0; turn < count; ++turn) {
+      const size_t i = (turn + size_t(round)) % count;
+      const double seconds = timed(contenders[i].run, repeats[i]);
+      best[i] = std::min(best[i], seconds / double(repeats[i]));
+      spent += seconds;
+    }
+  }
+  return best;
+}
+
+peak peak_flops(bool single_precision) {
+  struct choice {
+    const peak_kernel* kernel;
+    double peak::*rate;
+  };
+  std::vector<choice> choices = {{&peak_separate_16, &peak::separate}};
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
+    choices.insert(choices.end(), {{&peak_separate_32, &peak::separate}, {&peak_fused_32, &peak::fused}});
+  if (__builtin_cpu_supports("avx512f"))
+    choices.insert(choices.end(), {{&peak_separate_64, &peak::separate}, {&peak_fused_64, &peak::fused}});
+  peak best;
+  for (const choice& c : choices) {
+    const double operations = c.kernel->operation_bytes / (single_precision ? sizeof(float) : sizeof(double));
+    const auto run = single_precision ? c.kernel->run_single : c.kernel->run_double;
+    best.*c.rate = std::max(best.*c.rate, operations / best_of([run](int64_t steps) { run(steps); }));
+  }
+  return best;
+}
+
+double add_latency() {
+  return best_of([](int64_t steps) {
+    double sum = 0, term = 1;
+    asm volatile("" : "+x"(term));
+    for (int64_t i = 0; i < steps; ++i) {
+      sum += term;
+      asm volatile("" : "+x"(sum));
+    }
+  });
+}
+
+double copy_bandwidth(double bytes) {
+  static std::map<size_t, double> known;
+  const size_t half = std::max<size_t>(size_t(bytes) / 2, 64);
+  double& rate = known[half];
+  if (rate == 0) {
+    const operand<char> from(int64_t(half), 0), to(int64_t(half), 1);
+    std::memset(from.data(), 1, half);
+    const double seconds = best_of([&](int64_t steps) {
+      for (int64_t i = 0; i < steps; ++i) {
+        std::memcpy(to.data(), from.data(), half);
+        asm volatile("" : : "r"(to.data()) : "memory");
+      }
+    });
+    rate = 2 * double(half) / seconds;
+  }
+  return rate;
+}
+
+}  // namespace zor_bench

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// Libraries to compare with, found at run time.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zor_bench {
+
+struct peer {
+  std::string name;
+  std::string details;  // version, and the processor it tuned itself for
+  std::string file;
+  bool tuned;  // false: a plain implementation, left out of cases that would take it minutes
+  void* handle;
+};
+
+// How to find and set up one library. set_threads and details may be null.
+struct peer_adapter {
+  const char* name;
+  std::vector<const char*> files;
+  bool tuned;
+  void (*set_threads)(void* handle, int32_t threads);
+  std::string (*details)(void* handle);
+};
+
+extern const peer_adapter openblas_adapter;
+extern const peer_adapter blis_adapter;
+extern const peer_adapter reference_blas_adapter;
+
+// Loads every BLAS that is installed, each with its own symbols, and gives it that many threads. An
+// environment that would narrow OpenBLAS to an older processor is cleared; `openblas_core` (empty: none)
+// narrows it on purpose.
+std::vector<peer> load_blas_peers(int32_t threads, const std::string& openblas_core);
+
+void* find_symbol(const peer& p, const std::string& name);
+
+// A function of the peer, or null.
+template <class F>
+F* find_function(const peer& p, const std::string& name) {
+  return reinterpret_cast<F*>(find_symbol(p, name));
+}
+
+}  // namespace zor_bench

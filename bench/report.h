@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// What a run shows: tables, rows of CSV, a plot, and progress on a terminal.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "bench/bench.h"
+
+namespace zor_bench {
+
+struct measured {
+  const family* of;
+  bench_case what;
+  std::vector<std::string> libraries;
+  std::vector<std::string> left_out;  // libraries with a wrong result
+  std::vector<double> seconds;        // of one call, the library's own place in `libraries`
+  double ceiling;                     // of what the family shows: operations or bytes a second; 0: none known
+  double bound_seconds;               // what the order of sums allows at best; 0: no such bound
+};
+
+// Time of the fastest other library over ours: above 1 we are ahead.
+double ratio(const measured& m);
+
+void print_header(const environment& env, const family& f);
+void print_row(const environment& env, const measured& m);
+void print_summary(const std::vector<measured>& all);
+void print_csv(const environment& env, const std::vector<measured>& all);
+
+// Draws all families into one SVG file by gnuplot. Throws std::runtime_error when that fails.
+void plot(const std::vector<measured>& all, const std::string& file);
+
+// A bar on the standard error stream; nothing when that is no terminal.
+void show_progress(size_t done, size_t total, const std::string& name);
+void clear_progress();
+
+}  // namespace zor_bench

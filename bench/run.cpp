@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <regex>
+#include <stdexcept>
+
+#include "bench/bench.h"
+#include "bench/measure.h"
+#include "bench/report.h"
+
+namespace zor_bench {
+namespace {
+
+struct ceilings {
+  peak single_precision, double_precision;
+  double add = 0;
+};
+
+ceilings machine_ceilings(const options& opts) {
+  if (opts.quick) return {};
+  return {peak_flops(true), peak_flops(false), add_latency()};
+}
+
+void print_machine(const environment& env, const ceilings& top) {
+  if (env.peers.empty()) fmt::print("no peer library found\n");
+  for (const peer& p : env.peers) fmt::print("peer {} {} ({})\n", p.name, p.details, p.file);
+  if (env.opts.quick) {
+    fmt::print("quick: every case runs once, no figure below is a measurement\n");
+    return;
+  }
+  for (const auto& [name, p] :
+       {std::pair("double", top.double_precision), std::pair("single", top.single_precision)})
+    fmt::print(
+        "peak of one core in registers, {}: {:.1f} GFLOP/s with separate multiply and add, {:.1f} fused\n",
+        name, p.separate * 1e-9, p.fused * 1e-9);
+  fmt::print("from one addition to the next that needs its result: {:.2f} ns\n", top.add * 1e9);
+}
+
+double ceiling_of(const environment& env, const family& f, const bench_case& c, const ceilings& top) {
+  if (env.opts.quick || c.bytes == 0) return 0;
+  if (f.shown == unit::gbytes) return copy_bandwidth(c.bytes);
+  const peak& p = c.single_precision ? top.single_precision : top.double_precision;
+  return (c.threads > 0 ? c.threads : env.opts.threads) * std::max(p.separate, p.fused);
+}
+
+struct selected_case {
+  const family* of;
+  bench_case what;
+};
+
+std::regex compile(const std::string& filter) {
+  try {
+    return std::regex(filter);
+  } catch (const std::regex_error&) {
+    throw std::invalid_argument(fmt::format("--case: '{}' is no regular expression", filter));
+  }
+}
+
+std::vector<selected_case> select(const environment& env) {
+  const auto& wanted = env.opts.families;
+  for (const std::string& name : wanted)
+    if (std::none_of(std::begin(families), std::end(families),
+                     [&](const family& f) { return f.name == name; }))
+      throw std::invalid_argument(fmt::format("there is no family '{}'", name));
+  const std::regex filter = compile(env.opts.filter);
+  std::vector<selected_case> chosen;
+  for (const family& f : families) {
+    if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), f.name) == wanted.end()) continue;
+    for (bench_case& c : f.cases(env))
+      if (std::regex_search(c.name, filter)) chosen.push_back({&f, std::move(c)});
+  }
+  return chosen;
+}
+
+measured measure(const environment& env, const selected_case& chosen, const ceilings& top) {
+  const prepared ready = chosen.what.setup();
+  if (!ready.left_out.empty() && ready.contenders.size() == 1)
+    throw std::runtime_error(
+        fmt::format("{}: the result of zor is that of no other library", chosen.what.name));
+  measured m;
+  m.left_out = ready.left_out;
+  m.of = chosen.of;
+  m.what = chosen.what;
+  for (const contender& c : ready.contenders) m.libraries.push_back(c.library);
+  m.seconds = best_times(ready.contenders, env.opts.seconds, env.opts.quick);
+  m.ceiling = ceiling_of(env, *chosen.of, chosen.what, top);
+  m.bound_seconds = chosen.what.chained_adds * top.add;
+  return m;
+}
+
+}  // namespace
+
+int run(const options& opts) {
+  environment env;
+  env.opts = opts;
+  env.peers = load_blas_peers(opts.threads, opts.openblas_core);
+  const std::vector<selected_case> chosen = select(env);
+  if (chosen.empty()) throw std::invalid_argument("no case fits");
+  const ceilings top = machine_ceilings(opts);
+  if (!opts.csv) print_machine(env, top);
+
+  std::vector<measured> all;
+  const family* shown = nullptr;
+  for (size_t i = 0; i < chosen.size(); ++i) {
+    show_progress(i, chosen.size(), chosen[i].what.name);
+    all.push_back(measure(env, chosen[i], top));
+    clear_progress();
+    if (opts.csv) continue;
+    if (shown != chosen[i].of) print_header(env, *chosen[i].of);
+    shown = chosen[i].of;
+    print_row(env, all.back());
+  }
+  if (opts.csv)
+    print_csv(env, all);
+  else
+    print_summary(all);
+  if (!opts.plot.empty()) plot(all, opts.plot);
+  return 0;
+}
+
+}  // namespace zor_bench

@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: MIT
+// The drivers of the matrix product: quick returns, block sizes, scratch memory, the walk over blocks.
+//
+// Every element of C that goes through the register kernels has one order of sums. The depth is cut into
+// panels: first its tail, k mod kb long (kb when that is 0), then the panels of kb in ascending order. Each
+// panel's sum runs from +0 over ascending p of (alpha a) b and joins C in one addition; the first panel
+// brings beta with it. kb depends on k alone, so the blocks of rows and columns and the shape of the tiles do
+// not show in the result.
+#include "blas/gemm.h"
+
+#include "blas/gemm_pack.h"
+#include "blas/gemm_rows.h"
+#include "serv/imports.h"
+#include "zor/blas.h"
+#include "zor/serv.h"
+
+namespace zor::gemm {
+namespace {
+
+template <class T>
+struct problem {
+  zor_int m, n, k;
+  T alpha;
+  operand<T> a, b;
+  T beta;
+  T* c;
+  zor_int ldc;
+  char transa;
+};
+
+// Depth of a panel, largest blocks of rows and columns, and the bytes asked of the pool.
+struct blocking {
+  zor_int kb, mb, nb;
+  uint64_t bytes;
+};
+
+// What a type asks for beyond the block sizes: the smallest problem worth packing, the groups of rows and
+// columns that the register kernels take, and the name under which a missing block is reported.
+template <class T>
+struct limits;
+template <>
+struct limits<double> {
+  static constexpr zor_int least_m = 3, least_nk = 3, rows = 1, columns = 1;
+  static constexpr const char* name = "xdgemm";
+};
+template <>
+struct limits<float> {
+  static constexpr zor_int least_m = 8, least_nk = 8, rows = 8, columns = 4;
+  static constexpr const char* name = "xsgemm";
+};
+template <>
+struct limits<c32> {
+  static constexpr zor_int least_m = 4, least_nk = 8, rows = 4, columns = 4;
+  static constexpr const char* name = "xcgemm";
+};
+template <>
+struct limits<c64> {
+  static constexpr zor_int least_m = 4, least_nk = 8, rows = 2, columns = 4;
+  static constexpr const char* name = "xzgemm";
+};
+
+constexpr zor_int small_sum = 384;
+
+bool is_small(zor_int m, zor_int n, zor_int k) { return m + n + k <= small_sum; }
+
+blocking double_blocking(zor_int m, zor_int n, zor_int k, bool b_in_place) {
+  blocking s{112, 480, 2000, 0};
+  if (k > 112 && k <= 224) s.kb = k / 2 / 4 * 4;
+  const zor_int depth = k < s.kb ? k : s.kb;
+  if (k <= 224 && m + n >= 10000) {
+    s.nb = 5000;
+    s.mb = depth <= 16 ? 1536 : depth <= 32 ? 1024 : depth <= 64 ? 768 : 512;
+  } else if (m >= 4000 && n >= 4000 && k >= 4000 && m + n >= 12000) {
+    s.nb = 5000;
+    s.mb = 512;
+  }
+  if (s.nb > n) s.nb = n;
+  s.bytes = uint64_t(64 * s.kb + 8 * s.kb * s.mb + (b_in_place ? 9472 : 8 * s.kb * s.nb + 18176));
+  return s;
+}
+
+template <class T>
+blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
+  const zor_int nb = n < 2000 ? n : 2000;
+  if constexpr (std::is_same_v<T, double>)
+    return double_blocking(m, n, k, b_in_place);
+  else if constexpr (std::is_same_v<T, float>)
+    return {112, 640, nb, uint64_t(448 * nb + 311552)};
+  else if constexpr (std::is_same_v<T, c32>)
+    return {64, 320, nb, uint64_t(512 * nb + 189696)};
+  else
+    return {64, 320, nb, uint64_t(1024 * nb + 353536)};
+}
+
+// A block of C against a panel of the depth: strips of columns, and in each the strips of A. `t` has the
+// operands of the whole block. The strip of B in hand is spread first where the kernels want it so.
+template <class T, reading From>
+void product_block(zor_int m, zor_int n, tile<T> t) {
+  constexpr int most = tile_shape<T>::columns;
+  using V = vec<real_t<T>, tile_shape<T>::bytes>;
+  constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
+  constexpr int copies = lanes<V>, deepest = is_complex<T> ? 64 : 112;
+  alignas(V) real_t<T> scratch[spread ? deepest * most * parts<T> * copies : 1];
+  const real_t<T>*const a = t.a, *b = t.b;
+  T* const c = t.c;
+  for (zor_int j = 0; j < n; j += most) {
+    const int columns = n - j < most ? int(n - j) : most;
+    t.a = a;
+    t.b = b;
+    t.c = c + j * t.ldc;
+    if constexpr (spread) {
+      for (zor_int e = 0; e < columns * t.depth * parts<T>; ++e)
+        store(scratch + e * copies, broadcast<V>(b[e]));
+      t.b = scratch;
+    }
+    for (zor_int left = m; left > 0;) {
+      const strip s = next_strip<T>(left);
+      t.rows = s.rows;
+      kernels<T, From>.at[s.height][columns - 1](t);
+      t.a += From == reading::in_place ? s.rows : s.packed_rows * t.depth * parts<T>;
+      t.c += s.rows;
+      left -= s.rows;
+    }
+    b += columns * (packed ? t.depth : t.b_column) * parts<T>;
+  }
+}
+
+// The rows of one block: all of m in equal blocks of whole tiles, none above mb.
+template <class T>
+zor_int block_rows(zor_int m, zor_int mb) {
+  constexpr zor_int rows = tile_shape<T>::rows;
+  if (m <= mb) return m;
+  const zor_int most = mb / rows * rows, count = (m + most - 1) / most;
+  return (m + count * rows - 1) / (count * rows) * rows;
+}
+
+template <class T>
+T* align_to(void* p, uintptr_t bytes) {
+  return reinterpret_cast<T*>((reinterpret_cast<uintptr_t>(p) + bytes - 1) / bytes * bytes);
+}
+
+// Depth of the first panel, the tail of the depth.
+zor_int first_depth(zor_int k, zor_int kb) {
+  if (k <= kb) return k;
+  const zor_int tail = k % kb;
+  return tail != 0 ? tail : kb;
+}
+
+// How a small product reads: in place as far as its operands allow. Strips of whole vectors need no padding.
+template <class T>
+reading small_reading(const problem<T>& q) {
+  constexpr zor_int whole = zor_int(16 / sizeof(T));
+  if constexpr (!is_complex<T>) {
+    if (!q.a.trans && q.alpha == 1 && q.m % whole == 0) return reading::in_place;
+  }
+  return reading::b_in_place;
+}
+
+// Rows and columns of C through the register kernels, rows of the tail through row_products.
+template <class T>
+void blocked_product(const problem<T>& q, const blocking& s, reading from, void* memory) {
+  using R = real_t<T>;
+  const zor_int m = q.m / limits<T>::rows * limits<T>::rows,
+                n = q.n / limits<T>::columns * limits<T>::columns;
+  const zor_int first = first_depth(q.k, s.kb), mb = block_rows<T>(m, s.mb);
+  R* const packed_a = align_to<R>(memory, 64);
+  R* const packed_b = packed_a + s.kb * s.mb * parts<T>;
+  for (zor_int j = 0; j < n; j += s.nb) {
+    const zor_int columns = n - j < s.nb ? n - j : s.nb;
+    T beta = q.beta;
+    for (zor_int p = q.k - first, depth = first;;) {
+      const operand<T> b = q.b.from(p, j);
+      if (from == reading::packed) pack_b(depth, columns, b, reinterpret_cast<T*>(packed_b));
+      for (zor_int i = 0; i < m; i += mb) {
+        const zor_int rows = m - i < mb ? m - i : mb;
+        const operand<T> a = q.a.from(i, p);
+        tile<T> t{depth, packed_a, 0, packed_b, 0, 0, q.c + i + j * q.ldc, q.ldc, 0, update_of(beta), beta};
+        if (from != reading::packed) {
+          t.b = reals(b.data);
+          t.b_step = b.row_stride;
+          t.b_column = b.column_stride;
+        }
+        if (from != reading::in_place) pack_a(rows, depth, a, q.alpha, packed_a);
+        if (from == reading::packed) {
+          product_block<T, reading::packed>(rows, columns, t);
+        } else if (from == reading::b_in_place) {
+          product_block<T, reading::b_in_place>(rows, columns, t);
+        } else if constexpr (!is_complex<T>) {
+          t.a = a.data;
+          t.a_step = a.column_stride;
+          product_block<T, reading::in_place>(rows, columns, t);
+        }
+      }
+      if (m < q.m)
+        product_rows(q.m - m, columns, depth, q.alpha, q.a.from(m, p), reinterpret_cast<const T*>(packed_b),
+                     beta, q.c + m + j * q.ldc, q.ldc);
+      if constexpr (is_complex<T>)
+        beta = {1, 0};
+      else
+        beta = 1;
+      p = p == q.k - first ? 0 : p + s.kb;
+      if (p >= q.k - first) break;
+      depth = s.kb;
+    }
+  }
+}
+
+// Columns from `first` on, over the whole depth and all rows.
+template <class T, class Gemv>
+void tail_columns(const problem<T>& q, zor_int first, Gemv& gemv) {
+  if (q.b.conj) {
+    plain_product(q.m, q.n - first, q.k, q.alpha, q.a, q.b.from(0, first), q.beta, q.c + first * q.ldc,
+                  q.ldc);
+    return;
+  }
+  const zor_int rows = q.a.trans ? q.k : q.m, columns = q.a.trans ? q.m : q.k, one = 1;
+  const zor_int lda = q.a.trans ? q.a.row_stride : q.a.column_stride;
+  for (zor_int j = first; j < q.n; ++j)
+    gemv(&q.transa, &rows, &columns, &q.alpha, q.a.data, &lda, q.b.at(0, j), &q.b.row_stride, &q.beta,
+         q.c + j * q.ldc, &one);
+}
+
+template <class T>
+void tail_columns(const problem<T>& q) {
+  const zor_int n = q.n / limits<T>::columns * limits<T>::columns;
+  if (n == q.n) return;
+  if constexpr (std::is_same_v<T, float>)
+    tail_columns(q, n, core::zor_blas_sgemv);
+  else if constexpr (std::is_same_v<T, c32>)
+    tail_columns(q, n, core::zor_blas_cgemv);
+  else if constexpr (std::is_same_v<T, c64>)
+    tail_columns(q, n, core::zor_blas_zgemv);
+}
+
+template <class T>
+void product(const problem<T>& q) {
+  if (q.m < 1 || q.n < 1) return;
+  if (is_zero(q.alpha)) {
+    if (is_zero(q.beta))
+      zero_columns(q.m, q.n, q.c, q.ldc);
+    else if (!is_one(q.beta))
+      scale_columns(q.m, q.n, q.beta, q.c, q.ldc);
+    return;
+  }
+  using limit = limits<T>;
+  void* memory = nullptr;
+  if (q.m >= limit::least_m && q.n >= limit::least_nk && q.k >= limit::least_nk) {
+    const bool small = is_small(q.m, q.n, q.k);
+    const blocking s = blocking_of<T>(q.m, q.n, q.k, small && !q.b.trans);
+    memory = zor_serv_allocate(s.bytes, 128);
+    if (core::zor_serv_check_ptr(memory, limit::name) == 0) {
+      const bool in_place = small && !q.b.conj && q.m % limit::rows == 0;
+      blocked_product(q, s, in_place ? small_reading(q) : reading::packed, memory);
+      zor_serv_deallocate(memory);
+      tail_columns(q);
+      return;
+    }
+  }
+  plain_product(q.m, q.n, q.k, q.alpha, q.a, q.b, q.beta, q.c, q.ldc);
+}
+
+}  // namespace
+}  // namespace zor::gemm
+
+#define ROW_XGEMM(name, T)                                                                                 \
+  extern "C" void name(const char* transa, const char* transb, const zor_int* m, const zor_int* n,         \
+                       const zor_int* k, const T* alpha, const T* a, const zor_int* lda, const T* b,       \
+                       const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                      \
+    using namespace zor::gemm;                                                                             \
+    product<T>({*m, *n, *k, *alpha, make_operand(*transa, a, *lda), make_operand(*transb, b, *ldb), *beta, \
+                c, *ldc, *transa});                                                                        \
+  }
+#include "zor/tables/blas_gemm.inc"

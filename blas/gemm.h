@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// What the drivers, copies and kernels of the matrix product share.
+#pragma once
+
+#include "blas/matvec.h"
+#include "zor/types.h"
+
+namespace zor::gemm {
+
+// op(X) of a stored matrix: element (i, j) stands at data + i row_stride + j column_stride.
+template <class T>
+struct operand {
+  const T* data;
+  zor_int row_stride, column_stride;
+  bool trans, conj;
+
+  const T* at(zor_int i, zor_int j) const { return data + i * row_stride + j * column_stride; }
+  operand from(zor_int i, zor_int j) const {
+    operand part = *this;
+    part.data = at(i, j);
+    return part;
+  }
+};
+
+template <class T>
+operand<T> make_operand(char letter, const T* data, zor_int ld) {
+  const bool trans = letter != 'N' && letter != 'n';
+  const bool conj = is_complex<T> && (letter == 'C' || letter == 'c');
+  return {data, trans ? ld : 1, trans ? 1 : ld, trans, conj};
+}
+
+// C := C + sum, C := sum, C := beta C + sum.
+enum class update { add, store, scale };
+
+template <class T>
+update update_of(T beta) {
+  return is_one(beta) ? update::add : is_zero(beta) ? update::store : update::scale;
+}
+
+template <class T>
+const real_t<T>* reals(const T* p) {
+  return reinterpret_cast<const real_t<T>*>(p);
+}
+template <class T>
+real_t<T>* reals(T* p) {
+  return reinterpret_cast<real_t<T>*>(p);
+}
+// Reals in an element.
+template <class T>
+inline constexpr int parts = is_complex<T> ? 2 : 1;
+
+// C := beta C by columns; store puts zeros and reads nothing.
+template <class T>
+void scale_columns(zor_int m, zor_int n, T beta, T* c, zor_int ldc);
+template <class T>
+void zero_columns(zor_int m, zor_int n, T* c, zor_int ldc);
+
+// The product without blocks and without memory of its own; see gemm_plain.cpp.
+template <class T>
+void plain_product(zor_int m, zor_int n, zor_int k, T alpha, const operand<T>& a, const operand<T>& b, T beta,
+                   T* c, zor_int ldc);
+
+}  // namespace zor::gemm

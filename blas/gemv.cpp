@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+// y := alpha op(A) x + beta y. Orders of sums, the same at every width:
+//   beta first: y := beta y (0 writes zeros, 1 does nothing);
+//   op(A) = A: y := y + (alpha x[j]) A(:,j), columns in order, alpha x[j] rounded once;
+//   otherwise: one running sum from 0 over the rows in order, y[j] := y[j] + alpha sum. With an increment
+//   other than 1 the inputs are staged in pieces of 1000, and every piece adds its own alpha sum to y[j];
+//   operands that are not aligned to their real type are not staged and have one sum.
+// A product of complex values is formed from its four real products before it is added.
+#include "blas/matvec.h"
+#include "zor/blas.h"
+
+namespace zor {
+namespace {
+
+template <class T>
+void scale(zor_int n, T beta, T* y, zor_int incy) {
+  using E = element<T>;
+  if (is_one(beta)) return;
+  if (is_zero(beta)) {
+    for (zor_int i = 0; i < n; ++i) store_units(y + i * incy, E{});
+  } else if (incy == 1) {
+    in_chunks<T>(n, [&]<int Bytes>(zor_int i, zor_int last) {
+      using V = vec<real_t<T>, Bytes>;
+      const factor<T, V> f = make_factor<V>(beta);
+      for (; i < last; i += units<T, Bytes>) store_units(y + i, f * load_units<V>(y + i));
+    });
+  } else {
+    for (zor_int i = 0; i < n; ++i)
+      store_units(y + i * incy, make_factor<E>(beta) * load_units<E>(y + i * incy));
+  }
+}
+
+template <class T>
+void gemv_n(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, T* y) {
+  constexpr int group = is_complex<T> ? 4 : 8;
+  T s[group];
+  for (zor_int j = 0; j < n;) {
+    const zor_int left = n - j;
+    const int columns = left >= group ? group : left >= 4 ? 4 : left >= 2 ? 2 : 1;
+    for (int k = 0; k < columns; ++k) s[k] = multiply(alpha, x[j + k]);
+    const T* aj = a + j * lda;
+    switch (columns) {
+      case 1:
+        add_columns<1>(m, s, aj, lda, y);
+        break;
+      case 2:
+        add_columns<2>(m, s, aj, lda, y);
+        break;
+      case 4:
+        add_columns<4>(m, s, aj, lda, y);
+        break;
+      default:
+        add_columns<group>(m, s, aj, lda, y);
+    }
+    j += columns;
+  }
+}
+
+// Sums of Groups * U columns side by side, one lane group a column. Squares of U rows by U columns are
+// transposed in registers; the last rows come from a square that reaches back over rows already summed, and
+// only its new rows are used. Column pointers past the last one repeat it.
+template <int Bytes, int Groups, bool Conj, class T>
+void dot_columns(zor_int m, int columns, T alpha, const T* a, zor_int lda, const T* x, T* y) {
+  using R = real_t<T>;
+  using V = vec<R, Bytes>;
+  constexpr int U = units<T, Bytes>;
+  const T* column[Groups * U];
+  for (int j = 0; j < Groups * U; ++j) column[j] = a + (j < columns ? j : columns - 1) * lda;
+  V sum[Groups] = {};
+  const auto add_square = [&]<bool Whole>(std::bool_constant<Whole>, zor_int row, int skip) {
+    for (int g = 0; g < Groups; ++g) {
+      V square[U];
+#pragma GCC unroll 16
+      for (int j = 0; j < U; ++j) square[j] = load_units<V>(column[g * U + j] + row);
+      transpose_units<int(sizeof(T) / sizeof(R))>(square);
+#pragma GCC unroll 16
+      for (int i = 0; i < U; ++i)
+        if (Whole || i >= skip) sum[g] = sum[g] + make_factor<V, Conj>(x[row + i]) * square[i];
+    }
+  };
+  zor_int row = 0;
+  for (; row + U <= m; row += U) add_square(std::true_type{}, row, 0);
+  if (row < m) add_square(std::false_type{}, m - U, int(U - (m - row)));
+  T product[Groups * U];
+  for (int g = 0; g < Groups; ++g) store_units(product + g * U, make_factor<V>(alpha) * sum[g]);
+  using E = element<T>;
+  for (int j = 0; j < columns; ++j) store_units(y + j, load_units<E>(y + j) + load_units<E>(product + j));
+}
+
+// All columns with vectors of Bytes, or narrower ones when there are fewer rows or columns than fill them.
+template <int Bytes, bool Conj, class T>
+void gemv_t(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, T* y) {
+  constexpr int U = units<T, Bytes>;
+  if constexpr (U > 1) {
+    constexpr int next = Bytes > 16 ? Bytes / 2 : int(sizeof(T));
+    if (m < U || 2 * n <= U) return gemv_t<next, Conj>(m, n, alpha, a, lda, x, y);
+  }
+  zor_int j = 0;
+  for (; j + U < n; j += 2 * U) {
+    const int columns = int(n - j < 2 * U ? n - j : 2 * U);
+    dot_columns<Bytes, 2, Conj>(m, columns, alpha, a + j * lda, lda, x, y + j);
+  }
+  if (j < n) dot_columns<Bytes, 1, Conj>(m, int(n - j), alpha, a + j * lda, lda, x, y + j);
+}
+
+template <class T>
+void gemv_n_staged(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, zor_int incx, T* y,
+                   zor_int incy) {
+  T xs[staged_short], ys[staged_long];
+  for (zor_int i = 0; i < m; i += staged_long) {
+    const zor_int rows = m - i < staged_long ? m - i : staged_long;
+    gather(rows, y + i * incy, incy, ys);
+    for (zor_int j = 0; j < n; j += staged_short) {
+      const zor_int columns = n - j < staged_short ? n - j : staged_short;
+      gather(columns, x + j * incx, incx, xs);
+      gemv_n(rows, columns, alpha, a + i + j * lda, lda, xs, ys);
+    }
+    scatter(rows, ys, y + i * incy, incy);
+  }
+}
+
+template <bool Conj, class T>
+void gemv_t_staged(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, zor_int incx, T* y,
+                   zor_int incy) {
+  T xs[staged_long], ys[staged_short];
+  for (zor_int j = 0; j < n; j += staged_short) {
+    const zor_int columns = n - j < staged_short ? n - j : staged_short;
+    gather(columns, y + j * incy, incy, ys);
+    for (zor_int i = 0; i < m; i += staged_long) {
+      const zor_int rows = m - i < staged_long ? m - i : staged_long;
+      gather(rows, x + i * incx, incx, xs);
+      gemv_t<width, Conj>(rows, columns, alpha, a + i + j * lda, lda, xs, ys);
+    }
+    scatter(columns, ys, y + j * incy, incy);
+  }
+}
+
+template <bool Conj, class T>
+void gemv_t_plain(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, zor_int incx, T* y,
+                  zor_int incy) {
+  using E = element<T>;
+  for (zor_int j = 0; j < n; ++j) {
+    E sum{};
+    for (zor_int i = 0; i < m; ++i)
+      sum = sum + make_factor<E, Conj>(load_element(x + i * incx)) * load_units<E>(a + i + j * lda);
+    store_units(y + j * incy, load_units<E>(y + j * incy) + make_factor<E>(alpha) * sum);
+  }
+}
+
+template <class T>
+bool is_aligned(const T* p) {
+  return reinterpret_cast<uintptr_t>(p) % sizeof(real_t<T>) == 0;
+}
+
+template <bool Conj, class T>
+void gemv_transposed(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, zor_int incx, T* y,
+                     zor_int incy) {
+  if (!is_aligned(a) || !is_aligned(x) || !is_aligned(y))
+    gemv_t_plain<Conj>(m, n, alpha, a, lda, x, incx, y, incy);
+  else if (incx == 1 && incy == 1)
+    gemv_t<width, Conj>(m, n, alpha, a, lda, x, y);
+  else
+    gemv_t_staged<Conj>(m, n, alpha, a, lda, x, incx, y, incy);
+}
+
+template <class T>
+void gemv(char trans, zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, zor_int incx,
+          T beta, T* y, zor_int incy) {
+  if (m <= 0 || n <= 0 || (is_zero(alpha) && is_one(beta))) return;
+  const bool transposed = trans != 'N' && trans != 'n';
+  const zor_int inputs = transposed ? m : n, outputs = transposed ? n : m;
+  x = first_element(x, inputs, incx);
+  y = first_element(y, outputs, incy);
+  scale(outputs, beta, y, incy);
+  if (is_zero(alpha)) return;
+  if (!transposed) {
+    if (incx == 1 && incy == 1 && is_aligned(x))
+      gemv_n(m, n, alpha, a, lda, x, y);
+    else
+      gemv_n_staged(m, n, alpha, a, lda, x, incx, y, incy);
+  } else if (is_complex<T> && (trans == 'C' || trans == 'c')) {
+    gemv_transposed<is_complex<T>>(m, n, alpha, a, lda, x, incx, y, incy);
+  } else {
+    gemv_transposed<false>(m, n, alpha, a, lda, x, incx, y, incy);
+  }
+}
+
+}  // namespace
+}  // namespace zor
+
+#define ROW_XGEMV(name, T)                                                                                \
+  extern "C" void name(const char* trans, const zor_int* m, const zor_int* n, const T* alpha, const T* a, \
+                       const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,          \
+                       const zor_int* incy) {                                                             \
+    zor::gemv(*trans, *m, *n, *alpha, a, *lda, x, *incx, *beta, y, *incy);                                \
+  }
+#include "zor/tables/blas_matvec.inc"

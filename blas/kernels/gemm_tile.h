@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// The register kernels of the matrix product: one tile of C for the whole depth of a panel.
+#pragma once
+
+#include <numeric>
+
+#include "blas/gemm.h"
+
+namespace zor::gemm {
+
+// A tile has up to `vectors` full vectors of rows and up to `columns` columns. The sums of a tile, the
+// vectors of A and the temporaries fit the registers of the build. Vectors of a tile have at most 32 bytes:
+// where arithmetic on 64 bytes runs at half the rate, a 64-byte broadcast from memory takes an arithmetic
+// slot from the sums, and a 32-byte one is a plain load.
+template <class T>
+struct tile_shape {
+  static constexpr int bytes = width < 32 ? width : 32;
+  static constexpr int lanes = int(bytes / sizeof(real_t<T>));
+  static constexpr int vectors = is_complex<T> ? 1 : 2;
+  static constexpr int columns_by_width[3] = {4, 5, is_complex<T> ? 6 : 12};
+  static constexpr int columns = columns_by_width[width / 32];
+  static constexpr int rows = vectors * lanes;
+};
+
+// Where broadcasting a float takes a shuffle, the kernels of packed B read each value repeated over a vector.
+template <class T>
+inline constexpr bool spread_b = width == 16 && sizeof(real_t<T>) == 4;
+
+// Where a kernel reads: both panels packed; B in place; or both in place, for an A that is not transposed, an
+// alpha of 1 (the product with it changes nothing) and real types.
+enum class reading { packed, b_in_place, in_place };
+
+template <class T>
+struct tile {
+  zor_int depth;
+  const real_t<T>*
+      a;  // a packed strip of alpha op(A), see gemm_pack.h, or A itself with columns a_step apart
+  zor_int a_step;
+  const real_t<T>* b;  // element (p, j) of op(B) at b + (p b_step + j b_column) parts
+  zor_int b_step, b_column;
+  T* c;
+  zor_int ldc;
+  int rows;  // rows of C to update, fewer than the strip has when its last vector is padded
+  update how;
+  T beta;
+};
+
+template <class T>
+using tile_kernel = void(const tile<T>&);
+
+// The lane-wise sums over p, in ascending order and from +0: of a b, and for complex types
+// R := (R + br ar) - bi ai, I := (I + br ai) + bi ar.
+template <class T, class V, int Vectors, int Columns, reading From>
+[[gnu::always_inline]] inline void accumulate(const tile<T>& t, V (&sum)[Columns][Vectors * parts<T>]) {
+  constexpr int n = lanes<V>;
+  const real_t<T>*a = t.a, *b = t.b;
+  constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
+  constexpr int copies = spread ? n : 1;
+  const zor_int a_step = From == reading::in_place ? t.a_step : Vectors * parts<T> * n;
+  const zor_int step = packed ? Columns * parts<T> * copies : t.b_step * parts<T>;
+  const zor_int column = packed ? parts<T> * copies : t.b_column * parts<T>;
+  const auto b_value = [](const real_t<T>* at) __attribute__((always_inline)) {
+    if constexpr (spread)
+      return load_aligned<V>(at);
+    else
+      return broadcast<V>(*at);
+  };
+#pragma GCC unroll 16
+  for (int j = 0; j < Columns; ++j)
+#pragma GCC unroll 16
+    for (int v = 0; v < Vectors * parts<T>; ++v) sum[j][v] = V{};
+  for (zor_int p = t.depth; p > 0; --p) {
+    V av[Vectors * parts<T>];
+#pragma GCC unroll 16
+    for (int v = 0; v < Vectors * parts<T>; ++v) av[v] = load<V>(a + v * n);
+#pragma GCC unroll 16
+    for (int j = 0; j < Columns; ++j) {
+      if constexpr (is_complex<T>) {
+        const V br = b_value(b + j * column);
+#pragma GCC unroll 16
+        for (int v = 0; v < Vectors; ++v) {
+          sum[j][v] = sum[j][v] + br * av[v];
+          sum[j][Vectors + v] = sum[j][Vectors + v] + br * av[Vectors + v];
+        }
+        const V bi = b_value(b + j * column + copies);
+#pragma GCC unroll 16
+        for (int v = 0; v < Vectors; ++v) {
+          sum[j][v] = sum[j][v] - bi * av[Vectors + v];
+          sum[j][Vectors + v] = sum[j][Vectors + v] + bi * av[v];
+        }
+      } else {
+        const V bj = b_value(b + j * column);
+#pragma GCC unroll 16
+        for (int v = 0; v < Vectors; ++v) sum[j][v] = sum[j][v] + av[v] * bj;
+      }
+    }
+    a += a_step;
+    b += step;
+  }
+}
+
+// One vector of C, interleaved for complex types, joined by its sums in one addition a real.
+template <update How, class T, class V>
+[[gnu::always_inline]] inline void fold(T* c, V sum, T beta) {
+  if constexpr (How == update::store) {
+    store_units(c, sum);
+  } else if constexpr (How == update::add) {
+    store_units(c, load_units<V>(c) + sum);
+  } else if constexpr (is_complex<T>) {
+    const V straight = broadcast_pair<V>(beta.re, beta.im), crossed = broadcast_pair<V>(-beta.im, beta.re);
+    const V old = load_units<V>(c);
+    store_units(c, sum + (straight * dup_even(old) + crossed * dup_odd(old)));
+  } else {
+    store_units(c, load_units<V>(c) * broadcast<V>(beta) + sum);
+  }
+}
+
+// The sums of a tile into C. Padded lanes never meet C: with fewer rows than lanes (double precision, one
+// vector high) the sums of the real rows join it one by one.
+template <update How, class T, class V, int Vectors, int Columns>
+[[gnu::always_inline]] inline void fold_tile(const V (&sum)[Columns][Vectors * parts<T>], T* c, zor_int ldc,
+                                             int rows, T beta) {
+  constexpr int n = lanes<V>;
+  if (Vectors == 1 && std::is_same_v<T, double> && rows < n) {
+    for (int j = 0; j < Columns; ++j, c += ldc) {
+      real_t<T> column[n];
+      store<V>(column, sum[j][0]);
+      for (int i = 0; i < rows; ++i) fold<How>(c + i, vec<real_t<T>, sizeof(T)>{column[i]}, beta);
+    }
+    return;
+  }
+#pragma GCC unroll 16
+  for (int j = 0; j < Columns; ++j, c += ldc) {
+#pragma GCC unroll 16
+    for (int v = 0; v < Vectors; ++v) {
+      if constexpr (is_complex<T>) {
+        fold<How>(c + v * n, zip_low(sum[j][v], sum[j][Vectors + v]), beta);
+        fold<How>(c + v * n + n / 2, zip_high(sum[j][v], sum[j][Vectors + v]), beta);
+      } else {
+        fold<How>(c + v * n, sum[j][v], beta);
+      }
+    }
+  }
+}
+
+template <class T, class V, int Vectors, int Columns, reading From>
+void tile_product(const tile<T>& t) {
+  constexpr int span = int(Vectors * lanes<V> * sizeof(T));
+  T* const c = t.c;
+  const zor_int ldc = t.ldc;
+  const int rows = t.rows;
+  // C is needed only after the whole depth: ask for its lines now.
+#pragma GCC unroll 16
+  for (int j = 0; j < Columns; ++j) {
+    const char* column = reinterpret_cast<const char*>(c + j * ldc);
+#pragma GCC unroll 16
+    for (int at = 0; at < span; at += 64) __builtin_prefetch(column + at);
+  }
+  V sum[Columns][Vectors * parts<T>];
+  accumulate<T, V, Vectors, Columns, From>(t, sum);
+  switch (t.how) {
+    case update::add:
+      return fold_tile<update::add, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);
+    case update::store:
+      return fold_tile<update::store, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);
+    case update::scale:
+      return fold_tile<update::scale, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);
+  }
+}
+
+// The kernels by height (1 to `vectors` full vectors, then one vector of 16 bytes) and
+// by columns.
+template <class T, reading From>
+struct tile_kernels {
+  using shape = tile_shape<T>;
+  static constexpr int heights = shape::vectors + (shape::bytes == 32 ? 1 : 0);
+  tile_kernel<T>* at[heights][shape::columns];
+
+  template <int Height, int Columns>
+  static constexpr tile_kernel<T>* pick() {
+    // Types other than double come here with complete groups of 4 columns.
+    if constexpr (!std::is_same_v<T, double> && Columns % std::gcd(4, shape::columns) != 0) {
+      return nullptr;
+    } else if constexpr (Height < shape::vectors) {
+      return tile_product<T, vec<real_t<T>, shape::bytes>, Height + 1, Columns, From>;
+    } else {
+      return tile_product<T, vec<real_t<T>, 16>, 1, Columns, From>;
+    }
+  }
+  template <int Height, int... Columns>
+  constexpr void fill(std::integer_sequence<int, Columns...>) {
+    ((at[Height][Columns] = pick<Height, Columns + 1>()), ...);
+  }
+  template <int... Heights>
+  constexpr void fill_all(std::integer_sequence<int, Heights...>) {
+    (fill<Heights>(std::make_integer_sequence<int, shape::columns>{}), ...);
+  }
+  constexpr tile_kernels() : at{} { fill_all(std::make_integer_sequence<int, heights>{}); }
+};
+
+template <class T, reading From>
+inline constexpr tile_kernels<T, From> kernels{};
+
+// The strip that takes the next rows when `left` remain: its height as an index of the table above, its rows,
+// and its rows as packed, padding included.
+struct strip {
+  int height, rows, packed_rows;
+};
+template <class T>
+[[gnu::always_inline]] inline strip next_strip(zor_int left) {
+  constexpr int n = tile_shape<T>::lanes, most = tile_shape<T>::vectors;
+  if (left >= n) {
+    const int vectors = left >= most * n ? most : int(left / n);
+    return {vectors - 1, vectors * n, vectors * n};
+  }
+  // Double precision pads one vector; the other types come in multiples of a 16-byte vector.
+  constexpr bool padded = std::is_same_v<T, double>;
+  constexpr int least = int(16 / sizeof(real_t<T>));
+  int height = 0, packed = n;
+  while (packed > least && (padded ? packed / 2 >= left : packed > left)) {
+    packed /= 2;
+    height = height == 0 ? most : height + 1;
+  }
+  return {height, packed < left ? packed : int(left), packed};
+}
+
+}  // namespace zor::gemm

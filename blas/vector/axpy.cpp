@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+// y := alpha x + y. The product is formed first, complex as (ar xr - ai xi, ar xi + ai xr), and added to y.
+// alpha of 0 does nothing; a NaN alpha is no 0. Increments whose product is 1 walk forward, others the
+// standard walk in the order of elements, so that incy of 0 adds every term to y[0]. x and y do not overlap.
+#include "zor/blas.h"
+
+#include "blas/vector/vector.h"
+#include "blas/vector/walk.h"
+
+namespace zor {
+namespace {
+
+// Whole vectors of the unit path; returns the elements done.
+template <class T>
+zor_int axpy_runs(zor_int n, T alpha, const T* x, T* y) {
+  using R = real_t<T>;
+  const R* from = reinterpret_cast<const R*>(x);
+  R* to = reinterpret_cast<R*>(y);
+  const zor_int done = for_runs_of_two(
+      n * reals<T>, from, to, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+        if constexpr (is_complex<T>)
+          store<V>(to + i,
+                   load<V>(to + i) + complex_mul(broadcast_pair<V>(alpha.re, alpha.im), load<V>(from + i)));
+        else
+          store<V>(to + i, load<V>(to + i) + broadcast<V>(alpha) * load<V>(from + i));
+      });
+  return done / reals<T>;
+}
+
+}  // namespace
+
+template <class T>
+void axpy(zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
+  if (n < 1 || equals(alpha, 0)) return;
+  zor_int done = 0;
+  if (unit_pair(incx, incy)) {
+    done = axpy_runs(n, alpha, x, y);
+    incx = incy = 1;
+  }
+  x = walk_start(x, n, incx);
+  y = walk_start(y, n, incy);
+  for (zor_int i = done; i < n; ++i) put(y + i * incy, add(get(y + i * incy), mul(alpha, get(x + i * incx))));
+}
+
+template void axpy(zor_int, float, const float*, zor_int, float*, zor_int);
+template void axpy(zor_int, double, const double*, zor_int, double*, zor_int);
+template void axpy(zor_int, c32, const c32*, zor_int, c32*, zor_int);
+template void axpy(zor_int, c64, const c64*, zor_int, c64*, zor_int);
+
+}  // namespace zor
+
+#define ROW_AXPY(name, T)                                                                       \
+  extern "C" void name(const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* y, \
+                       const zor_int* incy) {                                                   \
+    zor::axpy<T>(*n, *alpha, x, *incx, y, *incy);                                               \
+  }
+#include "zor/tables/blas_vector.inc"

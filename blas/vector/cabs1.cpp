@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+// |re| + |im| of one complex value.
+#include "zor/blas.h"
+
+#include "blas/vector/walk.h"
+
+#define ROW_CABS1(name, T, R) \
+  extern "C" R name(const T* z) { return zor::magnitude(*z); }
+#include "zor/tables/blas_vector.inc"

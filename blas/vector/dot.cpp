@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// Dot products of real vectors, in the precision of the elements. When the product of the increments is 1 and
+// both vectors lie on element boundaries there are four accumulators of 16 bytes, L lanes each (2 double, 4
+// single); an accumulator takes L consecutive products.
+//   x and y at the same position modulo 16:
+//     elements before the boundary             lane 0 of a0, one after the other
+//     then groups of L                         a0 a1 a2 a3 in turn, in blocks of 4L
+//     tails of 2L and L                        a0 a1 and a0
+//   otherwise, x standing on the boundary after the same peel:
+//     blocks of 4L                             a0 a1 a2 a3
+//     groups of L                              a0 each
+//   the elements that are left                 lane 0 of a0, one after the other
+// The result is ((a0 + a1) + a2) + a3, its lanes added in order. Any other pair is one running sum in the
+// order of the standard walk.
+#include "zor/blas.h"
+
+#include "blas/vector/partial_sums.h"
+#include "blas/vector/vector.h"
+#include "blas/vector/walk.h"
+
+namespace zor {
+namespace {
+
+// Widest bounds the registers of the main loop; lines of long vectors are asked for a block ahead.
+template <class R, int Widest, bool Long>
+R dot_unit(zor_int n, const R* x, const R* y) {
+  using V = vec<R, 16>;
+  constexpr int L = lanes<V>;
+  const bool together = position(x) == position(y);
+  const zor_int peel = peel_count(x, n);
+  R first = 0;
+  for (zor_int i = 0; i < peel; ++i) first = first + x[i] * y[i];
+  x += peel;
+  y += peel;
+  n -= peel;
+
+  partial_sums<R, 64, Widest> sums;
+  using P = typename partial_sums<R, 64, Widest>::V;
+  sums.part[0][0] = first;
+  if constexpr (Long) {
+    constexpr int block = block_bytes / int(sizeof(R));
+    for (; n >= block; n -= block, x += block, y += block) {
+      touch_block(x);
+      touch_block(y);
+#pragma GCC unroll 16
+      for (int k = 0; k < block; k += sums.step)
+        sums.part[k / sums.step % sums.count] += load<P>(x + k) * load<P>(y + k);
+    }
+  }
+  for (; n >= 4 * L; n -= 4 * L, x += 4 * L, y += 4 * L) {
+#pragma GCC unroll 4
+    for (int k = 0; k < sums.count; ++k)
+      sums.part[k] += load<P>(x + k * sums.step) * load<P>(y + k * sums.step);
+  }
+  V a0 = sums.template accumulator<0>(), a1 = sums.template accumulator<1>();
+  const V a2 = sums.template accumulator<2>(), a3 = sums.template accumulator<3>();
+  if (n & 2 * L) {
+    a0 += load<V>(x) * load<V>(y);
+    const V second = load<V>(x + L) * load<V>(y + L);
+    if (together)
+      a1 += second;
+    else
+      a0 += second;
+    x += 2 * L;
+    y += 2 * L;
+  }
+  if (n & L) {
+    a0 += load<V>(x) * load<V>(y);
+    x += L;
+    y += L;
+  }
+  for (n &= L - 1; n > 0; --n, ++x, ++y) a0[0] = a0[0] + *x * *y;
+  return sum_lanes(((a0 + a1) + a2) + a3);
+}
+
+}  // namespace
+
+template <class T>
+T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
+  if (n < 1) return 0;
+  if (unit_pair(incx, incy)) {
+    if (on_element(x) && on_element(y))
+      return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, width, false>(n, x, y)
+                                                 : dot_unit<T, long_width, true>(n, x, y);
+    incx = incy = 1;
+  }
+  x = walk_start(x, n, incx);
+  y = walk_start(y, n, incy);
+  T sum = 0;
+  for (zor_int i = 0; i < n; ++i) sum = sum + get(x + i * incx) * get(y + i * incy);
+  return sum;
+}
+
+}  // namespace zor
+
+#define ROW_DOT(name, T)                                                                                  \
+  extern "C" T name(const zor_int* n, const T* x, const zor_int* incx, const T* y, const zor_int* incy) { \
+    return zor::dot<T>(*n, x, *incx, y, *incy);                                                           \
+  }
+#include "zor/tables/blas_vector.inc"

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// Plane rotation (x, y) := (c x + s y, c y - conj(s) x), c real. With complex s the products are formed
+// first: s y = (sr yr - si yi, sr yi + si yr), conj(s) x = (sr xr + si xi, sr xi - si xr). Increments whose
+// product is 1 walk forward, others the standard walk in the order of elements. x and y do not overlap.
+#include "zor/blas.h"
+
+#include "blas/vector/vector.h"
+#include "blas/vector/walk.h"
+
+namespace zor {
+namespace {
+
+// Whole vectors of the unit path; returns the elements done.
+template <class T, class C, class S>
+zor_int rot_runs(zor_int n, T* x, T* y, C c, S s) {
+  using R = real_t<T>;
+  R* a = reinterpret_cast<R*>(x);
+  R* b = reinterpret_cast<R*>(y);
+  const zor_int done = for_runs_of_two<false>(
+      n * reals<T>, a, b, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+        const V va = load<V>(a + i), vb = load<V>(b + i), vc = broadcast<V>(c);
+        if constexpr (is_complex<S>) {
+          const V vs = broadcast_pair<V>(s.re, s.im);
+          store<V>(a + i, vc * va + complex_mul(vs, vb));
+          store<V>(b + i, vc * vb - complex_mul<true>(vs, va));
+        } else {
+          const V vs = broadcast<V>(s);
+          store<V>(a + i, vc * va + vs * vb);
+          store<V>(b + i, vc * vb - vs * va);
+        }
+      });
+  return done / reals<T>;
+}
+
+}  // namespace
+
+template <class T, class C, class S>
+void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
+  if (n < 1) return;
+  zor_int done = 0;
+  if (unit_pair(incx, incy)) {
+    done = rot_runs(n, x, y, c, s);
+    incx = incy = 1;
+  }
+  x = walk_start(x, n, incx);
+  y = walk_start(y, n, incy);
+  for (zor_int i = done; i < n; ++i) {
+    const T xi = get(x + i * incx), yi = get(y + i * incy);
+    if constexpr (is_complex<S>) {
+      put(x + i * incx, add(scaled(c, xi), mul(s, yi)));
+      put(y + i * incy, sub(scaled(c, yi), mul<true>(s, xi)));
+    } else {
+      put(x + i * incx, add(scaled(c, xi), scaled(s, yi)));
+      put(y + i * incy, sub(scaled(c, yi), scaled(s, xi)));
+    }
+  }
+}
+
+}  // namespace zor
+
+#define ROW_ROT(name, T, C, S)                                                                             \
+  extern "C" void name(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy, const C* c, \
+                       const S* s) {                                                                       \
+    zor::rot<T, C, S>(*n, x, *incx, y, *incy, *c, *s);                                                     \
+  }
+#include "zor/tables/blas_vector.inc"

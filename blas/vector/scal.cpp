@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// x := alpha x, complex as (ar xr - ai xi, ar xi + ai xr). alpha of exactly 1 leaves x alone; alpha of 0
+// multiplies, so an infinity becomes NaN. A negative increment scales the same elements as its absolute
+// value; 0 multiplies x[0] n times.
+#include "zor/blas.h"
+
+#include "blas/vector/vector.h"
+#include "blas/vector/walk.h"
+
+namespace zor {
+namespace {
+
+// Whole vectors of the unit path; returns the elements done.
+template <class T, class A>
+zor_int scal_runs(zor_int n, A alpha, T* x) {
+  using R = real_t<T>;
+  R* p = reinterpret_cast<R*>(x);
+  const zor_int done = for_runs<R>(
+      n * reals<T>, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+        if constexpr (is_complex<A>)
+          store<V>(p + i, complex_mul(broadcast_pair<V>(alpha.re, alpha.im), load<V>(p + i)));
+        else
+          store<V>(p + i, broadcast<V>(alpha) * load<V>(p + i));
+      });
+  return done / reals<T>;
+}
+
+}  // namespace
+
+template <class T, class A>
+void scal(zor_int n, A alpha, T* x, zor_int incx) {
+  if (n < 1 || equals(alpha, 1)) return;
+  if (incx < 0) incx = -incx;
+  for (zor_int i = incx == 1 ? scal_runs(n, alpha, x) : 0; i < n; ++i) {
+    if constexpr (is_complex<A>)
+      put(x + i * incx, mul(alpha, get(x + i * incx)));
+    else
+      put(x + i * incx, scaled(alpha, get(x + i * incx)));
+  }
+}
+
+}  // namespace zor
+
+#define ROW_SCAL(name, T, A)                                                          \
+  extern "C" void name(const zor_int* n, const A* alpha, T* x, const zor_int* incx) { \
+    zor::scal<T, A>(*n, *alpha, x, *incx);                                            \
+  }
+#include "zor/tables/blas_vector.inc"

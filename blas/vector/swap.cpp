@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// x and y exchanged, in the order of elements; increments whose product is 1 walk forward, others the
+// standard walk. x and y do not overlap.
+#include "zor/blas.h"
+
+#include "blas/vector/vector.h"
+#include "blas/vector/walk.h"
+
+namespace zor {
+
+template <class T>
+void swap(zor_int n, T* x, zor_int incx, T* y, zor_int incy) {
+  using R = real_t<T>;
+  if (n < 1) return;
+  zor_int done = 0;
+  if (unit_pair(incx, incy)) {
+    R* a = reinterpret_cast<R*>(x);
+    R* b = reinterpret_cast<R*>(y);
+    done = for_runs_of_two(
+        n * reals<T>, a, b, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+          const V old = load<V>(a + i);
+          store<V>(a + i, load<V>(b + i));
+          store<V>(b + i, old);
+        });
+    done /= reals<T>;
+    incx = incy = 1;
+  }
+  x = walk_start(x, n, incx);
+  y = walk_start(y, n, incy);
+  for (zor_int i = done; i < n; ++i) {
+    const T old = get(x + i * incx);
+    put(x + i * incx, get(y + i * incy));
+    put(y + i * incy, old);
+  }
+}
+
+}  // namespace zor
+
+#define ROW_SWAP(name, T)                                                                        \
+  extern "C" void name(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy) { \
+    zor::swap<T>(*n, x, *incx, y, *incy);                                                        \
+  }
+#include "zor/tables/blas_vector.inc"

@@ -1,0 +1,68 @@
+# The two libraries. libzor_kern is built three times from one list of sources; only the vector width and the
+# compiler's target differ. The dynamic loader picks a build from lib/ and lib/glibc-hwcaps/.
+
+file(GLOB ZOR_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/zor/tables/*.inc)
+file(GLOB_RECURSE ZOR_KERN_SOURCES CONFIGURE_DEPENDS
+     serv/*.cpp serv/*.S blas/*.cpp lapack/*.cpp xblas/*.cpp spblas/*.cpp dft/*.cpp pde/*.cpp trans/*.cpp
+     conv/*.cpp gmp/*.cpp)
+file(GLOB_RECURSE ZOR_CORE_SOURCES CONFIGURE_DEPENDS core/*.cpp core/*.S)
+
+# Expands a table of names into a linker version script.
+function(zor_version_script library)
+  add_custom_command(
+    OUTPUT ${PROJECT_BINARY_DIR}/${library}.map
+    COMMAND ${CMAKE_CXX_COMPILER} -E -P -x c++ -I ${PROJECT_SOURCE_DIR}/include
+            ${PROJECT_SOURCE_DIR}/cmake/${library}.map.in -o ${PROJECT_BINARY_DIR}/${library}.map
+    DEPENDS ${PROJECT_SOURCE_DIR}/cmake/${library}.map.in ${ZOR_TABLES})
+  add_custom_target(zor_${library}_map DEPENDS ${PROJECT_BINARY_DIR}/${library}.map)
+endfunction()
+zor_version_script(kern)
+zor_version_script(core)
+
+function(zor_shared_library target library)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME zor_${library} SOVERSION 1 C_VISIBILITY_PRESET hidden
+                        CXX_VISIBILITY_PRESET hidden LINK_DEPENDS ${PROJECT_BINARY_DIR}/${library}.map)
+  add_dependencies(${target} zor_${library}_map)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/${library}.map
+                      -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,-O1)
+  if(NOT ZOR_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+endfunction()
+
+# The kernels vectorise by hand. The compiler's own vectoriser is off: in spite of -ffp-contract=off it fuses the
+# products of complex arithmetic into vfmaddsub, and elsewhere it forms both sum and difference to keep one of each,
+# which raises flags that the data do not cause.
+# The rounding mode is the caller's: no constant expression is rounded at compile time, and the square of a quotient does
+# not lose the magnitude of its numerator (-fssa-backprop drops it, and the quotient then rounds the other way).
+set(ZOR_KERN_ARITHMETIC -fno-tree-vectorize -frounding-math -fno-ssa-backprop)
+
+# One build of the kernel library: its C++ is freestanding of the C++ runtime, so it is linked as C.
+function(zor_kern_build build directory bytes)
+  set(target zor_kern_${build})
+  add_library(${target} SHARED ${ZOR_KERN_SOURCES})
+  target_compile_definitions(${target} PRIVATE ZOR_VEC_BYTES=${bytes})
+  target_compile_options(${target} PRIVATE ${ARGN} ${ZOR_KERN_ARITHMETIC} $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
+                         -fno-threadsafe-statics -fno-asynchronous-unwind-tables>)
+  zor_shared_library(${target} kern)
+  set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${directory}
+                        INSTALL_RPATH "$ORIGIN;$ORIGIN/../..")
+  if(NOT ZOR_SANITIZE)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+  endif()
+endfunction()
+zor_kern_build(baseline lib 16 -march=x86-64 -msse3)
+zor_kern_build(v3 lib/glibc-hwcaps/x86-64-v3 32 -march=x86-64-v3)
+zor_kern_build(v4 lib/glibc-hwcaps/x86-64-v4 64 -march=x86-64-v4)
+
+find_package(OpenMP REQUIRED COMPONENTS CXX)
+add_library(zor_core SHARED ${ZOR_CORE_SOURCES})
+zor_shared_library(zor_core core)
+set_target_properties(zor_core PROPERTIES INSTALL_RPATH "$ORIGIN")
+target_link_libraries(zor_core PRIVATE zor_kern_baseline OpenMP::OpenMP_CXX gmp)
+add_dependencies(zor_core zor_kern_v3 zor_kern_v4)
+
+# What a program links: the sibling first, so that names both libraries export bind to it, and needed even by a
+# program that calls no name of it, since the kernel library does.
+add_library(zor INTERFACE)
+target_link_libraries(zor INTERFACE -Wl,--push-state,--no-as-needed zor_core -Wl,--pop-state zor_kern_baseline)

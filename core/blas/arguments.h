@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// Checks of arguments and parts of operands, for the public BLAS entries. A check gives the 1-based position
+// of the first bad argument, 0 when there is none; positions are looked at in ascending order.
+#pragma once
+
+#include "core/bad_argument.h"
+#include "zor/types.h"
+
+namespace zor_core {
+
+template <class T>
+constexpr bool equals(T s, int real) {
+  return s == T(real);
+}
+constexpr bool equals(zor_c32 s, int real) { return s.re == float(real) && s.im == 0; }
+constexpr bool equals(zor_c64 s, int real) { return s.re == double(real) && s.im == 0; }
+
+constexpr bool is_letter(const char* option, const char* upper_case) {
+  if (option == nullptr) return false;
+  for (; *upper_case != '\0'; ++upper_case)
+    if (*option == *upper_case || *option == *upper_case + ('a' - 'A')) return true;
+  return false;
+}
+constexpr bool is_trans(const char* option) { return is_letter(option, "NTC"); }
+constexpr bool is_plain(const char* trans) { return *trans == 'N' || *trans == 'n'; }
+
+constexpr bool is_size(const zor_int* n) { return n != nullptr && *n >= 0; }
+constexpr bool is_leading(const zor_int* ld, zor_int rows) {
+  return ld != nullptr && *ld >= (rows > 1 ? rows : 1);
+}
+constexpr bool is_step(const zor_int* inc) { return inc != nullptr && *inc != 0; }
+
+// Elements first to first + count - 1 of a vector of n elements, as a vector of its own: with a negative
+// increment a vector starts at its end.
+template <class T>
+T* part(T* x, zor_int n, zor_int incx, zor_int first, zor_int count) {
+  return x + (incx < 0 ? n - first - count : first) * (incx < 0 ? -incx : incx);
+}
+
+// a b c, or the largest integer when that is less.
+constexpr zor_int saturating_product(zor_int a, zor_int b, zor_int c = 1) {
+  zor_int product = 0;
+  if (__builtin_mul_overflow(a, b, &product) || __builtin_mul_overflow(product, c, &product))
+    return INT64_MAX;
+  return product;
+}
+
+// Where piece `index` of `pieces` begins when 0 to n is cut at multiples of `grain`; the last piece takes the
+// rest. Needs pieces <= n / grain.
+constexpr zor_int cut(zor_int n, zor_int grain, zor_int pieces, zor_int index) {
+  return index == pieces ? n : n / grain * index / pieces * grain;
+}
+
+}  // namespace zor_core

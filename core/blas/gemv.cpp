@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// Threads take pieces of y, so no sum is cut.
+#include <algorithm>
+
+#include "core/blas/arguments.h"
+#include "core/blas/kernels.h"
+#include "core/threads.h"
+#include "zor/blas.h"
+
+namespace zor_core {
+namespace {
+
+constexpr const char* gemv_arguments[] = {"trans", "m",    "n",    "alpha", "a",   "lda",
+                                          "x",     "incx", "beta", "y",     "incy"};
+
+template <class T>
+int32_t bad_gemv_argument(const char* trans, const zor_int* m, const zor_int* n, const T* alpha, const T* a,
+                          const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,
+                          const zor_int* incy) {
+  if (!is_trans(trans)) return 1;
+  if (!is_size(m)) return 2;
+  if (!is_size(n)) return 3;
+  if (alpha == nullptr) return 4;
+  const bool read = *m > 0 && *n > 0 && !equals(*alpha, 0);
+  if (read && a == nullptr) return 5;
+  if (!is_leading(lda, *m)) return 6;
+  if (read && x == nullptr) return 7;
+  if (!is_step(incx)) return 8;
+  if (beta == nullptr) return 9;
+  const bool written = *m > 0 && *n > 0 && (read || !equals(*beta, 1));
+  if (written && y == nullptr) return 10;
+  if (!is_step(incy)) return 11;
+  return 0;
+}
+
+// Bytes of A below which one thread is faster, and outputs a piece has at least: whole vectors of any width.
+constexpr zor_int least_bytes = 1 << 20;
+constexpr zor_int grain = 64;
+
+template <class T>
+void gemv(const char* routine, const char* trans, const zor_int* m, const zor_int* n, const T* alpha,
+          const T* a, const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,
+          const zor_int* incy) {
+  if (const int32_t bad = bad_gemv_argument(trans, m, n, alpha, a, lda, x, incx, beta, y, incy))
+    return report_argument(routine, bad, gemv_arguments[bad - 1]);
+  const bool plain = is_plain(trans);
+  const zor_int outputs = plain ? *m : *n;
+  int32_t threads = 1;
+  if (saturating_product(*m, *n, sizeof(T)) >= least_bytes && outputs >= 2 * grain && !equals(*alpha, 0))
+    threads = usable_threads();
+  if (threads == 1) return kernels<T>::gemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy);
+  const zor_int pieces = std::min<zor_int>(outputs / grain, threads);
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    const zor_int first = cut(outputs, grain, pieces, piece);
+    const zor_int count = cut(outputs, grain, pieces, piece + 1) - first;
+    kernels<T>::gemv(trans, plain ? &count : m, plain ? n : &count, alpha, a + (plain ? first : first * *lda),
+                     lda, x, incx, beta, part(y, outputs, *incy, first, count), incy);
+  });
+}
+
+}  // namespace
+}  // namespace zor_core
+
+#define ROW_GEMV(name, T)                                                                                 \
+  extern "C" void name(const char* trans, const zor_int* m, const zor_int* n, const T* alpha, const T* a, \
+                       const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,          \
+                       const zor_int* incy) {                                                             \
+    zor_core::gemv(#name, trans, m, n, alpha, a, lda, x, incx, beta, y, incy);                            \
+  }
+#include "zor/tables/core_blas.inc"

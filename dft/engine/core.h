@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// A complex transform of one length as a chain of passes. Instances: float and double.
+#pragma once
+
+#include "dft/engine/passes.h"
+
+namespace zor::dft {
+
+inline constexpr int32_t longest_chain = 26;
+
+template <class R>
+struct chain {
+  int32_t n, count;
+  form outer, inner;
+  R* tables;  // twiddles and angle tables of all passes
+  pass<R> passes[longest_chain];
+};
+
+// Plans n, whose odd factors above 13 are at most 150. False when memory is short.
+template <class R>
+bool chain_build(chain<R>* c, int32_t n, form outer);
+template <class R>
+void chain_free(chain<R>* c);
+// The transform with sign and scales of pass_data; y may be x. Work: 2 n reals, touched only when there are
+// passes.
+template <class R>
+void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work);
+
+// The same for `batch` transforms of one length at once, value j of transform i at i + batch j, in split
+// form. The run goes from a to b and back, and ends in b for an odd number of passes (count), else in a.
+template <class R>
+bool chain_build_batch(chain<R>* c, int32_t length, int32_t batch);
+template <class R>
+void chain_run_batch(const chain<R>& c, R* a_re, R* a_im, R* b_re, R* b_im);
+
+// Interleaved transforms of 64 and 128 values over tables made by the compiler; null for other lengths.
+template <class R>
+pass_run<R> find_two_passes(int32_t n);
+
+// Straight-line transforms of 1 to 16 and 32 values.
+template <class R>
+pass_run<R> find_straight(int32_t n, form outer);
+
+}  // namespace zor::dft

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// Kernels of short lengths that need neither plan nor work.
+#include "dft/engine/core.h"
+#include "dft/engine/pass_bodies.h"
+#include "dft/engine/plan.h"
+
+namespace zor::dft {
+namespace {
+
+// Two passes over tables made by the compiler: N = r 8.
+template <class R, int N>
+struct two_passes {
+  static constexpr int r = N / 8, l = 8, m = r;
+  static constexpr int first_lanes = lanes_of<R> < 8 ? lanes_of<R> : 8;
+  static constexpr int last_lanes = lanes_of<R> < m ? lanes_of<R> : m;
+  using first_vector = typename lanes_or_real<R, first_lanes>::type;
+  using last_vector = typename lanes_or_real<R, last_lanes>::type;
+
+  struct twiddle_table {
+    alignas(64) R values[2 * l * (r - 1)];
+  };
+  static constexpr twiddle_table make() {
+    twiddle_table t{};
+    R* w = t.values;
+    for (int p = 0; p < l; p += first_lanes)
+      for (int s = 1; s < r; ++s, w += 2 * first_lanes)
+        for (int j = 0; j < first_lanes; ++j) {
+          const zor_c64 v = dd::constant_root((p + j) * s, N);
+          w[j] = R(v.re);
+          w[first_lanes + j] = R(v.im);
+        }
+    return t;
+  }
+  static constexpr twiddle_table table = make();
+};
+
+template <class R, int N>
+void run_two_passes(const pass_data<R>& ends, const pass<R>&) {
+  using T = two_passes<R, N>;
+  alignas(64) R work[2 * N];
+  pass<R> self{};
+  self.twiddles = T::table.values;
+  self.l = T::l;
+  pass_data<R> d = ends;
+  d.y_re = work;
+  first_pass<R, T::r, typename T::first_vector, form::interleaved, form::blocked>(d, self);
+  self.l = 1;
+  self.m = T::m;
+  d = ends;
+  d.x_re = work;
+  last_pass<R, 8, typename T::last_vector, form::blocked, form::interleaved>(d, self);
+}
+
+template <class R, direction D, int N>
+void fixed(const void* in, void* out, double scale) {
+  const R re = R(scale), im = D == forward ? re : -re;
+  const pass_data<R> ends{
+      static_cast<const R*>(in), nullptr, static_cast<R*>(out), nullptr, D == forward ? R(1) : R(-1), re, im};
+  if constexpr (N > 32)
+    run_two_passes<R, N>(ends, pass<R>{});
+  else
+    straight_pass<R, N, form::interleaved>(ends, pass<R>{});
+}
+
+template <class R, direction D, int... N>
+fixed_kernel* fixed_from(int32_t length, std::integer_sequence<int, N...>) {
+  fixed_kernel* found = nullptr;
+  ((length == N + 1 ? void(found = fixed<R, D, N + 1>) : void()), ...);
+  if (length == 32) found = fixed<R, D, 32>;
+  if (length == 64) found = fixed<R, D, 64>;
+  if (length == 128) found = fixed<R, D, 128>;
+  return found;
+}
+
+template <class R>
+fixed_kernel* fixed_complex(int32_t length, direction d) {
+  using lengths = std::make_integer_sequence<int, 16>;
+  return d == forward ? fixed_from<R, forward>(length, lengths())
+                      : fixed_from<R, backward>(length, lengths());
+}
+
+}  // namespace
+
+template <class R>
+pass_run<R> find_two_passes(int32_t n) {
+  return n == 64 ? run_two_passes<R, 64> : n == 128 ? run_two_passes<R, 128> : nullptr;
+}
+template pass_run<float> find_two_passes<float>(int32_t);
+template pass_run<double> find_two_passes<double>(int32_t);
+
+fixed_kernel* fixed_complex_s(int32_t length, direction d) { return fixed_complex<float>(length, d); }
+fixed_kernel* fixed_complex_d(int32_t length, direction d) { return fixed_complex<double>(length, d); }
+
+}  // namespace zor::dft

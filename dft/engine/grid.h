@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// Long powers of two, cache by cache: the data are a grid of side x middle x side values (middle 1 or 2).
+// Tiles of columns are transformed in work along the slowest index, turned and stored as rows; then tiles of
+// columns along the other indices. Out of place the data cross memory twice; in place the first sweep also
+// moves the blocks it displaces.
+#pragma once
+
+#include "dft/engine/passes.h"
+
+namespace zor::dft {
+
+template <class R>
+struct column_plan;
+
+template <class R>
+struct grid {
+  int32_t side, middle, columns;
+  void* memory;
+  column_plan<R>* first;   // length side
+  column_plan<R>* second;  // length side * middle
+  const R* twiddles;       // in the order the first sweep meets them
+};
+
+// Plans 2^order, order from 15 on, for tiles that fit into work_bytes. False when memory is short.
+template <class R>
+bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer);
+template <class R>
+void grid_free(grid<R>* g);
+template <class R>
+void grid_run(const grid<R>& g, const pass_data<R>& ends, R* work);
+
+}  // namespace zor::dft

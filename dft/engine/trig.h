@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// Roots of unity, the one source of every trigonometric table of the library.
+#pragma once
+
+#include <cstdint>
+
+#include "zor/types.h"
+
+namespace zor {
+
+// exp(-2 pi i k / n) for 0 <= k < n or any larger k, 1 <= n < 2^40, k < 2^60 / 8: real and imaginary part
+// each within 0.501 units in the last place. k and n are reduced to an octant in integers, the rest is
+// double-double arithmetic rounded once, so the bits are the same on every processor.
+zor_c64 root_of_unity(int64_t k, int64_t n);
+
+}  // namespace zor

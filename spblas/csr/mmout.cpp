@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+// C := C + alpha op(A) B for a CSR matrix under its views, right-hand sides first to last. B and C do not
+// overlap. No sum crosses right-hand sides, so packs of them are worked on at once.
+#include "blas/vector/vector.h"
+#include "spblas/csr/row_blocks.h"
+#include "spblas/csr/row_dot.h"
+#include "spblas/csr/scatter.h"
+#include "zor/serv.h"
+#include "zor/spblas.h"
+
+namespace zor::sparse {
+namespace {
+
+template <class T, bool RowMajor, class I>
+struct product {
+  csr<T, I> a;
+  zor_int m, first, last;
+  T alpha;
+  dense<const T, RowMajor> b;
+  dense<T, RowMajor> c;
+
+  template <int N>
+  [[gnu::always_inline]] pack<T, N> entry(zor_int k, bool conj) const {
+    return spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
+  }
+  // (a alpha) of an entry.
+  template <int N>
+  [[gnu::always_inline]] pack<T, N> scaled_entry(zor_int k, bool conj) const {
+    return spread<T, N>(mul<T>(conj_if<T>(conj, load<T, 1>(a.val + k)), load<T, 1>(&alpha)));
+  }
+  template <int N>
+  [[gnu::always_inline]] pack<T, N> b_of(zor_int k, zor_int j) const {
+    return b.template get<N>(a.column(k), j);
+  }
+  template <int N, class Change>
+  [[gnu::always_inline]] void change_c(zor_int row, zor_int j, const Change& change) const {
+    c.template put<N>(row, j, change(c.template get<N>(row, j)));
+  }
+};
+
+// The row dot of mvout for N right-hand sides from j on, then c(r, j) = c(r, j) + s alpha. B is read through
+// b, at column jb.
+template <int N, class T, bool RowMajor, bool RowsOfB, class I>
+[[gnu::always_inline]] inline void dot_row(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int j,
+                                           dense<const T, RowsOfB> b, zor_int jb) {
+  const auto s = row_dots<N>(p.a, conj, p.a.begin(row), p.a.end(row), b, jb);
+  p.template change_c<N>(row, j, [&](auto c) { return c + mul<T>(s, spread<T, N>(&p.alpha)); });
+}
+
+template <class T, bool RowMajor, class I>
+void dot_rows(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int end) {
+  for (; row < end; ++row) {
+    for_packs<T>(
+        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          dot_row<N>(p, conj, row, j, p.b, j);
+        });
+  }
+}
+
+// The rows of B that some rows of A use, first to last, and how many entries use them.
+struct reach {
+  zor_int first, last, entries;
+};
+template <class T, class I>
+reach reach_of(csr<T, I> a, zor_int row, zor_int end) {
+  reach r{INT64_MAX, -1, 0};
+  for (; row < end; ++row) {
+    for (zor_int k = a.begin(row); k < a.end(row); ++k) {
+      const zor_int col = a.column(k);
+      r.first = col < r.first ? col : r.first;
+      r.last = col > r.last ? col : r.last;
+    }
+    r.entries += a.end(row) - a.begin(row);
+  }
+  return r;
+}
+
+// A column-major B costs a cache line for every entry and right-hand side. Copied a pack of columns at a time
+// into rows it costs one for all of them. False, with nothing done, when the copy would not pay or memory is
+// short.
+template <class T, class I>
+bool dot_rows_of_copy(product<T, false, I> p, bool conj, zor_int row, zor_int end) {
+  const reach r = reach_of(p.a, row, end);
+  const zor_int rows = r.last - r.first + 1;
+  if (p.last - p.first < 2 || r.entries < 2 * rows) return false;
+  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(rows) * width, width));
+  if (copy == nullptr) return false;
+  for_packs<T>(
+      p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+        for (zor_int i = 0; i < rows; ++i) store<T, N>(copy + i * N, p.b.template get<N>(r.first + i, j));
+        const dense<const T, true> b{copy - r.first * N, N};
+        for (zor_int i = row; i < end; ++i) dot_row<N>(p, conj, i, j, b, 0);
+      });
+  zor_serv_deallocate(copy);
+  return true;
+}
+
+// The whole row as the views that subtract again take it: groups of four,
+// c(r, j) = c(r, j) + (((a3 b3 + a2 b2) + a1 b1) + a0 b0) alpha, then single entries, c(r, j) + (a alpha) b.
+template <int N, class T, bool RowMajor, class I>
+[[gnu::always_inline]] inline pack<T, N> whole_row(product<T, RowMajor, I> p, bool conj, zor_int row,
+                                                   zor_int j) {
+  using V = pack<T, N>;
+  const auto term = [&](zor_int k) __attribute__((always_inline)) {
+    return mul<T>(p.template entry<N>(k, conj), p.template b_of<N>(k, j));
+  };
+  V c = p.c.template get<N>(row, j);
+  zor_int k = p.a.begin(row);
+  for (; k + 4 <= p.a.end(row); k += 4) {
+    const V group = term(k + 3) + term(k + 2) + term(k + 1) + term(k);
+    c = c + mul<T>(group, spread<T, N>(&p.alpha));
+  }
+  for (; k < p.a.end(row); ++k) c = c + mul<T>(p.template scaled_entry<N>(k, conj), p.template b_of<N>(k, j));
+  return c;
+}
+
+// Triangular view: the whole row, then u = sum of (a alpha) b over the entries outside the view, a unit
+// diagonal among them; c(r, j) = c(r, j) - u, with b(r, j) alpha added before for a unit diagonal.
+template <class T, bool RowMajor, class I>
+void triangle(product<T, RowMajor, I> p, view v) {
+  const bool conj = v.conjugated();
+  for (zor_int row = 0; row < p.m; ++row) {
+    for_packs<T>(
+        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          using V = pack<T, N>;
+          V c = whole_row<N>(p, conj, row, j);
+          V u{};
+          for (zor_int k = p.a.begin(row); k < p.a.end(row); ++k) {
+            if (v.side() * (p.a.column(k) - row) <= v.bound()) continue;
+            u = u + mul<T>(p.template scaled_entry<N>(k, conj), p.template b_of<N>(k, j));
+          }
+          if (v.unit()) c = mul<T>(p.b.template get<N>(row, j), spread<T, N>(&p.alpha)) + c;
+          p.c.template put<N>(row, j, c - u);
+        });
+  }
+}
+
+// The second sweep of the symmetric, Hermitian and antisymmetric views: entries inside the triangle go to
+// their mirror row, c(col, j) = c(col, j) + (b(r, j) alpha) a (minus for Skew), those outside are gathered,
+// u = u + (a alpha) b, with the diagonal among them unless it is stored; c(r, j) = c(r, j) - u, and a unit
+// diagonal adds b(r, j) alpha last.
+template <bool Skew, class T, bool RowMajor, class I>
+void correct(product<T, RowMajor, I> p, view v, bool gather, bool mirror) {
+  const bool keep_diagonal = v.diagonal == 'n';
+  for (zor_int row = 0; row < p.m; ++row) {
+    for_packs<T>(
+        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          using V = pack<T, N>;
+          const V t = mul<T>(p.b.template get<N>(row, j), spread<T, N>(&p.alpha));
+          V u{};
+          for (zor_int k = p.a.begin(row); k < p.a.end(row); ++k) {
+            const zor_int beyond = v.side() * (p.a.column(k) - row);
+            if (beyond < 0) {
+              const V image = mul<T>(t, p.template entry<N>(k, mirror));
+              p.template change_c<N>(p.a.column(k), j, [&](V c) { return Skew ? c - image : c + image; });
+            } else if (beyond > 0 || !keep_diagonal) {
+              u = u + mul<T>(p.template scaled_entry<N>(k, gather), p.template b_of<N>(k, j));
+            }
+          }
+          p.template change_c<N>(row, j, [&](V c) { return v.unit() ? c - u + t : c - u; });
+        });
+  }
+}
+
+template <bool Skew, class T, bool RowMajor, class I>
+void mirrored(product<T, RowMajor, I> p, view v) {
+  const bool hermitian = v.structure == 'h';
+  const bool gather = hermitian ? v.op == 't' : v.conjugated();
+  const bool mirror = hermitian ? v.op == 'n' : v.conjugated();
+  for (zor_int row = 0; row < p.m; ++row) {
+    for_packs<T>(
+        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          p.c.template put<N>(row, j, whole_row<N>(p, gather, row, j));
+        });
+  }
+  correct<Skew>(p, v, gather, mirror);
+}
+
+// Only the column-major members block their rows.
+template <class T, bool RowMajor, class I>
+void general(product<T, RowMajor, I> p, bool conj, I n) {
+  if constexpr (RowMajor) {
+    dot_rows(p, conj, 0, p.m);
+  } else {
+    const zor_int block = rows_in_block<I>(weights_of<T>(conj), I(p.m), p.a.pntre[p.m - 1], n);
+    const zor_int blocks = p.m / block;
+    for (zor_int i = 0; i < blocks; ++i) {
+      const zor_int row = i * block, end = i + 1 < blocks ? row + block : p.m;
+      if (!dot_rows_of_copy(p, conj, row, end)) dot_rows(p, conj, row, end);
+    }
+  }
+}
+
+template <view V, class T, bool RowMajor, class I>
+void multiply(product<T, RowMajor, I> p, I n) {
+  if constexpr (V.structure == 'g' && V.transposed())
+    scatter_rows(p.a, V.conjugated(), p.m, p.first, p.last, p.alpha, p.b, p.c);
+  else if constexpr (V.structure == 'g')
+    general(p, V.conjugated(), n);
+  else if constexpr (V.structure == 't' && V.transposed())
+    scatter_triangle(p.a, V, p.m, p.first, p.last, p.alpha, p.b, p.c);
+  else if constexpr (V.structure == 't')
+    triangle(p, V);
+  else if constexpr (V.structure == 'd')
+    scale_rows(p.a, V.conjugated(), p.m, p.first, p.last, p.alpha, p.b, p.c);
+  else
+    mirrored<V.structure == 'a'>(p, V);
+}
+
+// Identity: an axpy a column, or a row in row-major layout.
+template <bool RowMajor, class T>
+void add_scaled(zor_int m, zor_int n, T alpha, const T* b, zor_int ldb, T* c, zor_int ldc) {
+  const zor_int length = RowMajor ? n : m, count = RowMajor ? m : n;
+  for (zor_int i = 0; i < count; ++i) zor::axpy<T>(length, alpha, b + i * ldb, 1, c + i * ldc, 1);
+}
+
+}  // namespace
+}  // namespace zor::sparse
+
+#define ROW_csr_mmout_par(name, T, I, base, op, shape, tri, diag)                                           \
+  extern "C" void name(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val, \
+                       const I* indx, const I* pntrb, const I* pntre, const T* b, const I* ldb, T* c,       \
+                       const I* ldc) {                                                                      \
+    if (*m < 1 || *last < *first) return;                                                                   \
+    using namespace zor::sparse;                                                                            \
+    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                                      \
+    multiply<v, T, base == 0, I>(                                                                           \
+        {{val, indx, pntrb, pntre, base}, *m, *first - 1, *last, *alpha, {b, *ldb}, {c, *ldc}}, *n);        \
+  }
+#define ROW_csr_mmout_seq(name, T, I, base, op, shape, tri, diag)                                           \
+  extern "C" void name(const I* m, const I* n, const T* alpha, const T* val, const I* indx, const I* pntrb, \
+                       const I* pntre, const T* b, const I* ldb, T* c, const I* ldc) {                      \
+    if (*m < 1 || *n < 1) return;                                                                           \
+    using namespace zor::sparse;                                                                            \
+    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                                      \
+    if constexpr (v.unit())                                                                                 \
+      add_scaled<base == 0>(*m, *n, *alpha, b, *ldb, c, *ldc);                                              \
+    else                                                                                                    \
+      multiply<v, T, base == 0, I>(                                                                         \
+          {{val, indx, pntrb, pntre, base}, *m, 0, *n, *alpha, {b, *ldb}, {c, *ldc}}, *n);                  \
+  }
+#include "zor/tables/spblas_grammar.inc"

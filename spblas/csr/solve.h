@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+// Triangular and diagonal solves with a CSR matrix, in place on the right-hand side. What the solves of one
+// and of many right-hand sides share. Rows are sorted by ascending column: a walk stops at the first entry
+// that passes the diagonal.
+#pragma once
+
+#include "spblas/csr/matrix.h"
+#include "spblas/element.h"
+
+namespace zor::sparse {
+
+// n / d. A complex quotient is (nr dr + ni di) u, (ni dr - nr di) u with u = 1 / (dr dr + di di), worked in
+// the wider format and rounded once; nothing is scaled against overflow.
+template <class T>
+inline T quotient(T n, T d) {
+  if constexpr (is_complex<T>) {
+    using W = std::conditional_t<std::is_same_v<T, c32>, double, long double>;
+    const W nr = n.re, ni = n.im, dr = d.re, di = d.im;
+    const W u = 1 / (dr * dr + di * di);
+    return {real_t<T>((nr * dr + ni * di) * u), real_t<T>((ni * dr - nr * di) * u)};
+  } else {
+    return n / d;
+  }
+}
+template <class T>
+inline T reciprocal(T d) {
+  if constexpr (is_complex<T>)
+    return quotient<T>({1, 0}, d);
+  else
+    return 1 / d;
+}
+template <class T, int N>
+[[gnu::always_inline]] inline pack<T, N> divided(pack<T, N> v, T d) {
+  if constexpr (is_complex<T>) {
+    constexpr int copies = int(sizeof v / sizeof(T));
+    T e[copies];
+    std::memcpy(e, &v, sizeof e);
+    for (int i = 0; i < N; ++i) e[i] = quotient(e[i], d);
+    for (int i = N; i < copies; ++i) e[i] = e[0];
+    std::memcpy(&v, e, sizeof e);
+    return v;
+  } else {
+    return v / spread<T, N>(&d);
+  }
+}
+
+// The value at a position, conjugated on demand; taken as the pivot, whatever its column.
+template <class T, class I>
+[[gnu::always_inline]] inline T value_at(csr<T, I> a, zor_int k, bool conj) {
+  T v = a.val[k];
+  if constexpr (is_complex<T>) v.im = conj ? -v.im : v.im;
+  return v;
+}
+
+// The first position of a row whose column is not below the row, or one behind the row.
+template <class T, class I>
+[[gnu::always_inline]] inline zor_int walk_forward(csr<T, I> a, zor_int row) {
+  zor_int k = a.begin(row);
+  for (const zor_int end = a.end(row); k < end && a.column(k) < row;) ++k;
+  return k;
+}
+// The last position of a row whose column is not above the row, or one before the row.
+template <class T, class I>
+[[gnu::always_inline]] inline zor_int walk_backward(csr<T, I> a, zor_int row) {
+  zor_int k = a.end(row) - 1;
+  for (const zor_int begin = a.begin(row); k >= begin && a.column(k) > row;) --k;
+  return k;
+}
+
+// Rows in a block of the row loop. A block changes no result; m rows go in m / b blocks, the last of which
+// holds the remainder. 0 stands for one block of all rows.
+constexpr zor_int rows_of_block(view v, zor_int base, bool many) {
+  if (v.structure == 'd' || (v.transposed() && v.triangle == 'l')) return 0;
+  if (v.transposed()) return base == 1 && !many ? 10000 : 2000;
+  return v.triangle == 'l' ? 10000 : 2000;
+}
+
+template <class Body>
+[[gnu::always_inline]] inline void rows_up(zor_int m, zor_int block, const Body& body) {
+  if (block == 0 || block > m) block = m;
+  const zor_int blocks = m / block;
+  for (zor_int i = 0; i < blocks; ++i) {
+    const zor_int end = i + 1 < blocks ? (i + 1) * block : m;
+    for (zor_int row = i * block; row < end; ++row) body(row);
+  }
+}
+template <class Body>
+[[gnu::always_inline]] inline void rows_down(zor_int m, zor_int block, const Body& body) {
+  if (block == 0 || block > m) block = m;
+  const zor_int blocks = m / block;
+  for (zor_int i = blocks; i-- > 0;) {
+    const zor_int end = i + 1 < blocks ? (i + 1) * block : m;
+    for (zor_int row = end; row-- > i * block;) body(row);
+  }
+}
+
+// One right-hand side j of a lower solve: s = sum of a x(col) in one chain over the entries below the
+// diagonal, x(r) = (x(r) - s) / pivot, or x(r) - s for a unit diagonal. The element solved last stays in a
+// register: most rows need it at once.
+template <class T, bool RowMajor, class I>
+void forward_solve(csr<T, I> a, bool conj, bool unit, zor_int m, zor_int block, dense<T, RowMajor> x,
+                   zor_int j) {
+  one<T> previous{};
+  rows_up(
+      m, block, [&](zor_int row) __attribute__((always_inline)) {
+        zor_int k = a.begin(row);
+        one<T> s{};
+        for (const zor_int end = a.end(row); k < end; ++k) {
+          const zor_int col = a.column(k);
+          if (col >= row) break;
+          const one<T> entry = conj_if<T>(conj, load<T, 1>(a.val + k));
+          if (col == row - 1) [[likely]]
+            s = s + mul<T>(entry, previous);
+          else
+            s = s + mul<T>(entry, load<T, 1>(x.at(col, j)));
+        }
+        previous = load<T, 1>(x.at(row, j)) - s;
+        if (!unit) previous = divided<T, 1>(previous, value_at(a, k, conj));
+        store<T, 1>(x.at(row, j), previous);
+      });
+}
+
+// Transposed solves: the rows are walked as they are stored, each solved element is pushed into those that
+// depend on it, x(col) = x(col) + a t with t = 0 - x(r). Lower triangles go down the rows and leftwards from
+// the pivot, upper ones up the rows and rightwards. A unit diagonal takes the stopping position as an
+// ordinary entry unless it is the diagonal.
+template <class T, bool RowMajor, class I>
+void push_solve(csr<T, I> a, view v, zor_int m, zor_int block, zor_int first, zor_int last,
+                dense<T, RowMajor> x) {
+  const bool conj = v.conjugated(), lower = v.triangle == 'l';
+  const zor_int step = lower ? -1 : 1;
+  const auto push = [&](zor_int row) __attribute__((always_inline)) {
+    const zor_int stop = lower ? walk_backward(a, row) : walk_forward(a, row);
+    const zor_int beyond = lower ? a.begin(row) - 1 : a.end(row);
+    const bool skip = !v.unit() || (stop != beyond && a.column(stop) == row);
+    const zor_int start = skip ? stop + step : stop;
+    const zor_int count = (beyond - start) * step;
+    for_packs<T>(
+        first, last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          pack<T, N> xr = x.template get<N>(row, j);
+          if (!v.unit()) {
+            xr = divided<T, N>(xr, value_at(a, stop, conj));
+            x.template put<N>(row, j, xr);
+          }
+          const pack<T, N> t = pack<T, N>{} - xr;
+          for (zor_int i = 0, k = start; i < count; ++i, k += step) {
+            const auto entry = spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
+            const zor_int col = a.column(k);
+            x.template put<N>(col, j, x.template get<N>(col, j) + mul<T>(entry, t));
+          }
+        });
+  };
+  if (lower)
+    rows_down(m, block, push);
+  else
+    rows_up(m, block, push);
+}
+
+// Diagonal view: x(r) = x(r) (alpha / pivot), the pivot found by the forward walk. The one solve that reads
+// alpha.
+template <class T, bool RowMajor, class I>
+void diagonal_solve(csr<T, I> a, bool conj, zor_int m, zor_int first, zor_int last, T alpha,
+                    dense<T, RowMajor> x) {
+  for (zor_int row = 0; row < m; ++row) {
+    const T q = quotient(alpha, value_at(a, walk_forward(a, row), conj));
+    for_packs<T>(
+        first, last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          x.template put<N>(row, j, mul<T>(x.template get<N>(row, j), spread<T, N>(&q)));
+        });
+  }
+}
+
+}  // namespace zor::sparse

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+// Packs: runs of N elements that the sparse kernels work on at once, and how they meet memory. Arithmetic on
+// packs is the lane arithmetic of the vector header plus `mul`; a complex product is
+// (ar xr - ai xi, ar xi + ai xr), with one rounding an operation.
+#pragma once
+
+#include "serv/vec.h"
+
+namespace zor::sparse {
+
+template <class T, int N>
+struct pack_of {
+  using type = vec<real_t<T>, N* int(sizeof(T))>;
+};
+template <>
+struct pack_of<float, 1> {
+  using type = float;
+};
+template <>
+struct pack_of<double, 1> {
+  using type = double;
+};
+// A single complex fills 16 bytes with two copies, so that no lane holds foreign data.
+template <>
+struct pack_of<c32, 1> {
+  using type = vec<float, 16>;
+};
+template <class T, int N>
+using pack = typename pack_of<T, N>::type;
+template <class T>
+using one = pack<T, 1>;
+
+// Elements in the build's widest vector.
+template <class T>
+inline constexpr int widest = int(width / sizeof(T));
+
+template <class T, int N>
+[[gnu::always_inline]] inline pack<T, N> load(const T* p) {
+  if constexpr (N == 1 && !is_complex<T>) {
+    return *p;
+  } else if constexpr (N == 1 && sizeof(T) == 8) {
+    double both;
+    std::memcpy(&both, p, sizeof both);
+    return pack<T, 1>(vec<double, 16>{both, both});
+  } else {
+    return zor::load<pack<T, N>>(reinterpret_cast<const real_t<T>*>(p));
+  }
+}
+
+template <class T, int N>
+[[gnu::always_inline]] inline void store(T* p, pack<T, N> v) {
+  std::memcpy(p, &v, N * sizeof(T));
+}
+
+// N elements from the addresses address(0) to address(N-1).
+template <class T, int N, class Address>
+[[gnu::always_inline]] inline pack<T, N> collect(const Address& address) {
+  if constexpr (N == 1) {
+    return load<T, 1>(address(0));
+  } else if constexpr (sizeof(T) == 16) {
+    vec<double, 16 * N> v;
+    for (int i = 0; i < N; ++i) {
+      const vec<double, 16> e = load<T, 1>(address(i));
+      v[2 * i] = e[0];
+      v[2 * i + 1] = e[1];
+    }
+    return v;
+  } else {
+    using word = std::conditional_t<sizeof(T) == 8, double, float>;
+    vec<word, int(N * sizeof(T))> v;
+    for (int i = 0; i < N; ++i) {
+      word w;
+      std::memcpy(&w, address(i), sizeof w);
+      v[i] = w;
+    }
+    return pack<T, N>(v);
+  }
+}
+
+// Element i of a pack, as a pack of one.
+template <class T, int N, int I>
+[[gnu::always_inline]] inline one<T> element(pack<T, N> v) {
+  if constexpr (N == 1) {
+    return v;
+  } else if constexpr (!is_complex<T>) {
+    return v[I];
+  } else if constexpr (sizeof(T) == 8) {
+    return __builtin_shufflevector(v, v, 2 * I, 2 * I + 1, 2 * I, 2 * I + 1);
+  } else {
+    return __builtin_shufflevector(v, v, 2 * I, 2 * I + 1);
+  }
+}
+
+// N copies of one element.
+template <class T, int N>
+[[gnu::always_inline]] inline pack<T, N> spread(one<T> e) {
+  if constexpr (N == 1) {
+    return e;
+  } else if constexpr (!is_complex<T>) {
+    return broadcast<pack<T, N>>(e);
+  } else {
+    return broadcast_pair<pack<T, N>>(e[0], e[1]);
+  }
+}
+template <class T, int N>
+[[gnu::always_inline]] inline pack<T, N> spread(const T* p) {
+  return spread<T, N>(load<T, 1>(p));
+}
+
+// a x, or conj(a) x.
+template <class T, bool Conj = false, class V>
+[[gnu::always_inline]] inline V mul(V a, V x) {
+  if constexpr (is_complex<T>)
+    return complex_mul<Conj>(a, x);
+  else
+    return a * x;
+}
+
+// a, or its conjugate: the sign of the imaginary part flipped.
+template <class T, class V>
+[[gnu::always_inline]] inline V conj_if(bool conj, V a) {
+  if constexpr (is_complex<T>) {
+    using lane = typename bits_of<V>::lane;
+    const lane sign = conj ? lane(uint64_t(1) << (8 * sizeof(lane) - 1)) : 0;
+    return V(bits_t<V>(a) ^ broadcast_pair<bits_t<V>>(0, sign));
+  } else {
+    return a;
+  }
+}
+
+// A dense operand of many right-hand sides: element (row, j), both from 0, stands at row ld + j in row-major
+// layout, at row + j ld in column-major layout. Packs run over j.
+template <class T, bool RowMajor>
+struct dense {
+  T* data;
+  zor_int ld;
+
+  using element_type = std::remove_const_t<T>;
+
+  [[gnu::always_inline]] T* at(zor_int row, zor_int j) const {
+    return RowMajor ? data + row * ld + j : data + row + j * ld;
+  }
+  template <int N>
+  [[gnu::always_inline]] pack<element_type, N> get(zor_int row, zor_int j) const {
+    const element_type* p = at(row, j);
+    if constexpr (RowMajor || N == 1)
+      return load<element_type, N>(p);
+    else
+      return collect<element_type, N>([=, this](int i) { return p + i * ld; });
+  }
+  template <int N>
+  [[gnu::always_inline]] void put(zor_int row, zor_int j, pack<element_type, N> v) const {
+    T* p = at(row, j);
+    if constexpr (RowMajor || N == 1) {
+      store<element_type, N>(p, v);
+    } else {
+      element_type e[N];
+      std::memcpy(e, &v, sizeof e);
+      for (int i = 0; i < N; ++i) std::memcpy(p + i * ld, e + i, sizeof(T));
+    }
+  }
+};
+
+// Calls body.operator()<N>(j) for packs that cover the right-hand sides first to last - 1 (from 0): the
+// widest first, then narrower ones. No sum crosses right-hand sides, so the grouping never shows.
+template <class T, int N, class Body>
+[[gnu::always_inline]] inline void packs_from(zor_int j, zor_int last, const Body& body) {
+  for (; j + N <= last; j += N) body.template operator()<N>(j);
+  if constexpr (N > 1) packs_from<T, N / 2>(j, last, body);
+}
+template <class T, class Body>
+[[gnu::always_inline]] inline void for_packs(zor_int first, zor_int last, const Body& body) {
+  packs_from<T, widest<T>>(first, last, body);
+}
+
+}  // namespace zor::sparse

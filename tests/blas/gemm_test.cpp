@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: MIT
+// The matrix product against plain loops: bits, exception flags, and what lies between and around the
+// operands; exactness on integers and an error bound, which hold in any order of sums; the exported copies'
+// formats.
+#include <cfenv>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "tests/ref/gemm.h"
+#include "tests/support/elements.h"
+#include "tests/support/operand.h"
+#include "zor/blas.h"
+
+namespace {
+
+using namespace zor_test;
+
+struct gemm_case {
+  const char* letters;
+  zor_int m, n, k, pad;
+  double alpha[2], beta[2];
+  bool at_end = true;
+  size_t shift = 0;
+};
+
+std::ostream& operator<<(std::ostream& out, const gemm_case& c) {
+  return out << c.letters << " m=" << c.m << " n=" << c.n << " k=" << c.k << " pad=" << c.pad
+             << " alpha=" << c.alpha[0] << "," << c.alpha[1] << " beta=" << c.beta[0] << "," << c.beta[1]
+             << " at_end=" << c.at_end << " shift=" << c.shift;
+}
+
+// A column-major operand between guard pages, NaN between its columns.
+template <class T>
+struct matrix {
+  zor_int rows, columns, ld;
+  guarded<T> data;
+  matrix(zor_int r, zor_int c, const gemm_case& how, random_bits& random)
+      : rows(r < 0 ? 0 : r),
+        columns(c < 0 ? 0 : c),
+        ld(rows + how.pad),
+        data(size_t(rows && columns ? (columns - 1) * ld + rows : 0), how.at_end, how.shift) {
+    fill_nan(data);
+    for (zor_int j = 0; j < columns; ++j)
+      for (zor_int i = 0; i < rows; ++i) at(i, j) = scalar<T>(random.unit(), random.unit());
+  }
+  T& at(zor_int i, zor_int j) { return data[size_t(i + j * ld)]; }
+};
+
+bool turned(char letter) { return letter != 'N' && letter != 'n'; }
+
+constexpr auto keep = [](auto&, auto&, auto&) {};
+
+template <class T, class Kernel, class Spoil>
+void check(const char* name, Kernel kernel, const gemm_case& q, const Spoil& spoil) {
+  SCOPED_TRACE(::testing::Message() << name << " " << q);
+  random_bits random(uint64_t(q.m * 10007 + q.n * 101 + q.k));
+  const char ta = q.letters[0], tb = q.letters[1];
+  matrix<T> a(turned(ta) ? q.k : q.m, turned(ta) ? q.m : q.k, q, random),
+      b(turned(tb) ? q.n : q.k, turned(tb) ? q.k : q.n, q, random), c(q.m, q.n, q, random);
+  spoil(a, b, c);
+  std::vector<T> expected(c.data.begin(), c.data.end());
+  const std::vector<T> a_before(a.data.begin(), a.data.end()), b_before(b.data.begin(), b.data.end());
+  const T alpha = scalar<T>(q.alpha[0], q.alpha[1]), beta = scalar<T>(q.beta[0], q.beta[1]);
+  const int expected_flags = flags_of([&] {
+    zor_ref::gemm<T>({ta, tb, q.m, q.n, q.k, alpha, a.data.data(), a.ld, b.data.data(), b.ld, beta,
+                      expected.data(), c.ld});
+  });
+  const int flags = flags_of([&] {
+    kernel(&ta, &tb, &q.m, &q.n, &q.k, &alpha, a.data.data(), &a.ld, b.data.data(), &b.ld, &beta,
+           c.data.data(), &c.ld);
+  });
+  EXPECT_TRUE(same_bits(reals(expected.data()), reals(c.data.data()), c.data.size() * parts<T>));
+  EXPECT_EQ(expected_flags, flags);
+  EXPECT_TRUE(same_bits(reals(a_before.data()), reals(a.data.data()), a_before.size() * parts<T>));
+  EXPECT_TRUE(same_bits(reals(b_before.data()), reals(b.data.data()), b_before.size() * parts<T>));
+}
+
+// Real routines take a conjugating letter as a transposing one.
+constexpr const char* letters[] = {"NN", "NT", "TN", "TT", "nC", "Cn", "cT", "Tc", "CC"};
+
+// Every size from none to beyond two tiles of the widest build, in turn as rows, columns and depth.
+TEST(Gemm, SizesAroundTheTiles) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    for (const char* l : letters) {
+      int turn = 0;
+      for (zor_int size = 1; size <= 53; ++size) {
+        const zor_int others[] = {3, 8, 9, 12, 21, 40}, o = others[size % 6], r = others[(size + turn++) % 6];
+        const gemm_case base{
+            l, 0, 0, 0, size % 3, {1.25, -0.5}, {0.75, 0.25}, size % 2 == 0, size_t(8 * (size % 2))};
+        gemm_case q = base;
+        q.m = size, q.n = o, q.k = r;
+        check<T>(name, kernel, q, keep);
+        q.m = r, q.n = size, q.k = o;
+        check<T>(name, kernel, q, keep);
+        q.m = o, q.n = r, q.k = size;
+        check<T>(name, kernel, q, keep);
+      }
+    }
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// Where a block size or a panel begins or ends, along each dimension.
+TEST(Gemm, BordersOfPanelsAndBlocks) {
+  struct {
+    zor_int m, n, k;
+  } sizes[] = {{9, 9, 63},      {9, 8, 64},      {8, 9, 65},     {12, 13, 111},   {13, 12, 112},
+               {11, 9, 113},    {9, 11, 128},    {9, 10, 150},   {10, 9, 192},    {9, 9, 223},
+               {9, 9, 224},     {9, 9, 225},     {10, 9, 226},   {9, 9, 336},     {9, 9, 500},
+               {128, 128, 128}, {129, 128, 128}, {97, 101, 187}, {319, 9, 20},    {331, 9, 70},
+               {479, 9, 15},    {493, 9, 20},    {650, 8, 119},  {1537, 5, 40},   {9, 1999, 11},
+               {9, 2003, 66},   {8, 4001, 12},   {9, 5003, 14},  {1009, 9003, 3}, {5011, 5001, 17}};
+  const auto run = []<class T>(const char* name, auto kernel, T, const gemm_case& q) {
+    // Thin products have blocks of their own in double precision alone.
+    if (q.m + q.n < 10000 || std::is_same_v<T, double>) check<T>(name, kernel, q, keep);
+  };
+  for (const auto& s : sizes) {
+    for (const char* l : {"NN", "NT", "TN", "TT", "CC", "NC"}) {
+      if (s.m * s.n > 1000000 && (l[0] == 'C' || l[1] == 'C' || l[0] == l[1])) continue;
+      const gemm_case q{l, s.m, s.n, s.k, s.k % 2, {-0.7, 0.3}, {1, double(s.m % 2)}};
+#define ROW_XGEMM(name, T) run(#name, name, T{}, q);
+#include "zor/tables/blas_gemm.inc"
+    }
+  }
+}
+
+// alpha and beta, special ones among them, on both roads. C is full of NaN where it must not be read.
+TEST(Gemm, AlphaAndBeta) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    for (const char* l : {"NN", "NT", "TN", "TT", "CN", "NC", "CC"})
+      for (zor_int size : {2, 19})
+        for (double alpha : {0.0, -0.0, 1.0, -1.0, 1.5, double(NAN), double(INFINITY)})
+          for (double alpha_im : {0.0, 0.5})
+            for (double beta : {0.0, -0.0, 1.0, -1.0, 0.3, double(NAN), double(INFINITY)})
+              for (double beta_im : {0.0, 2.0}) {
+                const gemm_case q{l, size, size + 2, size + 1, 1, {alpha, alpha_im}, {beta, beta_im}};
+                check<T>(name, kernel, q, [&](auto&, auto&, auto& c) {
+                  c.at(0, 0) = scalar<T>(-0.0, -0.0);
+                  if (beta == 0 && (beta_im == 0 || parts<T> == 1)) fill_nan(c.data);
+                });
+              }
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// Empty sizes: nothing is touched without rows or columns, not even read; without depth C becomes beta C.
+TEST(Gemm, EmptySizes) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    const zor_int five = 5;
+    const T one = scalar<T>(2, 0);
+    for (zor_int none : {zor_int(0), zor_int(-3)})
+      for (const char* l : {"NN", "TT"}) {
+        kernel(l, l + 1, &none, &five, &five, &one, nullptr, &five, nullptr, &five, &one, nullptr, &five);
+        kernel(l, l + 1, &five, &none, &five, &one, nullptr, &five, nullptr, &five, &one, nullptr, &five);
+        for (double beta : {0.0, 1.0, 0.5})
+          check<T>(name, kernel, {l, 9, 10, none, 1, {2, 1}, {beta, 0}}, keep);
+      }
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// One special value at many places: it must reach what the data say and raise what the data raise, no more.
+TEST(Gemm, SpecialValuesStayWhereTheDataPutThem) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    using R = real<T>;
+    const double tiny = std::is_same_v<R, float> ? 1e-40 : 4e-310,
+                 huge = std::is_same_v<R, float> ? 3e38 : 1.7e308;
+    for (const char* l : {"NN", "NT", "TN", "TT", "CC"})
+      for (zor_int size : {7, 15, 29, 37})
+        for (double special : {double(NAN), double(INFINITY), 0.0, tiny, huge})
+          for (zor_int place = 0; place < size; place += 5)
+            check<T>(name, kernel, {l, size, size, size, 0, {2, 0}, {double(place % 2), 0}},
+                     [&](auto& a, auto& b, auto& c) {
+                       // In one operand at a time, so that no other brings in the flag of a spoilt tail.
+                       switch (place / 5 % 3) {
+                         case 0:
+                           a.at(place, size - 1 - place) = scalar<T>(special, 1);
+                           break;
+                         case 1:
+                           b.at(size - 1, place) = scalar<T>(special, 1);
+                           break;
+                         default:
+                           c.at(size - 1 - place, place) = scalar<T>(special, special);
+                       }
+                     });
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// Exact data: the product of integers is exact in any order, and no flag is raised whatever the tails.
+TEST(Gemm, IntegersAreExact) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    for (const char* l : {"NN", "TN", "NT", "CC"})
+      for (zor_int size : {5, 31, 100, 131}) {
+        SCOPED_TRACE(::testing::Message() << name << " " << l << " " << size);
+        const zor_int m = size, n = size + 2, k = size + 1, ld = size + 3;
+        std::vector<T> a(size_t(ld * ld)), b(a.size()), c(a.size());
+        random_bits random(7);
+        for (auto* x : {&a, &b, &c})
+          for (T& e : *x) e = scalar<T>(double(random.between(-9, 9)), double(random.between(-9, 9)));
+        std::vector<int64_t> expected(c.size() * 2);
+        for (zor_int j = 0; j < n; ++j)
+          for (zor_int i = 0; i < m; ++i) {
+            int64_t re = 0, im = 0;
+            for (zor_int p = 0; p < k; ++p) {
+              const T x = a[size_t(turned(l[0]) ? p + i * ld : i + p * ld)];
+              const T y = b[size_t(turned(l[1]) ? j + p * ld : p + j * ld)];
+              const int64_t xr = int64_t(part(x, 0)), xi = int64_t(part(x, 1)) * (l[0] == 'C' ? -1 : 1);
+              const int64_t yr = int64_t(part(y, 0)), yi = int64_t(part(y, 1)) * (l[1] == 'C' ? -1 : 1);
+              re += xr * yr - xi * yi;
+              im += xr * yi + xi * yr;
+            }
+            const T old = c[size_t(i + j * ld)];
+            expected[size_t(i + j * ld) * 2] = 2 * re - 3 * int64_t(part(old, 0));
+            expected[size_t(i + j * ld) * 2 + 1] = 2 * im - 3 * int64_t(part(old, 1));
+          }
+        const T alpha = scalar<T>(2, 0), beta = scalar<T>(-3, 0);
+        EXPECT_EQ(0, flags_of([&] {
+                    kernel(l, l + 1, &m, &n, &k, &alpha, a.data(), &ld, b.data(), &ld, &beta, c.data(), &ld);
+                  }));
+        for (zor_int j = 0; j < n; ++j)
+          for (zor_int i = 0; i < m; ++i)
+            for (int h = 0; h < int(parts<T>); ++h)
+              ASSERT_EQ(expected[size_t(i + j * ld) * 2 + size_t(h)], int64_t(part(c[size_t(i + j * ld)], h)))
+                  << "row " << i << " column " << j;
+      }
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// The error of every element is below (k + 4) eps times the sum of magnitudes, whatever the order.
+TEST(Gemm, ErrorBound) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    const zor_int m = 61, n = 47, k = 301;
+    random_bits random(3);
+    const gemm_case q{"NN", m, n, k, 0, {1, 0}, {0, 0}};
+    matrix<T> a(m, k, q, random), b(k, n, q, random), c(m, n, q, random);
+    const T one = scalar<T>(1, 0), zero = scalar<T>(0, 0);
+    kernel("N", "N", &m, &n, &k, &one, a.data.data(), &m, b.data.data(), &k, &zero, c.data.data(), &m);
+    for (zor_int j = 0; j < n; ++j)
+      for (zor_int i = 0; i < m; ++i) {
+        long double re = 0, im = 0, size = 0;
+        for (zor_int p = 0; p < k; ++p) {
+          const long double xr = part(a.at(i, p), 0), xi = part(a.at(i, p), 1), yr = part(b.at(p, j), 0),
+                            yi = part(b.at(p, j), 1);
+          re += xr * yr - xi * yi;
+          im += xr * yi + xi * yr;
+          size += (fabsl(xr) + fabsl(xi)) * (fabsl(yr) + fabsl(yi));
+        }
+        const long double bound = size * (2 * k + 4) * std::numeric_limits<real<T>>::epsilon() / 2;
+        ASSERT_LE(fabsl(re - part(c.at(i, j), 0)), bound) << name;
+        ASSERT_LE(fabsl(im - part(c.at(i, j), 1)), bound) << name;
+      }
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+TEST(Mscale, MultipliesAllBetasButZero) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    for (zor_int m : {-1, 0, 1, 2, 3, 8, 9, 17, 40})
+      for (zor_int n : {-2, 0, 1, 3, 4, 5})
+        for (double beta : {0.0, -0.0, 1.0, -1.5, double(NAN)})
+          for (double beta_im : {0.0, 1.0}) {
+            SCOPED_TRACE(::testing::Message()
+                         << name << " m=" << m << " n=" << n << " beta=" << beta << "," << beta_im);
+            random_bits random(uint64_t(m + 50 * n + 5000));
+            const gemm_case how{"NN", m, n, 0, 1, {}, {}, m % 2 == 0, size_t(8 * (n % 2 == 0))};
+            matrix<T> c(m, n, how, random);
+            const T b = scalar<T>(beta, beta_im);
+            const bool zero = zor_ref::is(b, 0);
+            if (zero) fill_nan(c.data);
+            std::vector<T> expected(c.data.begin(), c.data.end());
+            const int expected_flags = flags_of([&] {
+              for (zor_int j = 0; j < c.columns; ++j)
+                for (zor_int i = 0; i < c.rows; ++i) {
+                  T& e = expected[size_t(i + j * c.ld)];
+                  e = zero ? T{} : zor_ref::times(b, e);
+                }
+            });
+            EXPECT_EQ(expected_flags, flags_of([&] { kernel(&m, &n, &b, c.data.data(), &c.ld); }));
+            EXPECT_TRUE(same_bits(reals(expected.data()), reals(c.data.data()), c.data.size() * parts<T>));
+          }
+  };
+#define ROW_MSCALE(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// The copies' formats, written as where each real of the result comes from: for A (row, part) by position in
+// a group, for B (column, part). A negative source is a padding zero.
+struct group_format {
+  int strip;          // rows or columns of a complete strip
+  bool split, tails;  // parts apart; incomplete strips stored
+};
+template <class T>
+constexpr group_format a_format = {std::is_same_v<T, float>     ? 8
+                                   : std::is_same_v<T, zor_c64> ? 2
+                                                                : 4,
+                                   parts<T> == 2, std::is_same_v<T, double>};
+template <class T>
+constexpr group_format b_format = {4, false, std::is_same_v<T, double>};
+
+template <class T, class Element>
+std::vector<real<T>> packed(group_format f, bool is_a, zor_int size, zor_int k, const Element& element) {
+  std::vector<real<T>> out;
+  const zor_int kpad = (k + 3) & ~zor_int(3);
+  for (zor_int s = 0; s < size; s += f.strip) {
+    const zor_int left = size - s;
+    if (left < f.strip && !f.tails) break;
+    const zor_int wide = left >= f.strip ? f.strip : !is_a ? left : left == 3 ? 4 : 2;
+    for (zor_int p = 0; p < kpad; ++p)
+      for (zor_int at = 0; at < wide * zor_int(parts<T>); ++at) {
+        const zor_int index = s + (f.split ? at % wide : at / zor_int(parts<T>));
+        const int h = int(f.split ? at / wide : at % zor_int(parts<T>));
+        out.push_back(p < k && index < size ? real<T>(part(element(index, p), h)) : real<T>(0));
+      }
+  }
+  return out;
+}
+
+template <class T, class Call, class Element>
+void check_copy(const std::string& what, group_format f, bool is_a, zor_int size, zor_int k, const Call& call,
+                const Element& element) {
+  SCOPED_TRACE(::testing::Message() << what << " size=" << size << " k=" << k);
+  std::vector<real<T>> expected;
+  const int expected_flags = flags_of([&] { expected = packed<T>(f, is_a, size, k, element); });
+  guarded<T> out(expected.size() / parts<T>, true,
+                 expected.size() % 4 ? 16 - expected.size() * sizeof(real<T>) % 16 : 0);
+  fill_nan(out);
+  EXPECT_EQ(expected_flags, flags_of([&] { call(out.data()); }));
+  EXPECT_TRUE(same_bits(expected.data(), reals(out.data()), expected.size()));
+}
+
+TEST(Copies, FormatsOfThePanels) {
+  random_bits random(17);
+  for (zor_int size : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 16, 31})
+    for (zor_int k : {1, 2, 3, 4, 5, 8, 9, 17, 40, 112}) {
+      const auto copy_a = [&]<class T>(const char* name, auto kernel, T, char form) {
+        const bool is_turned = form != 'n';
+        const T alpha = scalar<T>(1.25, -0.5);
+        matrix<T> x(is_turned ? k : size, is_turned ? size : k, {"", 0, 0, 0, 2, {}, {}, k % 2 == 0}, random);
+        check_copy<T>(
+            name, a_format<T>, true, size, k,
+            [&](T* out) { kernel(&size, &k, x.data.data(), &x.ld, out, &alpha); },
+            [&](zor_int i, zor_int p) {
+              const T e = is_turned ? x.at(p, i) : x.at(i, p);
+              return zor_ref::times(alpha, form == 'c' ? zor_ref::conj(e) : e);
+            });
+      };
+      const auto copy_b = [&]<class T>(const char* name, auto kernel, T, char form) {
+        const bool is_turned = form != 'n';
+        matrix<T> x(is_turned ? size : k, is_turned ? k : size, {"", 0, 0, 0, 2, {}, {}, k % 2 == 0}, random);
+        if (x.data.size() != 0) x.at(0, 0) = scalar<T>(-1, 0.0);
+        check_copy<T>(
+            name, b_format<T>, false, size, k, [&](T* out) { kernel(&k, &size, x.data.data(), &x.ld, out); },
+            [&](zor_int j, zor_int p) {
+              const T e = is_turned ? x.at(j, p) : x.at(p, j);
+              return form == 'c' ? zor_ref::conj_by_zero(e) : e;
+            });
+      };
+#define ROW_COPYA(name, T, form) copy_a(#name, name, T{}, #form[0]);
+#define ROW_COPYB(name, T, form) copy_b(#name, name, T{}, #form[0]);
+#include "zor/tables/blas_gemm.inc"
+    }
+}
+
+}  // namespace

@@ -1,0 +1,334 @@
+// SPDX-License-Identifier: MIT
+// Every vector kernel with increments, against the plain references bit for bit: results, operands, the bytes
+// around them and the exception flags, for sizes around every block, all positions modulo 16 and all signs of
+// increments.
+#include "zor/blas.h"
+
+#include "tests/blas/vector_operands.h"
+
+namespace {
+
+using namespace zor_test;
+using ref::real_of;
+
+std::vector<zor_int> sizes() {
+  std::vector<zor_int> n = {-1};
+  for (zor_int i = 0; i <= 70; ++i) n.push_back(i);
+  for (zor_int i : {95, 96, 97, 127, 128, 129, 143, 160, 191, 223, 257, 511, 515, 1023, 1100}) n.push_back(i);
+  return n;
+}
+
+// One call in both worlds. f(kernel?, n, x, incx, y, incy, out) runs the kernel or the reference and leaves
+// scalar results, widened, in out.
+template <class T, class F>
+class runner {
+  using R = real_of<T>;
+  static constexpr zor_int reals = ref::is_complex<T> ? 2 : 1;
+
+ public:
+  runner(const char* name, F f) : name_(name), f_(f) {}
+
+  void run(zor_int n, zor_int incx, zor_int incy, placement px, placement py, fill kind) {
+    x_.place(span(n, incx), px, kind, random_);
+    y_.place(span(n, incy), py, kind, random_);
+    double actual[2] = {}, expected[2] = {};
+    const int expected_flags = flags_of(
+        [&] { f_(false, n, x_.template reference<T>(), incx, y_.template reference<T>(), incy, expected); });
+    const int flags =
+        flags_of([&] { f_(true, n, x_.template kernel<T>(), incx, y_.template kernel<T>(), incy, actual); });
+    const auto where = [&] {
+      return std::string(name_) + " n=" + std::to_string(n) + " incx=" + std::to_string(incx) +
+             " incy=" + std::to_string(incy) + " x at " +
+             std::to_string(ref::address(x_.template kernel<T>()) % 16) + " y at " +
+             std::to_string(ref::address(y_.template kernel<T>()) % 16) + " fill " +
+             std::to_string(int(kind));
+    };
+    EXPECT_TRUE(same_bits(expected, actual, 2)) << "result of " << where();
+    EXPECT_TRUE(x_.same()) << "x of " << where();
+    EXPECT_TRUE(y_.same()) << "y of " << where();
+    EXPECT_EQ(expected_flags, flags) << "exception flags of " << where();
+  }
+
+  // All sizes; every pair of placements at unit increment, two of them at the others; the fills in turn.
+  void run_all(const std::vector<std::pair<zor_int, zor_int>>& increments, bool two_vectors) {
+    size_t turn = 0;
+    for (const zor_int n : sizes()) {
+      for (const auto& [incx, incy] : increments) {
+        const bool unit = incx == incy && (incx == 1 || incx == -1);
+        for (const placement& px : placements) {
+          for (const placement& py : placements) {
+            if (!two_vectors && &py != placements) continue;
+            if (!unit && two_vectors && ++turn % 16 != 0) continue;
+            run(n, incx, incy, px, py, fills[++turn % 5]);
+          }
+        }
+        if (::testing::Test::HasFailure()) return;
+      }
+    }
+  }
+
+ private:
+  static size_t span(zor_int n, zor_int inc) {
+    return n < 1 ? 0 : size_t(((n - 1) * (inc < 0 ? -inc : inc) + 1) * reals);
+  }
+
+  const char* name_;
+  F f_;
+  operand<R> x_, y_;
+  random_bits random_{20260101};
+};
+
+const std::vector<std::pair<zor_int, zor_int>> one_increment = {{1, 1}, {-1, -1}, {2, 2}, {-2, -2},
+                                                                {3, 3}, {-3, -3}, {7, 7}, {0, 0}};
+const std::vector<std::pair<zor_int, zor_int>> two_increments = {
+    {1, 1}, {-1, -1}, {1, -1}, {-1, 1}, {2, 2}, {-2, -2}, {2, 1},
+    {1, 3}, {-3, 2},  {2, -3}, {0, 1},  {1, 0}, {0, 0}};
+
+template <class T, class F>
+void check_one(const char* name, F f) {
+  runner<T, F>(name, f).run_all(one_increment, false);
+}
+template <class T, class F>
+void check_two(const char* name, F f) {
+  runner<T, F>(name, f).run_all(two_increments, true);
+}
+
+template <class T>
+void store(T v, double* out) {
+  if constexpr (ref::is_complex<T>) {
+    out[0] = v.re;
+    out[1] = v.im;
+  } else {
+    out[0] = double(v);
+  }
+}
+
+template <class A>
+std::vector<A> factors() {
+  using R = real_of<A>;
+  const R nan = std::numeric_limits<R>::quiet_NaN(), inf = std::numeric_limits<R>::infinity();
+  if constexpr (ref::is_complex<A>)
+    return {{0, 0}, {1, 0}, {R(0.7), R(-1.3)}, {0, 1}, {nan, 0}, {0, inf}};
+  else
+    return {0, 1, R(-1.3), nan, inf};
+}
+
+#define ROW_ASUM(name, T, R)                                                                       \
+  TEST(vector, name) {                                                                             \
+    check_one<T>(#name, [](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double* out) { \
+      *out = kernel ? name(&n, x, &incx) : ref::asum(n, x, incx);                                  \
+    });                                                                                            \
+  }
+#define ROW_NRM2(name, T, R)                                                                       \
+  TEST(vector, name) {                                                                             \
+    check_one<T>(#name, [](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double* out) { \
+      *out = kernel ? name(&n, x, &incx) : ref::nrm2(n, x, incx);                                  \
+    });                                                                                            \
+  }
+#define INDEX_TEST(name, T, smallest)                                                              \
+  TEST(vector, name) {                                                                             \
+    check_one<T>(#name, [](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double* out) { \
+      store(kernel ? name(&n, x, &incx) : ref::iamax(n, x, incx, smallest), out);                  \
+    });                                                                                            \
+  }
+#define ROW_IAMAX(name, T) INDEX_TEST(name, T, false)
+#define ROW_IAMIN(name, T) INDEX_TEST(name, T, true)
+#define ROW_SCAL(name, T, A)                                                                      \
+  TEST(vector, name) {                                                                            \
+    for (const A alpha : factors<A>())                                                            \
+      check_one<T>(#name, [=](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double*) { \
+        kernel ? name(&n, &alpha, x, &incx) : ref::scal(n, alpha, x, incx);                       \
+      });                                                                                         \
+  }
+#define TWO_TEST(name, T, kernel_call, reference_call)                                    \
+  check_two<T>(#name, [=](bool kernel, zor_int n, T* x, zor_int incx, T* y, zor_int incy, \
+                          [[maybe_unused]] double* out) mutable { kernel ? kernel_call : reference_call; });
+#define ROW_AXPY(name, T)                                                                            \
+  TEST(vector, name) {                                                                               \
+    for (const T alpha : factors<T>())                                                               \
+      TWO_TEST(name, T, name(&n, &alpha, x, &incx, y, &incy), ref::axpy(n, alpha, x, incx, y, incy)) \
+  }
+#define ROW_COPY(name, T) \
+  TEST(vector, name) { TWO_TEST(name, T, name(&n, x, &incx, y, &incy), ref::copy(n, x, incx, y, incy)) }
+#define ROW_SWAP(name, T) \
+  TEST(vector, name) { TWO_TEST(name, T, name(&n, x, &incx, y, &incy), ref::swap(n, x, incx, y, incy)) }
+#define ROW_DOT(name, T)                                                                                   \
+  TEST(vector, name) {                                                                                     \
+    TWO_TEST(name, T, store(name(&n, x, &incx, y, &incy), out), store(ref::dot(n, x, incx, y, incy), out)) \
+  }
+#define ROW_CDOT(name, T, conj)                                                    \
+  TEST(vector, name) {                                                             \
+    T result = {};                                                                 \
+    TWO_TEST(name, T, (name(&result, &n, x, &incx, y, &incy), store(result, out)), \
+             store(ref::cdot<T, conj>(n, x, incx, y, incy), out))                  \
+  }
+#define ROW_DSDOT(name)                                             \
+  TEST(vector, name) {                                              \
+    TWO_TEST(name, float, store(name(&n, x, &incx, y, &incy), out), \
+             store(ref::dsdot(0, n, x, incx, y, incy), out))        \
+  }
+#define ROW_SDSDOT(name)                                                   \
+  TEST(vector, name) {                                                     \
+    for (const float sb : {0.0f, 0.7f})                                    \
+      TWO_TEST(name, float, store(name(&n, &sb, x, &incx, y, &incy), out), \
+               store(float(ref::dsdot(sb, n, x, incx, y, incy)), out))     \
+  }
+template <class S>
+S sine() {
+  if constexpr (ref::is_complex<S>)
+    return {S{}.re + real_of<S>(0.36), real_of<S>(-0.48)};
+  else
+    return S(0.6);
+}
+#define ROW_ROT(name, T, C, S)                                                                   \
+  TEST(vector, name) {                                                                           \
+    const C c = C(0.8);                                                                          \
+    const S s = sine<S>();                                                                       \
+    TWO_TEST(name, T, name(&n, x, &incx, y, &incy, &c, &s), ref::rot(n, x, incx, y, incy, c, s)) \
+  }
+#define ROW_ROTM(name, T)                                                                               \
+  TEST(vector, name) {                                                                                  \
+    for (const T flag : {-2, -1, 0, 1}) {                                                               \
+      const struct { T param[5]; } h = {{flag, T(0.9), T(-0.3), T(0.4), T(1.1)}};                       \
+      TWO_TEST(name, T, name(&n, x, &incx, y, &incy, h.param), ref::rotm(n, x, incx, y, incy, h.param)) \
+    }                                                                                                   \
+  }
+#include "zor/tables/blas_vector.inc"
+
+// Long vectors take loops of their own; sizes just around their blocks, at two positions.
+template <class T, class F>
+void check_long(const char* name, F f) {
+  runner<T, F> r(name, f);
+  const zor_int least = zor_int((size_t(1) << 19) / sizeof(T));
+  for (const zor_int n : {least - 1, least, least + 37, least + 1000})
+    for (const placement& p : {placements[0], placements[3]})
+      for (const fill kind : {fill::random, fill::one_nan}) r.run(n, 1, 1, p, placements[1], kind);
+}
+
+TEST(vector, long_vectors) {
+  const double alpha = -1.3, c = 0.8, s = 0.6;
+  const zor_c32 complex_alpha = {0.7f, -1.3f};
+  check_long<double>(
+      "xdaxpy", [&](bool kernel, zor_int n, double* x, zor_int incx, double* y, zor_int incy, double*) {
+        kernel ? zor_blas_xdaxpy(&n, &alpha, x, &incx, y, &incy) : ref::axpy(n, alpha, x, incx, y, incy);
+      });
+  check_long<zor_c32>(
+      "xcaxpy", [&](bool kernel, zor_int n, zor_c32* x, zor_int incx, zor_c32* y, zor_int incy, double*) {
+        kernel ? zor_blas_xcaxpy(&n, &complex_alpha, x, &incx, y, &incy)
+               : ref::axpy(n, complex_alpha, x, incx, y, incy);
+      });
+  check_long<double>(
+      "xdrot", [&](bool kernel, zor_int n, double* x, zor_int incx, double* y, zor_int incy, double*) {
+        kernel ? zor_blas_xdrot(&n, x, &incx, y, &incy, &c, &s) : ref::rot(n, x, incx, y, incy, c, s);
+      });
+  check_long<float>("xsswap",
+                    [&](bool kernel, zor_int n, float* x, zor_int incx, float* y, zor_int incy, double*) {
+                      kernel ? zor_blas_xsswap(&n, x, &incx, y, &incy) : ref::swap(n, x, incx, y, incy);
+                    });
+  check_long<double>(
+      "xddot", [&](bool kernel, zor_int n, double* x, zor_int incx, double* y, zor_int incy, double* out) {
+        *out = kernel ? zor_blas_xddot(&n, x, &incx, y, &incy) : ref::dot(n, x, incx, y, incy);
+      });
+  check_long<float>("xsdot",
+                    [&](bool kernel, zor_int n, float* x, zor_int incx, float* y, zor_int incy, double* out) {
+                      *out = kernel ? zor_blas_xsdot(&n, x, &incx, y, &incy) : ref::dot(n, x, incx, y, incy);
+                    });
+}
+
+// The scaled norm where its sum crosses binades, meets ties (halves of the spacing of the sum) and follows
+// the other rounding modes.
+TEST(vector, norm_of_ties_and_binades) {
+  struct restore {
+    ~restore() { std::fesetround(FE_TONEAREST); }
+  } guard;
+  random_bits random(31);
+  const zor_int one = 1;
+  for (const int mode : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    for (const zor_int n : {32, 64, 100, 333, 3000, 20000}) {
+      for (int kind = 0; kind < 6; ++kind) {
+        std::vector<double> x(static_cast<size_t>(n));
+        for (double& v : x) {
+          switch (kind) {
+            case 0:
+              v = random.unit();
+              break;
+            case 1:
+              v = std::ldexp(1.0, -int(random.between(0, 27)));
+              break;
+            case 2:
+              v = std::ldexp(double(random.between(-7, 7)), -int(random.between(0, 30)));
+              break;
+            case 3:
+              v = random.between(0, 9) == 0 ? 1.0 : 0x1p-26;
+              break;
+            case 4:
+              v = std::ldexp(random.unit(), int(random.between(-600, 0)));
+              break;
+            default:
+              v = double(random.between(-3, 3));
+              break;
+          }
+        }
+        if (kind != 5) x[0] = 1;
+        std::fesetround(mode);
+        const double expected = ref::nrm2(n, x.data(), one);
+        const double actual = zor_blas_dnrm2(&n, x.data(), &one);
+        std::fesetround(FE_TONEAREST);
+        EXPECT_TRUE(same_bits(&expected, &actual, 1)) << "n=" << n << " kind " << kind << " mode " << mode;
+      }
+    }
+  }
+}
+
+// Integers are summed exactly in any order: a check that owes nothing to the stated one.
+TEST(vector, exact_sums) {
+  random_bits random(7);
+  operand<double> x, y;
+  for (const zor_int n : sizes()) {
+    const zor_int one = 1;
+    x.place(size_t(std::max<zor_int>(n, 0)), {false, 8}, fill::integers, random);
+    y.place(size_t(std::max<zor_int>(n, 0)), {true, 0}, fill::integers, random);
+    const double *a = x.kernel<double>(), *b = y.kernel<double>();
+    int64_t sum = 0, product = 0;
+    for (zor_int i = 0; i < n; ++i) {
+      sum += std::abs(int64_t(a[i]));
+      product += int64_t(a[i]) * int64_t(b[i]);
+    }
+    EXPECT_EQ(zor_blas_dasum(&n, a, &one), double(sum)) << n;
+    EXPECT_EQ(zor_blas_xddot(&n, a, &one, b, &one), double(product)) << n;
+  }
+}
+
+// Norms of vectors far out of the range of squares.
+TEST(vector, norms_do_not_overflow) {
+  const zor_int n = 64, one = 1;
+  std::vector<double> d(64, 0x1p1000);
+  std::vector<float> s(64, 0x1p124f);
+  EXPECT_EQ(zor_blas_dnrm2(&n, d.data(), &one), 0x1p1003);
+  EXPECT_EQ(zor_blas_snrm2(&n, s.data(), &one), 0x1p127f);
+  std::fill(d.begin(), d.end(), 0x1p-1060);
+  EXPECT_EQ(zor_blas_dnrm2(&n, d.data(), &one), 0x1p-1057);
+}
+
+template <class T>
+struct index_case {
+  std::vector<T> x;
+  zor_int largest, smallest;
+};
+
+TEST(vector, index_rules) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const index_case<double> cases[] = {{{1, nan, 0}, 3, 3},     {{5, 5, 5, 5}, 1, 1}, {{1, -3, 3, 2}, 2, 1},
+                                      {{nan, nan}, 2, 2},      {{nan, 1, 2}, 3, 2},  {{2, nan}, 2, 2},
+                                      {{0.0, -0.0, 0.0}, 1, 1}};
+  const zor_int one = 1;
+  for (const auto& c : cases) {
+    const zor_int n = zor_int(c.x.size());
+    EXPECT_EQ(zor_blas_idamax(&n, c.x.data(), &one), c.largest);
+    EXPECT_EQ(zor_blas_idamin(&n, c.x.data(), &one), c.smallest);
+  }
+  const zor_int n = 3, zero = 0;
+  EXPECT_EQ(zor_blas_idamax(&n, cases[0].x.data(), &zero), 0);
+}
+
+}  // namespace

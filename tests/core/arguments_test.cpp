@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT
+// Every argument of every checked entry, made bad in every way: routine, position and name reach the handler,
+// once, and no operand is written.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "zor/blas.h"
+#include "zor/core.h"
+
+namespace {
+
+// What an argument is. size: at least 0. step: an increment other than 0; walk: any increment. lead_x: a
+// leading dimension of at least 3. scalar, data: must not be null.
+enum class kind { trans, uplo, size, step, walk, lead, scalar, data };
+
+struct parameter {
+  const char* name;
+  kind what;
+};
+using signature = std::vector<parameter>;
+
+const signature gemm_signature = {{"transa", kind::trans}, {"transb", kind::trans}, {"m", kind::size},
+                                  {"n", kind::size},       {"k", kind::size},       {"alpha", kind::scalar},
+                                  {"a", kind::data},       {"lda", kind::lead},     {"b", kind::data},
+                                  {"ldb", kind::lead},     {"beta", kind::scalar},  {"c", kind::data},
+                                  {"ldc", kind::lead}};
+const signature gemv_signature = {{"trans", kind::trans},  {"m", kind::size},    {"n", kind::size},
+                                  {"alpha", kind::scalar}, {"a", kind::data},    {"lda", kind::lead},
+                                  {"x", kind::data},       {"incx", kind::step}, {"beta", kind::scalar},
+                                  {"y", kind::data},       {"incy", kind::step}};
+const signature axpy_signature = {{"n", kind::walk},    {"alpha", kind::scalar}, {"x", kind::data},
+                                  {"incx", kind::walk}, {"y", kind::data},       {"incy", kind::walk}};
+const signature swap_signature = {
+    {"n", kind::walk}, {"x", kind::data}, {"incx", kind::walk}, {"y", kind::data}, {"incy", kind::walk}};
+const signature cdot_signature = {{"result", kind::data}, {"n", kind::walk}, {"x", kind::data},
+                                  {"incx", kind::walk},   {"y", kind::data}, {"incy", kind::walk}};
+const signature syr_signature = {{"uplo", kind::uplo}, {"n", kind::size},    {"alpha", kind::scalar},
+                                 {"x", kind::data},    {"incx", kind::step}, {"a", kind::data},
+                                 {"lda", kind::lead}};
+
+struct routine {
+  const char* name;
+  void* address;
+  const signature* parameters;
+};
+
+const routine routines[] = {
+#define ROW_GEMM(name, T) {#name, reinterpret_cast<void*>(name), &gemm_signature},
+#define ROW_GEMV(name, T) {#name, reinterpret_cast<void*>(name), &gemv_signature},
+#define ROW_AXPY(name, T) {#name, reinterpret_cast<void*>(name), &axpy_signature},
+#define ROW_SWAP(name, T) {#name, reinterpret_cast<void*>(name), &swap_signature},
+#define ROW_DOT(name, T) {#name, reinterpret_cast<void*>(name), &swap_signature},
+#define ROW_CDOT(name, T) {#name, reinterpret_cast<void*>(name), &cdot_signature},
+#define ROW_SYR(name, T) {#name, reinterpret_cast<void*>(name), &syr_signature},
+#include "zor/tables/core_blas.inc"
+};
+
+// All entries take pointers only, so any of them can be called through this type: arguments beyond an entry's
+// own are not looked at.
+using entry = void(void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*);
+
+struct report {
+  std::string routine, argument;
+  int32_t position;
+};
+std::vector<report> reports;
+void record(const char* name, int32_t position, const char* argument) {
+  reports.push_back({name, argument, position});
+}
+
+struct operand {
+  alignas(16) unsigned char bytes[9 * 16];
+};
+
+// The arguments of a good call on 3 by 3 operands; each has storage of its own.
+struct call {
+  explicit call(const routine& r) : which(r), operands(r.parameters->size()), arguments(13, nullptr) {
+    integers.assign(r.parameters->size(), 0);
+    for (size_t i = 0; i < operands.size(); ++i) {
+      std::memset(operands[i].bytes, 0, sizeof operands[i].bytes);
+      arguments[i] = operands[i].bytes;
+      switch ((*r.parameters)[i].what) {
+        case kind::trans:
+          operands[i].bytes[0] = 'N';
+          break;
+        case kind::uplo:
+          operands[i].bytes[0] = 'u';
+          break;
+        case kind::size:
+        case kind::lead:
+          set(i, 3);
+          break;
+        case kind::step:
+        case kind::walk:
+          set(i, i == 0 || std::strcmp((*r.parameters)[i].name, "n") == 0 ? 3 : 1);
+          break;
+        case kind::scalar:
+          std::memset(operands[i].bytes, 0x40, 16);
+          break;
+        case kind::data:
+          std::memset(operands[i].bytes, 0x3F, sizeof operands[i].bytes);
+          break;
+      }
+    }
+  }
+  void set(size_t i, zor_int value) {
+    integers[i] = value;
+    arguments[i] = &integers[i];
+  }
+  void run() {
+    void** a = arguments.data();
+    reinterpret_cast<entry*>(which.address)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10],
+                                            a[11], a[12]);
+  }
+
+  const routine& which;
+  std::vector<operand> operands;
+  std::vector<zor_int> integers;
+  std::vector<void*> arguments;
+};
+
+// Spoils argument i in the way'th way; false when there are no more ways.
+bool spoil(call& c, size_t i, int way) {
+  if (way == 0) {
+    c.arguments[i] = nullptr;
+    return true;
+  }
+  switch ((*c.which.parameters)[i].what) {
+    case kind::trans:
+    case kind::uplo: {
+      const char wrong[] = {'X', '\0', '@', char('N' + 64), '1'};
+      if (way > int(std::size(wrong))) return false;
+      c.operands[i].bytes[0] = static_cast<unsigned char>(wrong[way - 1]);
+      return true;
+    }
+    case kind::size:
+      c.set(i, -way);
+      return way <= 2;
+    case kind::lead:
+      c.set(i, 3 - way);
+      return way <= 4;
+    case kind::step:
+      c.set(i, 0);
+      return way == 1;
+    default:
+      return false;
+  }
+}
+
+class BadArguments : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    reports.clear();
+    previous = zor_core_set_error_handler(record);
+  }
+  void TearDown() override { EXPECT_EQ(record, zor_core_set_error_handler(previous)); }
+  zor_core_error_handler previous = nullptr;
+};
+
+void expect_report(call& c, size_t position) {
+  SCOPED_TRACE(c.which.name);
+  SCOPED_TRACE(position);
+  const auto before = c.operands;
+  reports.clear();
+  c.run();
+  ASSERT_EQ(1u, reports.size());
+  EXPECT_EQ(c.which.name, reports[0].routine);
+  EXPECT_EQ(int32_t(position), reports[0].position);
+  EXPECT_EQ((*c.which.parameters)[position - 1].name, reports[0].argument);
+  EXPECT_EQ(0, std::memcmp(before.data(), c.operands.data(), before.size() * sizeof(operand)));
+}
+
+TEST_F(BadArguments, ArePositionedAndWriteNothing) {
+  for (const routine& r : routines)
+    for (size_t i = 0; i < r.parameters->size(); ++i)
+      for (int way = 0;; ++way) {
+        call c(r);
+        if (!spoil(c, i, way)) break;
+        expect_report(c, i + 1);
+      }
+}
+
+TEST_F(BadArguments, TheFirstOfTwoIsReported) {
+  for (const routine& r : routines)
+    for (size_t i = 0; i < r.parameters->size(); ++i)
+      for (size_t j = i + 1; j < r.parameters->size(); ++j) {
+        call c(r);
+        spoil(c, i, 0);
+        spoil(c, j, 0);
+        expect_report(c, i + 1);
+      }
+}
+
+TEST_F(BadArguments, GoodCallsReportNothing) {
+  for (const routine& r : routines) {
+    call c(r);
+    c.run();
+  }
+  EXPECT_TRUE(reports.empty());
+}
+
+// Leading dimensions are those of the stored matrix: op(A) has other rows than A when it is transposed.
+TEST_F(BadArguments, LeadingDimensionsFollowTheLetters) {
+  const zor_int m = 2, n = 3, k = 5;
+  const double one = 1;
+  double a[25] = {}, b[25] = {}, c[25] = {};
+  const struct {
+    const char *transa, *transb;
+    zor_int lda, ldb, ldc;
+    int32_t position;
+  } cases[] = {{"N", "N", 2, 5, 2, 0},  {"N", "N", 1, 5, 2, 8},  {"N", "N", 2, 4, 2, 10},
+               {"t", "n", 5, 5, 2, 0},  {"t", "n", 4, 5, 2, 8},  {"c", "T", 5, 3, 2, 0},
+               {"c", "T", 5, 2, 2, 10}, {"T", "C", 5, 3, 1, 13}, {"Nope", "Trans", 2, 3, 2, 0}};
+  for (const auto& t : cases) {
+    reports.clear();
+    zor_blas_dgemm(t.transa, t.transb, &m, &n, &k, &one, a, &t.lda, b, &t.ldb, &one, c, &t.ldc);
+    if (t.position == 0)
+      EXPECT_TRUE(reports.empty()) << reports[0].position;
+    else
+      EXPECT_EQ(t.position, reports.at(0).position);
+  }
+}
+
+// Operands that the call would not read or write may be null.
+TEST_F(BadArguments, UnusedOperandsMayBeNull) {
+  const zor_int zero = 0, three = 3, one_step = 1;
+  const double one = 1, none = 0;
+  double x[9] = {};
+  zor_blas_dgemm("N", "N", &zero, &three, &three, &one, nullptr, &three, nullptr, &three, &one, nullptr,
+                 &three);
+  zor_blas_dgemm("N", "N", &three, &three, &zero, &one, nullptr, &three, nullptr, &three, &one, x, &three);
+  zor_blas_dgemm("N", "N", &three, &three, &three, &none, nullptr, &three, nullptr, &three, &one, nullptr,
+                 &three);
+  zor_blas_dgemv("T", &three, &three, &none, nullptr, &three, nullptr, &one_step, &none, x, &one_step);
+  zor_blas_daxpy(&zero, &one, nullptr, &one_step, nullptr, &one_step);
+  zor_blas_daxpy(&three, &none, nullptr, &one_step, nullptr, &one_step);
+  zor_blas_dsyr("U", &three, &none, nullptr, &one_step, nullptr, &three);
+  EXPECT_EQ(0, zor_blas_ddot(&zero, nullptr, &one_step, nullptr, &one_step));
+  EXPECT_TRUE(reports.empty());
+  EXPECT_EQ(0, zor_blas_ddot(&three, nullptr, &one_step, x, &one_step));
+  EXPECT_EQ(1u, reports.size());
+}
+
+TEST(ErrorHandler, TheFirstOnePrintsOneLineAndReturns) {
+  const zor_core_error_handler initial = zor_core_set_error_handler(nullptr);
+  ASSERT_NE(nullptr, initial);
+  const zor_int minus = -1, one = 1;
+  const double alpha = 1;
+  ::testing::internal::CaptureStderr();
+  zor_blas_dsyr("L", &minus, &alpha, nullptr, &one, nullptr, &one);
+  const std::string line = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ("zor: zor_blas_dsyr: argument 2 (n) is invalid\n", line);
+  EXPECT_EQ(initial, zor_core_set_error_handler(record));
+  EXPECT_EQ(record, zor_core_set_error_handler(nullptr));
+}
+
+}  // namespace

@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+// The number of threads shows nowhere: not in bits, rounding, exception flags or after a fork.
+#include <gtest/gtest.h>
+#include <omp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cfenv>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <thread>
+
+#include "tests/core/products.h"
+#include "zor/core.h"
+
+#if defined(__SANITIZE_THREAD__)
+constexpr bool under_tsan = true;
+#else
+constexpr bool under_tsan = false;
+#endif
+
+namespace {
+
+using namespace zor_test;
+
+class threads_in_force {
+ public:
+  explicit threads_in_force(int32_t count) { zor_core_set_num_threads(count); }
+  ~threads_in_force() { zor_core_set_num_threads(0); }
+};
+
+constexpr int32_t thread_counts[] = {2, 3, 7, 16};
+
+// Runs `call` with every number of threads and compares with one.
+template <class Call>
+void expect_same_with_any_threads(const Call& call) {
+  const auto expected = [&] {
+    threads_in_force one(1);
+    return call();
+  }();
+  for (int32_t count : thread_counts) {
+    threads_in_force these(count);
+    EXPECT_TRUE(equal_bits(expected, call())) << count << " threads";
+  }
+}
+
+// Tails in every dimension, few rows, few columns, both sides of the sizes that a kernel packs from.
+const product products[] = {{'N', 'N', 129, 131, 127}, {'T', 'N', 1003, 17, 77}, {'N', 'T', 17, 1003, 77},
+                            {'C', 'C', 131, 129, 230}, {'N', 'N', 9, 11, 20001}, {'N', 'N', 2, 50021, 31},
+                            {'T', 'T', 50021, 2, 31},  {'N', 'C', 7, 4099, 65},  {'T', 'N', 517, 262, 113},
+                            {'N', 'N', 1000, 1000, 2}, {'C', 'N', 301, 299, 12}, {'T', 'T', 333, 334, 8}};
+
+template <class T, class Gemm, class Kernel>
+void check_gemm(const char* name, Gemm* gemm, Kernel* kernel) {
+  for (const product& p : products)
+    for (double beta : {0.0, 0.5}) {
+      SCOPED_TRACE(::testing::Message() << name << " " << p << " beta " << beta);
+      const gemm_operands<T> operands(p, beta);
+      expect_same_with_any_threads([&] { return operands.run(gemm); });
+      EXPECT_TRUE(equal_bits(operands.run(kernel), operands.run(gemm)));
+    }
+}
+
+TEST(AnyThreads, Gemm) {
+  check_gemm<float>("sgemm", zor_blas_sgemm, zor_blas_xsgemm);
+  check_gemm<double>("dgemm", zor_blas_dgemm, zor_blas_xdgemm);
+  check_gemm<zor_c32>("cgemm", zor_blas_cgemm, zor_blas_xcgemm);
+  check_gemm<zor_c64>("zgemm", zor_blas_zgemm, zor_blas_xzgemm);
+}
+
+template <class T, class Gemv>
+void check_gemv(const char* name, Gemv* gemv) {
+  const struct {
+    zor_int m, n, incx, incy;
+  } cases[] = {{1003, 701, 1, 1}, {67, 8011, 1, -1}, {8011, 67, -2, 3}, {129, 2111, 1, 1}};
+  for (auto [m, n, incx, incy] : cases)
+    for (char trans : {'N', 'T', 'C'}) {
+      SCOPED_TRACE(::testing::Message()
+                   << name << " " << trans << " " << m << "x" << n << " " << incx << " " << incy);
+      const auto a = random_vector<T>(m * n, 4), x = random_vector<T>((m + n) * 2, 5),
+                 y = random_vector<T>((m + n) * 3, 6);
+      const T alpha = make_scalar<T>(1.25, -0.75), beta = make_scalar<T>(0.5, 0.25);
+      expect_same_with_any_threads([&] {
+        std::vector<T> result = y;
+        gemv(&trans, &m, &n, &alpha, a.data(), &m, x.data(), &incx, &beta, result.data(), &incy);
+        return result;
+      });
+    }
+}
+
+TEST(AnyThreads, Gemv) {
+  check_gemv<float>("sgemv", zor_blas_sgemv);
+  check_gemv<double>("dgemv", zor_blas_dgemv);
+  check_gemv<zor_c32>("cgemv", zor_blas_cgemv);
+  check_gemv<zor_c64>("zgemv", zor_blas_zgemv);
+}
+
+template <class T, class Axpy, class Swap>
+void check_vectors(Axpy* axpy, Swap* swap) {
+  const T alpha = make_scalar<T>(1.25, -0.75);
+  const zor_int n = 140009;
+  for (zor_int incx : {1, -2, 0})
+    for (zor_int incy : {1, -3, 0}) {
+      SCOPED_TRACE(::testing::Message() << sizeof(T) << " n=" << n << " incx=" << incx << " incy=" << incy);
+      const auto x = random_vector<T>(2 * n, 7), y = random_vector<T>(3 * n, 8);
+      expect_same_with_any_threads([&] {
+        std::vector<T> result = y;
+        axpy(&n, &alpha, x.data(), &incx, result.data(), &incy);
+        return result;
+      });
+      expect_same_with_any_threads([&] {
+        std::vector<T> result = y, other = x;
+        swap(&n, other.data(), &incx, result.data(), &incy);
+        result.insert(result.end(), other.begin(), other.end());
+        return result;
+      });
+    }
+}
+
+TEST(AnyThreads, Vectors) {
+  check_vectors<float>(zor_blas_saxpy, zor_blas_sswap);
+  check_vectors<double>(zor_blas_daxpy, zor_blas_dswap);
+  check_vectors<zor_c32>(zor_blas_caxpy, zor_blas_cswap);
+  check_vectors<zor_c64>(zor_blas_zaxpy, zor_blas_zswap);
+}
+
+template <class T, class Syr, class Kernel>
+void check_syr(Syr* syr, Kernel* kernel) {
+  for (char uplo : {'U', 'l'})
+    for (zor_int incx : {1, -2}) {
+      SCOPED_TRACE(::testing::Message() << sizeof(T) << uplo << incx);
+      const zor_int n = 1201, lda = 1203;
+      auto x = random_vector<T>(2 * n, 9);
+      x[100] = x[2000] = 0;
+      x[300] = std::numeric_limits<T>::denorm_min();
+      const auto a = random_vector<T>(lda * n, 10);
+      const T alpha = T(-0.37);
+      const auto run = [&](auto* call) {
+        std::vector<T> result = a;
+        call(&uplo, &n, &alpha, x.data(), &incx, result.data(), &lda);
+        return result;
+      };
+      expect_same_with_any_threads([&] { return run(syr); });
+      EXPECT_TRUE(equal_bits(run(kernel), run(syr)));
+    }
+}
+
+TEST(AnyThreads, Syr) {
+  check_syr<float>(zor_blas_ssyr, zor_blas_xssyr);
+  check_syr<double>(zor_blas_dsyr, zor_blas_xdsyr);
+}
+
+size_t threads_alive() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return size_t(std::distance(begin(tasks), end(tasks)));
+}
+
+TEST(Threads, AreTakenForLargeCallsOnly) {
+  std::thread([] {  // a thread of its own has no team yet
+    threads_in_force seven(7);
+    EXPECT_EQ(7, zor_core_num_threads());
+    const size_t before = threads_alive();
+    gemm_operands<double>({'N', 'N', 8, 8, 8}).run(zor_blas_dgemm);
+    EXPECT_EQ(before, threads_alive());
+    gemm_operands<double>({'N', 'N', 300, 300, 300}).run(zor_blas_dgemm);
+    EXPECT_EQ(before + 6, threads_alive());
+  })
+      .join();
+  zor_core_set_num_threads(-4);
+  EXPECT_EQ(omp_get_max_threads(), zor_core_num_threads());
+}
+
+TEST(Threads, FollowTheCallersRounding) {
+  const gemm_operands<double> operands({'N', 'T', 301, 203, 99});
+  const auto nearest = operands.run(zor_blas_dgemm);
+  for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    std::fesetround(mode);
+    expect_same_with_any_threads([&] { return operands.run(zor_blas_dgemm); });
+    threads_in_force three(3);
+    const auto rounded = operands.run(zor_blas_dgemm);
+    EXPECT_EQ(mode, std::fegetround());
+    std::fesetround(FE_TONEAREST);
+    EXPECT_FALSE(equal_bits(nearest, rounded));
+    EXPECT_TRUE(equal_bits(nearest, operands.run(zor_blas_dgemm))) << "the team keeps no mode";
+  }
+}
+
+// Exact data with one element that overflows, in each corner of C: whichever thread meets it, the caller sees
+// it.
+TEST(Threads, FlagsReachTheCallerAndNoOthers) {
+  const zor_int n = 300;
+  const double one = 1, zero = 0;
+  for (int32_t count : {1, 3, 7})
+    for (int corner = -1; corner < 4; ++corner) {
+      threads_in_force these(count);
+      std::vector<double> a(size_t(n * n), 1), b(size_t(n * n), 2), c(size_t(n * n));
+      if (corner >= 0) {
+        const size_t row = corner % 2 == 0 ? 0 : size_t(n - 1), column = corner < 2 ? 0 : size_t(n - 1);
+        for (size_t p = 0; p < size_t(n); ++p) b[p + column * size_t(n)] = 0;
+        a[row] = b[column * size_t(n)] = 0x1p1000;
+      }
+      std::feclearexcept(FE_ALL_EXCEPT);
+      zor_blas_dgemm("N", "N", &n, &n, &n, &one, a.data(), &n, b.data(), &n, &zero, c.data(), &n);
+      EXPECT_EQ(corner < 0 ? 0 : FE_OVERFLOW | FE_INEXACT, std::fetestexcept(FE_ALL_EXCEPT))
+          << count << " threads, corner " << corner;
+      // A flag that stood before the call stays; the team hands out none of an earlier call.
+      std::feclearexcept(FE_ALL_EXCEPT);
+      std::feraiseexcept(FE_DIVBYZERO);
+      std::fill(a.begin(), a.end(), 1.0);
+      std::fill(b.begin(), b.end(), 2.0);
+      zor_blas_dgemm("N", "N", &n, &n, &n, &one, a.data(), &n, b.data(), &n, &zero, c.data(), &n);
+      EXPECT_EQ(FE_DIVBYZERO, std::fetestexcept(FE_ALL_EXCEPT));
+    }
+}
+
+// The division of work is done in integers: exact data leave no flag in any threaded routine.
+TEST(Threads, DivisionOfWorkRaisesNoFlag) {
+  threads_in_force seven(7);
+  const zor_int n = 1501, one_step = 1, length = 300007;
+  const double one = 1;
+  std::vector<double> a(size_t(n * n), 1), x(size_t(length), 2), y(size_t(length), 3);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  zor_blas_dsyr("L", &n, &one, x.data(), &one_step, a.data(), &n);
+  zor_blas_dsyr("U", &n, &one, x.data(), &one_step, a.data(), &n);
+  zor_blas_dgemv("N", &n, &n, &one, a.data(), &n, x.data(), &one_step, &one, y.data(), &one_step);
+  zor_blas_dgemv("T", &n, &n, &one, a.data(), &n, x.data(), &one_step, &one, y.data(), &one_step);
+  zor_blas_daxpy(&length, &one, x.data(), &one_step, y.data(), &one_step);
+  zor_blas_dswap(&length, x.data(), &one_step, y.data(), &one_step);
+  EXPECT_EQ(0, std::fetestexcept(FE_ALL_EXCEPT));
+}
+
+TEST(Fork, AChildOfAThreadedProcessGoesOnSerially) {
+  if (under_tsan) GTEST_SKIP() << "the thread sanitizer does not support a fork of a process with threads";
+  threads_in_force four(4);
+  const gemm_operands<double> operands({'N', 'N', 301, 302, 303});
+  const auto expected = operands.run(zor_blas_dgemm);
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    const bool serial = zor_core_num_threads() == 1;
+    _exit(serial && equal_bits(expected, operands.run(zor_blas_dgemm)) ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(0, status);
+  EXPECT_EQ(4, zor_core_num_threads());
+  EXPECT_TRUE(equal_bits(expected, operands.run(zor_blas_dgemm)));
+}
+
+TEST(ParallelRegion, OfTheCallerKeepsCallsSerial) {
+  if (under_tsan)
+    GTEST_SKIP() << "the thread sanitizer does not see the fork and join of this test's own region";
+  const gemm_operands<double> operands({'T', 'N', 201, 202, 203});
+  const auto expected = operands.run(zor_blas_dgemm);
+  std::atomic<int> wrong{0}, threaded{0};
+#pragma omp parallel num_threads(3)
+  {
+    if (zor_core_num_threads() != 1) ++threaded;
+    if (!equal_bits(expected, operands.run(zor_blas_dgemm))) ++wrong;
+  }
+  EXPECT_EQ(0, wrong);
+  EXPECT_EQ(0, threaded);
+}
+
+// 16 callers, each with a team of its own, sizes on both sides of every threshold.
+TEST(Concurrency, ManyCallersOfMixedSizes) {
+  threads_in_force two(2);
+  constexpr int callers = 16, rounds = under_tsan ? 1 : 6;
+  std::vector<std::vector<double>> expected;
+  std::vector<gemm_operands<double>> work;
+  for (int i = 0; i < callers; ++i) {
+    const zor_int size = 5 + 13 * i;
+    work.emplace_back(product{"NT"[i % 2], "NT"[i / 2 % 2], size, size + 3, size + 1});
+    expected.push_back(work.back().run(zor_blas_xdgemm));
+  }
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < callers; ++t)
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < rounds * callers; ++i) {
+        const size_t which = size_t(t + i * 5) % callers;
+        if (!equal_bits(expected[which], work[which].run(zor_blas_dgemm))) ++wrong;
+      }
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(0, wrong);
+}
+
+}  // namespace

@@ -1,0 +1,478 @@
+// SPDX-License-Identifier: MIT
+// The transform engine: every flavour, method, direction and placement against wide arithmetic, between guard
+// pages. Linked with the objects of one build of the kernel library, whose engine is not exported.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "dft/engine/plan.h"
+#include "tests/ref/dft.h"
+#include "tests/support/operand.h"
+#include "tests/support/zalloc.h"
+
+namespace {
+
+using namespace zor::dft;
+using zor_ref::wide;
+using zor_test::guarded;
+using wides = std::vector<wide>;
+
+constexpr bool is_real(int f) { return f == flavour_s || f == flavour_d; }
+constexpr bool is_split(int f) { return f == flavour_cs || f == flavour_zs; }
+constexpr bool is_unordered(int f) { return f == flavour_c_unordered || f == flavour_z_unordered; }
+
+// A line of n values as a flavour keeps it, each array ending at a guard page.
+template <class R>
+struct line {
+  int f, n;
+  guarded<R> first, second;
+  split_pair<R> pair;
+  line(int flavour, int length)
+      : f(flavour),
+        n(length),
+        first(size_t(is_real(f) || is_split(f) ? n : 2 * n)),
+        second(size_t(is_split(f) ? n : 0)),
+        pair{first.data(), second.data()} {}
+  void* address() { return is_split(f) ? static_cast<void*>(&pair) : first.data(); }
+
+  void put(const wides& x, bool spectrum) {
+    for (int k = 0; k < n; ++k) {
+      const R re = R(x[size_t(k)].real()), im = R(x[size_t(k)].imag());
+      if (is_split(f)) {
+        first[size_t(k)] = re;
+        second[size_t(k)] = im;
+      } else if (!is_real(f)) {
+        first[size_t(2 * k)] = re;
+        first[size_t(2 * k + 1)] = im;
+      } else if (!spectrum) {
+        first[size_t(k)] = re;
+      } else {
+        const int at = k == 0 ? 0 : 2 * k == n ? 1 : 2 * k - n % 2;
+        if (2 * k <= n) first[size_t(at)] = re;
+        if (k > 0 && 2 * k < n) first[size_t(at + 1)] = im;
+      }
+    }
+  }
+  std::vector<R> values() const {
+    std::vector<R> v(first.size() + second.size());
+    std::copy_n(first.data(), first.size(), v.begin());
+    std::copy_n(second.data(), second.size(), v.begin() + long(first.size()));
+    return v;
+  }
+};
+
+template <class R>
+wides random_values(int n, uint64_t seed, bool real, bool spectrum) {
+  zor_test::random_bits random(seed);
+  wides x(static_cast<size_t>(n));
+  for (wide& v : x) v = {R(random.unit()), real && !spectrum ? R(0) : R(random.unit())};
+  if (!real || !spectrum) return x;
+  x[0].imag(0);
+  if (n % 2 == 0) x[size_t(n / 2)].imag(0);
+  for (int k = 1; 2 * k < n; ++k) x[size_t(n - k)] = std::conj(x[size_t(k)]);
+  return x;
+}
+
+template <class R>
+double relative_error(const std::vector<R>& expected, const std::vector<R>& actual) {
+  long double error = 0, norm = 0;
+  for (size_t i = 0; i < expected.size(); ++i) {
+    const long double d = (long double)actual[i] - expected[i];
+    error += d * d;
+    norm += (long double)expected[i] * expected[i];
+  }
+  return double(std::sqrt(error / norm)) / std::numeric_limits<R>::epsilon();
+}
+
+plan* build(int f, int n, int32_t flag = scale_none) {
+  plan* p = nullptr;
+  EXPECT_EQ(engines[f].build(&p, n, flag, 0), engine_done) << n;
+  return p;
+}
+int32_t run(int f, int d, const void* in, void* out, const plan* p, void* work) {
+  return d == forward ? engines[f].forward(in, out, p, work) : engines[f].backward(in, out, p, work);
+}
+
+// One flavour and length: both directions, in and out of place, work given or not, against the reference.
+template <class R>
+void check_length(int f, int n) {
+  plan* p = build(f, n);
+  ASSERT_NE(p, nullptr);
+  int32_t bytes = -1;
+  ASSERT_EQ(engines[f].work_size(p, &bytes), engine_done);
+  guarded<char> work(static_cast<size_t>(bytes));
+  for (int d : {forward, backward}) {
+    const wides x = random_values<R>(n, uint64_t(97 * n + f), is_real(f), d == backward);
+    const wides y =
+        n <= 24 && d == forward ? zor_ref::dft_200_bits(x) : zor_ref::dft(x, d == forward ? -1 : 1);
+    line<R> in(f, n), out(f, n), expected(f, n);
+    in.put(x, d == backward);
+    expected.put(y, d == forward);
+    const std::vector<R> before = in.values();
+    ASSERT_EQ(run(f, d, in.address(), out.address(), p, work.data()), engine_done);
+    EXPECT_TRUE(zor_test::same_bits(before.data(), in.values().data(), before.size())) << "input written";
+    EXPECT_LT(relative_error(expected.values(), out.values()), 3.0) << "direction " << d;
+    const std::vector<R> first = out.values();
+    ASSERT_EQ(run(f, d, in.address(), in.address(), p, nullptr), engine_done);
+    EXPECT_TRUE(zor_test::same_bits(first.data(), in.values().data(), first.size())) << "in place " << d;
+  }
+  EXPECT_EQ(engines[f].release(p), engine_done);
+}
+
+void check(int f, int n) {
+  SCOPED_TRACE(testing::Message() << "flavour " << f << " length " << n);
+  if (f % 2 == 0)
+    check_length<float>(f, n);
+  else
+    check_length<double>(f, n);
+}
+
+TEST(Engine, EveryShortLength) {
+  for (int n = 1; n <= 220; ++n)
+    for (int f = 0; f < flavour_count; ++f) check(f, n);
+}
+
+// Powers of two over all their methods, factors of every radix, primes, chirp lengths around the table's end.
+TEST(Engine, LongLengths) {
+  for (int n : {512, 1000, 1001, 1024, 1331, 2048, 2197, 2401, 3125, 4096, 4097, 4099, 4913, 5000, 8192,
+                16384, 32768, 65536})
+    for (int f = 0; f < flavour_c_unordered; ++f) check(f, n);
+  for (int n : {12155, 12288, 10403, 17017, 30030, 3 * 262144, 262144, 524288})
+    check(n % 2 == 0 ? flavour_z : flavour_d, n);
+}
+
+TEST(Engine, RandomLengthsReturnAndKeepEnergy) {
+  zor_test::random_bits random(11);
+  for (int i = 0; i < 60; ++i) {
+    const int n = int(random.between(1, 5000));
+    SCOPED_TRACE(n);
+    plan* p = build(flavour_z, n, scale_both_root);
+    const wides x = random_values<double>(n, uint64_t(i), false, false);
+    line<double> a(flavour_z, n), b(flavour_z, n);
+    a.put(x, false);
+    run(flavour_z, forward, a.address(), b.address(), p, nullptr);
+    double before = 0, after = 0;
+    for (size_t j = 0; j < a.first.size(); ++j) {
+      before += a.first[j] * a.first[j];
+      after += b.first[j] * b.first[j];
+    }
+    EXPECT_NEAR(after / before, 1.0, 1e-14);
+    run(flavour_z, backward, b.address(), b.address(), p, nullptr);
+    EXPECT_LT(relative_error(a.values(), b.values()), 4.0);
+    engines[flavour_z].release(p);
+  }
+}
+
+// A shifted impulse has the roots of unity for its transform, and adding it adds them.
+TEST(Engine, ImpulseShiftAndLinearity) {
+  for (int n : {16, 60, 97, 128, 1000, 1001, 4096, 4099, 32768}) {
+    SCOPED_TRACE(n);
+    plan* p = build(flavour_z, n);
+    const wides x = random_values<double>(n, 5, false, false);
+    line<double> base(flavour_z, n), moved(flavour_z, n);
+    base.put(x, false);
+    moved.put(x, false);
+    const int at = n / 3;
+    moved.first[size_t(2 * at)] += 1024.0;
+    run(flavour_z, forward, base.address(), base.address(), p, nullptr);
+    run(flavour_z, forward, moved.address(), moved.address(), p, nullptr);
+    for (int k = 0; k < n; ++k) {
+      const wide root = zor_ref::wide_root(1LL * k * at, n);
+      ASSERT_NEAR(moved.first[size_t(2 * k)] - base.first[size_t(2 * k)], double(1024 * root.real()), 1e-10)
+          << k;
+      ASSERT_NEAR(moved.first[size_t(2 * k + 1)] - base.first[size_t(2 * k + 1)], double(1024 * root.imag()),
+                  1e-10)
+          << k;
+    }
+    engines[flavour_z].release(p);
+  }
+}
+
+// An impulse at 1 gives every root of unity once: the order is a permutation, and backward undoes it.
+TEST(Engine, UnorderedIsAPermutation) {
+  for (int n : {5005, 6000, 10000, 12155, 17 * 19 * 23}) {
+    SCOPED_TRACE(n);
+    plan* p = build(flavour_z_unordered, n, scale_backward_n);
+    EXPECT_EQ(p->unordered, 1);
+    line<double> x(flavour_z_unordered, n);
+    for (double& v : x.first) v = 0;
+    x.first[2] = 1;
+    run(flavour_z_unordered, forward, x.address(), x.address(), p, nullptr);
+    std::vector<int> seen(size_t(n), 0);
+    for (int k = 0; k < n; ++k) {
+      const double turns = -std::atan2(x.first[size_t(2 * k + 1)], x.first[size_t(2 * k)]) / (2 * M_PI) * n;
+      ++seen[size_t((std::lround(turns) + n) % n)];
+      EXPECT_NEAR(turns, std::round(turns), 1e-8);
+    }
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), n);
+    run(flavour_z_unordered, backward, x.address(), x.address(), p, nullptr);
+    for (int j = 0; j < n; ++j) {
+      ASSERT_NEAR(x.first[size_t(2 * j)], j == 1, 1e-14);
+      ASSERT_NEAR(x.first[size_t(2 * j + 1)], 0, 1e-14);
+    }
+    engines[flavour_z_unordered].release(p);
+  }
+}
+
+template <class R>
+void check_formats(int f, const real_runner* runners) {
+  for (int n : {1, 2, 3, 4, 5, 16, 17, 18, 97, 100, 105, 128, 194, 1000, 1001}) {
+    const int h = n / 2, reals = n + (n % 2 == 0 ? 2 : 1);
+    plan* p = build(f, n, scale_backward_n);
+    guarded<R> x(size_t(n), true), second(size_t(n), true);
+    zor_test::random_bits random(uint64_t(n) + 1);
+    for (R& v : x) v = R(random.unit());
+    ASSERT_EQ(engines[f].forward(x.data(), second.data(), p, nullptr), engine_done);
+    const auto value = [&](int k) {  // R(k), I(k) of the second format
+      if (k == 0) return std::pair<R, R>{second[0], R(0)};
+      if (2 * k == n) return std::pair<R, R>{second[1], R(0)};
+      const size_t at = size_t(2 * k - n % 2);
+      return std::pair<R, R>{second[at], second[at + 1]};
+    };
+    std::vector<R> layout[3];
+    for (int k = 0; k <= h; ++k) {
+      layout[real_padded].push_back(value(k).first);
+      layout[real_padded].push_back(value(k).second);
+      layout[real_tail].push_back(value(k).first);
+      if (k > 0 && 2 * k < n) layout[real_tail].push_back(value(k).second);
+    }
+    layout[real_second].assign(second.begin(), second.end());
+    for (int format = 0; format < 3; ++format) {
+      SCOPED_TRACE(testing::Message() << "length " << n << " format " << format);
+      const size_t size = size_t(format == real_padded ? reals : n);
+      ASSERT_EQ(layout[format].size(), size);
+      guarded<R> out(size), in_place(size), back(size_t(n), true);
+      std::copy_n(x.data(), n, in_place.data());
+      ASSERT_EQ(runners[format].forward(x.data(), out.data(), p, nullptr), engine_done);
+      EXPECT_TRUE(zor_test::same_bits(layout[format].data(), out.data(), size));
+      ASSERT_EQ(runners[format].forward(in_place.data(), in_place.data(), p, nullptr), engine_done);
+      EXPECT_TRUE(zor_test::same_bits(out.data(), in_place.data(), size));
+      ASSERT_EQ(runners[format].backward(out.data(), back.data(), p, nullptr), engine_done);
+      ASSERT_EQ(runners[format].backward(in_place.data(), in_place.data(), p, nullptr), engine_done);
+      for (int j = 0; j < n; ++j)
+        ASSERT_NEAR(back[size_t(j)], x[size_t(j)], 8 * std::numeric_limits<R>::epsilon()) << j;
+      EXPECT_TRUE(zor_test::same_bits(back.data(), in_place.data(), size_t(n)));
+    }
+    engines[f].release(p);
+  }
+}
+TEST(Engine, RealFormats) {
+  check_formats<float>(flavour_s, runners_s);
+  check_formats<double>(flavour_d, runners_d);
+}
+
+template <class R>
+void check_fixed(fixed_kernel* (*find)(int32_t, direction)) {
+  int found = 0;
+  for (int n = 1; n <= 200; ++n) {
+    SCOPED_TRACE(n);
+    for (direction d : {forward, backward}) {
+      fixed_kernel* kernel = find(n, d);
+      if (kernel == nullptr) continue;
+      ++found;
+      const wides x = random_values<R>(n, uint64_t(n), false, false);
+      line<R> in(flavour_z, n), out(flavour_z, n), expected(flavour_z, n);
+      in.put(x, false);
+      wides y = zor_ref::dft(x, d == forward ? -1 : 1);
+      for (wide& v : y) v *= 0.25L;
+      expected.put(y, true);
+      kernel(in.address(), out.address(), 0.25);
+      EXPECT_LT(relative_error(expected.values(), out.values()), 3.0);
+      kernel(in.address(), in.address(), 0.25);
+      EXPECT_TRUE(zor_test::same_bits(out.first.data(), in.first.data(), out.first.size()));
+    }
+  }
+  EXPECT_EQ(found, 2 * 19);
+}
+TEST(Engine, FixedKernels) {
+  check_fixed<float>(fixed_complex_s);
+  check_fixed<double>(fixed_complex_d);
+}
+
+TEST(Engine, WorkSizes) {
+  const struct {
+    int f, n, work;
+  } rows[] = {
+      {flavour_z, 16, 0},
+      {flavour_z, 32, 0},
+      {flavour_z, 64, 1024},
+      {flavour_z, 16384, 262144},
+      {flavour_z, 32768, 65536},
+      {flavour_z, 65536, 65536},
+      {flavour_z, 1 << 18, 262144},
+      {flavour_z, 1 << 19, 131072},
+      {flavour_z, 17, 304},
+      {flavour_z, 89, 1456},
+      {flavour_z, 91, 1520},
+      {flavour_z, 202, 4912},
+      {flavour_z, 303, 20576},
+      {flavour_z, 97, 200 * 32 + 96},
+      {flavour_z, 4097, 262176},
+      {flavour_z, 4099, 524320},
+      {flavour_z, 18, 352},
+      {flavour_z, 12155, 194816},
+      {flavour_c, 64, 512},
+      {flavour_c, 17, 168},
+      {flavour_c, 1000, 8064},
+      {flavour_zs, 1000, 16064},
+      {flavour_d, 16, 0},
+      {flavour_d, 64, 0},
+      {flavour_d, 128, 1024},
+      {flavour_d, 17, 168},
+      {flavour_d, 34, 304},
+      {flavour_d, 194, 200 * 32 + 96},
+      {flavour_d, 105, 1744},
+      {flavour_d, 2000, 16064},
+      {flavour_s, 1001, 8072},
+      {flavour_z_unordered, 5000, 80064},
+      {flavour_z_unordered, 10000, 0},
+      {flavour_z_unordered, 12155, 336},
+      {flavour_c_unordered, 16384, 131072},
+  };
+  for (const auto& row : rows) {
+    plan* p = build(row.f, row.n);
+    int32_t bytes = -1;
+    EXPECT_EQ(engines[row.f].work_size(p, &bytes), engine_done);
+    EXPECT_EQ(bytes, row.work) << "flavour " << row.f << " length " << row.n;
+    engines[row.f].release(p);
+  }
+}
+
+TEST(Engine, CodesAndScales) {
+  for (int f = 0; f < flavour_count; ++f) {
+    SCOPED_TRACE(f);
+    plan* p = nullptr;
+    EXPECT_EQ(engines[f].build(nullptr, 8, scale_none, 0), engine_null);
+    EXPECT_EQ(engines[f].build(&p, 0, scale_none, 0), engine_bad_size);
+    EXPECT_EQ(engines[f].build(&p, -5, scale_none, 0), engine_bad_size);
+    for (int32_t flag : {0, 3, 5, 9}) EXPECT_EQ(engines[f].build(&p, 8, flag, 0), engine_bad_flag);
+    const int32_t reach = f % 2 == 0 ? 2 : 1;
+    if (reach == 1) {
+      EXPECT_EQ(engines[f].build(&p, 1 << 27, scale_none, 0), engine_bad_order);
+    }
+    EXPECT_EQ(engines[f].build(&p, reach * 67108864 + 1, scale_none, 0), engine_bad_size);
+    EXPECT_EQ(engines[f].build(&p, reach * 33554432 + 43, scale_none, 0), engine_bad_size);
+    EXPECT_EQ(p, nullptr);
+    const struct {
+      int32_t flag;
+      double forward, backward;
+    } scales[] = {{scale_none, 1, 1},
+                  {scale_forward_n, 1 / 25.0, 1},
+                  {scale_backward_n, 1, 1 / 25.0},
+                  {scale_both_root, 0.2, 0.2}};
+    for (const auto& s : scales) {
+      p = build(f, 25, s.flag);
+      double ones[50], out[50];
+      float ones_s[50], out_s[50];
+      std::fill(std::begin(ones), std::end(ones), 0.0);
+      std::fill(std::begin(ones_s), std::end(ones_s), 0.0f);
+      ones[0] = 1;
+      ones_s[0] = 1;
+      split_pair<double> in_d{ones, ones + 25}, out_d{out, out + 25};
+      split_pair<float> in_s{ones_s, ones_s + 25}, out_f{out_s, out_s + 25};
+      const void* in = f % 2 == 0 ? (is_split(f) ? static_cast<void*>(&in_s) : ones_s)
+                                  : (is_split(f) ? static_cast<void*>(&in_d) : ones);
+      void* to = f % 2 == 0 ? (is_split(f) ? static_cast<void*>(&out_f) : out_s)
+                            : (is_split(f) ? static_cast<void*>(&out_d) : out);
+      EXPECT_EQ(engines[f].forward(in, to, p, nullptr), engine_done);
+      EXPECT_NEAR(f % 2 == 0 ? double(out_s[0]) : out[0], s.forward, 1e-7);
+      EXPECT_EQ(engines[f].backward(in, to, p, nullptr), engine_done);
+      EXPECT_NEAR(f % 2 == 0 ? double(out_s[0]) : out[0], s.backward, 1e-7);
+      EXPECT_EQ(engines[f].forward(nullptr, to, p, nullptr), engine_null);
+      EXPECT_EQ(engines[f].backward(in, nullptr, p, nullptr), engine_null);
+      EXPECT_EQ(engines[f].forward(in, to, nullptr, nullptr), engine_null);
+      const int other = (f + 1) % flavour_count;
+      EXPECT_EQ(engines[other].forward(in, to, p, nullptr), engine_bad_kind);
+      EXPECT_EQ(engines[other].release(p), engine_bad_kind);
+      int32_t bytes;
+      EXPECT_EQ(engines[other].work_size(p, &bytes), engine_bad_kind);
+      EXPECT_EQ(engines[f].work_size(p, nullptr), engine_null);
+      EXPECT_EQ(engines[f].release(p), engine_done);
+    }
+    EXPECT_EQ(engines[f].release(nullptr), engine_null);
+  }
+}
+
+// Whichever request for memory fails, a build answers so and gives everything back.
+TEST(Engine, FailingAllocations) {
+  for (int f = 0; f < flavour_count; ++f) {
+    for (int n : {16, 17, 97, 194, 1000, 1001, 4096, 6000, 32768}) {
+      SCOPED_TRACE(testing::Message() << "flavour " << f << " length " << n);
+      zalloc_reset();
+      const int64_t live = zalloc_live_blocks();
+      plan* p = nullptr;
+      uint64_t nth = 1;
+      for (;; ++nth) {
+        zalloc_fail(nth, false);
+        const int32_t code = engines[f].build(&p, n, scale_none, 0);
+        if (code == engine_done) break;
+        ASSERT_EQ(code, engine_no_memory);
+        ASSERT_EQ(zalloc_live_blocks(), live);
+      }
+      EXPECT_GT(nth, 1u);
+      zalloc_fail(1, true);
+      std::vector<double> x(size_t(2 * n)), y(size_t(2 * n));
+      split_pair<double> in{x.data(), x.data() + n}, out{y.data(), y.data() + n};
+      const void* from = is_split(f) ? static_cast<void*>(&in) : x.data();
+      void* to = is_split(f) ? static_cast<void*>(&out) : y.data();
+      const int32_t needed = p->work_size > 0 ? engine_no_memory : engine_done;
+      EXPECT_EQ(engines[f].forward(from, to, p, nullptr), needed);
+      EXPECT_EQ(engines[f].backward(from, to, p, nullptr), needed);
+      zalloc_fail(0, false);
+      EXPECT_EQ(engines[f].release(p), engine_done);
+      EXPECT_EQ(zalloc_live_blocks(), live);
+    }
+  }
+}
+
+TEST(Engine, OnePlanOnManyThreads) {
+  for (int n : {1000, 4099, 65536}) {
+    plan* p = build(flavour_z, n);
+    const wides x = random_values<double>(n, 3, false, false);
+    line<double> in(flavour_z, n), expected(flavour_z, n);
+    in.put(x, false);
+    run(flavour_z, forward, in.address(), expected.address(), p, nullptr);
+    std::vector<std::vector<double>> results(4, std::vector<double>(size_t(2 * n)));
+    std::vector<std::thread> threads;
+    for (auto& result : results)
+      threads.emplace_back([&] { run(flavour_z, forward, in.address(), result.data(), p, nullptr); });
+    for (std::thread& t : threads) t.join();
+    for (const auto& result : results)
+      EXPECT_TRUE(zor_test::same_bits(expected.first.data(), result.data(), result.size())) << n;
+    engines[flavour_z].release(p);
+  }
+}
+
+// A digest over every flavour and many lengths, compared between builds by another program.
+template <class R>
+void digest_length(int f, int n, uint64_t* hash) {
+  plan* p = build(f, n);
+  for (int d : {forward, backward}) {
+    line<R> in(f, n);
+    in.put(random_values<R>(n, uint64_t(n), is_real(f), d == backward), d == backward);
+    run(f, d, in.address(), in.address(), p, nullptr);
+    for (R v : in.values()) *hash = (*hash ^ zor_test::bits(v)) * 1099511628211u;
+  }
+  engines[f].release(p);
+}
+TEST(Digest, AllFlavours) {
+  uint64_t hash = 14695981039346656037u;
+  for (int f = 0; f < flavour_count; ++f)
+    for (int n = 1; n < 140000; n += n < 200 ? 1 : n < 5000 ? 211 : n / 3) {
+      if (f % 2 == 0)
+        digest_length<float>(f, n, &hash);
+      else
+        digest_length<double>(f, n, &hash);
+    }
+  for (int n : {512, 1024, 2048, 8192, 16384, 32768, 65536, 131072, 1 << 19})
+    for (int f = 0; f < flavour_count; ++f) {
+      if (f % 2 == 0)
+        digest_length<float>(f, n, &hash);
+      else
+        digest_length<double>(f, n, &hash);
+    }
+  std::printf("digest %016llx\n", static_cast<unsigned long long>(hash));
+}
+
+}  // namespace

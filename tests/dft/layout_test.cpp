@@ -1,0 +1,364 @@
+// SPDX-License-Identifier: MIT
+// Whole transforms of random shape through committed descriptors, against a direct sum in long double: ranks,
+// strides, offsets, distances, placements, storages, packed formats, scales. Operands end at guard pages;
+// what is neither input nor output keeps its bits.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/operand.h"
+#include "zor/core.h"
+#include "zor/dft_kern.h"
+
+namespace {
+
+using zor_test::random_bits;
+using complex = std::complex<long double>;
+using box = std::vector<complex>;              // dimension 0 fastest
+using image = std::map<zor_int, long double>;  // values by the index of a real within an array
+
+const long double untouched = -7.25e20L;
+const long double pi = 3.14159265358979323846264338327950288L;
+
+struct spec {
+  int32_t domain, placement, storage, format;  // storage: the setting of the domain at hand
+  std::vector<zor_int> lengths;
+  zor_int count;
+  std::vector<zor_int> in_strides, out_strides;
+  zor_int in_offset, out_offset, in_distance, out_distance;
+  double forward_scale, backward_scale;
+  int32_t user_threads;
+
+  bool real() const { return domain == ZOR_DFT_REAL; }
+  bool in_place() const { return placement == ZOR_DFT_INPLACE; }
+  bool packed() const { return real() && storage == ZOR_DFT_COMPLEX_REAL; }
+  bool mixed() const { return real() && storage == ZOR_DFT_COMPLEX_COMPLEX; }
+  zor_int size() const {
+    zor_int n = 1;
+    for (zor_int l : lengths) n *= l;
+    return n;
+  }
+  std::string text() const {
+    std::ostringstream t;
+    t << (real() ? "real " : "complex ") << placement << " storage " << storage << " format " << format
+      << " count " << count << " user threads " << user_threads;
+    for (size_t i = 0; i < lengths.size(); ++i)
+      t << " [" << lengths[i] << ": " << in_strides[i] << ", " << out_strides[i] << "]";
+    t << " offsets " << in_offset << " " << out_offset << " distances " << in_distance << " " << out_distance;
+    return t.str();
+  }
+};
+
+// The direct sum, dimension by dimension.
+box direct_sum(box x, const std::vector<zor_int>& lengths, int sign) {
+  zor_int below = 1;
+  for (zor_int n : lengths) {
+    box y(x.size()), root(static_cast<size_t>(n));
+    for (zor_int k = 0; k < n; ++k) root[size_t(k)] = std::polar(1.0L, sign * 2 * pi * k / n);
+    for (zor_int i = 0; i < zor_int(x.size()); ++i) {
+      const zor_int k = i / below % n;
+      complex sum = 0;
+      for (zor_int j = 0; j < n; ++j) sum += x[size_t(i + (j - k) * below)] * root[size_t(j * k % n)];
+      y[size_t(i)] = sum;
+    }
+    x = y;
+    below *= n;
+  }
+  return x;
+}
+
+// The packed line of a conjugate-even spectrum.
+std::vector<long double> packed_line(const box& x, int32_t format) {
+  const size_t n = x.size();
+  const bool even = n % 2 == 0, padded = format == ZOR_DFT_FORMAT_PADDED;
+  std::vector<long double> line{x[0].real()};
+  if (padded) line.push_back(0);
+  if (format == ZOR_DFT_FORMAT_SECOND && even) line.push_back(x[n / 2].real());
+  for (size_t k = 1; k < (n + 1) / 2; ++k) line.insert(line.end(), {x[k].real(), x[k].imag()});
+  if (format != ZOR_DFT_FORMAT_SECOND && even) line.push_back(x[n / 2].real());
+  if (padded && even) line.push_back(0);
+  return line;
+}
+
+// A packed spectrum of rank 1 or 2: packed rows, but the columns of frequencies 0 and n/2 are spectra of real
+// signals and packed along dimension 1.
+image packed_image(const spec& s, const box& x, const std::vector<zor_int>& strides) {
+  image values;
+  const zor_int n = s.lengths[0], rows = s.lengths.size() > 1 ? s.lengths[1] : 1;
+  const zor_int s0 = strides[0], s1 = rows > 1 ? strides[1] : 0;
+  for (zor_int r = 0; r < rows; ++r) {
+    const auto row = packed_line({x.begin() + r * n, x.begin() + (r + 1) * n}, s.format);
+    for (size_t c = 0; c < row.size(); ++c) values[r * s1 + zor_int(c) * s0] = row[c];
+  }
+  const auto real_column = [&](zor_int frequency, zor_int place) {
+    box column;
+    for (zor_int r = 0; r < rows; ++r) column.push_back(x[size_t(r * n + frequency)]);
+    const auto line = packed_line(column, s.format);
+    for (size_t r = 0; r < line.size(); ++r) values[zor_int(r) * s1 + place * s0] = line[r];
+  };
+  if (rows < 2) return values;
+  real_column(0, 0);
+  const zor_int last = s.format == ZOR_DFT_FORMAT_SECOND ? 1 : s.format == ZOR_DFT_FORMAT_TAIL ? n - 1 : n;
+  if (n % 2 == 0) real_column(n / 2, last);
+  return values;
+}
+
+// One side of one transform as reals by index. The imaginary array of split storage follows after `half`
+// reals.
+void add_side(image* values, const spec& s, const box& x, bool spectrum, const std::vector<zor_int>& strides,
+              zor_int base, zor_int half) {
+  if (s.packed() && spectrum) {
+    for (const auto& [place, value] : packed_image(s, x, strides)) (*values)[base + place] = value;
+    return;
+  }
+  std::vector<zor_int> stored = s.lengths;
+  if (s.mixed() && spectrum) stored[0] = stored[0] / 2 + 1;
+  for (zor_int i = 0; i < s.size() / s.lengths[0] * stored[0]; ++i) {
+    zor_int rest = i, at = base;
+    for (size_t d = 0; d < stored.size(); ++d) {
+      at += rest % stored[d] * strides[d];
+      rest /= stored[d];
+    }
+    const complex v = x[size_t(i / stored[0] * s.lengths[0] + i % stored[0])];
+    if (s.real() && !spectrum) {
+      (*values)[at] = v.real();
+    } else if (s.storage == ZOR_DFT_REAL_REAL) {
+      (*values)[at] = v.real();
+      (*values)[at + half] = v.imag();
+    } else {
+      (*values)[2 * at] = v.real();
+      (*values)[2 * at + 1] = v.imag();
+    }
+  }
+}
+
+struct problem {
+  image in, out;
+  zor_int in_half = 0, out_half = 0;
+};
+
+// Random input and the output wanted. A backward real transform reads the spectrum of a real signal.
+template <class R>
+problem make_problem(const spec& s, bool backward, random_bits& random) {
+  problem p;
+  const auto reach = [&](const std::vector<zor_int>& strides, zor_int offset, zor_int distance) {
+    zor_int last = offset + std::max<zor_int>(s.count - 1, 0) * distance;
+    for (size_t i = 0; i < strides.size(); ++i) last += (s.lengths[i] - 1) * strides[i];
+    return last + 1;
+  };
+  // In place the input's layout is the output's, but for a real transform with a complex spectrum.
+  const bool one_layout = s.in_place() && !s.mixed();
+  const auto& out_strides = one_layout ? s.in_strides : s.out_strides;
+  const zor_int out_offset = one_layout ? s.in_offset : s.out_offset;
+  const zor_int out_distance = one_layout ? s.in_distance : s.out_distance;
+  if (s.storage == ZOR_DFT_REAL_REAL) {
+    p.in_half = reach(s.in_strides, s.in_offset, s.in_distance);
+    p.out_half = reach(out_strides, out_offset, out_distance);
+  }
+  const long double scale = R(backward ? s.backward_scale : s.forward_scale);
+  for (zor_int t = 0; t < s.count; ++t) {
+    box x(static_cast<size_t>(s.size()));
+    for (complex& v : x) v = {R(random.unit()), s.real() ? R(0) : R(random.unit())};
+    const box given = backward && s.real() ? direct_sum(x, s.lengths, -1) : x;
+    box wanted = direct_sum(given, s.lengths, backward ? 1 : -1);
+    for (complex& v : wanted) v *= scale;
+    add_side(&p.in, s, given, backward, s.in_strides, s.in_offset + t * s.in_distance, p.in_half);
+    add_side(&p.out, s, wanted, !backward, out_strides, out_offset + t * out_distance, p.out_half);
+  }
+  return p;
+}
+
+ZorDftDescriptor* make_descriptor(const spec& s, int32_t precision, int32_t threads) {
+  ZorDftDescriptor* d = nullptr;
+  EXPECT_EQ(
+      0, zor_dft_create_descriptor_md(&d, precision, s.domain, zor_int(s.lengths.size()), s.lengths.data()));
+  const auto set_strides = [&](int32_t parameter, const std::vector<zor_int>& of, zor_int offset) {
+    std::vector<zor_int> last_first{offset};
+    last_first.insert(last_first.end(), of.rbegin(), of.rend());
+    EXPECT_EQ(0, zor_dft_set_value(d, parameter, last_first.data()));
+  };
+  const int32_t storage = s.real() ? ZOR_DFT_CONJUGATE_EVEN_STORAGE : ZOR_DFT_COMPLEX_STORAGE;
+  EXPECT_EQ(0, zor_dft_set_value(d, storage, s.storage));
+  if (s.packed()) {
+    EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_PACKED_FORMAT, s.format));
+  }
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_PLACEMENT, s.placement));
+  set_strides(ZOR_DFT_INPUT_STRIDES, s.in_strides, s.in_offset);
+  set_strides(ZOR_DFT_OUTPUT_STRIDES, s.out_strides, s.out_offset);
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_INPUT_DISTANCE, s.in_distance));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_OUTPUT_DISTANCE, s.out_distance));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_NUMBER_OF_TRANSFORMS, s.count));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_FORWARD_SCALE, s.forward_scale));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_BACKWARD_SCALE, s.backward_scale));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_NUMBER_OF_USER_THREADS, zor_int(s.user_threads)));
+  d->thread_limit = threads;
+  EXPECT_EQ(0, zor_dft_commit_descriptor_core(&d, 0));
+  return d;
+}
+
+template <class R>
+void check_values(const spec& s, const image& wanted, const zor_test::guarded<R>& y) {
+  long double power = 0, worst = 0;
+  zor_int worst_at = -1;
+  for (const auto& [i, v] : wanted) {
+    const long double error = std::fabs((long double)(y[size_t(i)]) - v);
+    power += v * v;
+    if (error <= worst || worst != worst) continue;  // a NaN stays
+    worst = error;
+    worst_at = i;
+  }
+  if (worst_at < 0) return;
+  const long double rms = std::sqrt(power / (long double)(wanted.size()));
+  const long double eps = sizeof(R) == 4 ? 0x1p-24L : 0x1p-53L;
+  EXPECT_LE(worst, 12 * eps * (4 + std::log2((long double)(s.size()))) * rms)
+      << "at real " << worst_at << ": " << y[size_t(worst_at)] << " for " << wanted.at(worst_at);
+}
+
+template <class R>
+struct operands {
+  zor_test::guarded<R> a, b;  // b is not used in place
+};
+
+// Runs the problem on at most `threads` threads.
+template <class R>
+void run_on(const spec& s, const problem& p, bool backward, int32_t threads, operands<R>* o) {
+  for (R& v : o->a) v = R(untouched);
+  for (R& v : o->b) v = R(untouched);
+  for (const auto& [i, v] : p.in) o->a[size_t(i)] = R(v);
+  ZorDftDescriptor* d = make_descriptor(s, sizeof(R) == 4 ? ZOR_DFT_SINGLE : ZOR_DFT_DOUBLE, threads);
+  const auto compute = backward ? d->compute_backward : d->compute_forward;
+  ASSERT_NE(compute, nullptr);
+  R *a = o->a.data(), *b = o->b.data();
+  const bool split = s.storage == ZOR_DFT_REAL_REAL;
+  ASSERT_EQ(0, compute(d, a, split ? a + p.in_half : b, b, b + (s.in_place() ? 0 : p.out_half)));
+  EXPECT_EQ(0, zor_dft_free(&d));
+}
+
+template <class R>
+void run_problem(const spec& s, bool backward, random_bits& random) {
+  SCOPED_TRACE(s.text() + (backward ? " backward" : " forward") + (sizeof(R) == 4 ? " single" : " double"));
+  const problem p = make_problem<R>(s, backward, random);
+  const auto extent = [](const image& i, zor_int half) {
+    return i.empty() ? std::max<zor_int>(2 * half, 1) : std::max(2 * half, i.rbegin()->first + 1);
+  };
+  const zor_int in_size = extent(p.in, p.in_half), out_size = extent(p.out, p.out_half);
+  const size_t a_size = size_t(s.in_place() ? std::max(in_size, out_size) : in_size);
+  const size_t b_size = size_t(s.in_place() ? 1 : out_size);
+  operands<R> o{zor_test::guarded<R>(a_size), zor_test::guarded<R>(b_size)};
+  run_on(s, p, backward, 1, &o);
+  if (testing::Test::HasFatalFailure()) return;
+  const zor_test::guarded<R>& y = s.in_place() ? o.a : o.b;
+  check_values(s, p.out, y);
+  for (size_t i = 0; i < y.size(); ++i) {
+    if (p.out.count(zor_int(i)) || (s.in_place() && p.in.count(zor_int(i)))) continue;
+    ASSERT_EQ(y[i], R(untouched)) << "written outside the output, at real " << i;
+  }
+  for (size_t i = 0; i < a_size && !s.in_place(); ++i)
+    ASSERT_EQ(o.a[i], R(p.in.count(zor_int(i)) ? p.in.at(zor_int(i)) : untouched))
+        << "input changed at " << i;
+  if (s.user_threads > 1 || random.between(0, 2) != 0) return;
+  operands<R> t{zor_test::guarded<R>(a_size), zor_test::guarded<R>(b_size)};
+  run_on(s, p, backward, 3, &t);
+  if (testing::Test::HasFatalFailure()) return;
+  const zor_test::guarded<R>& shared = s.in_place() ? t.a : t.b;
+  for (const auto& [i, v] : p.out)
+    ASSERT_TRUE(zor_test::same_bits(&y[size_t(i)], &shared[size_t(i)], 1)) << "three threads, at real " << i;
+}
+
+// Strides of the dimensions and the distance of the batch: nested in a random order with random gaps, or
+// plain.
+void random_layout(random_bits& random, const std::vector<zor_int>& lengths, zor_int count, bool plain,
+                   std::vector<zor_int>* strides, zor_int* distance) {
+  std::vector<size_t> order;
+  for (size_t i = 0; i <= lengths.size(); ++i) order.push_back(i);
+  for (size_t i = order.size() - 1; i > 0 && !plain; --i)
+    std::swap(order[i], order[size_t(random.between(0, zor_int(i)))]);
+  strides->resize(lengths.size());
+  zor_int step = !plain && random.between(0, 3) == 0 ? random.between(2, 3) : 1;
+  for (size_t i : order) {
+    (i == lengths.size() ? *distance : (*strides)[i]) = step;
+    step *= i == lengths.size() ? std::max<zor_int>(count, 1) : lengths[i];
+    if (!plain) step += random.between(0, 2);
+  }
+}
+
+spec random_spec(random_bits& random, int32_t domain, int32_t storage, size_t rank) {
+  static const zor_int lengths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 15, 16, 20, 32, 33, 64, 67};
+  static const zor_int longest[] = {16, 14, 8, 4};
+  spec s{};
+  s.domain = domain;
+  s.storage = storage;
+  s.placement = random.between(0, 1) ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE;
+  s.format = s.mixed() ? int32_t(ZOR_DFT_FORMAT_HALF_COMPLEX) : int32_t(random.between(54, 56));
+  for (size_t i = 0; i < rank; ++i) s.lengths.push_back(lengths[random.between(0, longest[rank - 1])]);
+  s.count = random.between(0, 5) == 0 ? random.between(0, 21) : random.between(1, 3);
+  s.user_threads = random.between(0, 3) == 0 ? 2 : 1;
+  const bool plain = random.between(0, 2) == 0, scaled = random.between(0, 1);
+  s.forward_scale = scaled ? 0.375 : 1.0;
+  s.backward_scale = scaled ? 1.0 / double(s.size()) : 1.0;
+  s.in_offset = plain ? 0 : random.between(0, 3);
+  s.out_offset = plain ? 0 : random.between(0, 3);
+  std::vector<zor_int> room = s.lengths;
+  for (zor_int& n : room) n += s.packed() ? 2 : 0;
+  random_layout(random, room, s.count, plain, &s.in_strides, &s.in_distance);
+  random_layout(random, room, s.count, plain, &s.out_strides, &s.out_distance);
+  return s;
+}
+
+// A real transform with a complex spectrum: its half box has strides of its own, and in the plain cases in
+// place both sides coincide row by row.
+void shape_mixed(random_bits& random, spec* s, bool backward) {
+  std::vector<zor_int> half = s->lengths;
+  half[0] = half[0] / 2 + 1;
+  auto& real_strides = backward ? s->out_strides : s->in_strides;
+  auto& half_strides = backward ? s->in_strides : s->out_strides;
+  zor_int& real_distance = backward ? s->out_distance : s->in_distance;
+  zor_int& half_distance = backward ? s->in_distance : s->out_distance;
+  const bool plain = random.between(0, 1);
+  random_layout(random, s->lengths, s->count, plain, &real_strides, &real_distance);
+  random_layout(random, half, s->count, plain, &half_strides, &half_distance);
+  if (!plain || !s->in_place()) return;
+  real_strides = half_strides;
+  for (size_t i = 1; i < real_strides.size(); ++i) real_strides[i] *= 2;
+  real_distance = 2 * half_distance;
+  s->in_offset = s->out_offset = 0;
+}
+
+struct family {
+  const char* name;
+  int32_t domain, storage;
+  size_t max_rank;
+};
+const family families[] = {{"complex", ZOR_DFT_COMPLEX, ZOR_DFT_COMPLEX_COMPLEX, 4},
+                           {"split", ZOR_DFT_COMPLEX, ZOR_DFT_REAL_REAL, 1},
+                           {"packed", ZOR_DFT_REAL, ZOR_DFT_COMPLEX_REAL, 2},
+                           {"mixed", ZOR_DFT_REAL, ZOR_DFT_COMPLEX_COMPLEX, 3}};
+
+template <class R>
+void run_random(uint64_t seed, int cases, const family& f) {
+  random_bits random(seed);
+  zor_core_set_num_threads(3);
+  for (int i = 0; i < cases && !testing::Test::HasFailure(); ++i) {
+    const size_t rank = size_t(random.between(1, zor_int(f.max_rank)));
+    spec s = random_spec(random, f.domain, f.storage, rank);
+    for (bool backward : {false, true}) {
+      if (s.mixed()) shape_mixed(random, &s, backward);
+      run_problem<R>(s, backward, random);
+    }
+  }
+}
+
+class Layout : public testing::TestWithParam<family> {};
+
+TEST_P(Layout, DoubleAgreesWithDirectSum) { run_random<double>(11, 400, GetParam()); }
+TEST_P(Layout, SingleAgreesWithDirectSum) { run_random<float>(12, 400, GetParam()); }
+
+INSTANTIATE_TEST_SUITE_P(Families, Layout, testing::ValuesIn(families),
+                         [](const auto& f) { return std::string(f.param.name); });
+
+}  // namespace

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+// The public calls: arguments, settings read back, statuses, and the same bits on any number of threads.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/support/operand.h"
+#include "zor/core.h"
+#include "zor/dft.h"
+
+namespace {
+
+TEST(Create, NamesBadArguments) {
+  const zor_int lengths[] = {4, 5, 6, 7, 8, 9, 10, 11}, zero[] = {4, 0},
+                huge[] = {zor_int(1) << 40, zor_int(1) << 20};
+  const struct {
+    int32_t precision, domain;
+    zor_int rank;
+    const zor_int* lengths;
+    int32_t status;
+  } cases[] = {{36, 32, 7, lengths, 0}, {35, 33, 3, lengths, 0}, {34, 32, 1, lengths, 2},
+               {36, 34, 1, lengths, 2}, {36, 32, 0, lengths, 2}, {36, 32, 8, lengths, 2},
+               {36, 32, 1, nullptr, 2}, {36, 32, 2, zero, 2},    {36, 33, 4, lengths, 6},
+               {36, 32, 2, huge, 9},    {36, 32, -1, lengths, 2}};
+  for (const auto& c : cases) {
+    zor_fft fft = reinterpret_cast<zor_fft>(1);
+    EXPECT_EQ(c.status, zor_fft_create(&fft, c.precision, c.domain, c.rank, c.lengths));
+    EXPECT_EQ(c.status == 0, fft != nullptr);
+    EXPECT_EQ(c.status == 0 ? 0 : 3, zor_fft_free(&fft));
+  }
+  EXPECT_EQ(3, zor_fft_create(nullptr, 36, 32, 1, lengths));
+}
+
+class Fft : public testing::Test {
+ protected:
+  void SetUp() override {
+    const zor_int lengths[] = {1, 3, 4};
+    ASSERT_EQ(0, zor_fft_create(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 3, lengths));
+  }
+  void TearDown() override { zor_fft_free(&fft); }
+  zor_fft fft = nullptr;
+};
+
+TEST_F(Fft, ReadsBackWhatWasSet) {
+  for (auto [parameter, value] : {std::pair{8, 42}, {9, 42}, {10, 39}, {11, 44}, {18, 49}, {21, 56}}) {
+    EXPECT_EQ(0, zor_fft_set(fft, parameter, value));
+    int32_t got = 0;
+    EXPECT_EQ(0, zor_fft_get(fft, parameter, &got));
+    EXPECT_EQ(got, value) << parameter;
+  }
+  for (auto [parameter, value] : {std::pair{7, 9}, {14, 1000}, {15, -3}, {26, 5}}) {
+    EXPECT_EQ(0, zor_fft_set(fft, parameter, zor_int(value)));
+    zor_int got = 0;
+    EXPECT_EQ(0, zor_fft_get(fft, parameter, &got));
+    EXPECT_EQ(got, value) << parameter;
+  }
+  for (int parameter : {4, 5}) {
+    double got = 0;
+    EXPECT_EQ(0, zor_fft_set(fft, parameter, 0.1 * parameter));
+    EXPECT_EQ(0, zor_fft_get(fft, parameter, &got));
+    EXPECT_EQ(got, 0.1 * parameter);
+  }
+  const zor_int strides[] = {7, 100, 20, 3};
+  for (int parameter : {12, 13}) {
+    zor_int got[4] = {};
+    EXPECT_EQ(0, zor_fft_set(fft, parameter, strides));
+    EXPECT_EQ(0, zor_fft_get(fft, parameter, got));
+    EXPECT_EQ(0, std::memcmp(got, strides, sizeof got));
+  }
+  char name[10];
+  EXPECT_EQ(0, zor_fft_set(fft, 20, "a long name of a transform"));
+  EXPECT_EQ(0, zor_fft_get(fft, 20, name));
+  EXPECT_STREQ(name, "a long na");
+  zor_int lengths[3] = {}, rank = 0;
+  int32_t domain = 0, precision = 0, status = 0;
+  EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_LENGTHS, lengths));
+  EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_RANK, &rank));
+  EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_DOMAIN, &domain));
+  EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_PRECISION, &precision));
+  EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_COMMIT_STATUS, &status));
+  EXPECT_EQ(lengths[0], 1);
+  EXPECT_EQ(lengths[1], 3);
+  EXPECT_EQ(lengths[2], 4);
+  EXPECT_EQ(rank, 3);
+  EXPECT_EQ(domain, 32);
+  EXPECT_EQ(precision, 36);
+  EXPECT_EQ(status, 31);
+}
+
+TEST_F(Fft, RefusesBadValues) {
+  for (int parameter : {7, 26})
+    for (zor_int value : {zor_int(0), zor_int(-1)}) EXPECT_EQ(3, zor_fft_set(fft, parameter, value));
+  EXPECT_EQ(3, zor_fft_set(fft, 26, zor_int(1) << 32));
+  EXPECT_EQ(3, zor_fft_set(fft, 11, 45));
+  EXPECT_EQ(6, zor_fft_set(fft, 10, 42));
+  EXPECT_EQ(6, zor_fft_set(fft, 6, 1));
+  EXPECT_EQ(3, zor_fft_set(fft, 99, 1));
+  EXPECT_EQ(3, zor_fft_set(fft, 20, static_cast<const char*>(nullptr)));
+  EXPECT_EQ(3, zor_fft_set(fft, 12, static_cast<const zor_int*>(nullptr)));
+  int32_t got;
+  EXPECT_EQ(3, zor_fft_get(fft, 99, &got));
+  EXPECT_EQ(3, zor_fft_get(fft, 11, nullptr));
+  EXPECT_EQ(5, zor_fft_get(nullptr, 11, &got));
+  EXPECT_EQ(5, zor_fft_set(nullptr, 11, 43));
+  EXPECT_EQ(5, zor_fft_commit(nullptr));
+  EXPECT_EQ(5, zor_fft_forward(nullptr, &got));
+  EXPECT_EQ(3, zor_fft_free(nullptr));
+}
+
+TEST_F(Fft, CommitRefusesContradictions) {
+  const zor_int flat[] = {0, 0, 4, 0}, loose[] = {0, 0, 4, 1};
+  EXPECT_EQ(0, zor_fft_set(fft, 12, flat));
+  EXPECT_EQ(3, zor_fft_commit(fft)) << "a stride of 0 along four elements";
+  EXPECT_EQ(0, zor_fft_set(fft, 12, loose));
+  EXPECT_EQ(0, zor_fft_commit(fft)) << "a stride of 0 along one element";
+  EXPECT_EQ(0, zor_fft_set(fft, 7, zor_int(2)));
+  EXPECT_EQ(3, zor_fft_commit(fft)) << "two transforms at one place";
+  EXPECT_EQ(0, zor_fft_set(fft, 14, zor_int(12)));
+  EXPECT_EQ(0, zor_fft_commit(fft));
+  EXPECT_EQ(0, zor_fft_set(fft, 11, 44));
+  EXPECT_EQ(3, zor_fft_commit(fft)) << "two outputs at one place";
+}
+
+TEST_F(Fft, ComputeWantsACommitAndItsArrays) {
+  std::vector<double> x(24), y(24);
+  x[0] = 1;
+  EXPECT_EQ(2, zor_fft_forward(fft, x.data()));
+  EXPECT_EQ(0, zor_fft_set(fft, 11, 44));
+  EXPECT_EQ(0, zor_fft_commit(fft));
+  EXPECT_EQ(3, zor_fft_forward(fft, x.data(), nullptr));
+  EXPECT_EQ(3, zor_fft_forward(fft, nullptr, y.data()));
+  EXPECT_EQ(0, zor_fft_forward(fft, x.data(), y.data()));
+  for (size_t i = 0; i < y.size(); ++i) EXPECT_EQ(y[i], i % 2 == 0 ? 1.0 : 0.0);
+  for (int32_t status : {0, 1, 2, 3, 5, 6, 7, 8, 9, 10})
+    EXPECT_GT(std::strlen(zor_fft_error_text(status)), 0u);
+}
+
+// Problems large enough to be divided, of every kind of division; the digest of one thread is every thread's.
+struct threaded {
+  int32_t precision, domain, storage, placement;
+  std::vector<zor_int> lengths;
+  zor_int count, distance;
+};
+const threaded problems[] = {{36, 32, 39, 43, {64}, 1000, 64},     {35, 32, 39, 44, {64}, 2000, 1},
+                             {36, 32, 39, 43, {96, 200}, 1, 0},    {36, 32, 39, 44, {128, 100}, 1, 0},
+                             {35, 32, 39, 43, {24, 30, 32}, 1, 0}, {36, 32, 39, 44, {9, 20, 30, 8}, 1, 0},
+                             {36, 33, 40, 44, {500, 128}, 1, 0},   {36, 33, 40, 44, {1000}, 100, 1024},
+                             {36, 33, 39, 44, {101, 150}, 1, 0},   {35, 33, 39, 44, {24, 36, 40}, 1, 0},
+                             {36, 33, 39, 44, {240}, 300, 300}};
+
+template <class R>
+std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
+  zor_core_set_num_threads(threads);
+  zor_fft fft = nullptr;
+  EXPECT_EQ(0, zor_fft_create(&fft, t.precision, t.domain, zor_int(t.lengths.size()), t.lengths.data()));
+  if (t.domain == 33) {
+    EXPECT_EQ(0, zor_fft_set(fft, 10, t.storage));
+  }
+  if (t.domain == 33 && t.storage == 40) {
+    EXPECT_EQ(0, zor_fft_set(fft, 21, ZOR_DFT_FORMAT_TAIL));
+  }
+  EXPECT_EQ(0, zor_fft_set(fft, 11, t.placement));
+  EXPECT_EQ(0, zor_fft_set(fft, 7, t.count));
+  EXPECT_EQ(0, zor_fft_set(fft, 14, t.distance));
+  EXPECT_EQ(0, zor_fft_set(fft, 15, t.distance));
+  if (t.distance == 1) {
+    const zor_int interleaved[] = {0, t.count};
+    EXPECT_EQ(0, zor_fft_set(fft, 12, interleaved));
+    EXPECT_EQ(0, zor_fft_set(fft, 13, interleaved));
+  }
+  EXPECT_EQ(0, zor_fft_commit(fft));
+  size_t size = 2 * size_t(std::max<zor_int>(t.count, 1)) * size_t(std::max<zor_int>(t.distance, 1));
+  size_t total = 2 * size_t(t.count);
+  for (zor_int n : t.lengths) total *= size_t(n);
+  size = std::max(size, total);
+  zor_test::random_bits random(3);
+  std::vector<R> x(size), y(size);
+  for (R& v : x) v = R(random.unit());
+  EXPECT_EQ(0,
+            backward ? zor_fft_backward(fft, x.data(), y.data()) : zor_fft_forward(fft, x.data(), y.data()));
+  zor_fft_free(&fft);
+  zor_core_set_num_threads(0);
+  return t.placement == 43 ? x : y;
+}
+
+template <class R>
+void compare_threads(const threaded& t) {
+  for (bool backward : {false, true}) {
+    const std::vector<R> one = run_threads<R>(t, 1, backward);
+    for (int32_t threads : {2, 3, 7}) {
+      const std::vector<R> many = run_threads<R>(t, threads, backward);
+      EXPECT_TRUE(zor_test::same_bits(one.data(), many.data(), one.size()))
+          << threads << " threads, " << testing::PrintToString(t.lengths) << " domain " << t.domain;
+    }
+  }
+}
+
+TEST(Threads, NeverShowInTheBits) {
+  for (const threaded& t : problems) {
+    if (t.precision == 36)
+      compare_threads<double>(t);
+    else
+      compare_threads<float>(t);
+  }
+}
+
+// The kernel library's own front end commits through the threaded layer.
+TEST(FrontEnd, CommitsThroughTheThreadedLayer) {
+  for (int32_t domain : {ZOR_DFT_COMPLEX, ZOR_DFT_REAL})
+    for (zor_int rank : {1, 2}) {
+      const zor_int lengths[] = {6, 10};
+      ZorDftDescriptor *d = nullptr, *s = nullptr;
+      ASSERT_EQ(0, rank == 1 ? zor_dft_create_1d_d(&d, 36.0, domain, 1, 6)
+                             : zor_dft_create_nd_d(&d, domain, 2, lengths));
+      ASSERT_EQ(0, rank == 1 ? zor_dft_create_1d_s(&s, 35.0, domain, 1, 6)
+                             : zor_dft_create_nd_s(&s, domain, 2, lengths));
+      std::vector<double> x(2 * 8 * 12, 0.0);
+      std::vector<float> y(2 * 8 * 12, 0.0f);
+      x[0] = y[0] = 3;
+      for (ZorDftDescriptor* of : {d, s}) ASSERT_EQ(0, zor_dft_set_value(of, 21, ZOR_DFT_FORMAT_TAIL));
+      ASSERT_EQ(0, zor_dft_commit(&d));
+      ASSERT_EQ(0, zor_dft_commit(&s));
+      EXPECT_EQ(d->breakdown != nullptr, domain == ZOR_DFT_COMPLEX && rank == 1);
+      EXPECT_EQ(0, zor_dft_compute_forward(&d, x.data()));
+      EXPECT_EQ(0, zor_dft_compute_forward(&s, y.data()));
+      const size_t first = domain == ZOR_DFT_COMPLEX ? 2 : 1;
+      EXPECT_EQ(x[first], 3.0) << "an impulse has a flat spectrum";
+      EXPECT_EQ(y[first], 3.0f);
+      EXPECT_EQ(0, zor_dft_free(&d));
+      EXPECT_EQ(0, zor_dft_free(&s));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// Roots of unity against 200-bit arithmetic.
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <cmath>
+#include <cstdlib>
+
+#include "dft/engine/double_double.h"
+#include "dft/engine/trig.h"
+#include "tests/support/operand.h"
+
+namespace {
+
+// Error of `got` in units in the last place of the exact value; an exact zero allows zero only.
+double ulps(mpfr_t exact, double got) {
+  const double nearest = mpfr_get_d(exact, MPFR_RNDN);
+  if (std::fabs(nearest) < 0x1p-150) return got == 0 ? 0 : HUGE_VAL;
+  mpfr_sub_d(exact, exact, got, MPFR_RNDN);
+  return std::fabs(mpfr_get_d(exact, MPFR_RNDN)) / std::ldexp(1.0, std::ilogb(nearest) - 52);
+}
+
+struct exact_root {
+  mpfr_t re, im;
+  exact_root() { mpfr_inits2(200, re, im, static_cast<mpfr_ptr>(nullptr)); }
+  ~exact_root() { mpfr_clears(re, im, static_cast<mpfr_ptr>(nullptr)); }
+  void set(int64_t k, int64_t n) {
+    mpfr_const_pi(re, MPFR_RNDN);
+    mpfr_mul_si(re, re, -2 * k, MPFR_RNDN);
+    mpfr_div_si(re, re, n, MPFR_RNDN);
+    mpfr_sin_cos(im, re, re, MPFR_RNDN);
+  }
+};
+
+long arguments() {
+  const char* count = std::getenv("ZOR_TRIG_ARGUMENTS");
+  return count != nullptr ? std::atol(count) : 100000;
+}
+
+TEST(RootOfUnity, WithinHalfAnUlp) {
+  zor_test::random_bits random(4);
+  exact_root exact;
+  double worst = 0;
+  for (long i = 0; i < arguments(); ++i) {
+    const int64_t n = random.between(1, int64_t{1} << random.between(1, 31));
+    // Every fourth argument is close to the axes, where the sine is small.
+    const int64_t k = i % 4 == 0 ? random.between(0, 3) % n : random.between(0, n - 1);
+    const zor_c64 w = zor::root_of_unity(k, n);
+    exact.set(k, n);
+    worst = std::max({worst, ulps(exact.re, w.re), ulps(exact.im, w.im)});
+    ASSERT_LE(worst, 0.501) << k << " / " << n;
+  }
+  RecordProperty("worst_ulps", std::to_string(worst));
+}
+
+TEST(RootOfUnity, SymmetriesAreExact) {
+  for (int64_t n : {8, 24, 1000, 4096, 99960}) {
+    for (int64_t k = 0; k < n; ++k) {
+      const zor_c64 w = zor::root_of_unity(k, n), mirrored = zor::root_of_unity(n - k, n);
+      const zor_c64 quarter = zor::root_of_unity(k + n / 4, n);
+      ASSERT_TRUE(w.re == mirrored.re && w.im == -mirrored.im) << k << " / " << n;
+      ASSERT_TRUE(quarter.re == w.im && quarter.im == -w.re) << k << " / " << n;
+    }
+  }
+}
+
+TEST(RootOfUnity, CompileTimeRootsAreTheSame) {
+  for (int64_t n = 1; n <= 128; ++n) {
+    for (int64_t k = 0; k < n; ++k) {
+      const zor_c64 w = zor::root_of_unity(k, n), constant = zor::dd::constant_root(k, n);
+      ASSERT_TRUE(w.re == constant.re && w.im == constant.im) << k << " / " << n;
+    }
+  }
+}
+
+}  // namespace

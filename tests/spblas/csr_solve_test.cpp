@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: MIT
+// Every CSR solve against plain loops in the stated order, bit for bit, and against known solutions of
+// systems that are solved without rounding.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <cfenv>
+#include <cmath>
+#include <string>
+
+#include "tests/spblas/matrices.h"
+#include "zor/spblas.h"
+
+namespace {
+
+using namespace sparse_test;
+using zor_ref::column_of;
+using zor_ref::ending;
+using zor_ref::flat_rows;
+using zor_ref::shape;
+using zor_test::same_bits;
+
+// Sorted rows around a dominant diagonal. Fractions: some diagonals are missing, so that the neighbouring
+// entry of the array is taken for the pivot, never outside the arrays. Integers: every diagonal is there, a
+// power of two, so that a solution of integers comes out without rounding.
+template <class T>
+flat_rows<T> triangle_rows(random_bits& random, numbers kind, int64_t m, int64_t longest) {
+  flat_rows<T> a;
+  for (int64_t r = 1; r <= m; ++r) {
+    std::vector<zor_ref::entry<T>> row(size_t(random.between(0, longest)));
+    for (auto& e : row) {
+      e = {random.between(std::max<int64_t>(1, r - 20), std::min(m, r + 20)), draw<T>(random, kind)};
+      if (kind == numbers::integers) continue;
+      for (size_t i = 0; i < parts<T>; ++i) reals(&e.value)[i] /= 8;
+    }
+    if (kind == numbers::integers)
+      row.erase(std::remove_if(row.begin(), row.end(), [&](const auto& e) { return e.column == r; }),
+                row.end());
+    if (kind == numbers::integers || r == 1 || r == m || random.between(0, 7) != 0) {
+      T pivot = draw<T>(random, kind);
+      if (kind == numbers::integers) {
+        pivot = zor_ref::unity<T>();
+        reals(&pivot)[0] = random.between(0, 1) ? real<T>(2) : real<T>(-0.5);
+      } else {
+        reals(&pivot)[0] += 3;
+      }
+      row.push_back({r, pivot});
+    }
+    std::stable_sort(row.begin(), row.end(),
+                     [](const auto& e, const auto& f) { return e.column < f.column; });
+    a.start.push_back(int64_t(a.all.size()));
+    a.all.insert(a.all.end(), row.begin(), row.end());
+    a.end.push_back(int64_t(a.all.size()));
+  }
+  return a;
+}
+
+template <class T, class I>
+struct arrays {
+  guarded<T> val;
+  guarded<I> indx, pntrb, pntre;
+  arrays(const flat_rows<T>& a, int base, int64_t origin)
+      : val(a.all.size()), indx(a.all.size()), pntrb(a.start.size()), pntre(a.start.size()) {
+    for (size_t k = 0; k < a.all.size(); ++k) {
+      val[k] = a.all[k].value;
+      indx[k] = I(a.all[k].column - 1 + base);
+    }
+    for (size_t r = 0; r < a.start.size(); ++r) {
+      pntrb[r] = I(a.start[r] + origin);
+      pntre[r] = I(a.end[r] + origin);
+    }
+  }
+};
+
+// op(T) x of the view, summed plainly; exact for integers.
+template <class T>
+std::vector<T> image_of(const shape& s, const flat_rows<T>& a, const std::vector<T>& x) {
+  using namespace zor_ref;
+  std::vector<T> b(x.size());
+  const bool push = s.op == 't' || s.op == 'c', cj = s.op == 's' || s.op == 'c';
+  for (int64_t r = 1; r <= int64_t(x.size()); ++r) {
+    if (s.diagonal == 'u') b[size_t(r - 1)] = plus(b[size_t(r - 1)], x[size_t(r - 1)]);
+    for (int64_t k = a.start[size_t(r - 1)]; k < a.end[size_t(r - 1)]; ++k) {
+      const int64_t c = a.all[size_t(k)].column;
+      const bool wanted = c == r ? s.diagonal == 'n' : s.structure != 'd' && inside(s, r, c);
+      if (!wanted) continue;
+      const int64_t to = push ? c : r, from = push ? r : c;
+      b[size_t(to - 1)] =
+          plus(b[size_t(to - 1)], times(conj_when(cj, a.all[size_t(k)].value), x[size_t(from - 1)]));
+    }
+  }
+  return b;
+}
+
+struct system_size {
+  int64_t m, longest, origin;
+};
+// The last sizes pass the largest block of rows, two blocks and a remainder.
+const system_size all_sizes[] = {{1, 2, 1}, {2, 3, 0}, {9, 4, 5}, {60, 9, 1}, {4001, 1, 0}, {20001, 1, 1}};
+
+// An exact solution may come out as a zero of either sign.
+template <class T>
+void unsign_zeros(T* x, size_t count) {
+  for (size_t i = 0; i < count * parts<T>; ++i) reals(x)[i] += 0;
+}
+
+template <class T, class I>
+void check_svout(const char* name, const shape& s,
+                 void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+  for (const system_size& z : all_sizes) {
+    for (const numbers kind : {numbers::integers, numbers::fractions}) {
+      if (z.m > 100 && kind == numbers::integers) continue;
+      random_bits random{uint64_t(z.m)};
+      const auto rows = triangle_rows<T>(random, kind, z.m, z.longest);
+      const arrays<T, I> a(rows, s.base, z.origin);
+      std::vector<T> expected(size_t(z.m));
+      fill(random, kind, expected.data(), expected.size());
+      std::vector<T> right = expected;
+      T alpha = draw<T>(random, kind);
+      if (kind == numbers::integers) {
+        alpha = zor_ref::unity<T>();
+        right = image_of(s, rows, expected);
+      }
+      guarded<T> y(size_t(z.m));
+      std::copy(right.begin(), right.end(), y.begin());
+      if (kind == numbers::fractions)
+        zor_ref::csr_solve(s, rows, ending::division, alpha, column_of<T>{expected.data(), 1});
+      const I m = I(z.m);
+      std::feclearexcept(FE_ALL_EXCEPT);
+      f(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y.data());
+      const int raised = std::fetestexcept(FE_ALL_EXCEPT);
+      if (kind == numbers::integers) unsign_zeros(y.data(), y.size());
+      SCOPED_TRACE(std::string(name) + ", m " + std::to_string(z.m));
+      EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), size_t(z.m) * parts<T>));
+      EXPECT_EQ(kind == numbers::integers ? raised : raised & ~FE_INEXACT, 0);
+    }
+  }
+}
+
+struct columns {
+  int64_t n, first, last;
+};
+
+// Memory of the process is held below what a workspace of INT32_MAX elements takes, so that it is refused.
+class short_memory {
+ public:
+  short_memory() {
+    getrlimit(RLIMIT_AS, &before_);
+    rlimit now = before_;
+    now.rlim_cur = rlim_t(6) << 30;
+    setrlimit(RLIMIT_AS, &now);
+  }
+  ~short_memory() { setrlimit(RLIMIT_AS, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+template <class T, class I, class Call>
+void check_columns(const std::string& name, const shape& s, const flat_rows<T>& rows,
+                   const flat_rows<T>& seen, int64_t origin, const columns& n, numbers kind, ending how,
+                   const Call& call) {
+  random_bits random(77);
+  const int64_t m = int64_t(rows.start.size());
+  const arrays<T, I> a(rows, s.base, origin);
+  const bool row_major = s.base == 0;
+  const int64_t ldc = (row_major ? n.n : m) + 2;
+  guarded<T> c(size_t(row_major ? (m - 1) * ldc + n.n : (n.n - 1) * ldc + m));
+  fill(random, kind, c.data(), c.size());
+  std::vector<T> expected(c.begin(), c.end());
+  T alpha = kind == numbers::integers ? zor_ref::unity<T>() : draw<T>(random, kind);
+  const auto column = [&](T* p, int64_t j) {
+    return column_of<T>{row_major ? p + j - 1 : p + (j - 1) * ldc, row_major ? ldc : 1};
+  };
+  for (int64_t j = n.first; j <= n.last; ++j) {
+    if (kind == numbers::fractions) {
+      zor_ref::csr_solve(s, seen, how, alpha, column(expected.data(), j));
+      continue;
+    }
+    std::vector<T> x;
+    for (int64_t i = 1; i <= m; ++i) x.push_back(column(expected.data(), j)(i));
+    const std::vector<T> b = image_of(s, rows, x);
+    for (int64_t i = 1; i <= m; ++i) column(c.data(), j)(i) = b[size_t(i - 1)];
+  }
+  std::feclearexcept(FE_ALL_EXCEPT);
+  call(a, alpha, c.data(), I(ldc));
+  const int raised = std::fetestexcept(FE_ALL_EXCEPT);
+  if (kind == numbers::integers) unsign_zeros(c.data(), c.size());
+  SCOPED_TRACE(name + ", m " + std::to_string(m) + ", columns " + std::to_string(n.first) + ".." +
+               std::to_string(n.last));
+  EXPECT_TRUE(same_bits(reals(expected.data()), reals(c.data()), c.size() * parts<T>));
+  EXPECT_EQ(kind == numbers::integers ? raised : raised & ~FE_INEXACT, 0);
+}
+
+template <class T, class I>
+using many_solve = void (*)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
+                            const I*, T*, const I*);
+
+template <class T, class I>
+void check_smout(const char* name, const shape& s, many_solve<T, I> f) {
+  const columns all_columns[] = {{1, 1, 1}, {6, 2, 5}, {21, 1, 21}, {21, 3, 19}, {3, 3, 2}};
+  for (const system_size& z : all_sizes) {
+    for (const columns& n : all_columns) {
+      if (z.m > 100 && n.n > 6) continue;
+      for (const numbers kind : {numbers::integers, numbers::fractions}) {
+        if (z.m > 100 && kind == numbers::integers) continue;
+        random_bits random{uint64_t(z.m)};
+        const auto rows = triangle_rows<T>(random, kind, z.m, z.longest);
+        const I first = I(n.first), last = I(n.last), m = I(z.m), count = I(n.n);
+        check_columns<T, I>(name, s, rows, rows, z.origin, n, kind, ending::reciprocal,
+                            [&](const arrays<T, I>& a, T alpha, T* c, I ldc) {
+                              f(&first, &last, &m, &count, &alpha, a.val.data(), a.indx.data(),
+                                a.pntrb.data(), a.pntre.data(), c, &ldc);
+                            });
+      }
+    }
+  }
+}
+
+// Lower solves whose workspace is refused. The 1-based members then take row pointers for positions.
+template <class T, class I>
+void check_refused_workspace(const char* name, const shape& s, many_solve<T, I> f) {
+  if (s.triangle != 'l' || !(s.op == 'n' || s.op == 's')) return;
+  random_bits random(3);
+  flat_rows<T> rows = triangle_rows<T>(random, numbers::fractions, 60, 9);
+  const int64_t origin = 1;
+  rows.all.push_back({1, draw<T>(random, numbers::fractions)});
+  rows.all.push_back({60, draw<T>(random, numbers::fractions)});
+  flat_rows<T> seen = rows;
+  if (s.base == 1) {
+    for (int64_t& k : seen.start) k += origin;
+    for (int64_t& k : seen.end) k += origin;
+  }
+  const columns n = {5, 2, 4};
+  const I first = I(n.first), last = I(n.last), m = 60, count = I(INT32_MAX);
+  check_columns<T, I>(name, s, rows, seen, origin, n, numbers::fractions, ending::division,
+                      [&](const arrays<T, I>& a, T alpha, T* c, I ldc) {
+                        const short_memory limit;
+                        f(&first, &last, &m, &count, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
+                          a.pntre.data(), c, &ldc);
+                      });
+}
+
+#define SHAPE(base, op, form, tri, diag) \
+  shape { base, #op[0], #form[0], #tri[0], #diag[0] }
+
+TEST(CsrSolve, OneRightHandSide) {
+#define ROW_csr_svout_seq(name, T, I, base, op, form, tri, diag) \
+  check_svout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_grammar.inc"
+}
+
+TEST(CsrSolve, ManyRightHandSides) {
+#define ROW_csr_smout_par(name, T, I, base, op, form, tri, diag) \
+  check_smout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_grammar.inc"
+}
+
+TEST(CsrSolve, RefusedWorkspace) {
+#define ROW_csr_smout_par(name, T, I, base, op, form, tri, diag) \
+  check_refused_workspace<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_grammar.inc"
+}
+
+// A zero pivot divides: infinity, not a refusal.
+template <class T, class I>
+void check_zero_pivot(const char* name,
+                      void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+  if constexpr (parts<T> == 1) {
+    const T val[] = {0}, alpha = 1;
+    for (const I base : {0, 1}) {
+      const I indx[] = {base}, pntrb[] = {0}, pntre[] = {1}, m = 1;
+      if (std::string(name).find(base ? "csr1" : "csr0") == std::string::npos) continue;
+      T y[] = {3};
+      f(&m, &alpha, val, indx, pntrb, pntre, y);
+      EXPECT_TRUE(std::isinf(y[0])) << name;
+    }
+  }
+}
+
+// A solved zero pushes 0 - x = +0, so that the negative zero it meets comes out positive.
+template <class T, class I>
+void check_pushed_zero(const char* name, const shape& s,
+                       void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+  if (s.structure != 't' || (s.op != 't' && s.op != 'c')) return;
+  const bool lower = s.triangle == 'l';
+  const T u = zor_ref::unity<T>(), alpha = u, val[] = {u, u, u};
+  const I m = 2, lower_columns[] = {0, 0, 1}, upper_columns[] = {0, 1, 1};
+  const I pntrb[] = {0, lower ? I(1) : I(2)}, pntre[] = {lower ? I(1) : I(2), 3};
+  I indx[3];
+  for (int k = 0; k < 3; ++k) indx[k] = (lower ? lower_columns[k] : upper_columns[k]) + I(s.base);
+  T y[2] = {};
+  reals(y + (lower ? 0 : 1))[0] = real<T>(-0.0);
+  f(&m, &alpha, val, indx, pntrb, pntre, y);
+  EXPECT_FALSE(std::signbit(reals(y + (lower ? 0 : 1))[0])) << name;
+}
+
+TEST(CsrSolve, SignOfPushedZero) {
+#define ROW_csr_svout_seq(name, T, I, base, op, form, tri, diag) \
+  check_pushed_zero<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_grammar.inc"
+}
+
+TEST(CsrSolve, ZeroPivotGivesInfinity) {
+#define ROW_csr_svout_seq(name, T, I, base, op, form, tri, diag) \
+  if (#diag[0] == 'n') check_zero_pivot<T, I>(#name, name);
+#include "zor/tables/spblas_grammar.inc"
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Random sparse operands for the kernel tests: arrays between guard pages beside a plain list of rows.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "tests/ref/csr.h"
+#include "tests/support/elements.h"
+#include "tests/support/operand.h"
+
+namespace sparse_test {
+
+using zor_test::guarded;
+using zor_test::parts;
+using zor_test::random_bits;
+using zor_test::real;
+using zor_test::reals;
+
+// Integers from -4 to 4, with which every sum here is exact, or fractions of full precision.
+enum class numbers { integers, fractions };
+
+template <class T>
+T draw(random_bits& random, numbers kind) {
+  T x;
+  for (size_t i = 0; i < parts<T>; ++i)
+    reals(&x)[i] = kind == numbers::integers ? real<T>(random.between(-4, 4)) : real<T>(random.unit());
+  return x;
+}
+
+template <class T>
+void fill(random_bits& random, numbers kind, T* x, size_t count) {
+  for (size_t i = 0; i < count; ++i) x[i] = draw<T>(random, kind);
+}
+
+// Row r holds between 0 and `longest` entries of columns 1 to k in any order, repeats included.
+template <class T>
+zor_ref::row_list<T> random_rows(random_bits& random, numbers kind, int64_t m, int64_t k, int64_t longest) {
+  zor_ref::row_list<T> rows(static_cast<size_t>(m));
+  for (auto& row : rows) {
+    row.resize(size_t(random.between(0, longest)));
+    for (auto& e : row) e = {random.between(1, k), draw<T>(random, kind)};
+  }
+  return rows;
+}
+
+// The arrays of a list of rows: columns in the given base, row pointers that start at `origin`.
+template <class T, class I>
+struct csr_arrays {
+  guarded<T> val;
+  guarded<I> indx, pntrb, pntre;
+
+  csr_arrays(const zor_ref::row_list<T>& rows, int base, I origin)
+      : val(count(rows)), indx(count(rows)), pntrb(rows.size() + 1), pntre(rows.size()) {
+    size_t k = 0;
+    for (size_t r = 0; r < rows.size(); ++r) {
+      pntrb[r] = I(k) + origin;
+      for (const auto& e : rows[r]) {
+        val[k] = e.value;
+        indx[k++] = I(e.column - 1 + base);
+      }
+      pntre[r] = I(k) + origin;
+    }
+    pntrb[rows.size()] = I(k) + origin;
+  }
+  static size_t count(const zor_ref::row_list<T>& rows) {
+    size_t n = 0;
+    for (const auto& row : rows) n += row.size();
+    return n;
+  }
+};
+
+}  // namespace sparse_test

@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: MIT
+// The program as a user meets it: arguments, messages, exit status, files left behind.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/support/operand.h"
+#include "tests/tools/scratch_folder.h"
+#include "tools/digest.h"
+#include "tools/mmio.h"
+
+namespace {
+
+using zor_test::scratch_folder;
+
+struct outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+// Runs the program in the folder; the arguments are words of a shell.
+outcome run(const scratch_folder& folder, const std::string& arguments) {
+  const scratch_folder streams;
+  const std::string command = fmt::format("cd '{}' && '{}' {} >{} 2>{}", folder.path(""), ZOR_PROGRAM,
+                                          arguments, streams.path("out"), streams.path("err"));
+  const int status = std::system(command.c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
+}
+
+const char* const array_2_by_3 = "%%MatrixMarket matrix array integer general\n2 3\n1\n2\n3\n4\n5\n6\n";
+const char* const array_3_by_1 = "%%MatrixMarket matrix array integer general\n3 1\n1\n10\n100\n";
+
+struct refusal {
+  const char* arguments;
+  int status;
+  const char* message;  // all of the standard error stream
+};
+
+TEST(command_line, refuses_in_one_line) {
+  const refusal cases[] = {
+      {"matmul a.mtx missing.mtx -o c.mtx", 2, "zor: missing.mtx: No such file or directory\n"},
+      {"matmul a.mtx bad.mtx -o c.mtx", 2, "zor: bad.mtx:4: the value 'x' is not a number\n"},
+      {"matmul short.mtx b.mtx -o c.mtx", 2, "zor: short.mtx:3: the file ends after 1 of 2 entries\n"},
+      {"matmul a.mtx a.mtx -o c.mtx", 2, "zor: a.mtx:2: 2 rows do not fit the 3 columns of a.mtx\n"},
+      {"matmul huge.mtx huge.mtx", 2,
+       "zor: huge.mtx:2: 9999999 by 9999999 elements need 745057.9 GiB, this machine has GIB\n"},
+      {"matmul a.mtx b.mtx -o none/c.mtx", 1, "zor: none/c.mtx: No such file or directory\n"},
+      {"matmul a.mtx b.mtx -o /dev/full", 1, "zor: /dev/full: No space left on device\n"},
+      {"matmul a.mtx", 2, "zor: B is required\n"},
+      {"matmul a.mtx b.mtx --threads 0", 2, "zor: --threads: Value 0 not in range 1 to 4096\n"},
+      {"verify --family nothing", 2, "zor: there is no family 'nothing'\n"},
+      {"bench --family nothing --quick", 2, "zor: there is no family 'nothing'\n"},
+      {"bench --family pool --case nothing --quick", 2, "zor: no case fits\n"},
+      {"bench --case '(' --quick", 2, "zor: --case: '(' is no regular expression\n"},
+      {"", 2, "zor: A subcommand is required\n"},
+  };
+  const scratch_folder folder;
+  folder.write("a.mtx", array_2_by_3);
+  folder.write("b.mtx", array_3_by_1);
+  folder.write("bad.mtx", "%%MatrixMarket matrix array real general\n3 1\n1\nx\n3\n");
+  folder.write("short.mtx", "%%MatrixMarket matrix array real general\n1 2\n100\n");
+  folder.write("huge.mtx", "%%MatrixMarket matrix coordinate real general\n9999999 9999999 1\n1 1 1\n");
+  const auto before = folder.names();
+  for (const refusal& c : cases) {
+    SCOPED_TRACE(c.arguments);
+    const outcome got = run(folder, c.arguments);
+    EXPECT_EQ(c.status, got.status);
+    EXPECT_EQ(c.message, std::regex_replace(got.err, std::regex("has [0-9.]+\n"), "has GIB\n"));
+    EXPECT_EQ(before, folder.names());
+  }
+}
+
+TEST(command_line, a_failed_product_leaves_the_old_file) {
+  const scratch_folder folder;
+  folder.write("a.mtx", array_2_by_3);
+  folder.write("c.mtx", "precious");
+  EXPECT_EQ(2, run(folder, "matmul a.mtx a.mtx -o c.mtx").status);
+  EXPECT_EQ("precious", folder.read("c.mtx"));
+}
+
+std::string digest_line(const std::string& out) {
+  std::smatch match;
+  return std::regex_search(out, match, std::regex("sha256 +([0-9a-f]{64})\n")) ? match[1].str() : "none";
+}
+
+template <class T>
+std::string digest_of(const std::vector<T>& values) {
+  zor_tools::digest d;
+  d.add(values.data(), values.size());
+  return d.take();
+}
+
+struct product {
+  const char* a;
+  const char* b;
+  const char* head;  // first two lines of the product's file
+  std::vector<double> values;
+  bool complex;
+};
+
+// Small integers: exact whatever the order of sums.
+TEST(command_line, multiplies_every_kind) {
+  const product cases[] = {
+      {array_2_by_3,
+       array_3_by_1,
+       "%%MatrixMarket matrix array real general\n2 1\n",
+       {1 + 30 + 500, 2 + 40 + 600},
+       false},
+      {"%%MatrixMarket matrix coordinate real symmetric\n2 2 2\n1 1 2\n2 1 3\n",
+       "%%MatrixMarket matrix coordinate pattern general\n2 2 3\n1 1\n1 2\n2 2\n",
+       "%%MatrixMarket matrix array real general\n2 2\n",
+       {2, 3, 5, 3},
+       false},
+      {"%%MatrixMarket matrix coordinate complex hermitian\n2 2 2\n1 1 1 0\n2 1 2 1\n",
+       "%%MatrixMarket matrix array real general\n2 1\n1\n10\n",
+       "%%MatrixMarket matrix array complex general\n2 1\n",
+       {1 + 20, -10, 2, 1},
+       true},
+      {"%%MatrixMarket matrix array real general\n2 0\n",
+       "%%MatrixMarket matrix array real general\n0 1\n",
+       "%%MatrixMarket matrix array real general\n2 1\n",
+       {0, 0},
+       false},
+      {"%%MatrixMarket matrix array real general\n1 1\ninf\n",
+       "%%MatrixMarket matrix array real general\n1 2\n0\n2\n",
+       "%%MatrixMarket matrix array real general\n1 2\n",
+       {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()},
+       false},
+  };
+  const scratch_folder folder;
+  for (const product& c : cases) {
+    SCOPED_TRACE(std::string(c.a) + c.b);
+    folder.write("a.mtx", c.a);
+    folder.write("b.mtx", c.b);
+    const outcome got = run(folder, "matmul a.mtx b.mtx -o c.mtx");
+    ASSERT_EQ(0, got.status) << got.err;
+    EXPECT_EQ("", got.err);
+    EXPECT_TRUE(folder.read("c.mtx").starts_with(c.head)) << folder.read("c.mtx");
+    const zor_tools::mm_matrix written = zor_tools::mm_read(folder.path("c.mtx"));
+    std::vector<double> values = written.re;
+    if (c.complex) {
+      values.clear();
+      for (size_t i = 0; i < written.re.size(); ++i)
+        values.insert(values.end(), {written.re[i], written.im[i]});
+    }
+    ASSERT_EQ(c.values.size(), values.size());
+    EXPECT_TRUE(zor_test::same_bits(c.values.data(), values.data(), values.size()));
+    EXPECT_EQ(digest_of(c.values), digest_line(got.out)) << got.out;
+  }
+}
+
+// A product large enough to be divided over threads: the same digest for every number of them, with and
+// without a file, and the file holds the bits that were digested.
+TEST(command_line, threads_and_output_leave_the_digest) {
+  zor_test::random_bits random(5);
+  constexpr int64_t m = 150, k = 140, n = 130;
+  std::vector<double> a(size_t(m * k)), b(size_t(k * n));
+  for (double& x : a) x = random.unit();
+  for (double& x : b) x = random.unit();
+  const scratch_folder folder;
+  folder.write("a.mtx", zor_tools::mm_array_text(m, k, a.data()));
+  folder.write("b.mtx", zor_tools::mm_array_text(k, n, b.data()));
+  const outcome first = run(folder, "matmul a.mtx b.mtx -o c.mtx --threads 1");
+  ASSERT_EQ(0, first.status) << first.err;
+  EXPECT_EQ(digest_of(zor_tools::mm_read(folder.path("c.mtx")).re), digest_line(first.out));
+  for (const char* threads : {"2", "7"})
+    EXPECT_EQ(digest_line(first.out),
+              digest_line(run(folder, std::string("matmul a.mtx b.mtx --threads ") + threads).out));
+}
+
+TEST(command_line, writes_through_links_and_to_devices) {
+  const scratch_folder folder;
+  folder.write("a.mtx", array_2_by_3);
+  folder.write("b.mtx", array_3_by_1);
+  folder.write("real.mtx", "old");
+  ASSERT_EQ(0, std::system(fmt::format("ln -s real.mtx '{}'", folder.path("link.mtx")).c_str()));
+  EXPECT_EQ(0, run(folder, "matmul a.mtx b.mtx -o link.mtx").status);
+  EXPECT_TRUE(folder.read("real.mtx").ends_with("531\n642\n")) << folder.read("real.mtx");
+  EXPECT_EQ((std::set<std::string>{"a.mtx", "b.mtx", "link.mtx", "real.mtx"}), folder.names());
+  const outcome to_stream = run(folder, "matmul a.mtx b.mtx -o /dev/stdout");
+  EXPECT_NE(std::string::npos, to_stream.out.find("531\n642\n")) << to_stream.out;
+}
+
+TEST(command_line, verify_tells_what_differs) {
+  const scratch_folder folder;
+  const outcome kept = run(folder, "verify --family matvec --list");
+  EXPECT_EQ(0, kept.status) << kept.err;
+  EXPECT_TRUE(std::regex_search(kept.out, std::regex("\n[0-9a-f]{64}  zor_blas_dgemv\n"))) << kept.out;
+  EXPECT_EQ(0, run(folder, "verify --family matvec --update .").status);
+  EXPECT_EQ((std::set<std::string>{"matvec.txt"}), folder.names());
+  for (const std::string line : {"zor_blas_xdgemv", "zor_blas_dsyr"})
+    EXPECT_TRUE(
+        std::regex_search(folder.read("matvec.txt"), std::regex(fmt::format("[0-9a-f]{{64}}  {}\n", line))));
+}
+
+// Reads rounding from the environment of the processor: with another rounding mode other bits come out, and
+// verify says so. The mode is set in the program through the loader.
+TEST(command_line, verify_fails_on_other_bits) {
+  const scratch_folder folder;
+  const outcome got = run(folder, "verify --family matvec");
+  ASSERT_EQ(0, got.status) << got.err;
+  setenv("LD_PRELOAD", ZOR_OTHER_ROUNDING, 1);
+  setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);  // a checking build accepts the preload
+  const outcome other = run(folder, "verify --family matvec");
+  unsetenv("LD_PRELOAD");
+  unsetenv("ASAN_OPTIONS");
+  EXPECT_EQ(1, other.status) << other.out;
+  EXPECT_TRUE(std::regex_search(
+      other.err,
+      std::regex("zor: verify: matvec: zor_blas_xdgemv: digest [0-9a-f]{64}, kept [0-9a-f]{64}\n")))
+      << other.err;
+}
+
+TEST(command_line, tells_what_it_is) {
+  const scratch_folder folder;
+  EXPECT_EQ("zor 1.0.0\n", run(folder, "--version").out);
+  const outcome info = run(folder, "info");
+  EXPECT_EQ(0, info.status) << info.err;
+  for (const char* start :
+       {"zor ", "kernel ", "core ", "x86-64-v3 ", "x86-64-v4 ", "threads ", "pool ", "peer"})
+    EXPECT_TRUE(info.out.find(fmt::format("\n{}", start)) != std::string::npos || info.out.starts_with(start))
+        << start;
+}
+
+// Every case runs once and agrees with every peer that is installed.
+TEST(command_line, bench_runs_every_case) {
+  const scratch_folder folder;
+  const outcome table = run(folder, "bench --quick --threads 1");
+  EXPECT_EQ(0, table.status) << table.err;
+  EXPECT_EQ("", table.err);
+  for (const char* name :
+       {"dgemm NN 100x100x100", "zgemm TT 8x8x8", "daxpy 100", "izamax 7", "allocate and deallocate"})
+    EXPECT_NE(std::string::npos, table.out.find(name)) << name;
+  const outcome csv = run(folder, "bench --quick --csv --family pool");
+  EXPECT_TRUE(std::regex_match(
+      csv.out, std::regex("family,case,build,threads,library,[a-z_,]*\npool,allocate and deallocate 1 "
+                          "MiB,[a-z0-9-]+,1,zor,.*\npool,.*,malloc,.*\n")))
+      << csv.out;
+  EXPECT_EQ(table.status,
+            run(folder, "bench --quick --family vector --case 'd(axpy|dot)' --plot out.svg").status);
+  if (std::system("command -v gnuplot >/dev/null") != 0) GTEST_SKIP() << "no gnuplot: the plot was not drawn";
+  EXPECT_NE(std::string::npos, folder.read("out.svg").find("</svg>"));
+}
+
+}  // namespace

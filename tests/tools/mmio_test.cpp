@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mmio.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "tests/support/operand.h"
+#include "tests/tools/scratch_folder.h"
+
+namespace {
+
+using zor_test::scratch_folder;
+using namespace zor_tools;
+
+struct bad_file {
+  const char* text;
+  const char* message;  // behind the file's name
+};
+
+constexpr bad_file bad_files[] = {
+    // The banner.
+    {"", ":1: the file is empty"},
+    {"1 1\n2\n", ":1: no Matrix Market banner: expected %%MatrixMarket"},
+    {"%%MatrixMarket vector array real general\n", ":1: unknown object 'vector': expected matrix"},
+    {"%%MatrixMarket matrix\n", ":1: the banner names no format"},
+    {"%%MatrixMarket matrix dense real general\n", ":1: unknown format 'dense'"},
+    {"%%MatrixMarket matrix array float general\n", ":1: unknown field 'float'"},
+    {"%%MatrixMarket matrix array real\n", ":1: the banner names no symmetry"},
+    {"%%MatrixMarket matrix array real triangular\n", ":1: unknown symmetry 'triangular'"},
+    {"%%MatrixMarket matrix array real general x\n", ":1: unexpected 'x' behind the banner"},
+    {"%%MatrixMarket matrix array pattern general\n1 1\n1\n", ":1: an array file cannot hold a pattern"},
+    {"%%MatrixMarket matrix coordinate pattern skew-symmetric\n1 1 0\n",
+     ":1: a pattern is general or symmetric"},
+    {"%%MatrixMarket matrix array real hermitian\n1 1\n1\n", ":1: a Hermitian matrix has complex entries"},
+    // The sizes.
+    {"%%MatrixMarket matrix array real general\n% only a comment\n",
+     ":2: the file ends before the size line"},
+    {"%%MatrixMarket matrix array real general\n2\n", ":2: the number of columns is missing"},
+    {"%%MatrixMarket matrix array real general\n\n% c\n2 x\n",
+     ":4: the number of columns 'x' is not an integer"},
+    {"%%MatrixMarket matrix array real general\n2.0 2\n", ":2: the number of rows '2.0' is not an integer"},
+    {"%%MatrixMarket matrix array real general\n-1 2\n", ":2: a size is negative"},
+    {"%%MatrixMarket matrix array real general\n1 1 1\n", ":2: unexpected '1' behind the sizes"},
+    {"%%MatrixMarket matrix coordinate real general\n2 2\n", ":2: the number of entries is missing"},
+    {"%%MatrixMarket matrix coordinate real general\n9 9 99999999999999999999\n",
+     ":2: the number of entries '99999999999999999999' is out of range"},
+    {"%%MatrixMarket matrix array real general\n4294967296 4294967296\n1\n",
+     ":2: 4294967296 by 4294967296 elements are too many"},
+    {"%%MatrixMarket matrix array real general\n100000 100000\n1\n",
+     ":2: 10000000000 entries announced, but only 2 bytes follow"},
+    {"%%MatrixMarket matrix coordinate real symmetric\n2 3 0\n",
+     ":2: a symmetric kind of matrix is square, not 2 by 3"},
+    // The entries.
+    {"%%MatrixMarket matrix array real general\n2 2\n1.5\n2.5\n3.5\n",
+     ":5: the file ends after 3 of 4 entries"},
+    {"%%MatrixMarket matrix array real general\n1 2\n1\nabc\n", ":4: the value 'abc' is not a number"},
+    {"%%MatrixMarket matrix array real general\n1 1\n1.5e\n", ":3: the value '1.5e' is not a number"},
+    {"%%MatrixMarket matrix array real general\n1 1\n0x10\n", ":3: the value '0x10' is not a number"},
+    {"%%MatrixMarket matrix array real general\n1 1\n1e400\n",
+     ":3: the value '1e400' is beyond double precision"},
+    {"%%MatrixMarket matrix array real general\n1 1\n1 2\n", ":3: unexpected '2' behind the entry"},
+    {"%%MatrixMarket matrix array real general\n1 1\n1\n\n2\n", ":5: unexpected '2' behind the last entry"},
+    {"%%MatrixMarket matrix array integer general\n1 1\n1.5\n", ":3: the value '1.5' is not an integer"},
+    {"%%MatrixMarket matrix array integer general\n1 1\n9007199254740993\n",
+     ":3: the value 9007199254740993 is not exact in double precision"},
+    {"%%MatrixMarket matrix array complex general\n1 1\n1\n", ":3: the imaginary part is missing"},
+    {"%%MatrixMarket matrix coordinate real general\n2 2 1\n0 1 5\n", ":3: row 0 is not in 1 to 2"},
+    {"%%MatrixMarket matrix coordinate real general\n2 2 1\n1 3 5\n", ":3: column 3 is not in 1 to 2"},
+    {"%%MatrixMarket matrix coordinate real general\n2 2 1\n1\n", ":3: the column is missing"},
+    {"%%MatrixMarket matrix coordinate real general\n2 2 1\n1 1\n", ":3: the value is missing"},
+    {"%%MatrixMarket matrix coordinate pattern general\n2 2 1\n1 1 7\n",
+     ":3: unexpected '7' behind the entry"},
+    {"%%MatrixMarket matrix coordinate real symmetric\n2 2 1\n1 2 5\n",
+     ":3: an entry above the diagonal: this kind of matrix stores its lower triangle"},
+    {"%%MatrixMarket matrix coordinate real skew-symmetric\n2 2 1\n1 1 5\n",
+     ":3: an entry on the diagonal of a skew-symmetric matrix"},
+    {"%%MatrixMarket matrix array complex hermitian\n1 1\n1 2\n",
+     ":3: the imaginary part on the diagonal of a Hermitian matrix is not zero"},
+    {"%%MatrixMarket matrix array real general\n1 1\n\x01\n", ":3: the value '?' is not a number"},
+};
+
+TEST(mmio, names_line_and_fault_of_a_bad_file) {
+  const scratch_folder folder;
+  for (const bad_file& bad : bad_files) {
+    SCOPED_TRACE(bad.text);
+    const std::string file = folder.write("bad.mtx", bad.text);
+    try {
+      mm_read(file);
+      ADD_FAILURE() << "accepted";
+    } catch (const input_error& e) {
+      EXPECT_EQ(file + bad.message, e.what());
+    }
+  }
+}
+
+TEST(mmio, names_a_file_that_cannot_be_read) {
+  const scratch_folder folder;
+  const std::string missing = folder.path("missing.mtx");
+  for (const auto& [file, fault] :
+       {std::pair(missing, ": No such file or directory"), std::pair(folder.path("."), ": Is a directory")}) {
+    try {
+      mm_read(file);
+      ADD_FAILURE() << "accepted " << file;
+    } catch (const input_error& e) {
+      EXPECT_EQ(file + fault, e.what());
+    }
+  }
+}
+
+struct good_file {
+  const char* text;
+  int64_t rows, cols;
+  std::vector<zor_c64> dense;  // column-major
+};
+
+const double inf = std::numeric_limits<double>::infinity();
+const double nan = std::numeric_limits<double>::quiet_NaN();
+
+const good_file good_files[] = {
+    {"%%MatrixMarket matrix array real general\n2 2\n1\n2\n3\n4\n", 2, 2, {{1, 0}, {2, 0}, {3, 0}, {4, 0}}},
+    {"%%MatrixMarket matrix array real symmetric\n2 2\n1\n2\n3\n", 2, 2, {{1, 0}, {2, 0}, {2, 0}, {3, 0}}},
+    {"%%MatrixMarket matrix array real skew-symmetric\n3 3\n1\n2\n3\n",
+     3,
+     3,
+     {{0, 0}, {1, 0}, {2, 0}, {-1, 0}, {0, 0}, {3, 0}, {-2, 0}, {-3, 0}, {0, 0}}},
+    {"%%MatrixMarket matrix array complex hermitian\n2 2\n1 0\n2 3\n4 0\n",
+     2,
+     2,
+     {{1, 0}, {2, 3}, {2, -3}, {4, 0}}},
+    {"%%MatrixMarket matrix array complex symmetric\n2 2\n1 5\n2 3\n4 0\n",
+     2,
+     2,
+     {{1, 5}, {2, 3}, {2, 3}, {4, 0}}},
+    {"%%MatrixMarket matrix array complex skew-symmetric\n2 2\n2 3\n",
+     2,
+     2,
+     {{0, 0}, {2, 3}, {-2, -3}, {0, 0}}},
+    {"%%MatrixMarket matrix array integer general\n1 3\n-9007199254740992\n+7\n0\n",
+     1,
+     3,
+     {{-9007199254740992.0, 0}, {7, 0}, {0, 0}}},
+    {"%%MatrixMarket matrix array real general\n0 5\n", 0, 5, {}},
+    {"%%MatrixMarket matrix array real skew-symmetric\n1 1\n", 1, 1, {{0, 0}}},
+    {"%%MatrixMarket matrix coordinate real general\n2 3 3\n2 3 1.5\n1 1 -2\n2 3 0.25\n",
+     2,
+     3,
+     {{-2, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {1.75, 0}}},
+    {"%%MatrixMarket matrix coordinate real symmetric\n2 2 2\n2 1 5\n2 2 6\n",
+     2,
+     2,
+     {{0, 0}, {5, 0}, {5, 0}, {6, 0}}},
+    {"%%MatrixMarket matrix coordinate integer skew-symmetric\n2 2 1\n2 1 5\n",
+     2,
+     2,
+     {{0, 0}, {5, 0}, {-5, 0}, {0, 0}}},
+    {"%%MatrixMarket matrix coordinate complex hermitian\n2 2 2\n2 1 5 1\n1 1 2 0\n",
+     2,
+     2,
+     {{2, 0}, {5, 1}, {5, -1}, {0, 0}}},
+    {"%%MatrixMarket matrix coordinate complex general\n1 2 2\n1 2 1 2\n1 2 3 4\n", 1, 2, {{0, 0}, {4, 6}}},
+    {"%%MatrixMarket matrix coordinate pattern general\n2 2 2\n1 2\n2 1\n",
+     2,
+     2,
+     {{0, 0}, {1, 0}, {1, 0}, {0, 0}}},
+    {"%%MatrixMarket matrix coordinate pattern symmetric\n2 2 1\n2 1\n",
+     2,
+     2,
+     {{0, 0}, {1, 0}, {1, 0}, {0, 0}}},
+    // Letter case, comments, blank lines, tabs, CRLF, no line end at the end.
+    {"%%MATRIXMARKET Matrix ARRAY Real GENERAL\r\n% x\r\n\r\n  2\t1 \r\n%\n 1.5 \r\n\t-2.5",
+     2,
+     1,
+     {{1.5, 0}, {-2.5, 0}}},
+    {"%%matrixmarket matrix array double general\n1 1\n1.e1\n", 1, 1, {{10, 0}}},
+    {"%%MatrixMarket matrix array real general\n6 1\nnan\n-Inf\n+inf\n1e-400\n4.9e-324\n.5E+1\n",
+     6,
+     1,
+     {{nan, 0}, {-inf, 0}, {inf, 0}, {0, 0}, {4.9e-324, 0}, {5, 0}}},
+};
+
+TEST(mmio, reads_every_kind) {
+  const scratch_folder folder;
+  for (const good_file& good : good_files) {
+    SCOPED_TRACE(good.text);
+    const mm_matrix m = mm_read(folder.write("good.mtx", good.text));
+    ASSERT_EQ(good.rows, m.rows);
+    ASSERT_EQ(good.cols, m.cols);
+    std::vector<zor_c64> complex_values(good.dense.size(), zor_c64{-9, -9});
+    mm_fill(m, complex_values.data());
+    EXPECT_TRUE(zor_test::same_bits(reinterpret_cast<const double*>(good.dense.data()),
+                                    reinterpret_cast<const double*>(complex_values.data()),
+                                    2 * good.dense.size()));
+    if (m.field == mm_field::complex) continue;
+    std::vector<double> real_values(good.dense.size(), -9);
+    mm_fill(m, real_values.data());
+    for (size_t i = 0; i < real_values.size(); ++i)
+      EXPECT_EQ(zor_test::bits(good.dense[i].re), zor_test::bits(real_values[i])) << i;
+  }
+}
+
+TEST(mmio, keeps_entries_in_the_order_of_the_file) {
+  const scratch_folder folder;
+  const mm_matrix m = mm_read(
+      folder.write("m.mtx", "%%MatrixMarket matrix coordinate real symmetric\n3 3 3\n3 2 1\n1 1 2\n3 2 4\n"));
+  EXPECT_EQ((std::vector<int64_t>{2, 0, 2}), m.rowind);
+  EXPECT_EQ((std::vector<int64_t>{1, 0, 1}), m.colind);
+  EXPECT_EQ((std::vector<double>{1, 2, 4}), m.re);
+  EXPECT_TRUE(m.im.empty());
+}
+
+TEST(mmio, text_returns_the_same_bits) {
+  zor_test::random_bits random(11);
+  std::vector<double> values = {0.0, -0.0,    inf,   -inf,     nan,
+                                0.1, 1.0 / 3, 1e308, 4.9e-324, -2.2250738585072011e-308};
+  while (values.size() < 4000) values.push_back(std::bit_cast<double>(random.next()));
+  const scratch_folder folder;
+  const mm_matrix real = mm_read(folder.write("r.mtx", mm_array_text(1000, 4, values.data())));
+  EXPECT_EQ(mm_field::real, real.field);
+  std::vector<double> back(values.size());
+  mm_fill(real, back.data());
+  EXPECT_TRUE(zor_test::same_bits(values.data(), back.data(), values.size()));
+
+  const auto* pairs = reinterpret_cast<const zor_c64*>(values.data());
+  const mm_matrix complex = mm_read(folder.write("c.mtx", mm_array_text(500, 4, pairs)));
+  ASSERT_EQ(2000u, complex.im.size());
+  for (size_t i = 0; i < complex.im.size(); ++i) {
+    EXPECT_EQ(zor_test::bits(pairs[i].re), zor_test::bits(complex.re[i])) << i;
+    EXPECT_EQ(zor_test::bits(pairs[i].im), zor_test::bits(complex.im[i])) << i;
+  }
+}
+
+TEST(mmio, refuses_a_dense_form_beyond_memory) {
+  const scratch_folder folder;
+  const std::string file = folder.write(
+      "m.mtx", "%%MatrixMarket matrix coordinate real general\n% huge\n10000000 10000000 1\n1 1 1\n");
+  const mm_matrix m = mm_read(file);
+  try {
+    mm_check_dense_size(m, sizeof(double));
+    ADD_FAILURE() << "accepted";
+  } catch (const input_error& e) {
+    EXPECT_TRUE(
+        std::string(e.what()).starts_with(file + ":3: 10000000 by 10000000 elements need 745058.1 GiB"))
+        << e.what();
+  }
+}
+
+}  // namespace

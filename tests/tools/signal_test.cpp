@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+// Recordings and columns of numbers, and the subcommand that transforms them.
+#include "tools/signal.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "tools/mmio.h"
+
+namespace {
+
+using zor_tools::signal;
+
+class Signal : public testing::Test {
+ protected:
+  std::string path(const char* name) { return std::string(testing::TempDir()) + "zor_signal_" + name; }
+  std::string write(const char* name, const std::string& bytes) {
+    std::ofstream(path(name), std::ios::binary) << bytes;
+    return path(name);
+  }
+};
+
+std::string wav(uint16_t code, uint16_t channels, uint16_t bits, const std::string& data) {
+  std::string out = "RIFF....WAVEodd \3";
+  out.append("\0\0\0abc\0fmt \x10\0\0\0", 15);
+  const uint32_t rate = 8000, bytes = rate * channels * bits / 8, size = uint32_t(data.size());
+  const uint16_t frame = uint16_t(channels * bits / 8);
+  const auto put = [&](auto v) { out.append(reinterpret_cast<const char*>(&v), sizeof v); };
+  put(code), put(channels), put(rate), put(bytes), put(frame), put(bits);
+  out += "data";
+  put(size);
+  return out + data;
+}
+
+TEST_F(Signal, ReadsEveryWavFormat) {
+  const float f[] = {0.5f, -0.25f};
+  const double d[] = {0.5, -0.25};
+  const struct {
+    uint16_t code, bits;
+    std::string data;
+  } cases[] = {{1, 8, std::string("\xC0\x60", 2)},
+               {1, 16, std::string("\0\x40\0\xE0", 4)},
+               {1, 24, std::string("\0\0\x40\0\0\xE0", 6)},
+               {1, 32, std::string("\0\0\0\x40\0\0\0\xE0", 8)},
+               {3, 32, std::string(reinterpret_cast<const char*>(f), sizeof f)},
+               {3, 64, std::string(reinterpret_cast<const char*>(d), sizeof d)}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.bits);
+    const signal mono = zor_tools::read_signal(write("a.wav", wav(c.code, 1, c.bits, c.data)), 1, 5);
+    EXPECT_EQ(mono.rate, 8000);
+    EXPECT_EQ(mono.samples, (std::vector<double>{0.5, -0.25}));
+    const signal second = zor_tools::read_signal(write("a.wav", wav(c.code, 2, c.bits, c.data)), 2, 5);
+    EXPECT_EQ(second.samples, (std::vector<double>{-0.25}));
+  }
+}
+
+TEST_F(Signal, ReadsColumns) {
+  const signal s =
+      zor_tools::read_signal(write("a.csv", "t,value\r\n# note\r\n0,1.5\r\n1; -2e3\n\n2\t 7"), 2, 10);
+  EXPECT_EQ(s.rate, 10);
+  EXPECT_EQ(s.samples, (std::vector<double>{1.5, -2000, 7}));
+  const signal back = zor_tools::read_signal(write("b.csv", zor_tools::csv_text(s)), 2, 10);
+  EXPECT_EQ(back.samples, s.samples);
+  const signal wav_back =
+      zor_tools::read_signal(write("b.wav", zor_tools::wav_text({{0.5, -0.125}, 44100})), 1, 1);
+  EXPECT_EQ(wav_back.rate, 44100);
+  EXPECT_EQ(wav_back.samples, (std::vector<double>{0.5, -0.125}));
+}
+
+TEST_F(Signal, NamesFaults) {
+  const struct {
+    std::string bytes;
+    int column;
+    const char* fault;
+  } cases[] = {{"1\n2\nx\n", 1, ":3: not a number"},    {"1,2\n3\n", 2, ":2: no column 2"},
+               {"1\ninf\n", 1, ":2: not a finite"},     {"# nothing\n", 1, ": no samples"},
+               {"1\n2abc\n", 1, ":2: not a number"},    {"RIFF....WAVx", 1, ": not a WAVE file"},
+               {wav(1, 1, 12, ""), 1, "not supported"}, {wav(1, 1, 16, "ab"), 2, "channel 2 of 1"}};
+  for (const auto& c : cases) {
+    try {
+      zor_tools::read_signal(write("bad", c.bytes), c.column, 1);
+      ADD_FAILURE() << "accepted, wanted " << c.fault;
+    } catch (const zor_tools::input_error& e) {
+      EXPECT_NE(std::string(e.what()).find(c.fault), std::string::npos) << e.what();
+    }
+  }
+}
+
+TEST_F(Signal, FilterKeepsTheLowToneAlone) {
+  std::ostringstream text;
+  for (int i = 0; i < 999; ++i)
+    text << 1 + std::cos(2 * M_PI * 10 * i / 999) + std::cos(2 * M_PI * 300 * i / 999) << '\n';
+  const std::string in = write("tones.txt", text.str());
+  const std::string command = std::string(ZOR_PROGRAM) + " fft " + in + " --rate 999 -o " + path("s.csv") +
+                              " --filter 100 --filtered " + path("low.csv") + " > /dev/null";
+  ASSERT_EQ(0, std::system(command.c_str()));
+  const signal amplitudes = zor_tools::read_signal(path("s.csv"), 2, 1);
+  ASSERT_EQ(amplitudes.samples.size(), 500u);
+  EXPECT_NEAR(amplitudes.samples[0], 1, 1e-5);
+  EXPECT_NEAR(amplitudes.samples[10], 1, 1e-5);
+  EXPECT_NEAR(amplitudes.samples[300], 1, 1e-5);
+  EXPECT_NEAR(amplitudes.samples[11], 0, 1e-5);
+  const signal low = zor_tools::read_signal(path("low.csv"), 2, 1);
+  ASSERT_EQ(low.samples.size(), 999u);
+  for (int i = 0; i < 999; ++i)
+    EXPECT_NEAR(low.samples[size_t(i)], 1 + std::cos(2 * M_PI * 10 * i / 999), 1e-4);
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# verify_as.sh BUILD CPU PROGRAM: runs PROGRAM verify with 1, 2 and 7 threads, sees that the loader chose BUILD and that
+# every digest is the one kept. CPU says how that build comes to be chosen:
+#   here       by a tunable that hides wider vectors from the loader
+#   by-path    by a search path that holds only that build's folder (a fourth argument)
+#   a name     on that processor of qemu-user
+# Exit status 77: cannot be run here.
+set -euo pipefail
+build=$1 cpu=$2 program=$3
+
+skip() { echo "not run: $1"; exit 77; }
+has() { grep -qw -m1 "$1" /proc/cpuinfo; }
+if [ "$cpu" = here ] || [ "$cpu" = by-path ]; then
+  case $build in
+    x86-64-v3) has avx2 || skip "this processor has no AVX2" ;;
+    x86-64-v4) has avx512f || skip "this processor has no AVX-512" ;;
+  esac
+fi
+threads=(1 2 7)
+command=("$program")
+case $cpu in
+  here)
+    case $build in
+      baseline) export GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2,-AVX512F ;;
+      x86-64-v3) export GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX512F ;;
+    esac ;;
+  by-path) export LD_LIBRARY_PATH=$4 ;;
+  *)
+    command -v qemu-x86_64 >/dev/null || skip "no qemu-x86_64"
+    threads=(1 7)
+    command=(qemu-x86_64 -cpu "$cpu" "$program") ;;
+esac
+
+for count in "${threads[@]}"; do
+  report=$("${command[@]}" verify --threads "$count")
+  echo "$report"
+  grep -q "^kernel $build " <<<"$report" || { echo "the loader did not choose $build"; exit 1; }
+done

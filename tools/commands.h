@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+// The subcommands of the program. Each returns the exit status: 0 done, 1 failed or different, 2 bad input.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zor_tools {
+
+struct matmul_options {
+  std::string a;
+  std::string b;
+  std::string output;  // empty: the product is not written
+  int32_t threads = 0;
+};
+int matmul(const matmul_options& options);
+
+int info();
+
+struct fft_options {
+  std::string input;     // WAV, text or CSV
+  int32_t column = 1;    // channel of a WAV file, column of text
+  double rate = 1;       // samples a second of text
+  std::string output;    // CSV file of the spectrum; empty: none
+  std::string plot;      // SVG file; empty: none
+  double highest = 0;    // the filter keeps frequencies up to this one
+  std::string filtered;  // file of the filtered signal, WAV when it ends in .wav; empty: no filter
+  int32_t threads = 0;
+};
+int fft(const fft_options& options);
+
+struct verify_options {
+  bool list = false;
+  std::vector<std::string> families;  // empty: all
+  int32_t threads = 0;
+  std::string update;  // a folder to write the digests into, instead of comparing
+};
+int verify(const verify_options& options);
+
+}  // namespace zor_tools

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+// The spectrum of a recording, and a low-pass filter by way of it.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <stdexcept>
+
+#include "bench/report.h"
+#include "tools/commands.h"
+#include "tools/digest.h"
+#include "tools/output_file.h"
+#include "tools/signal.h"
+#include "zor/core.h"
+#include "zor/dft.h"
+
+namespace zor_tools {
+namespace {
+
+// Stages of the work on long inputs; short ones are over before a bar could be read.
+constexpr size_t long_input = 1000000;
+class progress {
+ public:
+  explicit progress(size_t stages) : stages_(stages) {}
+  ~progress() { zor_bench::clear_progress(); }
+  void enter(size_t samples, const char* stage) {
+    if (samples >= long_input) zor_bench::show_progress(done_++, stages_, stage);
+  }
+
+ private:
+  size_t stages_;
+  size_t done_ = 0;
+};
+
+void expect_done(int32_t status) {
+  if (status != ZOR_DFT_OK) throw std::runtime_error(zor_fft_error_text(status));
+}
+
+// Real samples and n/2 + 1 complex values, out of place in either direction; forward divides by n.
+class transform {
+ public:
+  explicit transform(zor_int n) {
+    expect_done(zor_fft_create(&fft_, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 1, &n));
+    expect_done(zor_fft_set(fft_, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE));
+    expect_done(zor_fft_set(fft_, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
+    expect_done(zor_fft_set(fft_, ZOR_DFT_FORWARD_SCALE, 1.0 / double(n)));
+    expect_done(zor_fft_commit(fft_));
+  }
+  transform(const transform&) = delete;
+  transform& operator=(const transform&) = delete;
+  ~transform() { zor_fft_free(&fft_); }
+  void forward(std::vector<double>& x, std::vector<zor_c64>& y) {
+    expect_done(zor_fft_forward(fft_, x.data(), y.data()));
+  }
+  void backward(std::vector<zor_c64>& y, std::vector<double>& x) {
+    expect_done(zor_fft_backward(fft_, y.data(), x.data()));
+  }
+
+ private:
+  zor_fft fft_ = nullptr;
+};
+
+// Amplitude of the cosine of frequency k in the signal: both halves of the spectrum count, but for the ends.
+double amplitude(const std::vector<zor_c64>& spectrum, size_t k, size_t n) {
+  const double both = k == 0 || 2 * k == n ? 1 : 2;
+  return both * std::hypot(spectrum[k].re, spectrum[k].im);
+}
+
+std::string spectrum_text(const std::vector<zor_c64>& spectrum, size_t n, double rate) {
+  std::string out = "frequency,amplitude,phase\n";
+  for (size_t k = 0; k < spectrum.size(); ++k)
+    fmt::format_to(std::back_inserter(out), "{:.9g},{:.9g},{:.6g}\n", double(k) * rate / double(n),
+                   amplitude(spectrum, k, n), std::atan2(spectrum[k].im, spectrum[k].re));
+  return out;
+}
+
+// At most a few thousand points: of each stretch the highest, so that no line is lost.
+void plot_spectrum(const std::vector<zor_c64>& spectrum, size_t n, double rate, const std::string& file) {
+  if (file.find('\'') != std::string::npos || file.find('\n') != std::string::npos)
+    throw std::invalid_argument(file + ": a plot's name may not hold quotes or line ends");
+  FILE* gnuplot = popen("gnuplot", "w");
+  if (gnuplot == nullptr) throw std::runtime_error("gnuplot cannot be started");
+  fmt::print(
+      gnuplot,
+      "set terminal svg size 900,500 background 'white'\nset output '{}'\nset grid\nset xlabel 'frequency'\n"
+      "set ylabel 'amplitude'\nset logscale y\nunset key\nplot '-' with lines\n",
+      file);
+  constexpr size_t points = 4000;
+  const size_t stretch = (spectrum.size() + points - 1) / points;
+  for (size_t first = 0; first < spectrum.size(); first += stretch) {
+    size_t highest = first;
+    for (size_t k = first; k < std::min(first + stretch, spectrum.size()); ++k)
+      if (amplitude(spectrum, k, n) > amplitude(spectrum, highest, n)) highest = k;
+    fmt::print(gnuplot, "{} {}\n", double(highest) * rate / double(n),
+               std::max(amplitude(spectrum, highest, n), 1e-18));
+  }
+  fmt::print(gnuplot, "e\n");
+  if (pclose(gnuplot) != 0) throw std::runtime_error("gnuplot failed to draw " + file);
+}
+
+bool ends_with_wav(const std::string& name) {
+  return name.size() >= 4 && name.compare(name.size() - 4, 4, ".wav") == 0;
+}
+
+// What was cut off comes back as the difference: the samples are replaced by those of the frequencies kept.
+size_t filter(transform& t, std::vector<zor_c64> spectrum, double highest, signal* s) {
+  const size_t n = s->samples.size();
+  size_t removed = 0;
+  for (size_t k = 0; k < spectrum.size(); ++k)
+    if (double(k) * s->rate / double(n) > highest) {
+      spectrum[k] = {0, 0};
+      ++removed;
+    }
+  t.backward(spectrum, s->samples);
+  return removed;
+}
+
+}  // namespace
+
+int fft(const fft_options& options) {
+  zor_core_set_num_threads(options.threads);
+  progress bar(4);
+  signal s = read_signal(options.input, options.column, options.rate);
+  const size_t n = s.samples.size();
+  bar.enter(n, "planning");
+  transform t{zor_int(n)};
+  std::vector<zor_c64> spectrum(n / 2 + 1);
+  bar.enter(n, "transform");
+  const auto start = std::chrono::steady_clock::now();
+  t.forward(s.samples, spectrum);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  bar.enter(n, "writing the spectrum");
+  if (!options.output.empty()) output_file(options.output).commit(spectrum_text(spectrum, n, s.rate));
+  if (!options.plot.empty()) plot_spectrum(spectrum, n, s.rate, options.plot);
+  size_t peak = spectrum.size() > 1 ? 1 : 0;
+  for (size_t k = 1; k < spectrum.size(); ++k)
+    if (amplitude(spectrum, k, n) > amplitude(spectrum, peak, n)) peak = k;
+  digest sum;
+  sum.add(spectrum.data(), spectrum.size());
+  if (!options.filtered.empty()) {
+    bar.enter(n, "filter");
+    const size_t removed = filter(t, spectrum, options.highest, &s);
+    output_file(options.filtered).commit(ends_with_wav(options.filtered) ? wav_text(s) : csv_text(s));
+    fmt::print("filter      {} of {} frequencies above {:g} removed\n", removed, spectrum.size(),
+               options.highest);
+  }
+  zor_bench::clear_progress();
+  fmt::print("samples     {}, {:g} a second\n", n, s.rate);
+  fmt::print("mean        {:.9g}\n", spectrum[0].re);
+  fmt::print("peak        amplitude {:.9g} at frequency {:.9g}\n", amplitude(spectrum, peak, n),
+             double(peak) * s.rate / double(n));
+  fmt::print("time        {:.6f} s\n", seconds);
+  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
+  fmt::print("sha256      {}\n", sum.take());
+  return 0;
+}
+
+}  // namespace zor_tools

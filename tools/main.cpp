@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <stdexcept>
+
+#include "bench/bench.h"
+#include "bench/choose_build.h"
+#include "tools/commands.h"
+#include "tools/mmio.h"
+
+namespace {
+
+constexpr int status_failed = 1;
+constexpr int status_bad_input = 2;
+
+int fail(int status, const char* what) {
+  std::fprintf(stderr, "zor: %s\n", what);
+  return status;
+}
+
+void add_threads(CLI::App* command, int32_t& threads, const char* help) {
+  command->add_option("--threads", threads, help)->check(CLI::Range(1, 4096));
+}
+
+void add_matmul(CLI::App& app, zor_tools::matmul_options& options) {
+  CLI::App* command = app.add_subcommand("matmul", "Multiply two matrices in Matrix Market files");
+  command->add_option("A", options.a, "Left factor")->required();
+  command->add_option("B", options.b, "Right factor")->required();
+  command->add_option("-o,--output", options.output, "File for the product; appears whole or not at all");
+  add_threads(command, options.threads, "Threads at most");
+}
+
+void add_fft(CLI::App& app, zor_tools::fft_options& options) {
+  CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
+  command->add_option("FILE", options.input, "WAV, text or CSV file")->required();
+  command->add_option("--column", options.column, "Channel or column, from 1")->check(CLI::Range(1, 65535));
+  command->add_option("--rate", options.rate, "Samples a second of a text file")->check(CLI::PositiveNumber);
+  command->add_option("-o,--output", options.output, "CSV file for the spectrum");
+  command->add_option("--plot", options.plot, "Draw an SVG file");
+  CLI::Option* filter =
+      command->add_option("--filter", options.highest, "Keep the frequencies up to this one")
+          ->check(CLI::NonNegativeNumber);
+  CLI::Option* filtered = command->add_option("--filtered", options.filtered,
+                                              "File for the filtered signal; WAV when it ends in .wav");
+  filter->needs(filtered);
+  filtered->needs(filter);
+  add_threads(command, options.threads, "Threads at most");
+}
+
+void add_verify(CLI::App& app, zor_tools::verify_options& options) {
+  CLI::App* command = app.add_subcommand("verify", "Compare the bits of every routine with the kept digests");
+  command->add_flag("--list", options.list, "Print the digest of every name");
+  command->add_option("--family", options.families, "Only this family; may be repeated");
+  add_threads(command, options.threads, "Threads at most");
+  command->add_option("--update", options.update, "Write the digests into this folder instead of comparing")
+      ->check(CLI::ExistingDirectory);
+}
+
+void add_bench(CLI::App& app, zor_bench::options& options) {
+  CLI::App* command = app.add_subcommand("bench", "Measure speed side by side with other libraries");
+  command->add_option("--family", options.families,
+                      "gemm, vector, pool, dft1, dftreal or dftnd; may be repeated");
+  command->add_option("--case", options.filter,
+                      "Only cases whose name has a match of this regular expression");
+  command->add_flag("--csv", options.csv, "Print comma-separated values instead of tables");
+  command->add_option("--plot", options.plot, "Draw an SVG file");
+  add_threads(command, options.threads, "Threads of every library");
+  command->add_flag("--quick", options.quick,
+                    "Small sizes, each once: a check that all runs, no measurement");
+  command->add_option("--seconds", options.seconds, "Time spent on each case")
+      ->check(CLI::Range(0.001, 600.0));
+  command->add_option("--build", options.build, "Kernel library to run")
+      ->check(CLI::IsMember({"baseline", "v3", "v4"}));
+  command->add_option("--openblas-core", options.openblas_core, "Core type OpenBLAS is made to use");
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("zor: numerical kernels with the same bits on every processor");
+  app.set_version_flag("--version", "zor " ZOR_VERSION);
+  app.require_subcommand(1);
+  zor_tools::matmul_options matmul;
+  zor_tools::fft_options fft;
+  zor_tools::verify_options verify;
+  zor_bench::options bench;
+  add_matmul(app, matmul);
+  app.add_subcommand("info", "Tell which libraries run, and why");
+  add_fft(app, fft);
+  add_verify(app, verify);
+  add_bench(app, bench);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    if (e.get_exit_code() == 0) return app.exit(e);
+    return fail(status_bad_input, e.what());
+  }
+  if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
+  if (app.got_subcommand("fft")) return zor_tools::fft(fft);
+  if (app.got_subcommand("info")) return zor_tools::info();
+  if (app.got_subcommand("verify")) return zor_tools::verify(verify);
+  zor_bench::choose_build(bench.build, argv);
+  return zor_bench::run(bench);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const int status = run(argc, argv);
+    if (std::fflush(stdout) != 0) return fail(status_failed, "the standard output cannot be written");
+    return status;
+  } catch (const zor_tools::input_error& e) {
+    return fail(status_bad_input, e.what());
+  } catch (const std::invalid_argument& e) {
+    return fail(status_bad_input, e.what());
+  } catch (const std::bad_alloc&) {
+    return fail(status_failed, "memory is short");
+  } catch (const std::exception& e) {
+    return fail(status_failed, e.what());
+  }
+}

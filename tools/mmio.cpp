@@ -1,0 +1,354 @@
+// SPDX-License-Identifier: MIT
+#include "tools/mmio.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+namespace zor_tools {
+namespace {
+
+using std::string_view;
+
+std::string read_file(const std::string& file) {
+  std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(file.c_str(), "rb"), std::fclose);
+  if (!stream) throw input_error(file, std::strerror(errno));
+  std::string text;
+  std::vector<char> chunk(1 << 16);
+  for (size_t got; (got = std::fread(chunk.data(), 1, chunk.size(), stream.get())) > 0;)
+    text.append(chunk.data(), got);
+  if (std::ferror(stream.get())) throw input_error(file, std::strerror(errno));
+  return text;
+}
+
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }
+
+// Takes the next word off the front of a line; empty at its end.
+string_view take_word(string_view& line) {
+  size_t first = 0;
+  while (first < line.size() && is_blank(line[first])) ++first;
+  size_t last = first;
+  while (last < line.size() && !is_blank(line[last])) ++last;
+  const string_view word = line.substr(first, last - first);
+  line.remove_prefix(last);
+  return word;
+}
+
+std::string lower(string_view word) {
+  std::string text(word);
+  for (char& c : text) c = char(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// A word as it may stand in a message: cut short, unprintable bytes as '?'.
+std::string quoted(string_view word) {
+  std::string text(word.substr(0, 40));
+  for (char& c : text)
+    if (!std::isprint(static_cast<unsigned char>(c))) c = '?';
+  return "'" + text + (word.size() > 40 ? "...'" : "'");
+}
+
+// The lines of a file, with the number of the one at hand.
+class line_reader {
+ public:
+  line_reader(const std::string& file, string_view text) : file_(file), rest_(text) {}
+
+  bool next(string_view& line) {
+    if (rest_.empty()) return false;
+    const size_t end = rest_.find('\n');
+    line = rest_.substr(0, end);
+    rest_.remove_prefix(end == string_view::npos ? rest_.size() : end + 1);
+    ++number_;
+    return true;
+  }
+
+  // Skips blank lines and comments.
+  bool next_data(string_view& line) {
+    while (next(line)) {
+      string_view probe = line;
+      const string_view word = take_word(probe);
+      if (!word.empty() && word[0] != '%') return true;
+    }
+    return false;
+  }
+
+  int64_t number() const { return number_; }
+  size_t bytes_left() const { return rest_.size(); }
+  [[noreturn]] void fail(const std::string& fault) const {
+    throw input_error(file_, std::max<int64_t>(number_, 1), fault);
+  }
+
+ private:
+  const std::string& file_;
+  string_view rest_;
+  int64_t number_ = 0;
+};
+
+template <class E>
+struct keyword {
+  const char* word;
+  E value;
+};
+constexpr keyword<mm_format> formats[] = {{"array", mm_format::array}, {"coordinate", mm_format::coordinate}};
+constexpr keyword<mm_field> fields[] = {{"real", mm_field::real},
+                                        {"double", mm_field::real},
+                                        {"integer", mm_field::integer},
+                                        {"complex", mm_field::complex},
+                                        {"pattern", mm_field::pattern}};
+constexpr keyword<mm_symmetry> symmetries[] = {{"general", mm_symmetry::general},
+                                               {"symmetric", mm_symmetry::symmetric},
+                                               {"skew-symmetric", mm_symmetry::skew},
+                                               {"hermitian", mm_symmetry::hermitian}};
+
+template <class E, size_t N>
+E take_keyword(const line_reader& lines, string_view& line, const char* what, const keyword<E> (&table)[N]) {
+  const string_view word = take_word(line);
+  if (word.empty()) lines.fail(fmt::format("the banner names no {}", what));
+  const std::string wanted = lower(word);
+  for (const auto& entry : table)
+    if (wanted == entry.word) return entry.value;
+  lines.fail(fmt::format("unknown {} {}", what, quoted(word)));
+}
+
+void read_banner(line_reader& lines, mm_matrix& m) {
+  string_view line;
+  if (!lines.next(line)) lines.fail("the file is empty");
+  const string_view mark = take_word(line);
+  if (lower(mark) != "%%matrixmarket") lines.fail("no Matrix Market banner: expected %%MatrixMarket");
+  const string_view object = take_word(line);
+  if (lower(object) != "matrix")
+    lines.fail(fmt::format("unknown object {}: expected matrix", quoted(object)));
+  m.format = take_keyword(lines, line, "format", formats);
+  m.field = take_keyword(lines, line, "field", fields);
+  m.symmetry = take_keyword(lines, line, "symmetry", symmetries);
+  if (const string_view more = take_word(line); !more.empty())
+    lines.fail(fmt::format("unexpected {} behind the banner", quoted(more)));
+  if (m.field == mm_field::pattern && m.format == mm_format::array)
+    lines.fail("an array file cannot hold a pattern");
+  if (m.field == mm_field::pattern && m.symmetry != mm_symmetry::general &&
+      m.symmetry != mm_symmetry::symmetric)
+    lines.fail("a pattern is general or symmetric");
+  if (m.symmetry == mm_symmetry::hermitian && m.field != mm_field::complex)
+    lines.fail("a Hermitian matrix has complex entries");
+}
+
+int64_t take_integer(const line_reader& lines, string_view& line, const char* what) {
+  string_view word = take_word(line);
+  if (word.empty()) lines.fail(fmt::format("{} is missing", what));
+  const string_view whole = word;
+  if (word.size() > 1 && word[0] == '+' && word[1] != '-') word.remove_prefix(1);
+  int64_t value;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+  if (error == std::errc::result_out_of_range)
+    lines.fail(fmt::format("{} {} is out of range", what, quoted(whole)));
+  if (error != std::errc() || end != word.data() + word.size())
+    lines.fail(fmt::format("{} {} is not an integer", what, quoted(whole)));
+  return value;
+}
+
+// A decimal number rounded to nearest. Below the subnormal range it becomes zero; above the range it is
+// refused.
+double take_real(const line_reader& lines, string_view& line, const char* what) {
+  string_view word = take_word(line);
+  if (word.empty()) lines.fail(fmt::format("{} is missing", what));
+  const string_view whole = word;
+  if (word.size() > 1 && word[0] == '+' && word[1] != '-') word.remove_prefix(1);
+  double value;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+  if (end != word.data() + word.size() || error == std::errc::invalid_argument)
+    lines.fail(fmt::format("{} {} is not a number", what, quoted(whole)));
+  if (error == std::errc::result_out_of_range) {
+    value = std::strtod(std::string(word).c_str(), nullptr);
+    if (std::isinf(value)) lines.fail(fmt::format("{} {} is beyond double precision", what, quoted(whole)));
+  }
+  return value;
+}
+
+double take_whole(const line_reader& lines, string_view& line, const char* what) {
+  const int64_t value = take_integer(lines, line, what);
+  if (value != int64_t(double(value)) || std::abs(double(value)) > 0x1p53)
+    lines.fail(fmt::format("{} {} is not exact in double precision", what, value));
+  return double(value);
+}
+
+void read_value(const line_reader& lines, string_view& line, mm_matrix& m) {
+  switch (m.field) {
+    case mm_field::real:
+      m.re.push_back(take_real(lines, line, "the value"));
+      break;
+    case mm_field::integer:
+      m.re.push_back(take_whole(lines, line, "the value"));
+      break;
+    case mm_field::pattern:
+      m.re.push_back(1);
+      break;
+    case mm_field::complex:
+      m.re.push_back(take_real(lines, line, "the real part"));
+      m.im.push_back(take_real(lines, line, "the imaginary part"));
+      break;
+  }
+}
+
+void check_place(const line_reader& lines, const mm_matrix& m, int64_t row, int64_t col) {
+  if (row < 0 || row >= m.rows) lines.fail(fmt::format("row {} is not in 1 to {}", row + 1, m.rows));
+  if (col < 0 || col >= m.cols) lines.fail(fmt::format("column {} is not in 1 to {}", col + 1, m.cols));
+  if (m.symmetry != mm_symmetry::general && row < col)
+    lines.fail("an entry above the diagonal: this kind of matrix stores its lower triangle");
+  if (m.symmetry == mm_symmetry::skew && row == col)
+    lines.fail("an entry on the diagonal of a skew-symmetric matrix");
+}
+
+// Entries an array file has: whole columns, or the lower triangle with or without its diagonal.
+int64_t array_entries(const mm_matrix& m) {
+  if (m.symmetry == mm_symmetry::general) return m.rows * m.cols;
+  const int64_t full = m.rows * (m.rows - 1) / 2;
+  return m.symmetry == mm_symmetry::skew ? full : full + m.rows;
+}
+
+// The place behind (row, col) in an array file's order.
+void step_place(const mm_matrix& m, int64_t& row, int64_t& col) {
+  if (++row < m.rows) return;
+  ++col;
+  row = m.symmetry == mm_symmetry::general ? 0 : m.symmetry == mm_symmetry::skew ? col + 1 : col;
+}
+
+// Reads the size line and returns the number of entries that follow.
+int64_t read_size(line_reader& lines, mm_matrix& m) {
+  string_view line;
+  if (!lines.next_data(line)) lines.fail("the file ends before the size line");
+  m.size_line = lines.number();
+  m.rows = take_integer(lines, line, "the number of rows");
+  m.cols = take_integer(lines, line, "the number of columns");
+  int64_t count = 0;
+  const bool coordinate = m.format == mm_format::coordinate;
+  if (coordinate) count = take_integer(lines, line, "the number of entries");
+  if (const string_view more = take_word(line); !more.empty())
+    lines.fail(fmt::format("unexpected {} behind the sizes", quoted(more)));
+  if (m.rows < 0 || m.cols < 0 || count < 0) lines.fail("a size is negative");
+  int64_t places;
+  if (__builtin_mul_overflow(m.rows, m.cols, &places) || places > INT64_MAX / 32)
+    lines.fail(fmt::format("{} by {} elements are too many", m.rows, m.cols));
+  if (m.symmetry != mm_symmetry::general && m.rows != m.cols)
+    lines.fail(fmt::format("a symmetric kind of matrix is square, not {} by {}", m.rows, m.cols));
+  if (!coordinate) count = array_entries(m);
+  // No entry takes less than one digit and, but for the last one, a line end.
+  if (uint64_t(count) > (lines.bytes_left() + 1) / 2)
+    lines.fail(fmt::format("{} entries announced, but only {} bytes follow", count, lines.bytes_left()));
+  return count;
+}
+
+void read_entries(line_reader& lines, mm_matrix& m, int64_t count) {
+  m.rowind.reserve(size_t(count));
+  m.colind.reserve(size_t(count));
+  m.re.reserve(size_t(count));
+  if (m.field == mm_field::complex) m.im.reserve(size_t(count));
+  int64_t row = m.symmetry == mm_symmetry::skew ? 1 : 0, col = 0;
+  for (int64_t entry = 0; entry < count; ++entry) {
+    string_view line;
+    if (!lines.next_data(line)) lines.fail(fmt::format("the file ends after {} of {} entries", entry, count));
+    if (m.format == mm_format::coordinate) {
+      row = take_integer(lines, line, "the row") - 1;
+      col = take_integer(lines, line, "the column") - 1;
+      check_place(lines, m, row, col);
+    }
+    m.rowind.push_back(row);
+    m.colind.push_back(col);
+    read_value(lines, line, m);
+    if (m.symmetry == mm_symmetry::hermitian && row == col && m.im.back() != 0)
+      lines.fail("the imaginary part on the diagonal of a Hermitian matrix is not zero");
+    if (const string_view more = take_word(line); !more.empty())
+      lines.fail(fmt::format("unexpected {} behind the entry", quoted(more)));
+    if (m.format == mm_format::array) step_place(m, row, col);
+  }
+  string_view line;
+  if (lines.next_data(line))
+    lines.fail(fmt::format("unexpected {} behind the last entry", quoted(take_word(line))));
+}
+
+void store(double& x, double re, double, bool add) { x = add ? x + re : re; }
+void store(zor_c64& x, double re, double im, bool add) {
+  x = add ? zor_c64{x.re + re, x.im + im} : zor_c64{re, im};
+}
+
+void put_value(std::string& text, double value) {
+  if (std::isnan(value)) {
+    text += "nan";
+    return;
+  }
+  char digits[40];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 17).ptr;
+  text.append(digits, end);
+}
+
+std::string banner(const char* field, int64_t rows, int64_t cols) {
+  return fmt::format("%%MatrixMarket matrix array {} general\n{} {}\n", field, rows, cols);
+}
+
+}  // namespace
+
+mm_matrix mm_read(const std::string& file) {
+  const std::string text = read_file(file);
+  mm_matrix m{};
+  m.file = file;
+  line_reader lines(m.file, text);
+  read_banner(lines, m);
+  read_entries(lines, m, read_size(lines, m));
+  return m;
+}
+
+template <class T>
+void mm_fill(const mm_matrix& m, T* dense) {
+  std::fill_n(dense, m.rows * m.cols, T{});
+  const bool add = m.format == mm_format::coordinate;  // an array file has each place once, a -0 of it stays
+  const double mirror_re = m.symmetry == mm_symmetry::skew ? -1 : 1;
+  const double mirror_im = m.im.empty() || m.symmetry == mm_symmetry::symmetric ? 1 : -1;
+  for (size_t i = 0; i < m.re.size(); ++i) {
+    const int64_t row = m.rowind[i], col = m.colind[i];
+    const double re = m.re[i], im = m.im.empty() ? 0 : m.im[i];
+    store(dense[row + col * m.rows], re, im, add);
+    if (m.symmetry != mm_symmetry::general && row != col)
+      store(dense[col + row * m.rows], mirror_re * re, mirror_im * im, add);
+  }
+}
+template void mm_fill(const mm_matrix&, double*);
+template void mm_fill(const mm_matrix&, zor_c64*);
+
+void mm_check_dense_size(const mm_matrix& m, size_t element_bytes) {
+  const double memory = double(sysconf(_SC_PHYS_PAGES)) * double(sysconf(_SC_PAGESIZE));
+  const double wanted = double(m.rows) * double(m.cols) * double(element_bytes);
+  if (wanted > memory)
+    throw input_error(m.file, m.size_line,
+                      fmt::format("{} by {} elements need {:.1f} GiB, this machine has {:.1f}", m.rows,
+                                  m.cols, wanted / 0x1p30, memory / 0x1p30));
+}
+
+std::string mm_array_text(int64_t rows, int64_t cols, const double* dense) {
+  std::string text = banner("real", rows, cols);
+  for (int64_t i = 0; i < rows * cols; ++i) {
+    put_value(text, dense[i]);
+    text += '\n';
+  }
+  return text;
+}
+
+std::string mm_array_text(int64_t rows, int64_t cols, const zor_c64* dense) {
+  std::string text = banner("complex", rows, cols);
+  for (int64_t i = 0; i < rows * cols; ++i) {
+    put_value(text, dense[i].re);
+    text += ' ';
+    put_value(text, dense[i].im);
+    text += '\n';
+  }
+  return text;
+}
+
+}  // namespace zor_tools

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// Matrix Market files.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "zor/types.h"
+
+namespace zor_tools {
+
+// A fault of a file the user named. what() reads "FILE:LINE: fault", or "FILE: fault" when no line is to
+// blame.
+class input_error : public std::runtime_error {
+ public:
+  input_error(const std::string& file, int64_t line, const std::string& fault)
+      : std::runtime_error(file + ":" + std::to_string(line) + ": " + fault) {}
+  input_error(const std::string& file, const std::string& fault) : std::runtime_error(file + ": " + fault) {}
+};
+
+enum class mm_format { array, coordinate };
+enum class mm_field { real, integer, complex, pattern };
+enum class mm_symmetry { general, symmetric, skew, hermitian };
+
+// The entries of a file as they stand there, one after the other: a symmetric kind keeps its lower triangle
+// only. rowind and colind are 0-based. A pattern's entries have the value 1.
+struct mm_matrix {
+  std::string file;
+  int64_t size_line;
+  mm_format format;
+  mm_field field;
+  mm_symmetry symmetry;
+  int64_t rows;
+  int64_t cols;
+  std::vector<int64_t> rowind;
+  std::vector<int64_t> colind;
+  std::vector<double> re;
+  std::vector<double> im;  // empty unless the field is complex
+};
+
+// Reads a whole file. Accepted beyond the format's letter: CRLF line ends, blank and comment lines anywhere
+// behind the banner, "nan" and "inf" as values. Throws input_error.
+mm_matrix mm_read(const std::string& file);
+
+// Fills a column-major rows by cols array, leading dimension rows: coordinate entries of one place are added
+// in the order of the file, and a symmetric kind gets both triangles. T is double or zor_c64; double needs a
+// field other than complex.
+template <class T>
+void mm_fill(const mm_matrix& matrix, T* dense);
+
+// Throws input_error at the size line when rows * cols elements of that many bytes exceed the machine's
+// memory.
+void mm_check_dense_size(const mm_matrix& matrix, size_t element_bytes);
+
+// The text of a general array file; values have 17 digits, so that a reader gets the same bits back.
+std::string mm_array_text(int64_t rows, int64_t cols, const double* dense);
+std::string mm_array_text(int64_t rows, int64_t cols, const zor_c64* dense);
+
+}  // namespace zor_tools

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// A file that appears whole or not at all.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zor_tools {
+
+// Opens a temporary file in the target's folder; commit() writes and renames it. Without a commit nothing is
+// left behind. A target that exists and is no regular file (a device, a pipe) is written in place. Throws
+// std::runtime_error with "FILE: fault".
+class output_file {
+ public:
+  explicit output_file(const std::string& target);
+  ~output_file();
+  output_file(const output_file&) = delete;
+  output_file& operator=(const output_file&) = delete;
+
+  void commit(std::string_view text);
+
+ private:
+  [[noreturn]] void fail();
+  std::string target_;
+  std::string real_;
+  std::string temporary_;  // empty when the target is written in place
+  int fd_ = -1;
+};
+
+}  // namespace zor_tools

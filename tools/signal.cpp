@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "tools/signal.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "tools/mmio.h"
+
+namespace zor_tools {
+namespace {
+
+// Little-endian fields of a RIFF file, as on the processor.
+template <class T>
+T field(const std::string& bytes, size_t at) {
+  T value;
+  std::memcpy(&value, bytes.data() + at, sizeof value);
+  return value;
+}
+
+struct wav_format {
+  uint16_t code, channels, bits;
+  uint32_t rate;
+};
+
+constexpr uint16_t integers = 1, floating = 3, extensible = 0xFFFE;
+
+wav_format parse_format(const std::string& file, const std::string& bytes, size_t at, size_t size) {
+  if (size < 16) throw input_error(file, "format chunk of " + std::to_string(size) + " bytes");
+  wav_format f{field<uint16_t>(bytes, at), field<uint16_t>(bytes, at + 2), field<uint16_t>(bytes, at + 14),
+               field<uint32_t>(bytes, at + 4)};
+  if (f.code == extensible && size >= 26) f.code = field<uint16_t>(bytes, at + 24);
+  const bool known = (f.code == integers && (f.bits == 8 || f.bits == 16 || f.bits == 24 || f.bits == 32)) ||
+                     (f.code == floating && (f.bits == 32 || f.bits == 64));
+  if (!known)
+    throw input_error(file,
+                      fmt::format("samples of format {} with {} bits are not supported", f.code, f.bits));
+  if (f.channels == 0 || f.rate == 0) throw input_error(file, "no channel, or a rate of 0");
+  return f;
+}
+
+double sample(const std::string& bytes, size_t at, const wav_format& f) {
+  if (f.code == floating) return f.bits == 32 ? double(field<float>(bytes, at)) : field<double>(bytes, at);
+  switch (f.bits) {
+    case 8:
+      return (double(field<uint8_t>(bytes, at)) - 128) / 128;
+    case 16:
+      return field<int16_t>(bytes, at) / 32768.0;
+    case 24: {
+      const uint32_t low = field<uint8_t>(bytes, at) | field<uint8_t>(bytes, at + 1) << 8;
+      return (field<int8_t>(bytes, at + 2) * 65536.0 + low) / 8388608.0;
+    }
+    default:
+      return field<int32_t>(bytes, at) / 2147483648.0;
+  }
+}
+
+signal read_wav(const std::string& file, const std::string& bytes, int channel) {
+  if (bytes.size() < 12 || bytes.compare(8, 4, "WAVE") != 0) throw input_error(file, "not a WAVE file");
+  wav_format format{};
+  for (size_t at = 12; at + 8 <= bytes.size();) {
+    const std::string name = bytes.substr(at, 4);
+    size_t size = field<uint32_t>(bytes, at + 4);
+    at += 8;
+    size = std::min(size, bytes.size() - at);
+    if (name == "fmt ") format = parse_format(file, bytes, at, size);
+    if (name == "data") {
+      if (format.channels == 0) throw input_error(file, "samples before their format");
+      if (channel > format.channels)
+        throw input_error(file, fmt::format("channel {} of {}", channel, format.channels));
+      const size_t width = format.bits / 8, frame = width * format.channels;
+      signal s{{}, double(format.rate)};
+      for (size_t i = 0; i + frame <= size; i += frame)
+        s.samples.push_back(sample(bytes, at + i + width * size_t(channel - 1), format));
+      return s;
+    }
+    at += size + size % 2;
+  }
+  throw input_error(file, "no samples");
+}
+
+// The text of a column, or null when the line has fewer.
+const char* find_column(const char* line, int column) {
+  for (;;) {
+    line += std::strspn(line, " \t");
+    if (--column == 0) return line;
+    line += std::strcspn(line, ",; \t");
+    line += std::strspn(line, " \t");
+    if (*line == ',' || *line == ';') ++line;
+    if (*line == '\0') return nullptr;
+  }
+}
+
+signal read_columns(const std::string& file, const std::string& text, int column, double rate) {
+  signal s{{}, rate};
+  int64_t number = 0;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = std::min(text.find('\n', at), text.size());
+    std::string line = text.substr(at, end - at);
+    at = end + 1;
+    ++number;
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.find_first_not_of(" \t") == std::string::npos || line[0] == '#') continue;
+    const char* value = find_column(line.c_str(), column);
+    if (value == nullptr) throw input_error(file, number, fmt::format("no column {}", column));
+    char* rest = nullptr;
+    const double x = std::strtod(value, &rest);
+    if (rest == value || std::strchr(",; \t", *rest) == nullptr) {
+      if (s.samples.empty() && number == 1) continue;
+      throw input_error(file, number, "not a number");
+    }
+    if (!std::isfinite(x)) throw input_error(file, number, "not a finite number");
+    s.samples.push_back(x);
+  }
+  if (s.samples.empty()) throw input_error(file, "no samples");
+  return s;
+}
+
+template <class T>
+void put(std::string& out, T value) {
+  out.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+}  // namespace
+
+signal read_signal(const std::string& file, int column, double rate) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) throw input_error(file, "cannot be read");
+  const std::string bytes{std::istreambuf_iterator<char>(in), {}};
+  if (in.bad()) throw input_error(file, "cannot be read");
+  if (bytes.compare(0, 4, "RIFF") == 0) return read_wav(file, bytes, column);
+  return read_columns(file, bytes, column, rate);
+}
+
+std::string wav_text(const signal& s) {
+  const uint32_t size = uint32_t(4 * s.samples.size()), rate = uint32_t(s.rate);
+  std::string out = "RIFF";
+  put(out, uint32_t(36 + size));
+  out += "WAVEfmt ";
+  put(out, uint32_t(16));
+  put(out, floating);
+  put(out, uint16_t(1));
+  put(out, rate);
+  put(out, uint32_t(4 * rate));
+  put(out, uint16_t(4));
+  put(out, uint16_t(32));
+  out += "data";
+  put(out, size);
+  for (const double x : s.samples) put(out, float(x));
+  return out;
+}
+
+std::string csv_text(const signal& s) {
+  std::string out = "seconds,value\n";
+  for (size_t i = 0; i < s.samples.size(); ++i)
+    fmt::format_to(std::back_inserter(out), "{:.9g},{:.17g}\n", double(i) / s.rate, s.samples[i]);
+  return out;
+}
+
+}  // namespace zor_tools

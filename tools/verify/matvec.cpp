@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// Matrix-vector products and rank-one updates: the kernels and the threaded entries.
+#include "tools/verify/battery.h"
+#include "zor/blas.h"
+
+namespace zor_tools {
+namespace {
+
+struct shape {
+  zor_int m, n;
+};
+constexpr shape shapes[] = {{1, 1}, {2, 3},   {4, 4},   {5, 9},   {8, 1},
+                            {9, 7}, {17, 12}, {33, 31}, {130, 5}, {6, 140}};
+constexpr shape divided = {603, 517};  // large enough to be divided over threads
+
+constexpr zor_int increments[][2] = {{1, 1}, {2, -1}, {-1, 3}, {-2, -2}};
+constexpr double factors[][2] = {{1, 0}, {0, 0}, {-0.6, 0.4}};
+
+size_t extent(zor_int n, zor_int inc) { return size_t((n - 1) * (inc < 0 ? -inc : inc) + 1); }
+
+template <class T>
+using gemv_fn = void(const char*, const zor_int*, const zor_int*, const T*, const T*, const zor_int*,
+                     const T*, const zor_int*, const T*, T*, const zor_int*);
+
+template <class T>
+void product(recorder& out, gemv_fn<T>* fn, char trans, shape s, zor_int incx, zor_int incy, uint64_t turn,
+             content kind) {
+  numbers source(turn);
+  const zor_int lda = s.m + zor_int(turn % 3);
+  block<T> a(size_t(lda * s.n), turn % 2, source, kind);
+  block<T> x(extent(trans == 'N' ? s.n : s.m, incx), turn / 2 % 2, source, kind);
+  block<T> y(extent(trans == 'N' ? s.m : s.n, incy), turn / 3 % 2, source);
+  const double* const f = factors[turn % 3 == 1 ? 2 : turn % 3];
+  const double* const g = factors[turn / 3 % 3];
+  const T alpha = scalar<T>(f[0], f[1]), beta = scalar<T>(g[0], g[1]);
+  fn(&trans, &s.m, &s.n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y.data(), &incy);
+  y.record(out);
+}
+
+template <class T>
+void products(recorder& out, gemv_fn<T>* fn) {
+  uint64_t turn = 0;
+  for (const content kind : {content::ordinary, content::special})
+    for (const shape s : shapes)
+      for (const char trans : {'N', 'T', 'C'})
+        for (const auto& inc : increments) product(out, fn, trans, s, inc[0], inc[1], ++turn, kind);
+  for (const char trans : {'N', 'T', 'C'}) product(out, fn, trans, divided, 1, 1, ++turn, content::ordinary);
+}
+
+template <class T>
+void updates(recorder& out, void (*fn)(const char*, const zor_int*, const T*, const T*, const zor_int*, T*,
+                                       const zor_int*)) {
+  uint64_t turn = 0;
+  for (const zor_int n : {1, 2, 3, 4, 7, 9, 16, 35, 611})
+    for (const char uplo : {'U', 'L'})
+      for (const zor_int inc : {1, -1, 2, -3}) {
+        numbers source(++turn);
+        const zor_int lda = n + zor_int(turn % 2);
+        block<T> a(size_t(lda * n), turn % 3, source);
+        block<T> x(extent(n, inc), turn % 2, source, n % 2 == 0 ? content::special : content::ordinary);
+        const T alpha = T(-0.7);
+        fn(&uplo, &n, &alpha, x.data(), &inc, a.data(), &lda);
+        a.record(out);
+      }
+}
+
+}  // namespace
+
+void run_matvec(recorder& out) {
+#define ROW_XGEMV(name, T) \
+  if (out.begin(#name)) products<T>(out, name);
+#define ROW_XSYR(name, T) \
+  if (out.begin(#name)) updates<T>(out, name);
+#include "zor/tables/blas_matvec.inc"
+
+#define ROW_GEMV(name, T) \
+  if (out.begin(#name)) products<T>(out, name);
+#define ROW_SYR(name, T) \
+  if (out.begin(#name)) updates<T>(out, name);
+#include "zor/tables/core_blas.inc"
+}
+
+}  // namespace zor_tools
