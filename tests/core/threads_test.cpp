@@ -7,6 +7,8 @@
 
 #include <cfenv>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <limits>
 #include <thread>
@@ -156,17 +158,29 @@ size_t threads_alive() {
   return size_t(std::distance(begin(tasks), end(tasks)));
 }
 
+// The threads that a small and then a large product added, as "small large".
+std::string threads_added_by_products() {
+  zor_core_set_num_threads(7);
+  const size_t before = threads_alive();
+  gemm_operands<double>({'N', 'N', 8, 8, 8}).run(zor_blas_dgemm);
+  const size_t after_small = threads_alive();
+  gemm_operands<double>({'N', 'N', 300, 300, 300}).run(zor_blas_dgemm);
+  return std::to_string(after_small - before) + " " + std::to_string(threads_alive() - after_small);
+}
+
+// Counted in a process of its own, started afresh: here threads of earlier teams may still be on their way
+// out.
 TEST(Threads, AreTakenForLargeCallsOnly) {
-  std::thread([] {  // a thread of its own has no team yet
-    threads_in_force seven(7);
-    EXPECT_EQ(7, zor_core_num_threads());
-    const size_t before = threads_alive();
-    gemm_operands<double>({'N', 'N', 8, 8, 8}).run(zor_blas_dgemm);
-    EXPECT_EQ(before, threads_alive());
-    gemm_operands<double>({'N', 'N', 300, 300, 300}).run(zor_blas_dgemm);
-    EXPECT_EQ(before + 6, threads_alive());
-  })
-      .join();
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        std::fputs(("added " + threads_added_by_products()).c_str(), stderr);
+        std::_Exit(0);
+      },
+      ::testing::ExitedWithCode(0), "added 0 6");
+}
+
+TEST(Threads, ANegativeCountMeansTheDefault) {
   zor_core_set_num_threads(-4);
   EXPECT_EQ(omp_get_max_threads(), zor_core_num_threads());
 }
