@@ -229,10 +229,8 @@ bool chain_build(chain<R>* c, int32_t n, form outer) {
   std::memset(c, 0, sizeof *c);
   c->n = n;
   c->outer = outer;
-  c->passes[0].run = find_straight<R>(n, outer);
-  // In single precision the chain's own passes were measured to be faster.
-  if (c->passes[0].run == nullptr && outer == form::interleaved && sizeof(R) == sizeof(double))
-    c->passes[0].run = find_two_passes<R>(n);
+  if (outer == form::interleaved) c->passes[0].run = find_two_passes<R>(n);
+  if (c->passes[0].run == nullptr) c->passes[0].run = find_straight<R>(n, outer);
   if (c->passes[0].run != nullptr) return true;
   const bool two = (n & (n - 1)) == 0;
   c->inner = two && outer == form::interleaved ? form::blocked : form::split;

@@ -33,7 +33,8 @@ bool chain_build_batch(chain<R>* c, int32_t length, int32_t batch);
 template <class R>
 void chain_run_batch(const chain<R>& c, R* a_re, R* a_im, R* b_re, R* b_im);
 
-// Interleaved transforms of 64 and 128 values over tables made by the compiler; null for other lengths.
+// Interleaved transforms of 16, 32, 64 and 128 values over tables made by the compiler; null for other
+// lengths.
 template <class R>
 pass_run<R> find_two_passes(int32_t n);
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cmath>
+#include <cstring>
 
 #include "dft/engine/memory.h"
 #include "dft/engine/plan.h"
@@ -126,7 +127,7 @@ pass_data<R> ends_of(const void* in, void* out, direction d, R scale) {
 }
 
 template <class R, layout L>
-void run_tables(const plan& p, const void* in, void* out, direction d, R scale, R* work) {
+void run_tables(const plan& p, const void* in, R end, void* out, direction d, R scale, R* work) {
   const flavour_tables<R>& t = tables_of<R>(p.tables);
   if (L == layout::real || p.unordered) {
     const R* x = static_cast<const R*>(in);
@@ -134,7 +135,7 @@ void run_tables(const plan& p, const void* in, void* out, direction d, R scale, 
     if (L == layout::real && d == forward)
       real_forward(t.real, x, y, scale, work);
     else if (L == layout::real)
-      real_backward(t.real, x, y, scale, work);
+      real_backward(t.real, x, end, y, scale, work);
     else if (d == forward)
       unordered_forward(t.rows, x, y, scale);
     else
@@ -150,7 +151,8 @@ void* align_work(const plan& p, void* work) {
   return reinterpret_cast<void*>((reinterpret_cast<uintptr_t>(work) + 31) / 32 * 32);
 }
 
-template <class R, layout L, int32_t Kind, direction D>
+// F says where a real spectrum of even length keeps its last value.
+template <class R, layout L, int32_t Kind, direction D, real_format F = real_second>
 int32_t run(const void* in, void* out, const plan* p, void* work) {
   if (in == nullptr || out == nullptr || p == nullptr) return engine_null;
   if (p->kind != Kind) return engine_bad_kind;
@@ -160,7 +162,10 @@ int32_t run(const void* in, void* out, const plan* p, void* work) {
     if (own == nullptr) return engine_no_memory;
   }
   const bool scaled = D == forward ? p->scale_forward : p->scale_backward;
-  run_tables<R, L>(*p, in, out, D, scaled ? R(p->scale) : R(1), static_cast<R*>(align_work(*p, work)));
+  R end{};
+  if (L == layout::real && D == backward && p->length > 1)
+    end = static_cast<const R*>(in)[F == real_padded ? p->length : 1];
+  run_tables<R, L>(*p, in, end, out, D, scaled ? R(p->scale) : R(1), static_cast<R*>(align_work(*p, work)));
   engine_free(own);
   return engine_done;
 }
@@ -180,7 +185,7 @@ template <class R, real_format F>
 void from_second(R* y, int32_t n) {
   if (F == real_tail && n % 2 == 0) {
     const R last = y[1];
-    for (int32_t i = 1; i < n - 1; ++i) y[i] = y[i + 1];
+    std::memmove(y + 1, y + 2, sizeof(R) * size_t(n - 2));
     y[n - 1] = last;
   }
   if (F != real_padded) return;
@@ -188,30 +193,21 @@ void from_second(R* y, int32_t n) {
     y[n] = y[1];
     y[n + 1] = 0;
   } else {
-    for (int32_t i = n; i > 1; --i) y[i] = y[i - 1];
+    std::memmove(y + 2, y + 1, sizeof(R) * size_t(n - 1));
   }
   y[1] = 0;
 }
-template <class R, real_format F>
-void to_second(const R* x, R* y, int32_t n) {
+template <class R>
+void tail_to_second(const R* x, R* y, int32_t n) {
+  const R first = x[0], last = x[n - 1];
+  std::memmove(y + 2, x + 1, sizeof(R) * size_t(n - 2));
+  y[0] = first;
+  y[1] = last;
+}
+template <class R>
+void odd_padded_to_second(const R* x, R* y, int32_t n) {
   const R first = x[0];
-  const int32_t even = n % 2 == 0;
-  if (F == real_second || (F == real_tail && !even)) {
-    if (x != y)
-      for (int32_t i = 0; i < n; ++i) y[i] = x[i];
-    return;
-  }
-  if (F == real_tail) {
-    const R last = x[n - 1];
-    for (int32_t i = n - 1; i > 1; --i) y[i] = x[i - 1];
-    y[1] = last;
-  } else if (even) {
-    const R middle = x[n];
-    for (int32_t i = 2; i < n; ++i) y[i] = x[i];
-    y[1] = middle;
-  } else {
-    for (int32_t i = 1; i < n; ++i) y[i] = x[i + 1];
-  }
+  std::memmove(y + 1, x + 2, sizeof(R) * size_t(n - 1));
   y[0] = first;
 }
 
@@ -225,7 +221,15 @@ template <class R, int32_t Kind, real_format F>
 int32_t run_format_backward(const void* in, void* out, const plan* p, void* work) {
   if (in == nullptr || out == nullptr || p == nullptr) return engine_null;
   if (p->kind != Kind) return engine_bad_kind;
-  to_second<R, F>(static_cast<const R*>(in), static_cast<R*>(out), p->length);
+  const R* x = static_cast<const R*>(in);
+  R* y = static_cast<R*>(out);
+  const bool even = p->length % 2 == 0;
+  if (F == real_tail && even)
+    tail_to_second(x, y, p->length);
+  else if (F == real_padded && !even)
+    odd_padded_to_second(x, y, p->length);
+  else
+    return run<R, layout::real, Kind, backward, F>(in, out, p, work);
   return run<R, layout::real, Kind, backward>(out, out, p, work);
 }
 

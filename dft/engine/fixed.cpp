@@ -7,11 +7,11 @@
 namespace zor::dft {
 namespace {
 
-// Two passes over tables made by the compiler: N = r 8.
+// Two passes over tables made by the compiler, of radices r and l.
 template <class R, int N>
 struct two_passes {
-  static constexpr int r = N / 8, l = 8, m = r;
-  static constexpr int first_lanes = lanes_of<R> < 8 ? lanes_of<R> : 8;
+  static constexpr int r = N == 16 ? 4 : N == 128 ? 16 : 8, l = N / r, m = r;
+  static constexpr int first_lanes = lanes_of<R> < l ? lanes_of<R> : l;
   static constexpr int last_lanes = lanes_of<R> < m ? lanes_of<R> : m;
   using first_vector = typename lanes_or_real<R, first_lanes>::type;
   using last_vector = typename lanes_or_real<R, last_lanes>::type;
@@ -48,7 +48,7 @@ void run_two_passes(const pass_data<R>& ends, const pass<R>&) {
   self.m = T::m;
   d = ends;
   d.x_re = work;
-  last_pass<R, 8, typename T::last_vector, form::blocked, form::interleaved>(d, self);
+  last_pass<R, T::l, typename T::last_vector, form::blocked, form::interleaved>(d, self);
 }
 
 template <class R, direction D, int N>
@@ -56,7 +56,7 @@ void fixed(const void* in, void* out, double scale) {
   const R re = R(scale), im = D == forward ? re : -re;
   const pass_data<R> ends{
       static_cast<const R*>(in), nullptr, static_cast<R*>(out), nullptr, D == forward ? R(1) : R(-1), re, im};
-  if constexpr (N > 32)
+  if constexpr (N >= 16)
     run_two_passes<R, N>(ends, pass<R>{});
   else
     straight_pass<R, N, form::interleaved>(ends, pass<R>{});
@@ -83,7 +83,18 @@ fixed_kernel* fixed_complex(int32_t length, direction d) {
 
 template <class R>
 pass_run<R> find_two_passes(int32_t n) {
-  return n == 64 ? run_two_passes<R, 64> : n == 128 ? run_two_passes<R, 128> : nullptr;
+  switch (n) {
+    case 16:
+      return run_two_passes<R, 16>;
+    case 32:
+      return run_two_passes<R, 32>;
+    case 64:
+      return run_two_passes<R, 64>;
+    case 128:
+      return run_two_passes<R, 128>;
+    default:
+      return nullptr;
+  }
 }
 template pass_run<float> find_two_passes<float>(int32_t);
 template pass_run<double> find_two_passes<double>(int32_t);

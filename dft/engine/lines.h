@@ -69,6 +69,21 @@ template <form F, class V, class R>
   }
 }
 
+// Interleaved values j to j + W - 1, the last one in lane 0.
+template <class V, class R>
+[[gnu::always_inline]] inline complex_lanes<V> load_reversed(const R* x, ptrdiff_t j) {
+  const complex_lanes<V> v = load_complex<form::interleaved, V>(x, x, j);
+  if constexpr (lane_count<V> == 1)
+    return v;
+  else
+    return {reverse_lanes(v.re), reverse_lanes(v.im)};
+}
+template <class V, class R>
+[[gnu::always_inline]] inline void store_reversed(R* y, ptrdiff_t j, complex_lanes<V> v) {
+  if constexpr (lane_count < V >> 1) v = {reverse_lanes(v.re), reverse_lanes(v.im)};
+  store_complex<form::interleaved>(y, y, j, v);
+}
+
 // Stores results s of lanes p to p + W - 1 at y(r p + s), in the order of addresses: where W does not divide
 // r a store runs into the next p's place, which is written after it. Vectors from which that would pass the
 // end of all `count` places store exactly.

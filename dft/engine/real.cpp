@@ -10,14 +10,12 @@
 namespace zor::dft {
 namespace {
 
-// With Z the half-length transform of the pairs x(2j) + i x(2j+1), values k and h - k of the spectrum from a
-// = Z(k) and b = Z(h-k): E + T and conj(E - T), E = (a + conj b) / 2, T = -i w(k) (a - conj b) / 2.
+// With Z half of the half-length transform of the pairs x(2j) + i x(2j+1), values k and h - k of the spectrum
+// from a = Z(k) and b = Z(h-k): E + T and conj(E - T), E = a + conj b, T = -i w(k) (a - conj b).
 template <class V, class W>
 [[gnu::always_inline]] inline void recombine(complex_lanes<V>* a, complex_lanes<V>* b, W w_re, W w_im) {
-  using R = real_of<V>;
-  const R half = R(0.5);
-  const complex_lanes<V> e = {(a->re + b->re) * half, (a->im - b->im) * half};
-  const complex_lanes<V> d = {(a->re - b->re) * half, (a->im + b->im) * half};
+  const complex_lanes<V> e = {a->re + b->re, a->im - b->im};
+  const complex_lanes<V> d = {a->re - b->re, a->im + b->im};
   const complex_lanes<V> t = {d.re * w_im + d.im * w_re, d.im * w_im - d.re * w_re};
   *a = {e.re + t.re, e.im + t.im};
   *b = {e.re - t.re, t.im - e.im};
@@ -49,6 +47,10 @@ void straight_forward(const R* x, R* y, R scale) {
     complex_lanes<R> z[h];
     unrolled<h>([&](auto j) __attribute__((always_inline)) { z[j] = {x[2 * j], x[2 * j + 1]}; });
     dft<h>(z);
+    unrolled<(h - 1) / 2>([&](auto k) __attribute__((always_inline)) {
+      z[k + 1] = {z[k + 1].re * R(0.5), z[k + 1].im * R(0.5)};
+      z[h - 1 - k] = {z[h - 1 - k].re * R(0.5), z[h - 1 - k].im * R(0.5)};
+    });
     z[0] = {z[0].re + z[0].im, z[0].re - z[0].im};
     if constexpr (h % 2 == 0) z[h / 2].im = -z[h / 2].im;
     unrolled<(h - 1) / 2>([&](auto k) __attribute__((always_inline)) {
@@ -63,7 +65,7 @@ void straight_forward(const R* x, R* y, R scale) {
 }
 
 template <class R, int N>
-void straight_backward(const R* x, R* y, R scale) {
+void straight_backward(const R* x, [[maybe_unused]] R end, R* y, R scale) {
   constexpr int h = N / 2;
   if constexpr (N % 2 != 0) {
     complex_lanes<R> z[N];
@@ -77,7 +79,7 @@ void straight_backward(const R* x, R* y, R scale) {
   } else {
     complex_lanes<R> z[h];
     unrolled<h>([&](auto k) __attribute__((always_inline)) { z[k] = {x[2 * k], x[2 * k + 1]}; });
-    z[0] = {z[0].re + z[0].im, z[0].re - z[0].im};
+    z[0] = {x[0] + end, x[0] - end};
     if constexpr (h % 2 == 0) z[h / 2] = {z[h / 2].re * R(2), z[h / 2].im * R(-2)};
     unrolled<(h - 1) / 2>([&](auto k) __attribute__((always_inline)) {
       constexpr zor_c64 w = dd::constant_root(k + 1, N);
@@ -92,14 +94,14 @@ void straight_backward(const R* x, R* y, R scale) {
   }
 }
 
-template <class R, bool Forward, int... N>
-real_straight<R> straight_of(int32_t n, std::integer_sequence<int, N...>) {
-  real_straight<R> found = nullptr;
-  ((n == N + 1 ? void(found = Forward ? straight_forward<R, N + 1> : straight_backward<R, N + 1>) : void()),
-   ...);
-  if (n == 32) found = Forward ? straight_forward<R, 32> : straight_backward<R, 32>;
-  if (n == 64) found = Forward ? straight_forward<R, 64> : straight_backward<R, 64>;
-  return found;
+template <class R, int... N>
+void find_straight_real(real_transform<R>* t, std::integer_sequence<int, N...>) {
+  const auto set = [t]<int n>(std::integral_constant<int, n>) {
+    if (t->n != n) return;
+    t->straight_forward = straight_forward<R, n>;
+    t->straight_backward = straight_backward<R, n>;
+  };
+  (set(std::integral_constant<int, N + 1>()), ...);
 }
 
 template <class R>
@@ -115,48 +117,44 @@ bool table_build(real_transform<R>* t) {
   return true;
 }
 
-// Pairs k, h - k of the h complex values x to y, for k from 1 to (h - 1) / 2, and the middle one of even h;
-// then everything times scale.
-template <class R, bool Forward>
-void turn_pairs(const real_transform<R>& t, const R* x, R* y, R scale) {
-  using V = vec<R>;
-  constexpr int W = lanes<V>;
+// Pairs k, h - k of the h complex values x to y from *k to the last for which whole vectors are left.
+template <class V, bool Forward, class R>
+[[gnu::always_inline]] inline void turn_range(const real_transform<R>& t, const R* x, R* y, ptrdiff_t* k) {
+  constexpr int W = lane_count<V>;
   const ptrdiff_t h = t.n / 2, pairs = (h - 1) / 2;
   const R* w_re = t.table;
   const R* w_im = t.table + t.n / 4 + 1;
-  const R re = x[0], im = x[1];
-  y[0] = (re + im) * scale;
-  y[1] = (re - im) * scale;
-  if (h % 2 == 0) {
-    y[h] = x[h] * (Forward ? R(1) : R(2)) * scale;
-    y[h + 1] = x[h + 1] * (Forward ? R(-1) : R(-2)) * scale;
-  }
-  ptrdiff_t k = 1;
-  for (; k + W <= pairs + 1; k += W) {
-    const ptrdiff_t mirror = h - k - W + 1;
-    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, k);
-    complex_lanes<V> b = load_complex<form::interleaved, V>(x, x, mirror);
-    b = {reverse_lanes(b.re), reverse_lanes(b.im)};
-    const V c = load<V>(w_re + k), s = load<V>(w_im + k);
+  for (; *k + W <= pairs + 1; *k += W) {
+    const ptrdiff_t mirror = h - *k - W + 1;
+    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, *k);
+    complex_lanes<V> b = load_reversed<V>(x, mirror);
+    const V c = load_lanes<V>(w_re + *k), s = load_lanes<V>(w_im + *k);
     if constexpr (Forward)
       recombine(&a, &b, c, s);
     else
       separate(&a, &b, c, s);
-    store_complex<form::interleaved>(y, y, k, complex_lanes<V>{a.re * scale, a.im * scale});
-    store_complex<form::interleaved>(
-        y, y, mirror, complex_lanes<V>{reverse_lanes(b.re) * scale, reverse_lanes(b.im) * scale});
+    store_complex<form::interleaved>(y, y, *k, a);
+    store_reversed(y, mirror, b);
   }
-  for (; k <= pairs; ++k) {
-    complex_lanes<R> a = {x[2 * k], x[2 * k + 1]}, b = {x[2 * (h - k)], x[2 * (h - k) + 1]};
-    if constexpr (Forward)
-      recombine(&a, &b, w_re[k], w_im[k]);
-    else
-      separate(&a, &b, w_re[k], w_im[k]);
-    y[2 * k] = a.re * scale;
-    y[2 * k + 1] = a.im * scale;
-    y[2 * (h - k)] = b.re * scale;
-    y[2 * (h - k) + 1] = b.im * scale;
+}
+
+// All pairs k, h - k from 1, the first value (zero and h are the spectrum's ends there) and the middle one of
+// even h. Forward takes half of the transform of length h.
+template <class R, bool Forward>
+void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
+  const ptrdiff_t h = t.n / 2;
+  const R factor = Forward ? R(2) : R(1);
+  y[0] = (zero + end) * factor;
+  y[1] = (zero - end) * factor;
+  if (h % 2 == 0) {
+    y[h] = x[h] * R(2);
+    y[h + 1] = x[h + 1] * R(-2);
   }
+  ptrdiff_t k = 1;
+  turn_range<vec<R>, Forward>(t, x, y, &k);
+  if constexpr (width >= 64) turn_range<vec<R, 32>, Forward>(t, x, y, &k);
+  if constexpr (width >= 32) turn_range<vec<R, 16>, Forward>(t, x, y, &k);
+  turn_range<R, Forward>(t, x, y, &k);
 }
 
 // Odd chirp: half of the complex transform's output, or the real part of all.
@@ -193,21 +191,11 @@ void chirp_backward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* 
 }  // namespace
 
 template <class R>
-real_straight<R> find_real_forward(int32_t n) {
-  return straight_of<R, true>(n, std::make_integer_sequence<int, 16>());
-}
-template <class R>
-real_straight<R> find_real_backward(int32_t n) {
-  return straight_of<R, false>(n, std::make_integer_sequence<int, 16>());
-}
-
-template <class R>
 bool real_build(real_transform<R>* t, int32_t n, const selection& s) {
   std::memset(static_cast<void*>(t), 0, sizeof *t);
   t->how = s.how;
   t->n = n;
-  t->straight_forward = find_real_forward<R>(n);
-  t->straight_backward = find_real_backward<R>(n);
+  find_straight_real(t, std::make_integer_sequence<int, 16>());
   if (t->straight_forward != nullptr) return true;
   bool built;
   if (n % 2 == 0)
@@ -236,8 +224,9 @@ void real_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work
   if (t.straight_forward != nullptr) {
     t.straight_forward(x, y, scale);
   } else if (t.n % 2 == 0) {
-    transform_run(t.inner, pass_data<R>{x, nullptr, y, nullptr, R(1), R(1), R(1)}, work);
-    turn_pairs<R, true>(t, y, y, scale);
+    const R half = R(0.5) * scale;
+    transform_run(t.inner, pass_data<R>{x, nullptr, y, nullptr, R(1), half, half}, work);
+    turn_pairs<R, true>(t, y, y[0], y[1], y);
   } else if (t.how == method::mixed) {
     odd_forward(t.odd, x, y, scale, work);
   } else if (t.how == method::direct) {
@@ -248,11 +237,11 @@ void real_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work
 }
 
 template <class R>
-void real_backward(const real_transform<R>& t, const R* x, R* y, R scale, R* work) {
+void real_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work) {
   if (t.straight_backward != nullptr) {
-    t.straight_backward(x, y, scale);
+    t.straight_backward(x, end, y, scale);
   } else if (t.n % 2 == 0) {
-    turn_pairs<R, false>(t, x, y, R(1));
+    turn_pairs<R, false>(t, x, x[0], end, y);
     transform_run(t.inner, pass_data<R>{y, nullptr, y, nullptr, R(-1), scale, -scale}, work);
   } else if (t.how == method::mixed) {
     odd_backward(t.odd, x, y, scale, work);
@@ -264,12 +253,10 @@ void real_backward(const real_transform<R>& t, const R* x, R* y, R scale, R* wor
 }
 
 #define ZOR_INSTANCES(R)                                                        \
-  template real_straight<R> find_real_forward<R>(int32_t);                      \
-  template real_straight<R> find_real_backward<R>(int32_t);                     \
   template bool real_build<R>(real_transform<R>*, int32_t, const selection&);   \
   template void real_free<R>(real_transform<R>*);                               \
   template void real_forward<R>(const real_transform<R>&, const R*, R*, R, R*); \
-  template void real_backward<R>(const real_transform<R>&, const R*, R*, R, R*);
+  template void real_backward<R>(const real_transform<R>&, const R*, R, R*, R, R*);
 ZOR_INSTANCES(float)
 ZOR_INSTANCES(double)
 #undef ZOR_INSTANCES

@@ -24,24 +24,16 @@ struct odd_chain {
 };
 
 template <class R>
-using real_straight = void (*)(const R* x, R* y, R scale);
-
-template <class R>
 struct real_transform {
   method how;
   int32_t n;
-  real_straight<R> straight_forward, straight_backward;
+  void (*straight_forward)(const R* x, R* y, R scale);  // lengths up to 16
+  void (*straight_backward)(const R* x, R end, R* y, R scale);
   transform<R> inner;  // even n: half the length; chirp: n
   R* table;            // even n: w(k) = exp(-2 pi i k / n) for k <= n / 4, real parts, then imaginary parts
   odd_chain<R> odd;
   direct_table<R> direct;
 };
-
-// Straight-line transforms of 1 to 16, 32 and 64 reals; null for other lengths.
-template <class R>
-real_straight<R> find_real_forward(int32_t n);
-template <class R>
-real_straight<R> find_real_backward(int32_t n);
 
 template <class R>
 bool real_build(real_transform<R>* t, int32_t n, const selection& s);
@@ -50,8 +42,9 @@ void real_free(real_transform<R>* t);
 // y may be x.
 template <class R>
 void real_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work);
+// Even n: R(n/2) is `end`, whatever x[1] holds.
 template <class R>
-void real_backward(const real_transform<R>& t, const R* x, R* y, R scale, R* work);
+void real_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work);
 
 template <class R>
 bool odd_build(odd_chain<R>* c, int32_t n);
