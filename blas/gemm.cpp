@@ -97,7 +97,7 @@ blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
 template <class T, reading From>
 void product_block(zor_int m, zor_int n, tile<T> t) {
   constexpr int most = tile_shape<T>::columns;
-  using V = vec<real_t<T>, tile_shape<T>::bytes>;
+  using V = vec<real_t<T>, width>;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
   constexpr int copies = lanes<V>, deepest = is_complex<T> ? 64 : 112;
   alignas(V) real_t<T> scratch[spread ? deepest * most * parts<T> * copies : 1];

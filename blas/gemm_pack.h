@@ -87,21 +87,16 @@ using strip_packer = void(const T*, zor_int, zor_int, int, T, real_t<T>*);
 // scale_strip by height, as in tile_kernels.
 template <class T, bool Conj>
 struct strip_packers {
-  using shape = tile_shape<T>;
-  static constexpr int heights = tile_kernels<T, reading::packed>::heights;
-  strip_packer<T>* at[heights];
+  strip_packer<T>* at[strip_heights<T>];
   template <int Height>
   static constexpr strip_packer<T>* pick() {
-    if constexpr (Height < shape::vectors)
-      return scale_strip<T, vec<real_t<T>, shape::bytes>, Height + 1, Conj>;
-    else
-      return scale_strip<T, vec<real_t<T>, 16>, 1, Conj>;
+    return scale_strip<T, height_vector<T, Height>, height_vectors<T, Height>, Conj>;
   }
   template <int... Heights>
   constexpr void fill(std::integer_sequence<int, Heights...>) {
     ((at[Heights] = pick<Heights>()), ...);
   }
-  constexpr strip_packers() : at{} { fill(std::make_integer_sequence<int, heights>{}); }
+  constexpr strip_packers() : at{} { fill(std::make_integer_sequence<int, strip_heights<T>>{}); }
 };
 template <class T, bool Conj>
 inline constexpr strip_packers<T, Conj> packers{};

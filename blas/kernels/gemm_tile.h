@@ -2,6 +2,7 @@
 // The register kernels of the matrix product: one tile of C for the whole depth of a panel.
 #pragma once
 
+#include <bit>
 #include <numeric>
 
 #include "blas/gemm.h"
@@ -9,15 +10,13 @@
 namespace zor::gemm {
 
 // A tile has up to `vectors` full vectors of rows and up to `columns` columns. The sums of a tile, the
-// vectors of A and the temporaries fit the registers of the build. Vectors of a tile have at most 32 bytes:
-// where arithmetic on 64 bytes runs at half the rate, a 64-byte broadcast from memory takes an arithmetic
-// slot from the sums, and a 32-byte one is a plain load.
+// vectors of A and the temporaries fit the registers of the build: 24 sums of 32 registers at 64 bytes.
+// Complex tiles are tall, since each broadcast of B serves two products a vector.
 template <class T>
 struct tile_shape {
-  static constexpr int bytes = width < 32 ? width : 32;
-  static constexpr int lanes = int(bytes / sizeof(real_t<T>));
-  static constexpr int vectors = is_complex<T> ? 1 : 2;
-  static constexpr int columns_by_width[3] = {4, 5, is_complex<T> ? 6 : 12};
+  static constexpr int lanes = int(width / sizeof(real_t<T>));
+  static constexpr int vectors = width == 64 ? 3 : is_complex<T> ? 1 : 2;
+  static constexpr int columns_by_width[3] = {4, 5, is_complex<T> ? 4 : 8};
   static constexpr int columns = columns_by_width[width / 32];
   static constexpr int rows = vectors * lanes;
 };
@@ -55,7 +54,7 @@ template <class T, class V, int Vectors, int Columns, reading From>
   constexpr int n = lanes<V>;
   const real_t<T>*a = t.a, *b = t.b;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
-  constexpr int copies = spread ? n : 1;
+  constexpr int copies = spread ? tile_shape<T>::lanes : 1;
   const zor_int a_step = From == reading::in_place ? t.a_step : Vectors * parts<T> * n;
   const zor_int step = packed ? Columns * parts<T> * copies : t.b_step * parts<T>;
   const zor_int column = packed ? parts<T> * copies : t.b_column * parts<T>;
@@ -168,23 +167,29 @@ void tile_product(const tile<T>& t) {
   }
 }
 
-// The kernels by height (1 to `vectors` full vectors, then one vector of 16 bytes) and
-// by columns.
+// The heights of a strip: 1 to `vectors` full vectors, then single vectors of half the bytes each, down
+// to 16.
+template <class T>
+inline constexpr int strip_heights = tile_shape<T>::vectors + std::bit_width(unsigned(width / 16)) - 1;
+template <class T, int Height>
+inline constexpr int height_vectors = Height < tile_shape<T>::vectors ? Height + 1 : 1;
+template <class T, int Height>
+using height_vector = vec < real_t<T>,
+      Height<tile_shape<T>::vectors ? width : (width >> (Height - tile_shape<T>::vectors + 1))>;
+
+// The kernels by height and by columns.
 template <class T, reading From>
 struct tile_kernels {
   using shape = tile_shape<T>;
-  static constexpr int heights = shape::vectors + (shape::bytes == 32 ? 1 : 0);
-  tile_kernel<T>* at[heights][shape::columns];
+  tile_kernel<T>* at[strip_heights<T>][shape::columns];
 
   template <int Height, int Columns>
   static constexpr tile_kernel<T>* pick() {
     // Types other than double come here with complete groups of 4 columns.
     if constexpr (!std::is_same_v<T, double> && Columns % std::gcd(4, shape::columns) != 0) {
       return nullptr;
-    } else if constexpr (Height < shape::vectors) {
-      return tile_product<T, vec<real_t<T>, shape::bytes>, Height + 1, Columns, From>;
     } else {
-      return tile_product<T, vec<real_t<T>, 16>, 1, Columns, From>;
+      return tile_product<T, height_vector<T, Height>, height_vectors<T, Height>, Columns, From>;
     }
   }
   template <int Height, int... Columns>
@@ -195,7 +200,7 @@ struct tile_kernels {
   constexpr void fill_all(std::integer_sequence<int, Heights...>) {
     (fill<Heights>(std::make_integer_sequence<int, shape::columns>{}), ...);
   }
-  constexpr tile_kernels() : at{} { fill_all(std::make_integer_sequence<int, heights>{}); }
+  constexpr tile_kernels() : at{} { fill_all(std::make_integer_sequence<int, strip_heights<T>>{}); }
 };
 
 template <class T, reading From>
