@@ -71,6 +71,7 @@ struct environment {
 std::vector<bench_case> gemm_cases(const environment& env);
 std::vector<bench_case> vector_cases(const environment& env);
 std::vector<bench_case> pool_cases(const environment& env);
+std::vector<bench_case> spcsr_cases(const environment& env);
 std::vector<bench_case> dft1_cases(const environment& env);
 std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
@@ -81,14 +82,15 @@ struct family {
   const char* name;
   unit shown;
   std::vector<bench_case> (*cases)(const environment& env);
-  const char* own_peer = nullptr;  // the library its cases bring along, instead of the BLAS peers
+  const char* own_peers[3] = {};  // the libraries its cases bring along, instead of the BLAS peers
 };
 inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"vector", unit::gbytes, vector_cases},
-                                      {"pool", unit::time, pool_cases, "malloc"},
-                                      {"dft1", unit::gflops, dft1_cases, "fftw"},
-                                      {"dftreal", unit::gflops, dftreal_cases, "fftw"},
-                                      {"dftnd", unit::gflops, dftnd_cases, "fftw"}};
+                                      {"spcsr", unit::gbytes, spcsr_cases, {"loop", "Eigen", "librsb"}},
+                                      {"pool", unit::time, pool_cases, {"malloc"}},
+                                      {"dft1", unit::gflops, dft1_cases, {"fftw"}},
+                                      {"dftreal", unit::gflops, dftreal_cases, {"fftw"}},
+                                      {"dftnd", unit::gflops, dftnd_cases, {"fftw"}}};
 
 // Runs what the options select and prints it. Returns the exit status: 1 when a result disagrees or no case
 // fits.

@@ -49,11 +49,10 @@ std::string value_of(const measured& m, const std::string& library) {
 // The libraries of a family's table.
 std::vector<std::string> columns(const environment& env, const family& f) {
   std::vector<std::string> names = {"zor"};
-  if (f.own_peer != nullptr) {
-    names.push_back(f.own_peer);
-  } else {
+  for (const char* name : f.own_peers)
+    if (name != nullptr) names.push_back(name);
+  if (names.size() == 1)
     for (const peer& p : env.peers) names.push_back(p.name);
-  }
   return names;
 }
 

@@ -5,7 +5,7 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build ccache libgmp-dev libcli11-dev libfmt-dev libssl-dev)
 tests=(libgtest-dev libmpfr-dev qemu-user binutils)
-peers=(libopenblas0-pthread libblis4-pthread libblas3 libfftw3-double3 libfftw3-single3)
+peers=(libopenblas0-pthread libblis4-pthread libblas3 libfftw3-double3 libfftw3-single3 libeigen3-dev librsb0)
 plots=(gnuplot-nox)
 
 missing=()

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+// Sparse operations as the peers are given them, in plain types: two of the peers are shared objects of their
+// own, compiled for this very processor.
+#pragma once
+
+#include <cstdint>
+
+namespace zor_bench {
+
+enum class csr_operation {
+  product,           // y := y + A x
+  symmetric,         // the same, `value` holding the lower triangle
+  products_by_rows,  // C := C + A B for `rhs` right-hand sides, row-major
+  products_by_columns,
+  lower_solve,  // y := the solution of T y = x, T lower triangular with its diagonal
+  upper_solve
+};
+
+// A square matrix in three-array form, base 0, rows sorted.
+struct csr_job {
+  csr_operation what;
+  char type;  // d or z
+  int32_t index_bytes;
+  int64_t rows, entries, rhs;
+  const void *start, *column, *value;
+  const void* x;
+  void* y;
+};
+
+// open returns null for a job that the peer does not know.
+struct csr_peer {
+  const char* name;
+  void* (*open)(const csr_job& job);
+  void (*run)(void* opened);
+  void (*close)(void* opened);
+};
+
+// librsb on one thread; null when it is not there.
+const csr_peer* find_librsb();
+
+}  // namespace zor_bench

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include <Eigen/SparseCore>
+
+#include "bench/peers/native/native.h"
+
+namespace zor_bench {
+namespace {
+
+template <class T, class I>
+using matrix = Eigen::Map<const Eigen::SparseMatrix<T, Eigen::RowMajor, I>>;
+template <class T>
+using vector = Eigen::Matrix<T, Eigen::Dynamic, 1>;
+template <class T, int Order>
+using dense = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic, Order>;
+
+template <int Order, class T, class I>
+std::function<void()> products(const csr_arrays<T, I>& a, const matrix<T, I>& A) {
+  const Eigen::Map<const dense<T, Order>> b(a.x, a.rows, a.rhs);
+  Eigen::Map<dense<T, Order>> c(a.y, a.rows, a.rhs);
+  return [=]() mutable { c.noalias() += A * b; };
+}
+
+template <int Triangle, class T, class I>
+std::function<void()> solve(const csr_arrays<T, I>& a, const matrix<T, I>& A) {
+  const Eigen::Map<const vector<T>> x(a.x, a.rows);
+  Eigen::Map<vector<T>> y(a.y, a.rows);
+  return [=]() mutable {
+    y = x;
+    A.template triangularView<Triangle>().solveInPlace(y);
+  };
+}
+
+void* open_eigen(const csr_job& job) {
+  return open_native(
+      job, []<class T, class I>(const csr_arrays<T, I>& a, csr_operation what) -> std::function<void()> {
+        const matrix<T, I> A(a.rows, a.rows, a.entries, a.start, a.column, a.value);
+        const Eigen::Map<const vector<T>> x(a.x, a.rows);
+        Eigen::Map<vector<T>> y(a.y, a.rows);
+        switch (what) {
+          case csr_operation::product:
+            return [=]() mutable { y.noalias() += A * x; };
+          case csr_operation::symmetric:
+            // Its view of one triangle conjugates the other one.
+            if constexpr (std::is_same_v<T, double>)
+              return [=]() mutable { y.noalias() += A.template selfadjointView<Eigen::Lower>() * x; };
+            return {};
+          case csr_operation::products_by_rows:
+            return products<Eigen::RowMajor>(a, A);
+          case csr_operation::products_by_columns:
+            return products<Eigen::ColMajor>(a, A);
+          case csr_operation::lower_solve:
+            return solve<Eigen::Lower>(a, A);
+          case csr_operation::upper_solve:
+            return solve<Eigen::Upper>(a, A);
+        }
+        return {};
+      });
+}
+
+}  // namespace
+
+extern "C" [[gnu::visibility("default")]] const csr_peer zor_csr_peer;
+const csr_peer zor_csr_peer = {"Eigen", open_eigen, run_native, close_native};
+
+}  // namespace zor_bench

@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: MIT
+// CSR kernels called directly, on one thread: products with one and many right-hand sides, and solves.
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "bench/bench.h"
+#include "bench/csr.h"
+#include "bench/operands.h"
+#include "zor/spblas.h"
+
+namespace zor_bench {
+namespace {
+
+template <class T, class I>
+struct csr_kernels {
+  void (*product)(const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*, const T*,
+                  T*);
+  decltype(product) symmetric;
+  void (*products_by_rows)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
+                           const I*, const T*, const I*, T*, const I*);
+  decltype(products_by_rows) products_by_columns;
+  void (*lower_solve)(const I*, const T*, const T*, const I*, const I*, const I*, T*);
+  decltype(lower_solve) upper_solve;
+};
+template <class T, class I>
+constexpr csr_kernels<T, I> kernels = {};
+#define KERNELS(prefix, T, I)                                                                              \
+  template <>                                                                                              \
+  constexpr csr_kernels<T, I> kernels<T, I> = {prefix##csr0ng__c__mvout_par, prefix##csr0nslnc__mvout_par, \
+                                               prefix##csr0ng__c__mmout_par, prefix##csr1ng__f__mmout_par, \
+                                               prefix##csr0ntlnc__svout_seq, prefix##csr0ntunc__svout_seq};
+KERNELS(zor_spblas_d, double, int64_t)
+KERNELS(zor_spblas_z, zor_c64, int64_t)
+KERNELS(zor_spblas_lp64_d, double, int32_t)
+KERNELS(zor_spblas_lp64_z, zor_c64, int32_t)
+#undef KERNELS
+
+// The columns of a square matrix, row after row, ascending in each.
+struct pattern {
+  std::vector<int32_t> start = {0}, column;
+
+  int32_t rows() const { return int32_t(start.size()) - 1; }
+  int64_t entries() const { return int64_t(column.size()); }
+  void end_row() { start.push_back(int32_t(column.size())); }
+};
+
+// The 5-point Laplacian of a grid of side by side points.
+pattern laplacian(int32_t side) {
+  pattern p;
+  for (int32_t i = 0; i < side; ++i)
+    for (int32_t j = 0; j < side; ++j) {
+      const int32_t r = i * side + j;
+      if (i > 0) p.column.push_back(r - side);
+      if (j > 0) p.column.push_back(r - 1);
+      p.column.push_back(r);
+      if (j + 1 < side) p.column.push_back(r + 1);
+      if (i + 1 < side) p.column.push_back(r + side);
+      p.end_row();
+    }
+  return p;
+}
+
+// One entry somewhere in each of `entries` equal parts of the row.
+pattern scattered(int32_t n, int32_t entries) {
+  pattern p;
+  uint64_t state = 7;
+  for (int32_t r = 0; r < n; ++r) {
+    for (int32_t e = 0; e < entries; ++e) {
+      state = state * 6364136223846793005u + 1442695040888963407u;
+      p.column.push_back(n / entries * e + int32_t((state >> 33) % uint64_t(n / entries)));
+    }
+    p.end_row();
+  }
+  return p;
+}
+
+pattern banded(int32_t n, int32_t entries) {
+  pattern p;
+  for (int32_t r = 0; r < n; ++r) {
+    for (int32_t e = 0; e < entries; ++e) p.column.push_back(std::clamp(r - entries / 2, 0, n - entries) + e);
+    p.end_row();
+  }
+  return p;
+}
+
+struct named_pattern {
+  const char* name;
+  pattern (*make)(bool quick);
+};
+constexpr named_pattern lap30 = {"lap30", [](bool quick) { return laplacian(quick ? 5 : 30); }};
+constexpr named_pattern lap200 = {"lap200", [](bool quick) { return laplacian(quick ? 12 : 200); }};
+constexpr named_pattern lap1000 = {"lap1000", [](bool quick) { return laplacian(quick ? 20 : 1000); }};
+constexpr named_pattern rows10 = {"rows of 10", [](bool quick) { return scattered(quick ? 50 : 20000, 10); }};
+constexpr named_pattern rows60 = {"rows of 60",
+                                  [](bool quick) { return scattered(quick ? 120 : 10000, 60); }};
+constexpr named_pattern band200 = {"band of 200", [](bool quick) { return banded(quick ? 300 : 4000, 200); }};
+
+// The entries that an operation stores.
+pattern stored(const pattern& whole, csr_operation what) {
+  const bool lower = what == csr_operation::symmetric || what == csr_operation::lower_solve;
+  const bool upper = what == csr_operation::upper_solve;
+  pattern p;
+  for (int32_t r = 0; r < whole.rows(); ++r) {
+    for (int32_t k = whole.start[size_t(r)]; k < whole.start[size_t(r) + 1]; ++k) {
+      const int32_t c = whole.column[size_t(k)];
+      if (!(lower && c > r) && !(upper && c < r)) p.column.push_back(c);
+    }
+    p.end_row();
+  }
+  return p;
+}
+
+// Values are uniform in [-1, 1), the diagonal is 4.
+template <class T, class I>
+struct problem {
+  csr_operation what;
+  I rows, rhs;
+  operand<I> start, column;
+  operand<T> value, x, y;
+
+  problem(csr_operation operation, const pattern& p, I right_hand_sides, I base)
+      : what(operation),
+        rows(p.rows()),
+        rhs(right_hand_sides),
+        start(rows + 1, 1),
+        column(p.entries(), 2),
+        value(column.count(), 3),
+        x(zor_int(rows) * rhs, 4),
+        y(zor_int(rows) * rhs, 5) {
+    fill(value, 3);
+    fill(x, 4);
+    for (I r = 0; r < rows; ++r)
+      for (int32_t k = p.start[size_t(r)]; k < p.start[size_t(r) + 1]; ++k) {
+        column.data()[k] = p.column[size_t(k)] + base;
+        if (p.column[size_t(k)] == r) set_diagonal(value.data()[k]);
+      }
+    for (I r = 0; r <= rows; ++r) start.data()[r] = p.start[size_t(r)] + base;
+  }
+  static void set_diagonal(T& v) {
+    v = {};
+    *reinterpret_cast<double*>(&v) = 4;
+  }
+  void reset() const { fill(y, 5); }
+  csr_job job() const {
+    return {what,
+            is_complex<T> ? 'z' : 'd',
+            int32_t(sizeof(I)),
+            rows,
+            value.count(),
+            rhs,
+            start.data(),
+            column.data(),
+            value.data(),
+            x.data(),
+            y.data()};
+  }
+};
+
+// The operands `a` in the kernel's base; x and y are those of `shared`.
+template <class T, class I>
+runner our_runner(const problem<T, I>& a, const problem<T, I>& shared) {
+  return [a, x = shared.x, y = shared.y](int64_t repeats) {
+    T one = {};
+    *reinterpret_cast<double*>(&one) = 1;
+    const I first = 1, m = a.rows, n = a.rhs;
+    const I *indx = a.column.data(), *pntrb = a.start.data(), *pntre = pntrb + 1;
+    const T* val = a.value.data();
+    const auto& k = kernels<T, I>;
+    for (int64_t i = 0; i < repeats; ++i) switch (a.what) {
+        case csr_operation::product:
+          k.product(&first, &m, &m, &one, val, indx, pntrb, pntre, x.data(), y.data());
+          break;
+        case csr_operation::symmetric:
+          k.symmetric(&first, &m, &m, &one, val, indx, pntrb, pntre, x.data(), y.data());
+          break;
+        case csr_operation::products_by_rows:
+          k.products_by_rows(&first, &n, &m, &n, &one, val, indx, pntrb, pntre, x.data(), &n, y.data(), &n);
+          break;
+        case csr_operation::products_by_columns:
+          k.products_by_columns(&first, &n, &m, &n, &one, val, indx, pntrb, pntre, x.data(), &m, y.data(),
+                                &m);
+          break;
+        case csr_operation::lower_solve:
+        case csr_operation::upper_solve:
+          std::memcpy(y.data(), x.data(), size_t(m) * sizeof(T));
+          (a.what == csr_operation::lower_solve ? k.lower_solve : k.upper_solve)(&m, &one, val, indx, pntrb,
+                                                                                 pntre, y.data());
+      }
+  };
+}
+
+// The peers that are there; those compiled for this processor stand beside the libraries.
+std::vector<const csr_peer*> find_peers() {
+  std::vector<const csr_peer*> found;
+  for (const char* file :
+       {"$ORIGIN/../lib/bench/zor_peer_loops.so", "$ORIGIN/../lib/bench/zor_peer_eigen.so"})
+    if (void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL))
+      found.push_back(static_cast<const csr_peer*>(dlsym(library, "zor_csr_peer")));
+  found.push_back(find_librsb());
+  std::erase(found, nullptr);
+  return found;
+}
+
+template <class T, class I>
+prepared set_up(csr_operation what, const pattern& p, I rhs) {
+  const problem<T, I> base0(what, p, rhs, 0);
+  const bool base1 = what == csr_operation::products_by_columns;
+  const problem<T, I> mine = base1 ? problem<T, I>(what, p, rhs, 1) : base0;
+  std::vector<contender> all = {{"zor", our_runner(mine, base0)}};
+  for (const csr_peer* peer : find_peers())
+    if (void* opened = peer->open(base0.job())) {
+      const std::shared_ptr<void> owner(opened, peer->close);
+      all.push_back({peer->name, [owner, base0, run = peer->run](int64_t repeats) {
+                       for (int64_t i = 0; i < repeats; ++i) run(owner.get());
+                     }});
+    }
+  base0.reset();
+  all[0].run(1);
+  const operand<T> ours(base0.y.count());
+  std::memcpy(ours.data(), base0.y.data(), size_t(ours.count()) * sizeof(T));
+  return keep_agreeing(all, [&](const contender& other) {
+    base0.reset();
+    other.run(1);
+    return close(ours, base0.y, 256);
+  });
+}
+
+template <class T, class I>
+void add(const environment& env, std::vector<bench_case>& cases, csr_operation what, const char* label,
+         const named_pattern& matrix, I rhs = 1) {
+  bench_case c;
+  c.name = fmt::format("{}{} {} {}", is_complex<T> ? 'z' : 'd', 8 * sizeof(I), label, matrix.name);
+  const pattern p = stored(matrix.make(env.opts.quick), what);
+  const double rows = p.rows(), entries = double(p.entries());
+  const double used = what == csr_operation::symmetric ? 2 * entries - rows : entries;
+  c.flops = (is_complex<T> ? 8.0 : 2.0) * used * double(rhs);
+  c.bytes = entries * (sizeof(T) + sizeof(I)) + rows * (sizeof(I) + 3 * sizeof(T) * double(rhs));
+  c.setup = [=, quick = env.opts.quick] { return set_up<T, I>(what, stored(matrix.make(quick), what), rhs); };
+  cases.push_back(std::move(c));
+}
+
+template <class T, class I>
+void add_all(const environment& env, std::vector<bench_case>& cases) {
+  for (const auto& matrix : {lap30, lap200, lap1000, rows10, rows60, band200}) {
+    add<T, I>(env, cases, csr_operation::product, "general", matrix);
+    add<T, I>(env, cases, csr_operation::symmetric, "symmetric", matrix);
+  }
+  for (const auto& matrix : {lap30, lap200, rows60})
+    for (const I rhs : {8, 32}) {
+      add<T, I>(env, cases, csr_operation::products_by_rows, rhs == 8 ? "8 by rows" : "32 by rows", matrix,
+                rhs);
+      add<T, I>(env, cases, csr_operation::products_by_columns, rhs == 8 ? "8 by columns" : "32 by columns",
+                matrix, rhs);
+    }
+  for (const auto& matrix : {lap30, lap200, lap1000}) {
+    add<T, I>(env, cases, csr_operation::lower_solve, "lower", matrix);
+    add<T, I>(env, cases, csr_operation::upper_solve, "upper", matrix);
+  }
+}
+
+}  // namespace
+
+std::vector<bench_case> spcsr_cases(const environment& env) {
+  std::vector<bench_case> cases;
+  add_all<double, int64_t>(env, cases);
+  add_all<double, int32_t>(env, cases);
+  add_all<zor_c64, int64_t>(env, cases);
+  add_all<zor_c64, int32_t>(env, cases);
+  return cases;
+}
+
+}  // namespace zor_bench
