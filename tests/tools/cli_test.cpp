@@ -235,8 +235,8 @@ TEST(command_line, bench_runs_every_case) {
   const outcome table = run(folder, "bench --quick --threads 1");
   EXPECT_EQ(0, table.status) << table.err;
   EXPECT_EQ("", table.err);
-  for (const char* name :
-       {"dgemm NN 100x100x100", "zgemm TT 8x8x8", "daxpy 100", "izamax 7", "allocate and deallocate"})
+  for (const char* name : {"dgemm NN 100x100x100", "zgemm TT 8x8x8", "daxpy 100", "izamax 7",
+                           "z32 upper lap30", "allocate and deallocate"})
     EXPECT_NE(std::string::npos, table.out.find(name)) << name;
   const outcome csv = run(folder, "bench --quick --csv --family pool");
   EXPECT_TRUE(std::regex_match(
