@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+// Products with sparse matrices. Rows and right-hand sides that are sums of their own are cut for threads
+// wherever it suits. A product that scatters runs in parts that depend on the matrix alone: those that meet
+// only their neighbours write to y by turns, first the even, then the odd ones; others have an output each,
+// and the outputs are merged in a fixed order.
+#include "core/spblas/dense.h"
+#include "core/spblas/kernels.h"
+
+namespace zor_core {
+namespace {
+
+template <class T, class I>
+struct vector_product {
+  const sparse_matrix& a;
+  csr_arrays<T, I> m;
+  kernel_name name;
+  T alpha;
+  const T* x;
+  decltype(find_mvout_par<T, I>(name)) range = find_mvout_par<T, I>(name);
+  decltype(find_mvout_seq<T, I>(name)) whole = find_mvout_seq<T, I>(name);
+
+  // Each row is one output of its own.
+  bool rows_apart() const { return range != nullptr && (a.structure == 'g' || a.structure == 't'); }
+
+  // Adds the products of rows first to last - 1 to y. Some kernels of a range take x and y from its first
+  // row; a transposed general product has no range, but its rows can be handed over as a matrix of their own.
+  void add_rows(zor_int first, zor_int last, T* y) const {
+    if (first >= last) return;
+    const I count = I(last - first), from = I(first + 1), to = I(last), rows = I(a.rows);
+    if (range != nullptr) {
+      const bool relative = a.structure == 's' && a.diagonal == 'n' && name.op == 'n';
+      const zor_int shift = relative ? first : 0;
+      return range(&from, &to, &rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x + shift, y + shift);
+    }
+    const zor_int skipped = a.identity() || first == 0 ? 0 : zor_int(m.pntrb[first]) - zor_int(m.pntrb[0]);
+    whole(&count, &alpha, m.val + skipped, m.indx + skipped, m.pntrb + first, m.pntre + first, x + first, y);
+  }
+};
+
+// y holds the parts' sums by turns: parts of equal parity never meet.
+template <class T, class I>
+void add_by_turns(const vector_product<T, I>& p, int32_t threads, T* y) {
+  const sparse_matrix& a = p.a;
+  for (zor_int turn = 0; turn < 2; ++turn)
+    for_each_piece(threads, (a.parts + 1 - turn) / 2, [&](zor_int piece) {
+      const zor_int part = 2 * piece + turn;
+      p.add_rows(a.first[part], a.first[part + 1], y);
+    });
+}
+
+// Outputs of a merge that one thread takes at least.
+constexpr zor_int merge_grain = 4096;
+
+template <class T, class I>
+void add_and_merge(const vector_product<T, I>& p, int32_t threads, zor_int outputs, T beta, T* work, T* y) {
+  const sparse_matrix& a = p.a;
+  for_each_piece(threads, a.parts, [&](zor_int part) {
+    T* const own = work + part * outputs;
+    std::memset(static_cast<void*>(own), 0, size_t(outputs) * sizeof(T));
+    p.add_rows(a.first[part], a.first[part + 1], own);
+  });
+  const zor_int pieces = std::clamp<zor_int>(outputs / merge_grain, 1, threads);
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    const zor_int first = cut(outputs, 1, pieces, piece), last = cut(outputs, 1, pieces, piece + 1);
+    scale(beta, last - first, y + first);
+    const I from = I(first + 1), to = I(last), parts = I(a.parts), stride = I(outputs);
+    merge_of<T, I>()(&from, &to, &parts, &stride, work, y);
+  });
+}
+
+template <class T, class I>
+int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta, T* y) {
+  const bool transposed = is_transposed(op);
+  const zor_int outputs = transposed ? a.cols : a.rows, inputs = transposed ? a.rows : a.cols;
+  const bool read = inputs > 0 && outputs > 0 && !equals(alpha, 0);
+  if (read && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
+  if (outputs > 0 && y == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "y is null");
+  if (!read) {
+    scale(beta, outputs, y);
+    return ZOR_SPARSE_OK;
+  }
+  const vector_product<T, I> p{a, csr_arrays<T, I>(a), name_of<T>(a, op, a.base),
+                               a.structure == 'a' && transposed ? negated(alpha) : alpha, x};
+  const int32_t threads = threads_for(a, 1);
+  if (p.rows_apart()) {
+    const zor_int pieces = std::min<zor_int>(threads, a.rows);
+    for_each_piece(threads, pieces, [&](zor_int piece) {
+      const zor_int first = cut_rows(p.m.pntrb, p.m.pntre, a.rows, pieces, piece);
+      const zor_int last = cut_rows(p.m.pntrb, p.m.pntre, a.rows, pieces, piece + 1);
+      scale(beta, last - first, y + first);
+      p.add_rows(first, last, y);
+    });
+    return ZOR_SPARSE_OK;
+  }
+  if (a.neighbours) {
+    scale(beta, outputs, y);
+    add_by_turns(p, threads, y);
+    return ZOR_SPARSE_OK;
+  }
+  const scratch<T> work(saturating_product(a.parts, outputs));
+  if (work.data == nullptr)
+    return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the parts' outputs is short");
+  add_and_merge(p, threads, outputs, beta, work.data, y);
+  return ZOR_SPARSE_OK;
+}
+
+template <class T, class I>
+int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n, T alpha, const T* b,
+                      zor_int ldb, T beta, T* c, zor_int ldc) {
+  const bool transposed = is_transposed(op), row_major = layout == ZOR_SPARSE_ROW_MAJOR;
+  const zor_int outputs = transposed ? a.cols : a.rows, inputs = transposed ? a.rows : a.cols;
+  if (const int32_t status = bad_columns<I>(layout, n)) return status;
+  const bool written = outputs > 0 && n > 0, read = written && inputs > 0 && !equals(alpha, 0);
+  if (read && b == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b is null");
+  if (const int32_t status = bad_dense<I>("ldb", layout, inputs, n, ldb, sizeof(T))) return status;
+  if (written && c == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "c is null");
+  if (const int32_t status = bad_dense<I>("ldc", layout, outputs, n, ldc, sizeof(T))) return status;
+  if (!written) return ZOR_SPARSE_OK;
+  if (!read) {
+    scale_lines(layout, beta, outputs, n, c, ldc);
+    return ZOR_SPARSE_OK;
+  }
+  const indices_of_base<I> indx(a, row_major ? 0 : 1);
+  if (indx.data == nullptr && a.used > 0)
+    return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the indices in the layout's base is short");
+  const csr_arrays<T, I> m(a);
+  const kernel_name name = name_of<T>(a, op, row_major ? 0 : 1);
+  const T factor = a.structure == 'a' && transposed ? negated(alpha) : alpha;
+  const auto range = find_mmout_par<T, I>(name);
+  const auto whole = find_mmout_seq<T, I>(name);
+  const I rows = I(a.rows), all = I(n), ldb_i = I(ldb), ldc_i = I(ldc);
+  for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last) {
+    const zor_int b_shift = row_major ? first : first * ldb, c_shift = row_major ? first : first * ldc;
+    const I from = I(first + 1), to = I(last), count = I(last - first);
+    scale_lines(layout, beta, outputs, last - first, c + c_shift, ldc);
+    if (range != nullptr)
+      range(&from, &to, &rows, &all, &factor, m.val, indx.data, m.pntrb, m.pntre, b, &ldb_i, c, &ldc_i);
+    else
+      whole(&rows, &count, &factor, m.val, indx.data, m.pntrb, m.pntre, b + b_shift, &ldb_i, c + c_shift,
+            &ldc_i);
+  });
+  return ZOR_SPARSE_OK;
+}
+
+}  // namespace
+}  // namespace zor_core
+
+#define ROW_SPARSE_MV(name, T)                                                                 \
+  extern "C" int32_t name(zor_sparse a, int32_t op, T alpha, const T* x, T beta, T* y) {       \
+    using namespace zor_core;                                                                  \
+    if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;               \
+    return (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*a, op, alpha, x, beta, y); \
+  }
+#define ROW_SPARSE_MM(name, T)                                                                            \
+  extern "C" int32_t name(zor_sparse a, int32_t op, int32_t layout, zor_int n, T alpha, const T* b,       \
+                          zor_int ldb, T beta, T* c, zor_int ldc) {                                       \
+    using namespace zor_core;                                                                             \
+    if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;                          \
+    return (a->wide ? multiply_many<T, int64_t> : multiply_many<T, int32_t>)(*a, op, layout, n, alpha, b, \
+                                                                             ldb, beta, c, ldc);          \
+  }
+#include "zor/tables/core_spblas.inc"
