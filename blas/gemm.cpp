@@ -92,10 +92,11 @@ blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
     return {64, 320, nb, uint64_t(1024 * nb + 353536)};
 }
 
-// A block of C against a panel of the depth: strips of columns, and in each the strips of A. `t` has the
-// operands of the whole block. The strip of B in hand is spread first where the kernels want it so.
+// A block of C against a panel of the depth: strips of columns, and in each the strips of A. `t` comes with
+// the operands of the whole block and ends as the last tile. The strip of B in hand is spread first where the
+// kernels want it so.
 template <class T, reading From>
-void product_block(zor_int m, zor_int n, tile<T> t) {
+void product_block(zor_int m, zor_int n, tile<T>& t) {
   constexpr int most = tile_shape<T>::columns;
   using V = vec<real_t<T>, width>;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
@@ -150,15 +151,43 @@ zor_int first_depth(zor_int k, zor_int kb) {
 template <class T>
 reading small_reading(const problem<T>& q) {
   constexpr zor_int whole = zor_int(16 / sizeof(T));
+  if (q.b.conj || q.m % limits<T>::rows != 0) return reading::packed;
   if constexpr (!is_complex<T>) {
     if (!q.a.trans && q.alpha == 1 && q.m % whole == 0) return reading::in_place;
   }
   return reading::b_in_place;
 }
 
+// Rows and columns of C from c on against the depth of one panel: a and b are the first elements of the
+// panels of op(A) and op(B).
+template <class T>
+[[gnu::always_inline]] inline void panel_product(const problem<T>& q, reading from, zor_int rows,
+                                                 zor_int columns, zor_int depth, const T* a, const T* b,
+                                                 T beta, T* c, real_t<T>* packed_a,
+                                                 const real_t<T>* packed_b) {
+  tile<T> t{depth, packed_a, 0, packed_b, 0, 0, c, q.ldc, 0, update_of(beta), beta};
+  if (from != reading::packed) {
+    t.b = reals(b);
+    t.b_step = q.b.row_stride;
+    t.b_column = q.b.column_stride;
+  }
+  if constexpr (!is_complex<T>) {
+    if (from == reading::in_place) {
+      t.a = a;
+      t.a_step = q.a.column_stride;
+      return product_block<T, reading::in_place>(rows, columns, t);
+    }
+  }
+  pack_a(rows, depth, q.a, a, q.alpha, packed_a);
+  if (from == reading::packed)
+    product_block<T, reading::packed>(rows, columns, t);
+  else
+    product_block<T, reading::b_in_place>(rows, columns, t);
+}
+
 // Rows and columns of C through the register kernels, rows of the tail through row_products.
 template <class T>
-void blocked_product(const problem<T>& q, const blocking& s, reading from, void* memory) {
+[[gnu::noinline]] void blocked_product(const problem<T>& q, const blocking& s, reading from, void* memory) {
   using R = real_t<T>;
   const zor_int m = q.m / limits<T>::rows * limits<T>::rows,
                 n = q.n / limits<T>::columns * limits<T>::columns;
@@ -169,28 +198,11 @@ void blocked_product(const problem<T>& q, const blocking& s, reading from, void*
     const zor_int columns = n - j < s.nb ? n - j : s.nb;
     T beta = q.beta;
     for (zor_int p = q.k - first, depth = first;;) {
-      const operand<T> b = q.b.from(p, j);
-      if (from == reading::packed) pack_b(depth, columns, b, reinterpret_cast<T*>(packed_b));
-      for (zor_int i = 0; i < m; i += mb) {
-        const zor_int rows = m - i < mb ? m - i : mb;
-        const operand<T> a = q.a.from(i, p);
-        tile<T> t{depth, packed_a, 0, packed_b, 0, 0, q.c + i + j * q.ldc, q.ldc, 0, update_of(beta), beta};
-        if (from != reading::packed) {
-          t.b = reals(b.data);
-          t.b_step = b.row_stride;
-          t.b_column = b.column_stride;
-        }
-        if (from != reading::in_place) pack_a(rows, depth, a, q.alpha, packed_a);
-        if (from == reading::packed) {
-          product_block<T, reading::packed>(rows, columns, t);
-        } else if (from == reading::b_in_place) {
-          product_block<T, reading::b_in_place>(rows, columns, t);
-        } else if constexpr (!is_complex<T>) {
-          t.a = a.data;
-          t.a_step = a.column_stride;
-          product_block<T, reading::in_place>(rows, columns, t);
-        }
-      }
+      const T* const b = q.b.at(p, j);
+      if (from == reading::packed) pack_b(depth, columns, q.b, b, reinterpret_cast<T*>(packed_b));
+      for (zor_int i = 0; i < m; i += mb)
+        panel_product(q, from, m - i < mb ? m - i : mb, columns, depth, q.a.at(i, p), b, beta,
+                      q.c + i + j * q.ldc, packed_a, packed_b);
       if (m < q.m)
         product_rows(q.m - m, columns, depth, q.alpha, q.a.from(m, p), reinterpret_cast<const T*>(packed_b),
                      beta, q.c + m + j * q.ldc, q.ldc);
@@ -249,8 +261,13 @@ void product(const problem<T>& q) {
     const blocking s = blocking_of<T>(q.m, q.n, q.k, small && !q.b.trans);
     memory = zor_serv_allocate(s.bytes, 128);
     if (core::zor_serv_check_ptr(memory, limit::name) == 0) {
-      const bool in_place = small && !q.b.conj && q.m % limit::rows == 0;
-      blocked_product(q, s, in_place ? small_reading(q) : reading::packed, memory);
+      const reading from = small ? small_reading(q) : reading::packed;
+      // The shortest way is for the products whose time is the way.
+      if (from != reading::packed && q.k <= s.kb && q.m <= s.mb)
+        panel_product(q, from, q.m, q.n / limit::columns * limit::columns, q.k, q.a.data, q.b.data, q.beta,
+                      q.c, align_to<real_t<T>>(memory, 64), nullptr);
+      else
+        blocked_product(q, s, from, memory);
       zor_serv_deallocate(memory);
       tail_columns(q);
       return;

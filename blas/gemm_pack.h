@@ -48,49 +48,91 @@ void move_transposed(const T* source, zor_int ld, zor_int count, zor_int depth, 
   }
 }
 
+// One vector of a strip times alpha: (xr ar - xi ai, ar xi + ai xr), conjugated (xr ar + xi ai,
+// ar xi - ai xr). Complex rows come in two vectors, of which the imaginary parts go `step` further.
+template <class T, class V, bool Conj>
+[[gnu::always_inline]] inline void scale_vector(V low, V high, T alpha, real_t<T>* destination, int step) {
+  if constexpr (is_complex<T>) {
+    const V xr = broadcast<V>(alpha.re), xi = broadcast<V>(alpha.im);
+    const V ar = unzip<0>(low, high), ai = unzip<1>(low, high);
+    store<V>(destination, Conj ? xr * ar + xi * ai : xr * ar - xi * ai);
+    store<V>(destination + step, Conj ? ar * xi - ai * xr : ar * xi + ai * xr);
+  } else {
+    store<V>(destination, low * broadcast<V>(alpha));
+  }
+}
+
 // One strip of A from columns of `rows` elements at stride ld; source and destination may be the same strip.
-// The products with alpha: (xr ar - xi ai, ar xi + ai xr), conjugated (xr ar + xi ai, ar xi - ai xr).
 template <class T, class V, int Vectors, bool Conj>
 void scale_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, real_t<T>* destination) {
-  using R = real_t<T>;
   constexpr int n = lanes<V>;
+  constexpr bool padded = Vectors == 1 && !is_complex<T>;
   for (zor_int p = 0; p < depth; ++p, source += ld, destination += Vectors * n * parts<T>) {
-    if constexpr (is_complex<T>) {
-      const V xr = broadcast<V>(alpha.re), xi = broadcast<V>(alpha.im);
-      V re[Vectors], im[Vectors];
+    V low[Vectors], high[Vectors];
 #pragma GCC unroll 8
-      for (int v = 0; v < Vectors; ++v) {
-        const V low = load_units<V>(source + v * n), high = load_units<V>(source + v * n + n / 2);
-        const V ar = unzip<0>(low, high), ai = unzip<1>(low, high);
-        re[v] = Conj ? xr * ar + xi * ai : xr * ar - xi * ai;
-        im[v] = Conj ? ar * xi - ai * xr : ar * xi + ai * xr;
-      }
-#pragma GCC unroll 8
-      for (int v = 0; v < Vectors; ++v) {
-        store<V>(destination + v * n, re[v]);
-        store<V>(destination + (Vectors + v) * n, im[v]);
-      }
-    } else if (rows == Vectors * n) {
-      const V x = broadcast<V>(alpha);
-#pragma GCC unroll 8
-      for (int v = 0; v < Vectors; ++v) store<V>(destination + v * n, x * load<V>(source + v * n));
-    } else {
-      const V row = load_partial<V>(source, rows, source[rows - 1]);
-      store<V>(destination, row * broadcast<V>(R(alpha)));
+    for (int v = 0; v < Vectors; ++v) {
+      if (padded && rows < n)
+        low[v] = load_partial<V>(reals(source), rows, reals(source)[rows - 1]);
+      else
+        low[v] = load_units<V>(source + v * n);
+      high[v] = is_complex<T> ? load_units<V>(source + v * n + n / 2) : low[v];
     }
+#pragma GCC unroll 8
+    for (int v = 0; v < Vectors; ++v)
+      scale_vector<T, V, Conj>(low[v], high[v], alpha, destination + v * n, Vectors * n);
+  }
+}
+
+// One strip of A from rows of `depth` elements at stride ld: squares of a vector's side are turned in
+// registers and scaled on their way. The last square ends with the depth and may overlap the one before. The
+// next strip is prefetched.
+template <class T, class V, int Vectors, bool Conj>
+void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, real_t<T>* destination) {
+  constexpr int n = lanes<V>, side = units<T, sizeof(V)>, step = Vectors * n;
+  const zor_int last = rows - 1;
+  if (depth < side) {
+    T* const turned = reinterpret_cast<T*>(destination);
+    for (int i = 0; i < step; ++i)
+      for (zor_int p = 0; p < depth; ++p)
+        __builtin_memcpy(turned + p * step + i, source + p + (i < last ? i : last) * ld, sizeof(T));
+    return scale_strip<T, V, Vectors, Conj>(turned, step, depth, step, alpha, destination);
+  }
+  for (zor_int p = 0;;) {
+    const T* from = source + p;
+    real_t<T>* to = destination + p * step * parts<T>;
+    for (int v = 0; v < Vectors; ++v, to += n) {
+      V x[parts<T>][side];
+#pragma GCC unroll 2
+      for (int h = 0; h < parts<T>; ++h) {
+#pragma GCC unroll 16
+        for (int i = 0; i < side; ++i) {
+          const zor_int row = v * n + h * side + i;
+          x[h][i] = load_units<V>(from + (row < last ? row : last) * ld);
+          __builtin_prefetch(from + (row + step) * ld);
+        }
+        transpose_units<parts<T>>(x[h]);
+      }
+#pragma GCC unroll 16
+      for (int i = 0; i < side; ++i)
+        scale_vector<T, V, Conj>(x[0][i], x[parts<T> - 1][i], alpha, to + i * step * parts<T>, step);
+    }
+    if (p + side == depth) return;
+    p = p + 2 * side <= depth ? p + side : depth - side;
   }
 }
 
 template <class T>
 using strip_packer = void(const T*, zor_int, zor_int, int, T, real_t<T>*);
 
-// scale_strip by height, as in tile_kernels.
-template <class T, bool Conj>
+// The packers by height, as in tile_kernels.
+template <class T, bool Turned, bool Conj>
 struct strip_packers {
   strip_packer<T>* at[strip_heights<T>];
   template <int Height>
   static constexpr strip_packer<T>* pick() {
-    return scale_strip<T, height_vector<T, Height>, height_vectors<T, Height>, Conj>;
+    using V = height_vector<T, Height>;
+    constexpr int count = height_vectors<T, Height>;
+    return Turned ? turn_strip<T, V, count, Conj> : scale_strip<T, V, count, Conj>;
   }
   template <int... Heights>
   constexpr void fill(std::integer_sequence<int, Heights...>) {
@@ -98,33 +140,29 @@ struct strip_packers {
   }
   constexpr strip_packers() : at{} { fill(std::make_integer_sequence<int, strip_heights<T>>{}); }
 };
-template <class T, bool Conj>
-inline constexpr strip_packers<T, Conj> packers{};
+template <class T, bool Turned, bool Conj>
+inline constexpr strip_packers<T, Turned, Conj> packers{};
 
-// Packs alpha op(A), m by depth. For complex types m is a multiple of 16 bytes of reals. Columns of an A that
-// is not transposed are read down the whole block, a few at a time, which keeps them in the reach of the TLB
-// and of the hardware's prefetch.
+// Packs alpha op(A), m by depth, from `source` on, which is strided as `a` is. For complex types m is a
+// multiple of 16 bytes of reals. Columns of an A that is not transposed are read down the whole block, a few
+// at a time, which keeps them in the reach of the TLB and of the hardware's prefetch.
 template <class T>
-void pack_a(zor_int m, zor_int depth, const operand<T>& a, T alpha, real_t<T>* destination) {
+void pack_a(zor_int m, zor_int depth, const operand<T>& a, const T* source, T alpha, real_t<T>* destination) {
   constexpr zor_int columns = 8;
-  const zor_int step = a.trans ? depth : columns;
-  for (zor_int p = 0; p < depth; p += step) {
+  const zor_int step = a.trans ? depth : columns, ld = a.trans ? a.row_stride : a.column_stride;
+  const auto& pack = a.conj    ? packers<T, true, true>.at
+                     : a.trans ? packers<T, true, false>.at
+                               : packers<T, false, false>.at;
+  for (zor_int p = 0; p < depth; p += step, source += columns * ld) {
     const zor_int part = depth - p < step ? depth - p : step;
+    const T* from = source;
     real_t<T>* panel = destination;
-    for (zor_int i = 0; i < m;) {
-      const strip s = next_strip<T>(m - i);
-      const T* source = a.at(i, p);
-      zor_int ld = a.column_stride;
-      real_t<T>* const to = panel + p * s.packed_rows * parts<T>;
-      if (a.trans) {
-        T* turned = reinterpret_cast<T*>(to);
-        move_transposed(source, a.row_stride, s.rows, part, turned, s.packed_rows);
-        source = turned;
-        ld = s.packed_rows;
-      }
-      (a.conj ? packers<T, true>.at : packers<T, false>.at)[s.height](source, ld, part, s.rows, alpha, to);
+    for (zor_int left = m; left > 0;) {
+      const strip s = next_strip<T>(left);
+      pack[s.height](from, ld, part, s.rows, alpha, panel + p * s.packed_rows * parts<T>);
       panel += s.packed_rows * depth * parts<T>;
-      i += s.rows;
+      from += s.rows * a.row_stride;
+      left -= s.rows;
     }
   }
 }
@@ -143,13 +181,12 @@ void conjugate(zor_int count, T* x) {
   }
 }
 
-// Packs op(B), depth by n.
+// Packs op(B), depth by n, from `source` on, which is strided as `b` is.
 template <class T>
-void pack_b(zor_int depth, zor_int n, const operand<T>& b, T* destination) {
+void pack_b(zor_int depth, zor_int n, const operand<T>& b, const T* source, T* destination) {
   constexpr int most = tile_shape<T>::columns;
-  for (zor_int j = 0; j < n;) {
+  for (zor_int j = 0; j < n; source += most * b.column_stride) {
     const int columns = n - j < most ? int(n - j) : most;
-    const T* source = b.at(0, j);
     if (!b.trans) {
       move_transposed(source, b.column_stride, columns, depth, destination, columns);
     } else if (columns == most) {

@@ -121,6 +121,7 @@ template <update How, class T, class V, int Vectors, int Columns>
                                              int rows, T beta) {
   constexpr int n = lanes<V>;
   if (Vectors == 1 && std::is_same_v<T, double> && rows < n) {
+#pragma GCC unroll 16
     for (int j = 0; j < Columns; ++j, c += ldc) {
       real_t<T> column[n];
       store<V>(column, sum[j][0]);
@@ -144,16 +145,18 @@ template <update How, class T, class V, int Vectors, int Columns>
 
 template <class T, class V, int Vectors, int Columns, reading From>
 void tile_product(const tile<T>& t) {
-  constexpr int span = int(Vectors * lanes<V> * sizeof(T));
+  [[maybe_unused]] constexpr int span = int(Vectors * lanes<V> * sizeof(T));
   T* const c = t.c;
   const zor_int ldc = t.ldc;
   const int rows = t.rows;
-  // C is needed only after the whole depth: ask for its lines now.
+  // C is needed only after the whole depth: ask for its lines now. A product that reads in place is small.
+  if constexpr (From == reading::packed) {
 #pragma GCC unroll 16
-  for (int j = 0; j < Columns; ++j) {
-    const char* column = reinterpret_cast<const char*>(c + j * ldc);
+    for (int j = 0; j < Columns; ++j) {
+      const char* column = reinterpret_cast<const char*>(c + j * ldc);
 #pragma GCC unroll 16
-    for (int at = 0; at < span; at += 64) __builtin_prefetch(column + at);
+      for (int at = 0; at < span; at += 64) __builtin_prefetch(column + at);
+    }
   }
   V sum[Columns][Vectors * parts<T>];
   accumulate<T, V, Vectors, Columns, From>(t, sum);

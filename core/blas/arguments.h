@@ -15,14 +15,16 @@ constexpr bool equals(T s, int real) {
 constexpr bool equals(zor_c32 s, int real) { return s.re == float(real) && s.im == 0; }
 constexpr bool equals(zor_c64 s, int real) { return s.re == double(real) && s.im == 0; }
 
-constexpr bool is_letter(const char* option, const char* upper_case) {
+constexpr char upper_case(char letter) { return char(letter & ~('a' - 'A')); }
+constexpr bool is_letter(const char* option, const char* letters) {
   if (option == nullptr) return false;
-  for (; *upper_case != '\0'; ++upper_case)
-    if (*option == *upper_case || *option == *upper_case + ('a' - 'A')) return true;
+#pragma GCC unroll 4
+  for (; *letters != '\0'; ++letters)
+    if (upper_case(*option) == *letters) return true;
   return false;
 }
 constexpr bool is_trans(const char* option) { return is_letter(option, "NTC"); }
-constexpr bool is_plain(const char* trans) { return *trans == 'N' || *trans == 'n'; }
+constexpr bool is_plain(const char* trans) { return upper_case(*trans) == 'N'; }
 
 constexpr bool is_size(const zor_int* n) { return n != nullptr && *n >= 0; }
 constexpr bool is_leading(const zor_int* ld, zor_int rows) {

@@ -61,22 +61,34 @@ grid grid_for(zor_int m, zor_int n, int32_t threads) {
 }
 
 template <class T>
-void gemm(const char* routine, const char* transa, const char* transb, const zor_int* m, const zor_int* n,
-          const zor_int* k, const T* alpha, const T* a, const zor_int* lda, const T* b, const zor_int* ldb,
-          const T* beta, T* c, const zor_int* ldc) {
-  if (const int32_t bad = bad_gemm_argument(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc))
-    return report_argument(routine, bad, gemm_arguments[bad - 1]);
-  int32_t threads = 1;
-  if (saturating_product(*m, *n, *k) >= least_products && !equals(*alpha, 0)) threads = usable_threads();
-  if (threads == 1) return kernels<T>::gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  const grid g = grid_for(*m, *n, threads);
+[[gnu::noinline]] void threaded_gemm(int32_t threads, const char* transa, const char* transb, zor_int m,
+                                     zor_int n, const zor_int* k, const T* alpha, const T* a,
+                                     const zor_int* lda, const T* b, const zor_int* ldb, const T* beta, T* c,
+                                     const zor_int* ldc) {
+  const grid g = grid_for(m, n, threads);
   for_each_piece(threads, g.rows * g.columns, [&](zor_int piece) {
     const zor_int row = piece % g.rows, column = piece / g.rows;
-    const zor_int i = cut(*m, grain, g.rows, row), j = cut(*n, grain, g.columns, column);
-    const zor_int mp = cut(*m, grain, g.rows, row + 1) - i, np = cut(*n, grain, g.columns, column + 1) - j;
+    const zor_int i = cut(m, grain, g.rows, row), j = cut(n, grain, g.columns, column);
+    const zor_int mp = cut(m, grain, g.rows, row + 1) - i, np = cut(n, grain, g.columns, column + 1) - j;
     kernels<T>::gemm(transa, transb, &mp, &np, k, alpha, a + (is_plain(transa) ? i : i * *lda), lda,
                      b + (is_plain(transb) ? j * *ldb : j), ldb, beta, c + i + j * *ldc, ldc);
   });
+}
+
+// Nothing here takes the address of an argument, so that the call of the kernel is a jump.
+template <class T>
+[[gnu::always_inline]] inline void gemm(const char* routine, const char* transa, const char* transb,
+                                        const zor_int* m, const zor_int* n, const zor_int* k, const T* alpha,
+                                        const T* a, const zor_int* lda, const T* b, const zor_int* ldb,
+                                        const T* beta, T* c, const zor_int* ldc) {
+  if (const int32_t bad = bad_gemm_argument(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc))
+    return report_argument(routine, bad, gemm_arguments[bad - 1]);
+  if (saturating_product(*m, *n, *k) >= least_products && !equals(*alpha, 0)) {
+    const int32_t threads = usable_threads();
+    if (threads > 1)
+      return threaded_gemm(threads, transa, transb, *m, *n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+  }
+  kernels<T>::gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 }  // namespace
