@@ -112,6 +112,21 @@ constexpr zor_dft_kernel complex_pairs[4][2] = {
     {split_kernel<R, forward>, split_kernel<R, backward>},
     {fixed_kernel_line<R, forward>, fixed_kernel_line<R, backward>}};
 
+template <class R>
+bool find_column_form(zor_dft_kernel kernel, const descriptor* r, column_form* c) {
+  using F = fields<R>;
+  for (const direction d : {forward, backward})
+    for (const line_plan kind : {plan_ordered, plan_fixed}) {
+      if (kernel != complex_pairs<R>[kind][d]) continue;
+      const plan* p = plan_of(r->*F::plan);
+      const engine& e = engines[flavours<R>::ordered];
+      const column_block b = e.block(p);
+      *c = {&e, p, d, double(r->*F::scale[d]), b.columns, b.bytes};
+      return true;
+    }
+  return false;
+}
+
 int32_t build(flavour f, descriptor* r, ZorDftPlan** slot) {
   plan* p = nullptr;
   int32_t code = engines[f].build(&p, int32_t(r->length), scale_none, 0);
@@ -124,6 +139,12 @@ int32_t build(flavour f, descriptor* r, ZorDftPlan** slot) {
 }
 
 }  // namespace
+
+column_form column_form_of(zor_dft_kernel kernel, const descriptor* r) {
+  column_form c{};
+  if (!find_column_form<double>(kernel, r, &c)) find_column_form<float>(kernel, r, &c);
+  return c;
+}
 
 template <class R>
 void install_complex(descriptor* r, line_plan kind) {

@@ -23,6 +23,17 @@ bool install_real(descriptor* r);
 template <class R>
 int32_t build_real(descriptor* r);
 
+// The column form of a complex kernel: `block` neighbouring columns at a time, whose bits are those that the
+// kernel gives to each. Without one, block is 0.
+struct column_form {
+  const engine* runs;
+  const plan* p;
+  direction way;
+  double factor;
+  zor_int block, bytes;  // bytes of tile
+};
+column_form column_form_of(zor_dft_kernel kernel, const descriptor* r);
+
 // True when the backward real kernel reads its spectrum in the second format whatever the record says: out of
 // place in several dimensions, where an output row has no room for padding.
 inline bool backward_reads_second(const descriptor* r) {

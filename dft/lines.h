@@ -3,7 +3,7 @@
 // many.
 #pragma once
 
-#include "dft/descriptor.h"
+#include "dft/kernels.h"
 
 namespace zor::dft {
 
@@ -104,11 +104,19 @@ inline int32_t run_tile(const line_kernel& kernel, const line_set<const In>& in,
 template <class In, class Out>
 int32_t run_columns(const line_kernel& kernel, line_set<const In> in, line_set<Out> out, zor_int lines,
                     tile_mode mode) {
-  const zor_int pitch = line_pitch(in, out);
-  scratch tile(pitch * (lines < mode ? lines : zor_int(mode)));
+  column_form columns{};
+  if constexpr (std::is_same_v<In, Out>) columns = column_form_of(kernel.run, kernel.record);
+  const zor_int whole = columns.block > 0 ? lines / columns.block * columns.block : 0;
+  const zor_int pitch = line_pitch(in, out), left_over = lines - whole;
+  const zor_int line_bytes = pitch * (left_over < mode ? left_over : zor_int(mode));
+  const zor_int tile_bytes = whole > 0 ? columns.bytes : 0;
+  scratch tile(line_bytes > tile_bytes ? line_bytes : tile_bytes);
   if (tile.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
+  if (whole > 0)
+    columns.runs->columns({in.data, out.data, in.stride, out.stride, whole, columns.way, columns.factor},
+                          columns.p, tile.data);
   int32_t status = ZOR_DFT_OK;
-  for (zor_int first = 0; first < lines && status == ZOR_DFT_OK;) {
+  for (zor_int first = whole; first < lines && status == ZOR_DFT_OK;) {
     const zor_int left = lines - first;
     if (mode >= tile_eight && left >= 8) {
       status = run_tile<8>(kernel, in, out, first, tile.data, pitch);

@@ -83,13 +83,6 @@ double cheapest(int32_t n, int32_t m, int from, factors* best) {
   return least;
 }
 
-// Powers of two take radix 16 as often as needed to save a pass, else 8.
-void factor_power_of_two(int32_t order, factors* f) {
-  f->count = (order + 3) / 4;
-  const int32_t sixteens = order - 3 * f->count;
-  for (int32_t i = 0; i < f->count; ++i) f->radix[i] = i < sixteens ? 16 : 8;
-}
-
 // Large primes come last, where the columns are many.
 void factor(int32_t n, int32_t batch, factors* f) {
   int32_t primes[longest_chain];
@@ -209,6 +202,26 @@ pass_run<R> straight_of(int32_t n, std::integer_sequence<int, N...>) {
   return found;
 }
 
+// The radices of a chain in order; 0 of them where a column form does not exist.
+template <class R>
+int32_t radices_of(const chain<R>& c, int32_t* radix) {
+  if (c.n < 2 || c.n > longest_column || c.count > most_column_passes) return 0;
+  if (c.count == 0 && find_two_passes<R>(c.n) != nullptr) {
+    radix[0] = first_of_two(c.n);
+    radix[1] = c.n / radix[0];
+    return 2;
+  }
+  if (c.count == 0) {
+    radix[0] = c.n;
+    return 1;
+  }
+  for (int32_t i = 0; i < c.count; ++i) {
+    radix[i] = c.passes[i].radix;
+    if (radix[i] > largest_radix) return 0;
+  }
+  return c.count;
+}
+
 template <class R>
 bool same_data(const pass_data<R>& d) {
   return d.x_re == d.y_re ||
@@ -236,10 +249,21 @@ bool chain_build(chain<R>* c, int32_t n, form outer) {
   c->inner = two && outer == form::interleaved ? form::blocked : form::split;
   factors f;
   if (two)
-    factor_power_of_two(31 - __builtin_clz(uint32_t(n)), &f);
+    f.count = radices_of_order(31 - __builtin_clz(uint32_t(n)), f.radix);
   else
     factor(n, 1, &f);
   return build_passes(c, f, 1);
+}
+
+template <class R>
+bool chain_add_columns(chain<R>* c) {
+  int32_t radix[most_column_passes];
+  const int32_t count = radices_of(*c, radix);
+  if (count == 0) return true;
+  char* memory = static_cast<char*>(engine_allocate(uint64_t(column_plan_bytes(c->n, sizeof(R)))));
+  if (memory == nullptr) return false;
+  c->columns = make_columns<R>(&memory, radix, count, form::interleaved, lanes_of<R>);
+  return true;
 }
 
 template <class R>
@@ -268,7 +292,9 @@ void chain_run_batch(const chain<R>& c, R* a_re, R* a_im, R* b_re, R* b_im) {
 template <class R>
 void chain_free(chain<R>* c) {
   engine_free(c->tables);
+  engine_free(c->columns);
   c->tables = nullptr;
+  c->columns = nullptr;
 }
 
 template <class R>
@@ -309,6 +335,7 @@ void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work) {
 #define ZOR_INSTANCES(R)                                             \
   template pass_run<R> find_straight<R>(int32_t, form);              \
   template bool chain_build<R>(chain<R>*, int32_t, form);            \
+  template bool chain_add_columns<R>(chain<R>*);                     \
   template bool chain_build_batch<R>(chain<R>*, int32_t, int32_t);   \
   template void chain_run_batch<R>(const chain<R>&, R*, R*, R*, R*); \
   template void chain_free<R>(chain<R>*);                            \

@@ -2,7 +2,7 @@
 // A complex transform of one length as a chain of passes. Instances: float and double.
 #pragma once
 
-#include "dft/engine/passes.h"
+#include "dft/engine/columns.h"
 
 namespace zor::dft {
 
@@ -12,7 +12,8 @@ template <class R>
 struct chain {
   int32_t n, count;
   form outer, inner;
-  R* tables;  // twiddles and angle tables of all passes
+  R* tables;                // twiddles and angle tables of all passes
+  column_plan<R>* columns;  // the same for columns; null where that was not asked for or does not exist
   pass<R> passes[longest_chain];
 };
 
@@ -21,6 +22,9 @@ template <class R>
 bool chain_build(chain<R>* c, int32_t n, form outer);
 template <class R>
 void chain_free(chain<R>* c);
+// Adds the column form, where the chain has one. False when memory is short.
+template <class R>
+bool chain_add_columns(chain<R>* c);
 // The transform with sign and scales of pass_data; y may be x. Work: 2 n reals, touched only when there are
 // passes.
 template <class R>
@@ -37,6 +41,8 @@ void chain_run_batch(const chain<R>& c, R* a_re, R* a_im, R* b_re, R* b_im);
 // lengths.
 template <class R>
 pass_run<R> find_two_passes(int32_t n);
+// Their first radix.
+constexpr int32_t first_of_two(int32_t n) { return n == 16 ? 4 : n == 128 ? 16 : 8; }
 
 // Straight-line transforms of 1 to 16 and 32 values.
 template <class R>

@@ -39,7 +39,11 @@ bool build_tables(plan* p, const selection& s) {
   flavour_tables<R>& t = tables_of<R>(p->tables);
   if (L == layout::real) return real_build(&t.real, p->length, s);
   if (p->unordered) return unordered_build(&t.rows, p->length);
-  return transform_build(&t.complex, p->length, s, L == layout::split ? form::split : form::interleaved);
+  if (!transform_build(&t.complex, p->length, s, L == layout::split ? form::split : form::interleaved))
+    return false;
+  if (L == layout::split || transform_add_columns(&t.complex)) return true;
+  transform_free(&t.complex);
+  return false;
 }
 
 template <class R, layout L>
@@ -170,14 +174,37 @@ int32_t run(const void* in, void* out, const plan* p, void* work) {
   return engine_done;
 }
 
+template <class R>
+const column_plan<R>* columns_of(const plan* p) {
+  return p->unordered ? nullptr : transform_columns(tables_of<R>(p->tables).complex);
+}
+
+template <class R>
+column_block block(const plan* p) {
+  if (columns_of<R>(p) == nullptr) return {0, 0};
+  return {int32_t(columns_together<R>), int64_t{p->length} * columns_together<R> * 2 * int64_t{sizeof(R)}};
+}
+
+template <class R>
+void run_columns(const column_data& d, const plan* p, void* tile) {
+  const R scale = R(d.factor), sign = d.way == forward ? R(1) : R(-1);
+  run_column_lines(*columns_of<R>(p),
+                   column_lines<R>{static_cast<const R*>(d.in), static_cast<R*>(d.out), d.in_stride,
+                                   d.out_stride, d.columns / columns_together<R>, sign, scale, sign * scale},
+                   static_cast<R*>(tile));
+}
+
 template <class R, layout L, int32_t Kind>
 constexpr engine make_engine() {
+  constexpr bool interleaved = L == layout::interleaved;
   return {Kind,
           build<R, L, Kind>,
           work_size<Kind>,
           run<R, L, Kind, forward>,
           run<R, L, Kind, backward>,
-          release<R, L, Kind>};
+          release<R, L, Kind>,
+          interleaved ? block<R> : nullptr,
+          interleaved ? run_columns<R> : nullptr};
 }
 
 // Moves the spectrum between second format and another one, in place.

@@ -10,7 +10,7 @@ namespace {
 // Two passes over tables made by the compiler, of radices r and l.
 template <class R, int N>
 struct two_passes {
-  static constexpr int r = N == 16 ? 4 : N == 128 ? 16 : 8, l = N / r, m = r;
+  static constexpr int r = first_of_two(N), l = N / r, m = r;
   static constexpr int first_lanes = lanes_of<R> < l ? lanes_of<R> : l;
   static constexpr int last_lanes = lanes_of<R> < m ? lanes_of<R> : m;
   using first_vector = typename lanes_or_real<R, first_lanes>::type;

@@ -3,113 +3,13 @@
 
 #include <cstring>
 
-#include "dft/engine/lines.h"
+#include "dft/engine/column_bodies.h"
 #include "dft/engine/memory.h"
 #include "dft/engine/trig.h"
 
 namespace zor::dft {
 
-inline constexpr int32_t most_column_passes = 5;
-
-// One call of a column pass. The tile keeps a row of `columns` values as groups of W real parts and W
-// imaginary ones.
-template <class R>
-struct column_call {
-  R* tile;
-  ptrdiff_t columns;
-  ptrdiff_t span;            // rows between the terms of a butterfly
-  ptrdiff_t blocks;          // groups of radix * span rows
-  const R* twiddles;         // by row of a block, s from 1: re, im
-  const int32_t* frequency;  // last pass: output index of a block's first result
-  // Memory: element (row, column) of the tile's columns.
-  R *re, *im;
-  ptrdiff_t start;  // index of row 0, column 0
-  ptrdiff_t row_low_mask, row_low_step, row_shift, row_high_step;
-  ptrdiff_t moved_rows, moved_start, moved_low_step,
-      moved_high_step;  // rows below moved_rows stand elsewhere
-  R sign, scale_re, scale_im;
-  const R* grid_twiddles;
-};
-
-template <class R>
-using column_run = void (*)(const column_call<R>&);
-
-template <class R>
-struct column_plan {
-  int32_t length, count;
-  form outer;
-  int32_t radix[most_column_passes];
-  const R* twiddles[most_column_passes];
-  column_run<R> gather, turned, scatter, rows_out;
-  column_run<R> middle[most_column_passes];
-  const int32_t* frequency;  // of block b in the last pass
-  const int32_t* place;      // tile row of output k
-};
-
 namespace {
-
-template <class R>
-[[gnu::always_inline]] inline ptrdiff_t row_index(const column_call<R>& c, ptrdiff_t row) {
-  const ptrdiff_t low = row & c.row_low_mask, high = row >> c.row_shift;
-  if (row < c.moved_rows) return c.moved_start + low * c.moved_low_step + high * c.moved_high_step;
-  return c.start + low * c.row_low_step + high * c.row_high_step;
-}
-
-template <class V, class R>
-[[gnu::always_inline]] inline complex_lanes<V> load_tile(const R* p) {
-  return {load_lanes<V>(p), load_lanes<V>(p + lane_count<V>)};
-}
-template <class V, class R>
-[[gnu::always_inline]] inline void store_tile(R* p, complex_lanes<V> v) {
-  store_lanes(p, v.re);
-  store_lanes(p + lane_count<V>, v.im);
-}
-
-// From memory to the tile: rows q + span t, twiddled by w(q s).
-template <class R, int r, class V, form F>
-void gather_pass(const column_call<R>& c) {
-  constexpr int W = lane_count<V>;
-  const R* w = c.twiddles;
-  for (ptrdiff_t q = 0; q < c.span; ++q, w += 2 * (r - 1)) {
-    ptrdiff_t row[r];
-    unrolled<r>([&](auto t) __attribute__((always_inline)) { row[t] = row_index(c, q + c.span * t); });
-    for (ptrdiff_t j = 0; j < c.columns; j += W) {
-      complex_lanes<V> u[r];
-      unrolled<r>([&](auto t) __attribute__((always_inline)) {
-        u[t] = load_complex<F, V>(c.re, c.im, row[t] + j);
-        u[t].im = u[t].im * c.sign;
-      });
-      dft<r>(u);
-      R* const out = c.tile + 2 * (q * c.columns + j);
-      store_tile(out, u[0]);
-      unrolled<r - 1>([&](auto s) __attribute__((always_inline)) {
-        store_tile(out + 2 * c.columns * c.span * (s + 1), multiply(u[s + 1], w[2 * s], w[2 * s + 1]));
-      });
-    }
-  }
-}
-
-template <class R, int r, class V>
-void tile_pass(const column_call<R>& c) {
-  constexpr int W = lane_count<V>;
-  for (ptrdiff_t b = 0; b < c.blocks; ++b) {
-    const R* w = c.twiddles;
-    for (ptrdiff_t q = 0; q < c.span; ++q, w += 2 * (r - 1)) {
-      for (ptrdiff_t j = 0; j < c.columns; j += W) {
-        R* const p = c.tile + 2 * ((b * r * c.span + q) * c.columns + j);
-        complex_lanes<V> u[r];
-        unrolled<r>([&](auto t) __attribute__((always_inline)) {
-          u[t] = load_tile<V>(p + 2 * c.columns * c.span * t);
-        });
-        dft<r>(u);
-        store_tile(p, u[0]);
-        unrolled<r - 1>([&](auto s) __attribute__((always_inline)) {
-          store_tile(p + 2 * c.columns * c.span * (s + 1), multiply(u[s + 1], w[2 * s], w[2 * s + 1]));
-        });
-      }
-    }
-  }
-}
 
 // The last radix within the tile, each result times its grid twiddle.
 template <class R, int r, class V>
@@ -125,25 +25,6 @@ void turned_pass(const column_call<R>& c) {
       unrolled<r>([&](auto s) __attribute__((always_inline)) {
         const complex_lanes<V> turn = load_tile<V>(w + 2 * W * s);
         store_tile(p + 2 * c.columns * s, multiply(u[s], turn.re, turn.im));
-      });
-    }
-  }
-}
-
-// The last radix, from the tile to the rows of memory in natural order.
-template <class R, int r, class V, form F>
-void scatter_pass(const column_call<R>& c) {
-  constexpr int W = lane_count<V>;
-  for (ptrdiff_t b = 0; b < c.blocks; ++b) {
-    const ptrdiff_t row = c.start + c.frequency[b] * c.row_low_step;
-    for (ptrdiff_t j = 0; j < c.columns; j += W) {
-      const R* const p = c.tile + 2 * (b * r * c.columns + j);
-      complex_lanes<V> u[r];
-      unrolled<r>([&](auto t) __attribute__((always_inline)) { u[t] = load_tile<V>(p + 2 * c.columns * t); });
-      dft<r>(u);
-      unrolled<r>([&](auto s) __attribute__((always_inline)) {
-        store_complex<F>(c.re, c.im, row + j + s * c.blocks * c.row_low_step,
-                         complex_lanes<V>{u[s].re * c.scale_re, u[s].im * c.scale_im});
       });
     }
   }
@@ -166,32 +47,19 @@ void rows_out_pass(const column_call<R>& c) {
         transpose_units<1>(im);
       }
       unrolled<W>([&](auto i) __attribute__((always_inline)) {
-        store_complex<F>(c.re, c.im, c.start + (j + i) * c.row_low_step + k, complex_lanes<V>{re[i], im[i]});
+        store_complex<F>(c.y_re, c.y_im, c.out_start + (j + i) * c.out_step + k,
+                         complex_lanes<V>{re[i], im[i]});
       });
     }
   }
 }
 
-template <class R, int r, class V>
-void set_radix(column_plan<R>* p, int32_t i) {
-  const bool split = p->outer == form::split;
-  if (i == 0) p->gather = split ? gather_pass<R, r, V, form::split> : gather_pass<R, r, V, form::interleaved>;
-  p->middle[i] = tile_pass<R, r, V>;
-  if (i < p->count - 1) return;
-  p->turned = turned_pass<R, r, V>;
-  p->scatter = split ? scatter_pass<R, r, V, form::split> : scatter_pass<R, r, V, form::interleaved>;
-}
-
 template <class R, class V>
-void set_passes(column_plan<R>* p) {
-  for (int32_t i = 0; i < p->count; ++i) {
-    if (p->radix[i] == 16)
-      set_radix<R, 16, V>(p, i);
-    else
-      set_radix<R, 8, V>(p, i);
-  }
-  p->rows_out =
-      p->outer == form::split ? rows_out_pass<R, V, form::split> : rows_out_pass<R, V, form::interleaved>;
+void set_passes(grid<R>* g, form outer) {
+  const bool wide = g->first->radix[g->first->count - 1] == 16;
+  g->turned = wide ? turned_pass<R, 16, V> : turned_pass<R, 8, V>;
+  g->rows_out =
+      outer == form::split ? rows_out_pass<R, V, form::split> : rows_out_pass<R, V, form::interleaved>;
 }
 
 // The widest lanes that divide a tile's columns.
@@ -203,65 +71,13 @@ int32_t lanes_for(int32_t columns) {
 }
 
 template <class R>
-void set_lanes(column_plan<R>* p, int32_t lanes) {
+void set_lanes(grid<R>* g, form outer, int32_t lanes) {
   if (lanes == pass_lanes<R>(0))
-    set_passes<R, typename lanes_or_real<R, pass_lanes<R>(0)>::type>(p);
+    set_passes<R, typename lanes_or_real<R, pass_lanes<R>(0)>::type>(g, outer);
   else if (lanes == pass_lanes<R>(1))
-    set_passes<R, typename lanes_or_real<R, pass_lanes<R>(1)>::type>(p);
+    set_passes<R, typename lanes_or_real<R, pass_lanes<R>(1)>::type>(g, outer);
   else
-    set_passes<R, R>(p);
-}
-
-template <class T>
-T* take(char** memory, int64_t count) {
-  T* p = reinterpret_cast<T*>(*memory);
-  *memory += (count * int64_t{sizeof(T)} + 63) / 64 * 64;
-  return p;
-}
-
-int64_t column_bytes(int32_t length, int32_t real_bytes) {
-  return 1024 + int64_t{length} * (4 * real_bytes + 8) + 64 * (most_column_passes + 2);
-}
-
-template <class R>
-column_plan<R>* make_columns(char** memory, int32_t order, form outer, int32_t lanes) {
-  auto* p = take<column_plan<R>>(memory, 1);
-  p->length = 1 << order;
-  p->count = (order + 3) / 4;
-  p->outer = outer;
-  const int32_t sixteens = order - 3 * p->count;
-  ptrdiff_t span = p->length;
-  for (int32_t i = 0; i < p->count; ++i) {
-    const int32_t r = p->radix[i] = i < sixteens ? 16 : 8;
-    const int64_t n = span;
-    span /= r;
-    R* w = take<R>(memory, 2 * (r - 1) * span);
-    p->twiddles[i] = w;
-    for (ptrdiff_t q = 0; i < p->count - 1 && q < span; ++q)
-      for (int32_t s = 1; s < r; ++s, w += 2) {
-        const zor_c64 v = root_of_unity(q * s, n);
-        w[0] = R(v.re);
-        w[1] = R(v.im);
-      }
-  }
-  const int32_t last = p->radix[p->count - 1];
-  const int32_t blocks = p->length / last;
-  int32_t* frequency = take<int32_t>(memory, blocks);
-  int32_t* place = take<int32_t>(memory, p->length);
-  for (int32_t b = 0; b < blocks; ++b) {
-    int32_t rest = b, k = 0, weight = blocks;
-    for (int32_t i = p->count - 2; i >= 0; --i) {
-      weight /= p->radix[i];
-      k += rest % p->radix[i] * weight;
-      rest /= p->radix[i];
-    }
-    frequency[b] = k;
-    for (int32_t s = 0; s < last; ++s) place[k + blocks * s] = b * last + s;
-  }
-  p->frequency = frequency;
-  p->place = place;
-  set_lanes(p, lanes);
-  return p;
+    set_passes<R, R>(g, outer);
 }
 
 template <class R>
@@ -280,26 +96,10 @@ void fill_twiddles(grid<R>* g, R* w, int32_t lanes) {
           }
 }
 
-// All radices of a column plan but the last, on a tile being gathered.
-template <class R>
-void fill_tile(const column_plan<R>& p, column_call<R>* c) {
-  c->span = p.length / p.radix[0];
-  c->blocks = 1;
-  c->twiddles = p.twiddles[0];
-  p.gather(*c);
-  for (int32_t i = 1; i < p.count; ++i) {
-    c->blocks *= p.radix[i - 1];
-    c->span /= p.radix[i];
-    c->twiddles = p.twiddles[i];
-    if (i < p.count - 1) p.middle[i](*c);
-  }
-  c->frequency = p.frequency;
-}
-
 template <class R>
 void move_values(const grid<R>& g, const pass_data<R>& ends, ptrdiff_t from, ptrdiff_t to) {
   const size_t bytes = sizeof(R) * size_t(g.columns);
-  if (g.first->outer == form::split) {
+  if (g.outer == form::split) {
     std::memcpy(ends.y_re + to, ends.y_re + from, bytes);
     std::memcpy(ends.y_im + to, ends.y_im + from, bytes);
   } else {
@@ -318,8 +118,8 @@ void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d,
   column_call<R> c{};
   c.tile = work;
   c.columns = w;
-  c.re = const_cast<R*>(ends.x_re);
-  c.im = const_cast<R*>(ends.x_im);
+  c.x_re = ends.x_re;
+  c.x_im = ends.x_im;
   c.start = d * side + column;
   c.row_low_mask = w - 1;
   c.row_shift = __builtin_ctzll(uint64_t(w));
@@ -335,13 +135,14 @@ void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d,
     for (ptrdiff_t a = 0; a < w; ++a)
       move_values(g, ends, (column + a) * pitch + d * side + other, (other + a) * pitch + d * side + column);
   c.grid_twiddles = g.twiddles + 2 * side * (d * side + column);
-  g.first->turned(c);
-  c.re = ends.y_re;
-  c.im = ends.y_im;
-  c.start = column * pitch + d * side;
+  g.turned(c);
+  c.y_re = ends.y_re;
+  c.y_im = ends.y_im;
+  c.out_start = column * pitch + d * side;
+  c.out_step = pitch;
   c.frequency = g.first->place;
   c.span = side;
-  g.first->rows_out(c);
+  g.rows_out(c);
 }
 
 // Columns of middle * side values at pitch side; value d side + i stands in row i middle + d.
@@ -351,19 +152,19 @@ void second_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t t
   column_call<R> c{};
   c.tile = work;
   c.columns = g.columns;
-  c.re = ends.y_re;
-  c.im = ends.y_im;
-  c.start = ptrdiff_t{tile} * g.columns;
+  c.x_re = c.y_re = ends.y_re;
+  c.x_im = c.y_im = ends.y_im;
+  c.start = c.out_start = ptrdiff_t{tile} * g.columns;
+  c.out_step = side;
   c.row_low_mask = side - 1;
   c.row_shift = __builtin_ctzll(uint64_t(side));
   c.row_low_step = side * g.middle;
   c.row_high_step = side;
   c.sign = 1;
   fill_tile(*g.second, &c);
-  c.row_low_step = side;
   c.scale_re = ends.scale_re;
   c.scale_im = ends.scale_im;
-  g.second->scatter(c);
+  g.second->passes[g.second->count - 1].scatter(c);
 }
 
 }  // namespace
@@ -377,13 +178,19 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->columns = int32_t(room < 16 ? room : 16);
   const int32_t lanes = lanes_for<R>(g->columns);
   const int64_t values = int64_t{1} << order;
-  g->memory = engine_allocate(uint64_t(2 * values * int64_t{sizeof(R)} + column_bytes(g->side, sizeof(R)) +
-                                       column_bytes(g->side * g->middle, sizeof(R))));
+  g->memory =
+      engine_allocate(uint64_t(2 * values * int64_t{sizeof(R)} + column_plan_bytes(g->side, sizeof(R)) +
+                               column_plan_bytes(g->side * g->middle, sizeof(R))));
   if (g->memory == nullptr) return false;
   char* memory = static_cast<char*>(g->memory);
   R* w = take<R>(&memory, 2 * values);
-  g->first = make_columns<R>(&memory, side_order, outer, lanes);
-  g->second = make_columns<R>(&memory, order - side_order, outer, lanes);
+  int32_t radix[most_column_passes];
+  int32_t count = radices_of_order(side_order, radix);
+  g->first = make_columns<R>(&memory, radix, count, outer, lanes);
+  count = radices_of_order(order - side_order, radix);
+  g->second = make_columns<R>(&memory, radix, count, outer, lanes);
+  g->outer = outer;
+  set_lanes(g, outer, lanes);
   g->twiddles = w;
   fill_twiddles(g, w, lanes);
   return true;

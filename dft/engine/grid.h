@@ -5,19 +5,19 @@
 // moves the blocks it displaces.
 #pragma once
 
-#include "dft/engine/passes.h"
+#include "dft/engine/columns.h"
 
 namespace zor::dft {
 
 template <class R>
-struct column_plan;
-
-template <class R>
 struct grid {
   int32_t side, middle, columns;
+  form outer;
   void* memory;
   column_plan<R>* first;   // length side
   column_plan<R>* second;  // length side * middle
+  column_run<R> turned;    // last radix of a first column, times the grid's twiddles
+  column_run<R> rows_out;  // a tile turned to rows
   const R* twiddles;       // in the order the first sweep meets them
 };
 

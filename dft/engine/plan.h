@@ -6,6 +6,7 @@
 // the plan's scale flag. Output may be the input. A run never allocates when work is given.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace zor::dft {
@@ -78,6 +79,22 @@ struct split_pair {
   R* im;
 };
 
+enum direction : int32_t { forward, backward };
+
+// Value i of column j stands at i * stride + j, strides in complex values; out may be in with the same
+// stride.
+struct column_data {
+  const void* in;
+  void* out;
+  ptrdiff_t in_stride, out_stride, columns;  // a multiple of the block's
+  direction way;
+  double factor;
+};
+struct column_block {
+  int32_t columns;
+  int64_t bytes;
+};
+
 // One flavour's operations. Interleaved and unordered flavours take arrays of complex values, split ones
 // split_pair, real ones n reals and the spectrum in the format R0, R(n/2), R1, I1, ... (n reals; R(n/2) only
 // for even n). Work is work_size bytes, or null to let the run allocate.
@@ -88,6 +105,12 @@ struct engine {
   int32_t (*forward)(const void* in, void* out, const plan* p, void* work);
   int32_t (*backward)(const void* in, void* out, const plan* p, void* work);
   int32_t (*release)(plan* p);  // frees the plan and all it holds
+  // Neighbouring columns through an interleaved plan; both null for other flavours. column_block says how
+  // many are taken together and how many bytes of tile, 64-byte aligned, that needs; no columns where the
+  // plan has none. Every column gets the bits that forward or backward of an unscaled plan give to it as a
+  // line, times `factor`.
+  column_block (*block)(const plan* p);
+  void (*columns)(const column_data& data, const plan* p, void* tile);
 };
 extern const engine engines[flavour_count];
 
@@ -106,7 +129,6 @@ extern const real_runner runners_d[3];
 // Kernels of one length without plan or work: natural order, in place or not, any alignment, multiplying by
 // the scale. They exist for the lengths 1 to 16, 32, 64 and 128; null for others.
 typedef void fixed_kernel(const void* in, void* out, double scale);
-enum direction : int32_t { forward, backward };
 fixed_kernel* fixed_complex_s(int32_t length, direction d);
 fixed_kernel* fixed_complex_d(int32_t length, direction d);
 

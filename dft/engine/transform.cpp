@@ -123,6 +123,20 @@ bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer)
 }
 
 template <class R>
+bool has_chain(const transform<R>& t) {
+  return t.how != method::chirp && t.how != method::direct && !t.long_power;
+}
+
+template <class R>
+bool transform_add_columns(transform<R>* t) {
+  return !has_chain(*t) || chain_add_columns(&t->passes);
+}
+template <class R>
+const column_plan<R>* transform_columns(const transform<R>& t) {
+  return has_chain(t) ? t.passes.columns : nullptr;
+}
+
+template <class R>
 void transform_free(transform<R>* t) {
   if (t->how == method::chirp)
     chirp_free(&t->convolution);
@@ -150,6 +164,8 @@ void transform_run(const transform<R>& t, const pass_data<R>& ends, R* work) {
 
 #define ZOR_INSTANCES(R)                                                            \
   template bool transform_build<R>(transform<R>*, int32_t, const selection&, form); \
+  template bool transform_add_columns<R>(transform<R>*);                            \
+  template const column_plan<R>* transform_columns<R>(const transform<R>&);         \
   template void transform_free<R>(transform<R>*);                                   \
   template void transform_run<R>(const transform<R>&, const pass_data<R>&, R*);     \
   template void convolve_with_chirp<R>(const chirp<R>&, int32_t, R*);

@@ -43,6 +43,12 @@ struct transform {
 
 template <class R>
 bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer);
+// Adds the column form of its chain, if there is one. False when memory is short.
+template <class R>
+bool transform_add_columns(transform<R>* t);
+// That form, or null.
+template <class R>
+const column_plan<R>* transform_columns(const transform<R>& t);
 template <class R>
 void transform_free(transform<R>* t);
 // Work as selected, at any alignment of R; y may be x.

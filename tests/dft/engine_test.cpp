@@ -444,6 +444,54 @@ TEST(Engine, OnePlanOnManyThreads) {
   }
 }
 
+// Columns give the bits of lines, in any stride, in place and not; lengths without a column form say so.
+template <class R>
+void check_columns(int f, int n) {
+  SCOPED_TRACE(testing::Message() << "flavour " << f << " length " << n);
+  plan* p = build(f, n);
+  const column_block block = engines[f].block(p);
+  const int columns = 2 * block.columns, in_stride = columns + 3, out_stride = columns + 1;
+  guarded<R> x(size_t(2 * (n - 1) * in_stride + 2 * columns));
+  guarded<R> y(size_t(2 * (n - 1) * out_stride + 2 * columns));
+  std::vector<char> room(size_t(block.bytes) + 64);
+  void* tile = room.data();
+  size_t space = room.size();
+  std::align(64, size_t(block.bytes), tile, space);
+  for (const direction d : {forward, backward}) {
+    zor_test::random_bits random(uint64_t(n + d));
+    for (R& v : x) v = R(random.unit());
+    const std::vector<R> given(x.data(), x.data() + x.size());
+    const R factor = R(0.3);
+    const auto run_columns = [&](guarded<R>& out, int stride) {
+      engines[f].columns({x.data(), out.data(), in_stride, stride, columns, d, double(factor)}, p, tile);
+      for (int c = 0; c < columns; ++c) {
+        line<R> one(f, n);
+        for (int i = 0; i < 2 * n; ++i)
+          one.first[size_t(i)] = given[size_t(2 * (i / 2 * in_stride + c) + i % 2)];
+        run(f, d, one.address(), one.address(), p, nullptr);
+        for (int i = 0; i < 2 * n; ++i)
+          ASSERT_EQ(zor_test::bits(R(one.first[size_t(i)] * factor)),
+                    zor_test::bits(out[size_t(2 * (i / 2 * stride + c) + i % 2)]))
+              << "column " << c << " value " << i / 2;
+      }
+    };
+    run_columns(y, out_stride);
+    run_columns(x, in_stride);
+  }
+  engines[f].release(p);
+}
+TEST(Engine, ColumnsGiveTheBitsOfLines) {
+  for (int n : {2, 3, 8, 14, 15, 16, 18, 32, 33, 64, 66, 105, 128, 130, 243, 256, 1000, 1001, 1024, 4096}) {
+    check_columns<double>(flavour_z, n);
+    check_columns<float>(flavour_c, n);
+  }
+  for (int n : {1, 17, 89, 97, 34, 8192, 32768}) {
+    plan* p = build(flavour_z, n);
+    EXPECT_EQ(engines[flavour_z].block(p).columns, 0) << n;
+    engines[flavour_z].release(p);
+  }
+}
+
 // A digest over every flavour and many lengths, compared between builds by another program.
 template <class R>
 void digest_length(int f, int n, uint64_t* hash) {
