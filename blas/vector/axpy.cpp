@@ -16,8 +16,8 @@ zor_int axpy_runs(zor_int n, T alpha, const T* x, T* y) {
   using R = real_t<T>;
   const R* from = reinterpret_cast<const R*>(x);
   R* to = reinterpret_cast<R*>(y);
-  const zor_int done = for_runs_of_two(
-      n * reals<T>, from, to, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+  const zor_int done = for_runs_of(
+      n * reals<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
         if constexpr (is_complex<T>)
           store<V>(to + i,
                    load<V>(to + i) + complex_mul(broadcast_pair<V>(alpha.re, alpha.im), load<V>(from + i)));

@@ -31,7 +31,7 @@ zor_int cdot_runs(zor_int n, const T* x, const T* y, T& sum) {
   const R* a = reinterpret_cast<const R*>(x);
   const R* b = reinterpret_cast<const R*>(y);
   vec<R, 16> s = {};
-  const zor_int done = for_runs<R>(
+  const zor_int done = for_runs<R, long_width>(
       2 * n, [&s, a, b ]<class V>(zor_int i) __attribute__((always_inline)) {
         const V p = complex_mul<Conj>(load<V>(a + i), load<V>(b + i));
         [&]<int... K>(std::integer_sequence<int, K...>) __attribute__((always_inline)) {

@@ -16,9 +16,10 @@ void copy(zor_int n, const T* x, zor_int incx, T* y, zor_int incy) {
   if (unit_pair(incx, incy)) {
     const R* from = reinterpret_cast<const R*>(x);
     R* to = reinterpret_cast<R*>(y);
-    done = for_runs_of_two(
-        n * reals<T>, from,
-        to, [=]<class V>(zor_int i) __attribute__((always_inline)) { store<V>(to + i, load<V>(from + i)); });
+    done = for_runs_of(
+        n * reals<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+          store<V>(to + i, load<V>(from + i));
+        });
     done /= reals<T>;
     incx = incy = 1;
   }

@@ -21,8 +21,9 @@
 namespace zor {
 namespace {
 
-// Widest bounds the registers of the main loop; lines of long vectors are asked for a block ahead.
-template <class R, int Widest, bool Long>
+// Registers of 32 bytes even where there are wider ones: the sums are bound by the latency of an addition,
+// which is longer there on some processors. Lines of Long vectors are asked for a block ahead.
+template <class R, bool Long>
 R dot_unit(zor_int n, const R* x, const R* y) {
   using V = vec<R, 16>;
   constexpr int L = lanes<V>;
@@ -34,18 +35,18 @@ R dot_unit(zor_int n, const R* x, const R* y) {
   y += peel;
   n -= peel;
 
-  partial_sums<R, 64, Widest> sums;
-  using P = typename partial_sums<R, 64, Widest>::V;
+  partial_sums<R, 64, long_width> sums;
+  using P = typename partial_sums<R, 64, long_width>::V;
   sums.part[0][0] = first;
-  if constexpr (Long) {
-    constexpr int block = block_bytes / int(sizeof(R));
-    for (; n >= block; n -= block, x += block, y += block) {
+  constexpr int block = block_bytes / int(sizeof(R));
+  for (; n >= block; n -= block, x += block, y += block) {
+    if constexpr (Long) {
       touch_block(x);
       touch_block(y);
-#pragma GCC unroll 16
-      for (int k = 0; k < block; k += sums.step)
-        sums.part[k / sums.step % sums.count] += load<P>(x + k) * load<P>(y + k);
     }
+#pragma GCC unroll 16
+    for (int k = 0; k < block; k += sums.step)
+      sums.part[k / sums.step % sums.count] += load<P>(x + k) * load<P>(y + k);
   }
   for (; n >= 4 * L; n -= 4 * L, x += 4 * L, y += 4 * L) {
 #pragma GCC unroll 4
@@ -80,8 +81,7 @@ T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   if (n < 1) return 0;
   if (unit_pair(incx, incy)) {
     if (on_element(x) && on_element(y))
-      return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, width, false>(n, x, y)
-                                                 : dot_unit<T, long_width, true>(n, x, y);
+      return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, false>(n, x, y) : dot_unit<T, true>(n, x, y);
     incx = incy = 1;
   }
   x = walk_start(x, n, incx);

@@ -16,8 +16,8 @@ zor_int rot_runs(zor_int n, T* x, T* y, C c, S s) {
   using R = real_t<T>;
   R* a = reinterpret_cast<R*>(x);
   R* b = reinterpret_cast<R*>(y);
-  const zor_int done = for_runs_of_two<false>(
-      n * reals<T>, a, b, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+  const zor_int done = for_runs_of<false>(
+      n * reals<T>, {a, b}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
         const V va = load<V>(a + i), vb = load<V>(b + i), vc = broadcast<V>(c);
         if constexpr (is_complex<S>) {
           const V vs = broadcast_pair<V>(s.re, s.im);

@@ -33,8 +33,8 @@ void rotm_form(zor_int n, T* x, zor_int incx, T* y, zor_int incy, const T* param
   const T h11 = param[1], h21 = param[2], h12 = param[3], h22 = param[4];
   zor_int done = 0;
   if (unit_pair(incx, incy)) {
-    done = for_runs_of_two<false>(
-        n, x, y, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+    done = for_runs_of<false>(
+        n, {x, y}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
           V vx = load<V>(x + i), vy = load<V>(y + i);
           apply<F>(broadcast<V>(h11), broadcast<V>(h21), broadcast<V>(h12), broadcast<V>(h22), vx, vy);
           store<V>(x + i, vx);

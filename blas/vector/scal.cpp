@@ -15,8 +15,8 @@ template <class T, class A>
 zor_int scal_runs(zor_int n, A alpha, T* x) {
   using R = real_t<T>;
   R* p = reinterpret_cast<R*>(x);
-  const zor_int done = for_runs<R>(
-      n * reals<T>, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+  const zor_int done = for_runs_of(
+      n * reals<T>, {p}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
         if constexpr (is_complex<A>)
           store<V>(p + i, complex_mul(broadcast_pair<V>(alpha.re, alpha.im), load<V>(p + i)));
         else

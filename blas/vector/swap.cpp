@@ -16,8 +16,8 @@ void swap(zor_int n, T* x, zor_int incx, T* y, zor_int incy) {
   if (unit_pair(incx, incy)) {
     R* a = reinterpret_cast<R*>(x);
     R* b = reinterpret_cast<R*>(y);
-    done = for_runs_of_two(
-        n * reals<T>, a, b, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+    done = for_runs_of(
+        n * reals<T>, {a, b}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
           const V old = load<V>(a + i);
           store<V>(a + i, load<V>(b + i));
           store<V>(b + i, old);

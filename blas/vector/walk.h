@@ -119,17 +119,17 @@ template <class R, int Bytes, class Step>
 // Calls step<V>(i) for runs of lanes<V> reals that together cover first to n-1 in rising order, up to a rest
 // of less than 16 bytes: full vectors, then at most one of each half. Returns where it stopped. For work
 // without sums, where the grouping cannot show.
-template <class R, class Step>
+template <class R, int Widest = width, class Step>
 [[gnu::always_inline]] inline zor_int for_runs(zor_int n, Step step, zor_int first = 0) {
-  using V = vec<R>;
-  constexpr int unroll = 4;
+  using V = vec<R, Widest>;
+  constexpr int unroll = 8;
   zor_int i = first;
   for (; i + unroll * lanes<V> <= n; i += unroll * lanes<V>) {
 #pragma GCC unroll 8
     for (int k = 0; k < unroll; ++k) step.template operator()<V>(i + k * lanes<V>);
   }
   for (; i + lanes<V> <= n; i += lanes<V>) step.template operator()<V>(i);
-  return tail_runs<R, width / 2>(i, n, step);
+  return tail_runs<R, Widest / 2>(i, n, step);
 }
 
 // Bytes of a vector from which two of them are taken to lie beyond the second-level cache. 16-byte loads are
@@ -146,18 +146,40 @@ inline constexpr int long_width = width < 32 ? width : 32;
   for (int line = 0; line < block_bytes; line += 64) touch(static_cast<const char*>(p) + line);
 }
 
-// for_runs over two vectors x and y, which may be long. Touch asks for the lines of a block before its loads,
-// which pays where a step does little else.
-template <bool Touch = true, class R, class Step>
-[[gnu::always_inline]] inline zor_int for_runs_of_two(zor_int n, const R* x, const R* y, Step step) {
+// The runs that bring `written` from a boundary of 16 bytes to one of a full vector. A full vector that
+// straddles a line takes two accesses.
+template <class R, class Step>
+[[gnu::always_inline]] inline zor_int aligning_runs(zor_int n, const R* written, Step& step) {
+  constexpr zor_int worthwhile = 16 * width;
   zor_int i = 0;
+  if constexpr (width > 16) {
+    if (n * zor_int(sizeof(R)) < worthwhile || position(written) != 0) return 0;
+    const uintptr_t missing = -reinterpret_cast<uintptr_t>(written) % width;
+    if (missing & 16) {
+      step.template operator()<vec<R, 16>>(i);
+      i += lanes<vec<R, 16>>;
+    }
+    if constexpr (width > 32) {
+      if (missing & 32) {
+        step.template operator()<vec<R, 32>>(i);
+        i += lanes<vec<R, 32>>;
+      }
+    }
+  }
+  return i;
+}
+
+// for_runs over whole operands, which may be long; the last of them is written. Touch asks for the lines of a
+// block before its loads, which pays where a step does little else.
+template <bool Touch = true, class R, size_t Count, class Step>
+[[gnu::always_inline]] inline zor_int for_runs_of(zor_int n, const R* const (&operands)[Count], Step step) {
+  zor_int i = aligning_runs(n, operands[Count - 1], step);
   if (n * zor_int(sizeof(R)) >= long_bytes) {
     using V = vec<R, long_width>;
     constexpr int block = block_bytes / int(sizeof(R));
     for (; i + block <= n; i += block) {
       if constexpr (Touch) {
-        touch_block(x + i);
-        touch_block(y + i);
+        for (const R* operand : operands) touch_block(operand + i);
       }
 #pragma GCC unroll 16
       for (int k = 0; k < block; k += lanes<V>) step.template operator()<V>(i + k);
