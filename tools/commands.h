@@ -16,6 +16,27 @@ struct matmul_options {
 };
 int matmul(const matmul_options& options);
 
+struct spmv_options {
+  std::string a;
+  std::string x;       // empty: ones
+  std::string output;  // empty: the product is not written
+  int32_t threads = 0;
+};
+int spmv(const spmv_options& options);
+
+struct solve_options {
+  std::string a;
+  std::string b;       // empty: A times ones
+  std::string output;  // empty: the solution is not written
+  std::string plot;    // SVG file of the residuals; empty: none
+  std::string preconditioner = "none";
+  double tolerance = 1e-10;  // of the residual over the right-hand side
+  int64_t iterations = 0;    // at most; 0: twice the rows and 100 more
+  int64_t every = 10;        // iterations from one line to the next
+  int32_t threads = 0;
+};
+int solve(const solve_options& options);
+
 int info();
 
 struct fft_options {

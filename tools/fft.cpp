@@ -12,6 +12,7 @@
 #include "tools/commands.h"
 #include "tools/digest.h"
 #include "tools/output_file.h"
+#include "tools/plot.h"
 #include "tools/signal.h"
 #include "zor/core.h"
 #include "zor/dft.h"
@@ -78,26 +79,19 @@ std::string spectrum_text(const std::vector<zor_c64>& spectrum, size_t n, double
 
 // At most a few thousand points: of each stretch the highest, so that no line is lost.
 void plot_spectrum(const std::vector<zor_c64>& spectrum, size_t n, double rate, const std::string& file) {
-  if (file.find('\'') != std::string::npos || file.find('\n') != std::string::npos)
-    throw std::invalid_argument(file + ": a plot's name may not hold quotes or line ends");
-  FILE* gnuplot = popen("gnuplot", "w");
-  if (gnuplot == nullptr) throw std::runtime_error("gnuplot cannot be started");
-  fmt::print(
-      gnuplot,
-      "set terminal svg size 900,500 background 'white'\nset output '{}'\nset grid\nset xlabel 'frequency'\n"
-      "set ylabel 'amplitude'\nset logscale y\nunset key\nplot '-' with lines\n",
-      file);
+  log_plot plot(file, "frequency", "amplitude");
+  fmt::print(plot.stream(), "plot '-' with lines\n");
   constexpr size_t points = 4000;
   const size_t stretch = (spectrum.size() + points - 1) / points;
   for (size_t first = 0; first < spectrum.size(); first += stretch) {
     size_t highest = first;
     for (size_t k = first; k < std::min(first + stretch, spectrum.size()); ++k)
       if (amplitude(spectrum, k, n) > amplitude(spectrum, highest, n)) highest = k;
-    fmt::print(gnuplot, "{} {}\n", double(highest) * rate / double(n),
+    fmt::print(plot.stream(), "{} {}\n", double(highest) * rate / double(n),
                std::max(amplitude(spectrum, highest, n), 1e-18));
   }
-  fmt::print(gnuplot, "e\n");
-  if (pclose(gnuplot) != 0) throw std::runtime_error("gnuplot failed to draw " + file);
+  fmt::print(plot.stream(), "e\n");
+  plot.close();
 }
 
 bool ends_with_wav(const std::string& name) {

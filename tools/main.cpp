@@ -32,6 +32,32 @@ void add_matmul(CLI::App& app, zor_tools::matmul_options& options) {
   add_threads(command, options.threads, "Threads at most");
 }
 
+void add_spmv(CLI::App& app, zor_tools::spmv_options& options) {
+  CLI::App* command =
+      app.add_subcommand("spmv", "Multiply a sparse matrix in a Matrix Market file by vectors");
+  command->add_option("A", options.a, "Matrix")->required();
+  command->add_option("x", options.x, "Vectors, as columns of a matrix; ones when left out");
+  command->add_option("-o,--output", options.output, "File for the product; appears whole or not at all");
+  add_threads(command, options.threads, "Threads at most");
+}
+
+void add_solve(CLI::App& app, zor_tools::solve_options& options) {
+  CLI::App* command =
+      app.add_subcommand("solve", "Solve A x = b by conjugate gradients, A symmetric and positive definite");
+  command->add_option("A", options.a, "Matrix Market file of the matrix")->required();
+  command->add_option("b", options.b, "Right-hand sides, as columns of a matrix; A times ones when left out");
+  command->add_option("-o,--output", options.output, "File for the solution; appears whole or not at all");
+  command->add_option("--preconditioner", options.preconditioner, "none or gauss-seidel")
+      ->check(CLI::IsMember({"none", "gauss-seidel"}));
+  command->add_option("--tolerance", options.tolerance, "Residual to reach, relative to b")
+      ->check(CLI::Range(0.0, 1.0));
+  command->add_option("--iterations", options.iterations, "Iterations at most")->check(CLI::PositiveNumber);
+  command->add_option("--every", options.every, "Iterations from one line to the next")
+      ->check(CLI::PositiveNumber);
+  command->add_option("--plot", options.plot, "Draw the residuals into an SVG file");
+  add_threads(command, options.threads, "Threads at most");
+}
+
 void add_fft(CLI::App& app, zor_tools::fft_options& options) {
   CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
   command->add_option("FILE", options.input, "WAV, text or CSV file")->required();
@@ -81,10 +107,14 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "zor " ZOR_VERSION);
   app.require_subcommand(1);
   zor_tools::matmul_options matmul;
+  zor_tools::spmv_options spmv;
+  zor_tools::solve_options solve;
   zor_tools::fft_options fft;
   zor_tools::verify_options verify;
   zor_bench::options bench;
   add_matmul(app, matmul);
+  add_spmv(app, spmv);
+  add_solve(app, solve);
   app.add_subcommand("info", "Tell which libraries run, and why");
   add_fft(app, fft);
   add_verify(app, verify);
@@ -96,6 +126,8 @@ int run(int argc, char** argv) {
     return fail(status_bad_input, e.what());
   }
   if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
+  if (app.got_subcommand("spmv")) return zor_tools::spmv(spmv);
+  if (app.got_subcommand("solve")) return zor_tools::solve(solve);
   if (app.got_subcommand("fft")) return zor_tools::fft(fft);
   if (app.got_subcommand("info")) return zor_tools::info();
   if (app.got_subcommand("verify")) return zor_tools::verify(verify);

@@ -4,14 +4,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <new>
 #include <optional>
 
 #include "tools/commands.h"
 #include "tools/digest.h"
 #include "tools/mmio.h"
+#include "tools/operand.h"
 #include "tools/output_file.h"
 #include "zor/blas.h"
 #include "zor/core.h"
@@ -30,26 +28,6 @@ void gemm(zor_int m, zor_int n, zor_int k, const zor_c64* a, const zor_c64* b, z
   zor_blas_zgemm("N", "N", &m, &n, &k, &one, a, &lda, b, &ldb, &zero, c, &lda);
 }
 
-// The position of an operand modulo 16 bytes is part of what fixes a result's bits, so all stand on 64.
-template <class T>
-using operand = std::unique_ptr<T[], void (*)(void*)>;
-
-template <class T>
-operand<T> allocate(int64_t count) {
-  const size_t bytes = (size_t(std::max<int64_t>(count, 1)) * sizeof(T) + 63) / 64 * 64;
-  void* p = std::aligned_alloc(64, bytes);
-  if (p == nullptr) throw std::bad_alloc();
-  return operand<T>(static_cast<T*>(p), std::free);
-}
-
-template <class T>
-operand<T> dense(const mm_matrix& matrix) {
-  mm_check_dense_size(matrix, sizeof(T));
-  operand<T> data = allocate<T>(matrix.rows * matrix.cols);
-  mm_fill(matrix, data.get());
-  return data;
-}
-
 template <class T>
 void multiply(const mm_matrix& a, const mm_matrix& b, output_file* output) {
   const int64_t m = a.rows, n = b.cols, k = a.cols;
@@ -63,12 +41,11 @@ void multiply(const mm_matrix& a, const mm_matrix& b, output_file* output) {
   gemm(m, n, k, left.get(), right.get(), c.get());
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
-  const double flops = (sizeof(T) == sizeof(double) ? 2.0 : 8.0) * double(m) * double(n) * double(k);
+  const double flops = flops_of_term<T> * double(m) * double(n) * double(k);
   digest sum;
   sum.add(c.get(), size_t(m * n));
   if (output != nullptr) output->commit(mm_array_text(m, n, c.get()));
-  fmt::print("C = A B     {} by {}, depth {}, {}\n", m, n, k,
-             sizeof(T) == sizeof(double) ? "real" : "complex");
+  fmt::print("C = A B     {} by {}, depth {}, {}\n", m, n, k, field_name<T>());
   fmt::print("time        {:.6f} s, {:.2f} GFLOP/s, threads at most {}\n", seconds, flops / seconds * 1e-9,
              zor_core_num_threads());
   fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());

@@ -166,7 +166,8 @@ bool only_neighbours_meet(const sparse_matrix& a) {
 
 // Parts depend on the matrix alone, since they show in the order of sums. Parts that meet their neighbours
 // only cost nothing; others need an output each, which must stay below the cost of reading the matrix.
-constexpr zor_int entries_of_part = 1 << 14;
+constexpr zor_int entries_of_part = 1 << 13;
+constexpr zor_int least_by_turns = 4;  // fewer leave no two for one turn
 constexpr zor_int most_outputs = 8;
 
 template <class I>
@@ -180,10 +181,12 @@ void cut_into_parts(sparse_matrix& a) {
   cut(1);
   if (a.rows == 0 || (a.structure != 'g' && a.structure != 's' && a.structure != 'h' && a.structure != 'a'))
     return;
-  cut(std::clamp<zor_int>(a.used / entries_of_part, 1, zor_sparse_matrix::most_parts));
-  a.neighbours = only_neighbours_meet<I>(a);
-  if (a.neighbours) return;
-  cut(std::clamp<zor_int>(a.used / (2 * std::max(a.rows, a.cols)), 1, std::min(a.parts, most_outputs)));
+  const zor_int most = std::clamp<zor_int>(a.used / entries_of_part, 1, zor_sparse_matrix::most_parts);
+  for (zor_int parts = most; parts >= least_by_turns; parts /= 2) {
+    cut(parts);
+    if (only_neighbours_meet<I>(a)) return;
+  }
+  cut(std::clamp<zor_int>(a.used / (2 * std::max(a.rows, a.cols)), 1, std::min(most, most_outputs)));
   a.neighbours = a.parts == 1;
 }
 

@@ -110,13 +110,13 @@ typedef struct zor_sparse_desc_lp64 {
 typedef struct zor_sparse_matrix* zor_sparse;
 
 /* zor_sparse_create, zor_sparse_create_lp64: look at every row pointer and index, once. On failure *a is null
- * and the text names the first fault; rows and columns in texts count from the matrix's base. Unsorted rows
- * and missing or zero pivots are no fault, but kept for the solves to refuse. The arrays must live as long as
- * *a; 1-based or shifted row pointers of a lower triangle are copied. zor_sparse_check: looks again, after
- * the caller changed an array. Values alone may change without it as long as no pivot becomes 0. After a
- * failure only this call and zor_sparse_free accept the matrix. Not beside another call on the same matrix;
- * all others may share one. zor_sparse_free: sets *a to null. zor_sparse_error_text: why the calling thread's
- * last failure failed; valid until its next. */
+ * and the text names the first fault; rows, columns and entries in texts count from the matrix's base.
+ * Unsorted rows and missing or zero pivots are no fault, but kept for the solves to refuse. The arrays must
+ * live as long as *a; 1-based or shifted row pointers of a lower triangle are copied. zor_sparse_check: looks
+ * again, after the caller changed an array. Values alone may change without it as long as no pivot becomes 0.
+ * After a failure only this call and zor_sparse_free accept the matrix. Not beside another call on the same
+ * matrix; all others may share one. zor_sparse_free: sets *a to null. zor_sparse_error_text: why the calling
+ * thread's last failure failed; valid until its next. */
 #define ROW_SPARSE(result, name, params) result name params;
 /* y := alpha op(A) x + beta y. A beta of 0 does not read y, an alpha of 0 reads neither A nor x. x and y do
  * not overlap. */

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Products while memory is short: the nth request fails for every n, on the calling thread and in its team.
-// The data are small integers, so the result is exact in any order of sums.
+// Dense and sparse products and solves while memory is short: the nth request fails for every n, on the
+// calling thread and in its team. The data are small integers, so the result is exact in any order of sums.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -9,6 +9,7 @@
 #include "zor/blas.h"
 #include "zor/core.h"
 #include "zor/serv.h"
+#include "zor/sparse.h"
 
 namespace {
 
@@ -46,6 +47,86 @@ TEST(ShortMemory, ProductsCompleteAndNothingLeaks) {
         EXPECT_EQ(before, zalloc_live_blocks()) << threads << " threads, request " << failing << " fails";
       }
     EXPECT_LE(2u, requests) << "a record of the pool and a block";
+  }
+  zor_core_set_num_threads(0);
+}
+
+// A full lower triangle of small integers under a unit diagonal, 1-based; large enough that its symmetric
+// product runs in parts with an output each.
+struct lower_triangle {
+  static constexpr zor_int rows = 260;
+  std::vector<double> val;
+  std::vector<zor_int> indx, pointers = {1};
+  zor_sparse_desc description(int32_t structure) {
+    for (zor_int r = 0; val.empty() || r < rows; ++r) {
+      for (zor_int c = 0; c <= r; ++c) {
+        val.push_back(c == r ? 1 : double((r + 3 * c) % 3 - 1));
+        indx.push_back(c + 1);
+      }
+      pointers.push_back(zor_int(val.size()) + 1);
+    }
+    return {ZOR_SPARSE_CSR,      'd',        1,           structure,       'l',    'n', rows, rows,
+            zor_int(val.size()), val.data(), indx.data(), pointers.data(), nullptr};
+  }
+};
+
+// A call on a fresh matrix, with every request failing in turn: it ends as without failures, or says that
+// memory is short and has written nothing.
+template <class Call>
+void expect_done_or_short(int32_t structure, zor_int columns, const Call& call) {
+  lower_triangle l;
+  const zor_sparse_desc d = l.description(structure);
+  const std::vector<double> before(size_t(l.rows * columns), 7);
+  const int64_t live = (zor_serv_freebuffers(), zalloc_live_blocks());
+  std::vector<double> expected;
+  int short_of_memory = 0;
+  for (uint64_t failing = 0; failing <= 8; ++failing)
+    for (bool onwards : {false, true}) {
+      zalloc_reset();
+      zalloc_fail(failing, onwards);
+      zor_sparse a;
+      std::vector<double> y = before;
+      int32_t status = zor_sparse_create(&a, &d);
+      if (status == ZOR_SPARSE_OK) status = call(a, y.data());
+      zalloc_fail(0, false);
+      if (failing == 0) expected = y;
+      if (status == ZOR_SPARSE_OK) {
+        EXPECT_EQ(expected, y) << "request " << failing;
+      } else {
+        ++short_of_memory;
+        EXPECT_EQ(ZOR_SPARSE_NO_MEMORY, status) << "request " << failing;
+        EXPECT_EQ(before, y) << "request " << failing;
+      }
+      if (a != nullptr) zor_sparse_free(&a);
+      zor_serv_freebuffers();
+      EXPECT_EQ(live, zalloc_live_blocks()) << "request " << failing;
+    }
+  EXPECT_NE(before, expected);
+  EXPECT_LE(2, short_of_memory);
+}
+
+TEST(ShortMemory, SparseCallsCompleteOrSaySo) {
+  constexpr zor_int m = lower_triangle::rows;
+  const std::vector<double> ones(size_t(3 * m), 1);
+  for (int32_t threads : {1, 3}) {
+    zor_core_set_num_threads(threads);
+    expect_done_or_short('s', 1, [&](zor_sparse a, double* y) {
+      return zor_sparse_dmv(a, ZOR_SPARSE_PLAIN, 1, ones.data(), 2, y);
+    });
+    expect_done_or_short('s', 3, [&](zor_sparse a, double* y) {
+      return zor_sparse_dmm(a, ZOR_SPARSE_PLAIN, ZOR_SPARSE_ROW_MAJOR, 3, 1, ones.data(), 3, 2, y, 3);
+    });
+    // Solutions stay integers for a few rows only: the right-hand side is a product.
+    for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR})
+      expect_done_or_short('t', 3, [&](zor_sparse a, double* y) {
+        const zor_int ld = layout == ZOR_SPARSE_ROW_MAJOR ? 3 : m;
+        std::vector<double> b(size_t(3 * m));
+        const int32_t status =
+            zor_sparse_dmm(a, ZOR_SPARSE_PLAIN, layout, 3, 1, ones.data(), ld, 0, b.data(), ld);
+        return status != ZOR_SPARSE_OK
+                   ? status
+                   : zor_sparse_dsm(a, ZOR_SPARSE_PLAIN, layout, 3, 1, b.data(), ld, y, ld);
+      });
   }
   zor_core_set_num_threads(0);
 }

@@ -2,7 +2,6 @@
 // The program as a user meets it: arguments, messages, exit status, files left behind.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,28 +10,12 @@
 #include <vector>
 
 #include "tests/support/operand.h"
-#include "tests/tools/scratch_folder.h"
-#include "tools/digest.h"
+#include "tests/tools/program.h"
 #include "tools/mmio.h"
 
 namespace {
 
-using zor_test::scratch_folder;
-
-struct outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-// Runs the program in the folder; the arguments are words of a shell.
-outcome run(const scratch_folder& folder, const std::string& arguments) {
-  const scratch_folder streams;
-  const std::string command = fmt::format("cd '{}' && '{}' {} >{} 2>{}", folder.path(""), ZOR_PROGRAM,
-                                          arguments, streams.path("out"), streams.path("err"));
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
-}
+using namespace zor_test;
 
 const char* const array_2_by_3 = "%%MatrixMarket matrix array integer general\n2 3\n1\n2\n3\n4\n5\n6\n";
 const char* const array_3_by_1 = "%%MatrixMarket matrix array integer general\n3 1\n1\n10\n100\n";
@@ -83,18 +66,6 @@ TEST(command_line, a_failed_product_leaves_the_old_file) {
   folder.write("c.mtx", "precious");
   EXPECT_EQ(2, run(folder, "matmul a.mtx a.mtx -o c.mtx").status);
   EXPECT_EQ("precious", folder.read("c.mtx"));
-}
-
-std::string digest_line(const std::string& out) {
-  std::smatch match;
-  return std::regex_search(out, match, std::regex("sha256 +([0-9a-f]{64})\n")) ? match[1].str() : "none";
-}
-
-template <class T>
-std::string digest_of(const std::vector<T>& values) {
-  zor_tools::digest d;
-  d.add(values.data(), values.size());
-  return d.take();
 }
 
 struct product {

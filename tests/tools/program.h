@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// Runs of the program, and what they print.
+#pragma once
+
+#include <fmt/format.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/tools/scratch_folder.h"
+#include "tools/digest.h"
+
+namespace zor_test {
+
+struct outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+// Runs the program in the folder; the arguments are words of a shell.
+inline outcome run(const scratch_folder& folder, const std::string& arguments) {
+  const scratch_folder streams;
+  const std::string command = fmt::format("cd '{}' && '{}' {} >{} 2>{}", folder.path(""), ZOR_PROGRAM,
+                                          arguments, streams.path("out"), streams.path("err"));
+  const int status = std::system(command.c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
+}
+
+inline std::string digest_line(const std::string& out) {
+  std::smatch match;
+  return std::regex_search(out, match, std::regex("sha256 +([0-9a-f]{64})\n")) ? match[1].str() : "none";
+}
+
+template <class T>
+std::string digest_of(const std::vector<T>& values) {
+  zor_tools::digest d;
+  d.add(values.data(), values.size());
+  return d.take();
+}
+
+}  // namespace zor_test

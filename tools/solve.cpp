@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: MIT
+// Conjugate gradients for real symmetric matrices, plain or with one symmetric Gauss-Seidel sweep.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+
+#include "bench/report.h"
+#include "tools/commands.h"
+#include "tools/digest.h"
+#include "tools/operand.h"
+#include "tools/output_file.h"
+#include "tools/plot.h"
+#include "tools/sparse_file.h"
+#include "zor/blas.h"
+#include "zor/core.h"
+
+namespace zor_tools {
+namespace {
+
+// The lower triangle of a general file whose entries are those of a symmetric matrix.
+template <class I>
+csr<double, I> lower_half(const std::string& file, const csr<double, I>& a) {
+  csr<double, I> lower{a.rows, a.cols, {}, {}, {1}};
+  for (size_t r = 0; r < size_t(a.rows); ++r) {
+    for (size_t k = size_t(a.pntr[r]) - 1; k < size_t(a.pntr[r + 1]) - 1; ++k) {
+      const size_t c = size_t(a.indx[k]) - 1;
+      const auto begin = a.indx.begin() + (a.pntr[c] - 1), end = a.indx.begin() + (a.pntr[c + 1] - 1);
+      const auto mirror = std::lower_bound(begin, end, I(r + 1));
+      const double value = mirror == end || *mirror != I(r + 1) ? 0 : a.val[size_t(mirror - a.indx.begin())];
+      if (value != a.val[k])
+        throw input_error(
+            file, fmt::format("not symmetric: row {}, column {} holds {}, row {}, column {} holds {}", r + 1,
+                              c + 1, a.val[k], c + 1, r + 1, value));
+      if (c > r) continue;
+      lower.val.push_back(a.val[k]);
+      lower.indx.push_back(a.indx[k]);
+    }
+    lower.pntr.push_back(I(lower.val.size() + 1));
+  }
+  return lower;
+}
+
+template <class I>
+csr<double, I> lower_triangle(const mm_matrix& a) {
+  if (a.field == mm_field::complex || a.symmetry == mm_symmetry::skew)
+    throw input_error(a.file, 1, "conjugate gradients need a real symmetric matrix");
+  if (a.rows != a.cols)
+    throw input_error(a.file, a.size_line, fmt::format("{} by {} is not square", a.rows, a.cols));
+  csr<double, I> stored = csr_of<double, I>(a);
+  return a.symmetry == mm_symmetry::general ? lower_half(a.file, stored) : stored;
+}
+
+[[noreturn]] void not_positive(const std::string& file, const std::string& why) {
+  throw std::runtime_error(fmt::format("{}: not positive definite: {}", file, why));
+}
+
+template <class I>
+void expect_positive_diagonal(const std::string& file, const csr<double, I>& lower) {
+  for (size_t r = 0; r < size_t(lower.rows); ++r) {
+    const size_t last = size_t(lower.pntr[r + 1]) - 1;  // one behind the row's last entry
+    const bool there = lower.pntr[r] != lower.pntr[r + 1] && lower.indx[last - 1] == I(r + 1);
+    const double diagonal = there ? lower.val[last - 1] : 0;
+    if (!(diagonal > 0)) not_positive(file, fmt::format("the diagonal of row {} is {}", r + 1, diagonal));
+  }
+}
+
+constexpr zor_int step = 1;
+double dot(zor_int n, const double* x, const double* y) { return zor_blas_ddot(&n, x, &step, y, &step); }
+double norm(zor_int n, const double* x) { return std::sqrt(dot(n, x, x)); }
+void axpy(zor_int n, double alpha, const double* x, double* y) {
+  zor_blas_daxpy(&n, &alpha, x, &step, y, &step);
+}
+void times(const sparse_view& a, const double* x, double* y) {
+  expect_done(zor_sparse_dmv(a.get(), ZOR_SPARSE_PLAIN, 1, x, 0, y));
+}
+
+// z := M^-1 r with M = (D + L) D^-1 (D + L)^T.
+struct gauss_seidel {
+  template <class I>
+  explicit gauss_seidel(const csr<double, I>& lower)
+      : n(lower.rows),
+        triangle(lower, ZOR_SPARSE_TRIANGULAR),
+        diagonal(lower, ZOR_SPARSE_DIAGONAL),
+        u(allocate<double>(n)) {}
+
+  void apply(const double* r, double* z) const {
+    expect_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_PLAIN, 1, r, z));
+    times(diagonal, z, u.get());
+    expect_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_TRANSPOSE, 1, u.get(), z));
+  }
+
+  zor_int n;
+  sparse_view triangle, diagonal;
+  operand<double> u;
+};
+
+// What an iteration reports to: its number and the residual, relative to the right-hand side.
+using observer = std::function<void(int64_t iteration, double residual)>;
+
+// Solves A x = b from x = 0 until the residual is at most the tolerance. False when it is not after `most`
+// iterations.
+bool conjugate_gradients(const std::string& file, zor_int n, const sparse_view& a, const gauss_seidel* m,
+                         const double* b, double* x, double tolerance, int64_t most, const observer& tell) {
+  const operand<double> r = allocate<double>(n), z = allocate<double>(n), p = allocate<double>(n),
+                        q = allocate<double>(n);
+  std::fill_n(x, n, 0.0);
+  std::copy_n(b, n, r.get());
+  const double size = norm(n, b);
+  if (!std::isfinite(size)) throw std::runtime_error("the norm of the right-hand side is not finite");
+  tell(0, size == 0 ? 0 : 1);
+  if (size == 0) return true;
+  double rho = 0;
+  for (int64_t iteration = 1; iteration <= most; ++iteration) {
+    if (m != nullptr) m->apply(r.get(), z.get());
+    const double* const direction = m != nullptr ? z.get() : r.get();
+    const double previous = rho;
+    rho = dot(n, r.get(), direction);
+    const double beta = iteration == 1 ? 0 : rho / previous;
+    for (zor_int i = 0; i < n; ++i)
+      p[size_t(i)] = iteration == 1 ? direction[i] : direction[i] + beta * p[size_t(i)];
+    times(a, p.get(), q.get());
+    const double curvature = dot(n, p.get(), q.get());
+    if (curvature <= 0)
+      not_positive(file, fmt::format("p'Ap is {:.3g} in iteration {}", curvature, iteration));
+    axpy(n, rho / curvature, p.get(), x);
+    axpy(n, -rho / curvature, q.get(), r.get());
+    const double residual = norm(n, r.get()) / size;
+    tell(iteration, residual);
+    if (!std::isfinite(residual))
+      throw std::runtime_error(
+          fmt::format("{}: the residual of iteration {} is not finite", file, iteration));
+    if (residual <= tolerance) return true;
+  }
+  return false;
+}
+
+double true_residual(zor_int n, const sparse_view& a, const double* x, const double* b) {
+  const operand<double> r = allocate<double>(n);
+  times(a, x, r.get());
+  for (zor_int i = 0; i < n; ++i) r[size_t(i)] = b[i] - r[size_t(i)];
+  const double size = norm(n, b);
+  return size == 0 ? 0 : norm(n, r.get()) / size;
+}
+
+using history = std::vector<double>;
+
+void draw(const std::vector<history>& all, const std::string& file) {
+  log_plot plot(file, "iteration", "relative residual");
+  for (size_t j = 0; j < all.size(); ++j)
+    fmt::print(plot.stream(), "{} '-' with lines", j == 0 ? "plot" : ",");
+  fmt::print(plot.stream(), "\n");
+  for (const history& h : all) {
+    for (size_t i = 0; i < h.size(); ++i) fmt::print(plot.stream(), "{} {}\n", i, std::max(h[i], 1e-300));
+    fmt::print(plot.stream(), "e\n");
+  }
+  plot.close();
+}
+
+// Lines of the table, and on a terminal how far the logarithm of the residual has come.
+observer report_to(history& residuals, const solve_options& options) {
+  const double goal = std::clamp(options.tolerance, 1e-300, 0.999);
+  return [&residuals, &options, goal](int64_t iteration, double residual) {
+    residuals.push_back(residual);
+    zor_bench::clear_progress();
+    if (iteration % options.every == 0)
+      fmt::print("iteration   {:>6}  residual {:.6e}\n", iteration, residual);
+    const double done = std::log(std::max(residual, goal)) / std::log(goal);
+    zor_bench::show_progress(size_t(std::clamp(100 * done, 0.0, 100.0)), 100,
+                             fmt::format("% at iteration {}", iteration));
+  };
+}
+
+template <class I>
+void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& options, output_file* output) {
+  const csr<double, I> lower = lower_triangle<I>(a);
+  const zor_int n = lower.rows, columns = b != nullptr ? b->cols : 1;
+  expect_positive_diagonal(a.file, lower);
+  const sparse_view matrix(lower, ZOR_SPARSE_SYMMETRIC);
+  std::optional<gauss_seidel> preconditioner;
+  if (options.preconditioner == "gauss-seidel") preconditioner.emplace(lower);
+  const operand<double> rhs = b != nullptr ? dense<double>(*b) : allocate<double>(n),
+                        x = allocate<double>(n * columns);
+  if (b == nullptr) {
+    std::fill_n(x.get(), n, 1.0);
+    times(matrix, x.get(), rhs.get());
+  }
+  const int64_t whole = 2 * int64_t(lower.val.size()) - n,
+                most = options.iterations > 0 ? options.iterations : 2 * n + 100;
+  fmt::print("A           {} by {}, {} entries, {}\n", n, n, whole, symmetry_name(mm_symmetry::symmetric));
+  fmt::print("b           {}, {} column{}\n", b != nullptr ? b->file : "A times ones", columns,
+             columns == 1 ? "" : "s");
+  fmt::print("method      conjugate gradients{}\n", preconditioner ? ", symmetric Gauss-Seidel" : "");
+
+  std::vector<history> residuals(static_cast<size_t>(columns));
+  double seconds = 0, worst = 0;
+  int64_t iterations = 0;
+  for (zor_int j = 0; j < columns; ++j) {
+    if (columns > 1) fmt::print("column      {:>6}\n", j + 1);
+    history& own = residuals[size_t(j)];
+    const auto start = std::chrono::steady_clock::now();
+    const bool solved =
+        conjugate_gradients(a.file, n, matrix, preconditioner ? &*preconditioner : nullptr, rhs.get() + j * n,
+                            x.get() + j * n, options.tolerance, most, report_to(own, options));
+    seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    zor_bench::clear_progress();
+    if (!solved)
+      throw std::runtime_error(fmt::format("{}: no convergence: the residual after iteration {} is {:.3g}",
+                                           a.file, most, own.back()));
+    iterations += int64_t(own.size()) - 1;
+    worst = std::max(worst, true_residual(n, matrix, x.get() + j * n, rhs.get() + j * n));
+    fmt::print("converged   {:>6}  residual {:.6e}\n", own.size() - 1, own.back());
+  }
+  if (!options.plot.empty()) draw(residuals, options.plot);
+  if (output != nullptr) output->commit(mm_array_text(n, columns, x.get()));
+  digest sum;
+  sum.add(x.get(), size_t(n * columns));
+  const double sweep = preconditioner ? 2.0 * double(whole + n) : 0;
+  fmt::print("check       |b - A x| / |b| is {:.3e}\n", worst);
+  if (b == nullptr) {
+    double error = 0;
+    for (zor_int i = 0; i < n; ++i) error = std::max(error, std::abs(x[size_t(i)] - 1));
+    fmt::print("error       largest |x - 1| is {:.3e}\n", error);
+  }
+  fmt::print("time        {:.6f} s, {:.2f} GFLOP/s, threads at most {}\n", seconds,
+             double(iterations) * (2.0 * double(whole) + sweep + 12.0 * double(n)) / seconds * 1e-9,
+             zor_core_num_threads());
+  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
+  fmt::print("sha256      {}\n", sum.take());
+}
+
+}  // namespace
+
+int solve(const solve_options& options) {
+  zor_core_set_num_threads(options.threads);
+  const mm_matrix a = mm_read(options.a);
+  std::optional<mm_matrix> b;
+  if (!options.b.empty()) {
+    b = mm_read(options.b);
+    if (b->field == mm_field::complex) throw input_error(b->file, 1, "the right-hand side is complex");
+    if (b->rows != a.rows)
+      throw input_error(b->file, b->size_line,
+                        fmt::format("{} rows do not fit the {} rows of {}", b->rows, a.rows, a.file));
+  }
+  std::optional<output_file> output;
+  if (!options.output.empty()) output.emplace(options.output);
+  (fits_32_bits(a) ? solve_with<int32_t> : solve_with<int64_t>)(a, b ? &*b : nullptr, options,
+                                                                output ? &*output : nullptr);
+  return 0;
+}
+
+}  // namespace zor_tools

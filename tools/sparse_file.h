@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// The entries of a Matrix Market file as a sparse matrix of the library.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tools/mmio.h"
+#include "zor/sparse.h"
+
+namespace zor_tools {
+
+// CSR in base 1 with ascending columns; entries of one place are added in the order of the file. I is the
+// integer of the indices.
+template <class T, class I>
+struct csr {
+  int64_t rows, cols;
+  std::vector<T> val;
+  std::vector<I> indx, pntr;
+};
+
+// What the file stores: a symmetric kind its lower triangle. T is double or zor_c64; double needs a field
+// other than complex. Throws input_error when the row pointers alone exceed the machine's memory.
+template <class T, class I>
+csr<T, I> csr_of(const mm_matrix& m);
+
+// The indices of the matrix fit 32 bits.
+bool fits_32_bits(const mm_matrix& m);
+
+// Entries of the whole matrix, mirror images included.
+int64_t whole_entries(const mm_matrix& m);
+
+const char* symmetry_name(mm_symmetry s);
+
+// A view of arrays that outlive it. Throws std::runtime_error with the library's text.
+class sparse_view {
+ public:
+  template <class T, class I>
+  sparse_view(const csr<T, I>& a, int32_t structure);
+  sparse_view(const sparse_view&) = delete;
+  sparse_view& operator=(const sparse_view&) = delete;
+  ~sparse_view() { zor_sparse_free(&handle_); }
+  zor_sparse get() const { return handle_; }
+
+ private:
+  zor_sparse handle_ = nullptr;
+};
+
+// The view that stands for a file's symmetry, read from the lower triangle.
+int32_t structure_of(mm_symmetry s);
+
+// Throws std::runtime_error with the library's text unless the status is 0.
+void expect_done(int32_t sparse_status);
+
+}  // namespace zor_tools
