@@ -76,7 +76,7 @@ void axpy(zor_int n, double alpha, const double* x, double* y) {
   zor_blas_daxpy(&n, &alpha, x, &step, y, &step);
 }
 void times(const sparse_view& a, const double* x, double* y) {
-  expect_done(zor_sparse_dmv(a.get(), ZOR_SPARSE_PLAIN, 1, x, 0, y));
+  expect_sparse_done(zor_sparse_dmv(a.get(), ZOR_SPARSE_PLAIN, 1, x, 0, y));
 }
 
 // z := M^-1 r with M = (D + L) D^-1 (D + L)^T.
@@ -89,9 +89,9 @@ struct gauss_seidel {
         u(allocate<double>(n)) {}
 
   void apply(const double* r, double* z) const {
-    expect_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_PLAIN, 1, r, z));
+    expect_sparse_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_PLAIN, 1, r, z));
     times(diagonal, z, u.get());
-    expect_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_TRANSPOSE, 1, u.get(), z));
+    expect_sparse_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_TRANSPOSE, 1, u.get(), z));
   }
 
   zor_int n;

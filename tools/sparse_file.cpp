@@ -87,7 +87,7 @@ int32_t structure_of(mm_symmetry s) {
                                        : ZOR_SPARSE_HERMITIAN;
 }
 
-void expect_done(int32_t sparse_status) {
+void expect_sparse_done(int32_t sparse_status) {
   if (sparse_status != ZOR_SPARSE_OK) throw std::runtime_error(zor_sparse_error_text());
 }
 
@@ -104,9 +104,9 @@ sparse_view::sparse_view(const csr<T, I>& a, int32_t structure) {
   d.indx = a.indx.data();
   d.pntrb = a.pntr.data();
   if constexpr (sizeof(I) == 8)
-    expect_done(zor_sparse_create(&handle_, &d));
+    expect_sparse_done(zor_sparse_create(&handle_, &d));
   else
-    expect_done(zor_sparse_create_lp64(&handle_, &d));
+    expect_sparse_done(zor_sparse_create_lp64(&handle_, &d));
 }
 template sparse_view::sparse_view(const csr<double, int32_t>&, int32_t);
 template sparse_view::sparse_view(const csr<double, int64_t>&, int32_t);

@@ -50,6 +50,6 @@ class sparse_view {
 int32_t structure_of(mm_symmetry s);
 
 // Throws std::runtime_error with the library's text unless the status is 0.
-void expect_done(int32_t sparse_status);
+void expect_sparse_done(int32_t sparse_status);
 
 }  // namespace zor_tools

@@ -51,7 +51,7 @@ void multiply(const mm_matrix& a, const mm_matrix& x, output_file* output) {
   const operand<T> right = dense<T>(x), y = allocate<T>(m * n);
 
   const auto start = std::chrono::steady_clock::now();
-  expect_done(
+  expect_sparse_done(
       product(view.get(), n, right.get(), std::max<int64_t>(x.rows, 1), y.get(), std::max<int64_t>(m, 1)));
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
