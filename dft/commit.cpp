@@ -191,7 +191,8 @@ int32_t plan_complex_dimension(descriptor* head, descriptor* r) {
   const bool ordered = head->ordering == ZOR_DFT_ORDERED;
   if (runs_as_two_d<R>(head, r)) {
     const int32_t status = init_1d_via_2d<R>(r);
-    head->kernel_direct = status == ZOR_DFT_OK;
+    // The kernel takes one transform; a batch goes through the driver.
+    head->kernel_direct = status == ZOR_DFT_OK && head->number_of_transforms == 1;
     if (status == ZOR_DFT_OK) return status;
   }
   const zor_int n = r->length;

@@ -30,11 +30,12 @@ template <int r, class V>
     V a = x[0], b;
     unrolled<h>([&](auto j) __attribute__((always_inline)) {
       constexpr zor_c64 w = dd::constant_root((j + 1) * (k + 1), r);
-      a = a + s[j] * R(w.re);
+      constexpr R re = R(w.re), im = R(w.im);
+      a = a + s[j] * re;
       if constexpr (j == 0)
-        b = d[j] * R(w.im);
+        b = d[j] * im;
       else
-        b = b + d[j] * R(w.im);
+        b = b + d[j] * im;
     });
     u[k + 1] = {a, b};
   });
@@ -56,11 +57,12 @@ template <int r, class V>
     V a = u[0].re, b;
     unrolled<h>([&](auto k) __attribute__((always_inline)) {
       constexpr zor_c64 w = dd::constant_root((j + 1) * (k + 1), r);
-      a = a + twice[k].re * R(w.re);
+      constexpr R re = R(w.re), im = R(w.im);
+      a = a + twice[k].re * re;
       if constexpr (k == 0)
-        b = twice[k].im * R(w.im);
+        b = twice[k].im * im;
       else
-        b = b + twice[k].im * R(w.im);
+        b = b + twice[k].im * im;
     });
     x[j + 1] = a + b;
     x[r - 1 - j] = a - b;

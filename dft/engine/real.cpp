@@ -55,7 +55,8 @@ void straight_forward(const R* x, R* y, R scale) {
     if constexpr (h % 2 == 0) z[h / 2].im = -z[h / 2].im;
     unrolled<(h - 1) / 2>([&](auto k) __attribute__((always_inline)) {
       constexpr zor_c64 w = dd::constant_root(k + 1, N);
-      recombine(&z[k + 1], &z[h - 1 - k], R(w.re), R(w.im));
+      constexpr R re = R(w.re), im = R(w.im);
+      recombine(&z[k + 1], &z[h - 1 - k], re, im);
     });
     unrolled<h>([&](auto k) __attribute__((always_inline)) {
       y[2 * k] = z[k].re * scale;
@@ -83,7 +84,8 @@ void straight_backward(const R* x, [[maybe_unused]] R end, R* y, R scale) {
     if constexpr (h % 2 == 0) z[h / 2] = {z[h / 2].re * R(2), z[h / 2].im * R(-2)};
     unrolled<(h - 1) / 2>([&](auto k) __attribute__((always_inline)) {
       constexpr zor_c64 w = dd::constant_root(k + 1, N);
-      separate(&z[k + 1], &z[h - 1 - k], R(w.re), R(w.im));
+      constexpr R re = R(w.re), im = R(w.im);
+      separate(&z[k + 1], &z[h - 1 - k], re, im);
     });
     unrolled<h>([&](auto k) __attribute__((always_inline)) { z[k].im = -z[k].im; });
     dft<h>(z);
