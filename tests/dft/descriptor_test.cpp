@@ -3,8 +3,10 @@
 // threads.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -644,6 +646,80 @@ TEST(Via2D, AgreesWithThePlan) {
   EXPECT_EQ(v->pitch_a, 1024);
   EXPECT_EQ(v->pitch_b, 2048);
   EXPECT_EQ(v->twiddle_count, 128);
+}
+
+// Impulses have sums of roots of unity for their transform, and the transform backward, a pure tone for each
+// of them, gives them back.
+struct impulse {
+  zor_int at;
+  double height;
+};
+long double root_part(zor_int k, zor_int at, zor_int n, bool imaginary) {
+  const long double turns = (long double)((__int128(k) * at) % n) / (long double)(n);
+  const long double angle = -2 * 3.14159265358979323846264338327950288L * turns;
+  return imaginary ? std::sin(angle) : std::cos(angle);
+}
+
+template <class Transform>
+uint64_t check_impulses(zor_int n, zor_test::guarded<double>& x, const Transform& transform) {
+  const impulse impulses[] = {{0, 1.0}, {n / 3, -0.5}, {n - 2, 2.0}};
+  std::fill(x.begin(), x.end(), 0.0);
+  for (const impulse& i : impulses) x[size_t(2 * i.at)] = i.height;
+  transform(false);
+  uint64_t hash = 14695981039346656037u;
+  for (const double v : x) hash = (hash ^ zor_test::bits(v)) * 1099511628211u;
+  for (zor_int k = 0; k < n; k += k % 4096 == 5 ? 1021 : 1 + n / 9973)
+    for (int part : {0, 1}) {
+      long double wanted = 0;
+      for (const impulse& i : impulses) wanted += i.height * root_part(k, i.at, n, part);
+      EXPECT_NEAR(double(x[size_t(2 * k + part)] - wanted), 0, 3e-15) << "frequency " << k << " of " << n;
+    }
+  transform(true);
+  for (const impulse& i : impulses) x[size_t(2 * i.at)] -= i.height * double(n);
+  double worst = 0;
+  for (const double v : x) worst = std::max(worst, std::fabs(v));
+  EXPECT_LE(worst, 4e-15 * double(n)) << n;
+  return hash;
+}
+
+TEST(Via2D, VeryLongLinesOfImpulses) {
+  std::vector<zor_int> lengths{1 << 20, 3 * 5 * 7 * 11 * 13 * 17};
+  if (std::getenv("ZOR_DFT_LONG") != nullptr) lengths = {1 << 22, 1 << 24, 96 * 1000 * 11};
+  for (const zor_int n : lengths) {
+    const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {n});
+    ASSERT_EQ(0, zor_dft_xz_init_data_1d_via_2d(h.get()));
+    zor_test::guarded<double> x(2 * size_t(n));
+    check_impulses(n, x, [&](bool backward) {
+      const auto kernel = backward ? h->kernel_z_bwd : h->kernel_z_fwd;
+      ASSERT_EQ(0, kernel(x.data(), x.data(), h.get(), nullptr));
+    });
+  }
+}
+
+// Above the limit of the plans commit itself takes this road, alone and in a batch, on any number of threads.
+TEST(Via2D, CommitTakesItAboveTheLimitOfPlans) {
+  if (std::getenv("ZOR_DFT_LONG") == nullptr) GTEST_SKIP() << "takes gigabytes: in the soak preset";
+  const zor_int n = 18 * 18 * 18 * 18 * 18 * 18;
+  zor_test::guarded<double> x(2 * size_t(n));
+  uint64_t first = 0;
+  for (const int32_t threads : {1, 3}) {
+    const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {n});
+    h->thread_limit = threads;
+    ASSERT_EQ(0, commit(h));
+    EXPECT_NE(h->private_data, nullptr);
+    const uint64_t hash = check_impulses(n, x, [&](bool backward) {
+      const auto compute = backward ? h->compute_backward : h->compute_forward;
+      ASSERT_EQ(0, compute(h.get(), x.data(), nullptr, nullptr, nullptr));
+    });
+    EXPECT_TRUE(first == 0 || first == hash) << threads << " threads";
+    first = hash;
+  }
+  // The flag for one transform without a driver would leave out all but the first of a batch.
+  const handle two = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {n});
+  ASSERT_EQ(0, zor_dft_set_value(two.get(), 7, zor_int(2)));
+  ASSERT_EQ(0, zor_dft_set_value(two.get(), 14, n));
+  ASSERT_EQ(0, commit(two));
+  EXPECT_EQ(two->kernel_direct, 0);
 }
 
 }  // namespace

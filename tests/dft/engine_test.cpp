@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <thread>
 
 #include "dft/engine/plan.h"
@@ -22,17 +23,17 @@ constexpr bool is_real(int f) { return f == flavour_s || f == flavour_d; }
 constexpr bool is_split(int f) { return f == flavour_cs || f == flavour_zs; }
 constexpr bool is_unordered(int f) { return f == flavour_c_unordered || f == flavour_z_unordered; }
 
-// A line of n values as a flavour keeps it, each array ending at a guard page.
+// A line of n values as a flavour keeps it, each array ending, or else beginning, at a guard page.
 template <class R>
 struct line {
   int f, n;
   guarded<R> first, second;
   split_pair<R> pair;
-  line(int flavour, int length)
+  line(int flavour, int length, bool at_end = true)
       : f(flavour),
         n(length),
-        first(size_t(is_real(f) || is_split(f) ? n : 2 * n)),
-        second(size_t(is_split(f) ? n : 0)),
+        first(size_t(is_real(f) || is_split(f) ? n : 2 * n), at_end),
+        second(size_t(is_split(f) ? n : 0), at_end),
         pair{first.data(), second.data()} {}
   void* address() { return is_split(f) ? static_cast<void*>(&pair) : first.data(); }
 
@@ -106,7 +107,7 @@ void check_length(int f, int n) {
     const wides x = random_values<R>(n, uint64_t(97 * n + f), is_real(f), d == backward);
     const wides y =
         n <= 24 && d == forward ? zor_ref::dft_200_bits(x) : zor_ref::dft(x, d == forward ? -1 : 1);
-    line<R> in(f, n), out(f, n), expected(f, n);
+    line<R> in(f, n, d == forward), out(f, n, d == backward), expected(f, n);
     in.put(x, d == backward);
     expected.put(y, d == forward);
     const std::vector<R> before = in.values();
@@ -160,6 +161,31 @@ TEST(Engine, RandomLengthsReturnAndKeepEnergy) {
     EXPECT_NEAR(after / before, 1.0, 1e-14);
     run(flavour_z, backward, b.address(), b.address(), p, nullptr);
     EXPECT_LT(relative_error(a.values(), b.values()), 4.0);
+    engines[flavour_z].release(p);
+  }
+}
+
+// The first frequency is a plain sum, which a directed mode bounds; the plan was built in another mode.
+TEST(Engine, FollowsTheCallersRounding) {
+  for (int n : {16, 17, 60, 89, 128, 1000, 1001, 4096, 32768}) {
+    SCOPED_TRACE(n);
+    plan* p = build(flavour_z, n);
+    wides x = random_values<double>(n, 7, true, false);
+    wide sum = 0;
+    for (wide& v : x) sum += v = double(v.real() + 2);
+    line<double> in(flavour_z, n), out(flavour_z, n);
+    in.put(x, false);
+    double first[2];
+    for (const int mode : {FE_DOWNWARD, FE_UPWARD}) {
+      std::fesetround(mode);
+      run(flavour_z, forward, in.address(), out.address(), p, nullptr);
+      EXPECT_EQ(mode, std::fegetround());
+      std::fesetround(FE_TONEAREST);
+      first[mode == FE_UPWARD] = out.first[0];
+    }
+    EXPECT_LT((long double)(first[0]), sum.real());
+    EXPECT_GT((long double)(first[1]), sum.real());
+    EXPECT_NEAR(first[0], first[1], 1e-13 * n);
     engines[flavour_z].release(p);
   }
 }

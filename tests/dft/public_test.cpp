@@ -2,7 +2,10 @@
 // The public calls: arguments, settings read back, statuses, and the same bits on any number of threads.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <complex>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -203,6 +206,80 @@ TEST(Threads, NeverShowInTheBits) {
       compare_threads<double>(t);
     else
       compare_threads<float>(t);
+  }
+}
+
+// What defines the transform, for random lengths and strides: linear, a shift turns the phases, energy is
+// kept, and backward undoes forward. Errors are relative in the norm, in units of the precision.
+template <class R>
+class line_transform {
+ public:
+  using complex = std::complex<double>;
+  using line = std::vector<complex>;
+  line_transform(zor_int n, zor_int in_stride, zor_int out_stride) : n_(n), is_(in_stride), os_(out_stride) {
+    EXPECT_EQ(
+        0, zor_fft_create(&fft_, sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 1, &n));
+    const zor_int is[] = {0, is_}, os[] = {0, os_};
+    EXPECT_EQ(0, zor_fft_set(fft_, 11, ZOR_DFT_NOT_INPLACE));
+    EXPECT_EQ(0, zor_fft_set(fft_, 12, is));
+    EXPECT_EQ(0, zor_fft_set(fft_, 13, os));
+    EXPECT_EQ(0, zor_fft_set(fft_, 5, 1.0 / double(n)));
+    EXPECT_EQ(0, zor_fft_commit(fft_));
+  }
+  line_transform(const line_transform&) = delete;
+  ~line_transform() { zor_fft_free(&fft_); }
+  line operator()(const line& x, bool backward = false) const {
+    std::vector<std::complex<R>> in(size_t(n_ * is_)), out(size_t(n_ * os_));
+    for (zor_int j = 0; j < n_; ++j) in[size_t(j * is_)] = std::complex<R>(x[size_t(j)]);
+    EXPECT_EQ(0, (backward ? zor_fft_backward : zor_fft_forward)(fft_, in.data(), out.data()));
+    line y(static_cast<size_t>(n_));
+    for (zor_int j = 0; j < n_; ++j) y[size_t(j)] = complex(out[size_t(j * os_)]);
+    return y;
+  }
+
+ private:
+  zor_fft fft_ = nullptr;
+  zor_int n_, is_, os_;
+};
+
+template <class R>
+void check_properties(zor_test::random_bits& random) {
+  using transform = line_transform<R>;
+  const zor_int n = random.between(1, 5000), shift = random.between(0, n - 1);
+  const transform f(n, random.between(1, 4), random.between(1, 4));
+  typename transform::line x(static_cast<size_t>(n)), y = x, sum = x, shifted = x, turned = x;
+  for (auto& v : x) v = {R(random.unit()), R(random.unit())};
+  for (auto& v : y) v = {R(random.unit()), R(random.unit())};
+  for (size_t j = 0; j < x.size(); ++j) {
+    sum[j] = x[j] - 2.0 * y[j];
+    shifted[j] = x[(j + size_t(n - shift)) % x.size()];
+  }
+  const auto fx = f(x), fy = f(y);
+  auto combined = fx;
+  long double energy = 0, spectrum = 0;
+  for (size_t k = 0; k < x.size(); ++k) {
+    combined[k] -= 2.0 * fy[k];
+    turned[k] = fx[k] * std::polar(1.0, -2 * M_PI * double(zor_int(k) * shift % n) / double(n));
+    energy += std::norm(x[k]);
+    spectrum += std::norm(fx[k]);
+  }
+  const double eps = std::numeric_limits<R>::epsilon();
+  const auto expect_equal = [&](const auto& a, const auto& b, const char* what) {
+    double error = 0, norm = 0;
+    for (size_t k = 0; k < a.size(); ++k) error += std::norm(a[k] - b[k]), norm += std::norm(a[k]);
+    EXPECT_LE(std::sqrt(error / norm), 6 * eps) << what << ", length " << n;
+  };
+  expect_equal(combined, f(sum), "linearity");
+  expect_equal(turned, f(shifted), "shift");
+  expect_equal(x, f(fx, true), "round trip");
+  EXPECT_NEAR(double(spectrum / (n * energy)), 1.0, 6 * eps) << "energy, length " << n;
+}
+
+TEST(Properties, OfRandomLengthsAndStrides) {
+  zor_test::random_bits random(23);
+  for (int i = 0; i < 40; ++i) {
+    check_properties<double>(random);
+    check_properties<float>(random);
   }
 }
 
