@@ -304,14 +304,15 @@ void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work) {
     return;
   }
   // Passes go to work and y in turn so that the last ends in y. With an odd number of them y comes first;
-  // when y is the input, that is either copied to work before or, in blocked form, left alone by running the
-  // last pass in place.
+  // when y is the input, that is either copied to work before or left alone by running the last pass in
+  // place, where its places on both sides and its vectors allow it.
   bool to_work = c.count % 2 == 0;
   pass_data<R> d = ends;
   R* const work_im = work + c.n;
   R* const y_im = c.outer == form::split ? ends.y_im : ends.y_re + c.n;
   if (!to_work && same_data(ends)) {
-    if (c.inner == form::blocked) {
+    const pass<R>& final = c.passes[c.count - 1];
+    if (c.inner == form::blocked || (c.outer == form::split && final.m % final.lanes == 0)) {
       to_work = true;
     } else {
       const size_t bytes = sizeof(R) * size_t(c.n);

@@ -37,12 +37,12 @@ bool chain_build_batch(chain<R>* c, int32_t length, int32_t batch);
 template <class R>
 void chain_run_batch(const chain<R>& c, R* a_re, R* a_im, R* b_re, R* b_im);
 
-// Interleaved transforms of 16, 32, 64 and 128 values over tables made by the compiler; null for other
+// Interleaved transforms of 16, 32, 64, 128 and 256 values over tables made by the compiler; null for other
 // lengths.
 template <class R>
 pass_run<R> find_two_passes(int32_t n);
 // Their first radix.
-constexpr int32_t first_of_two(int32_t n) { return n == 16 ? 4 : n == 128 ? 16 : 8; }
+constexpr int32_t first_of_two(int32_t n) { return n == 16 ? 4 : n >= 128 ? 16 : 8; }
 
 // Straight-line transforms of 1 to 16 and 32 values.
 template <class R>

@@ -38,17 +38,12 @@ template <class R, int N>
 void run_two_passes(const pass_data<R>& ends, const pass<R>&) {
   using T = two_passes<R, N>;
   alignas(64) R work[2 * N];
-  pass<R> self{};
-  self.twiddles = T::table.values;
-  self.l = T::l;
   pass_data<R> d = ends;
   d.y_re = work;
-  first_pass<R, T::r, typename T::first_vector, form::interleaved, form::blocked>(d, self);
-  self.l = 1;
-  self.m = T::m;
+  first_body<R, T::r, typename T::first_vector, form::interleaved, form::blocked>(d, T::table.values, T::l);
   d = ends;
   d.x_re = work;
-  last_pass<R, T::l, typename T::last_vector, form::blocked, form::interleaved>(d, self);
+  last_body<R, T::l, typename T::last_vector, form::blocked, form::interleaved>(d, T::m);
 }
 
 template <class R, direction D, int N>
@@ -92,6 +87,8 @@ pass_run<R> find_two_passes(int32_t n) {
       return run_two_passes<R, 64>;
     case 128:
       return run_two_passes<R, 128>;
+    case 256:
+      return run_two_passes<R, 256>;
     default:
       return nullptr;
   }

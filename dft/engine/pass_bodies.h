@@ -7,10 +7,8 @@
 namespace zor::dft {
 
 template <class R, int r, class V, form In, form Out>
-void first_pass(const pass_data<R>& d, const pass<R>& self) {
+[[gnu::always_inline]] inline void first_body(const pass_data<R>& d, const R* w, ptrdiff_t l) {
   constexpr int W = lane_count<V>;
-  const ptrdiff_t l = self.l;
-  const R* w = self.twiddles;
   for (ptrdiff_t i = 0; i < l; i += W, w += 2 * W * (r - 1)) {
     const ptrdiff_t p = i + W <= l ? i : l - W;
     complex_lanes<V> u[r];
@@ -28,6 +26,11 @@ void first_pass(const pass_data<R>& d, const pass<R>& self) {
       store_transposed<Out, r>(d.y_re, d.y_im, p, l, u);
     }
   }
+}
+
+template <class R, int r, class V, form In, form Out>
+void first_pass(const pass_data<R>& d, const pass<R>& self) {
+  first_body<R, r, V, In, Out>(d, self.twiddles, self.l);
 }
 
 template <class R, int r, class V, form F>
@@ -55,9 +58,8 @@ void middle_pass(const pass_data<R>& d, const pass<R>& self) {
 
 // May run in place when both forms are blocked or interleaved and the lanes divide m.
 template <class R, int r, class V, form In, form Out>
-void last_pass(const pass_data<R>& d, const pass<R>& self) {
+[[gnu::always_inline]] inline void last_body(const pass_data<R>& d, ptrdiff_t m) {
   constexpr int W = lane_count<V>;
-  const ptrdiff_t m = self.m;
   for (ptrdiff_t i = 0; i < m; i += W) {
     const ptrdiff_t q = i + W <= m ? i : m - W;
     complex_lanes<V> u[r];
@@ -70,6 +72,11 @@ void last_pass(const pass_data<R>& d, const pass<R>& self) {
                          complex_lanes<V>{u[s].re * d.scale_re, u[s].im * d.scale_im});
     });
   }
+}
+
+template <class R, int r, class V, form In, form Out>
+void last_pass(const pass_data<R>& d, const pass<R>& self) {
+  last_body<R, r, V, In, Out>(d, self.m);
 }
 
 // Any odd radix, at any position: sums and differences of the pairs j, r - j, then each output pair k by

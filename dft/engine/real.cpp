@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "dft/engine/lines.h"
+#include "dft/engine/chirp.h"
 #include "dft/engine/memory.h"
 #include "dft/engine/trig.h"
 
@@ -108,35 +108,46 @@ void find_straight_real(real_transform<R>* t, std::integer_sequence<int, N...>) 
 
 template <class R>
 bool table_build(real_transform<R>* t) {
-  const ptrdiff_t count = t->n / 4 + 1;
-  t->table = static_cast<R*>(engine_allocate(uint64_t(count) * 2 * sizeof(R)));
+  constexpr ptrdiff_t line = 64 / sizeof(R);
+  t->table_row = (t->n / 4 + line) / line * line;
+  t->table = static_cast<R*>(engine_allocate(uint64_t(t->table_row) * 2 * sizeof(R)));
   if (t->table == nullptr) return false;
-  for (ptrdiff_t k = 0; k < count; ++k) {
+  for (ptrdiff_t k = 1; k <= t->n / 4; ++k) {
     const zor_c64 w = root_of_unity(k, t->n);
-    t->table[k] = R(w.re);
-    t->table[count + k] = R(w.im);
+    t->table[k - 1] = R(w.re);
+    t->table[t->table_row + k - 1] = R(w.im);
   }
   return true;
 }
 
-// Pairs k, h - k of the h complex values x to y from *k to the last for which whole vectors are left.
+// W pairs k, h - k of the spectrum from k on, both as they come out.
+template <class V, bool Forward, class R>
+[[gnu::always_inline]] inline void turn_block(const real_transform<R>& t, const R* x, ptrdiff_t k,
+                                              complex_lanes<V>* a, complex_lanes<V>* b) {
+  const R* w = t.table + k - 1;
+  *a = load_complex<form::interleaved, V>(x, x, k);
+  *b = load_reversed<V>(x, t.n / 2 - k - lane_count<V> + 1);
+  const V c = load_lanes<V>(w), s = load_lanes<V>(w + t.table_row);
+  if constexpr (Forward)
+    recombine(a, b, c, s);
+  else
+    separate(a, b, c, s);
+}
+template <class V, class R>
+[[gnu::always_inline]] inline void store_block(ptrdiff_t h, R* y, ptrdiff_t k, complex_lanes<V> a,
+                                               complex_lanes<V> b) {
+  store_complex<form::interleaved>(y, y, k, a);
+  store_reversed(y, h - k - lane_count<V> + 1, b);
+}
+
+// Pairs from *k on, as many as whole vectors take.
 template <class V, bool Forward, class R>
 [[gnu::always_inline]] inline void turn_range(const real_transform<R>& t, const R* x, R* y, ptrdiff_t* k) {
-  constexpr int W = lane_count<V>;
   const ptrdiff_t h = t.n / 2, pairs = (h - 1) / 2;
-  const R* w_re = t.table;
-  const R* w_im = t.table + t.n / 4 + 1;
-  for (; *k + W <= pairs + 1; *k += W) {
-    const ptrdiff_t mirror = h - *k - W + 1;
-    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, *k);
-    complex_lanes<V> b = load_reversed<V>(x, mirror);
-    const V c = load_lanes<V>(w_re + *k), s = load_lanes<V>(w_im + *k);
-    if constexpr (Forward)
-      recombine(&a, &b, c, s);
-    else
-      separate(&a, &b, c, s);
-    store_complex<form::interleaved>(y, y, *k, a);
-    store_reversed(y, mirror, b);
+  for (; *k + lane_count<V> <= pairs + 1; *k += lane_count<V>) {
+    complex_lanes<V> a, b;
+    turn_block<V, Forward>(t, x, *k, &a, &b);
+    store_block(h, y, *k, a, b);
   }
 }
 
@@ -152,8 +163,18 @@ void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
     y[h] = x[h] * R(2);
     y[h + 1] = x[h + 1] * R(-2);
   }
+  using V = vec<R>;
+  const ptrdiff_t pairs = (h - 1) / 2;
   ptrdiff_t k = 1;
-  turn_range<vec<R>, Forward>(t, x, y, &k);
+  if (pairs >= lanes<V>) {
+    // The last vector overlaps the one before it, whose input it needs.
+    const ptrdiff_t last = pairs - lanes<V> + 1;
+    complex_lanes<V> a, b;
+    turn_block<V, Forward>(t, x, last, &a, &b);
+    turn_range<V, Forward>(t, x, y, &k);
+    store_block(h, y, last, a, b);
+    return;
+  }
   if constexpr (width >= 64) turn_range<vec<R, 32>, Forward>(t, x, y, &k);
   if constexpr (width >= 32) turn_range<vec<R, 16>, Forward>(t, x, y, &k);
   turn_range<R, Forward>(t, x, y, &k);
@@ -161,33 +182,43 @@ void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
 
 // Odd chirp: half of the complex transform's output, or the real part of all.
 template <class R>
-void chirp_forward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* a) {
-  for (ptrdiff_t k = 0; k < n; ++k) {
-    a[2 * k] = x[k] * c.chirp_re[k];
-    a[2 * k + 1] = x[k] * c.chirp_im[k];
-  }
-  convolve_with_chirp(c, n, a);
-  for (ptrdiff_t k = 0; 2 * k < n; ++k) {
-    const complex_lanes<R> v =
-        multiply(complex_lanes<R>{a[2 * k], a[2 * k + 1]}, c.chirp_re[k], c.chirp_im[k]);
-    if (k > 0) y[2 * k - 1] = v.re * scale;
-    y[2 * k] = (k > 0 ? v.im : v.re) * scale;
-  }
+void chirp_forward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* work) {
+  R *const re = work, *const im = work + c.padded;
+  convolve(
+      c, n, n / 2 + 1, work,
+      [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
+        using V = decltype(lane);
+        const V v = load_lanes<V>(x + j);
+        return complex_lanes<V>{v * load_lanes<V>(c.chirp_re + j), v * load_lanes<V>(c.chirp_im + j)};
+      },
+      [&](ptrdiff_t j, auto v) __attribute__((always_inline)) {
+        const auto value = times_chirp(c, j, v);
+        store_complex<form::split>(re, im, j, decltype(v){value.re * scale, value.im * scale});
+      });
+  y[0] = re[0];
+  over_lanes<R>(
+      n / 2, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
+        using V = decltype(lane);
+        store_complex<form::interleaved>(y + 1, y + 1, j, load_complex<form::split, V>(re + 1, im + 1, j));
+      });
 }
 template <class R>
-void chirp_backward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* a) {
-  const auto put = [&](ptrdiff_t k, R re, R im) {
-    const complex_lanes<R> v = multiply(complex_lanes<R>{re, im}, c.chirp_re[k], c.chirp_im[k]);
-    a[2 * k] = v.re;
-    a[2 * k + 1] = v.im;
-  };
-  put(0, x[0], R(0));
+void chirp_backward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* work) {
+  R *const re = work, *const im = work + c.padded;
+  re[0] = x[0];
+  im[0] = R(0);
   for (ptrdiff_t k = 1; 2 * k < n; ++k) {
-    put(k, x[2 * k - 1], -x[2 * k]);
-    put(n - k, x[2 * k - 1], x[2 * k]);
+    re[k] = re[n - k] = x[2 * k - 1];
+    im[k] = -x[2 * k];
+    im[n - k] = x[2 * k];
   }
-  convolve_with_chirp(c, n, a);
-  for (ptrdiff_t j = 0; j < n; ++j) y[j] = (a[2 * j] * c.chirp_re[j] - a[2 * j + 1] * c.chirp_im[j]) * scale;
+  convolve(
+      c, n, n, work,
+      [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
+        return times_chirp(c, j, load_complex<form::split, decltype(lane)>(re, im, j));
+      },
+      [&](ptrdiff_t j, auto v)
+          __attribute__((always_inline)) { store_lanes(y + j, times_chirp(c, j, v).re * scale); });
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "dft/engine/lines.h"
+#include "dft/engine/chirp.h"
 #include "dft/engine/memory.h"
 #include "dft/engine/trig.h"
 
@@ -12,27 +12,24 @@ namespace {
 
 constexpr int32_t longest_chain_order = 14;
 
-// body(j, V of lanes) over 0..n in whole vectors, then one by one.
-template <class R, class F>
-[[gnu::always_inline]] inline void over_lanes(ptrdiff_t n, F body) {
-  using V = vec<R>;
-  ptrdiff_t j = 0;
-  for (; j + lanes<V> <= n; j += lanes<V>) body(j, V{});
-  for (; j < n; ++j) body(j, R{});
-}
+// From this padded length on a power of two is taken apart: below, all of it is in the first cache anyway.
+constexpr int32_t shortest_apart = 4096;
 
 template <class R>
-bool chirp_build(chirp<R>* c, int32_t n, int32_t padded) {
-  c->padded = padded;
-  c->memory = static_cast<R*>(engine_allocate((uint64_t(n) + uint64_t(padded)) * 2 * sizeof(R)));
-  c->inner = static_cast<transform<R>*>(engine_allocate(sizeof(transform<R>)));
-  selection s;
-  if (c->memory == nullptr || c->inner == nullptr) return false;
-  select_complex(padded, 2 * sizeof(R), false, &s);
-  if (!transform_build(c->inner, padded, s, form::interleaved)) return false;
-  R* spectrum = c->memory;
-  R* re = spectrum + 2 * ptrdiff_t{padded};
-  R* im = re + n;
+R* fill_first_twiddles(int32_t m, R* w) {
+  for (int32_t p = 0; p < m / 16; p += lanes_of<R>)
+    for (int32_t s = 1; s < 16; ++s, w += 2 * lanes_of<R>)
+      for (int32_t j = 0; j < lanes_of<R>; ++j) {
+        const zor_c64 v = root_of_unity(int64_t{p + j} * s, m);
+        w[j] = R(v.re);
+        w[lanes_of<R> + j] = R(v.im);
+      }
+  return w;
+}
+
+// c(k) to re, im, and the conjugate of c, even and padded, to the places of the spectrum.
+template <class R>
+void fill_chirp(int32_t n, int32_t padded, R* re, R* im, R* s_re, R* s_im) {
   for (int64_t k = 0, e = 0; k < n; ++k) {
     const zor_c64 v = root_of_unity(e, 2 * int64_t{n});
     re[k] = R(v.re);
@@ -40,17 +37,47 @@ bool chirp_build(chirp<R>* c, int32_t n, int32_t padded) {
     e += 2 * k + 1;
     if (e >= 2 * int64_t{n}) e -= 2 * int64_t{n};
     const ptrdiff_t mirror = k == 0 ? 0 : padded - k;
-    spectrum[2 * k] = spectrum[2 * mirror] = re[k];
-    spectrum[2 * k + 1] = spectrum[2 * mirror + 1] = -im[k];
+    s_re[k] = s_re[mirror] = re[k];
+    s_im[k] = s_im[mirror] = -im[k];
   }
+}
+
+template <class R>
+bool chirp_build(chirp<R>* c, int32_t n, int32_t padded) {
+  const bool apart = padded >= shortest_apart && (padded & (padded - 1)) == 0;
+  const int32_t length = apart ? padded / 16 : padded;
+  const ptrdiff_t padded_size = 2 * ptrdiff_t{padded}, twiddle_size = apart ? padded_size / 16 * 15 : 0;
+  c->padded = padded;
+  c->memory =
+      static_cast<R*>(engine_allocate(uint64_t(2 * ptrdiff_t{n} + padded_size + twiddle_size) * sizeof(R)));
+  c->inner = static_cast<transform<R>*>(engine_allocate(sizeof(transform<R>)));
+  if (c->memory == nullptr || c->inner == nullptr) return false;
+  selection whole, s;
+  select_complex(padded, 2 * sizeof(R), false, &whole);
+  select_complex(length, 2 * sizeof(R), false, &s);
+  if (!transform_build(c->inner, length, s, form::split)) return false;
+  c->aside = s.work + int64_t{length} * 2 * int64_t{sizeof(R)} <= whole.work;
+  R *const s_re = c->memory, *const s_im = s_re + padded;
+  c->spectrum_re = s_re;
+  c->spectrum_im = s_im;
+  R* const twiddles = c->memory + padded_size;
+  R* const re = apart ? fill_first_twiddles(padded, twiddles) : twiddles;
+  c->twiddles = apart ? twiddles : nullptr;
+  c->chirp_re = re;
+  c->chirp_im = re + n;
+  fill_chirp(n, padded, re, re + n, s_re, s_im);
   R* work = static_cast<R*>(engine_allocate(uint64_t(s.work)));
   if (work == nullptr) return false;
+  if (apart)
+    spread_blocks<R, 16>(
+        *c, padded, s_re, s_im, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
+          return load_complex<form::split, decltype(lane)>(s_re, s_im, j);
+        });
   const R scale = R(1.0 / padded);
-  transform_run(*c->inner, pass_data<R>{spectrum, nullptr, spectrum, nullptr, R(1), scale, scale}, work);
+  for (ptrdiff_t at = 0; at < padded; at += length)
+    transform_run(*c->inner, pass_data<R>{s_re + at, s_im + at, s_re + at, s_im + at, R(1), scale, scale},
+                  work);
   engine_free(work);
-  c->spectrum = spectrum;
-  c->chirp_re = re;
-  c->chirp_im = im;
   return true;
 }
 
@@ -64,42 +91,26 @@ void chirp_free(chirp<R>* c) {
 }
 
 template <class R, form F>
-void chirp_run(const chirp<R>& c, int32_t n, const pass_data<R>& e, R* a) {
-  over_lanes<R>(
-      n, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-        using V = decltype(lane);
-        complex_lanes<V> x = load_complex<F, V>(e.x_re, e.x_im, j);
+void chirp_run(const chirp<R>& c, int32_t n, const pass_data<R>& e, R* work) {
+  convolve(
+      c, n, n, work,
+      [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
+        auto x = load_complex<F, decltype(lane)>(e.x_re, e.x_im, j);
         x.im = x.im * e.sign;
-        store_complex<form::interleaved>(
-            a, a, j, multiply(x, load_lanes<V>(c.chirp_re + j), load_lanes<V>(c.chirp_im + j)));
+        return times_chirp(c, j, x);
+      },
+      [&](ptrdiff_t j, auto v) __attribute__((always_inline)) {
+        const auto y = times_chirp(c, j, v);
+        store_complex<F>(e.y_re, e.y_im, j, decltype(v){y.re * e.scale_re, y.im * e.scale_im});
       });
-  convolve_with_chirp(c, n, a);
-  over_lanes<R>(
-      n, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-        using V = decltype(lane);
-        const complex_lanes<V> y = multiply(load_complex<form::interleaved, V>(a, a, j),
-                                            load_lanes<V>(c.chirp_re + j), load_lanes<V>(c.chirp_im + j));
-        store_complex<F>(e.y_re, e.y_im, j, complex_lanes<V>{y.re * e.scale_re, y.im * e.scale_im});
-      });
+}
+
+template <class R>
+bool has_chain(const transform<R>& t) {
+  return t.how != method::chirp && t.how != method::direct && !t.long_power;
 }
 
 }  // namespace
-
-template <class R>
-void convolve_with_chirp(const chirp<R>& c, int32_t n, R* a) {
-  const ptrdiff_t padded = c.padded;
-  R* const work = a + 2 * padded;
-  std::memset(a + 2 * ptrdiff_t{n}, 0, size_t(padded - n) * 2 * sizeof(R));
-  transform_run(*c.inner, pass_data<R>{a, nullptr, a, nullptr, R(1), R(1), R(1)}, work);
-  over_lanes<R>(
-      padded, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-        using V = decltype(lane);
-        const complex_lanes<V> s = load_complex<form::interleaved, V>(c.spectrum, c.spectrum, j);
-        store_complex<form::interleaved>(a, a, j,
-                                         multiply(load_complex<form::interleaved, V>(a, a, j), s.re, s.im));
-      });
-  transform_run(*c.inner, pass_data<R>{a, nullptr, a, nullptr, R(-1), R(1), R(-1)}, work);
-}
 
 template <class R>
 bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer) {
@@ -118,13 +129,11 @@ bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer)
     if (s.how == method::direct) t->how = method::straight;
     built = t->long_power ? grid_build(&t->blocks, order, s.work, outer) : chain_build(&t->passes, n, outer);
   }
-  if (!built) transform_free(t);
+  if (!built)
+    transform_free(t);
+  else if (has_chain(*t) && t->passes.count == 0)
+    t->whole = t->passes.passes[0].run;
   return built;
-}
-
-template <class R>
-bool has_chain(const transform<R>& t) {
-  return t.how != method::chirp && t.how != method::direct && !t.long_power;
 }
 
 template <class R>
@@ -149,7 +158,7 @@ void transform_free(transform<R>* t) {
 }
 
 template <class R>
-void transform_run(const transform<R>& t, const pass_data<R>& ends, R* work) {
+void transform_run_parts(const transform<R>& t, const pass_data<R>& ends, R* work) {
   if (t.how == method::direct)
     direct_complex(t.direct, t.n, t.outer, ends);
   else if (t.how == method::chirp && t.outer == form::split)
@@ -167,8 +176,7 @@ void transform_run(const transform<R>& t, const pass_data<R>& ends, R* work) {
   template bool transform_add_columns<R>(transform<R>*);                            \
   template const column_plan<R>* transform_columns<R>(const transform<R>&);         \
   template void transform_free<R>(transform<R>*);                                   \
-  template void transform_run<R>(const transform<R>&, const pass_data<R>&, R*);     \
-  template void convolve_with_chirp<R>(const chirp<R>&, int32_t, R*);
+  template void transform_run_parts<R>(const transform<R>&, const pass_data<R>&, R*);
 ZOR_INSTANCES(float)
 ZOR_INSTANCES(double)
 #undef ZOR_INSTANCES

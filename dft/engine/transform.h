@@ -18,14 +18,16 @@ struct direct_table {
 template <class R>
 struct transform;
 
-// The chirp transform: with c(k) = exp(-pi i k^2 / n), y = c (c x * conj c), the convolution by a transform
-// of the padded length.
+// The chirp transform of n values; see chirp.h.
 template <class R>
 struct chirp {
   int32_t padded;
   R* memory;
   const R *chirp_re, *chirp_im;  // n values each
-  const R* spectrum;             // of conj c, over the padded length, divided by it; interleaved
+  const R *spectrum_re,
+      *spectrum_im;   // of conj c over the padded length, divided by it, in the order of blocks
+  const R* twiddles;  // of the first radix where the length is taken apart, else null
+  bool aside;         // the work has room for a block beside the inner transform's
   transform<R>* inner;
 };
 
@@ -34,7 +36,8 @@ struct transform {
   method how;
   int32_t n;
   form outer;
-  bool long_power;  // power of two served by the grid
+  bool long_power;    // power of two served by the grid
+  pass_run<R> whole;  // the chain's one run, when it is all there is to do
   chain<R> passes;
   grid<R> blocks;
   direct_table<R> direct;
@@ -53,12 +56,14 @@ template <class R>
 void transform_free(transform<R>* t);
 // Work as selected, at any alignment of R; y may be x.
 template <class R>
-void transform_run(const transform<R>& t, const pass_data<R>& ends, R* work);
-
-// The chirp transform without its ends: `a`, padded length complex and interleaved, holds c x in its first n
-// values and is replaced by what c times gives the result; the inner work stands behind it.
+void transform_run_parts(const transform<R>& t, const pass_data<R>& ends, R* work);
 template <class R>
-void convolve_with_chirp(const chirp<R>& c, int32_t n, R* a);
+inline void transform_run(const transform<R>& t, const pass_data<R>& ends, R* work) {
+  if (t.whole != nullptr)
+    t.whole(ends, t.passes.passes[0]);
+  else
+    transform_run_parts(t, ends, work);
+}
 
 template <class R>
 bool direct_build(direct_table<R>* t, int32_t n);
