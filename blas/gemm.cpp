@@ -147,13 +147,22 @@ zor_int first_depth(zor_int k, zor_int kb) {
   return tail != 0 ? tail : kb;
 }
 
-// How a small product reads: in place as far as its operands allow. Strips of whole vectors need no padding.
+// Where a product reads: in place what is read too seldom to be worth its packing, as far as it can be read
+// from there. A panel in place should stay in the second level of cache with all that lies between its
+// columns, and columns a page apart would share the sets of the first. Strips of whole vectors need no
+// padding.
 template <class T>
-reading small_reading(const problem<T>& q) {
-  constexpr zor_int whole = zor_int(16 / sizeof(T));
+reading reading_of(const problem<T>& q, bool small) {
+  constexpr zor_int few = 96, size = sizeof(T), whole = 16 / size;
+  const auto is_near = [](zor_int step) { return step * 112 * size <= zor_int(1) << 18; };
   if (q.b.conj || q.m % limits<T>::rows != 0) return reading::packed;
+  const bool b_in_place =
+      small || (q.m <= few && (q.b.trans ? is_near(q.b.row_stride) : q.b.column_stride * size % 4096 != 0));
+  if (!b_in_place) return reading::packed;
   if constexpr (!is_complex<T>) {
-    if (!q.a.trans && q.alpha == 1 && q.m % whole == 0) return reading::in_place;
+    if (!q.a.trans && q.alpha == 1 && q.m % whole == 0 &&
+        (small || (q.n <= few && is_near(q.a.column_stride))))
+      return reading::in_place;
   }
   return reading::b_in_place;
 }
@@ -261,7 +270,7 @@ void product(const problem<T>& q) {
     const blocking s = blocking_of<T>(q.m, q.n, q.k, small && !q.b.trans);
     memory = zor_serv_allocate(s.bytes, 128);
     if (core::zor_serv_check_ptr(memory, limit::name) == 0) {
-      const reading from = small ? small_reading(q) : reading::packed;
+      const reading from = reading_of(q, small);
       // The shortest way is for the products whose time is the way.
       if (from != reading::packed && q.k <= s.kb && q.m <= s.mb)
         panel_product(q, from, q.m, q.n / limit::columns * limit::columns, q.k, q.a.data, q.b.data, q.beta,

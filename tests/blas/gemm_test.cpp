@@ -106,12 +106,13 @@ TEST(Gemm, SizesAroundTheTiles) {
 TEST(Gemm, BordersOfPanelsAndBlocks) {
   struct {
     zor_int m, n, k;
-  } sizes[] = {{9, 9, 63},      {9, 8, 64},      {8, 9, 65},     {12, 13, 111},   {13, 12, 112},
-               {11, 9, 113},    {9, 11, 128},    {9, 10, 150},   {10, 9, 192},    {9, 9, 223},
-               {9, 9, 224},     {9, 9, 225},     {10, 9, 226},   {9, 9, 336},     {9, 9, 500},
-               {128, 128, 128}, {129, 128, 128}, {97, 101, 187}, {319, 9, 20},    {331, 9, 70},
-               {479, 9, 15},    {493, 9, 20},    {650, 8, 119},  {1537, 5, 40},   {9, 1999, 11},
-               {9, 2003, 66},   {8, 4001, 12},   {9, 5003, 14},  {1009, 9003, 3}, {5011, 5001, 17}};
+  } sizes[] = {{9, 9, 63},      {9, 8, 64},     {8, 9, 65},      {12, 13, 111},   {13, 12, 112},
+               {11, 9, 113},    {9, 11, 128},   {9, 10, 150},    {10, 9, 192},    {9, 9, 223},
+               {9, 9, 224},     {9, 9, 225},    {10, 9, 226},    {9, 9, 336},     {9, 9, 500},
+               {64, 88, 400},   {72, 104, 300}, {96, 97, 225},   {104, 40, 260},  {128, 128, 128},
+               {129, 128, 128}, {97, 101, 187}, {319, 9, 20},    {331, 9, 70},    {479, 9, 15},
+               {493, 9, 20},    {650, 8, 119},  {1537, 5, 40},   {9, 1999, 11},   {9, 2003, 66},
+               {8, 4001, 12},   {9, 5003, 14},  {1009, 9003, 3}, {5011, 5001, 17}};
   const auto run = []<class T>(const char* name, auto kernel, T, const gemm_case& q) {
     // Thin products have blocks of their own in double precision alone.
     if (q.m + q.n < 10000 || std::is_same_v<T, double>) check<T>(name, kernel, q, keep);
@@ -119,7 +120,8 @@ TEST(Gemm, BordersOfPanelsAndBlocks) {
   for (const auto& s : sizes) {
     for (const char* l : {"NN", "NT", "TN", "TT", "CC", "NC"}) {
       if (s.m * s.n > 1000000 && (l[0] == 'C' || l[1] == 'C' || l[0] == l[1])) continue;
-      const gemm_case q{l, s.m, s.n, s.k, s.k % 2, {-0.7, 0.3}, {1, double(s.m % 2)}};
+      const bool odd = s.m % 2;  // An alpha of 1 lets a product read A in place.
+      const gemm_case q{l, s.m, s.n, s.k, s.k % 2, {odd ? -0.7 : 1, odd ? 0.3 : 0}, {1, double(odd)}};
 #define ROW_XGEMM(name, T) run(#name, name, T{}, q);
 #include "zor/tables/blas_gemm.inc"
     }
