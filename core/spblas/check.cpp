@@ -84,6 +84,8 @@ int32_t take_sizes(sparse_matrix& a, const Description& d) {
 template <class I>
 int32_t bad_row(const sparse_matrix& a, const I* pntrb, const I* pntre, zor_int r, zor_int previous) {
   const long long row = r + a.base, begin = pntrb[r], end = pntre[r];
+  if (r == 0 && begin < 0)
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntrb: row %lld begins at %lld, below 0", row, begin);
   zor_int from, to;
   if (__builtin_sub_overflow(zor_int(pntrb[r]), zor_int(pntrb[0]), &from) || from < previous)
     return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntrb: row %lld begins at %lld, inside the rows before it",

@@ -73,9 +73,9 @@ enum { ZOR_SPARSE_COLUMN_MAJOR = 'f', ZOR_SPARSE_ROW_MAJOR = 'c' };
 /* A matrix by its arrays, which stay the caller's. CSR: row r (from 0) holds the entries pntrb[r] - pntrb[0]
  * to pntre[r] - pntrb[0] - 1 of val and indx, in any order for products, by strictly ascending column for
  * solves. Rows may leave gaps but may not overlap. pntre null: pntrb has rows + 1 pointers and a row ends
- * where the next begins. indx holds columns from `base` on; pntrb may begin at any number. triangle 0 means
- * lower, diagonal 0 means stored; views that have none do not look at them. A unit diagonal view reads no
- * array. */
+ * where the next begins. indx holds columns from `base` on; pntrb may begin at any number from 0 on.
+ * triangle 0 means lower, diagonal 0 means stored; views that have none do not look at them. The diagonal
+ * view with a unit diagonal reads no array. */
 typedef struct zor_sparse_desc {
   int32_t format;
   int32_t type;

@@ -155,6 +155,13 @@ struct matrix {
   int32_t status;
 };
 
+template <class T, class I>
+std::string told(const matrix<T, I>& a, char op) {
+  return {
+      char(calls<T>::letter),       a.what.structure,          a.what.triangle, a.what.diagonal, ' ', op, ' ',
+      char('0' + a.described.base), sizeof(I) == 8 ? 'w' : 'n'};
+}
+
 long double length(wide x) { return std::abs(x.real()) + std::abs(x.imag()); }
 wide product(wide x, wide y) {
   return {x.real() * y.real() - x.imag() * y.imag(), x.real() * y.imag() + x.imag() * y.real()};
@@ -214,46 +221,6 @@ std::vector<std::vector<T>> columns_of(zor_int m, zor_int n, uint64_t seed) {
   return all;
 }
 
-template <class T, class I>
-std::string told(const view& v, char op, int32_t base) {
-  return std::string{char(calls<T>::letter), v.structure, v.triangle, v.diagonal, ' ', op, ' ',
-                     char('0' + base),       ' '} +
-         std::to_string(8 * sizeof(I));
-}
-
-template <class T, class I>
-void check_products(const filling& f, zor_int n) {
-  for (const view& v : views)
-    for (int32_t base : {0, 1}) {
-      const matrix<T, I> a(f, v, base, I(base == 0 ? 5 : 1));
-      if (!a.legal() || (v.structure != 'g' && f.rows != f.cols)) {
-        EXPECT_EQ(ZOR_SPARSE_BAD_MATRIX, a.status);
-        continue;
-      }
-      ASSERT_EQ(ZOR_SPARSE_OK, a.status) << zor_sparse_error_text();
-      for (char op : {'n', 't', 'c', 's'}) {
-        SCOPED_TRACE((told<T, I>(v, op, base)));
-        const bool flip = op == 't' || op == 'c';
-        const zor_int inputs = flip ? f.rows : f.cols, outputs = flip ? f.cols : f.rows;
-        const T alpha = scalar<T>(1.25, -0.5), beta = scalar<T>(-0.75, 0.25);
-        const auto x = columns_of<T>(inputs, n, 10), y = columns_of<T>(outputs, n, 20);
-        auto z = y[0];
-        ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mv(a.handle, op, alpha, x[0].data(), beta, z.data()));
-        expect_product(a, op, alpha, x[0], times(beta, y[0]), z);
-        std::fill(z.begin(), z.end(), scalar<T>(NAN, NAN));
-        ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mv(a.handle, op, alpha, x[0].data(), scalar<T>(0, 0), z.data()));
-        expect_product(a, op, alpha, x[0], std::vector<wide>(z.size()), z);
-        for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
-          dense<T> b(layout, x), c(layout, y);
-          ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mm(a.handle, op, layout, n, alpha, b.data.data(), b.ld, beta,
-                                                c.data.data(), c.ld));
-          for (zor_int j = 0; j < n; ++j)
-            expect_product(a, op, alpha, x[size_t(j)], times(beta, y[size_t(j)]), c.column(j));
-        }
-      }
-    }
-}
-
 #define EVERY_TYPE(check, ...)          \
   check<float, int32_t>(__VA_ARGS__);   \
   check<float, int64_t>(__VA_ARGS__);   \
@@ -264,182 +231,151 @@ void check_products(const filling& f, zor_int n) {
   check<zor_c64, int32_t>(__VA_ARGS__); \
   check<zor_c64, int64_t>(__VA_ARGS__);
 
-TEST(Products, AreThoseOfTheView) {
-  EVERY_TYPE(check_products, {23, 23, 23, 9, false}, 5)
-  EVERY_TYPE(check_products, {7, 12, 12, 5, false}, 1)
-  EVERY_TYPE(check_products, {1, 1, 1, 2, true}, 2)
-}
-
 bool solvable(const view& v) { return v.structure == 't' || v.structure == 'd'; }
 
 template <class T, class I>
-void check_solves(const filling& f, zor_int n) {
+void check_product(const matrix<T, I>& a, char op, zor_int n) {
+  const bool flip = op == 't' || op == 'c';
+  const T alpha = scalar<T>(1.25, -0.5), beta = scalar<T>(-0.75, 0.25);
+  const auto x = columns_of<T>(flip ? a.rows : a.cols, n, 10),
+             y = columns_of<T>(flip ? a.cols : a.rows, n, 20);
+  auto z = y[0];
+  ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mv(a.handle, op, alpha, x[0].data(), beta, z.data()));
+  expect_product(a, op, alpha, x[0], times(beta, y[0]), z);
+  std::fill(z.begin(), z.end(), scalar<T>(NAN, NAN));
+  ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mv(a.handle, op, alpha, x[0].data(), scalar<T>(0, 0), z.data()));
+  expect_product(a, op, alpha, x[0], std::vector<wide>(z.size()), z);
+  for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
+    dense<T> b(layout, x), c(layout, y);
+    ASSERT_EQ(ZOR_SPARSE_OK,
+              calls<T>::mm(a.handle, op, layout, n, alpha, b.data.data(), b.ld, beta, c.data.data(), c.ld));
+    for (zor_int j = 0; j < n; ++j)
+      expect_product(a, op, alpha, x[size_t(j)], times(beta, y[size_t(j)]), c.column(j));
+  }
+}
+
+template <class T, class I>
+void check_solve(const matrix<T, I>& a, char op, zor_int n) {
+  const T alpha = scalar<T>(1.25, -0.5), minus = scalar<T>(-1.25, 0.5), one = scalar<T>(1, 0);
+  const auto b = columns_of<T>(a.rows, n, 30);
+  const std::vector<T> nothing(b[0].size());
+  std::vector<T> x = b[0], in_place = x;
+  const int32_t status = calls<T>::sv(a.handle, op, alpha, b[0].data(), x.data());
+  ASSERT_EQ(solvable(a.what) ? ZOR_SPARSE_OK : ZOR_SPARSE_NOT_SOLVABLE, status);
+  ASSERT_EQ(status, calls<T>::sv(a.handle, op, alpha, in_place.data(), in_place.data()));
+  EXPECT_TRUE(same(x, in_place));
+  if (status != ZOR_SPARSE_OK) {
+    EXPECT_TRUE(same(b[0], x));
+    return;
+  }
+  expect_product(a, op, one, x, times(minus, b[0]), nothing);
+  for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
+    dense<T> rhs(layout, b), many(layout, columns_of<T>(a.rows, n, 40));
+    T* const p = rhs.data.data();
+    ASSERT_EQ(ZOR_SPARSE_OK,
+              calls<T>::sm(a.handle, op, layout, n, alpha, p, rhs.ld, many.data.data(), many.ld));
+    for (zor_int j = 0; j < n; ++j)
+      expect_product(a, op, one, many.column(j), times(minus, b[size_t(j)]), nothing);
+    ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::sm(a.handle, op, layout, n, alpha, p, rhs.ld, p, rhs.ld));
+    EXPECT_TRUE(same(many.data, rhs.data));
+  }
+}
+
+template <class T, class I>
+void check_views(const filling& f, zor_int n) {
   for (const view& v : views)
     for (int32_t base : {0, 1}) {
       const matrix<T, I> a(f, v, base, I(base == 0 ? 5 : 1));
-      if (!a.legal()) continue;
+      const bool legal = a.legal() && (v.structure == 'g' || f.rows == f.cols);
+      ASSERT_EQ(legal ? ZOR_SPARSE_OK : ZOR_SPARSE_BAD_MATRIX, a.status) << zor_sparse_error_text();
       for (char op : {'n', 't', 'c', 's'}) {
-        SCOPED_TRACE((told<T, I>(v, op, base)));
-        const T alpha = scalar<T>(1.25, -0.5), one = scalar<T>(1, 0);
-        const auto b = columns_of<T>(f.rows, n, 30);
-        std::vector<T> x = b[0];
-        const int32_t status = calls<T>::sv(a.handle, op, alpha, b[0].data(), x.data());
-        ASSERT_EQ(solvable(v) ? ZOR_SPARSE_OK : ZOR_SPARSE_NOT_SOLVABLE, status);
-        if (status != ZOR_SPARSE_OK) {
-          EXPECT_TRUE(same(b[0], x));
-          continue;
-        }
-        const auto left = [&](const std::vector<T>& rhs) {
-          auto l = times(alpha, rhs);
-          for (wide& e : l) e = -e;
-          return l;
-        };
-        const std::vector<T> nothing(size_t(f.rows));
-        expect_product(a, op, one, x, left(b[0]), nothing);
-        std::vector<T> in_place = b[0];
-        ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::sv(a.handle, op, alpha, in_place.data(), in_place.data()));
-        EXPECT_TRUE(same(x, in_place));
-        for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
-          dense<T> rhs(layout, b), many(layout, columns_of<T>(f.rows, n, 40));
-          ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::sm(a.handle, op, layout, n, alpha, rhs.data.data(), rhs.ld,
-                                                many.data.data(), many.ld));
-          for (zor_int j = 0; j < n; ++j)
-            expect_product(a, op, one, many.column(j), left(b[size_t(j)]), nothing);
-          ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::sm(a.handle, op, layout, n, alpha, rhs.data.data(), rhs.ld,
-                                                rhs.data.data(), rhs.ld));
-          EXPECT_TRUE(same(many.data, rhs.data));
-        }
+        if (!legal) continue;
+        SCOPED_TRACE(told(a, op));
+        check_product(a, op, n);
+        if (f.sorted) check_solve(a, op, n);
       }
     }
 }
 
-TEST(Solves, UndoTheProduct) {
-  EVERY_TYPE(check_solves, {23, 23, 23, 9, true}, 11)
-  EVERY_TYPE(check_solves, {1, 1, 1, 2, true}, 1)
+TEST(Calls, DoWhatTheViewSays) {
+  EVERY_TYPE(check_views, {23, 23, 23, 9, false}, 5)
+  EVERY_TYPE(check_views, {7, 12, 12, 5, false}, 1)
+  EVERY_TYPE(check_views, {23, 23, 23, 9, true}, 11)
+  EVERY_TYPE(check_views, {1, 1, 1, 2, true}, 2)
 }
 
-// The public operation behind a kernel's letter.
-constexpr char public_op(char op, char structure) { return structure == 'a' && op == 'c' ? 's' : op; }
-
-constexpr filling kernel_filling = {41, 41, 41, 11, true};
-constexpr zor_int kernel_columns = 13;
-
-// One kernel against the public call that stands for it, from the same operands.
-struct trial {
-  const char* name;
-  int32_t base;
-  char op;
-  view what;
-
-  int32_t layout() const { return base == 0 ? ZOR_SPARSE_ROW_MAJOR : ZOR_SPARSE_COLUMN_MAJOR; }
-
-  template <class T, class I, class Kernel, class Open>
-  void compare(zor_int n, T alpha, const Kernel& kernel, const Open& open) const {
-    const matrix<T, I> a(kernel_filling, what, base, I(3));
-    ASSERT_EQ(ZOR_SPARSE_OK, a.status) << name;
-    const I ld = I(base == 0 ? n : kernel_filling.rows);
-    const auto in = numbers<T>(size_t(kernel_filling.rows * n), 50);
-    auto expected = numbers<T>(in.size(), 60), got = expected;
-    kernel(a, alpha, in.data(), expected.data(), ld);
-    ASSERT_EQ(ZOR_SPARSE_OK, open(a.handle, alpha, in.data(), got.data(), ld)) << name;
-    EXPECT_TRUE(same(expected, got)) << name;
-  }
-
-  template <class T, class I, class Kernel>
-  void product(const Kernel& kernel) const {
-    compare<T, I>(1, scalar<T>(0.75, 0.5), kernel, [&](zor_sparse a, T alpha, const T* x, T* y, I) {
-      return calls<T>::mv(a, op, alpha, x, scalar<T>(1, 0), y);
-    });
-  }
-  template <class T, class I, class Kernel>
-  void products(const Kernel& kernel) const {
-    compare<T, I>(
-        kernel_columns, scalar<T>(0.75, 0.5), kernel, [&](zor_sparse a, T alpha, const T* b, T* c, I ld) {
-          return calls<T>::mm(a, op, layout(), kernel_columns, alpha, b, ld, scalar<T>(1, 0), c, ld);
-        });
-  }
-
-  // A kernel of each kind. Those of a solve start from the right-hand side in place; of them only the
-  // diagonal view takes alpha.
-  template <class T, class I>
-  void run(void (*f)(const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*, const T*,
-                     T*)) const {
-    product<T, I>([&](const auto& a, T alpha, const T* x, T* y, I) {
-      const I first = 1, last = I(a.rows);
-      f(&first, &last, &last, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);
-    });
-  }
-  template <class T, class I>
-  void run(void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, const T*, T*)) const {
-    product<T, I>([&](const auto& a, T alpha, const T* x, T* y, I) {
-      const I m = I(a.rows);
-      f(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);
-    });
-  }
-  template <class T, class I>
-  void run(void (*f)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
-                     const T*, const I*, T*, const I*)) const {
-    products<T, I>([&](const auto& a, T alpha, const T* b, T* c, I ld) {
-      const I first = 1, n = I(kernel_columns), m = I(a.rows);
-      f(&first, &n, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c,
-        &ld);
-    });
-  }
-  template <class T, class I>
-  void run(void (*f)(const I*, const I*, const T*, const T*, const I*, const I*, const I*, const T*, const I*,
-                     T*, const I*)) const {
-    products<T, I>([&](const auto& a, T alpha, const T* b, T* c, I ld) {
-      const I n = I(kernel_columns), m = I(a.rows);
-      f(&m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c, &ld);
-    });
-  }
-  template <class T>
-  T solve_alpha() const {
-    return what.structure == 'd' ? scalar<T>(0.75, 0.5) : scalar<T>(1, 0);
-  }
-  template <class T, class I>
-  void run(void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) const {
-    compare<T, I>(
-        1, solve_alpha<T>(),
-        [&](const auto& a, T alpha, const T* b, T* x, I) {
-          const I m = I(a.rows);
-          std::copy(b, b + m, x);
-          f(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x);
-        },
-        [&](zor_sparse a, T alpha, const T* b, T* x, I) { return calls<T>::sv(a, op, alpha, b, x); });
-  }
-  template <class T, class I>
-  void run(void (*f)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
-                     T*, const I*)) const {
-    compare<T, I>(
-        kernel_columns, solve_alpha<T>(),
-        [&](const auto& a, T alpha, const T* b, T* x, I ld) {
-          const I first = 1, n = I(kernel_columns), m = I(a.rows);
-          std::copy(b, b + m * n, x);
-          f(&first, &n, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, &ld);
-        },
-        [&](zor_sparse a, T alpha, const T* b, T* x, I ld) {
-          return calls<T>::sm(a, op, layout(), kernel_columns, alpha, b, ld, x, ld);
-        });
-  }
+// Kernels of each kind, over all rows and right-hand sides.
+template <class T, class I>
+struct operands {
+  const matrix<T, I>& a;
+  T alpha;
+  const T* in;
+  T* out;
+  I n, ld, m = I(a.rows), first = 1;
 };
+#define ARRAYS o.a.val.data(), o.a.indx.data(), o.a.pntrb.data(), o.a.pntre.data()
+template <class T, class I>
+void call(const operands<T, I>& o, void (*f)(const I*, const I*, const I*, const T*, const T*, const I*,
+                                             const I*, const I*, const T*, T*)) {
+  f(&o.first, &o.m, &o.m, &o.alpha, ARRAYS, o.in, o.out);
+}
+template <class T, class I>
+void call(const operands<T, I>& o,
+          void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, const T*, T*)) {
+  f(&o.m, &o.alpha, ARRAYS, o.in, o.out);
+}
+template <class T, class I>
+void call(const operands<T, I>& o,
+          void (*f)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
+                    const T*, const I*, T*, const I*)) {
+  f(&o.first, &o.n, &o.m, &o.n, &o.alpha, ARRAYS, o.in, &o.ld, o.out, &o.ld);
+}
+template <class T, class I>
+void call(const operands<T, I>& o, void (*f)(const I*, const I*, const T*, const T*, const I*, const I*,
+                                             const I*, const T*, const I*, T*, const I*)) {
+  f(&o.m, &o.n, &o.alpha, ARRAYS, o.in, &o.ld, o.out, &o.ld);
+}
+template <class T, class I>
+void call(const operands<T, I>& o,
+          void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+  f(&o.m, &o.alpha, ARRAYS, o.out);
+}
+template <class T, class I>
+void call(const operands<T, I>& o, void (*f)(const I*, const I*, const I*, const I*, const T*, const T*,
+                                             const I*, const I*, const I*, T*, const I*)) {
+  f(&o.first, &o.n, &o.m, &o.n, &o.alpha, ARRAYS, o.out, &o.ld);
+}
+
+// A kernel against the public call that stands for it. Kernels of a solve work in place, and of them only
+// those of the diagonal view take alpha.
+template <class T, class I, class Kernel>
+void expect_bits(const std::string& name, int32_t base, char op, const view& v, Kernel* kernel) {
+  const matrix<T, I> a({41, 41, 41, 11, true}, v, base, I(3));
+  const bool solve = name.find("__s") != name.npos,
+             many = name.find("__mm") != name.npos || name.find("__sm") != name.npos;
+  const int32_t layout = base == 0 ? ZOR_SPARSE_ROW_MAJOR : ZOR_SPARSE_COLUMN_MAJOR;
+  const char o = v.structure == 'a' && op == 'c' ? 's' : op;
+  const zor_int n = many ? 13 : 1, ld = base == 0 ? n : a.rows;
+  const T one = scalar<T>(1, 0), alpha = solve && v.structure == 't' ? one : scalar<T>(0.75, 0.5);
+  const auto in = numbers<T>(size_t(a.rows * n), 50);
+  auto got = numbers<T>(in.size(), 60), expected = solve ? in : got;
+  call(operands<T, I>{a, alpha, in.data(), expected.data(), I(n), I(ld)}, kernel);
+  using c = calls<T>;
+  EXPECT_EQ(ZOR_SPARSE_OK,
+            solve ? (many ? c::sm(a.handle, o, layout, n, alpha, in.data(), ld, got.data(), ld)
+                          : c::sv(a.handle, o, alpha, in.data(), got.data()))
+                  : (many ? c::mm(a.handle, o, layout, n, alpha, in.data(), ld, one, got.data(), ld)
+                          : c::mv(a.handle, o, alpha, in.data(), one, got.data())));
+  EXPECT_TRUE(same(expected, got)) << name;
+}
 
 TEST(Calls, HaveTheBitsOfTheKernels) {
 #define ROW_csr_gemvout_par(...)
-#define ROW_CSR(name, T, I, base, op, form, tri, diag)                                \
-  trial{#name,                                                                        \
-        base,                                                                         \
-        public_op(#op[0], #form[0]),                                                  \
-        {#form[0], #tri[0] == '_' ? 'l' : #tri[0], #diag[0] == '_' ? 'n' : #diag[0]}} \
-      .run(name);
+#define ROW_CSR(name, T, I, base, op, form, tri, diag) \
+  expect_bits<T, I>(#name, base, #op[0],               \
+                    {#form[0], #tri[0] == '_' ? 'l' : #tri[0], #diag[0] == '_' ? 'n' : #diag[0]}, name);
 #include "zor/tables/spblas_grammar.inc"
 }
-
-class threads_in_force {
- public:
-  explicit threads_in_force(int32_t count) { zor_core_set_num_threads(count); }
-  ~threads_in_force() { zor_core_set_num_threads(0); }
-};
 
 // All calls on a matrix, one result behind the other; on a large one the product with a vector.
 constexpr zor_int most_columns = 19;
@@ -467,6 +403,14 @@ std::vector<T> all_results(const matrix<T, I>& a, char op) {
   return all;
 }
 
+template <class M>
+auto with_threads(int32_t count, const M& a, char op) {
+  zor_core_set_num_threads(count);
+  const auto results = all_results(a, op);
+  zor_core_set_num_threads(0);
+  return results;
+}
+
 // Matrices of one part, of parts that meet their neighbours, and of parts that meet all others.
 template <class T>
 void check_threads(const filling& f) {
@@ -478,19 +422,11 @@ void check_threads(const filling& f) {
     // Teams of many threads are slow to meet on few processors: each operation takes two numbers of them.
     const std::tuple<char, int32_t, int32_t> teams[] = {{'n', 2, 3}, {'t', 2, 7}, {'c', 3, 2}, {'s', 7, 3}};
     for (const auto& [op, count, twins_count] : teams) {
-      SCOPED_TRACE((told<T, int64_t>(v, op, 1)));
-      const auto expected = [&] {
-        threads_in_force one(1);
-        return all_results(a, op);
-      }();
-      {
-        threads_in_force these(count);
-        EXPECT_TRUE(same(expected, all_results(a, op))) << count << " threads";
-      }
-      {
-        threads_in_force these(twins_count);
-        EXPECT_TRUE(same(expected, all_results(twin, op))) << twins_count << " threads, 32-bit indices";
-      }
+      SCOPED_TRACE(told(a, op));
+      const auto expected = with_threads(1, a, op);
+      EXPECT_TRUE(same(expected, with_threads(count, a, op))) << count << " threads";
+      EXPECT_TRUE(same(expected, with_threads(twins_count, twin, op)))
+          << twins_count << " threads, 32-bit indices";
       const bool flip = op == 't' || op == 'c';
       const auto x = numbers<T>(size_t((flip ? f.rows : f.cols) * most_columns), 70);
       const auto y = numbers<T>(size_t(flip ? f.cols : f.rows), 71);
@@ -501,8 +437,8 @@ void check_threads(const filling& f) {
 }
 
 TEST(AnyThreads, GiveTheSameBits) {
-  const filling fillings[] = {{700, 700, 40, 30, true},
-                              {3001, 3001, 60, 60, true},
+  const filling fillings[] = {{500, 500, 40, 30, true},
+                              {1501, 1501, 40, 90, true},
                               {800, 800, 800, 160, true},
                               {900, 1500, 300, 120, false}};
   for (const filling& f : fillings) {
@@ -527,51 +463,51 @@ TEST(Refusals, NameTheArgument) {
       g({3, 4, 4, 3, true}, {'g', 'l', 'n'}, 0, 0);
   zor_sparse none = nullptr;
   constexpr int32_t plain = ZOR_SPARSE_PLAIN, f = ZOR_SPARSE_COLUMN_MAJOR, c = ZOR_SPARSE_ROW_MAJOR;
-  const std::vector<double> x(40, 1), before(40, 7);
-  std::vector<double> y = before;
-  const auto expect = [&](int32_t status, const std::string& text, int32_t got) {
-    EXPECT_EQ(status, got);
-    EXPECT_EQ(text, zor_sparse_error_text());
-    EXPECT_EQ(before, y);
-  };
-  const double* px = x.data();
-  double* py = y.data();
-  const int32_t handle = ZOR_SPARSE_BAD_HANDLE, argument = ZOR_SPARSE_BAD_ARGUMENT;
+  const std::vector<double> ones(40, 1), before(40, 7);
+  std::vector<double> result = before;
+  const double* const x = ones.data();
+  double* const y = result.data();
   float single = 0;
-  expect(handle, "a: no matrix, or one already freed", zor_sparse_dmv(none, plain, 1, px, 0, py));
-  expect(handle, "a: no matrix, or one already freed", zor_sparse_check(none));
-  expect(handle, "a: no matrix, or one already freed", zor_sparse_free(&none));
-  expect(handle, "a: no matrix, or one already freed", zor_sparse_free(nullptr));
-  expect(handle, "a: elements of type d, the call takes type s",
+  const auto mm = [&](int32_t layout, zor_int n, const double* b, zor_int ldb, double* to, zor_int ldc) {
+    return zor_sparse_dmm(g.handle, plain, layout, n, 1, b, ldb, 0, to, ldc);
+  };
+  const auto mv = [&](int32_t op, const double* from, double* to) {
+    return zor_sparse_dmv(a.handle, op, 1, from, 0, to);
+  };
+  const auto sv = [&](const double* b, double* to) { return zor_sparse_dsv(a.handle, plain, 1, b, to); };
+  const auto expect = [&](int32_t status, const std::string& text, int32_t got) {
+    EXPECT_EQ(status, got) << text;
+    EXPECT_EQ(text, zor_sparse_error_text());
+    EXPECT_EQ(before, result);
+  };
+  const auto handle = [&](const char* text, int32_t got) { expect(ZOR_SPARSE_BAD_HANDLE, text, got); };
+  const auto argument = [&](const char* text, int32_t got) { expect(ZOR_SPARSE_BAD_ARGUMENT, text, got); };
+  handle("a: no matrix, or one already freed", zor_sparse_dmv(none, plain, 1, x, 0, y));
+  handle("a: no matrix, or one already freed", zor_sparse_check(none));
+  handle("a: no matrix, or one already freed", zor_sparse_free(&none));
+  handle("a: no matrix, or one already freed", zor_sparse_free(nullptr));
+  handle("a: elements of type d, the call takes type s",
          zor_sparse_smv(a.handle, plain, 1, &single, 0, &single));
-  expect(argument, "op: 78 is no value of it", zor_sparse_dmv(a.handle, 'N', 1, px, 0, py));
-  expect(argument, "x is null", zor_sparse_dmv(a.handle, plain, 1, nullptr, 0, py));
-  expect(argument, "y is null", zor_sparse_dmv(a.handle, plain, 1, px, 0, nullptr));
-  expect(argument, "layout: 0 is no value of it", zor_sparse_dmm(a.handle, plain, 0, 2, 1, px, 4, 0, py, 4));
-  expect(argument, "n: -1 is not in 0 to 2147483647",
-         zor_sparse_dmm(a.handle, plain, f, -1, 1, px, 4, 0, py, 4));
-  expect(argument, "n: 2147483648 is not in 0 to 2147483647",
-         zor_sparse_dsm(a.handle, plain, f, 1ll << 31, 1, px, 4, py, 4));
-  expect(argument, "b is null", zor_sparse_dmm(a.handle, plain, f, 2, 1, nullptr, 4, 0, py, 4));
-  expect(argument, "ldb: 3 does not fit runs of 4 elements",
-         zor_sparse_dmm(g.handle, plain, f, 2, 1, px, 3, 0, py, 4));
-  expect(argument, "ldb: 1 does not fit runs of 2 elements",
-         zor_sparse_dmm(g.handle, plain, c, 2, 1, px, 1, 0, py, 4));
-  expect(argument, "ldb: 2147483648 does not fit runs of 4 elements",
-         zor_sparse_dmm(g.handle, plain, f, 2, 1, px, 1ll << 31, 0, py, 4));
-  expect(argument, "c is null", zor_sparse_dmm(a.handle, plain, f, 2, 1, px, 4, 0, nullptr, 4));
-  expect(argument, "ldc: 2 does not fit runs of 3 elements",
-         zor_sparse_dmm(g.handle, plain, f, 2, 1, px, 4, 0, py, 2));
-  expect(argument, "b is null", zor_sparse_dsv(a.handle, plain, 1, nullptr, py));
-  expect(argument, "x is null", zor_sparse_dsv(a.handle, plain, 1, px, nullptr));
-  expect(argument, "ldx: in place it is that of b, 4, not 5",
-         zor_sparse_dsm(a.handle, plain, f, 2, 1, py, 4, py, 5));
+  argument("op: 78 is no value of it", mv('N', x, y));
+  argument("x is null", mv(plain, nullptr, y));
+  argument("y is null", mv(plain, x, nullptr));
+  argument("layout: 0 is no value of it", mm(0, 2, x, 4, y, 4));
+  argument("n: -1 is not in 0 to 2147483647", mm(f, -1, x, 4, y, 4));
+  argument("n: 2147483648 is not in 0 to 2147483647", mm(f, 1ll << 31, x, 4, y, 4));
+  argument("b is null", mm(f, 2, nullptr, 4, y, 4));
+  argument("ldb: 3 does not fit runs of 4 elements", mm(f, 2, x, 3, y, 4));
+  argument("ldb: 1 does not fit runs of 2 elements", mm(c, 2, x, 1, y, 4));
+  argument("ldb: 2147483648 does not fit runs of 4 elements", mm(f, 2, x, 1ll << 31, y, 4));
+  argument("c is null", mm(f, 2, x, 4, nullptr, 4));
+  argument("ldc: 2 does not fit runs of 3 elements", mm(f, 2, x, 4, y, 2));
+  argument("b is null", sv(nullptr, y));
+  argument("x is null", sv(x, nullptr));
+  argument("ldx: in place it is that of b, 4, not 5", zor_sparse_dsm(a.handle, plain, f, 2, 1, y, 4, y, 5));
   expect(ZOR_SPARSE_NOT_SOLVABLE, "a: only triangular and diagonal views can be solved with",
-         zor_sparse_dsv(g.handle, plain, 1, px, py));
-  EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_dmm(a.handle, plain, f, 0, 1, nullptr, 4, 0, nullptr, 4))
-      << "no right-hand side";
-  EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_dmv(a.handle, plain, 0, nullptr, 1, py)) << "alpha 0 reads no x";
-  EXPECT_EQ(before, y);
+         zor_sparse_dsv(g.handle, plain, 1, x, y));
+  EXPECT_EQ(ZOR_SPARSE_OK, mm(f, 0, nullptr, 4, nullptr, 4)) << "no right-hand side";
+  EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_dmv(a.handle, plain, 0, nullptr, 1, y)) << "alpha 0 reads no x";
+  EXPECT_EQ(before, result);
   zor_sparse freed = nullptr;
   ASSERT_EQ(ZOR_SPARSE_OK, create(&freed, a.described));
   EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_free(&freed));
@@ -589,82 +525,59 @@ struct small {
 TEST(Refusals, NameTheFirstFaultOfADescription) {
   const struct {
     void (*spoil)(small&);
-    int32_t status;
     const char* text;
   } cases[] = {
-      {[](small& s) { s.d.format = ZOR_SPARSE_BSR; }, ZOR_SPARSE_NOT_SUPPORTED,
-       "format: BSR is not supported yet"},
-      {[](small& s) { s.d.format = 9; }, ZOR_SPARSE_BAD_MATRIX, "format: 9 is no value of it"},
-      {[](small& s) { s.d.type = 0; }, ZOR_SPARSE_BAD_MATRIX, "type: 0 is no value of it"},
-      {[](small& s) { s.d.base = 2; }, ZOR_SPARSE_BAD_MATRIX, "base: 2 is no value of it"},
-      {[](small& s) { s.d.structure = 'x'; }, ZOR_SPARSE_BAD_MATRIX, "structure: 120 is no value of it"},
-      {[](small& s) { s.d.structure = 'h'; }, ZOR_SPARSE_BAD_MATRIX,
-       "structure: a Hermitian matrix has complex elements"},
-      {[](small& s) { s.d.triangle = 'L'; }, ZOR_SPARSE_BAD_MATRIX, "triangle: 76 is no value of it"},
-      {[](small& s) { s.d.diagonal = 'x'; }, ZOR_SPARSE_BAD_MATRIX, "diagonal: 120 is no value of it"},
-      {[](small& s) { s.d.rows = -1; }, ZOR_SPARSE_BAD_MATRIX, "rows: -1 is not in 0 to 576460752303423487"},
-      {[](small& s) { s.d.nnz = INT64_MAX; }, ZOR_SPARSE_BAD_MATRIX,
-       "nnz: 9223372036854775807 is not in 0 to 576460752303423487"},
-      {[](small& s) { s.d.cols = 5; }, ZOR_SPARSE_BAD_MATRIX, "cols: this view is square, not 4 by 5"},
-      {[](small& s) { s.d.val = nullptr; }, ZOR_SPARSE_BAD_MATRIX, "val is null"},
-      {[](small& s) { s.d.indx = nullptr; }, ZOR_SPARSE_BAD_MATRIX, "indx is null"},
-      {[](small& s) { s.d.pntrb = nullptr; }, ZOR_SPARSE_BAD_MATRIX, "pntrb is null"},
-      {[](small& s) { s.pntrb[2] = 1; }, ZOR_SPARSE_BAD_MATRIX, "pntre: row 2 ends at 1, before its begin 2"},
-      {[](small& s) { s.pntrb[4] = 9; }, ZOR_SPARSE_BAD_MATRIX,
-       "pntre: row 4 ends at 9, behind the last of 7 entries"},
-      {[](small& s) { s.pntrb[1] = INT64_MIN; }, ZOR_SPARSE_BAD_MATRIX,
+      {[](small& s) { s.d.format = ZOR_SPARSE_BSR; }, "format: BSR is not supported yet"},
+      {[](small& s) { s.d.format = 9; }, "format: 9 is no value of it"},
+      {[](small& s) { s.d.type = 0; }, "type: 0 is no value of it"},
+      {[](small& s) { s.d.base = 2; }, "base: 2 is no value of it"},
+      {[](small& s) { s.d.structure = 'x'; }, "structure: 120 is no value of it"},
+      {[](small& s) { s.d.structure = 'h'; }, "structure: a Hermitian matrix has complex elements"},
+      {[](small& s) { s.d.triangle = 'L'; }, "triangle: 76 is no value of it"},
+      {[](small& s) { s.d.diagonal = 'x'; }, "diagonal: 120 is no value of it"},
+      {[](small& s) { s.d.rows = -1; }, "rows: -1 is not in 0 to 576460752303423487"},
+      {[](small& s) { s.d.nnz = INT64_MAX; }, "nnz: 9223372036854775807 is not in 0 to 576460752303423487"},
+      {[](small& s) { s.d.cols = 5; }, "cols: this view is square, not 4 by 5"},
+      {[](small& s) { s.d.val = nullptr; }, "val is null"},
+      {[](small& s) { s.d.indx = nullptr; }, "indx is null"},
+      {[](small& s) { s.d.pntrb = nullptr; }, "pntrb is null"},
+      {[](small& s) { s.pntrb[0] = -1; }, "pntrb: row 1 begins at -1, below 0"},
+      {[](small& s) { s.pntrb[2] = 1; }, "pntre: row 2 ends at 1, before its begin 2"},
+      {[](small& s) { s.pntrb[4] = 9; }, "pntre: row 4 ends at 9, behind the last of 7 entries"},
+      {[](small& s) { s.pntrb[1] = INT64_MIN; },
        "pntre: row 1 ends at -9223372036854775808, before its begin 1"},
-      {[](small& s) {
-         s.indx[3] = 5;
-         s.indx[5] = 0;
-       },
-       ZOR_SPARSE_BAD_MATRIX, "indx: entry 1 of row 3 has column 5, not 1 to 4"},
-      {[](small& s) { s.indx[5] = 0; }, ZOR_SPARSE_BAD_MATRIX,
-       "indx: entry 1 of row 4 has column 0, not 1 to 4"},
-      {[](small& s) { std::swap(s.indx[1], s.indx[2]); }, ZOR_SPARSE_NOT_SOLVABLE,
-       "a: the columns of row 2 do not ascend"},
-      {[](small& s) { s.indx[6] = 1; }, ZOR_SPARSE_NOT_SOLVABLE, "a: the columns of row 4 do not ascend"},
-      {[](small& s) { s.indx[6] = 3; }, ZOR_SPARSE_NOT_SOLVABLE, "a: row 4 has no entry on the diagonal"},
-      {[](small& s) { s.val[2] = -0.0; }, ZOR_SPARSE_NOT_SOLVABLE,
-       "a: the entry of row 2 on the diagonal is 0"},
-      {[](small& s) { s.d.pntre = s.pntrb.data(); }, ZOR_SPARSE_NOT_SOLVABLE,
-       "a: row 1 has no entry on the diagonal"},
-      {[](small& s) {
-         s.val[2] = 0;
-         s.d.diagonal = 'u';
-         s.d.triangle = 'u';
-       },
-       ZOR_SPARSE_OK, nullptr},
-      {[](small& s) {
-         s.d.structure = 'd';
-         s.d.diagonal = 'u';
-         s.d.pntrb = nullptr;
-       },
-       ZOR_SPARSE_OK, nullptr},
-      {[](small& s) {
-         s.d.rows = s.d.cols = s.d.nnz = 0;
-         s.d.pntrb = nullptr;
-       },
-       ZOR_SPARSE_OK, nullptr}};
+      {[](small& s) { s.indx[3] = 5, s.indx[5] = 0; }, "indx: entry 1 of row 3 has column 5, not 1 to 4"},
+      {[](small& s) { s.indx[5] = 0; }, "indx: entry 1 of row 4 has column 0, not 1 to 4"},
+      {[](small& s) { std::swap(s.indx[1], s.indx[2]); }, "a: the columns of row 2 do not ascend"},
+      {[](small& s) { s.indx[6] = 1; }, "a: the columns of row 4 do not ascend"},
+      {[](small& s) { s.indx[6] = 3; }, "a: row 4 has no entry on the diagonal"},
+      {[](small& s) { s.val[2] = -0.0; }, "a: the entry of row 2 on the diagonal is 0"},
+      {[](small& s) { s.d.pntre = s.pntrb.data(); }, "a: row 1 has no entry on the diagonal"},
+      {[](small& s) { s.val[2] = 0, s.d.diagonal = s.d.triangle = 'u'; }, nullptr},
+      {[](small& s) { s.d.structure = 'd', s.d.diagonal = 'u', s.d.pntrb = nullptr; }, nullptr},
+      {[](small& s) { s.d.rows = s.d.cols = s.d.nnz = 0, s.d.pntrb = nullptr; }, nullptr}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.text != nullptr ? c.text : "good");
     small s;
     c.spoil(s);
     zor_sparse a = reinterpret_cast<zor_sparse>(&s);
-    const int32_t status = zor_sparse_create(&a, &s.d);
-    SCOPED_TRACE(c.text != nullptr ? c.text : "good");
+    const int32_t created = zor_sparse_create(&a, &s.d);
+    EXPECT_EQ(created == ZOR_SPARSE_OK, a != nullptr);
     const double b[4] = {1, 2, 3, 4};
     double x[4] = {7, 7, 7, 7};
-    if (status == ZOR_SPARSE_OK) {
-      EXPECT_EQ(c.status, zor_sparse_dsv(a, ZOR_SPARSE_PLAIN, 1, b, x));
-    } else {
-      EXPECT_EQ(c.status, status);
-      EXPECT_EQ(nullptr, a);
-    }
+    const int32_t status = created == ZOR_SPARSE_OK ? zor_sparse_dsv(a, ZOR_SPARSE_PLAIN, 1, b, x) : created;
+    const bool supported = s.d.format != ZOR_SPARSE_BSR, of_a_solve = c.text != nullptr && c.text[0] == 'a';
+    EXPECT_EQ(c.text == nullptr ? ZOR_SPARSE_OK
+              : of_a_solve      ? ZOR_SPARSE_NOT_SOLVABLE
+              : supported       ? ZOR_SPARSE_BAD_MATRIX
+                                : ZOR_SPARSE_NOT_SUPPORTED,
+              status);
+    EXPECT_EQ(created == ZOR_SPARSE_OK, c.text == nullptr || of_a_solve);
     if (c.text != nullptr) {
       EXPECT_STREQ(c.text, zor_sparse_error_text());
       EXPECT_EQ(7, x[0]);
     }
-    if (a != nullptr) zor_sparse_free(&a);
+    zor_sparse_free(&a);
   }
   zor_sparse a;
   EXPECT_EQ(ZOR_SPARSE_BAD_ARGUMENT, zor_sparse_create(&a, nullptr));
@@ -692,80 +605,47 @@ TEST(Refusals, FollowTheArraysAtACheck) {
 }
 
 // Descriptions spoiled at random, between guard pages: refused, or every call on what was accepted stays
-// inside the arrays. (Sizes beyond the arrays' own cannot be noticed; only rows that shrink or leave the
-// range are tried.)
+// inside the arrays. Sizes beyond the arrays' own cannot be noticed, so sizes only shrink or leave their
+// range.
 template <class I>
 void spoil_descriptions(uint64_t seed) {
   random_bits random(seed);
-  constexpr zor_int m = 9, nnz = 30;
+  const auto below = [&](zor_int n) { return size_t(random.between(0, n - 1)); };
+  constexpr zor_int m = 9, nnz = 3 * m;
   int refused = 0, accepted = 0;
   guarded<double> val(nnz), in(2 * m), out(2 * m);
   guarded<I> indx(nnz), pntrb(m), pntre(m);
   for (int round = 0; round < 6000; ++round) {
-    const I base = I(random.between(0, 1));
-    for (zor_int r = 0, k = 0; r < m; ++r) {
-      pntrb[size_t(r)] = I(k + 1);
-      const zor_int last = r == m - 1 ? nnz : k + 3;
-      for (zor_int c = r > m - 4 ? m - 4 : r; k < last && c < m; ++k, ++c) {
-        val[size_t(k)] = 1 + double(k);
-        indx[size_t(k)] = I(c + base);
-      }
-      pntre[size_t(r)] = I(k + 1);
+    const int32_t base = int32_t(below(2));
+    for (size_t k = 0; k < nnz; ++k) {
+      val[k] = double(k + 1);
+      indx[k] = I(std::min<size_t>(k / 3, m - 3) + k % 3) + I(base);
+      pntrb[k / 3] = I(k / 3 * 3 + 1);
+      pntre[k / 3] = I(k / 3 * 3 + 4);
     }
-    description<I> d = {ZOR_SPARSE_CSR,
-                        'd',
-                        int32_t(base),
-                        "gttsad"[random.between(0, 5)],
-                        "lu"[random.between(0, 1)],
-                        "nu"[random.between(0, 1)],
-                        I(m),
-                        I(m),
-                        I(nnz),
-                        val.data(),
-                        indx.data(),
-                        pntrb.data(),
+    description<I> d = {ZOR_SPARSE_CSR, 'd',  base,   "gttsad"[below(6)], "lu"[below(2)], "nu"[below(2)],
+                        I(m),           I(m), I(nnz), val.data(),         indx.data(),    pntrb.data(),
                         pntre.data()};
-    const I extremes[] = {0,
-                          1,
-                          -1,
-                          I(m),
-                          I(m + 1),
-                          I(nnz),
-                          I(nnz + 1),
-                          I(nnz + 2),
-                          std::numeric_limits<I>::max(),
-                          std::numeric_limits<I>::min()};
-    for (zor_int spoils = random.between(1, 3); spoils > 0; --spoils) {
-      const I bad = random.between(0, 2) == 0 ? I(random.next())
-                    : random.between(0, 1)    ? I(random.between(-3, nnz + 3))
-                                              : extremes[random.between(0, 9)];
-      switch (random.between(0, 9)) {
-        case 0:
-        case 1:
-          indx[size_t(random.between(0, nnz - 1))] = bad;
-          break;
-        case 2:
-        case 3:
-          pntrb[size_t(random.between(0, m - 1))] = bad;
-          break;
-        case 4:
-        case 5:
-          pntre[size_t(random.between(0, m - 1))] = bad;
-          break;
-        case 6:
-          (random.between(0, 1) ? d.rows : d.cols) = bad < m ? bad : I(m);
-          break;
-        case 7:
-          d.nnz = bad;
-          break;
-        case 8:
-          (&d.format)[random.between(0, 5)] = int32_t(bad);
-          break;
-        default: {
-          const void* nothing = nullptr;
-          std::memcpy(reinterpret_cast<char*>(&d.val) + 8 * random.between(0, 2), &nothing, sizeof nothing);
-        }
-      }
+    for (size_t spoils = 1 + below(3); spoils > 0; --spoils) {
+      const I extremes[] = {I(random.next()),
+                            I(random.next()),
+                            I(random.between(-3, nnz + 3)),
+                            I(random.between(-3, nnz + 3)),
+                            0,
+                            -1,
+                            m,
+                            nnz + 2,
+                            std::numeric_limits<I>::max(),
+                            std::numeric_limits<I>::min()};
+      const I bad = extremes[below(10)];
+      const size_t what = below(10);
+      if (what < 2) indx[below(nnz)] = bad;
+      if (what == 2 || what == 3) pntrb[below(m)] = bad;
+      if (what == 4 || what == 5) pntre[below(m)] = bad;
+      if (what == 6) (below(2) ? d.rows : d.cols) = std::min(bad, I(m));
+      if (what == 7) d.nnz = std::min(bad, I(nnz));
+      if (what == 8) (&d.format)[below(6)] = int32_t(bad);
+      if (what == 9) std::memset(reinterpret_cast<char*>(&d.val) + 8 * below(3), 0, 8);
     }
     zor_sparse a;
     if (create(&a, d) != ZOR_SPARSE_OK) {
@@ -776,25 +656,20 @@ void spoil_descriptions(uint64_t seed) {
     ++accepted;
     for (char op : {'n', 't'}) {
       const zor_int inputs = op == 't' ? d.rows : d.cols, outputs = op == 't' ? d.cols : d.rows;
-      for (zor_int n : {1, 2}) {
-        std::fill(in.begin(), in.end(), 1.0);
-        double *x = in.end() - n * inputs, *y = out.end() - n * outputs;
-        const int32_t layout = "fc"[random.between(0, 1)];
-        const zor_int ldb = std::max<zor_int>(1, layout == 'f' ? inputs : n),
-                      ldc = std::max<zor_int>(1, layout == 'f' ? outputs : n);
-        if (n == 1) {
-          zor_sparse_dmv(a, op, 1, x, 0, y);
-          zor_sparse_dsv(a, op, 1, x, y);
-        } else {
-          zor_sparse_dmm(a, op, layout, n, 1, x, ldb, 0, y, ldc);
-          zor_sparse_dsm(a, op, layout, n, 1, x, ldb, y, ldc);
-        }
+      zor_sparse_dmv(a, op, 1, in.end() - inputs, 0, out.end() - outputs);
+      zor_sparse_dsv(a, op, 1, in.end() - inputs, out.end() - outputs);
+      double *b = in.end() - 2 * inputs, *c = out.end() - 2 * outputs;
+      for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
+        const zor_int ldb = layout == 'f' ? std::max<zor_int>(1, inputs) : 2,
+                      ldc = layout == 'f' ? std::max<zor_int>(1, outputs) : 2;
+        zor_sparse_dmm(a, op, layout, 2, 1, b, ldb, 0, c, ldc);
+        zor_sparse_dsm(a, op, layout, 2, 1, b, ldb, c, ldc);
       }
     }
     zor_sparse_free(&a);
   }
   EXPECT_LT(2000, refused);
-  EXPECT_LT(300, accepted);
+  EXPECT_LT(500, accepted);
 }
 
 TEST(Refusals, KeepSpoiledDescriptionsFromTheKernels) {

@@ -191,6 +191,11 @@ TEST(SparseCommands, SolveAndReport) {
       }
     EXPECT_EQ(digest_of(x), digest_line(got.out));
     EXPECT_EQ(digest_of(x), digest_line(run(folder, "solve whole.mtx b.mtx --threads 7 " + options).out));
+    setenv("GLIBC_TUNABLES", "glibc.cpu.hwcaps=-AVX2,-AVX512F", 1);
+    const outcome baseline = run(folder, "solve a.mtx b.mtx " + options);
+    unsetenv("GLIBC_TUNABLES");
+    EXPECT_NE(std::string::npos, baseline.out.find("\nkernel      baseline,"));
+    EXPECT_EQ(digest_of(x), digest_line(baseline.out));
     // Lines 0, 7, 14 and so on of each column, then the last iteration.
     int64_t expected = 0, lines = 0;
     const std::regex line("(iteration|converged) +([0-9]+)  residual ([0-9.e+-]+)\n");
