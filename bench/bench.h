@@ -16,8 +16,9 @@ struct options {
   std::vector<std::string> families;  // empty: all
   std::string filter;                 // regular expression on the case's name; empty: all
   bool csv = false;
-  bool quick = false;  // small sizes, few repeats: shows that everything runs, measures nothing
-  std::string plot;    // an SVG file; empty: none
+  bool quick = false;   // small sizes, few repeats: shows that everything runs, measures nothing
+  bool errors = false;  // show the rounding errors of transforms too
+  std::string plot;     // an SVG file; empty: none
   int32_t threads = 1;
   double seconds = 0.4;  // spent on each case, all libraries together
   std::string build;     // baseline, v3 or v4; empty: what the loader picks
@@ -36,6 +37,7 @@ struct contender {
 struct prepared {
   std::vector<contender> contenders;
   std::vector<std::string> left_out;  // libraries whose result differs from ours beyond rounding
+  std::string note;                   // a line to show below the case; empty: none
 };
 
 // The first contender and those others whose result agrees with it, which agrees(other) tells by running each
@@ -75,6 +77,7 @@ std::vector<bench_case> spcsr_cases(const environment& env);
 std::vector<bench_case> dft1_cases(const environment& env);
 std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
+std::vector<bench_case> dftplan_cases(const environment& env);
 
 // What a family's table shows beside the time of a call.
 enum class unit { gflops, gbytes, time };
@@ -90,7 +93,8 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"pool", unit::time, pool_cases, {"malloc"}},
                                       {"dft1", unit::gflops, dft1_cases, {"fftw"}},
                                       {"dftreal", unit::gflops, dftreal_cases, {"fftw"}},
-                                      {"dftnd", unit::gflops, dftnd_cases, {"fftw"}}};
+                                      {"dftnd", unit::gflops, dftnd_cases, {"fftw"}},
+                                      {"dftplan", unit::time, dftplan_cases, {"fftw"}}};
 
 // Runs what the options select and prints it. Returns the exit status: 1 when a result disagrees or no case
 // fits.

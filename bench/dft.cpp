@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Fourier transforms beside FFTW, planned with its MEASURE. Nominal operations: 5 n log2 n, half of it for
-// real data.
+// real data. Planning is measured against FFTW's ESTIMATE, with nothing remembered from an earlier plan.
 #include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
@@ -95,7 +96,7 @@ void set_layout(zor_fft fft, const shape& s) {
 }
 
 template <class R>
-runner ours(const shape& s, const operands<R>& data, int32_t threads) {
+std::shared_ptr<ZorDftDescriptor> plan_ours(const shape& s, int32_t threads) {
   zor_core_set_num_threads(threads);
   zor_fft fft = nullptr;
   expect_done(zor_fft_create(&fft, sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
@@ -107,6 +108,12 @@ runner ours(const shape& s, const operands<R>& data, int32_t threads) {
   expect_done(zor_fft_set(fft, ZOR_DFT_PLACEMENT, s.in_place ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE));
   set_layout(fft, s);
   expect_done(zor_fft_commit(fft));
+  return owner;
+}
+
+template <class R>
+runner ours(const shape& s, const operands<R>& data, int32_t threads) {
+  const auto owner = plan_ours<R>(s, threads);
   const auto compute = s.data == kind::real_backward ? zor_fft_backward : zor_fft_forward;
   return [owner, compute, data](int64_t repeats) {
     for (int64_t i = 0; i < repeats; ++i) expect_done(compute(owner.get(), data.in.get(), data.out.get()));
@@ -122,7 +129,9 @@ struct fftw {
   plan (*backward)(int, const int*, int, void*, const int*, int, int, void*, const int*, int, int, unsigned);
   void (*execute)(plan);
   void (*destroy)(plan);
+  void (*forget_wisdom)();
 };
+enum : unsigned { fftw_measure = 0, fftw_estimate = 1u << 6 };
 
 template <class R>
 const fftw* find_fftw() {
@@ -140,15 +149,14 @@ const fftw* find_fftw() {
     find(f.backward, "plan_many_dft_c2r");
     find(f.execute, "execute");
     find(f.destroy, "destroy_plan");
+    find(f.forget_wisdom, "forget_wisdom");
     return f;
   }();
   return found.complex != nullptr ? &found : nullptr;
 }
 
-// Planning runs the transform on the operands, so they are filled behind it.
 template <class R>
-runner theirs(const fftw& f, const shape& s, const operands<R>& data) {
-  constexpr unsigned measure = 0;
+std::shared_ptr<void> plan_theirs(const fftw& f, const shape& s, const operands<R>& data, unsigned flags) {
   const std::vector<int> n(s.lengths.begin(), s.lengths.end());
   const int rank = int(n.size()), many = int(s.transforms), stride = s.interleaved ? many : 1;
   const auto distance = [&](zor_int elements) { return s.interleaved ? 1 : int(elements); };
@@ -156,12 +164,18 @@ runner theirs(const fftw& f, const shape& s, const operands<R>& data) {
   void *x = data.in.get(), *y = data.out.get();
   fftw::plan p = nullptr;
   if (s.data == kind::complex)
-    p = f.complex(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, full, -1, measure);
+    p = f.complex(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, full, -1, flags);
   else if (s.data == kind::real_forward)
-    p = f.forward(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, half, measure);
+    p = f.forward(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, half, flags);
   else
-    p = f.backward(rank, n.data(), many, x, nullptr, stride, half, y, nullptr, stride, full, measure);
-  const std::shared_ptr<void> owner(p, f.destroy);
+    p = f.backward(rank, n.data(), many, x, nullptr, stride, half, y, nullptr, stride, full, flags);
+  return {p, f.destroy};
+}
+
+// Planning runs the transform on the operands, so they are filled behind it.
+template <class R>
+runner theirs(const fftw& f, const shape& s, const operands<R>& data) {
+  const auto owner = plan_theirs<R>(f, s, data, fftw_measure);
   return [owner, data, execute = f.execute](int64_t repeats) {
     for (int64_t i = 0; i < repeats; ++i) execute(owner.get());
   };
@@ -179,10 +193,116 @@ bool agree(const shape& s, const operands<R>& a, const operands<R>& b) {
   return std::sqrt(difference / power) < 4 * eps * (2 + std::log2(double(s.size())));
 }
 
+using wide = std::complex<long double>;
+wide times(wide a, wide b) {
+  return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
+}
+// exp(-2 pi i k/n) for 0 <= k < n.
+wide root(int64_t k, int64_t n) {
+  const long double angle = -2 * 3.14159265358979323846264338327950288L * (long double)k / (long double)n;
+  return {std::cos(angle), std::sin(angle)};
+}
+
+void power_of_two_dft(std::vector<wide>& x) {
+  const size_t n = x.size();
+  for (size_t i = 1, j = 0; i < n; ++i) {
+    size_t bit = n / 2;
+    for (; j & bit; bit /= 2) j ^= bit;
+    j ^= bit;
+    if (i < j) std::swap(x[i], x[j]);
+  }
+  std::vector<wide> w(n / 2);
+  for (size_t k = 0; k < w.size(); ++k) w[k] = root(int64_t(k), int64_t(n));
+  for (size_t half = 1; half < n; half *= 2)
+    for (size_t i = 0; i < n; i += 2 * half)
+      for (size_t k = 0; k < half; ++k) {
+        const wide a = x[i + k], b = times(x[i + k + half], w[k * (n / (2 * half))]);
+        x[i + k] = a + b;
+        x[i + k + half] = a - b;
+      }
+}
+
+// sum x(j) exp(-2 pi i j k/n) in long double, other lengths as a convolution with a chirp.
+std::vector<wide> wide_dft(std::vector<wide> x) {
+  const size_t n = x.size();
+  size_t padded = 1;
+  while (padded < (n & (n - 1) ? 2 * n - 1 : n)) padded *= 2;
+  if (padded == n) {
+    power_of_two_dft(x);
+    return x;
+  }
+  std::vector<wide> chirp(n), a(padded), b(padded);
+  for (size_t k = 0; k < n; ++k) {
+    chirp[k] = root(int64_t(k * k % (2 * n)), int64_t(2 * n));
+    a[k] = times(x[k], chirp[k]);
+    b[k] = b[(padded - k) % padded] = std::conj(chirp[k]);
+  }
+  power_of_two_dft(a);
+  power_of_two_dft(b);
+  for (size_t k = 0; k < padded; ++k) a[k] = std::conj(times(a[k], b[k]));
+  power_of_two_dft(a);
+  for (size_t k = 0; k < n; ++k) x[k] = times(std::conj(a[k]), chirp[k]) / (long double)padded;
+  return x;
+}
+
+// The exact output of one line, as it is stored.
+template <class R>
+std::vector<long double> exact_output(const shape& s, const operands<R>& o) {
+  const size_t n = size_t(s.size());
+  std::vector<wide> x(n);
+  for (size_t j = 0; j < n; ++j) {
+    if (s.data == kind::real_forward)
+      x[j] = o.in.get()[j];
+    else if (s.data == kind::complex || 2 * j <= n)
+      x[j] = {o.in.get()[2 * j], o.in.get()[2 * j + 1]};
+    else
+      x[j] = std::conj(x[n - j]);
+  }
+  if (s.data == kind::real_backward)
+    for (wide& v : x) v = std::conj(v);
+  std::vector<long double> out;
+  for (const wide& v : wide_dft(x)) {
+    out.push_back(v.real());
+    if (s.data != kind::real_backward) out.push_back(v.imag());
+  }
+  out.resize(size_t(o.out_count));
+  return out;
+}
+
+// Root of the mean square error in units of the precision, relative to that of the output: of random data and
+// of an impulse, whose transform is the table of roots.
+template <class R>
+std::string errors_of(const shape& s, const std::vector<contender>& all, const operands<R>& mine,
+                      const operands<R>& other) {
+  std::string text = sizeof(R) == 8 ? "rms error in 2^-53:" : "rms error in 2^-24:";
+  for (const bool impulse : {false, true}) {
+    text += impulse ? "; impulse" : " random";
+    std::vector<long double> exact;
+    for (size_t i = 0; i < all.size(); ++i) {
+      const operands<R>& o = i == 0 ? mine : other;
+      fill(o.in, o.in_count, s.data == kind::real_backward);
+      if (impulse) {
+        std::fill(o.in.get(), o.in.get() + o.in_count, R(0));
+        o.in.get()[s.data == kind::real_forward ? 1 : 2] = R(1);
+      }
+      if (i == 0) exact = exact_output(s, o);
+      all[i].run(1);
+      long double error = 0, power = 0;
+      for (size_t k = 0; k < exact.size(); ++k) {
+        error += (exact[k] - o.out.get()[k]) * (exact[k] - o.out.get()[k]);
+        power += exact[k] * exact[k];
+      }
+      text += fmt::format(" {} {:.3f}", all[i].library,
+                          double(std::sqrt(error / power)) * (sizeof(R) == 8 ? 0x1p53 : 0x1p24));
+    }
+  }
+  return text;
+}
+
 // In place the values would grow without bound over the repeats: a scale of nothing is not available to both
 // sides, so they run on zeros once they have been compared.
 template <class R>
-prepared set_up(const shape& s, int32_t threads) {
+prepared set_up(const shape& s, int32_t threads, bool errors) {
   const operands<R> mine(s), other(s);
   std::vector<contender> all = {{"zor", ours<R>(s, mine, threads)}};
   if (const fftw* f = find_fftw<R>()) all.push_back({"fftw", theirs<R>(*f, s, other)});
@@ -193,8 +313,28 @@ prepared set_up(const shape& s, int32_t threads) {
     c.run(1);
     return agree(s, mine, other);
   });
+  if (errors && s.lengths.size() == 1 && s.transforms == 1 && !s.in_place)
+    ready.note = errors_of<R>(s, all, mine, other);
   if (s.in_place)
     for (const operands<R>& o : {mine, other}) std::fill(o.in.get(), o.in.get() + o.in_count, R(0));
+  return ready;
+}
+
+// Planning and giving the plan back, again and again.
+template <class R>
+prepared set_up_planning(const shape& s, int32_t threads) {
+  prepared ready;
+  const operands<R> data(s);
+  ready.contenders = {{"zor", [=](int64_t repeats) {
+                         for (; repeats > 0; --repeats) plan_ours<R>(s, threads);
+                       }}};
+  if (const fftw* f = find_fftw<R>())
+    ready.contenders.push_back({"fftw", [=](int64_t repeats) {
+                                  for (; repeats > 0; --repeats) {
+                                    f->forget_wisdom();
+                                    plan_theirs<R>(*f, s, data, fftw_estimate);
+                                  }
+                                }});
   return ready;
 }
 
@@ -214,8 +354,8 @@ void add(const environment& env, std::vector<bench_case>& cases, const shape& s)
     c.flops = (s.data == kind::complex ? 5.0 : 2.5) * n * std::log2(n) * double(s.transforms);
     c.bytes = double(s.in_reals() + s.out_reals()) * double(s.transforms) * (single ? 4 : 8);
     c.single_precision = single;
-    c.setup = [s, single, threads = env.opts.threads] {
-      return single ? set_up<float>(s, threads) : set_up<double>(s, threads);
+    c.setup = [s, single, threads = env.opts.threads, errors = env.opts.errors] {
+      return single ? set_up<float>(s, threads, errors) : set_up<double>(s, threads, errors);
     };
     cases.push_back(std::move(c));
   }
@@ -253,6 +393,24 @@ std::vector<bench_case> dftnd_cases(const environment& env) {
                            {128, 128}, {512, 512}, {1024, 1024}, {64, 64, 64}, {128, 128, 128}};
   for (const auto& l : shapes)
     for (const kind k : {kind::complex, kind::real_forward}) add(env, cases, {k, l});
+  return cases;
+}
+
+std::vector<bench_case> dftplan_cases(const environment& env) {
+  std::vector<bench_case> cases;
+  const auto chosen =
+      env.opts.quick ? std::vector<zor_int>{64, 97} : std::vector<zor_int>{1024, 100000, 4194304};
+  for (const zor_int n : chosen)
+    for (const bool single : {false, true}) {
+      const shape s{kind::complex, {n}};
+      bench_case c;
+      c.name = name_of(s, single);
+      c.single_precision = single;
+      c.setup = [s, single, threads = env.opts.threads] {
+        return single ? set_up_planning<float>(s, threads) : set_up_planning<double>(s, threads);
+      };
+      cases.push_back(std::move(c));
+    }
   return cases;
 }
 

@@ -92,6 +92,7 @@ void print_row(const environment& env, const measured& m) {
   fmt::print("{:>9}", m.bound_seconds > 0 ? percent(m.bound_seconds / m.seconds[0]) : "");
   for (const std::string& library : m.left_out) fmt::print("  {}: wrong result, left out", library);
   fmt::print("\n");
+  if (!m.note.empty()) fmt::print("    {}\n", m.note);
   std::fflush(stdout);
 }
 

@@ -14,6 +14,7 @@ struct measured {
   bench_case what;
   std::vector<std::string> libraries;
   std::vector<std::string> left_out;  // libraries with a wrong result
+  std::string note;                   // a line below the row; empty: none
   std::vector<double> seconds;        // of one call, the library's own place in `libraries`
   double ceiling;                     // of what the family shows: operations or bytes a second; 0: none known
   double bound_seconds;               // what the order of sums allows at best; 0: no such bound

@@ -82,6 +82,7 @@ measured measure(const environment& env, const selected_case& chosen, const ceil
         fmt::format("{}: the result of zor is that of no other library", chosen.what.name));
   measured m;
   m.left_out = ready.left_out;
+  m.note = ready.note;
   m.of = chosen.of;
   m.what = chosen.what;
   for (const contender& c : ready.contenders) m.libraries.push_back(c.library);

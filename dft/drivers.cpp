@@ -33,15 +33,15 @@ int32_t split_batch(descriptor* d, const zor_dft_split& in, const zor_dft_split&
                         static_cast<R*>(in.im) + i * d->input_distance};
     R* const to[2] = {static_cast<R*>(out.re) + i * out_distance(d),
                       static_cast<R*>(out.im) + i * out_distance(d)};
-    const zor_dft_split x{from[0], from[1]}, y{to[0], to[1]}, buffer{line.data, line.data + half};
+    zor_dft_split x{from[0], from[1]}, y{to[0], to[1]}, buffer{line.data, line.data + half};
     if (direct) {
-      const int32_t status = kernel(&x, const_cast<zor_dft_split*>(&y), d, work);
+      const int32_t status = kernel(&x, &y, d, work);
       if (status != ZOR_DFT_OK) return status;
       continue;
     }
     gather(from[0], is, n, static_cast<R*>(buffer.re));
     gather(from[1], is, n, static_cast<R*>(buffer.im));
-    const int32_t status = kernel(&buffer, const_cast<zor_dft_split*>(&buffer), d, work);
+    const int32_t status = kernel(&buffer, &buffer, d, work);
     scatter(static_cast<R*>(buffer.re), n, to[0], os);
     scatter(static_cast<R*>(buffer.im), n, to[1], os);
     if (status != ZOR_DFT_OK) return status;
@@ -130,7 +130,7 @@ int32_t packed_driver(descriptor* d, const void* in, void* out, zor_int count, v
 namespace {
 
 template <class R, direction Dir>
-using spectrum_side = std::conditional_t<Dir == forward, complex_of<R>, R>;
+using output_side = std::conditional_t<Dir == forward, complex_of<R>, R>;
 template <class R, direction Dir>
 using input_side = std::conditional_t<Dir == forward, R, complex_of<R>>;
 
@@ -151,10 +151,10 @@ mixed_geometry mixed_geometry_of(descriptor* d) {
 }
 
 template <class R, direction Dir>
-int32_t mixed_batch(const input_side<R, Dir>* x, spectrum_side<R, Dir>* y, const mixed_geometry& g,
+int32_t mixed_batch(const input_side<R, Dir>* x, output_side<R, Dir>* y, const mixed_geometry& g,
                     zor_int count, void* work) {
   using In = input_side<R, Dir>;
-  using Out = spectrum_side<R, Dir>;
+  using Out = output_side<R, Dir>;
   if (g.in.rank == 1 && g.out.of[0].record->rank == 1) {
     const axis& from = g.in.of[0];
     const axis& to = g.out.of[0];
@@ -185,7 +185,7 @@ bool can_run_in_place(const In* x, const Out* y, const mixed_geometry& g, zor_in
 }
 
 template <class R, direction Dir>
-int32_t batch_with_input_aside(const input_side<R, Dir>* x, spectrum_side<R, Dir>* y, const mixed_geometry& g,
+int32_t batch_with_input_aside(const input_side<R, Dir>* x, output_side<R, Dir>* y, const mixed_geometry& g,
                                zor_int count, void* work) {
   using In = input_side<R, Dir>;
   mixed_geometry aside = g;
@@ -204,7 +204,7 @@ int32_t batch_with_input_aside(const input_side<R, Dir>* x, spectrum_side<R, Dir
 template <class R, direction Dir>
 int32_t mixed_driver(descriptor* d, const void* in, void* out, zor_int count, void* work) {
   return mixed_batch<R, Dir>(static_cast<const input_side<R, Dir>*>(in),
-                             static_cast<spectrum_side<R, Dir>*>(out), mixed_geometry_of<R, Dir>(d), count,
+                             static_cast<output_side<R, Dir>*>(out), mixed_geometry_of<R, Dir>(d), count,
                              work);
 }
 
@@ -212,8 +212,7 @@ template <class R, direction Dir>
 int32_t mixed_driver_in_place(descriptor* d, void* data, zor_int count, void* work) {
   const auto* x = static_cast<const input_side<R, Dir>*>(data);
   const auto* start = x - d->input_offset;
-  auto* y =
-      reinterpret_cast<spectrum_side<R, Dir>*>(const_cast<input_side<R, Dir>*>(start)) + d->output_offset;
+  auto* y = reinterpret_cast<output_side<R, Dir>*>(const_cast<input_side<R, Dir>*>(start)) + d->output_offset;
   const mixed_geometry g = mixed_geometry_of<R, Dir>(d);
   if (count <= 0 || can_run_in_place(x, y, g, count)) return mixed_batch<R, Dir>(x, y, g, count, work);
   return batch_with_input_aside<R, Dir>(x, y, g, count, work);

@@ -93,6 +93,7 @@ void add_bench(CLI::App& app, zor_bench::options& options) {
   command->add_flag("--csv", options.csv, "Print comma-separated values instead of tables");
   command->add_option("--plot", options.plot, "Draw an SVG file");
   add_threads(command, options.threads, "Threads of every library");
+  command->add_flag("--errors", options.errors, "Show the rounding errors of transforms too");
   command->add_flag("--quick", options.quick,
                     "Small sizes, each once: a check that all runs, no measurement");
   command->add_option("--seconds", options.seconds, "Time spent on each case")
