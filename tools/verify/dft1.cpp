@@ -9,10 +9,10 @@ namespace zor_tools {
 namespace {
 
 // Every method of the engine: straight-line, fixed, in-cache and blocked powers of two, direct, mixed radix
-// with wide factors and without, chirp with a padded length of either kind. Emulated processors run these
-// too, so long ones are few.
-constexpr zor_int lengths[] = {1,  2,  7,  16, 32, 64,  128,  256,  1024, 32768,
-                               17, 74, 89, 30, 60, 202, 1000, 1001, 97,   509};
+// with wide factors and without, chirp with a padded length of either kind, blocked too. Emulated processors
+// run these too, so long ones are few.
+constexpr zor_int lengths[] = {1,  2,  7,  16, 32,  64,   128,  256, 1024, 32768, 17,
+                               74, 89, 30, 60, 202, 1000, 1001, 97,  509,  4099};
 
 // Every layout of one.
 constexpr problem layouts[] = {
