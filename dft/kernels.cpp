@@ -113,7 +113,7 @@ constexpr zor_dft_kernel complex_pairs[4][2] = {
     {fixed_kernel_line<R, forward>, fixed_kernel_line<R, backward>}};
 
 template <class R>
-bool find_column_form(zor_dft_kernel kernel, const descriptor* r, column_form* c) {
+bool find_line_form(zor_dft_kernel kernel, const descriptor* r, line_form* form) {
   using F = fields<R>;
   for (const direction d : {forward, backward})
     for (const line_plan kind : {plan_ordered, plan_fixed}) {
@@ -121,7 +121,7 @@ bool find_column_form(zor_dft_kernel kernel, const descriptor* r, column_form* c
       const plan* p = plan_of(r->*F::plan);
       const engine& e = engines[flavours<R>::ordered];
       const column_block b = e.block(p);
-      *c = {&e, p, d, double(r->*F::scale[d]), b.columns, b.bytes};
+      *form = {&e, p, d, double(r->*F::scale[d]), b.columns, b.bytes, p->work_size > stack_work};
       return true;
     }
   return false;
@@ -140,10 +140,15 @@ int32_t build(flavour f, descriptor* r, ZorDftPlan** slot) {
 
 }  // namespace
 
-column_form column_form_of(zor_dft_kernel kernel, const descriptor* r) {
-  column_form c{};
-  if (!find_column_form<double>(kernel, r, &c)) find_column_form<float>(kernel, r, &c);
-  return c;
+line_form line_form_of(zor_dft_kernel kernel, const descriptor* r) {
+  line_form form{};
+  if (!find_line_form<double>(kernel, r, &form)) find_line_form<float>(kernel, r, &form);
+  return form;
+}
+
+void run_contiguous(const line_form& form, const line_data& data, void* work) {
+  alignas(64) char own[stack_work];
+  form.runs->lines(data, form.p, form.needs_work ? work : own);
 }
 
 template <class R>

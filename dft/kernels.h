@@ -23,16 +23,18 @@ bool install_real(descriptor* r);
 template <class R>
 int32_t build_real(descriptor* r);
 
-// The column form of a complex kernel: `block` neighbouring columns at a time, whose bits are those that the
-// kernel gives to each. Without one, block is 0.
-struct column_form {
+// What a complex kernel does to lines, for many at a time and in the same bits: `block` columns together with
+// `bytes` of tile, none when block is 0, and contiguous lines. runs is null for other kernels.
+struct line_form {
   const engine* runs;
   const plan* p;
   direction way;
   double factor;
-  zor_int block, bytes;  // bytes of tile
+  zor_int block, bytes;
+  bool needs_work;  // contiguous lines cannot do with null
 };
-column_form column_form_of(zor_dft_kernel kernel, const descriptor* r);
+line_form line_form_of(zor_dft_kernel kernel, const descriptor* r);
+void run_contiguous(const line_form& form, const line_data& data, void* work);
 
 // True when the backward real kernel reads its spectrum in the second format whatever the record says: out of
 // place in several dimensions, where an output row has no room for padding.

@@ -104,8 +104,8 @@ inline int32_t run_tile(const line_kernel& kernel, const line_set<const In>& in,
 template <class In, class Out>
 int32_t run_columns(const line_kernel& kernel, line_set<const In> in, line_set<Out> out, zor_int lines,
                     tile_mode mode) {
-  column_form columns{};
-  if constexpr (std::is_same_v<In, Out>) columns = column_form_of(kernel.run, kernel.record);
+  line_form columns{};
+  if constexpr (std::is_same_v<In, Out>) columns = line_form_of(kernel.run, kernel.record);
   const zor_int whole = columns.block > 0 ? lines / columns.block * columns.block : 0;
   const zor_int pitch = line_pitch(in, out), left_over = lines - whole;
   const zor_int line_bytes = pitch * (left_over < mode ? left_over : zor_int(mode));
@@ -144,6 +144,16 @@ int32_t run_lines(const line_kernel& kernel, line_set<const In> in, line_set<Out
   const bool long_enough = in.count > 1 || out.count > 1;
   if (in.distance == 1 && out.distance == 1 && lines > 1 && long_enough)
     return run_columns(kernel, in, out, lines, mode);
+  if constexpr (std::is_same_v<In, Out>) {
+    if (in.stride == 1 && out.stride == 1 && lines > 1) {
+      const line_form form = line_form_of(kernel.run, kernel.record);
+      if (form.runs != nullptr && (kernel.work != nullptr || !form.needs_work)) {
+        run_contiguous(form, {in.data, out.data, in.distance, out.distance, lines, form.way, form.factor},
+                       kernel.work);
+        return ZOR_DFT_OK;
+      }
+    }
+  }
   const bool fits = in.count * sizeof(In) <= out.count * sizeof(Out);
   const bool in_line = out.stride != 1 || (in.stride != 1 && !fits);
   scratch line(in_line && lines > 0 ? line_pitch(in, out) : 0);

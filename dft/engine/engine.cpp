@@ -186,12 +186,23 @@ column_block block(const plan* p) {
 }
 
 template <class R>
-void run_columns(const column_data& d, const plan* p, void* tile) {
+void run_columns(const line_data& d, const plan* p, void* tile) {
   const R scale = R(d.factor), sign = d.way == forward ? R(1) : R(-1);
   run_column_lines(*columns_of<R>(p),
-                   column_lines<R>{static_cast<const R*>(d.in), static_cast<R*>(d.out), d.in_stride,
-                                   d.out_stride, d.columns / columns_together<R>, sign, scale, sign * scale},
+                   column_lines<R>{static_cast<const R*>(d.in), static_cast<R*>(d.out), d.in_step, d.out_step,
+                                   d.count / columns_together<R>, sign, scale, sign * scale},
                    static_cast<R*>(tile));
+}
+
+template <class R>
+void run_lines(const line_data& d, const plan* p, void* work) {
+  const transform<R>& t = tables_of<R>(p->tables).complex;
+  const R scale = R(d.factor), sign = d.way == forward ? R(1) : R(-1);
+  R* const room = static_cast<R*>(align_work(*p, work));
+  const R* x = static_cast<const R*>(d.in);
+  R* y = static_cast<R*>(d.out);
+  for (ptrdiff_t i = 0; i < d.count; ++i, x += 2 * d.in_step, y += 2 * d.out_step)
+    transform_run(t, pass_data<R>{x, nullptr, y, nullptr, sign, scale, sign * scale}, room);
 }
 
 template <class R, layout L, int32_t Kind>
@@ -204,7 +215,8 @@ constexpr engine make_engine() {
           run<R, L, Kind, backward>,
           release<R, L, Kind>,
           interleaved ? block<R> : nullptr,
-          interleaved ? run_columns<R> : nullptr};
+          interleaved ? run_columns<R> : nullptr,
+          interleaved ? run_lines<R> : nullptr};
 }
 
 // Moves the spectrum between second format and another one, in place.

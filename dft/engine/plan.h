@@ -81,12 +81,12 @@ struct split_pair {
 
 enum direction : int32_t { forward, backward };
 
-// Value i of column j stands at i * stride + j, strides in complex values; out may be in with the same
-// stride.
-struct column_data {
+// Many lines of interleaved data: value i of line j at i * step + j for columns, at i + j * step for
+// contiguous lines, steps in complex values; out may be in with the same step.
+struct line_data {
   const void* in;
   void* out;
-  ptrdiff_t in_stride, out_stride, columns;  // a multiple of the block's
+  ptrdiff_t in_step, out_step, count;  // of columns a multiple of the block's
   direction way;
   double factor;
 };
@@ -110,7 +110,10 @@ struct engine {
   // plan has none. Every column gets the bits that forward or backward of an unscaled plan give to it as a
   // line, times `factor`.
   column_block (*block)(const plan* p);
-  void (*columns)(const column_data& data, const plan* p, void* tile);
+  void (*columns)(const line_data& data, const plan* p, void* tile);
+  // Contiguous lines one after the other, in the same bits; work as forward and backward need it, not null
+  // when they need any.
+  void (*lines)(const line_data& data, const plan* p, void* work);
 };
 extern const engine engines[flavour_count];
 

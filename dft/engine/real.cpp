@@ -166,8 +166,9 @@ void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
   using V = vec<R>;
   const ptrdiff_t pairs = (h - 1) / 2;
   ptrdiff_t k = 1;
-  if (pairs >= lanes<V>) {
-    // The last vector overlaps the one before it, whose input it needs.
+  if (pairs >= (Forward ? 1 : 2) * lanes<V>) {
+    // The last vector overlaps the one before it, whose input it needs. Going back, a short transform would
+    // read it before it is in the cache.
     const ptrdiff_t last = pairs - lanes<V> + 1;
     complex_lanes<V> a, b;
     turn_block<V, Forward>(t, x, last, &a, &b);

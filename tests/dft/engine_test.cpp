@@ -470,6 +470,38 @@ TEST(Engine, OnePlanOnManyThreads) {
   }
 }
 
+// Many contiguous lines, in place and not, give the bits of one at a time.
+void check_contiguous(int n) {
+  SCOPED_TRACE(n);
+  constexpr int f = flavour_z, count = 3;
+  plan* p = build(f, n);
+  int32_t bytes = 0;
+  engines[f].work_size(p, &bytes);
+  guarded<char> work(static_cast<size_t>(bytes));
+  const int in_step = n + 2;
+  guarded<double> x(size_t(2 * (count - 1) * in_step + 2 * n)), y(size_t(2 * count * n));
+  zor_test::random_bits random(uint64_t{5});
+  for (double& v : x) v = random.unit();
+  const std::vector<double> given(x.data(), x.data() + x.size());
+  for (const bool in_place : {false, true}) {
+    double* out = in_place ? x.data() : y.data();
+    const int step = in_place ? in_step : n;
+    engines[f].lines({x.data(), out, in_step, step, count, backward, 0.3}, p, work.data());
+    for (int c = 0; c < count; ++c) {
+      line<double> one(f, n);
+      std::copy_n(given.data() + 2 * c * in_step, 2 * n, one.first.data());
+      run(f, backward, one.address(), one.address(), p, nullptr);
+      for (int i = 0; i < 2 * n; ++i)
+        ASSERT_EQ(zor_test::bits(one.first[size_t(i)] * 0.3), zor_test::bits(out[2 * c * step + i]))
+            << "line " << c << " real " << i;
+    }
+  }
+  engines[f].release(p);
+}
+TEST(Engine, ContiguousLinesGiveTheBitsOfOne) {
+  for (int n : {1, 7, 64, 89, 97, 100, 1000, 4096, 4099, 32768}) check_contiguous(n);
+}
+
 // Columns give the bits of lines, in any stride, in place and not; lengths without a column form say so.
 template <class R>
 void check_columns(int f, int n) {
