@@ -5,7 +5,7 @@
 
 #include "dft/engine/memory.h"
 #include "dft/engine/pass_bodies.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 namespace {
@@ -108,8 +108,7 @@ int width_for(ptrdiff_t range, int32_t multiple) {
 }
 
 template <class R>
-void set_root(R* w, int64_t k, int64_t n, int32_t im) {
-  const zor_c64 v = root_of_unity(k, n);
+void set_root(R* w, zor_c64 v, int32_t im) {
   w[0] = R(v.re);
   w[im] = R(v.im);
 }
@@ -127,19 +126,19 @@ ptrdiff_t angle_size(const pass<R>& p) {
 }
 
 template <class R>
-void fill_tables(pass<R>* p, position at, R* table) {
-  const int64_t n = int64_t{p->l} * p->radix;
+void fill_tables(pass<R>* p, position at, const root_table& roots, R* table) {
+  const int64_t step = roots.n / (int64_t{p->l} * p->radix);
   R* w = table;
   p->twiddles = w;
   const int32_t lanes = at == position::first ? p->lanes : 1;
   for (ptrdiff_t i = 0; at != position::last && i < p->l; i += lanes) {
     const ptrdiff_t base = i + lanes <= p->l ? i : p->l - lanes;
     for (int32_t s = 1; s < p->radix; ++s, w += 2 * lanes)
-      for (int32_t j = 0; j < lanes; ++j) set_root(w + j, (base + j) * s, n, lanes);
+      for (int32_t j = 0; j < lanes; ++j) set_root(w + j, root_at(roots, (base + j) * s * step), lanes);
   }
   p->cosines = w;
   for (int32_t k = 0; p->radix > largest_radix && k < p->radix; ++k) {
-    set_root(w + 2 * k, k, p->radix, 1);
+    set_root(w + 2 * k, root_of_unity(k, p->radix), 1);
     w[2 * k + 1] = -w[2 * k + 1];
   }
 }
@@ -184,13 +183,15 @@ bool build_passes(chain<R>* c, const factors& f, int32_t batch) {
     m *= f.radix[i];
   }
   c->tables = static_cast<R*>(engine_allocate(uint64_t(size) * sizeof(R)));
-  if (c->tables == nullptr) return false;
+  root_table roots;
+  if (c->tables == nullptr || !roots_build(&roots, c->n / batch)) return false;
   R* table = c->tables;
   for (int32_t i = 0; i < f.count; ++i) {
     const position at = position_of(i, f.count, batch);
-    fill_tables(&c->passes[i], at, table);
+    fill_tables(&c->passes[i], at, roots, table);
     table += table_size(c->passes[i], at);
   }
+  roots_free(&roots);
   return true;
 }
 

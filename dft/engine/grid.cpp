@@ -5,7 +5,7 @@
 
 #include "dft/engine/column_bodies.h"
 #include "dft/engine/memory.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 
@@ -81,16 +81,15 @@ void set_lanes(grid<R>* g, form outer, int32_t lanes) {
 }
 
 template <class R>
-void fill_twiddles(grid<R>* g, R* w, int32_t lanes) {
+void fill_twiddles(grid<R>* g, const root_table& roots, R* w, int32_t lanes) {
   const column_plan<R>& p = *g->first;
   const int32_t last = p.radix[p.count - 1], blocks = p.length / last;
-  const int64_t n = int64_t{g->side} * g->side * g->middle;
   for (int32_t outer = 0; outer < g->side * g->middle; outer += g->columns)
     for (int32_t b = 0; b < blocks; ++b)
       for (int32_t group = 0; group < g->columns; group += lanes)
         for (int32_t s = 0; s < last; ++s, w += 2 * lanes)
           for (int32_t j = 0; j < lanes; ++j) {
-            const zor_c64 v = root_of_unity(int64_t{outer + group + j} * (p.frequency[b] + blocks * s), n);
+            const zor_c64 v = root_at(roots, int64_t{outer + group + j} * (p.frequency[b] + blocks * s));
             w[j] = R(v.re);
             w[lanes + j] = R(v.im);
           }
@@ -181,7 +180,8 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->memory =
       engine_allocate(uint64_t(2 * values * int64_t{sizeof(R)} + column_plan_bytes(g->side, sizeof(R)) +
                                column_plan_bytes(g->side * g->middle, sizeof(R))));
-  if (g->memory == nullptr) return false;
+  root_table roots;
+  if (g->memory == nullptr || !roots_build(&roots, values)) return false;
   char* memory = static_cast<char*>(g->memory);
   R* w = take<R>(&memory, 2 * values);
   int32_t radix[most_column_passes];
@@ -192,7 +192,8 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->outer = outer;
   set_lanes(g, outer, lanes);
   g->twiddles = w;
-  fill_twiddles(g, w, lanes);
+  fill_twiddles(g, roots, w, lanes);
+  roots_free(&roots);
   return true;
 }
 
