@@ -11,8 +11,8 @@
 #include "blas/gemm_pack.h"
 #include "blas/gemm_rows.h"
 #include "serv/imports.h"
+#include "serv/memory.h"
 #include "zor/blas.h"
-#include "zor/serv.h"
 
 namespace zor::gemm {
 namespace {
@@ -264,20 +264,19 @@ void product(const problem<T>& q) {
     return;
   }
   using limit = limits<T>;
-  void* memory = nullptr;
   if (q.m >= limit::least_m && q.n >= limit::least_nk && q.k >= limit::least_nk) {
     const bool small = is_small(q.m, q.n, q.k);
     const blocking s = blocking_of<T>(q.m, q.n, q.k, small && !q.b.trans);
-    memory = zor_serv_allocate(s.bytes, 128);
-    if (core::zor_serv_check_ptr(memory, limit::name) == 0) {
+    const borrowed_block block = borrow_block(s.bytes, 128);
+    if (core::zor_serv_check_ptr(block.data, limit::name) == 0) {
       const reading from = reading_of(q, small);
       // The shortest way is for the products whose time is the way.
       if (from != reading::packed && q.k <= s.kb && q.m <= s.mb)
         panel_product(q, from, q.m, q.n / limit::columns * limit::columns, q.k, q.a.data, q.b.data, q.beta,
-                      q.c, align_to<real_t<T>>(memory, 64), nullptr);
+                      q.c, align_to<real_t<T>>(block.data, 64), nullptr);
       else
-        blocked_product(q, s, from, memory);
-      zor_serv_deallocate(memory);
+        blocked_product(q, s, from, block.data);
+      return_block(block);
       tail_columns(q);
       return;
     }

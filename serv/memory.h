@@ -4,7 +4,24 @@
 
 #include <cstdint>
 
+#include "serv/shared_word.h"
+#include "zor/serv.h"
+
 namespace zor {
+
+// A block as zor_serv_allocate gives it, for the length of a call. Returned with its slot at hand, it is not
+// searched for.
+struct borrowed_block {
+  void* data;
+  shared_word<uint64_t>* in_use;  // null for a block from outside the pool
+};
+borrowed_block borrow_block(uint64_t size, int32_t alignment);
+inline void return_block(const borrowed_block& block) {
+  if (block.in_use != nullptr)
+    *block.in_use = 0;
+  else
+    zor_serv_deallocate(block.data);
+}
 
 // Blocks of the convolution tasks: `size` bytes on a boundary of 32, null for a size below 1 or when memory
 // is short. Null may be given back.

@@ -13,6 +13,7 @@
 
 #include "serv/allocator.h"
 #include "serv/imports.h"
+#include "serv/memory.h"
 #include "serv/shared_word.h"
 #include "zor/serv.h"
 
@@ -240,21 +241,27 @@ bool give_back_own(thread_pool_record& record, const char* pointer) {
 }
 
 }  // namespace
+
+borrowed_block borrow_block(uint64_t size, int32_t alignment) {
+  if (pool_tls_slot == unset) create_tls_slot();
+  if (size == 0) return {nullptr, nullptr};
+  if (pool_is_disabled() || size > pooled_size_limit) return {alloc_malloc(size), nullptr};
+  thread_pool_record* record = find_record();
+  if (record == nullptr) record = register_thread();
+  if (record == nullptr) return {alloc_malloc(size), nullptr};
+  const uint64_t reserve = alignment >= least_alignment ? boundary_of(uint64_t(alignment)) : 0;
+  int slot = exact_slot(*record, size + reserve);
+  if (slot < 0) slot = other_slot(*record, size + reserve);
+  if (slot < 0) return {alloc_malloc(size), nullptr};
+  return {take_slot(*record, slot, size, reserve), &record->in_use[slot]};
+}
+
 }  // namespace zor
 
 using namespace zor;
 
 extern "C" void* zor_serv_allocate(uint64_t size, int32_t alignment) {
-  if (pool_tls_slot == unset) create_tls_slot();
-  if (size == 0) return nullptr;
-  if (pool_is_disabled() || size > pooled_size_limit) return alloc_malloc(size);
-  thread_pool_record* record = find_record();
-  if (record == nullptr) record = register_thread();
-  if (record == nullptr) return alloc_malloc(size);
-  const uint64_t reserve = alignment >= least_alignment ? boundary_of(uint64_t(alignment)) : 0;
-  int slot = exact_slot(*record, size + reserve);
-  if (slot < 0) slot = other_slot(*record, size + reserve);
-  return slot >= 0 ? take_slot(*record, slot, size, reserve) : alloc_malloc(size);
+  return borrow_block(size, alignment).data;
 }
 
 extern "C" void zor_serv_deallocate(void* pointer) {
