@@ -109,46 +109,82 @@ void find_straight_real(real_transform<R>* t, std::integer_sequence<int, N...>) 
 template <class R>
 bool table_build(real_transform<R>* t) {
   constexpr ptrdiff_t line = 64 / sizeof(R);
-  t->table_row = (t->n / 4 + line) / line * line;
+  t->table_row = (t->n / 4 + 1 + line) / line * line;
   t->table = static_cast<R*>(engine_allocate(uint64_t(t->table_row) * 2 * sizeof(R)));
   if (t->table == nullptr) return false;
-  for (ptrdiff_t k = 1; k <= t->n / 4; ++k) {
+  for (ptrdiff_t k = 0; k <= t->n / 4; ++k) {
     const zor_c64 w = root_of_unity(k, t->n);
-    t->table[k - 1] = R(w.re);
-    t->table[t->table_row + k - 1] = R(w.im);
+    t->table[k] = R(w.re);
+    t->table[t->table_row + k] = R(w.im);
   }
   return true;
 }
 
-// W pairs k, h - k of the spectrum from k on, both as they come out.
-template <class V, bool Forward, class R>
-[[gnu::always_inline]] inline void turn_block(const real_transform<R>& t, const R* x, ptrdiff_t k,
-                                              complex_lanes<V>* a, complex_lanes<V>* b) {
-  const R* w = t.table + k - 1;
-  *a = load_complex<form::interleaved, V>(x, x, k);
-  *b = load_reversed<V>(x, t.n / 2 - k - lane_count<V> + 1);
-  const V c = load_lanes<V>(w), s = load_lanes<V>(w + t.table_row);
+template <bool Forward, class V, class R>
+[[gnu::always_inline]] inline void turn(const real_transform<R>& t, ptrdiff_t k, complex_lanes<V>* a,
+                                        complex_lanes<V>* b) {
+  const V c = load_lanes<V>(t.table + k), s = load_lanes<V>(t.table + t.table_row + k);
   if constexpr (Forward)
     recombine(a, b, c, s);
   else
     separate(a, b, c, s);
 }
-template <class V, class R>
-[[gnu::always_inline]] inline void store_block(ptrdiff_t h, R* y, ptrdiff_t k, complex_lanes<V> a,
-                                               complex_lanes<V> b) {
-  store_complex<form::interleaved>(y, y, k, a);
-  store_reversed(y, h - k - lane_count<V> + 1, b);
-}
 
-// Pairs from *k on, as many as whole vectors take.
+// Pairs k, h - k from *k on, as many as whole vectors take.
 template <class V, bool Forward, class R>
 [[gnu::always_inline]] inline void turn_range(const real_transform<R>& t, const R* x, R* y, ptrdiff_t* k) {
   const ptrdiff_t h = t.n / 2, pairs = (h - 1) / 2;
   for (; *k + lane_count<V> <= pairs + 1; *k += lane_count<V>) {
-    complex_lanes<V> a, b;
-    turn_block<V, Forward>(t, x, *k, &a, &b);
-    store_block(h, y, *k, a, b);
+    const ptrdiff_t mirror = h - *k - lane_count<V> + 1;
+    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, *k), b = load_reversed<V>(x, mirror);
+    turn<Forward>(t, *k, &a, &b);
+    store_complex<form::interleaved>(y, y, *k, a);
+    store_reversed(y, mirror, b);
   }
+}
+
+// Lane 0 of `first`, then lanes W - 1 to 1 of v.
+template <class V>
+[[gnu::always_inline]] inline V reversed_behind(V first, V v) {
+  return [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
+    return __builtin_shufflevector(first, v, (I == 0 ? 0 : 2 * lanes<V> - I)...);
+  }
+  (std::make_integer_sequence<int, lanes<V>>{});
+}
+template <class V>
+[[gnu::always_inline]] inline complex_lanes<V> reversed_behind(complex_lanes<V> first, complex_lanes<V> v) {
+  return {reversed_behind(first.re, v.re), reversed_behind(first.im, v.im)};
+}
+
+// Pairs from 0 to below the value returned, by blocks of W values that begin at multiples of W: no load and
+// no store crosses a cache line. The mirror of a block is all but the first value of one block and the first
+// of the next, so one block of each side waits for its neighbour. Value 0 comes out wrong, and so does value
+// h / 2 where the blocks end there.
+template <bool Forward, class R>
+ptrdiff_t turn_blocks(const real_transform<R>& t, const R* x, R* y) {
+  using V = vec<R>;
+  constexpr ptrdiff_t W = lanes<V>;
+  constexpr ptrdiff_t shortest = 64;  // below, waiting costs more than it saves
+  const ptrdiff_t h = t.n / 2, end = h / (2 * W) * W;
+  if (h < shortest) return 0;
+  complex_lanes<V> above{}, waiting{};
+  for (ptrdiff_t k = 0; k < end; k += W) {
+    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, k);
+    const complex_lanes<V> below = load_complex<form::interleaved, V>(x, x, h - k - W);
+    complex_lanes<V> b = reversed_behind(above, below);
+    above = below;
+    turn<Forward>(t, k, &a, &b);
+    store_complex<form::interleaved>(y, y, k, a);
+    if (k > 0) store_complex<form::interleaved>(y, y, h - k, reversed_behind(b, waiting));
+    waiting = b;
+  }
+  complex_lanes<R> a = load_complex<form::interleaved, R>(x, x, end),
+                   b = load_complex<form::interleaved, R>(x, x, h - end);
+  turn<Forward>(t, end, &a, &b);
+  store_complex<form::interleaved>(y, y, h - end, reversed_behind(waiting, waiting));
+  store_complex<form::interleaved>(y, y, end, a);
+  store_complex<form::interleaved>(y, y, h - end, b);
+  return end + 1;
 }
 
 // All pairs k, h - k from 1, the first value (zero and h are the spectrum's ends there) and the middle one of
@@ -157,28 +193,19 @@ template <class R, bool Forward>
 void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
   const ptrdiff_t h = t.n / 2;
   const R factor = Forward ? R(2) : R(1);
-  y[0] = (zero + end) * factor;
-  y[1] = (zero - end) * factor;
-  if (h % 2 == 0) {
-    y[h] = x[h] * R(2);
-    y[h + 1] = x[h + 1] * R(-2);
-  }
-  using V = vec<R>;
-  const ptrdiff_t pairs = (h - 1) / 2;
-  ptrdiff_t k = 1;
-  if (pairs >= (Forward ? 1 : 2) * lanes<V>) {
-    // The last vector overlaps the one before it, whose input it needs. Going back, a short transform would
-    // read it before it is in the cache.
-    const ptrdiff_t last = pairs - lanes<V> + 1;
-    complex_lanes<V> a, b;
-    turn_block<V, Forward>(t, x, last, &a, &b);
-    turn_range<V, Forward>(t, x, y, &k);
-    store_block(h, y, last, a, b);
-    return;
-  }
+  const R middle_re = x[h / 2 * 2] * R(2), middle_im = x[h / 2 * 2 + 1] * R(-2);
+  ptrdiff_t k = turn_blocks<Forward>(t, x, y);
+  if (k == 0) k = 1;
+  turn_range<vec<R>, Forward>(t, x, y, &k);
   if constexpr (width >= 64) turn_range<vec<R, 32>, Forward>(t, x, y, &k);
   if constexpr (width >= 32) turn_range<vec<R, 16>, Forward>(t, x, y, &k);
   turn_range<R, Forward>(t, x, y, &k);
+  y[0] = (zero + end) * factor;
+  y[1] = (zero - end) * factor;
+  if (h % 2 == 0) {
+    y[h] = middle_re;
+    y[h + 1] = middle_im;
+  }
 }
 
 // Odd chirp: half of the complex transform's output, or the real part of all.

@@ -29,10 +29,9 @@ struct real_transform {
   int32_t n;
   void (*straight_forward)(const R* x, R* y, R scale);  // lengths up to 16
   void (*straight_backward)(const R* x, R end, R* y, R scale);
-  transform<R> inner;  // even n: half the length; chirp: n
-  R* table;  // even n: real parts of w(k) = exp(-2 pi i k / n) from k = 1 to n / 4, table_row on imaginary
-             // ones
-  ptrdiff_t table_row;
+  transform<R> inner;   // even n: half the length; chirp: n
+  R* table;             // even n: w(k) = exp(-2 pi i k / n) for k <= n / 4, real parts, then imaginary parts
+  ptrdiff_t table_row;  // behind this many
   odd_chain<R> odd;
   direct_table<R> direct;
 };
