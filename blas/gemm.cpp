@@ -126,10 +126,13 @@ void product_block(zor_int m, zor_int n, tile<T>& t) {
   }
 }
 
-// The rows of one block: all of m in equal blocks of whole tiles, none above mb.
+// The rows of one block: all of m in equal blocks of whole tiles, none above mb. Low tiles read a strip of A
+// so often that the block should stay in the first level of cache, where the panel of B stays in the second.
 template <class T>
-zor_int block_rows(zor_int m, zor_int mb) {
-  constexpr zor_int rows = tile_shape<T>::rows;
+zor_int block_rows(zor_int m, zor_int depth, const blocking& s) {
+  constexpr zor_int rows = tile_shape<T>::rows, size = sizeof(T), first_level = 28 << 10;
+  const bool low = width == 32 && depth * s.nb * size <= zor_int(1) << 19;
+  const zor_int fitting = low ? first_level / (depth * size) : s.mb, mb = fitting < s.mb ? fitting : s.mb;
   if (m <= mb) return m;
   const zor_int most = mb / rows * rows, count = (m + most - 1) / most;
   return (m + count * rows - 1) / (count * rows) * rows;
@@ -200,7 +203,7 @@ template <class T>
   using R = real_t<T>;
   const zor_int m = q.m / limits<T>::rows * limits<T>::rows,
                 n = q.n / limits<T>::columns * limits<T>::columns;
-  const zor_int first = first_depth(q.k, s.kb), mb = block_rows<T>(m, s.mb);
+  const zor_int first = first_depth(q.k, s.kb), mb = block_rows<T>(m, q.k < s.kb ? q.k : s.kb, s);
   R* const packed_a = align_to<R>(memory, 64);
   R* const packed_b = packed_a + s.kb * s.mb * parts<T>;
   for (zor_int j = 0; j < n; j += s.nb) {
