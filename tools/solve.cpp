@@ -83,20 +83,19 @@ void times(const sparse_view& a, const double* x, double* y) {
 struct gauss_seidel {
   template <class I>
   explicit gauss_seidel(const csr<double, I>& lower)
-      : n(lower.rows),
-        triangle(lower, ZOR_SPARSE_TRIANGULAR),
-        diagonal(lower, ZOR_SPARSE_DIAGONAL),
-        u(allocate<double>(n)) {}
+      : n(lower.rows), triangle(lower, ZOR_SPARSE_TRIANGULAR), diagonal(allocate<double>(n)) {
+    for (zor_int i = 0; i < n; ++i) diagonal[size_t(i)] = lower.val[size_t(lower.pntr[size_t(i + 1)]) - 2];
+  }
 
   void apply(const double* r, double* z) const {
     expect_sparse_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_PLAIN, 1, r, z));
-    times(diagonal, z, u.get());
-    expect_sparse_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_TRANSPOSE, 1, u.get(), z));
+    for (zor_int i = 0; i < n; ++i) z[i] *= diagonal[size_t(i)];
+    expect_sparse_done(zor_sparse_dsv(triangle.get(), ZOR_SPARSE_TRANSPOSE, 1, z, z));
   }
 
   zor_int n;
-  sparse_view triangle, diagonal;
-  operand<double> u;
+  sparse_view triangle;
+  operand<double> diagonal;
 };
 
 // What an iteration reports to: its number and the residual, relative to the right-hand side.
