@@ -84,8 +84,8 @@ void scale_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, 
 }
 
 // One strip of A from rows of `depth` elements at stride ld: squares of a vector's side are turned in
-// registers and scaled on their way. The last square ends with the depth and may overlap the one before. The
-// next strip is prefetched.
+// registers and scaled on their way. The last square ends with the depth and may overlap the one before. More
+// rows than the hardware follows are read at once, so the square after the next is asked for.
 template <class T, class V, int Vectors, bool Conj>
 void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, real_t<T>* destination) {
   constexpr int n = lanes<V>, side = units<T, sizeof(V)>, step = Vectors * n;
@@ -108,7 +108,7 @@ void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, r
         for (int i = 0; i < side; ++i) {
           const zor_int row = v * n + h * side + i;
           x[h][i] = load_units<V>(from + (row < last ? row : last) * ld);
-          __builtin_prefetch(from + (row + step) * ld);
+          __builtin_prefetch(from + (row < last ? row : last) * ld + 2 * side);
         }
         transpose_units<parts<T>>(x[h]);
       }
