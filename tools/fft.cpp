@@ -80,18 +80,18 @@ std::string spectrum_text(const std::vector<zor_c64>& spectrum, size_t n, double
 // At most a few thousand points: of each stretch the highest, so that no line is lost.
 void plot_spectrum(const std::vector<zor_c64>& spectrum, size_t n, double rate, const std::string& file) {
   log_plot plot(file, "frequency", "amplitude");
-  fmt::print(plot.stream(), "plot '-' with lines\n");
+  plot.text() += "plot '-' with lines\n";
   constexpr size_t points = 4000;
   const size_t stretch = (spectrum.size() + points - 1) / points;
   for (size_t first = 0; first < spectrum.size(); first += stretch) {
     size_t highest = first;
     for (size_t k = first; k < std::min(first + stretch, spectrum.size()); ++k)
       if (amplitude(spectrum, k, n) > amplitude(spectrum, highest, n)) highest = k;
-    fmt::print(plot.stream(), "{} {}\n", double(highest) * rate / double(n),
-               std::max(amplitude(spectrum, highest, n), 1e-18));
+    fmt::format_to(std::back_inserter(plot.text()), "{} {}\n", double(highest) * rate / double(n),
+                   std::max(amplitude(spectrum, highest, n), 1e-18));
   }
-  fmt::print(plot.stream(), "e\n");
-  plot.close();
+  plot.text() += "e\n";
+  plot.draw();
 }
 
 bool ends_with_wav(const std::string& name) {

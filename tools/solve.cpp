@@ -148,16 +148,15 @@ double true_residual(zor_int n, const sparse_view& a, const double* x, const dou
 
 using history = std::vector<double>;
 
-void draw(const std::vector<history>& all, const std::string& file) {
-  log_plot plot(file, "iteration", "relative residual");
-  for (size_t j = 0; j < all.size(); ++j)
-    fmt::print(plot.stream(), "{} '-' with lines", j == 0 ? "plot" : ",");
-  fmt::print(plot.stream(), "\n");
+void draw(const std::vector<history>& all, log_plot& plot) {
+  const auto text = std::back_inserter(plot.text());
+  for (size_t j = 0; j < all.size(); ++j) fmt::format_to(text, "{} '-' with lines", j == 0 ? "plot" : ",");
   for (const history& h : all) {
-    for (size_t i = 0; i < h.size(); ++i) fmt::print(plot.stream(), "{} {}\n", i, std::max(h[i], 1e-300));
-    fmt::print(plot.stream(), "e\n");
+    plot.text() += &h == &all[0] ? "\n" : "e\n";
+    for (size_t i = 0; i < h.size(); ++i) fmt::format_to(text, "{} {}\n", i, std::max(h[i], 1e-300));
   }
-  plot.close();
+  plot.text() += "e\n";
+  plot.draw();
 }
 
 // Lines of the table, and on a terminal how far the logarithm of the residual has come.
@@ -176,6 +175,8 @@ observer report_to(history& residuals, const solve_options& options) {
 
 template <class I>
 void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& options, output_file* output) {
+  std::optional<log_plot> plot;
+  if (!options.plot.empty()) plot.emplace(options.plot, "iteration", "relative residual");
   const csr<double, I> lower = lower_triangle<I>(a);
   const zor_int n = lower.rows, columns = b != nullptr ? b->cols : 1;
   expect_positive_diagonal(a.file, lower);
@@ -214,7 +215,6 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
     worst = std::max(worst, true_residual(n, matrix, x.get() + j * n, rhs.get() + j * n));
     fmt::print("converged   {:>6}  residual {:.6e}\n", own.size() - 1, own.back());
   }
-  if (!options.plot.empty()) draw(residuals, options.plot);
   if (output != nullptr) output->commit(mm_array_text(n, columns, x.get()));
   digest sum;
   sum.add(x.get(), size_t(n * columns));
@@ -230,6 +230,7 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
              zor_core_num_threads());
   fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
   fmt::print("sha256      {}\n", sum.take());
+  if (plot) draw(residuals, *plot);
 }
 
 }  // namespace

@@ -64,6 +64,8 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"solve nan.mtx -o y.mtx", 1, "the norm of the right-hand side is not finite"},
       {"solve spd.mtx --iterations 1 -o y.mtx", 1,
        "spd.mtx: no convergence: the residual after iteration 1 is 0.309"},
+      {"solve spd.mtx -o y.mtx --plot \"it's.svg\"", 2,
+       "it's.svg: a plot's name may not hold quotes or line ends"},
       {"solve spd.mtx --tolerance 2", 2, "--tolerance: Value 2 not in range 0.000000 to 1.000000"},
       {"solve spd.mtx --preconditioner jacobi", 2, "--preconditioner: jacobi not in {none,gauss-seidel}"},
   };
@@ -220,7 +222,12 @@ TEST(SparseCommands, SolveAndReport) {
     return std::stoi(match[1]);
   };
   EXPECT_LT(3 * iterations("--preconditioner gauss-seidel"), 2 * iterations("")) << "the sweep pays";
-  EXPECT_EQ(0, run(folder, "solve a.mtx --plot out.svg").status);
+  const outcome unplotted = run(folder, "solve a.mtx -o kept.mtx --plot none/out.svg");
+  EXPECT_EQ(1, unplotted.status);
+  EXPECT_NE(std::string::npos, unplotted.err.find("zor: gnuplot failed to draw none/out.svg\n"))
+      << unplotted.err;
+  EXPECT_NE("", folder.read("kept.mtx"));
+  EXPECT_EQ(0, run(folder, "solve a.mtx b.mtx --plot out.svg").status);
   if (std::system("command -v gnuplot >/dev/null") != 0) GTEST_SKIP() << "no gnuplot: the plot was not drawn";
   EXPECT_NE(std::string::npos, folder.read("out.svg").find("</svg>"));
 }
