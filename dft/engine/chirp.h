@@ -88,7 +88,7 @@ void spread_blocks(const chirp<R>& c, ptrdiff_t n, R* re, R* im, Load load) {
   }
 }
 
-// The way back from conjugates: the first n values of the `rows` rows.
+// The way back, on exchanged parts: the first n values of the `rows` rows.
 template <class R, int rows, class Store>
 void join_blocks(const chirp<R>& c, ptrdiff_t n, const R* re, const R* im, Store put) {
   using V = vec<R>;
@@ -97,12 +97,12 @@ void join_blocks(const chirp<R>& c, ptrdiff_t n, const R* re, const R* im, Store
   for (ptrdiff_t p = 0; p < l; p += lanes<V>, w += 2 * lanes<V> * 15) {
     complex_lanes<V> u[16];
     unrolled<16>([&](auto s) __attribute__((always_inline)) {
-      u[s] = {load<V>(re + p + l * s), load<V>(im + p + l * s)};
+      u[s] = {load<V>(im + p + l * s), load<V>(re + p + l * s)};
     });
     apply_twiddles<16>(u, w);
     dft<16>(u);
     unrolled<rows>([&](auto t) __attribute__((always_inline)) {
-      store_until(n, p + l * t, complex_lanes<V>{u[t].re, -u[t].im}, put);
+      store_until(n, p + l * t, complex_lanes<V>{u[t].im, u[t].re}, put);
     });
   }
 }
@@ -118,7 +118,7 @@ void times_spectrum(const R* s_re, const R* s_im, ptrdiff_t count, R* re, R* im)
       });
 }
 
-// Every block there and back; what is left are the conjugates.
+// Every block there and back.
 template <class R>
 void convolve_blocks(const chirp<R>& c, R* re, R* im, R* work) {
   const ptrdiff_t l = c.padded / 16;
@@ -130,7 +130,7 @@ void convolve_blocks(const chirp<R>& c, R* re, R* im, R* work) {
     R* const b_im = c.aside ? t_im : im;
     transform_run(*c.inner, pass_data<R>{re, im, b_re, b_im, R(1), R(1), R(1)}, rest);
     times_spectrum(c.spectrum_re + l * s, c.spectrum_im + l * s, l, b_re, b_im);
-    transform_run(*c.inner, pass_data<R>{b_re, b_im, re, im, R(-1), R(1), R(1)}, rest);
+    transform_run(*c.inner, pass_data<R>{b_im, b_re, im, re, R(1), R(1), R(1)}, rest);
   }
 }
 
@@ -151,7 +151,7 @@ template <class R, class Load, class Store>
     std::memset(im + n, 0, size_t(m - n) * sizeof(R));
     transform_run(*c.inner, pass_data<R>{re, im, re, im, R(1), R(1), R(1)}, rest);
     times_spectrum(c.spectrum_re, c.spectrum_im, m, re, im);
-    transform_run(*c.inner, pass_data<R>{re, im, re, im, R(-1), R(1), R(-1)}, rest);
+    transform_run(*c.inner, pass_data<R>{im, re, im, re, R(1), R(1), R(1)}, rest);
     over_lanes<R>(
         wanted, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
           put(j, load_complex<form::split, decltype(lane)>(re, im, j));

@@ -332,6 +332,12 @@ void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work) {
     d.x_im = d.y_im;
     to_work = !to_work;
   }
+  if (c.outer == form::split && ends.scale_re != R(1)) {
+    for (ptrdiff_t i = 0; i < c.n; ++i) {
+      ends.y_re[i] *= ends.scale_re;
+      ends.y_im[i] *= ends.scale_re;
+    }
+  }
 }
 
 #define ZOR_INSTANCES(R)                                             \

@@ -125,7 +125,8 @@ pass_data<R> ends_of(const void* in, void* out, direction d, R scale) {
   if (L == layout::split) {
     const auto* x = static_cast<const split_pair<R>*>(in);
     const auto* y = static_cast<const split_pair<R>*>(out);
-    return {x->re, x->im, y->re, y->im, sign, scale, sign * scale};
+    if (d == backward) return {x->im, x->re, y->im, y->re, R(1), scale, scale};
+    return {x->re, x->im, y->re, y->im, R(1), scale, scale};
   }
   return {static_cast<const R*>(in), nullptr, static_cast<R*>(out), nullptr, sign, scale, sign * scale};
 }

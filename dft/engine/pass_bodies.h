@@ -14,7 +14,7 @@ template <class R, int r, class V, form In, form Out>
     complex_lanes<V> u[r];
     unrolled<r>([&](auto t) __attribute__((always_inline)) {
       u[t] = load_complex<In, V>(d.x_re, d.x_im, p + l * t);
-      u[t].im = u[t].im * d.sign;
+      if constexpr (In != form::split) u[t].im = u[t].im * d.sign;
     });
     dft<r>(u);
     apply_twiddles<r>(u, w);
@@ -68,8 +68,8 @@ template <class R, int r, class V, form In, form Out>
     });
     dft<r>(u);
     unrolled<r>([&](auto s) __attribute__((always_inline)) {
-      store_complex<Out>(d.y_re, d.y_im, q + m * s,
-                         complex_lanes<V>{u[s].re * d.scale_re, u[s].im * d.scale_im});
+      if constexpr (Out != form::split) u[s] = {u[s].re * d.scale_re, u[s].im * d.scale_im};
+      store_complex<Out>(d.y_re, d.y_im, q + m * s, u[s]);
     });
   }
 }
@@ -123,15 +123,16 @@ void generic_pass(const pass_data<R>& d, const pass<R>& self) {
       const ptrdiff_t q = i + W <= m ? i : m - W;
       for (int t = 0; t < r; ++t) {
         x[t] = load_complex<In, V>(d.x_re, d.x_im, q + m * (p + l * t));
-        if constexpr (At == position::first) x[t].im = x[t].im * d.sign;
+        if constexpr (At == position::first && In != form::split) x[t].im = x[t].im * d.sign;
       }
       generic_dft<R, V>(r, self.cosines, x, y);
       for (int s = 0; s < r; ++s) {
         complex_lanes<V> v = y[s];
-        if constexpr (At == position::last)
-          v = {v.re * d.scale_re, v.im * d.scale_im};
-        else if (s > 0)
+        if constexpr (At == position::last) {
+          if constexpr (Out != form::split) v = {v.re * d.scale_re, v.im * d.scale_im};
+        } else if (s > 0) {
           v = multiply(v, w[2 * (s - 1)], w[2 * (s - 1) + 1]);
+        }
         store_complex<Out>(d.y_re, d.y_im, q + m * (r * p + s), v);
       }
     }

@@ -26,9 +26,10 @@ constexpr int pass_lanes(int index) {
   return index == 0 ? lanes_of<R> : index == 1 && width >= 64 ? lanes_of<R> / 2 : 1;
 }
 
-// Data of a pass; for interleaved and blocked data re alone is read. Input imaginary parts are multiplied by
-// sign (1 or -1) in a first pass, output by the scales in a last one: a backward transform is the conjugate
-// of the forward transform of the conjugate.
+// Data of a pass; for interleaved and blocked data re alone is read. A backward transform is the forward one
+// of exchanged real and imaginary parts, exchanged again: split data have their pointers exchanged. Others
+// are conjugated instead: input imaginary parts are multiplied by sign (1 or -1) in a first pass, output by
+// the scales in a last one. Split data are scaled behind the last pass.
 template <class R>
 struct pass_data {
   const R *x_re, *x_im;

@@ -143,6 +143,22 @@ template <class V, bool Forward, class R>
   }
 }
 
+// Pairs from 1 where two vectors that overlap take all of them: both are read before one is written.
+template <class V, bool Forward, class R>
+[[gnu::always_inline]] inline void turn_overlapping(const real_transform<R>& t, const R* x, R* y) {
+  const ptrdiff_t h = t.n / 2, at[2] = {1, (h - 1) / 2 - lane_count<V> + 1};
+  complex_lanes<V> a[2], b[2];
+  for (int i = 0; i < 2; ++i) {
+    a[i] = load_complex<form::interleaved, V>(x, x, at[i]);
+    b[i] = load_reversed<V>(x, h - at[i] - lane_count<V> + 1);
+    turn<Forward>(t, at[i], &a[i], &b[i]);
+  }
+  for (int i = 0; i < 2; ++i) {
+    store_complex<form::interleaved>(y, y, at[i], a[i]);
+    store_reversed(y, h - at[i] - lane_count<V> + 1, b[i]);
+  }
+}
+
 // Lane 0 of `first`, then lanes W - 1 to 1 of v.
 template <class V>
 [[gnu::always_inline]] inline V reversed_behind(V first, V v) {
@@ -194,8 +210,15 @@ void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
   const ptrdiff_t h = t.n / 2;
   const R factor = Forward ? R(2) : R(1);
   const R middle_re = x[h / 2 * 2] * R(2), middle_im = x[h / 2 * 2 + 1] * R(-2);
+  constexpr ptrdiff_t W = lanes<vec<R>>;
+  const ptrdiff_t pairs = (h - 1) / 2;
   ptrdiff_t k = turn_blocks<Forward>(t, x, y);
   if (k == 0) k = 1;
+  // Going back, a short transform would wait for what two overlapping stores left.
+  if (Forward && k == 1 && pairs >= W && pairs <= 2 * W) {
+    turn_overlapping<vec<R>, Forward>(t, x, y);
+    k = pairs + 1;
+  }
   turn_range<vec<R>, Forward>(t, x, y, &k);
   if constexpr (width >= 64) turn_range<vec<R, 32>, Forward>(t, x, y, &k);
   if constexpr (width >= 32) turn_range<vec<R, 16>, Forward>(t, x, y, &k);
