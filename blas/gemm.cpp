@@ -159,6 +159,8 @@ reading reading_of(const problem<T>& q, bool small) {
   constexpr zor_int few = 96, size = sizeof(T), whole = 16 / size;
   const auto is_near = [](zor_int step) { return step * 112 * size <= zor_int(1) << 18; };
   if (q.b.conj || q.m % limits<T>::rows != 0) return reading::packed;
+  // Read by more than a few strips of A, a B that the kernels want spread is better packed and spread.
+  if (spread_b<T> && q.m > 4 * tile_shape<T>::rows) return reading::packed;
   const bool b_in_place =
       small || (q.m <= few && (q.b.trans ? is_near(q.b.row_stride) : q.b.column_stride * size % 4096 != 0));
   if (!b_in_place) return reading::packed;
