@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// CSR kernels called directly, on one thread: products with one and many right-hand sides, and solves.
+// CSR kernels called directly, on one thread: products with one and many right-hand sides, and solves. The
+// last case is the public side on two threads.
 #include <dlfcn.h>
 #include <fmt/format.h>
 
@@ -9,6 +10,8 @@
 #include "bench/bench.h"
 #include "bench/csr.h"
 #include "bench/operands.h"
+#include "zor/core.h"
+#include "zor/sparse.h"
 #include "zor/spblas.h"
 
 namespace zor_bench {
@@ -205,6 +208,19 @@ std::vector<const csr_peer*> find_peers() {
 }
 
 template <class T, class I>
+prepared checked(const problem<T, I>& p, const std::vector<contender>& contenders) {
+  p.reset();
+  contenders[0].run(1);
+  const operand<T> ours(p.y.count());
+  std::memcpy(ours.data(), p.y.data(), size_t(ours.count()) * sizeof(T));
+  return keep_agreeing(contenders, [&](const contender& other) {
+    p.reset();
+    other.run(1);
+    return close(ours, p.y, 256);
+  });
+}
+
+template <class T, class I>
 prepared set_up(csr_operation what, const pattern& p, I rhs) {
   const problem<T, I> base0(what, p, rhs, 0);
   const bool base1 = what == csr_operation::products_by_columns;
@@ -217,20 +233,37 @@ prepared set_up(csr_operation what, const pattern& p, I rhs) {
                        for (int64_t i = 0; i < repeats; ++i) run(owner.get());
                      }});
     }
-  base0.reset();
-  all[0].run(1);
-  const operand<T> ours(base0.y.count());
-  std::memcpy(ours.data(), base0.y.data(), size_t(ours.count()) * sizeof(T));
-  return keep_agreeing(all, [&](const contender& other) {
-    base0.reset();
-    other.run(1);
-    return close(ours, base0.y, 256);
-  });
+  return checked(base0, all);
+}
+
+// y := y + A x through the public side, two threads against one.
+prepared set_up_threads(const pattern& p) {
+  const problem<double, int64_t> a(csr_operation::product, p, 1, 0);
+  zor_sparse_desc what = {};
+  what.format = ZOR_SPARSE_CSR;
+  what.type = ZOR_SPARSE_DOUBLE;
+  what.structure = ZOR_SPARSE_GENERAL;
+  what.rows = what.cols = a.rows;
+  what.nnz = a.value.count();
+  what.val = a.value.data();
+  what.indx = a.column.data();
+  what.pntrb = a.start.data();
+  zor_sparse matrix = nullptr;
+  if (zor_sparse_create(&matrix, &what) != ZOR_SPARSE_OK) throw std::runtime_error(zor_sparse_error_text());
+  const std::shared_ptr<zor_sparse_matrix> owner(matrix, [](zor_sparse m) { zor_sparse_free(&m); });
+  const auto on = [=](int32_t threads) {
+    return [=](int64_t repeats) {
+      zor_core_set_num_threads(threads);
+      for (int64_t i = 0; i < repeats; ++i)
+        zor_sparse_dmv(owner.get(), ZOR_SPARSE_PLAIN, 1, a.x.data(), 1, a.y.data());
+    };
+  };
+  return checked(a, {{"zor", on(2)}, {"zor, 1 thread", on(1)}});
 }
 
 template <class T, class I>
-void add(const environment& env, std::vector<bench_case>& cases, csr_operation what, const char* label,
-         const named_pattern& matrix, I rhs = 1) {
+bench_case case_of(const environment& env, csr_operation what, const char* label, const named_pattern& matrix,
+                   I rhs = 1) {
   bench_case c;
   c.name = fmt::format("{}{} {} {}", is_complex<T> ? 'z' : 'd', 8 * sizeof(I), label, matrix.name);
   const pattern p = stored(matrix.make(env.opts.quick), what);
@@ -239,25 +272,24 @@ void add(const environment& env, std::vector<bench_case>& cases, csr_operation w
   c.flops = (is_complex<T> ? 8.0 : 2.0) * used * double(rhs);
   c.bytes = entries * (sizeof(T) + sizeof(I)) + rows * (sizeof(I) + 3 * sizeof(T) * double(rhs));
   c.setup = [=, quick = env.opts.quick] { return set_up<T, I>(what, stored(matrix.make(quick), what), rhs); };
-  cases.push_back(std::move(c));
+  return c;
 }
 
 template <class T, class I>
 void add_all(const environment& env, std::vector<bench_case>& cases) {
+  const auto add = [&](auto... arguments) { cases.push_back(case_of<T, I>(env, arguments...)); };
   for (const auto& matrix : {lap30, lap200, lap1000, rows10, rows60, band200}) {
-    add<T, I>(env, cases, csr_operation::product, "general", matrix);
-    add<T, I>(env, cases, csr_operation::symmetric, "symmetric", matrix);
+    add(csr_operation::product, "general", matrix);
+    add(csr_operation::symmetric, "symmetric", matrix);
   }
   for (const auto& matrix : {lap30, lap200, rows60})
     for (const I rhs : {8, 32}) {
-      add<T, I>(env, cases, csr_operation::products_by_rows, rhs == 8 ? "8 by rows" : "32 by rows", matrix,
-                rhs);
-      add<T, I>(env, cases, csr_operation::products_by_columns, rhs == 8 ? "8 by columns" : "32 by columns",
-                matrix, rhs);
+      add(csr_operation::products_by_rows, rhs == 8 ? "8 by rows" : "32 by rows", matrix, rhs);
+      add(csr_operation::products_by_columns, rhs == 8 ? "8 by columns" : "32 by columns", matrix, rhs);
     }
   for (const auto& matrix : {lap30, lap200, lap1000}) {
-    add<T, I>(env, cases, csr_operation::lower_solve, "lower", matrix);
-    add<T, I>(env, cases, csr_operation::upper_solve, "upper", matrix);
+    add(csr_operation::lower_solve, "lower", matrix);
+    add(csr_operation::upper_solve, "upper", matrix);
   }
 }
 
@@ -269,6 +301,11 @@ std::vector<bench_case> spcsr_cases(const environment& env) {
   add_all<double, int32_t>(env, cases);
   add_all<zor_c64, int64_t>(env, cases);
   add_all<zor_c64, int32_t>(env, cases);
+  bench_case threads = case_of<double, int64_t>(env, csr_operation::product, "general", lap1000);
+  threads.name += " 2 threads";
+  threads.threads = 2;
+  threads.setup = [quick = env.opts.quick] { return set_up_threads(lap1000.make(quick)); };
+  cases.push_back(std::move(threads));
   return cases;
 }
 
