@@ -4,7 +4,7 @@
 // (ar xr - ai xi, ar xi + ai xr), with one rounding an operation.
 #pragma once
 
-#include "serv/vec.h"
+#include "serv/complex_product.h"
 
 namespace zor::sparse {
 
@@ -57,14 +57,14 @@ template <class T, int N, class Address>
 [[gnu::always_inline]] inline pack<T, N> collect(const Address& address) {
   if constexpr (N == 1) {
     return load<T, 1>(address(0));
-  } else if constexpr (sizeof(T) == 16) {
-    vec<double, 16 * N> v;
-    for (int i = 0; i < N; ++i) {
-      const vec<double, 16> e = load<T, 1>(address(i));
-      v[2 * i] = e[0];
-      v[2 * i + 1] = e[1];
+  } else if constexpr (N * sizeof(T) > 16) {
+    using half = pack<T, N / 2>;
+    const half low = collect<T, N / 2>(address);
+    const half high = collect<T, N / 2>([&](int i) { return address(i + N / 2); });
+    return [=]<int... L>(std::integer_sequence<int, L...>) __attribute__((always_inline)) {
+      return __builtin_shufflevector(low, high, L...);
     }
-    return v;
+    (std::make_integer_sequence<int, int(2 * sizeof(half) / sizeof(real_t<T>))>{});
   } else {
     using word = std::conditional_t<sizeof(T) == 8, double, float>;
     vec<word, int(N * sizeof(T))> v;
@@ -111,9 +111,18 @@ template <class T, int N>
 template <class T, bool Conj = false, class V>
 [[gnu::always_inline]] inline V mul(V a, V x) {
   if constexpr (is_complex<T>)
-    return complex_mul<Conj>(a, x);
+    return complex_product<Conj>(a, x);
   else
     return a * x;
+}
+
+// The same for an element in memory, whose parts are loaded apart: a load spreads them without a shuffle.
+template <class T, bool Conj = false>
+[[gnu::always_inline]] inline one<T> mul_at(const T* a, one<T> x) {
+  if constexpr (sizeof(T) == 16)
+    return complex_product<Conj>(broadcast<one<T>>(a->re), broadcast<one<T>>(a->im), x);
+  else
+    return mul<T, Conj>(load<T, 1>(a), x);
 }
 
 // a, or its conjugate: the sign of the imaginary part flipped.
@@ -161,6 +170,14 @@ struct dense {
   }
 };
 
+// R packs of neighbouring right-hand sides.
+template <class T, int N, int R>
+struct packs {
+  pack<T, N> at[R];
+};
+// As many packs abreast as leave room for four sums each in the registers.
+inline constexpr int abreast = width == 64 ? 4 : 2;
+
 // Calls body.operator()<N>(j) for packs that cover the right-hand sides first to last - 1 (from 0): the
 // widest first, then narrower ones. No sum crosses right-hand sides, so the grouping never shows.
 template <class T, int N, class Body>
@@ -171,6 +188,15 @@ template <class T, int N, class Body>
 template <class T, class Body>
 [[gnu::always_inline]] inline void for_packs(zor_int first, zor_int last, const Body& body) {
   packs_from<T, widest<T>>(first, last, body);
+}
+// The same with body.operator()<N, R>(j) for R packs at once, `abreast` of the widest ones while they last.
+template <class T, class Body>
+[[gnu::always_inline]] inline void for_packs_abreast(zor_int first, zor_int last, const Body& body) {
+  constexpr int n = widest<T>;
+  for (; first + n * abreast <= last; first += n * abreast) body.template operator()<n, abreast>(first);
+  packs_from<T, n>(
+      first,
+      last, [&]<int N>(zor_int j) __attribute__((always_inline)) { body.template operator()<N, 1>(j); });
 }
 
 }  // namespace zor::sparse

@@ -24,6 +24,14 @@ struct view {
 #define ZOR_VIEW(op, structure, triangle, diagonal) \
   zor::sparse::view { #op[0], #structure[0], #triangle[0], #diagonal[0] }
 
+// p, as a value whose origin the compiler does not know: else it undoes the shift of a pointer by a constant
+// and shifts every index instead.
+template <class P>
+[[gnu::always_inline]] inline P settled(P p) {
+  asm("" : "+r"(p));
+  return p;
+}
+
 template <class T, class I>
 struct csr {
   const T* val;
@@ -33,9 +41,37 @@ struct csr {
   zor_int base;
   zor_int origin = zor_int(*pntrb);
 
+  // The same matrix with val and indx moved, so that a row pointer is a position as it stands.
+  csr moved() const { return {settled(val - origin), settled(indx - origin), pntrb, pntre, base, 0}; }
   [[gnu::always_inline]] zor_int begin(zor_int row) const { return zor_int(pntrb[row]) - origin; }
   [[gnu::always_inline]] zor_int end(zor_int row) const { return zor_int(pntre[row]) - origin; }
   [[gnu::always_inline]] zor_int column(zor_int k) const { return zor_int(indx[k]) - base; }
 };
+
+// Calls row.operator()<Count>(r) for rows first to last - 1 in order, or in reverse with Down. Count is the
+// number of entries where rows of one length, 1 to Most, follow one another, as a grid makes them: no loop
+// over entries is then left to mispredict. Elsewhere it is 0 and says nothing.
+template <int Most, bool Down = false, class T, class I, class Row>
+[[gnu::always_inline]] inline void for_rows(csr<T, I> a, zor_int first, zor_int last, const Row& row) {
+  constexpr zor_int step = Down ? -1 : 1;
+  const zor_int beyond = Down ? first - 1 : last;
+  const auto count = [=](zor_int r) __attribute__((always_inline)) { return a.end(r) - a.begin(r); };
+  for (zor_int r = Down ? last - 1 : first; (beyond - r) * step > 0;) {
+    const zor_int n = count(r);
+    const auto run = [&]<int Count>() __attribute__((always_inline)) {
+      if (n != Count) return false;
+      do row.template operator()<Count>(r);
+      while ((r += step) != beyond && count(r) == Count);
+      return true;
+    };
+    const auto run_of_any = [&]<int... C>(std::integer_sequence<int, C...>) __attribute__((always_inline)) {
+      return (run.template operator()<C + 1>() || ...);
+    };
+    const bool alone = r + step == beyond || count(r + step) != n;
+    if (!alone && run_of_any(std::make_integer_sequence<int, Most>{})) continue;
+    row.template operator()<0>(r);
+    r += step;
+  }
+}
 
 }  // namespace zor::sparse

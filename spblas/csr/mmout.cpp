@@ -38,21 +38,24 @@ struct product {
   }
 };
 
-// The row dot of mvout for N right-hand sides from j on, then c(r, j) = c(r, j) + s alpha. B is read through
-// b, at column jb.
-template <int N, class T, bool RowMajor, bool RowsOfB, class I>
+// The row dot of mvout for R packs of right-hand sides from j on, then c(r, j) = c(r, j) + s alpha. B is read
+// through b, from column jb on.
+template <int N, int R, class T, bool RowMajor, bool RowsOfB, class I>
 [[gnu::always_inline]] inline void dot_row(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int j,
                                            dense<const T, RowsOfB> b, zor_int jb) {
-  const auto s = row_dots<N>(p.a, conj, p.a.begin(row), p.a.end(row), b, jb);
-  p.template change_c<N>(row, j, [&](auto c) { return c + mul<T>(s, spread<T, N>(&p.alpha)); });
+  const auto s = row_dots<N, R>(p.a, conj, p.a.begin(row), p.a.end(row), b, jb);
+#pragma GCC unroll 4
+  for (int i = 0; i < R; ++i)
+    p.template change_c<N>(row, j + i * N,
+                           [&](auto c) { return c + mul<T>(s.at[i], spread<T, N>(&p.alpha)); });
 }
 
 template <class T, bool RowMajor, class I>
 void dot_rows(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int end) {
   for (; row < end; ++row) {
-    for_packs<T>(
-        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-          dot_row<N>(p, conj, row, j, p.b, j);
+    for_packs_abreast<T>(
+        p.first, p.last, [&]<int N, int R>(zor_int j) __attribute__((always_inline)) {
+          dot_row<N, R>(p, conj, row, j, p.b, j);
         });
   }
 }
@@ -89,7 +92,7 @@ bool dot_rows_of_copy(product<T, false, I> p, bool conj, zor_int row, zor_int en
       p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
         for (zor_int i = 0; i < rows; ++i) store<T, N>(copy + i * N, p.b.template get<N>(r.first + i, j));
         const dense<const T, true> b{copy - r.first * N, N};
-        for (zor_int i = row; i < end; ++i) dot_row<N>(p, conj, i, j, b, 0);
+        for (zor_int i = row; i < end; ++i) dot_row<N, 1>(p, conj, i, j, b, 0);
       });
   zor_serv_deallocate(copy);
   return true;

@@ -21,7 +21,7 @@ struct product {
   T* y;
 
   // x moved so that an index addresses it without subtracting the base.
-  const T* shifted_x() const { return x - a.base; }
+  const T* shifted_x() const { return settled(x - a.base); }
   template <bool Conj>
   [[gnu::always_inline]] one<T> dot(zor_int r) const {
     const zor_int k = a.begin(r);
@@ -37,8 +37,15 @@ struct product {
 // General view: s = row dot, y(r) = y(r) + s alpha.
 template <class T, bool Conj, class I>
 void general(product<T, I> p) {
+  const csr<T, I> a = p.a.moved();
   const one<T> alpha = p.scale();
-  for (zor_int r = p.first; r < p.last; ++r) p.set_y(r, p.y_at(r) + mul<T>(p.template dot<Conj>(r), alpha));
+  const T* const x = p.shifted_x();
+  for_rows<7>(
+      a, p.first, p.last, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
+        const zor_int k = a.begin(r);
+        const one<T> s = row_dot_of<Count, T, Conj>(a.val + k, a.indx + k, a.end(r) - k, x);
+        p.set_y(r, p.y_at(r) + mul<T>(s, alpha));
+      });
 }
 
 // Stored diagonal: s = row dot, then s = s - a x(c) for each entry outside the triangle; y(r) = alpha s +
@@ -79,24 +86,34 @@ void triangle_unit(product<T, I> p, int side) {
 // in the one use or the other.
 template <class T, int Side, bool Gather, bool Mirror, class I>
 void classify(product<T, I> p) {
+  const csr<T, I> a = p.a.moved();
   const one<T> alpha = p.scale();
   const T* const x = p.shifted_x();
-  T* const y = p.y - p.a.base;
-  for (zor_int r = p.first + p.a.base; r < p.last + p.a.base; ++r) {
-    const one<T> t = mul<T>(load<T, 1>(x + r), alpha);
-    one<T> s{};
-    for (zor_int k = p.a.begin(r - p.a.base), end = p.a.end(r - p.a.base); k < end; ++k) {
-      const zor_int c = p.a.indx[k];
-      if (Side > 0 ? c < r : c > r) {
-        const one<T> a = p.entry(k);
-        store<T, 1>(y + c, load<T, 1>(y + c) + mul<T, Mirror>(a, t));
-        s = s + mul<T, Gather>(a, load<T, 1>(x + c));
-      } else if (c == r) {
-        s = s + mul<T, Gather>(p.entry(k), load<T, 1>(x + c));
-      }
-    }
-    store<T, 1>(y + r, load<T, 1>(y + r) + mul<T>(s, alpha));
-  }
+  T* const y = settled(p.y - a.base);
+  for_rows<5>(
+      a, p.first, p.last, [&]<int Count>(zor_int row) __attribute__((always_inline)) {
+        const zor_int r = row + a.base;
+        const one<T> t = mul<T>(load<T, 1>(x + r), alpha);
+        one<T> s{};
+        const auto meet = [&](zor_int k) __attribute__((always_inline)) {
+          const zor_int c = a.indx[k];
+          if (Side > 0 ? c < r : c > r) {
+            const one<T> image = Mirror ? mul_at<T, true>(a.val + k, t) : mul<T>(t, load<T, 1>(a.val + k));
+            s = s + mul_at<T, Gather>(a.val + k, load<T, 1>(x + c));
+            store<T, 1>(y + c, load<T, 1>(y + c) + image);
+          } else if (c == r) {
+            s = s + mul_at<T, Gather>(a.val + k, load<T, 1>(x + c));
+          }
+        };
+        zor_int k = a.begin(row);
+        if constexpr (Count == 0) {
+          for (const zor_int end = a.end(row); k < end; ++k) meet(k);
+        } else {
+#pragma GCC unroll 8
+          for (int i = 0; i < Count; ++i) meet(k + i);
+        }
+        store<T, 1>(y + r, load<T, 1>(y + r) + mul<T>(s, alpha));
+      });
 }
 
 // The unit symmetric, unit Hermitian and antisymmetric views, dot and correct: y(r) = s alpha + y(r) over the

@@ -80,7 +80,7 @@ void backward(solve_of<T, RowMajor, I> p, view v) {
         for_packs<T>(
             p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
               const pack<T, N> rest =
-                  p.x.template get<N>(row, j) - row_dots<N>(p.a, v.conjugated(), k, end, solved, j);
+                  p.x.template get<N>(row, j) - row_dots<N>(p.a, v.conjugated(), k, end, solved, j).at[0];
               p.x.template put<N>(row, j, v.unit() ? rest : mul<T>(rest, spread<T, N>(&t)));
             });
       });

@@ -75,48 +75,96 @@ constexpr zor_int rows_of_block(view v, zor_int base, bool many) {
   return v.triangle == 'l' ? 10000 : 2000;
 }
 
-template <class Body>
-[[gnu::always_inline]] inline void rows_up(zor_int m, zor_int block, const Body& body) {
+// Calls body(first, last) for the blocks of rows upwards, or downwards with Down.
+template <bool Down, class Body>
+[[gnu::always_inline]] inline void row_blocks(zor_int m, zor_int block, const Body& body) {
   if (block == 0 || block > m) block = m;
   const zor_int blocks = m / block;
-  for (zor_int i = 0; i < blocks; ++i) {
-    const zor_int end = i + 1 < blocks ? (i + 1) * block : m;
-    for (zor_int row = i * block; row < end; ++row) body(row);
+  for (zor_int n = 0; n < blocks; ++n) {
+    const zor_int i = Down ? blocks - 1 - n : n;
+    body(i * block, i + 1 < blocks ? (i + 1) * block : m);
   }
+}
+template <class Body>
+[[gnu::always_inline]] inline void rows_up(zor_int m, zor_int block, const Body& body) {
+  row_blocks<false>(
+      m, block, [&](zor_int row, zor_int end) __attribute__((always_inline)) {
+        for (; row < end; ++row) body(row);
+      });
 }
 template <class Body>
 [[gnu::always_inline]] inline void rows_down(zor_int m, zor_int block, const Body& body) {
-  if (block == 0 || block > m) block = m;
-  const zor_int blocks = m / block;
-  for (zor_int i = blocks; i-- > 0;) {
-    const zor_int end = i + 1 < blocks ? (i + 1) * block : m;
-    for (zor_int row = end; row-- > i * block;) body(row);
-  }
+  row_blocks<true>(
+      m, block, [&](zor_int first, zor_int row) __attribute__((always_inline)) {
+        while (row-- > first) body(row);
+      });
+}
+
+// The element solved last, in the form in which the next row multiplies by it: most rows need it at once, and
+// it never goes through memory as a vector that two narrower stores would hold up.
+template <class T>
+struct solved_element {
+  one<T> value{};
+
+  [[gnu::always_inline]] void set(T v) { value = load<T, 1>(&v); }
+  [[gnu::always_inline]] one<T> times(one<T> entry) const { return mul<T>(entry, value); }
+};
+template <>
+struct solved_element<c64> {
+  one<c64> re{}, im{};
+
+  [[gnu::always_inline]] void set(c64 v) { re = broadcast<one<c64>>(v.re), im = broadcast<one<c64>>(v.im); }
+  [[gnu::always_inline]] one<c64> times(one<c64> entry) const { return complex_product(re, im, entry); }
+};
+
+// rest / pivot, or rest itself for a unit diagonal; stored to x and kept.
+template <class T>
+[[gnu::always_inline]] inline void solve_row(one<T> rest, bool unit, T pivot, T* x, solved_element<T>& last) {
+  T v;
+  std::memcpy(&v, &rest, sizeof v);
+  if (!unit) v = quotient(v, pivot);
+  *x = v;
+  last.set(v);
 }
 
 // One right-hand side j of a lower solve: s = sum of a x(col) in one chain over the entries below the
-// diagonal, x(r) = (x(r) - s) / pivot, or x(r) - s for a unit diagonal. The element solved last stays in a
-// register: most rows need it at once.
+// diagonal, x(r) = (x(r) - s) / pivot, or x(r) - s for a unit diagonal.
 template <class T, bool RowMajor, class I>
-void forward_solve(csr<T, I> a, bool conj, bool unit, zor_int m, zor_int block, dense<T, RowMajor> x,
+void forward_solve(csr<T, I> a, bool conj, bool unit, zor_int m, zor_int block, dense<T, RowMajor> b,
                    zor_int j) {
-  one<T> previous{};
-  rows_up(
-      m, block, [&](zor_int row) __attribute__((always_inline)) {
-        zor_int k = a.begin(row);
-        one<T> s{};
-        for (const zor_int end = a.end(row); k < end; ++k) {
-          const zor_int col = a.column(k);
-          if (col >= row) break;
-          const one<T> entry = conj_if<T>(conj, load<T, 1>(a.val + k));
-          if (col == row - 1) [[likely]]
-            s = s + mul<T>(entry, previous);
-          else
-            s = s + mul<T>(entry, load<T, 1>(x.at(col, j)));
-        }
-        previous = load<T, 1>(x.at(row, j)) - s;
-        if (!unit) previous = divided<T, 1>(previous, value_at(a, k, conj));
-        store<T, 1>(x.at(row, j), previous);
+  a = a.moved();
+  // Addressed by columns in the base of the matrix.
+  const dense<T, RowMajor> x{settled(b.at(-a.base, j)), b.ld};
+  solved_element<T> previous;
+  const auto solve = [&]<int Count>(zor_int row) __attribute__((always_inline)) {
+    const zor_int r = row + a.base;
+    one<T> s{};
+    // In a row of known length it is the last entry before the diagonal that meets the element solved last.
+    const auto below = [&]<bool MayBeLast>(zor_int k) __attribute__((always_inline)) {
+      const zor_int col = a.indx[k];
+      if (col >= r) return false;
+      const one<T> entry = conj_if<T>(conj, load<T, 1>(a.val + k));
+      if (MayBeLast && col == r - 1) [[likely]]
+        s = s + previous.times(entry);
+      else
+        s = s + mul<T>(entry, load<T, 1>(x.at(col, 0)));
+      return true;
+    };
+    zor_int k = a.begin(row);
+    if constexpr (Count == 0) {
+      for (const zor_int end = a.end(row); k < end && below.template operator()<true>(k);) ++k;
+    } else {
+      [&]<int... E>(std::integer_sequence<int, E...>) __attribute__((always_inline)) {
+        (void)((below.template operator()<E == Count - 2>(k) && (k += 1, true)) && ...);
+      }
+      (std::make_integer_sequence<int, Count>{});
+    }
+    T* const place = x.at(r, 0);
+    solve_row(load<T, 1>(place) - s, unit, unit ? T{} : value_at(a, k, conj), place, previous);
+  };
+  row_blocks<false>(
+      m, block, [&](zor_int first, zor_int last) __attribute__((always_inline)) {
+        for_rows<4>(a, first, last, solve);
       });
 }
 

@@ -9,19 +9,19 @@
 namespace zor::sparse {
 namespace {
 
-// The row dot of a short run of entries that starts with column row + 1, whose element is at hand in a
-// register: the plain chain ((0 + p0) + p1) + ..., with p0 last to arrive. Whether 0 meets p0 or p1 decides
-// nothing.
+// The row dot of fewer than eight entries, the first of which meets the element solved last: the plain chain
+// ((0 + p0) + p1) + ..., with p0 last to arrive. Whether 0 meets p0 or p1 decides nothing.
 template <bool Conj, class T, class I>
-[[gnu::always_inline]] inline one<T> chain_from(csr<T, I> a, zor_int k, zor_int end, one<T> previous,
-                                                const T* x) {
+[[gnu::always_inline]] inline one<T> chain_from(csr<T, I> a, zor_int k, zor_int count,
+                                                const solved_element<T>& previous, const T* x) {
   const auto term = [=](zor_int i) __attribute__((always_inline)) {
-    return mul<T, Conj>(load<T, 1>(a.val + i), load<T, 1>(x + a.indx[i]));
+    return mul_at<T, Conj>(a.val + i, load<T, 1>(x + a.indx[i]));
   };
   one<T> s{};
-  if (k + 1 < end) s = s + term(k + 1);
-  s = s + mul<T, Conj>(load<T, 1>(a.val + k), previous);
-  for (k += 2; k < end; ++k) s = s + term(k);
+  if (count > 1) s = s + term(k + 1);
+  s = s + previous.times(conj_if<T>(Conj, load<T, 1>(a.val + k)));
+#pragma GCC unroll 8
+  for (zor_int i = 2; i < count; ++i) s = s + term(k + i);
   return s;
 }
 
@@ -29,20 +29,27 @@ template <bool Conj, class T, class I>
 // steps over the stopping position only when it is the diagonal: x(r) = x(r) - s.
 template <bool Conj, class T, class I>
 void backward_solve(csr<T, I> a, bool unit, zor_int m, zor_int block, T* x) {
-  const T* const shifted = x - a.base;
-  one<T> previous{};
-  rows_down(
-      m, block, [&](zor_int row) __attribute__((always_inline)) {
-        const zor_int stop = walk_forward(a, row), end = a.end(row);
-        const zor_int k = !unit || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
-        one<T> s;
-        if (k < end && end - k < 8 && a.column(k) == row + 1)
-          s = chain_from<Conj>(a, k, end, previous, shifted);
-        else
-          s = row_dot<T, Conj>(a.val + k, a.indx + k, end - k, shifted);
-        previous = load<T, 1>(x + row) - s;
-        if (!unit) previous = divided<T, 1>(previous, value_at(a, stop, Conj));
-        store<T, 1>(x + row, previous);
+  a = a.moved();
+  const T* const shifted = settled(x - a.base);
+  solved_element<T> previous;
+  const auto solve_row_of = [&]<int Count>(zor_int row) __attribute__((always_inline)) {
+    const zor_int begin = a.begin(row), end = a.end(row), stop = walk_forward(a, row);
+    const zor_int k = !unit || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
+    const zor_int count = end - k;
+    one<T> s;
+    if (count > 0 && count < 8 && a.column(k) == row + 1) {
+      if (Count > 1 && k == begin + 1)
+        s = chain_from<Conj>(a, begin + 1, Count - 1, previous, shifted);
+      else
+        s = chain_from<Conj>(a, k, count, previous, shifted);
+    } else {
+      s = row_dot<T, Conj>(a.val + k, a.indx + k, count, shifted);
+    }
+    solve_row(load<T, 1>(x + row) - s, unit, unit ? T{} : value_at(a, stop, Conj), x + row, previous);
+  };
+  row_blocks<true>(
+      m, block, [&](zor_int first, zor_int last) __attribute__((always_inline)) {
+        for_rows<4, true>(a, first, last, solve_row_of);
       });
 }
 
