@@ -4,7 +4,7 @@
 // (ar xr - ai xi, ar xi + ai xr), with one rounding an operation.
 #pragma once
 
-#include "serv/complex_product.h"
+#include "serv/vec.h"
 
 namespace zor::sparse {
 
@@ -111,7 +111,7 @@ template <class T, int N>
 template <class T, bool Conj = false, class V>
 [[gnu::always_inline]] inline V mul(V a, V x) {
   if constexpr (is_complex<T>)
-    return complex_product<Conj>(a, x);
+    return complex_mul<Conj>(a, x);
   else
     return a * x;
 }
@@ -120,7 +120,7 @@ template <class T, bool Conj = false, class V>
 template <class T, bool Conj = false>
 [[gnu::always_inline]] inline one<T> mul_at(const T* a, one<T> x) {
   if constexpr (sizeof(T) == 16)
-    return complex_product<Conj>(broadcast<one<T>>(a->re), broadcast<one<T>>(a->im), x);
+    return complex_mul<Conj>(broadcast<one<T>>(a->re), broadcast<one<T>>(a->im), x);
   else
     return mul<T, Conj>(load<T, 1>(a), x);
 }

@@ -86,8 +86,10 @@ void add_verify(CLI::App& app, zor_tools::verify_options& options) {
 
 void add_bench(CLI::App& app, zor_bench::options& options) {
   CLI::App* command = app.add_subcommand("bench", "Measure speed side by side with other libraries");
-  command->add_option("--family", options.families,
-                      "gemm, vector, pool, dft1, dftreal or dftnd; may be repeated");
+  std::string names;
+  for (const auto& family : zor_bench::families)
+    names += (names.empty() ? "" : ", ") + std::string(family.name);
+  command->add_option("--family", options.families, "One of " + names + "; may be repeated");
   command->add_option("--case", options.filter,
                       "Only cases whose name has a match of this regular expression");
   command->add_flag("--csv", options.csv, "Print comma-separated values instead of tables");

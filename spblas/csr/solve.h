@@ -114,7 +114,7 @@ struct solved_element<c64> {
   one<c64> re{}, im{};
 
   [[gnu::always_inline]] void set(c64 v) { re = broadcast<one<c64>>(v.re), im = broadcast<one<c64>>(v.im); }
-  [[gnu::always_inline]] one<c64> times(one<c64> entry) const { return complex_product(re, im, entry); }
+  [[gnu::always_inline]] one<c64> times(one<c64> entry) const { return complex_mul(re, im, entry); }
 };
 
 // rest / pivot, or rest itself for a unit diagonal; stored to x and kept.

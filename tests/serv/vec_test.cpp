@@ -7,7 +7,6 @@
 #include <cmath>
 #include <limits>
 
-#include "serv/complex_product.h"
 #include "serv/vec.h"
 
 namespace {
@@ -181,8 +180,6 @@ TYPED_TEST(Lanes, Arithmetic) {
     conjugated[i + 1] = outer - inner;
   }
   EXPECT_TRUE(same("complex_mul", complex_mul(in<V>(x), in<V>(y)), product));
-  EXPECT_TRUE(same("complex_product", complex_product(in<V>(x), in<V>(y)), product));
-  EXPECT_TRUE(same("complex_product<true>", complex_product<true>(in<V>(x), in<V>(y)), conjugated));
   EXPECT_TRUE(same("complex_mul<true>", complex_mul<true>(in<V>(x), in<V>(y)), conjugated));
   R sum = x[0];
   for (int i = 1; i < n; ++i) sum += x[size_t(i)];
