@@ -177,8 +177,11 @@ inline constexpr int strip_heights = tile_shape<T>::vectors + std::bit_width(uns
 template <class T, int Height>
 inline constexpr int height_vectors = Height < tile_shape<T>::vectors ? Height + 1 : 1;
 template <class T, int Height>
-using height_vector = vec < real_t<T>,
-      Height<tile_shape<T>::vectors ? width : (width >> (Height - tile_shape<T>::vectors + 1))>;
+inline constexpr int height_bytes = Height < tile_shape<T>::vectors
+                                        ? width
+                                        : (width >> (Height - tile_shape<T>::vectors + 1));
+template <class T, int Height>
+using height_vector = vec<real_t<T>, height_bytes<T, Height>>;
 
 // The kernels by height and by columns.
 template <class T, reading From>

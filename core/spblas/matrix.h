@@ -14,7 +14,7 @@ struct zor_sparse_matrix {
   char type, structure, triangle, diagonal;
   int32_t base;
   zor_int rows, cols, nnz;
-  zor_int used;  // entries up to the last row's end
+  zor_int used;                            // entries up to the last row's end
   const void *val, *indx, *pntrb, *pntre;  // as the kernels take them
   const void *given_pntrb, *given_pntre;
   void* own_pointers;  // row pointers that begin at 0, null when the caller's serve
