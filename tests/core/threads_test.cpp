@@ -171,6 +171,7 @@ std::string threads_added_by_products() {
 // Counted in a process of its own, started afresh: here threads of earlier teams may still be on their way
 // out.
 TEST(Threads, AreTakenForLargeCallsOnly) {
+  if (under_tsan) GTEST_SKIP() << "the thread sanitizer starts a thread of its own";
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
