@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "bench/report.h"
+#include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/digest.h"
 #include "tools/output_file.h"
@@ -146,8 +147,7 @@ int fft(const fft_options& options) {
   fmt::print("peak        amplitude {:.9g} at frequency {:.9g}\n", amplitude(spectrum, peak, n),
              double(peak) * s.rate / double(n));
   fmt::print("time        {:.6f} s\n", seconds);
-  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
-  fmt::print("sha256      {}\n", sum.take());
+  print_digest(sum);
   return 0;
 }
 

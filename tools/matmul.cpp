@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/digest.h"
 #include "tools/mmio.h"
@@ -46,10 +47,8 @@ void multiply(const mm_matrix& a, const mm_matrix& b, output_file* output) {
   sum.add(c.get(), size_t(m * n));
   if (output != nullptr) output->commit(mm_array_text(m, n, c.get()));
   fmt::print("C = A B     {} by {}, depth {}, {}\n", m, n, k, field_name<T>());
-  fmt::print("time        {:.6f} s, {:.2f} GFLOP/s, threads at most {}\n", seconds, flops / seconds * 1e-9,
-             zor_core_num_threads());
-  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
-  fmt::print("sha256      {}\n", sum.take());
+  print_time(seconds, flops);
+  print_digest(sum);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "bench/report.h"
+#include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/digest.h"
 #include "tools/operand.h"
@@ -225,11 +226,8 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
     for (zor_int i = 0; i < n; ++i) error = std::max(error, std::abs(x[size_t(i)] - 1));
     fmt::print("error       largest |x - 1| is {:.3e}\n", error);
   }
-  fmt::print("time        {:.6f} s, {:.2f} GFLOP/s, threads at most {}\n", seconds,
-             double(iterations) * (2.0 * double(whole) + sweep + 12.0 * double(n)) / seconds * 1e-9,
-             zor_core_num_threads());
-  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
-  fmt::print("sha256      {}\n", sum.take());
+  print_time(seconds, double(iterations) * (2.0 * double(whole) + sweep + 12.0 * double(n)));
+  print_digest(sum);
   if (plot) draw(residuals, *plot);
 }
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <optional>
 
+#include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/digest.h"
 #include "tools/operand.h"
@@ -61,11 +62,8 @@ void multiply(const mm_matrix& a, const mm_matrix& x, output_file* output) {
   fmt::print("A           {} by {}, {} entries stored, {}, {}\n", m, a.cols, stored.val.size(),
              field_name<T>(), symmetry_name(a.symmetry));
   fmt::print("x           {} column{}\n", n, n == 1 ? "" : "s");
-  fmt::print("time        {:.6f} s, {:.2f} GFLOP/s, threads at most {}\n", seconds,
-             flops_of_term<T> * double(whole_entries(a)) * double(n) / seconds * 1e-9,
-             zor_core_num_threads());
-  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
-  fmt::print("sha256      {}\n", sum.take());
+  print_time(seconds, flops_of_term<T> * double(whole_entries(a)) * double(n));
+  print_digest(sum);
 }
 
 }  // namespace
