@@ -14,7 +14,7 @@ namespace zor::sparse {
 template <class T, bool Conj, class I>
 [[gnu::always_inline]] inline one<T> row_dot(const T* val, const I* indx, zor_int count, const T* x) {
   // In 32 bytes a complex product takes fewer instructions than in 64.
-  constexpr int most = is_complex<T> && widest < T >> 2 ? int(32 / sizeof(T)) : widest<T>;
+  constexpr int most = is_complex<T> && 2 < widest<T> ? int(32 / sizeof(T)) : widest<T>;
   constexpr int n = most < 4 ? most : 4, registers = 4 / n;
   const auto term = [=](zor_int i) __attribute__((always_inline)) {
     return mul_at<T, Conj>(val + i, load<T, 1>(x + indx[i]));
