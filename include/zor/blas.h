@@ -37,7 +37,7 @@ ZOR_BEGIN_C
 #include "zor/tables/core_blas.inc"
 
 /* libzor_kern: the calling thread does the whole, arguments are trusted. Sizes at or below zero return at
- * once. */
+ * once, except the depth of a product. */
 
 /* Matrix-vector kernels, as zor_blas_?gemv and zor_blas_?syr; docs/numerics.md has the orders of sums. Any
  * letter but N and n means transposed, C and c conjugated too (complex); any uplo but U and u means the lower
@@ -53,7 +53,7 @@ ZOR_BEGIN_C
 /* libzor_kern, vector kernels: the whole range on the calling thread, nothing checked, n of 0 or less does
  * nothing or gives 0. A vector is n elements, inc apart; "standard walk" means that a negative increment
  * starts at x + (1-n) inc. Elements need no alignment, but the sums of asum, snrm2, scnrm2 and dot are
- * grouped by the position of x modulo 16 bytes, so that position is part of the input. The order of every sum
+ * grouped by the positions of x and y modulo 16 bytes, which are part of the input. The order of every sum
  * stands in docs/numerics.md. Nothing outside the elements is read or written. */
 
 /* The sum of magnitudes, |re| + |im| for complex. A negative increment runs over the same elements as its
@@ -125,11 +125,11 @@ ZOR_BEGIN_C
   void name(const zor_int* n, T* x, const zor_int* indx, T* y, const T* c, const T* s);
 #include "zor/tables/blas_vector.inc"
 
-/* libzor_kern, the matrix product on the calling thread. Nothing is checked and nothing reported: sizes at or
- * below zero return at once, a letter that is neither N nor (complex) C counts as T. */
+/* libzor_kern, the matrix product on the calling thread. Nothing is checked and nothing reported: m or n at
+ * or below zero returns at once, a letter that is neither N nor (complex) C counts as T. */
 
-/* C := alpha op(A) op(B) + beta C; op(A) is m by k, op(B) k by n. C is not read when beta is 0. Scratch comes
- * from the pool; when memory is short the product completes without, its sums in another order. */
+/* C := alpha op(A) op(B) + beta C, op(A) m by k, op(B) k by n; C := beta C when k is not positive or alpha is
+ * 0. C is not read when beta is 0. Scratch is the pool's; without it the sums run in another order. */
 #define ROW_XGEMM(name, T)                                                                                 \
   void name(const char* transa, const char* transb, const zor_int* m, const zor_int* n, const zor_int* k,  \
             const T* alpha, const T* a, const zor_int* lda, const T* b, const zor_int* ldb, const T* beta, \
