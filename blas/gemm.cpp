@@ -10,6 +10,7 @@
 
 #include "blas/gemm_pack.h"
 #include "blas/gemm_rows.h"
+#include "serv/control.h"
 #include "serv/imports.h"
 #include "serv/memory.h"
 #include "zor/blas.h"
@@ -25,7 +26,6 @@ struct problem {
   T beta;
   T* c;
   zor_int ldc;
-  char transa;
 };
 
 // Depth of a panel, largest blocks of rows and columns, and the bytes asked of the pool.
@@ -153,7 +153,7 @@ zor_int first_depth(zor_int k, zor_int kb) {
 // Where a product reads: in place what is read too seldom to be worth its packing, as far as it can be read
 // from there. A panel in place should stay in the second level of cache with all that lies between its
 // columns, and columns a page apart would share the sets of the first. Strips of whole vectors need no
-// padding.
+// padding. A product with an alpha of 1 changes A only where results are flushed to zero.
 template <class T>
 reading reading_of(const problem<T>& q, bool small) {
   constexpr zor_int few = 96, size = sizeof(T), whole = 16 / size;
@@ -166,7 +166,7 @@ reading reading_of(const problem<T>& q, bool small) {
   if (!b_in_place) return reading::packed;
   if constexpr (!is_complex<T>) {
     if (!q.a.trans && q.alpha == 1 && q.m % whole == 0 &&
-        (small || (q.n <= few && is_near(q.a.column_stride))))
+        (small || (q.n <= few && is_near(q.a.column_stride))) && !flushes_results())
       return reading::in_place;
   }
   return reading::b_in_place;
@@ -239,10 +239,11 @@ void tail_columns(const problem<T>& q, zor_int first, Gemv& gemv) {
                   q.ldc);
     return;
   }
+  const char trans = !q.a.trans ? 'N' : q.a.conj ? 'C' : 'T';
   const zor_int rows = q.a.trans ? q.k : q.m, columns = q.a.trans ? q.m : q.k, one = 1;
   const zor_int lda = q.a.trans ? q.a.row_stride : q.a.column_stride;
   for (zor_int j = first; j < q.n; ++j)
-    gemv(&q.transa, &rows, &columns, &q.alpha, q.a.data, &lda, q.b.at(0, j), &q.b.row_stride, &q.beta,
+    gemv(&trans, &rows, &columns, &q.alpha, q.a.data, &lda, q.b.at(0, j), &q.b.row_stride, &q.beta,
          q.c + j * q.ldc, &one);
 }
 
@@ -298,6 +299,6 @@ void product(const problem<T>& q) {
                        const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                      \
     using namespace zor::gemm;                                                                             \
     product<T>({*m, *n, *k, *alpha, make_operand(*transa, a, *lda), make_operand(*transb, b, *ldb), *beta, \
-                c, *ldc, *transa});                                                                        \
+                c, *ldc});                                                                                 \
   }
 #include "zor/tables/blas_gemm.inc"

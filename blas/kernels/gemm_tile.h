@@ -26,7 +26,7 @@ template <class T>
 inline constexpr bool spread_b = width == 16 && sizeof(real_t<T>) == 4;
 
 // Where a kernel reads: both panels packed; B in place; or both in place, for an A that is not transposed, an
-// alpha of 1 (the product with it changes nothing) and real types.
+// alpha of 1 (the product with it changes no A that is not flushed) and real types.
 enum class reading { packed, b_in_place, in_place };
 
 template <class T>

@@ -2,8 +2,12 @@
 // The matrix product against plain loops: bits, exception flags, and what lies between and around the
 // operands; exactness on integers and an error bound, which hold in any order of sums; the exported copies'
 // formats.
+#include <immintrin.h>
+
+#include <array>
 #include <cfenv>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -76,8 +80,8 @@ void check(const char* name, Kernel kernel, const gemm_case& q, const Spoil& spo
   EXPECT_TRUE(same_bits(reals(b_before.data()), reals(b.data.data()), b_before.size() * parts<T>));
 }
 
-// Real routines take a conjugating letter as a transposing one.
-constexpr const char* letters[] = {"NN", "NT", "TN", "TT", "nC", "Cn", "cT", "Tc", "CC"};
+// Real routines take a conjugating letter as a transposing one, all routines any other letter.
+constexpr const char* letters[] = {"NN", "NT", "TN", "TT", "nC", "Cn", "cT", "Tc", "CC", "Xq"};
 
 // Every size from none to beyond two tiles of the widest build, in turn as rows, columns and depth.
 TEST(Gemm, SizesAroundTheTiles) {
@@ -189,6 +193,29 @@ TEST(Gemm, SpecialValuesStayWhereTheDataPutThem) {
                            c.at(size - 1 - place, place) = scalar<T>(special, special);
                        }
                      });
+  };
+#define ROW_XGEMM(name, T) run(#name, name, T{});
+#include "zor/tables/blas_gemm.inc"
+}
+
+// A subnormal column of A against a huge row of B, where A may be read as it is: alpha is multiplied in all
+// the same, so the column is lost where results are flushed to zero, and where operands are.
+TEST(Gemm, FollowsTheCallersSubnormalModes) {
+  const auto run = []<class T>(const char* name, auto kernel, T) {
+    const unsigned own = _mm_getcsr();
+    for (unsigned mode : {0u, unsigned(_MM_FLUSH_ZERO_ON), 0x40u, _MM_FLUSH_ZERO_ON | 0x40u})
+      for (const char* l : {"NN", "NT"})
+        for (const auto& [m, n, k] : {std::array<zor_int, 3>{16, 8, 8}, {40, 12, 9}, {96, 40, 300}}) {
+          _mm_setcsr(own | mode);
+          check<T>(name, kernel, {l, m, n, k, 0, {1, 0}, {1, 0}}, [&](auto& a, auto& b, auto&) {
+            using limits = std::numeric_limits<real<T>>;
+            constexpr real<T> tiny = limits::min() / 2;
+            for (zor_int i = 0; i < m; ++i) reals(&a.at(i, 0))[0] = tiny;
+            for (zor_int j = 0; j < n; ++j)
+              reals(&b.at(turned(l[1]) ? j : 0, turned(l[1]) ? 0 : j))[0] = limits::max();
+          });
+          _mm_setcsr(own);
+        }
   };
 #define ROW_XGEMM(name, T) run(#name, name, T{});
 #include "zor/tables/blas_gemm.inc"
