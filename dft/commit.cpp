@@ -166,6 +166,7 @@ void copy_from_head(const descriptor* head, descriptor* r, zor_int index) {
   r->packed_format = head->packed_format;
   r->number_of_transforms = head->number_of_transforms;
   r->ordering = head->ordering;
+  r->transpose = head->transpose;
   r->reserved_a = head->reserved_a;
   r->reserved_b = head->reserved_b;
   r->reserved_c = head->reserved_c;
@@ -196,7 +197,8 @@ int32_t plan_complex_dimension(descriptor* head, descriptor* r) {
     if (status == ZOR_DFT_OK) return status;
   }
   const zor_int n = r->length;
-  if (ordered && is_power_of_two(n) && n >= 2 && n <= fixed_kernel_limit<R>(head, r) && unit_strides(head)) {
+  // Powers of two are in natural order whatever the setting.
+  if (is_power_of_two(n) && n >= 2 && n <= fixed_kernel_limit<R>(head, r) && unit_strides(head)) {
     r->general_plan = 0;
     install_complex<R>(r, plan_fixed);
     return build_complex<R>(r, plan_fixed);

@@ -63,17 +63,18 @@ void fill_records(descriptor* head, int32_t precision, int32_t domain, zor_int r
   link_records(head);
 }
 
+// Not along the chain, which a failed commit leaves cut.
 template <class Set>
 void for_each_record(descriptor* head, Set set) {
-  for (descriptor* r = head; r != nullptr; r = r->next_dim) set(r);
+  for (zor_int i = 0; i < head->rank; ++i) set(head + i);
 }
 
 // A scale goes to the first record long enough to be transformed, so that data is scaled once.
 template <class Set>
 void place_scale(descriptor* head, double value, Set set) {
-  descriptor* carrier = head;
-  while (carrier != nullptr && carrier->length < 2) carrier = carrier->next_dim;
-  if (carrier == nullptr) carrier = head;
+  const descriptor* carrier = head;
+  while (carrier < head + head->rank && carrier->length < 2) ++carrier;
+  if (carrier == head + head->rank) carrier = head;
   for_each_record(head, [&](descriptor* r) { set(r, r == carrier ? value : 1.0); });
 }
 

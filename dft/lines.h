@@ -86,6 +86,7 @@ inline zor_int line_pitch(const line_set<const In>& in, const line_set<Out>& out
   return bytes % 1024 == 0 ? bytes + 64 : bytes;
 }
 
+// The last line's status speaks for the tile.
 template <int Columns, class In, class Out>
 inline int32_t run_tile(const line_kernel& kernel, const line_set<const In>& in, const line_set<Out>& out,
                         zor_int first, char* tile, zor_int pitch) {
@@ -93,8 +94,7 @@ inline int32_t run_tile(const line_kernel& kernel, const line_set<const In>& in,
   int32_t status = ZOR_DFT_OK;
   for (int c = 0; c < Columns; ++c) {
     char* line = tile + c * pitch;
-    const int32_t s = kernel.run(line, line, kernel.record, kernel.work);
-    if (status == ZOR_DFT_OK) status = s;
+    status = kernel.run(line, line, kernel.record, kernel.work);
   }
   scatter_tile<Columns>(tile, pitch, out.count, out.data + first, out.stride);
   return status;

@@ -48,12 +48,13 @@ int32_t pair_columns(plane<const R> in, plane<R> out, const line_kernel& kernel,
   for (zor_int c = 0; c < count; c += 8) {
     const int columns = int(count - c < 8 ? count - c : 8);
     gather_pairs(in.data + 2 * c * in.s0, in.s0, in.s1, rows, columns, tile.data, pitch);
+    int32_t status = ZOR_DFT_OK;
     for (int i = 0; i < columns; ++i) {
       char* line = tile.data + i * pitch;
-      const int32_t status = kernel.run(line, line, kernel.record, kernel.work);
-      if (status != ZOR_DFT_OK) return status;
+      status = kernel.run(line, line, kernel.record, kernel.work);
     }
     scatter_pairs(tile.data, pitch, columns, rows, out.data + 2 * c * out.s0, out.s0, out.s1);
+    if (status != ZOR_DFT_OK) return status;
   }
   return ZOR_DFT_OK;
 }

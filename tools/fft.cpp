@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 
 #include "bench/report.h"
@@ -79,8 +80,7 @@ std::string spectrum_text(const std::vector<zor_c64>& spectrum, size_t n, double
 }
 
 // At most a few thousand points: of each stretch the highest, so that no line is lost.
-void plot_spectrum(const std::vector<zor_c64>& spectrum, size_t n, double rate, const std::string& file) {
-  log_plot plot(file, "frequency", "amplitude");
+void plot_spectrum(const std::vector<zor_c64>& spectrum, size_t n, double rate, log_plot& plot) {
   plot.text() += "plot '-' with lines\n";
   constexpr size_t points = 4000;
   const size_t stretch = (spectrum.size() + points - 1) / points;
@@ -99,7 +99,7 @@ bool ends_with_wav(const std::string& name) {
   return name.size() >= 4 && name.compare(name.size() - 4, 4, ".wav") == 0;
 }
 
-// What was cut off comes back as the difference: the samples are replaced by those of the frequencies kept.
+// The samples are replaced by those of the frequencies kept.
 size_t filter(transform& t, std::vector<zor_c64> spectrum, double highest, signal* s) {
   const size_t n = s->samples.size();
   size_t removed = 0;
@@ -116,6 +116,12 @@ size_t filter(transform& t, std::vector<zor_c64> spectrum, double highest, signa
 
 int fft(const fft_options& options) {
   zor_core_set_num_threads(options.threads);
+  // Files are opened first and written last, so that nothing is left of a run that fails.
+  std::optional<log_plot> plot;
+  std::optional<output_file> output, filtered;
+  if (!options.plot.empty()) plot.emplace(options.plot, "frequency", "amplitude");
+  if (!options.output.empty()) output.emplace(options.output);
+  if (!options.filtered.empty()) filtered.emplace(options.filtered);
   progress bar(4);
   signal s = read_signal(options.input, options.column, options.rate);
   const size_t n = s.samples.size();
@@ -126,22 +132,26 @@ int fft(const fft_options& options) {
   const auto start = std::chrono::steady_clock::now();
   t.forward(s.samples, spectrum);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  bar.enter(n, "writing the spectrum");
-  if (!options.output.empty()) output_file(options.output).commit(spectrum_text(spectrum, n, s.rate));
-  if (!options.plot.empty()) plot_spectrum(spectrum, n, s.rate, options.plot);
   size_t peak = spectrum.size() > 1 ? 1 : 0;
   for (size_t k = 1; k < spectrum.size(); ++k)
     if (amplitude(spectrum, k, n) > amplitude(spectrum, peak, n)) peak = k;
   digest sum;
   sum.add(spectrum.data(), spectrum.size());
-  if (!options.filtered.empty()) {
+  size_t removed = 0;
+  std::string filtered_text;
+  if (filtered) {
     bar.enter(n, "filter");
-    const size_t removed = filter(t, spectrum, options.highest, &s);
-    output_file(options.filtered).commit(ends_with_wav(options.filtered) ? wav_text(s) : csv_text(s));
+    removed = filter(t, spectrum, options.highest, &s);
+    filtered_text = ends_with_wav(options.filtered) ? wav_text(s) : csv_text(s);
+  }
+  bar.enter(n, "writing");
+  if (plot) plot_spectrum(spectrum, n, s.rate, *plot);
+  if (output) output->commit(spectrum_text(spectrum, n, s.rate));
+  if (filtered) filtered->commit(filtered_text);
+  zor_bench::clear_progress();
+  if (filtered)
     fmt::print("filter      {} of {} frequencies above {:g} removed\n", removed, spectrum.size(),
                options.highest);
-  }
-  zor_bench::clear_progress();
   fmt::print("samples     {}, {:g} a second\n", n, s.rate);
   fmt::print("mean        {:.9g}\n", spectrum[0].re);
   fmt::print("peak        amplitude {:.9g} at frequency {:.9g}\n", amplitude(spectrum, peak, n),

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -22,6 +23,18 @@ int fail(int status, const char* what) {
 
 void add_threads(CLI::App* command, int32_t& threads, const char* help) {
   command->add_option("--threads", threads, help)->check(CLI::Range(1, 4096));
+}
+
+// A finite number from 0, or above it. CLI11's own checks let NaN pass.
+CLI::Validator finite_from_zero(bool zero) {
+  return {[zero](const std::string& text) -> std::string {
+            double value = 0;
+            const bool taken = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
+                               (zero ? value >= 0 : value > 0);
+            return taken ? ""
+                         : text + " is not a " + (zero ? "finite number from 0" : "positive finite number");
+          },
+          zero ? "FROM 0" : "POSITIVE"};
 }
 
 void add_matmul(CLI::App& app, zor_tools::matmul_options& options) {
@@ -50,7 +63,7 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
   command->add_option("--preconditioner", options.preconditioner, "none or gauss-seidel")
       ->check(CLI::IsMember({"none", "gauss-seidel"}));
   command->add_option("--tolerance", options.tolerance, "Residual to reach, relative to b")
-      ->check(CLI::Range(0.0, 1.0));
+      ->check(finite_from_zero(true) & CLI::Range(0.0, 1.0));
   command->add_option("--iterations", options.iterations, "Iterations at most")->check(CLI::PositiveNumber);
   command->add_option("--every", options.every, "Iterations from one line to the next")
       ->check(CLI::PositiveNumber);
@@ -62,12 +75,13 @@ void add_fft(CLI::App& app, zor_tools::fft_options& options) {
   CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
   command->add_option("FILE", options.input, "WAV, text or CSV file")->required();
   command->add_option("--column", options.column, "Channel or column, from 1")->check(CLI::Range(1, 65535));
-  command->add_option("--rate", options.rate, "Samples a second of a text file")->check(CLI::PositiveNumber);
+  command->add_option("--rate", options.rate, "Samples a second of a text file")
+      ->check(finite_from_zero(false));
   command->add_option("-o,--output", options.output, "CSV file for the spectrum");
   command->add_option("--plot", options.plot, "Draw an SVG file");
   CLI::Option* filter =
       command->add_option("--filter", options.highest, "Keep the frequencies up to this one")
-          ->check(CLI::NonNegativeNumber);
+          ->check(finite_from_zero(true));
   CLI::Option* filtered = command->add_option("--filtered", options.filtered,
                                               "File for the filtered signal; WAV when it ends in .wav");
   filter->needs(filtered);

@@ -15,9 +15,6 @@
 #include <string_view>
 
 namespace zor_tools {
-namespace {
-
-using std::string_view;
 
 std::string read_file(const std::string& file) {
   std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(file.c_str(), "rb"), std::fclose);
@@ -29,6 +26,10 @@ std::string read_file(const std::string& file) {
   if (std::ferror(stream.get())) throw input_error(file, std::strerror(errno));
   return text;
 }
+
+namespace {
+
+using std::string_view;
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }
 

@@ -20,6 +20,9 @@ class input_error : public std::runtime_error {
   input_error(const std::string& file, const std::string& fault) : std::runtime_error(file + ": " + fault) {}
 };
 
+// All bytes of a file. Throws input_error.
+std::string read_file(const std::string& file);
+
 enum class mm_format { array, coordinate };
 enum class mm_field { real, integer, complex, pattern };
 enum class mm_symmetry { general, symmetric, skew, hermitian };

@@ -7,8 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <stdexcept>
 
 #include "tools/mmio.h"
 
@@ -75,13 +74,21 @@ signal read_wav(const std::string& file, const std::string& bytes, int channel) 
         throw input_error(file, fmt::format("channel {} of {}", channel, format.channels));
       const size_t width = format.bits / 8, frame = width * format.channels;
       signal s{{}, double(format.rate)};
-      for (size_t i = 0; i + frame <= size; i += frame)
+      for (size_t i = 0; i + frame <= size; i += frame) {
         s.samples.push_back(sample(bytes, at + i + width * size_t(channel - 1), format));
+        if (!std::isfinite(s.samples.back()))
+          throw input_error(file, fmt::format("sample {} is not a finite number", s.samples.size()));
+      }
       return s;
     }
     at += size + size % 2;
   }
   throw input_error(file, "no samples");
+}
+
+// What a number can begin with; a title must not, lest a misspelt first value be taken for one.
+bool begins_number(const char* text) {
+  return *text != '\0' && std::strchr("0123456789+-.", *text) != nullptr;
 }
 
 // The text of a column, or null when the line has fewer.
@@ -99,7 +106,9 @@ const char* find_column(const char* line, int column) {
 signal read_columns(const std::string& file, const std::string& text, int column, double rate) {
   signal s{{}, rate};
   int64_t number = 0;
-  for (size_t at = 0; at < text.size();) {
+  bool titles = true;
+  const bool marked = text.compare(0, 3, "\xEF\xBB\xBF") == 0;  // UTF-8
+  for (size_t at = marked ? 3 : 0; at < text.size();) {
     const size_t end = std::min(text.find('\n', at), text.size());
     std::string line = text.substr(at, end - at);
     at = end + 1;
@@ -111,13 +120,16 @@ signal read_columns(const std::string& file, const std::string& text, int column
     char* rest = nullptr;
     const double x = std::strtod(value, &rest);
     if (rest == value || std::strchr(",; \t", *rest) == nullptr) {
-      if (s.samples.empty() && number == 1) continue;
+      if (titles && !begins_number(value)) {
+        titles = false;
+        continue;
+      }
       throw input_error(file, number, "not a number");
     }
     if (!std::isfinite(x)) throw input_error(file, number, "not a finite number");
     s.samples.push_back(x);
+    titles = false;
   }
-  if (s.samples.empty()) throw input_error(file, "no samples");
   return s;
 }
 
@@ -129,15 +141,20 @@ void put(std::string& out, T value) {
 }  // namespace
 
 signal read_signal(const std::string& file, int column, double rate) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw input_error(file, "cannot be read");
-  const std::string bytes{std::istreambuf_iterator<char>(in), {}};
-  if (in.bad()) throw input_error(file, "cannot be read");
-  if (bytes.compare(0, 4, "RIFF") == 0) return read_wav(file, bytes, column);
-  return read_columns(file, bytes, column, rate);
+  const std::string bytes = read_file(file);
+  signal s = bytes.compare(0, 4, "RIFF") == 0 ? read_wav(file, bytes, column)
+                                              : read_columns(file, bytes, column, rate);
+  if (s.samples.empty()) throw input_error(file, "no samples");
+  return s;
 }
 
 std::string wav_text(const signal& s) {
+  constexpr double most = 0x3FFFFFFF;  // 4 bytes of each in 32 bits
+  if (!(s.rate >= 1 && s.rate <= most) || s.rate != std::floor(s.rate))
+    throw std::invalid_argument(
+        fmt::format("a WAV file cannot hold the rate {:g}: it takes whole numbers", s.rate));
+  if (double(s.samples.size()) > most - 16)
+    throw std::invalid_argument("a WAV file cannot hold so many samples");
   const uint32_t size = uint32_t(4 * s.samples.size()), rate = uint32_t(s.rate);
   std::string out = "RIFF";
   put(out, uint32_t(36 + size));

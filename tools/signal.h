@@ -16,10 +16,11 @@ struct signal {
 // A file that begins with RIFF is a WAV file: 8, 16, 24 or 32-bit integers (scaled to [-1, 1)) or 32 or
 // 64-bit floating point; `column` chooses the channel, from 1. Any other file is text: values separated by
 // commas, semicolons, tabs or spaces, lines that begin with # and a first line of titles are skipped, and the
-// rate is `rate`. Throws input_error.
+// rate is `rate`. Throws input_error, also when no sample is found or one is not finite.
 signal read_signal(const std::string& file, int column, double rate);
 
-// A WAV file of one channel of 32-bit floating point, or two columns of text: seconds and value.
+// A WAV file of one channel of 32-bit floating point, or two columns of text: seconds and value. Throws
+// std::invalid_argument for a rate or a length that a WAV file cannot hold.
 std::string wav_text(const signal& s);
 std::string csv_text(const signal& s);
 

@@ -67,12 +67,15 @@ int32_t set_wide(zor_fft d, int32_t parameter, zor_int value) {
   return zor_dft_set_value(d, parameter, value);
 }
 
-// The settings agree with each other.
+// The settings agree with each other. In place the output has strides of its own only where it is complex and
+// the input real.
 bool consistent(const ZorDftDescriptor* d) {
-  const bool output_counts = d->placement == ZOR_DFT_NOT_INPLACE;
+  const bool output_counts =
+      d->placement == ZOR_DFT_NOT_INPLACE ||
+      (d->forward_domain == ZOR_DFT_REAL && d->conjugate_even_storage == ZOR_DFT_COMPLEX_COMPLEX);
   if (d->number_of_transforms > 1 && (d->input_distance == 0 || (output_counts && d->output_distance == 0)))
     return false;
-  for (const ZorDftDescriptor* r = d; r != nullptr; r = r->next_dim)
+  for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r)
     if (r->length > 1 && (r->input_stride == 0 || (output_counts && r->output_stride == 0))) return false;
   return true;
 }
@@ -87,13 +90,13 @@ constexpr commit_fn commits[2][2][2] = {
 
 void get_strides(const ZorDftDescriptor* d, zor_int offset, zor_int ZorDftDescriptor::*stride, zor_int* out) {
   out[0] = offset;
-  zor_int at = d->rank;
-  for (const ZorDftDescriptor* r = d; r != nullptr; r = r->next_dim) out[at--] = r->*stride;
+  for (zor_int k = 0; k < d->rank; ++k) out[d->rank - k] = d[k].*stride;
 }
 
 // The scale that is on the one dimension that carries it.
 double get_scale(const ZorDftDescriptor* d, double ZorDftDescriptor::*scale) {
-  while (d->length < 2 && d->next_dim != nullptr && d->*scale == 1.0) d = d->next_dim;
+  for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r)
+    if (r->length > 1) return r->*scale;
   return d->*scale;
 }
 
@@ -115,8 +118,7 @@ int32_t get(const ZorDftDescriptor* d, int32_t parameter, void* value) {
     case ZOR_DFT_GET_COMMIT_STATUS:
       return put(value, d->commit_status);
     case ZOR_DFT_GET_LENGTHS: {
-      zor_int at = d->rank;
-      for (const D* r = d; r != nullptr; r = r->next_dim) static_cast<zor_int*>(value)[--at] = r->length;
+      for (zor_int k = 0; k < d->rank; ++k) static_cast<zor_int*>(value)[d->rank - 1 - k] = d[k].length;
       return ZOR_DFT_OK;
     }
     case ZOR_DFT_FORWARD_SCALE:

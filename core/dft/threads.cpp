@@ -93,6 +93,20 @@ int32_t divide(const descriptor* d, zor_int count, zor_int grain, const Body& bo
 // The columns that a tile takes together.
 constexpr zor_int tile = 8;
 
+// The same for the units of `planes` planes of `each`: body(plane, first, count, work), within one plane.
+template <class Body>
+int32_t divide_planes(const descriptor* d, zor_int planes, zor_int each, zor_int grain, const Body& body) {
+  return divide(d, planes * each, grain, [&](zor_int first, zor_int count, void* work) {
+    int32_t status = ZOR_DFT_OK;
+    for (const zor_int last = first + count; first < last && status == ZOR_DFT_OK;) {
+      const zor_int run = std::min(each - first % each, last - first);
+      status = body(first / each, first % each, run, work);
+      first += run;
+    }
+    return status;
+  });
+}
+
 struct sides {
   zor_int is0, is1, os0, os1;
 };
@@ -293,6 +307,37 @@ int32_t mixed_backward(descriptor* d, const complex_of<R>* x, R* y) {
   });
 }
 
+// In place, every row over its own spectrum: so that what lies behind the reals of a row is the same for any
+// number of threads, nothing is set aside for them either.
+template <class R>
+int32_t mixed_backward_in_place(descriptor* d, complex_of<R>* x) {
+  using K = kern<R>;
+  const sides s = sides_of(d, false);
+  descriptor *columns = d->next_dim, *outer = columns->next_dim;
+  const zor_int planes = outer == nullptr ? 1 : outer->length;
+  const zor_int in_plane = outer == nullptr ? 0 : outer->input_stride;
+  const auto along = [&](descriptor* r, zor_int sets, zor_int set_stride) {
+    return divide_planes(d, sets, d->half_length, tile,
+                         [&](zor_int set, zor_int first, zor_int count, void* work) {
+                           int32_t status = 0;
+                           K::columns(x + set * set_stride + first * s.is0, s.is0, r->input_stride, count,
+                                      r->*K::complex_kernel[backward], r, &status, work);
+                           return status;
+                         });
+  };
+  int32_t status = planes > 1 ? along(outer, columns->length, s.is1) : ZOR_DFT_OK;
+  if (status == ZOR_DFT_OK && columns->length > 1) status = along(columns, planes, in_plane);
+  if (status != ZOR_DFT_OK) return status;
+  return divide_planes(d, planes, columns->length, 1,
+                       [&](zor_int plane, zor_int first, zor_int count, void* work) {
+                         int32_t row_status = 0;
+                         complex_of<R>* row = x + plane * in_plane + first * s.is1;
+                         K::rows_to_real(row, row, s.is0, s.is1, s.os0, s.os1, count,
+                                         d->*K::real_kernel[backward], d, &row_status, work);
+                         return row_status;
+                       });
+}
+
 // Threads may share a transform in place when no row's result lies over another row's input.
 bool rows_coincide(const descriptor* d, direction dir) {
   if (d->input_offset != 0 || d->output_offset != 0 || d->input_stride != 1 || d->output_stride != 1)
@@ -334,6 +379,8 @@ int32_t run_mixed(descriptor* d, void* input, void* output) {
   for (zor_int i = 0; i < count && status == ZOR_DFT_OK; ++i) {
     if constexpr (Dir == forward)
       status = mixed_forward<R>(d, x + i * id, y + i * od);
+    else if constexpr (Place == in)
+      status = mixed_backward_in_place<R>(d, static_cast<complex_of<R>*>(input) + i * id);
     else
       status = mixed_backward<R>(d, x + i * id, y + i * od);
   }

@@ -92,8 +92,9 @@ typedef int32_t (*zor_dft_real_2d)(const void* in, void* out, const zor_int* is0
                                    zor_dft_kernel k1, ZorDftDescriptor* head, void* work);
 typedef int32_t (*zor_dft_commit_fn)(ZorDftDescriptor** handle);
 
-/* One record per dimension; the first is the head. H: meaningful in the head, copied to all at commit. D: of
- * the dimension. Strides, distances and offsets count elements: complex ones for complex data, else reals. */
+/* One record per dimension, one behind the other in memory; the first is the head. H: meaningful in the head,
+ * copied to all at commit. D: of the dimension. Strides, distances and offsets count elements: complex ones
+ * for complex data, else reals. */
 struct ZorDftDescriptor {
   zor_dft_compute compute_forward; /* null until committed */
   zor_dft_compute compute_backward;
@@ -119,8 +120,8 @@ struct ZorDftDescriptor {
   zor_int input_stride;           /* D */
   zor_int output_stride;          /* D */
   int32_t reserved_b, reserved_c;
-  int32_t ordering; /* H: 48 or 49 */
-  int32_t transpose;
+  int32_t ordering;  /* H: 48 or 49 */
+  int32_t transpose; /* H: 53 */
   zor_int rank;
   zor_int dim_index;
   zor_int length;                /* D */

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <condition_variable>
 #include <cstdlib>
@@ -336,6 +337,7 @@ struct decision {
   int32_t placement, user_threads;
   std::vector<int32_t> general_plan;
   int whole_unit, kernel_direct, two_d_direct;
+  int32_t ordering = 48;
 };
 const decision decisions[] = {
     {36, 32, {1024}, 43, 1, {0}, 1, 1, 0},
@@ -364,6 +366,8 @@ const decision decisions[] = {
     {35, 33, {64}, 43, 1, {0}, 1, 1, 0},
     {35, 33, {64, 4}, 43, 1, {1, 1}, 0, 0, 1},
     {36, 33, {64, 4}, 44, 1, {0, 1}, 0, 0, 1},
+    {36, 32, {1024}, 43, 1, {0}, 1, 1, 0, 49},
+    {36, 32, {60, 8}, 43, 1, {1, 0}, 0, 0, 1, 49},
 };
 
 TEST(Commit, ChoosesKernelsAndFlags) {
@@ -373,11 +377,14 @@ TEST(Commit, ChoosesKernelsAndFlags) {
                  " precision " + std::to_string(c.precision) + " domain " + std::to_string(c.domain));
     EXPECT_EQ(0, zor_dft_set_value(h.get(), 11, c.placement));
     EXPECT_EQ(0, zor_dft_set_value(h.get(), 26, zor_int(c.user_threads)));
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), 18, c.ordering));
+    h->transpose = 54;
     ASSERT_EQ(0, commit(h));
     size_t i = 0;
     for (const ZorDftDescriptor* r = h.get(); r != nullptr; r = r->next_dim, ++i) {
       EXPECT_EQ(r->general_plan, c.general_plan[i]) << "dimension " << i;
       EXPECT_EQ(r->commit_status, 30);
+      EXPECT_EQ(r->transpose, 54);
     }
     EXPECT_EQ(i, c.lengths.size());
     EXPECT_EQ(h->whole_unit, c.whole_unit);
@@ -576,6 +583,24 @@ int32_t whole_doubling(const void* in, void* out, ZorDftDescriptor* d, void*) {
   for (zor_int i = 0; i < 2 * d->length; ++i)
     static_cast<double*>(out)[i] = 2 * static_cast<const double*>(in)[i];
   return 0;
+}
+
+// Twelve columns are a tile of eight and one of four; the last line of each alone is asked how it went.
+TEST(Share, TheLastLineSpeaksForItsTile) {
+  static int calls, failing;
+  const zor_dft_kernel kernel = [](const void*, void*, ZorDftDescriptor*, void*) {
+    return ++calls == failing ? 7 : 0;
+  };
+  const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {12, 3});
+  std::vector<zor_c64> x(36);
+  for (auto [call, wanted, made] : {std::array{1, 0, 12}, {7, 0, 12}, {8, 7, 8}, {11, 0, 12}, {12, 7, 12}}) {
+    int32_t status = -1;
+    calls = 0;
+    failing = call;
+    zor_dft_z2_r_dft(x.data(), 1, 12, 12, kernel, h->next_dim, &status, nullptr);
+    EXPECT_EQ(status, wanted) << "call " << call;
+    EXPECT_EQ(calls, made) << "call " << call;
+  }
 }
 
 TEST(WholeKernel, UnalignedDataAreMoved) {

@@ -124,6 +124,50 @@ TEST_F(Fft, CommitRefusesContradictions) {
   EXPECT_EQ(0, zor_fft_commit(fft));
   EXPECT_EQ(0, zor_fft_set(fft, 11, 44));
   EXPECT_EQ(3, zor_fft_commit(fft)) << "two outputs at one place";
+
+  zor_fft real = nullptr;
+  const zor_int n = 8, stuck[] = {0, 0}, unit[] = {0, 1};
+  ASSERT_EQ(0, zor_fft_create(&real, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 1, &n));
+  EXPECT_EQ(0, zor_fft_set(real, 10, ZOR_DFT_COMPLEX_COMPLEX));
+  EXPECT_EQ(0, zor_fft_set(real, 13, stuck));
+  EXPECT_EQ(3, zor_fft_commit(real)) << "in place the complex side has a stride of its own";
+  EXPECT_EQ(0, zor_fft_set(real, 13, unit));
+  EXPECT_EQ(0, zor_fft_set(real, 7, zor_int(2)));
+  EXPECT_EQ(0, zor_fft_set(real, 14, zor_int(10)));
+  EXPECT_EQ(3, zor_fft_commit(real)) << "and a distance";
+  EXPECT_EQ(0, zor_fft_set(real, 15, zor_int(5)));
+  EXPECT_EQ(0, zor_fft_commit(real));
+  EXPECT_EQ(0, zor_fft_free(&real));
+}
+
+// A commit that is refused leaves every dimension's settings within reach.
+TEST(Commit, AfterARefusalSettingsReachEveryDimension) {
+  zor_fft fft = nullptr;
+  const zor_int lengths[] = {1, 3, 2}, strides[] = {1, 70, 20, 4};
+  ASSERT_EQ(0, zor_fft_create(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 3, lengths));
+  EXPECT_EQ(6, zor_fft_commit(fft)) << "a packed spectrum of rank 3";
+  zor_int got[4] = {};
+  EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_LENGTHS, got));
+  EXPECT_EQ(0, std::memcmp(got, lengths, sizeof lengths));
+  EXPECT_EQ(0, zor_fft_set(fft, 10, ZOR_DFT_COMPLEX_COMPLEX));
+  EXPECT_EQ(0, zor_fft_set(fft, 11, ZOR_DFT_NOT_INPLACE));
+  EXPECT_EQ(0, zor_fft_set(fft, 12, strides));
+  EXPECT_EQ(0, zor_fft_get(fft, 12, got));
+  EXPECT_EQ(0, std::memcmp(got, strides, sizeof strides));
+  EXPECT_EQ(0, zor_fft_set(fft, 13, strides));
+  EXPECT_EQ(0, zor_fft_set(fft, 4, 0.5));
+  EXPECT_EQ(0, zor_fft_commit(fft));
+  std::vector<double> x(64);
+  std::vector<zor_c64> y(64);
+  x[1 + 20] = 6;
+  EXPECT_EQ(0, zor_fft_forward(fft, x.data(), y.data()));
+  for (size_t k1 : {0, 1, 2})
+    for (size_t k0 : {0, 1}) {
+      const zor_c64 v = y[1 + 4 * k0 + 20 * k1];
+      EXPECT_NEAR(v.re, k1 == 0 ? 3 : -1.5, 1e-15);
+      EXPECT_NEAR(v.im, k1 == 0 ? 0 : k1 == 1 ? -1.5 * std::sqrt(3) : 1.5 * std::sqrt(3), 1e-15);
+    }
+  EXPECT_EQ(0, zor_fft_free(&fft));
 }
 
 TEST_F(Fft, ComputeWantsACommitAndItsArrays) {
@@ -151,7 +195,21 @@ const threaded problems[] = {{36, 32, 39, 43, {64}, 1000, 64},     {35, 32, 39, 
                              {35, 32, 39, 43, {24, 30, 32}, 1, 0}, {36, 32, 39, 44, {9, 20, 30, 8}, 1, 0},
                              {36, 33, 40, 44, {500, 128}, 1, 0},   {36, 33, 40, 44, {1000}, 100, 1024},
                              {36, 33, 39, 44, {101, 150}, 1, 0},   {35, 33, 39, 44, {24, 36, 40}, 1, 0},
-                             {36, 33, 39, 44, {240}, 300, 300}};
+                             {36, 33, 39, 44, {240}, 300, 300},    {36, 33, 39, 43, {151, 103}, 1, 0},
+                             {35, 33, 39, 43, {30, 29, 25}, 1, 0}};
+
+// In place, half spectra packed without gaps and every row of reals over its own.
+void set_coinciding_strides(zor_fft fft, const std::vector<zor_int>& lengths, bool backward) {
+  std::vector<zor_int> half(lengths.size() + 1), real = half;
+  zor_int step = 1;
+  for (size_t k = lengths.size(); k > 0; --k) {
+    half[k] = step;
+    real[k] = step == 1 ? 1 : 2 * step;
+    step *= k == lengths.size() ? lengths[k - 1] / 2 + 1 : lengths[k - 1];
+  }
+  EXPECT_EQ(0, zor_fft_set(fft, backward ? 13 : 12, real.data()));
+  EXPECT_EQ(0, zor_fft_set(fft, backward ? 12 : 13, half.data()));
+}
 
 template <class R>
 std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
@@ -173,6 +231,7 @@ std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
     EXPECT_EQ(0, zor_fft_set(fft, 12, interleaved));
     EXPECT_EQ(0, zor_fft_set(fft, 13, interleaved));
   }
+  if (t.domain == 33 && t.placement == 43) set_coinciding_strides(fft, t.lengths, backward);
   EXPECT_EQ(0, zor_fft_commit(fft));
   size_t size = 2 * size_t(std::max<zor_int>(t.count, 1)) * size_t(std::max<zor_int>(t.distance, 1));
   size_t total = 2 * size_t(t.count);

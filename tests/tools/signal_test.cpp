@@ -11,6 +11,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "tests/tools/program.h"
 #include "tools/mmio.h"
 
 namespace {
@@ -65,6 +66,14 @@ TEST_F(Signal, ReadsColumns) {
       zor_tools::read_signal(write("a.csv", "t,value\r\n# note\r\n0,1.5\r\n1; -2e3\n\n2\t 7"), 2, 10);
   EXPECT_EQ(s.rate, 10);
   EXPECT_EQ(s.samples, (std::vector<double>{1.5, -2000, 7}));
+  const signal marked = zor_tools::read_signal(write("a.csv", "\xEF\xBB\xBF\n# note\nvalue\n3\n-1\n"), 1, 1);
+  EXPECT_EQ(marked.samples, (std::vector<double>{3, -1}));
+  EXPECT_EQ(zor_tools::read_signal(write("a.csv",
+                                         "\xEF\xBB\xBF"
+                                         "3\n"),
+                                   1, 1)
+                .samples,
+            (std::vector<double>{3}));
   const signal back = zor_tools::read_signal(write("b.csv", zor_tools::csv_text(s)), 2, 10);
   EXPECT_EQ(back.samples, s.samples);
   const signal wav_back =
@@ -78,10 +87,19 @@ TEST_F(Signal, NamesFaults) {
     std::string bytes;
     int column;
     const char* fault;
-  } cases[] = {{"1\n2\nx\n", 1, ":3: not a number"},    {"1,2\n3\n", 2, ":2: no column 2"},
-               {"1\ninf\n", 1, ":2: not a finite"},     {"# nothing\n", 1, ": no samples"},
-               {"1\n2abc\n", 1, ":2: not a number"},    {"RIFF....WAVx", 1, ": not a WAVE file"},
-               {wav(1, 1, 12, ""), 1, "not supported"}, {wav(1, 1, 16, "ab"), 2, "channel 2 of 1"}};
+  } cases[] = {{"1\n2\nx\n", 1, ":3: not a number"},
+               {"1,2\n3\n", 2, ":2: no column 2"},
+               {"1\ninf\n", 1, ":2: not a finite"},
+               {"# nothing\n", 1, ": no samples"},
+               {"1\n2abc\n", 1, ":2: not a number"},
+               {"RIFF....WAVx", 1, ": not a WAVE file"},
+               {wav(1, 1, 12, ""), 1, "not supported"},
+               {wav(1, 1, 16, "ab"), 2, "channel 2 of 1"},
+               {wav(1, 1, 16, ""), 1, ": no samples"},
+               {wav(1, 1, 16, "a"), 1, ": no samples"},
+               {"1.5x\n2\n", 1, ":1: not a number"},
+               {"a\nb\n1\n", 1, ":2: not a number"},
+               {wav(3, 1, 32, std::string("\0\0\x80\x3F\0\0\xC0\x7F", 8)), 1, "sample 2 is not a finite"}};
   for (const auto& c : cases) {
     try {
       zor_tools::read_signal(write("bad", c.bytes), c.column, 1);
@@ -89,6 +107,28 @@ TEST_F(Signal, NamesFaults) {
     } catch (const zor_tools::input_error& e) {
       EXPECT_NE(std::string(e.what()).find(c.fault), std::string::npos) << e.what();
     }
+  }
+}
+
+TEST_F(Signal, FaultsLeaveNoFile) {
+  const zor_test::scratch_folder folder;
+  folder.write("x.csv", "1\n2\n3\n");
+  const struct {
+    const char* arguments;
+    int status;
+    const char* fault;
+  } cases[] = {{"x.csv -o s.csv --rate nan", 2, "--rate"},
+               {"x.csv -o s.csv --filter nan --filtered y.csv", 2, "--filter"},
+               {"x.csv -o s.csv --plot \"a'b.svg\"", 2, "a'b.svg"},
+               {"x.csv -o s.csv --filter 1 --filtered none/y.csv", 1, "none/y.csv"},
+               {"x.csv -o s.csv --rate 0.5 --filter 1 --filtered y.wav", 2, "rate 0.5"},
+               {"x.csv -o s.csv --rate 1e10 --filter 1 --filtered y.wav", 2, "rate 1e+10"},
+               {". -o s.csv", 2, "directory"}};
+  for (const auto& c : cases) {
+    const zor_test::outcome got = zor_test::run(folder, std::string("fft ") + c.arguments);
+    EXPECT_EQ(c.status, got.status) << c.arguments;
+    EXPECT_NE(got.err.find(c.fault), std::string::npos) << got.err;
+    EXPECT_EQ(folder.names(), std::set<std::string>{"x.csv"}) << c.arguments;
   }
 }
 
