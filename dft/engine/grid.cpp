@@ -5,26 +5,29 @@
 
 #include "dft/engine/column_bodies.h"
 #include "dft/engine/memory.h"
-#include "dft/engine/roots.h"
+#include "dft/engine/trig.h"
 
 namespace zor::dft {
 
 namespace {
 
-// The last radix within the tile, each result times its grid twiddle.
+// The last radix within the tile, each result times its grid twiddle. That is put together here: a table of
+// all twiddles would be as long as the data, and walking it costs more than these additions. Its error is
+// that of one rounding, for v is small and u complete.
 template <class R, int r, class V>
-void turned_pass(const column_call<R>& c) {
+void turned_pass(const column_call<R>& c, const R* u) {
   constexpr int W = lane_count<V>;
-  const R* w = c.grid_twiddles;
-  for (ptrdiff_t b = 0; b < c.blocks; ++b) {
-    for (ptrdiff_t j = 0; j < c.columns; j += W, w += 2 * W * r) {
+  const R* v = c.grid_twiddles;
+  for (ptrdiff_t b = 0; b < c.blocks; ++b, u += 4 * r) {
+    for (ptrdiff_t j = 0; j < c.columns; j += W, v += 2 * W * r) {
       R* const p = c.tile + 2 * (b * r * c.columns + j);
-      complex_lanes<V> u[r];
-      unrolled<r>([&](auto t) __attribute__((always_inline)) { u[t] = load_tile<V>(p + 2 * c.columns * t); });
-      dft<r>(u);
+      complex_lanes<V> x[r];
+      unrolled<r>([&](auto t) __attribute__((always_inline)) { x[t] = load_tile<V>(p + 2 * c.columns * t); });
+      dft<r>(x);
       unrolled<r>([&](auto s) __attribute__((always_inline)) {
-        const complex_lanes<V> turn = load_tile<V>(w + 2 * W * s);
-        store_tile(p + 2 * c.columns * s, multiply(u[s], turn.re, turn.im));
+        const complex_lanes<V> d = multiply(load_tile<V>(v + 2 * W * s), u[4 * s], u[4 * s + 1]);
+        store_tile(p + 2 * c.columns * s,
+                   multiply(x[s], u[4 * s] + (d.re + u[4 * s + 2]), u[4 * s + 1] + (d.im + u[4 * s + 3])));
       });
     }
   }
@@ -80,19 +83,39 @@ void set_lanes(grid<R>* g, form outer, int32_t lanes) {
     set_passes<R, R>(g, outer);
 }
 
+// Output frequency of the row that block b has for result s.
 template <class R>
-void fill_twiddles(grid<R>* g, const root_table& roots, R* w, int32_t lanes) {
-  const column_plan<R>& p = *g->first;
-  const int32_t last = p.radix[p.count - 1], blocks = p.length / last;
-  for (int32_t outer = 0; outer < g->side * g->middle; outer += g->columns)
-    for (int32_t b = 0; b < blocks; ++b)
-      for (int32_t group = 0; group < g->columns; group += lanes)
-        for (int32_t s = 0; s < last; ++s, w += 2 * lanes)
-          for (int32_t j = 0; j < lanes; ++j) {
-            const zor_c64 v = root_at(roots, int64_t{outer + group + j} * (p.frequency[b] + blocks * s));
-            w[j] = R(v.re);
-            w[lanes + j] = R(v.im);
-          }
+int64_t frequency_of(const column_plan<R>& p, int32_t b, int32_t s) {
+  return p.frequency[b] + int64_t{p.length / p.radix[p.count - 1]} * s;
+}
+
+template <class R>
+void fill_coarse(const grid<R>& g, int64_t n, R* u) {
+  const column_plan<R>& p = *g.first;
+  const int32_t last = p.radix[p.count - 1];
+  for (int64_t column = 0; column < int64_t{g.side} * g.middle; column += g.columns)
+    for (int32_t b = 0; b < p.length / last; ++b)
+      for (int32_t s = 0; s < last; ++s, u += 4) {
+        const wide_root w = wide_root_of_unity(column * frequency_of(p, b, s), n);
+        u[0] = R(w.head.re);
+        u[1] = R(w.head.im);
+        u[2] = R((w.head.re - double(u[0])) + w.tail.re);
+        u[3] = R((w.head.im - double(u[1])) + w.tail.im);
+      }
+}
+
+template <class R>
+void fill_fine(const grid<R>& g, int64_t n, int32_t lanes, R* v) {
+  const column_plan<R>& p = *g.first;
+  const int32_t last = p.radix[p.count - 1];
+  for (int32_t b = 0; b < p.length / last; ++b)
+    for (int32_t group = 0; group < g.columns; group += lanes)
+      for (int32_t s = 0; s < last; ++s, v += 2 * lanes)
+        for (int32_t j = 0; j < lanes; ++j) {
+          const wide_root w = wide_root_of_unity((group + j) * frequency_of(p, b, s), n);
+          v[j] = R((w.head.re - 1.0) + w.tail.re);
+          v[lanes + j] = R(w.head.im);
+        }
 }
 
 template <class R>
@@ -133,8 +156,8 @@ void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d,
   for (ptrdiff_t other = column + w; in_place && other < side; other += w)
     for (ptrdiff_t a = 0; a < w; ++a)
       move_values(g, ends, (column + a) * pitch + d * side + other, (other + a) * pitch + d * side + column);
-  c.grid_twiddles = g.twiddles + 2 * side * (d * side + column);
-  g.turned(c);
+  c.grid_twiddles = g.fine;
+  g.turned(c, g.coarse + 4 * side * (d * side / w + tile));
   c.y_re = ends.y_re;
   c.y_im = ends.y_im;
   c.out_start = column * pitch + d * side;
@@ -177,13 +200,14 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->columns = int32_t(room < 16 ? room : 16);
   const int32_t lanes = lanes_for<R>(g->columns);
   const int64_t values = int64_t{1} << order;
-  g->memory =
-      engine_allocate(uint64_t(2 * values * int64_t{sizeof(R)} + column_plan_bytes(g->side, sizeof(R)) +
-                               column_plan_bytes(g->side * g->middle, sizeof(R))));
-  root_table roots;
-  if (g->memory == nullptr || !roots_build(&roots, values)) return false;
+  const int64_t coarse = 4 * (values / g->columns), fine = 2 * int64_t{g->side} * g->columns;
+  g->memory = engine_allocate(uint64_t((coarse + fine) * int64_t{sizeof(R)} + 128 +
+                                       column_plan_bytes(g->side, sizeof(R)) +
+                                       column_plan_bytes(g->side * g->middle, sizeof(R))));
+  if (g->memory == nullptr) return false;
   char* memory = static_cast<char*>(g->memory);
-  R* w = take<R>(&memory, 2 * values);
+  R* const u = take<R>(&memory, coarse);
+  R* const v = take<R>(&memory, fine);
   int32_t radix[most_column_passes];
   int32_t count = radices_of_order(side_order, radix);
   g->first = make_columns<R>(&memory, radix, count, outer, lanes);
@@ -191,9 +215,10 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->second = make_columns<R>(&memory, radix, count, outer, lanes);
   g->outer = outer;
   set_lanes(g, outer, lanes);
-  g->twiddles = w;
-  fill_twiddles(g, roots, w, lanes);
-  roots_free(&roots);
+  g->coarse = u;
+  g->fine = v;
+  fill_coarse(*g, values, u);
+  fill_fine(*g, values, lanes, v);
   return true;
 }
 

@@ -5,7 +5,7 @@
 
 #include "dft/engine/chirp.h"
 #include "dft/engine/memory.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/spectrum.h"
 
 namespace zor::dft {
 namespace {
@@ -16,36 +16,55 @@ constexpr int32_t longest_chain_order = 14;
 constexpr int32_t shortest_apart = 4096;
 
 template <class R>
-R* fill_first_twiddles(int32_t m, R* w) {
+bool fill_first_twiddles(int32_t m, R* w) {
+  root_table roots;
+  if (!roots_build(&roots, m)) return false;
   for (int32_t p = 0; p < m / 16; p += lanes_of<R>)
     for (int32_t s = 1; s < 16; ++s, w += 2 * lanes_of<R>)
       for (int32_t j = 0; j < lanes_of<R>; ++j) {
-        const zor_c64 v = root_of_unity(int64_t{p + j} * s, m);
+        const zor_c64 v = root_at(roots, int64_t{p + j} * s);
         w[j] = R(v.re);
         w[lanes_of<R> + j] = R(v.im);
       }
-  return w;
+  roots_free(&roots);
+  return true;
 }
 
-// c(k) to re, im, and the conjugate of c, even and padded, to the places of the spectrum.
 template <class R>
-void fill_chirp(int32_t n, int32_t padded, R* re, R* im, R* s_re, R* s_im) {
-  for (int64_t k = 0, e = 0; k < n; ++k) {
-    const zor_c64 v = root_of_unity(e, 2 * int64_t{n});
+void fill_chirp(const root_table& roots, int32_t n, R* re, R* im) {
+  for (int64_t k = 0, e = 0; k < n; e = (e + 2 * k + 1) % roots.n, ++k) {
+    const zor_c64 v = root_at(roots, e);
     re[k] = R(v.re);
     im[k] = R(v.im);
-    e += 2 * k + 1;
-    if (e >= 2 * int64_t{n}) e -= 2 * int64_t{n};
-    const ptrdiff_t mirror = k == 0 ? 0 : padded - k;
-    s_re[k] = s_re[mirror] = re[k];
-    s_im[k] = s_im[mirror] = -im[k];
   }
+}
+
+// The spectrum in the precision of the table, by the inner transform itself.
+template <class R>
+bool fill_spectrum(const chirp<R>& c, int32_t n, int32_t length, int64_t work_bytes, R* re, R* im) {
+  const int32_t m = c.padded;
+  R* const work = static_cast<R*>(engine_allocate(uint64_t(work_bytes)));
+  if (work == nullptr) return false;
+  for (int32_t k = 0; k < n; ++k) {
+    const int32_t mirror = k == 0 ? 0 : m - k;
+    re[k] = re[mirror] = c.chirp_re[k];
+    im[k] = im[mirror] = -c.chirp_im[k];
+  }
+  spread_blocks<R, 16>(
+      c, m, re, im, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
+        return load_complex<form::split, decltype(lane)>(re, im, j);
+      });
+  const R scale = R(1.0 / m);
+  for (ptrdiff_t at = 0; at < m; at += length)
+    transform_run(*c.inner, pass_data<R>{re + at, im + at, re + at, im + at, R(1), scale, scale}, work);
+  engine_free(work);
+  return true;
 }
 
 template <class R>
 bool chirp_build(chirp<R>* c, int32_t n, int32_t padded) {
   const bool apart = padded >= shortest_apart && (padded & (padded - 1)) == 0;
-  const int32_t length = apart ? padded / 16 : padded;
+  const int32_t blocks = apart ? 16 : 1, length = padded / blocks;
   const ptrdiff_t padded_size = 2 * ptrdiff_t{padded}, twiddle_size = apart ? padded_size / 16 * 15 : 0;
   c->padded = padded;
   c->memory =
@@ -57,28 +76,22 @@ bool chirp_build(chirp<R>* c, int32_t n, int32_t padded) {
   select_complex(length, 2 * sizeof(R), false, &s);
   if (!transform_build(c->inner, length, s, form::split)) return false;
   c->aside = s.work + int64_t{length} * 2 * int64_t{sizeof(R)} <= whole.work;
-  R *const s_re = c->memory, *const s_im = s_re + padded;
+  R *const s_re = c->memory, *const s_im = s_re + padded, *const twiddles = s_im + padded;
+  R *const re = twiddles + twiddle_size, *const im = re + n;
   c->spectrum_re = s_re;
   c->spectrum_im = s_im;
-  R* const twiddles = c->memory + padded_size;
-  R* const re = apart ? fill_first_twiddles(padded, twiddles) : twiddles;
   c->twiddles = apart ? twiddles : nullptr;
   c->chirp_re = re;
-  c->chirp_im = re + n;
-  fill_chirp(n, padded, re, re + n, s_re, s_im);
-  R* work = static_cast<R*>(engine_allocate(uint64_t(s.work)));
-  if (work == nullptr) return false;
-  if (apart)
-    spread_blocks<R, 16>(
-        *c, padded, s_re, s_im, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-          return load_complex<form::split, decltype(lane)>(s_re, s_im, j);
-        });
-  const R scale = R(1.0 / padded);
-  for (ptrdiff_t at = 0; at < padded; at += length)
-    transform_run(*c->inner, pass_data<R>{s_re + at, s_im + at, s_re + at, s_im + at, R(1), scale, scale},
-                  work);
-  engine_free(work);
-  return true;
+  c->chirp_im = im;
+  root_table roots;
+  if (!roots_build(&roots, 2 * int64_t{n})) return false;
+  fill_chirp(roots, n, re, im);
+  const bool wide = padded <= longest_wide_spectrum;
+  const bool filled = (!apart || fill_first_twiddles(padded, twiddles)) &&
+                      (wide ? chirp_spectrum(roots, n, padded, blocks, s_re, s_im)
+                            : fill_spectrum(*c, n, length, s.work, s_re, s_im));
+  roots_free(&roots);
+  return filled;
 }
 
 template <class R>

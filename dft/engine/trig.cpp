@@ -31,17 +31,21 @@ constexpr node_table nodes = make_nodes();
 
 // base + rate * s + base * versed, where s = delta + excess is the sine of the offset and versed its cosine
 // - 1.
-double rotate(double_double base, double_double rate, double_double delta, double excess, double versed) {
+double_double rotate(double_double base, double_double rate, double_double delta, double excess,
+                     double versed) {
   const double_double p = two_product(rate.hi, delta.hi);
   const double_double s = two_sum(base.hi, p.hi);
   const double small =
       base.lo + p.lo + (rate.hi * (delta.lo + excess) + rate.lo * delta.hi) + base.hi * versed;
-  return s.hi + (s.lo + small);
+  return fast_two_sum(s.hi, s.lo + small);
 }
 
 // cos and sin of (pi / 4) a / n, 0 <= a <= n: the nearest node, turned by an offset of at most pi / 1024
 // whose own sine and cosine are short series. Only the terms above 2^-63 of the result are kept in two parts.
-zor_c64 octant(int64_t a, int64_t n) {
+struct sine_cosine {
+  double_double c, s;
+};
+sine_cosine octant(int64_t a, int64_t n) {
   const int64_t i = (2 * steps * a + n) / (2 * n);
   const int64_t rest = steps * a - i * n;
   const double d = double(n);
@@ -58,31 +62,37 @@ zor_c64 octant(int64_t a, int64_t n) {
   return {rotate(c, {-s.hi, -s.lo}, delta, excess, versed), rotate(s, c, delta, excess, versed)};
 }
 
+zor_c64 turned_by_eighths(int64_t part, double c, double s) {
+  switch (part) {
+    case 0:
+      return {c, -s};
+    case 1:
+      return {s, -c};
+    case 2:
+      return {-s, -c};
+    case 3:
+      return {-c, -s};
+    case 4:
+      return {-c, s};
+    case 5:
+      return {-s, c};
+    case 6:
+      return {s, c};
+    default:
+      return {c, s};
+  }
+}
+
 }  // namespace
 
-zor_c64 root_of_unity(int64_t k, int64_t n) {
+wide_root wide_root_of_unity(int64_t k, int64_t n) {
   const int64_t turned = 8 * (k % n);
   const int64_t part = turned / n;
   const int64_t rest = turned - part * n;
-  const zor_c64 w = octant(part % 2 == 0 ? rest : n - rest, n);
-  switch (part) {
-    case 0:
-      return {w.re, -w.im};
-    case 1:
-      return {w.im, -w.re};
-    case 2:
-      return {-w.im, -w.re};
-    case 3:
-      return {-w.re, -w.im};
-    case 4:
-      return {-w.re, w.im};
-    case 5:
-      return {-w.im, w.re};
-    case 6:
-      return {w.im, w.re};
-    default:
-      return {w.re, w.im};
-  }
+  const auto [c, s] = octant(part % 2 == 0 ? rest : n - rest, n);
+  return {turned_by_eighths(part, c.hi, s.hi), turned_by_eighths(part, c.lo, s.lo)};
 }
+
+zor_c64 root_of_unity(int64_t k, int64_t n) { return wide_root_of_unity(k, n).head; }
 
 }  // namespace zor

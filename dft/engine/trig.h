@@ -13,4 +13,10 @@ namespace zor {
 // double-double arithmetic rounded once, so the bits are the same on every processor.
 zor_c64 root_of_unity(int64_t k, int64_t n);
 
+// The same root as the sum of what root_of_unity returns and a tail, to 2^-62.
+struct wide_root {
+  zor_c64 head, tail;
+};
+wide_root wide_root_of_unity(int64_t k, int64_t n);
+
 }  // namespace zor

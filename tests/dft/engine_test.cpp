@@ -113,7 +113,9 @@ void check_length(int f, int n) {
     const std::vector<R> before = in.values();
     ASSERT_EQ(run(f, d, in.address(), out.address(), p, work.data()), engine_done);
     EXPECT_TRUE(zor_test::same_bits(before.data(), in.values().data(), before.size())) << "input written";
-    EXPECT_LT(relative_error(expected.values(), out.values()), 3.0) << "direction " << d;
+    // A chirp's spectrum computed in the precision of its table would show at 4097, by an error above 2.1.
+    const double bound = p->conv_length != 0 ? 1.9 : 3.0;
+    EXPECT_LT(relative_error(expected.values(), out.values()), bound) << "direction " << d;
     const std::vector<R> first = out.values();
     ASSERT_EQ(run(f, d, in.address(), in.address(), p, nullptr), engine_done);
     EXPECT_TRUE(zor_test::same_bits(first.data(), in.values().data(), first.size())) << "in place " << d;

@@ -53,6 +53,21 @@ TEST(RootOfUnity, WithinHalfAnUlp) {
   RecordProperty("worst_ulps", std::to_string(worst));
 }
 
+TEST(RootOfUnity, TailCompletesTheRoot) {
+  zor_test::random_bits random(5);
+  exact_root exact;
+  for (int i = 0; i < 20000; ++i) {
+    const int64_t n = random.between(1, int64_t{1} << random.between(1, 31));
+    const int64_t k = random.between(0, n - 1);
+    const zor::wide_root w = zor::wide_root_of_unity(k, n);
+    exact.set(k, n);
+    mpfr_sub_d(exact.re, exact.re, w.head.re, MPFR_RNDN);
+    mpfr_sub_d(exact.im, exact.im, w.head.im, MPFR_RNDN);
+    ASSERT_NEAR(mpfr_get_d(exact.re, MPFR_RNDN), w.tail.re, 0x1p-62) << k << " / " << n;
+    ASSERT_NEAR(mpfr_get_d(exact.im, MPFR_RNDN), w.tail.im, 0x1p-62) << k << " / " << n;
+  }
+}
+
 TEST(RootOfUnity, SymmetriesAreExact) {
   for (int64_t n : {8, 24, 1000, 4096, 99960}) {
     for (int64_t k = 0; k < n; ++k) {
