@@ -26,6 +26,7 @@ struct problem {
   T beta;
   T* c;
   zor_int ldc;
+  char transa;
 };
 
 // Depth of a panel, largest blocks of rows and columns, and the bytes asked of the pool.
@@ -239,7 +240,8 @@ void tail_columns(const problem<T>& q, zor_int first, Gemv& gemv) {
                   q.ldc);
     return;
   }
-  const char trans = !q.a.trans ? 'N' : q.a.conj ? 'C' : 'T';
+  // The caller's letter, but one that only counts as T: the routine would report it.
+  const char trans = __builtin_memchr("NnTtCc", q.transa, 6) != nullptr ? q.transa : 'T';
   const zor_int rows = q.a.trans ? q.k : q.m, columns = q.a.trans ? q.m : q.k, one = 1;
   const zor_int lda = q.a.trans ? q.a.row_stride : q.a.column_stride;
   for (zor_int j = first; j < q.n; ++j)
@@ -299,6 +301,6 @@ void product(const problem<T>& q) {
                        const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                      \
     using namespace zor::gemm;                                                                             \
     product<T>({*m, *n, *k, *alpha, make_operand(*transa, a, *lda), make_operand(*transb, b, *ldb), *beta, \
-                c, *ldc});                                                                                 \
+                c, *ldc, *transa});                                                                        \
   }
 #include "zor/tables/blas_gemm.inc"
