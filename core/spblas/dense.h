@@ -98,6 +98,7 @@ struct indices_of_base {
     for (zor_int k = 0; k < a.used; ++k)
       copy.data[k] = I(uint64_t(given[k]) + uint64_t(base) - uint64_t(a.base));
   }
+  bool short_of_memory(const sparse_matrix& a) const { return data == nullptr && a.used > 0; }
   scratch<I> copy;
   const I* data;
 };

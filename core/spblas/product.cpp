@@ -121,7 +121,7 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
     return ZOR_SPARSE_OK;
   }
   const indices_of_base<I> indx(a, row_major ? 0 : 1);
-  if (indx.data == nullptr && a.used > 0)
+  if (indx.short_of_memory(a))
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the indices in the layout's base is short");
   const csr_arrays<T, I> m(a);
   const kernel_name name = name_of<T>(a, op, row_major ? 0 : 1);

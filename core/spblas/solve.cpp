@@ -53,7 +53,7 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
     return ZOR_SPARSE_OK;
   }
   const indices_of_base<I> indx(a, row_major ? 0 : 1);
-  if (indx.data == nullptr && !a.identity())
+  if (indx.short_of_memory(a))
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the indices in the layout's base is short");
   const csr_arrays<T, I> m(a);
   const auto kernel = find_smout_par<T, I>(name_of<T>(a, op, row_major ? 0 : 1));

@@ -304,6 +304,44 @@ TEST(Calls, DoWhatTheViewSays) {
   EVERY_TYPE(check_views, {1, 1, 1, 2, true}, 2)
 }
 
+// A unit triangle without a stored entry is the identity, whether or not there are arrays.
+template <class T, class I>
+void check_identity() {
+  const auto b = numbers<T>(8, 1);
+  const T value{}, one = scalar<T>(1, 0);
+  const I pointers[5] = {};
+  for (const I column : {0, 1})
+    for (const bool arrays : {false, true}) {
+      const int32_t base = int32_t(column);
+      const description<I> d = {ZOR_SPARSE_CSR,
+                                calls<T>::letter,
+                                base,
+                                't',
+                                'l',
+                                'u',
+                                4,
+                                4,
+                                arrays,
+                                arrays ? &value : nullptr,
+                                arrays ? &column : nullptr,
+                                pointers,
+                                nullptr};
+      zor_sparse a;
+      ASSERT_EQ(ZOR_SPARSE_OK, create(&a, d));
+      for (char op : {'n', 't'})
+        for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
+          std::vector<T> x(8);
+          const zor_int ld = layout == ZOR_SPARSE_ROW_MAJOR ? 2 : 4;
+          EXPECT_EQ(ZOR_SPARSE_OK, calls<T>::sm(a, op, layout, 2, one, b.data(), ld, x.data(), ld))
+              << zor_sparse_error_text();
+          EXPECT_TRUE(same(b, x)) << op << char(layout) << base << arrays;
+        }
+      zor_sparse_free(&a);
+    }
+}
+
+TEST(Calls, SolveWithAUnitTriangleWithoutEntries) { EVERY_TYPE(check_identity) }
+
 // Kernels of each kind, over all rows and right-hand sides.
 template <class T, class I>
 struct operands {
