@@ -176,9 +176,10 @@ double take_real(const line_reader& lines, string_view& line, const char* what) 
 
 double take_whole(const line_reader& lines, string_view& line, const char* what) {
   const int64_t value = take_integer(lines, line, what);
-  if (value != int64_t(double(value)) || std::abs(double(value)) > 0x1p53)
+  const double rounded = double(value);
+  if (rounded >= 0x1p63 || int64_t(rounded) != value)
     lines.fail(fmt::format("{} {} is not exact in double precision", what, value));
-  return double(value);
+  return rounded;
 }
 
 void read_value(const line_reader& lines, string_view& line, mm_matrix& m) {
@@ -236,7 +237,7 @@ int64_t read_size(line_reader& lines, mm_matrix& m) {
     lines.fail(fmt::format("unexpected {} behind the sizes", quoted(more)));
   if (m.rows < 0 || m.cols < 0 || count < 0) lines.fail("a size is negative");
   int64_t places;
-  if (__builtin_mul_overflow(m.rows, m.cols, &places) || places > INT64_MAX / 32)
+  if (!coordinate && (__builtin_mul_overflow(m.rows, m.cols, &places) || places > INT64_MAX / 32))
     lines.fail(fmt::format("{} by {} elements are too many", m.rows, m.cols));
   if (m.symmetry != mm_symmetry::general && m.rows != m.cols)
     lines.fail(fmt::format("a symmetric kind of matrix is square, not {} by {}", m.rows, m.cols));
