@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -25,65 +28,71 @@ void add_threads(CLI::App* command, int32_t& threads, const char* help) {
   command->add_option("--threads", threads, help)->check(CLI::Range(1, 4096));
 }
 
-// A finite number from 0, or above it. CLI11's own checks let NaN pass.
-CLI::Validator finite_from_zero(bool zero) {
-  return {[zero](const std::string& text) -> std::string {
-            double value = 0;
-            const bool taken = CLI::detail::lexical_cast(text, value) && std::isfinite(value) &&
-                               (zero ? value >= 0 : value > 0);
-            return taken ? ""
-                         : text + " is not a " + (zero ? "finite number from 0" : "positive finite number");
-          },
-          zero ? "FROM 0" : "POSITIVE"};
+// A file to read or write. An empty name is no way to leave one out: a script's unset variable would do that.
+CLI::Option* add_file(CLI::App* command, const char* name, std::string& file, const char* help) {
+  const auto empty = [](std::string& text) { return text.empty() ? "the name of the file is empty" : ""; };
+  return command->add_option(name, file, help)->check(CLI::Validator(empty, ""));
 }
+
+// A number that fits, which a NaN never does.
+CLI::Validator number(bool (*fits)(double), const char* which) {
+  const auto check = [=](std::string& text) {
+    double value;
+    if (CLI::detail::lexical_cast(text, value) && fits(value)) return std::string();
+    return fmt::format("{} is not {}", text, which);
+  };
+  return CLI::Validator(check, which);
+}
+
+CLI::Range at_least_one() { return CLI::Range(int64_t(1), INT64_MAX); }
 
 void add_matmul(CLI::App& app, zor_tools::matmul_options& options) {
   CLI::App* command = app.add_subcommand("matmul", "Multiply two matrices in Matrix Market files");
-  command->add_option("A", options.a, "Left factor")->required();
-  command->add_option("B", options.b, "Right factor")->required();
-  command->add_option("-o,--output", options.output, "File for the product; appears whole or not at all");
+  add_file(command, "A", options.a, "Left factor")->required();
+  add_file(command, "B", options.b, "Right factor")->required();
+  add_file(command, "-o,--output", options.output, "File for the product; appears whole or not at all");
   add_threads(command, options.threads, "Threads at most");
 }
 
 void add_spmv(CLI::App& app, zor_tools::spmv_options& options) {
   CLI::App* command =
       app.add_subcommand("spmv", "Multiply a sparse matrix in a Matrix Market file by vectors");
-  command->add_option("A", options.a, "Matrix")->required();
-  command->add_option("x", options.x, "Vectors, as columns of a matrix; ones when left out");
-  command->add_option("-o,--output", options.output, "File for the product; appears whole or not at all");
+  add_file(command, "A", options.a, "Matrix")->required();
+  add_file(command, "x", options.x, "Vectors, as columns of a matrix; ones when left out");
+  add_file(command, "-o,--output", options.output, "File for the product; appears whole or not at all");
   add_threads(command, options.threads, "Threads at most");
 }
 
 void add_solve(CLI::App& app, zor_tools::solve_options& options) {
   CLI::App* command =
       app.add_subcommand("solve", "Solve A x = b by conjugate gradients, A symmetric and positive definite");
-  command->add_option("A", options.a, "Matrix Market file of the matrix")->required();
-  command->add_option("b", options.b, "Right-hand sides, as columns of a matrix; A times ones when left out");
-  command->add_option("-o,--output", options.output, "File for the solution; appears whole or not at all");
+  add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
+  add_file(command, "b", options.b, "Right-hand sides, as columns of a matrix; A times ones when left out");
+  add_file(command, "-o,--output", options.output, "File for the solution; appears whole or not at all");
   command->add_option("--preconditioner", options.preconditioner, "none or gauss-seidel")
       ->check(CLI::IsMember({"none", "gauss-seidel"}));
   command->add_option("--tolerance", options.tolerance, "Residual to reach, relative to b")
-      ->check(finite_from_zero(true) & CLI::Range(0.0, 1.0));
-  command->add_option("--iterations", options.iterations, "Iterations at most")->check(CLI::PositiveNumber);
+      ->check(number([](double v) { return v >= 0 && v <= 1; }, "a number from 0 to 1"));
+  command->add_option("--iterations", options.iterations, "Iterations at most")->check(at_least_one());
   command->add_option("--every", options.every, "Iterations from one line to the next")
-      ->check(CLI::PositiveNumber);
-  command->add_option("--plot", options.plot, "Draw the residuals into an SVG file");
+      ->check(at_least_one());
+  add_file(command, "--plot", options.plot, "Draw the residuals into an SVG file");
   add_threads(command, options.threads, "Threads at most");
 }
 
 void add_fft(CLI::App& app, zor_tools::fft_options& options) {
   CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
-  command->add_option("FILE", options.input, "WAV, text or CSV file")->required();
+  add_file(command, "FILE", options.input, "WAV, text or CSV file")->required();
   command->add_option("--column", options.column, "Channel or column, from 1")->check(CLI::Range(1, 65535));
   command->add_option("--rate", options.rate, "Samples a second of a text file")
-      ->check(finite_from_zero(false));
-  command->add_option("-o,--output", options.output, "CSV file for the spectrum");
-  command->add_option("--plot", options.plot, "Draw an SVG file");
+      ->check(number([](double v) { return v > 0 && std::isfinite(v); }, "a positive finite number"));
+  add_file(command, "-o,--output", options.output, "CSV file for the spectrum");
+  add_file(command, "--plot", options.plot, "Draw an SVG file");
   CLI::Option* filter =
       command->add_option("--filter", options.highest, "Keep the frequencies up to this one")
-          ->check(finite_from_zero(true));
-  CLI::Option* filtered = command->add_option("--filtered", options.filtered,
-                                              "File for the filtered signal; WAV when it ends in .wav");
+          ->check(number([](double v) { return v >= 0 && std::isfinite(v); }, "a finite number from 0"));
+  CLI::Option* filtered = add_file(command, "--filtered", options.filtered,
+                                   "File for the filtered signal; WAV when it ends in .wav");
   filter->needs(filtered);
   filtered->needs(filter);
   add_threads(command, options.threads, "Threads at most");
@@ -107,13 +116,13 @@ void add_bench(CLI::App& app, zor_bench::options& options) {
   command->add_option("--case", options.filter,
                       "Only cases whose name has a match of this regular expression");
   command->add_flag("--csv", options.csv, "Print comma-separated values instead of tables");
-  command->add_option("--plot", options.plot, "Draw an SVG file");
+  add_file(command, "--plot", options.plot, "Draw an SVG file");
   add_threads(command, options.threads, "Threads of every library");
   command->add_flag("--errors", options.errors, "Show the rounding errors of transforms too");
   command->add_flag("--quick", options.quick,
                     "Small sizes, each once: a check that all runs, no measurement");
   command->add_option("--seconds", options.seconds, "Time spent on each case")
-      ->check(CLI::Range(0.001, 600.0));
+      ->check(number([](double v) { return v >= 0.001 && v <= 600; }, "a number from 0.001 to 600"));
   command->add_option("--build", options.build, "Kernel library to run")
       ->check(CLI::IsMember({"baseline", "v3", "v4"}));
   command->add_option("--openblas-core", options.openblas_core, "Core type OpenBLAS is made to use");

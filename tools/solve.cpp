@@ -102,6 +102,17 @@ struct gauss_seidel {
 // What an iteration reports to: its number and the residual, relative to the right-hand side.
 using observer = std::function<void(int64_t iteration, double residual)>;
 
+// The power of two of the largest element. Scaled by it, b has squares that neither overflow nor vanish, and
+// bits are those of the unscaled run where that stays in range.
+int exponent_of(zor_int n, const double* b) {
+  double largest = 0;
+  for (zor_int i = 0; i < n; ++i) largest = std::max(largest, std::abs(b[i]));
+  return largest > 0 && std::isfinite(largest) ? std::ilogb(largest) : 0;
+}
+void scale_by(zor_int n, int exponent, double* x) {
+  for (zor_int i = 0; i < n; ++i) x[i] = std::ldexp(x[i], exponent);
+}
+
 // Solves A x = b from x = 0 until the residual is at most the tolerance. False when it is not after `most`
 // iterations.
 bool conjugate_gradients(const std::string& file, zor_int n, const sparse_view& a, const gauss_seidel* m,
@@ -126,7 +137,8 @@ bool conjugate_gradients(const std::string& file, zor_int n, const sparse_view& 
     times(a, p.get(), q.get());
     const double curvature = dot(n, p.get(), q.get());
     if (curvature <= 0)
-      not_positive(file, fmt::format("p'Ap is {:.3g} in iteration {}", curvature, iteration));
+      not_positive(file, fmt::format("p'Ap / p'p is {:.3g} in iteration {}",
+                                     curvature / dot(n, p.get(), p.get()), iteration));
     axpy(n, rho / curvature, p.get(), x);
     axpy(n, -rho / curvature, q.get(), r.get());
     const double residual = norm(n, r.get()) / size;
@@ -169,7 +181,7 @@ observer report_to(history& residuals, const solve_options& options) {
     if (iteration % options.every == 0)
       fmt::print("iteration   {:>6}  residual {:.6e}\n", iteration, residual);
     const double done = std::log(std::max(residual, goal)) / std::log(goal);
-    zor_bench::show_progress(size_t(std::clamp(100 * done, 0.0, 100.0)), 100,
+    zor_bench::show_progress(size_t(std::max(0.0, std::min(100 * done, 100.0))), 100,
                              fmt::format("% at iteration {}", iteration));
   };
 }
@@ -203,17 +215,22 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
   for (zor_int j = 0; j < columns; ++j) {
     if (columns > 1) fmt::print("column      {:>6}\n", j + 1);
     history& own = residuals[size_t(j)];
+    double *const b_j = rhs.get() + j * n, *const x_j = x.get() + j * n;
+    const int exponent = exponent_of(n, b_j);
+    scale_by(n, -exponent, b_j);
     const auto start = std::chrono::steady_clock::now();
-    const bool solved =
-        conjugate_gradients(a.file, n, matrix, preconditioner ? &*preconditioner : nullptr, rhs.get() + j * n,
-                            x.get() + j * n, options.tolerance, most, report_to(own, options));
+    const bool solved = conjugate_gradients(a.file, n, matrix, preconditioner ? &*preconditioner : nullptr,
+                                            b_j, x_j, options.tolerance, most, report_to(own, options));
     seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     zor_bench::clear_progress();
     if (!solved)
       throw std::runtime_error(fmt::format("{}: no convergence: the residual after iteration {} is {:.3g}",
                                            a.file, most, own.back()));
     iterations += int64_t(own.size()) - 1;
-    worst = std::max(worst, true_residual(n, matrix, x.get() + j * n, rhs.get() + j * n));
+    worst = std::max(worst, true_residual(n, matrix, x_j, b_j));
+    scale_by(n, exponent, x_j);
+    if (!std::all_of(x_j, x_j + n, [](double v) { return std::isfinite(v); }))
+      throw std::runtime_error(fmt::format("{}: the solution is beyond double precision", a.file));
     fmt::print("converged   {:>6}  residual {:.6e}\n", own.size() - 1, own.back());
   }
   if (output != nullptr) output->commit(mm_array_text(n, columns, x.get()));

@@ -29,6 +29,7 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"short.mtx", coordinate + "real symmetric\n2 2 3\n1 1 1\n2 1 1\n"},
       {"tall.mtx", coordinate + "real general\n900000000000 1 1\n5 1 1\n"},
       {"wide.mtx", coordinate + "real general\n1 900000000000 1\n1 5 1\n"},
+      {"vast.mtx", coordinate + "real general\n900000000000 900000000000 1\n5 5 1\n"},
       {"rect.mtx", coordinate + "real general\n2 3 1\n1 1 1\n"},
       {"skew.mtx", coordinate + "real skew-symmetric\n2 2 1\n2 1 1\n"},
       {"herm.mtx", coordinate + "complex hermitian\n1 1 1\n1 1 1 0\n"},
@@ -48,6 +49,8 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"spmv spd.mtx four.mtx -o y.mtx", 2, "four.mtx:2: 4 rows do not fit the 3 columns of spd.mtx"},
       {"spmv tall.mtx -o y.mtx", 2, "tall.mtx:2: 900000000000 by 1 elements need GIB, this machine has GIB"},
       {"spmv wide.mtx -o y.mtx", 2, "wide.mtx:2: 900000000000 by 1 elements need GIB, this machine has GIB"},
+      {"spmv vast.mtx -o y.mtx", 2, "vast.mtx:2: 900000000000 by 1 elements need GIB, this machine has GIB"},
+      {"spmv spd.mtx '' -o y.mtx", 2, "x: the name of the file is empty"},
       {"spmv spd.mtx three.mtx -o none/y.mtx", 1, "none/y.mtx: No such file or directory"},
       {"spmv", 2, "A is required"},
       {"solve spd.mtx four.mtx -o y.mtx", 2, "four.mtx:2: 4 rows do not fit the 3 rows of spd.mtx"},
@@ -59,14 +62,16 @@ TEST(SparseCommands, RefuseInOneLine) {
        "uneven.mtx: not symmetric: row 1, column 2 holds 1, row 2, column 1 holds 3"},
       {"solve hole.mtx -o y.mtx", 1, "hole.mtx: not positive definite: the diagonal of row 2 is 0"},
       {"solve saddle.mtx two.mtx -o y.mtx --plot p.svg", 1,
-       "saddle.mtx: not positive definite: p'Ap is -2 in iteration 1"},
+       "saddle.mtx: not positive definite: p'Ap / p'p is -1 in iteration 1"},
       {"solve nan.mtx three.mtx -o y.mtx", 2, "three.mtx:2: 3 rows do not fit the 2 rows of nan.mtx"},
       {"solve nan.mtx -o y.mtx", 1, "the norm of the right-hand side is not finite"},
       {"solve spd.mtx --iterations 1 -o y.mtx", 1,
        "spd.mtx: no convergence: the residual after iteration 1 is 0.309"},
       {"solve spd.mtx -o y.mtx --plot \"it's.svg\"", 2,
        "it's.svg: a plot's name may not hold quotes or line ends"},
-      {"solve spd.mtx --tolerance 2", 2, "--tolerance: Value 2 not in range 0.000000 to 1.000000"},
+      {"solve spd.mtx --tolerance 2", 2, "--tolerance: 2 is not a number from 0 to 1"},
+      {"solve spd.mtx --tolerance nan", 2, "--tolerance: nan is not a number from 0 to 1"},
+      {"solve spd.mtx --every 0", 2, "--every: Value 0 not in range 1 to 9223372036854775807"},
       {"solve spd.mtx --preconditioner jacobi", 2, "--preconditioner: jacobi not in {none,gauss-seidel}"},
   };
   const scratch_folder folder;
@@ -230,6 +235,35 @@ TEST(SparseCommands, SolveAndReport) {
   EXPECT_EQ(0, run(folder, "solve a.mtx b.mtx --plot out.svg").status);
   if (std::system("command -v gnuplot >/dev/null") != 0) GTEST_SKIP() << "no gnuplot: the plot was not drawn";
   EXPECT_NE(std::string::npos, folder.read("out.svg").find("</svg>"));
+}
+
+// Elements whose squares vanish or overflow: the solution of a A x = b (3, 2, 3) is b / a in each row.
+TEST(SparseCommands, SolveAtEveryMagnitude) {
+  const struct {
+    const char *a, *b;
+    double x;  // 0: out of range
+  } cases[] = {{"", "e-200", 1e-200}, {"", "e200", 1e200},   {"e-200", "", 1e200}, {"e200", "e-100", 1e-300},
+               {"e200", "e200", 1},   {"e-200", "e-200", 1}, {"e-200", "e200", 0}, {"", "e-308", 1e-308}};
+  const scratch_folder folder;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(fmt::format("a 1{}, b 1{}", c.a, c.b));
+    folder.write("a.mtx",
+                 fmt::format("%%MatrixMarket matrix coordinate real symmetric\n3 3 5\n1 1 4{0}\n2 1 -1{0}\n"
+                             "2 2 4{0}\n3 2 -1{0}\n3 3 4{0}\n",
+                             c.a));
+    folder.write("b.mtx",
+                 fmt::format("%%MatrixMarket matrix array real general\n3 1\n3{0}\n2{0}\n3{0}\n", c.b));
+    for (const char* preconditioner : {"none", "gauss-seidel"}) {
+      const outcome got =
+          run(folder, fmt::format("solve a.mtx b.mtx -o x.mtx --preconditioner {}", preconditioner));
+      if (c.x == 0) {
+        EXPECT_EQ("zor: a.mtx: the solution is beyond double precision\n", got.err);
+        continue;
+      }
+      ASSERT_EQ("", got.err);
+      for (const double x : zor_tools::mm_read(folder.path("x.mtx")).re) EXPECT_NEAR(1, x / c.x, 1e-9);
+    }
+  }
 }
 
 }  // namespace
