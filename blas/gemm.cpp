@@ -64,16 +64,23 @@ constexpr zor_int small_sum = 384;
 
 bool is_small(zor_int m, zor_int n, zor_int k) { return m + n + k <= small_sum; }
 
-blocking double_blocking(zor_int m, zor_int n, zor_int k, bool b_in_place) {
+template <class T>
+bool fills_tile(zor_int m, zor_int n, zor_int k) {
+  return m >= limits<T>::least_m && n >= limits<T>::least_nk && k >= limits<T>::least_nk;
+}
+
+[[gnu::always_inline]] inline blocking double_blocking(zor_int m, zor_int n, zor_int k, bool b_in_place) {
   blocking s{112, 480, 2000, 0};
   if (k > 112 && k <= 224) s.kb = k / 2 / 4 * 4;
-  const zor_int depth = k < s.kb ? k : s.kb;
-  if (k <= 224 && m + n >= 10000) {
-    s.nb = 5000;
-    s.mb = depth <= 16 ? 1536 : depth <= 32 ? 1024 : depth <= 64 ? 768 : 512;
-  } else if (m >= 4000 && n >= 4000 && k >= 4000 && m + n >= 12000) {
-    s.nb = 5000;
-    s.mb = 512;
+  if (!is_small(m, n, k)) {
+    const zor_int depth = k < s.kb ? k : s.kb;
+    if (k <= 224 && m + n >= 10000) {
+      s.nb = 5000;
+      s.mb = depth <= 16 ? 1536 : depth <= 32 ? 1024 : depth <= 64 ? 768 : 512;
+    } else if (m >= 4000 && n >= 4000 && k >= 4000 && m + n >= 12000) {
+      s.nb = 5000;
+      s.mb = 512;
+    }
   }
   if (s.nb > n) s.nb = n;
   s.bytes = uint64_t(64 * s.kb + 8 * s.kb * s.mb + (b_in_place ? 9472 : 8 * s.kb * s.nb + 18176));
@@ -81,7 +88,7 @@ blocking double_blocking(zor_int m, zor_int n, zor_int k, bool b_in_place) {
 }
 
 template <class T>
-blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
+[[gnu::always_inline]] inline blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
   const zor_int nb = n < 2000 ? n : 2000;
   if constexpr (std::is_same_v<T, double>)
     return double_blocking(m, n, k, b_in_place);
@@ -93,37 +100,41 @@ blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
     return {64, 320, nb, uint64_t(1024 * nb + 353536)};
 }
 
-// A block of C against a panel of the depth: strips of columns, and in each the strips of A. `t` comes with
-// the operands of the whole block and ends as the last tile. The strip of B in hand is spread first where the
-// kernels want it so.
+// A block of C against a panel of the depth: strips of columns, and in each the strips of A. The strip of B
+// in hand is spread first where the kernels want it so.
 template <class T, reading From>
-void product_block(zor_int m, zor_int n, tile<T>& t) {
+[[gnu::always_inline]] inline void product_block(zor_int m, zor_int n, const tile<T>& t, const real_t<T>* a,
+                                                 const real_t<T>* b, T* c) {
   constexpr int most = tile_shape<T>::columns;
   using V = vec<real_t<T>, width>;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
   constexpr int copies = lanes<V>, deepest = is_complex<T> ? 64 : 112;
   alignas(V) real_t<T> scratch[spread ? deepest * most * parts<T> * copies : 1];
-  const real_t<T>*const a = t.a, *b = t.b;
-  T* const c = t.c;
+  const zor_int b_step = (packed ? t.depth : t.b_column) * parts<T>;
+  if (const strip s = next_strip<T>(m); !spread && s.rows == m) {
+    auto& at = kernels<T, From>.at[s.height];
+    for (; n > most; n -= most, b += most * b_step, c += most * t.ldc) at[most - 1](t, a, b, c, s.rows);
+    return at[n - 1](t, a, b, c, s.rows);
+  }
   for (zor_int j = 0; j < n; j += most) {
     const int columns = n - j < most ? int(n - j) : most;
-    t.a = a;
-    t.b = b;
-    t.c = c + j * t.ldc;
+    const real_t<T>* strip_b = b;
     if constexpr (spread) {
       for (zor_int e = 0; e < columns * t.depth * parts<T>; ++e)
         store(scratch + e * copies, broadcast<V>(b[e]));
-      t.b = scratch;
+      strip_b = scratch;
     }
+    const real_t<T>* strip_a = a;
+    T* strip_c = c;
     for (zor_int left = m; left > 0;) {
       const strip s = next_strip<T>(left);
-      t.rows = s.rows;
-      kernels<T, From>.at[s.height][columns - 1](t);
-      t.a += From == reading::in_place ? s.rows : s.packed_rows * t.depth * parts<T>;
-      t.c += s.rows;
+      kernels<T, From>.at[s.height][columns - 1](t, strip_a, strip_b, strip_c, s.rows);
+      strip_a += From == reading::in_place ? s.rows : s.packed_rows * t.depth * parts<T>;
+      strip_c += s.rows;
       left -= s.rows;
     }
-    b += columns * (packed ? t.depth : t.b_column) * parts<T>;
+    b += columns * b_step;
+    c += most * t.ldc;
   }
 }
 
@@ -151,17 +162,22 @@ zor_int first_depth(zor_int k, zor_int kb) {
   return tail != 0 ? tail : kb;
 }
 
+// Whether B may be read in place: conjugation and tails of rows take a packed one. Read by more than a few
+// strips of A, a B that the kernels want spread is better packed and spread.
+template <class T>
+bool may_read_in_place(zor_int m, bool conj) {
+  return !conj && m % limits<T>::rows == 0 && !(spread_b<T> && m > 4 * tile_shape<T>::rows);
+}
+
 // Where a product reads: in place what is read too seldom to be worth its packing, as far as it can be read
 // from there. A panel in place should stay in the second level of cache with all that lies between its
 // columns, and columns a page apart would share the sets of the first. Strips of whole vectors need no
 // padding. A product with an alpha of 1 changes A only where results are flushed to zero.
 template <class T>
-reading reading_of(const problem<T>& q, bool small) {
+[[gnu::always_inline]] inline reading reading_of(const problem<T>& q, bool small) {
   constexpr zor_int few = 96, size = sizeof(T), whole = 16 / size;
   const auto is_near = [](zor_int step) { return step * 112 * size <= zor_int(1) << 18; };
-  if (q.b.conj || q.m % limits<T>::rows != 0) return reading::packed;
-  // Read by more than a few strips of A, a B that the kernels want spread is better packed and spread.
-  if (spread_b<T> && q.m > 4 * tile_shape<T>::rows) return reading::packed;
+  if (!may_read_in_place<T>(q.m, q.b.conj)) return reading::packed;
   const bool b_in_place =
       small || (q.m <= few && (q.b.trans ? is_near(q.b.row_stride) : q.b.column_stride * size % 4096 != 0));
   if (!b_in_place) return reading::packed;
@@ -180,24 +196,16 @@ template <class T>
                                                  zor_int columns, zor_int depth, const T* a, const T* b,
                                                  T beta, T* c, real_t<T>* packed_a,
                                                  const real_t<T>* packed_b) {
-  tile<T> t{depth, packed_a, 0, packed_b, 0, 0, c, q.ldc, 0, update_of(beta), beta};
-  if (from != reading::packed) {
-    t.b = reals(b);
-    t.b_step = q.b.row_stride;
-    t.b_column = q.b.column_stride;
-  }
+  const tile<T> t{depth, q.a.column_stride, q.b.row_stride, q.b.column_stride, q.ldc, update_of(beta), beta};
   if constexpr (!is_complex<T>) {
-    if (from == reading::in_place) {
-      t.a = a;
-      t.a_step = q.a.column_stride;
-      return product_block<T, reading::in_place>(rows, columns, t);
-    }
+    if (from == reading::in_place) return product_block<T, reading::in_place>(rows, columns, t, a, b, c);
   }
-  pack_a(rows, depth, q.a, a, q.alpha, packed_a);
+  pack_a(rows, depth, q.a.trans, q.a.conj, a, q.a.trans ? q.a.row_stride : q.a.column_stride, q.alpha,
+         packed_a);
   if (from == reading::packed)
-    product_block<T, reading::packed>(rows, columns, t);
+    product_block<T, reading::packed>(rows, columns, t, packed_a, packed_b, c);
   else
-    product_block<T, reading::b_in_place>(rows, columns, t);
+    product_block<T, reading::b_in_place>(rows, columns, t, packed_a, reals(b), c);
 }
 
 // Rows and columns of C through the register kernels, rows of the tail through row_products.
@@ -261,6 +269,15 @@ void tail_columns(const problem<T>& q) {
     tail_columns(q, n, core::zor_blas_zgemv);
 }
 
+// A block that zor_serv_check_ptr has been told of under the routine's name. One that it finds wanting is as
+// good as none.
+template <class T>
+[[gnu::noinline]] borrowed_block told_block(uint64_t bytes) {
+  const borrowed_block block = borrow_block(bytes);
+  return core::zor_serv_check_ptr(block.data, limits<T>::name) == 0 ? block : borrowed_block{};
+}
+
+// The product by blocks, whatever the problem; without memory for them by the plain loops.
 template <class T>
 void product(const problem<T>& q) {
   if (q.m < 1 || q.n < 1) return;
@@ -271,19 +288,12 @@ void product(const problem<T>& q) {
       scale_columns(q.m, q.n, q.beta, q.c, q.ldc);
     return;
   }
-  using limit = limits<T>;
-  if (q.m >= limit::least_m && q.n >= limit::least_nk && q.k >= limit::least_nk) {
+  if (fills_tile<T>(q.m, q.n, q.k)) {
     const bool small = is_small(q.m, q.n, q.k);
     const blocking s = blocking_of<T>(q.m, q.n, q.k, small && !q.b.trans);
-    const borrowed_block block = borrow_block(s.bytes, 128);
-    if (core::zor_serv_check_ptr(block.data, limit::name) == 0) {
-      const reading from = reading_of(q, small);
-      // The shortest way is for the products whose time is the way.
-      if (from != reading::packed && q.k <= s.kb && q.m <= s.mb)
-        panel_product(q, from, q.m, q.n / limit::columns * limit::columns, q.k, q.a.data, q.b.data, q.beta,
-                      q.c, align_to<real_t<T>>(block.data, 64), nullptr);
-      else
-        blocked_product(q, s, from, block.data);
+    const borrowed_block block = told_block<T>(s.bytes);
+    if (block.data != nullptr) {
+      blocked_product(q, s, reading_of(q, small), block.data);
       return_block(block);
       tail_columns(q);
       return;
@@ -292,15 +302,57 @@ void product(const problem<T>& q) {
   plain_product(q.m, q.n, q.k, q.alpha, q.a, q.b, q.beta, q.c, q.ldc);
 }
 
+template <class T>
+[[gnu::always_inline]] inline problem<T> problem_of(const char* transa, const char* transb, const zor_int* m,
+                                                    const zor_int* n, const zor_int* k, const T* alpha,
+                                                    const T* a, const zor_int* lda, const T* b,
+                                                    const zor_int* ldb, const T* beta, T* c,
+                                                    const zor_int* ldc) {
+  return {*m,    *n, *k,   *alpha, make_operand(*transa, a, *lda), make_operand(*transb, b, *ldb),
+          *beta, c,  *ldc, *transa};
+}
+
+// What the short way leaves to others.
+template <class T, class... Args>
+[[gnu::noinline]] void any_product(Args... args) {
+  product(problem_of<T>(args...));
+}
+template <class T, class... Args>
+[[gnu::noinline]] void product_without_memory(Args... args) {
+  const problem<T> q = problem_of<T>(args...);
+  plain_product(q.m, q.n, q.k, q.alpha, q.a, q.b, q.beta, q.c, q.ldc);
+}
+template <class T, class... Args>
+[[gnu::noinline]] void product_of_tail_columns(Args... args) {
+  tail_columns(problem_of<T>(args...));
+}
+
+// The time of a small product is its way to the kernels. One that reads in place, of one panel and one block
+// of rows, goes there straight. What is needed after the calls that see to memory is read after them: kept
+// across them it would be stored and read again.
+template <class T, class... Rest>
+[[gnu::always_inline]] inline void gemm(const char* transa, const char* transb, const zor_int* m,
+                                        const zor_int* n, const zor_int* k, const T* alpha, Rest... rest) {
+  constexpr zor_int deepest = is_complex<T> ? 64 : 112, most_rows = 320;
+  if (!is_small(*m, *n, *k) || !fills_tile<T>(*m, *n, *k) || *m > most_rows || *k > deepest ||
+      is_zero(*alpha) || !may_read_in_place<T>(*m, is_conj<T>(*transb)))
+    return any_product<T>(transa, transb, m, n, k, alpha, rest...);
+  const borrowed_block block = told_block<T>(blocking_of<T>(*m, *n, *k, !is_trans(*transb)).bytes);
+  if (block.data == nullptr) return product_without_memory<T>(transa, transb, m, n, k, alpha, rest...);
+  const problem<T> q = problem_of<T>(transa, transb, m, n, k, alpha, rest...);
+  panel_product(q, reading_of(q, true), q.m, q.n / limits<T>::columns * limits<T>::columns, q.k, q.a.data,
+                q.b.data, q.beta, q.c, align_to<real_t<T>>(block.data, 64), nullptr);
+  return_block(block);
+  if (q.n % limits<T>::columns != 0) product_of_tail_columns<T>(transa, transb, m, n, k, alpha, rest...);
+}
+
 }  // namespace
 }  // namespace zor::gemm
 
-#define ROW_XGEMM(name, T)                                                                                 \
-  extern "C" void name(const char* transa, const char* transb, const zor_int* m, const zor_int* n,         \
-                       const zor_int* k, const T* alpha, const T* a, const zor_int* lda, const T* b,       \
-                       const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                      \
-    using namespace zor::gemm;                                                                             \
-    product<T>({*m, *n, *k, *alpha, make_operand(*transa, a, *lda), make_operand(*transb, b, *ldb), *beta, \
-                c, *ldc, *transa});                                                                        \
+#define ROW_XGEMM(name, T)                                                                           \
+  extern "C" void name(const char* transa, const char* transb, const zor_int* m, const zor_int* n,   \
+                       const zor_int* k, const T* alpha, const T* a, const zor_int* lda, const T* b, \
+                       const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                \
+    zor::gemm::gemm<T>(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);                \
   }
 #include "zor/tables/blas_gemm.inc"

@@ -22,11 +22,16 @@ struct operand {
   }
 };
 
+constexpr bool is_trans(char letter) { return letter != 'N' && letter != 'n'; }
+template <class T>
+constexpr bool is_conj(char letter) {
+  return is_complex<T> && (letter == 'C' || letter == 'c');
+}
+
 template <class T>
 operand<T> make_operand(char letter, const T* data, zor_int ld) {
-  const bool trans = letter != 'N' && letter != 'n';
-  const bool conj = is_complex<T> && (letter == 'C' || letter == 'c');
-  return {data, trans ? ld : 1, trans ? 1 : ld, trans, conj};
+  const bool trans = is_trans(letter);
+  return {data, trans ? ld : 1, trans ? 1 : ld, trans, is_conj<T>(letter)};
 }
 
 // C := C + sum, C := sum, C := beta C + sum.

@@ -143,16 +143,17 @@ struct strip_packers {
 template <class T, bool Turned, bool Conj>
 inline constexpr strip_packers<T, Turned, Conj> packers{};
 
-// Packs alpha op(A), m by depth, from `source` on, which is strided as `a` is. For complex types m is a
-// multiple of 16 bytes of reals. Columns of an A that is not transposed are read down the whole block, a few
-// at a time, which keeps them in the reach of the TLB and of the hardware's prefetch.
+// Packs alpha op(A), m by depth, from `source` on. For complex types m is a multiple of 16 bytes of reals.
+// Columns of an A that is not transposed are read down the whole block, a few at a time, which keeps them in
+// the reach of the TLB and of the hardware's prefetch.
 template <class T>
-void pack_a(zor_int m, zor_int depth, const operand<T>& a, const T* source, T alpha, real_t<T>* destination) {
+void pack_a(zor_int m, zor_int depth, bool trans, bool conj, const T* source, zor_int ld, T alpha,
+            real_t<T>* destination) {
   constexpr zor_int columns = 8;
-  const zor_int step = a.trans ? depth : columns, ld = a.trans ? a.row_stride : a.column_stride;
-  const auto& pack = a.conj    ? packers<T, true, true>.at
-                     : a.trans ? packers<T, true, false>.at
-                               : packers<T, false, false>.at;
+  const zor_int step = trans ? depth : columns, row_stride = trans ? ld : 1;
+  const auto& pack = conj    ? packers<T, true, true>.at
+                     : trans ? packers<T, true, false>.at
+                             : packers<T, false, false>.at;
   for (zor_int p = 0; p < depth; p += step, source += columns * ld) {
     const zor_int part = depth - p < step ? depth - p : step;
     const T* from = source;
@@ -161,7 +162,7 @@ void pack_a(zor_int m, zor_int depth, const operand<T>& a, const T* source, T al
       const strip s = next_strip<T>(left);
       pack[s.height](from, ld, part, s.rows, alpha, panel + p * s.packed_rows * parts<T>);
       panel += s.packed_rows * depth * parts<T>;
-      from += s.rows * a.row_stride;
+      from += s.rows * row_stride;
       left -= s.rows;
     }
   }

@@ -9,13 +9,13 @@
 
 namespace zor {
 
-// A block as zor_serv_allocate gives it, for the length of a call. Returned with its slot at hand, it is not
-// searched for.
+// A block as zor_serv_allocate gives it for an alignment of 128, for the length of a call. Returned with its
+// slot at hand, it is not searched for.
 struct borrowed_block {
   void* data;
   shared_word<uint64_t>* in_use;  // null for a block from outside the pool
 };
-borrowed_block borrow_block(uint64_t size, int32_t alignment);
+borrowed_block borrow_block(uint64_t size);
 inline void return_block(const borrowed_block& block) {
   if (block.in_use != nullptr)
     *block.in_use = 0;

@@ -99,7 +99,7 @@ void set_index(uint32_t key, uintptr_t index) { pthread_setspecific(key, reinter
 }
 
 // The calling thread's record, or null.
-thread_pool_record* find_record() {
+[[gnu::always_inline]] inline thread_pool_record* find_record() {
   const uint32_t key = pool_tls_slot;
   if (key == unset) return nullptr;
   const pthread_t self = thread_identifier();
@@ -240,28 +240,29 @@ bool give_back_own(thread_pool_record& record, const char* pointer) {
   return false;
 }
 
-}  // namespace
-
-borrowed_block borrow_block(uint64_t size, int32_t alignment) {
+[[gnu::always_inline]] inline borrowed_block borrow(uint64_t size, uint64_t reserve) {
   if (pool_tls_slot == unset) create_tls_slot();
   if (size == 0) return {nullptr, nullptr};
   if (pool_is_disabled() || size > pooled_size_limit) return {alloc_malloc(size), nullptr};
   thread_pool_record* record = find_record();
   if (record == nullptr) record = register_thread();
   if (record == nullptr) return {alloc_malloc(size), nullptr};
-  const uint64_t reserve = alignment >= least_alignment ? boundary_of(uint64_t(alignment)) : 0;
   int slot = exact_slot(*record, size + reserve);
   if (slot < 0) slot = other_slot(*record, size + reserve);
   if (slot < 0) return {alloc_malloc(size), nullptr};
   return {take_slot(*record, slot, size, reserve), &record->in_use[slot]};
 }
 
+}  // namespace
+
+borrowed_block borrow_block(uint64_t size) { return borrow(size, 128); }
+
 }  // namespace zor
 
 using namespace zor;
 
 extern "C" void* zor_serv_allocate(uint64_t size, int32_t alignment) {
-  return borrow_block(size, alignment).data;
+  return borrow(size, alignment >= least_alignment ? boundary_of(uint64_t(alignment)) : 0).data;
 }
 
 extern "C" void zor_serv_deallocate(void* pointer) {

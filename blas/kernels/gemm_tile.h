@@ -29,35 +29,30 @@ inline constexpr bool spread_b = width == 16 && sizeof(real_t<T>) == 4;
 // alpha of 1 (the product with it changes no A that is not flushed) and real types.
 enum class reading { packed, b_in_place, in_place };
 
+// What the tiles of a block share: columns of A in place are a_step apart, element (p, j) of a B in place
+// stands at (p b_step + j b_column) parts.
 template <class T>
 struct tile {
-  zor_int depth;
-  const real_t<T>*
-      a;  // a packed strip of alpha op(A), see gemm_pack.h, or A itself with columns a_step apart
-  zor_int a_step;
-  const real_t<T>* b;  // element (p, j) of op(B) at b + (p b_step + j b_column) parts
-  zor_int b_step, b_column;
-  T* c;
-  zor_int ldc;
-  int rows;  // rows of C to update, fewer than the strip has when its last vector is padded
+  zor_int depth, a_step, b_step, b_column, ldc;
   update how;
   T beta;
 };
 
+// a is a packed strip of alpha op(A), see gemm_pack.h, or A itself. `rows` of C are updated, fewer than the
+// strip has when its last vector is padded.
 template <class T>
-using tile_kernel = void(const tile<T>&);
+using tile_kernel = void(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, T* c, int rows);
 
 // The lane-wise sums over p, in ascending order and from +0: of a b, and for complex types
 // R := (R + br ar) - bi ai, I := (I + br ai) + bi ar.
 template <class T, class V, int Vectors, int Columns, reading From>
-[[gnu::always_inline]] inline void accumulate(const tile<T>& t, V (&sum)[Columns][Vectors * parts<T>]) {
+[[gnu::always_inline]] inline void accumulate(const tile<T>& t, const real_t<T>* a, const real_t<T>* b,
+                                              V (&sum)[Columns][Vectors * parts<T>]) {
   constexpr int n = lanes<V>;
-  const real_t<T>*a = t.a, *b = t.b;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
   constexpr int copies = spread ? tile_shape<T>::lanes : 1;
   const zor_int a_step = From == reading::in_place ? t.a_step : Vectors * parts<T> * n;
   const zor_int step = packed ? Columns * parts<T> * copies : t.b_step * parts<T>;
-  const zor_int column = packed ? parts<T> * copies : t.b_column * parts<T>;
   const auto b_value = [](const real_t<T>* at) __attribute__((always_inline)) {
     if constexpr (spread)
       return load_aligned<V>(at);
@@ -68,34 +63,41 @@ template <class T, class V, int Vectors, int Columns, reading From>
   for (int j = 0; j < Columns; ++j)
 #pragma GCC unroll 16
     for (int v = 0; v < Vectors * parts<T>; ++v) sum[j][v] = V{};
-  for (zor_int p = t.depth; p > 0; --p) {
-    V av[Vectors * parts<T>];
+  // With a column that the compiler knows, each factor of B is one operand of its product.
+  const auto over_depth = [&](auto column) __attribute__((always_inline)) {
+    for (zor_int p = t.depth; p > 0; --p) {
+      V av[Vectors * parts<T>];
 #pragma GCC unroll 16
-    for (int v = 0; v < Vectors * parts<T>; ++v) av[v] = load<V>(a + v * n);
+      for (int v = 0; v < Vectors * parts<T>; ++v) av[v] = load<V>(a + v * n);
 #pragma GCC unroll 16
-    for (int j = 0; j < Columns; ++j) {
-      if constexpr (is_complex<T>) {
-        const V br = b_value(b + j * column);
+      for (int j = 0; j < Columns; ++j) {
+        if constexpr (is_complex<T>) {
+          const V br = b_value(b + j * column);
 #pragma GCC unroll 16
-        for (int v = 0; v < Vectors; ++v) {
-          sum[j][v] = sum[j][v] + br * av[v];
-          sum[j][Vectors + v] = sum[j][Vectors + v] + br * av[Vectors + v];
+          for (int v = 0; v < Vectors; ++v) {
+            sum[j][v] = sum[j][v] + br * av[v];
+            sum[j][Vectors + v] = sum[j][Vectors + v] + br * av[Vectors + v];
+          }
+          const V bi = b_value(b + j * column + copies);
+#pragma GCC unroll 16
+          for (int v = 0; v < Vectors; ++v) {
+            sum[j][v] = sum[j][v] - bi * av[Vectors + v];
+            sum[j][Vectors + v] = sum[j][Vectors + v] + bi * av[v];
+          }
+        } else {
+          const V bj = b_value(b + j * column);
+#pragma GCC unroll 16
+          for (int v = 0; v < Vectors; ++v) sum[j][v] = sum[j][v] + av[v] * bj;
         }
-        const V bi = b_value(b + j * column + copies);
-#pragma GCC unroll 16
-        for (int v = 0; v < Vectors; ++v) {
-          sum[j][v] = sum[j][v] - bi * av[Vectors + v];
-          sum[j][Vectors + v] = sum[j][Vectors + v] + bi * av[v];
-        }
-      } else {
-        const V bj = b_value(b + j * column);
-#pragma GCC unroll 16
-        for (int v = 0; v < Vectors; ++v) sum[j][v] = sum[j][v] + av[v] * bj;
       }
+      a += a_step;
+      b += step;
     }
-    a += a_step;
-    b += step;
-  }
+  };
+  if (packed || t.b_column == 1)
+    over_depth(std::integral_constant<int, parts<T> * copies>{});
+  else
+    over_depth(t.b_column * parts<T>);
 }
 
 // One vector of C, interleaved for complex types, joined by its sums in one addition a real.
@@ -144,11 +146,9 @@ template <update How, class T, class V, int Vectors, int Columns>
 }
 
 template <class T, class V, int Vectors, int Columns, reading From>
-void tile_product(const tile<T>& t) {
+void tile_product(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, T* c, int rows) {
   [[maybe_unused]] constexpr int span = int(Vectors * lanes<V> * sizeof(T));
-  T* const c = t.c;
   const zor_int ldc = t.ldc;
-  const int rows = t.rows;
   // C is needed only after the whole depth: ask for its lines now. A product that reads in place is small.
   if constexpr (From == reading::packed) {
 #pragma GCC unroll 16
@@ -159,7 +159,7 @@ void tile_product(const tile<T>& t) {
     }
   }
   V sum[Columns][Vectors * parts<T>];
-  accumulate<T, V, Vectors, Columns, From>(t, sum);
+  accumulate<T, V, Vectors, Columns, From>(t, a, b, sum);
   switch (t.how) {
     case update::add:
       return fold_tile<update::add, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);

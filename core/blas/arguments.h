@@ -16,14 +16,11 @@ constexpr bool equals(zor_c32 s, int real) { return s.re == float(real) && s.im 
 constexpr bool equals(zor_c64 s, int real) { return s.re == double(real) && s.im == 0; }
 
 constexpr char upper_case(char letter) { return char(letter & ~('a' - 'A')); }
-constexpr bool is_letter(const char* option, const char* letters) {
-  if (option == nullptr) return false;
-#pragma GCC unroll 4
-  for (; *letters != '\0'; ++letters)
-    if (upper_case(*option) == *letters) return true;
-  return false;
+template <class... Letters>
+constexpr bool is_letter(const char* option, Letters... letters) {
+  return option != nullptr && ((upper_case(*option) == letters) || ...);
 }
-constexpr bool is_trans(const char* option) { return is_letter(option, "NTC"); }
+constexpr bool is_trans(const char* option) { return is_letter(option, 'N', 'T', 'C'); }
 constexpr bool is_plain(const char* trans) { return upper_case(*trans) == 'N'; }
 
 constexpr bool is_size(const zor_int* n) { return n != nullptr && *n >= 0; }

@@ -14,7 +14,7 @@ constexpr const char* syr_arguments[] = {"uplo", "n", "alpha", "x", "incx", "a",
 template <class T>
 int32_t bad_syr_argument(const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx,
                          const T* a, const zor_int* lda) {
-  if (!is_letter(uplo, "UL")) return 1;
+  if (!is_letter(uplo, 'U', 'L')) return 1;
   if (!is_size(n)) return 2;
   if (alpha == nullptr) return 3;
   const bool used = *n > 0 && !equals(*alpha, 0);

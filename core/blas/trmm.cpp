@@ -100,7 +100,7 @@ void trmm(bool left, bool upper, const char* transa, bool unit, zor_int m, zor_i
                        const zor_int* m, const zor_int* n, const T* alpha, const T* a, const zor_int* lda,   \
                        T* b, const zor_int* ldb) {                                                           \
     using zor_core::is_letter;                                                                               \
-    zor_core::trmm(is_letter(side, "L"), is_letter(uplo, "U"), transa, is_letter(diag, "U"), *m, *n, *alpha, \
+    zor_core::trmm(is_letter(side, 'L'), is_letter(uplo, 'U'), transa, is_letter(diag, 'U'), *m, *n, *alpha, \
                    a, *lda, b, *ldb);                                                                        \
   }
 #include "zor/tables/core_generic.inc"
