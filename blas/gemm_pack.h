@@ -89,16 +89,20 @@ void scale_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, 
 template <class T, class V, int Vectors, bool Conj>
 void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, real_t<T>* destination) {
   constexpr int n = lanes<V>, side = units<T, sizeof(V)>, step = Vectors * n;
-  const zor_int last = rows - 1;
+  // Only one vector of doubles may stand for fewer rows.
+  const auto row_at = [=](zor_int row) __attribute__((always_inline)) {
+    if constexpr (Vectors == 1 && std::is_same_v<T, double>)
+      return source + (row < rows ? row : zor_int(rows - 1)) * ld;
+    else
+      return source + row * ld;
+  };
   if (depth < side) {
     T* const turned = reinterpret_cast<T*>(destination);
     for (int i = 0; i < step; ++i)
-      for (zor_int p = 0; p < depth; ++p)
-        __builtin_memcpy(turned + p * step + i, source + p + (i < last ? i : last) * ld, sizeof(T));
+      for (zor_int p = 0; p < depth; ++p) __builtin_memcpy(turned + p * step + i, row_at(i) + p, sizeof(T));
     return scale_strip<T, V, Vectors, Conj>(turned, step, depth, step, alpha, destination);
   }
   for (zor_int p = 0;;) {
-    const T* from = source + p;
     real_t<T>* to = destination + p * step * parts<T>;
     for (int v = 0; v < Vectors; ++v, to += n) {
       V x[parts<T>][side];
@@ -106,9 +110,9 @@ void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, r
       for (int h = 0; h < parts<T>; ++h) {
 #pragma GCC unroll 16
         for (int i = 0; i < side; ++i) {
-          const zor_int row = v * n + h * side + i;
-          x[h][i] = load_units<V>(from + (row < last ? row : last) * ld);
-          __builtin_prefetch(from + (row < last ? row : last) * ld + 2 * side);
+          const T* from = row_at(v * n + h * side + i) + p;
+          x[h][i] = load_units<V>(from);
+          __builtin_prefetch(from + 2 * side);
         }
         transpose_units<parts<T>>(x[h]);
       }
