@@ -28,12 +28,14 @@ R dot_unit(zor_int n, const R* x, const R* y) {
   using V = vec<R, 16>;
   constexpr int L = lanes<V>;
   const bool together = position(x) == position(y);
-  const zor_int peel = peel_count(x, n);
+  // A branch, so that the first loads need not wait for the count.
   R first = 0;
-  for (zor_int i = 0; i < peel; ++i) first = first + x[i] * y[i];
-  x += peel;
-  y += peel;
-  n -= peel;
+  if (const zor_int peel = peel_count(x, n); peel != 0) {
+    for (zor_int i = 0; i < peel; ++i) first = first + x[i] * y[i];
+    x += peel;
+    y += peel;
+    n -= peel;
+  }
 
   partial_sums<R, 64, long_width> sums;
   using P = typename partial_sums<R, 64, long_width>::V;
