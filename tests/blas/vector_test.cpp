@@ -235,15 +235,42 @@ TEST(vector, long_vectors) {
                     });
 }
 
+struct nearest_again {
+  ~nearest_again() { std::fesetround(FE_TONEAREST); }
+};
+constexpr int rounding_modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
+
+// A sign moved from a product to one of its factors shows where results are rounded up or down.
+template <class T, class F>
+void check_rounding(const char* name, F f) {
+  const nearest_again guard;
+  runner<T, F> r(name, f);
+  for (const int mode : rounding_modes) {
+    std::fesetround(mode);
+    for (const zor_int n : {3, 40, 203}) r.run(n, 1, 1, placements[0], placements[3], fill::random);
+  }
+}
+
+TEST(vector, complex_sums_in_every_rounding_mode) {
+  const zor_c32 single = {0.7f, -1.3f};
+  const zor_c64 twice = {0.7, -1.3};
+  check_rounding<zor_c32>(
+      "xcaxpy", [&](bool kernel, zor_int n, zor_c32* x, zor_int incx, zor_c32* y, zor_int incy, double*) {
+        kernel ? zor_blas_xcaxpy(&n, &single, x, &incx, y, &incy) : ref::axpy(n, single, x, incx, y, incy);
+      });
+  check_rounding<zor_c64>(
+      "xzaxpy", [&](bool kernel, zor_int n, zor_c64* x, zor_int incx, zor_c64* y, zor_int incy, double*) {
+        kernel ? zor_blas_xzaxpy(&n, &twice, x, &incx, y, &incy) : ref::axpy(n, twice, x, incx, y, incy);
+      });
+}
+
 // The scaled norm where its sum crosses binades, meets ties (halves of the spacing of the sum) and follows
 // the other rounding modes.
 TEST(vector, norm_of_ties_and_binades) {
-  struct restore {
-    ~restore() { std::fesetround(FE_TONEAREST); }
-  } guard;
+  const nearest_again guard;
   random_bits random(31);
   const zor_int one = 1;
-  for (const int mode : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+  for (const int mode : rounding_modes) {
     for (const zor_int n : {32, 64, 100, 333, 3000, 20000}) {
       for (int kind = 0; kind < 6; ++kind) {
         std::vector<double> x(static_cast<size_t>(n));
