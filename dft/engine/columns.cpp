@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "dft/engine/columns.h"
 
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 
@@ -16,7 +16,8 @@ int32_t radices_of_order(int32_t order, int32_t* radix) {
 }
 
 template <class R>
-column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count, form outer, int32_t lanes) {
+column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count, form outer, int32_t lanes,
+                             const root_table& roots) {
   static_assert(sizeof(column_plan<R>) <= 2048);
   auto* p = take<column_plan<R>>(memory, 1);
   p->count = count;
@@ -31,12 +32,7 @@ column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count,
     if (i == count - 1) break;
     R* w = take<R>(memory, 2 * (r - 1) * span);
     p->twiddles[i] = w;
-    for (ptrdiff_t q = 0; q < span; ++q)
-      for (int32_t s = 1; s < r; ++s, w += 2) {
-        const zor_c64 v = root_of_unity(q * s, n);
-        w[0] = R(v.re);
-        w[1] = R(v.im);
-      }
+    fill_twiddles(roots, n, r - 1, span, 1, w);
   }
   const int32_t last = radix[count - 1], blocks = p->length / last;
   int32_t* frequency = take<int32_t>(memory, blocks);
@@ -95,9 +91,10 @@ void run_column_lines(const column_plan<R>& p, const column_lines<R>& d, R* tile
   }
 }
 
-#define ZOR_INSTANCES(R)                                                                    \
-  template column_plan<R>* make_columns<R>(char**, const int32_t*, int32_t, form, int32_t); \
-  template void fill_tile<R>(const column_plan<R>&, column_call<R>*);                       \
+#define ZOR_INSTANCES(R)                                                                   \
+  template column_plan<R>* make_columns<R>(char**, const int32_t*, int32_t, form, int32_t, \
+                                           const root_table&);                             \
+  template void fill_tile<R>(const column_plan<R>&, column_call<R>*);                      \
   template void run_column_lines<R>(const column_plan<R>&, const column_lines<R>&, R*);
 ZOR_INSTANCES(float)
 ZOR_INSTANCES(double)

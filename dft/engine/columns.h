@@ -31,7 +31,6 @@ struct column_call {
   R *y_re, *y_im;
   ptrdiff_t out_start, out_step;
   R sign, scale_re, scale_im;
-  const R* grid_twiddles;
 };
 
 template <class R>
@@ -56,10 +55,13 @@ struct column_plan {
   const int32_t* place;      // tile row of output k
 };
 
-// Bytes that make_columns takes, 64-byte aligned, from *memory.
+// Bytes that make_columns takes, 64-byte aligned and filled with zero, from *memory.
 int64_t column_plan_bytes(int32_t length, int32_t real_bytes);
+// The product of the radices divides the length of the roots.
+struct root_table;
 template <class R>
-column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count, form outer, int32_t lanes);
+column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count, form outer, int32_t lanes,
+                             const root_table& roots);
 // All radices but the last, on a tile being gathered.
 template <class R>
 void fill_tile(const column_plan<R>& p, column_call<R>* c);

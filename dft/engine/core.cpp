@@ -107,12 +107,6 @@ int width_for(ptrdiff_t range, int32_t multiple) {
   return pass_widths - 1;
 }
 
-template <class R>
-void set_root(R* w, zor_c64 v, int32_t im) {
-  w[0] = R(v.re);
-  w[im] = R(v.im);
-}
-
 // Reals of the twiddle table of a pass, and of its angle table.
 template <class R>
 ptrdiff_t twiddle_size(const pass<R>& p, position at) {
@@ -127,19 +121,15 @@ ptrdiff_t angle_size(const pass<R>& p) {
 
 template <class R>
 void fill_tables(pass<R>* p, position at, const root_table& roots, R* table) {
-  const int64_t step = roots.n / (int64_t{p->l} * p->radix);
-  R* w = table;
-  p->twiddles = w;
-  const int32_t lanes = at == position::first ? p->lanes : 1;
-  for (ptrdiff_t i = 0; at != position::last && i < p->l; i += lanes) {
-    const ptrdiff_t base = i + lanes <= p->l ? i : p->l - lanes;
-    for (int32_t s = 1; s < p->radix; ++s, w += 2 * lanes)
-      for (int32_t j = 0; j < lanes; ++j) set_root(w + j, root_at(roots, (base + j) * s * step), lanes);
-  }
-  p->cosines = w;
+  p->twiddles = table;
+  if (at != position::last)
+    fill_twiddles(roots, int64_t{p->l} * p->radix, p->radix - 1, p->l, at == position::first ? p->lanes : 1,
+                  table);
+  R* const angles = table + twiddle_size(*p, at);
+  p->cosines = angles;
   for (int32_t k = 0; p->radix > largest_radix && k < p->radix; ++k) {
-    set_root(w + 2 * k, root_of_unity(k, p->radix), 1);
-    w[2 * k + 1] = -w[2 * k + 1];
+    set_root(angles + 2 * k, root_of_unity(k, p->radix), 1);
+    angles[2 * k + 1] = -angles[2 * k + 1];
   }
 }
 
@@ -170,8 +160,9 @@ ptrdiff_t table_size(const pass<R>& p, position at) {
   return (twiddle_size(p, at) + angle_size(p) + 15) / 16 * 16;
 }
 
+// Chooses the passes and finds room for their tables. False when memory is short.
 template <class R>
-bool build_passes(chain<R>* c, const factors& f, int32_t batch) {
+bool lay_out_passes(chain<R>* c, const factors& f, int32_t batch) {
   c->count = f.count;
   ptrdiff_t size = 0;
   ptrdiff_t m = batch, l = c->n / batch;
@@ -182,17 +173,18 @@ bool build_passes(chain<R>* c, const factors& f, int32_t batch) {
     size += table_size(c->passes[i], at);
     m *= f.radix[i];
   }
-  c->tables = static_cast<R*>(engine_allocate(uint64_t(size) * sizeof(R)));
-  root_table roots;
-  if (c->tables == nullptr || !roots_build(&roots, c->n / batch)) return false;
+  c->tables = static_cast<R*>(engine_allocate_unfilled(uint64_t(size) * sizeof(R)));
+  return c->tables != nullptr;
+}
+
+template <class R>
+void fill_passes(chain<R>* c, int32_t batch, const root_table& roots) {
   R* table = c->tables;
-  for (int32_t i = 0; i < f.count; ++i) {
-    const position at = position_of(i, f.count, batch);
+  for (int32_t i = 0; i < c->count; ++i) {
+    const position at = position_of(i, c->count, batch);
     fill_tables(&c->passes[i], at, roots, table);
     table += table_size(c->passes[i], at);
   }
-  roots_free(&roots);
-  return true;
 }
 
 template <class R, form F, int... N>
@@ -223,6 +215,15 @@ int32_t radices_of(const chain<R>& c, int32_t* radix) {
   return c.count;
 }
 
+// Adds the column form of these radices. False when memory is short.
+template <class R>
+bool add_columns(chain<R>* c, const int32_t* radix, int32_t count, const root_table& roots) {
+  char* memory = static_cast<char*>(engine_allocate(uint64_t(column_plan_bytes(c->n, sizeof(R)))));
+  if (memory == nullptr) return false;
+  c->columns = make_columns<R>(&memory, radix, count, form::interleaved, lanes_of<R>, roots);
+  return true;
+}
+
 template <class R>
 bool same_data(const pass_data<R>& d) {
   return d.x_re == d.y_re ||
@@ -239,32 +240,32 @@ pass_run<R> find_straight(int32_t n, form outer) {
 }
 
 template <class R>
-bool chain_build(chain<R>* c, int32_t n, form outer) {
+bool chain_build(chain<R>* c, int32_t n, form outer, bool columns) {
   std::memset(c, 0, sizeof *c);
   c->n = n;
   c->outer = outer;
   if (outer == form::interleaved) c->passes[0].run = find_two_passes<R>(n);
   if (c->passes[0].run == nullptr) c->passes[0].run = find_straight<R>(n, outer);
-  if (c->passes[0].run != nullptr) return true;
+  const bool whole = c->passes[0].run != nullptr;
   const bool two = (n & (n - 1)) == 0;
   c->inner = two && outer == form::interleaved ? form::blocked : form::split;
-  factors f;
-  if (two)
-    f.count = radices_of_order(31 - __builtin_clz(uint32_t(n)), f.radix);
-  else
-    factor(n, 1, &f);
-  return build_passes(c, f, 1);
-}
-
-template <class R>
-bool chain_add_columns(chain<R>* c) {
+  if (!whole) {
+    factors f;
+    if (two)
+      f.count = radices_of_order(31 - __builtin_clz(uint32_t(n)), f.radix);
+    else
+      factor(n, 1, &f);
+    if (!lay_out_passes(c, f, 1)) return false;
+  }
   int32_t radix[most_column_passes];
-  const int32_t count = radices_of(*c, radix);
-  if (count == 0) return true;
-  char* memory = static_cast<char*>(engine_allocate(uint64_t(column_plan_bytes(c->n, sizeof(R)))));
-  if (memory == nullptr) return false;
-  c->columns = make_columns<R>(&memory, radix, count, form::interleaved, lanes_of<R>);
-  return true;
+  const int32_t column_passes = columns ? radices_of(*c, radix) : 0;
+  if (whole && column_passes == 0) return true;
+  root_table roots;
+  if (!roots_build(&roots, n)) return false;
+  fill_passes(c, 1, roots);
+  const bool built = column_passes == 0 || add_columns(c, radix, column_passes, roots);
+  roots_free(&roots);
+  return built;
 }
 
 template <class R>
@@ -274,7 +275,11 @@ bool chain_build_batch(chain<R>* c, int32_t length, int32_t batch) {
   c->outer = c->inner = form::split;
   factors f;
   factor(length, batch, &f);
-  return build_passes(c, f, batch);
+  root_table roots;
+  if (!lay_out_passes(c, f, batch) || !roots_build(&roots, length)) return false;
+  fill_passes(c, batch, roots);
+  roots_free(&roots);
+  return true;
 }
 
 template <class R>
@@ -342,8 +347,7 @@ void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work) {
 
 #define ZOR_INSTANCES(R)                                             \
   template pass_run<R> find_straight<R>(int32_t, form);              \
-  template bool chain_build<R>(chain<R>*, int32_t, form);            \
-  template bool chain_add_columns<R>(chain<R>*);                     \
+  template bool chain_build<R>(chain<R>*, int32_t, form, bool);      \
   template bool chain_build_batch<R>(chain<R>*, int32_t, int32_t);   \
   template void chain_run_batch<R>(const chain<R>&, R*, R*, R*, R*); \
   template void chain_free<R>(chain<R>*);                            \

@@ -17,14 +17,12 @@ struct chain {
   pass<R> passes[longest_chain];
 };
 
-// Plans n, whose odd factors above 13 are at most 150. False when memory is short.
+// Plans n, whose odd factors above 13 are at most 150, with the column form of the chain, if that is asked
+// for and exists. False when memory is short.
 template <class R>
-bool chain_build(chain<R>* c, int32_t n, form outer);
+bool chain_build(chain<R>* c, int32_t n, form outer, bool columns);
 template <class R>
 void chain_free(chain<R>* c);
-// Adds the column form, where the chain has one. False when memory is short.
-template <class R>
-bool chain_add_columns(chain<R>* c);
 // The transform with sign and scales of pass_data; y may be x. Work: 2 n reals, touched only when there are
 // passes.
 template <class R>

@@ -39,11 +39,8 @@ bool build_tables(plan* p, const selection& s) {
   flavour_tables<R>& t = tables_of<R>(p->tables);
   if (L == layout::real) return real_build(&t.real, p->length, s);
   if (p->unordered) return unordered_build(&t.rows, p->length);
-  if (!transform_build(&t.complex, p->length, s, L == layout::split ? form::split : form::interleaved))
-    return false;
-  if (L == layout::split || transform_add_columns(&t.complex)) return true;
-  transform_free(&t.complex);
-  return false;
+  const bool split = L == layout::split;
+  return transform_build(&t.complex, p->length, s, split ? form::split : form::interleaved, !split);
 }
 
 template <class R, layout L>

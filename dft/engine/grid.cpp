@@ -5,7 +5,7 @@
 
 #include "dft/engine/column_bodies.h"
 #include "dft/engine/memory.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 
@@ -15,9 +15,8 @@ namespace {
 // all twiddles would be as long as the data, and walking it costs more than these additions. Its error is
 // that of one rounding, for v is small and u complete.
 template <class R, int r, class V>
-void turned_pass(const column_call<R>& c, const R* u) {
+void turned_pass(const column_call<R>& c, const R* u, const R* v) {
   constexpr int W = lane_count<V>;
-  const R* v = c.grid_twiddles;
   for (ptrdiff_t b = 0; b < c.blocks; ++b, u += 4 * r) {
     for (ptrdiff_t j = 0; j < c.columns; j += W, v += 2 * W * r) {
       R* const p = c.tile + 2 * (b * r * c.columns + j);
@@ -83,39 +82,36 @@ void set_lanes(grid<R>* g, form outer, int32_t lanes) {
     set_passes<R, R>(g, outer);
 }
 
-// Output frequency of the row that block b has for result s.
+// `roots` has those of n over the columns of a tile.
 template <class R>
-int64_t frequency_of(const column_plan<R>& p, int32_t b, int32_t s) {
-  return p.frequency[b] + int64_t{p.length / p.radix[p.count - 1]} * s;
+void fill_coarse(const grid<R>& g, const root_table& roots, R* u) {
+  for (int64_t tile = 0; tile < int64_t{g.side} * g.middle / g.columns; ++tile, u += 4 * g.side)
+    walk_roots(
+        roots, tile,
+        g.side, [&](ptrdiff_t f, const root_view& view, int64_t k) __attribute__((always_inline)) {
+          const zor_c64 head = view.head(k), tail = view.tail(k);
+          R* const w = u + 4 * g.first->place[f];
+          w[0] = R(head.re);
+          w[1] = R(head.im);
+          w[2] = R((head.re - double(w[0])) + tail.re);
+          w[3] = R((head.im - double(w[1])) + tail.im);
+        });
 }
 
+// `roots`: as many of n as a tile has values.
 template <class R>
-void fill_coarse(const grid<R>& g, int64_t n, R* u) {
-  const column_plan<R>& p = *g.first;
-  const int32_t last = p.radix[p.count - 1];
-  for (int64_t column = 0; column < int64_t{g.side} * g.middle; column += g.columns)
-    for (int32_t b = 0; b < p.length / last; ++b)
-      for (int32_t s = 0; s < last; ++s, u += 4) {
-        const wide_root w = wide_root_of_unity(column * frequency_of(p, b, s), n);
-        u[0] = R(w.head.re);
-        u[1] = R(w.head.im);
-        u[2] = R((w.head.re - double(u[0])) + w.tail.re);
-        u[3] = R((w.head.im - double(u[1])) + w.tail.im);
-      }
-}
-
-template <class R>
-void fill_fine(const grid<R>& g, int64_t n, int32_t lanes, R* v) {
-  const column_plan<R>& p = *g.first;
-  const int32_t last = p.radix[p.count - 1];
-  for (int32_t b = 0; b < p.length / last; ++b)
-    for (int32_t group = 0; group < g.columns; group += lanes)
-      for (int32_t s = 0; s < last; ++s, v += 2 * lanes)
-        for (int32_t j = 0; j < lanes; ++j) {
-          const wide_root w = wide_root_of_unity((group + j) * frequency_of(p, b, s), n);
-          v[j] = R((w.head.re - 1.0) + w.tail.re);
-          v[lanes + j] = R(w.head.im);
-        }
+void fill_fine(const grid<R>& g, const wide_root* roots, int32_t lanes, R* v) {
+  const int32_t last = g.first->radix[g.first->count - 1];
+  for (int32_t f = 0; f < g.side; ++f) {
+    const int32_t row = g.first->place[f];
+    R* const w = v + 2 * (ptrdiff_t{row / last} * last * g.columns + row % last * lanes);
+    for (int32_t j = 0; j < g.columns; ++j) {
+      const wide_root& root = roots[j * f];
+      R* const to = w + 2 * last * (j / lanes * lanes) + j % lanes;
+      to[0] = R((root.head.re - 1.0) + root.tail.re);
+      to[lanes] = R(root.head.im);
+    }
+  }
 }
 
 template <class R>
@@ -156,8 +152,7 @@ void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d,
   for (ptrdiff_t other = column + w; in_place && other < side; other += w)
     for (ptrdiff_t a = 0; a < w; ++a)
       move_values(g, ends, (column + a) * pitch + d * side + other, (other + a) * pitch + d * side + column);
-  c.grid_twiddles = g.fine;
-  g.turned(c, g.coarse + 4 * side * (d * side / w + tile));
+  g.turned(c, g.coarse + 4 * side * (d * side / w + tile), g.fine);
   c.y_re = ends.y_re;
   c.y_im = ends.y_im;
   c.out_start = column * pitch + d * side;
@@ -198,28 +193,37 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->middle = 1 << (order - 2 * side_order);
   const int64_t room = work_bytes / (2 * int64_t{sizeof(R)} * g->side * g->middle);
   g->columns = int32_t(room < 16 ? room : 16);
-  const int32_t lanes = lanes_for<R>(g->columns);
-  const int64_t values = int64_t{1} << order;
-  const int64_t coarse = 4 * (values / g->columns), fine = 2 * int64_t{g->side} * g->columns;
-  g->memory = engine_allocate(uint64_t((coarse + fine) * int64_t{sizeof(R)} + 128 +
-                                       column_plan_bytes(g->side, sizeof(R)) +
-                                       column_plan_bytes(g->side * g->middle, sizeof(R))));
-  if (g->memory == nullptr) return false;
-  char* memory = static_cast<char*>(g->memory);
-  R* const u = take<R>(&memory, coarse);
-  R* const v = take<R>(&memory, fine);
-  int32_t radix[most_column_passes];
-  int32_t count = radices_of_order(side_order, radix);
-  g->first = make_columns<R>(&memory, radix, count, outer, lanes);
-  count = radices_of_order(order - side_order, radix);
-  g->second = make_columns<R>(&memory, radix, count, outer, lanes);
   g->outer = outer;
-  set_lanes(g, outer, lanes);
-  g->coarse = u;
-  g->fine = v;
-  fill_coarse(*g, values, u);
-  fill_fine(*g, values, lanes, v);
-  return true;
+  const int32_t lanes = lanes_for<R>(g->columns);
+  const int64_t values = int64_t{1} << order, tile_values = int64_t{g->side} * g->columns;
+  const int64_t coarse_size = 4 * (values / g->columns), fine_size = 2 * tile_values;
+  const int64_t plans =
+      column_plan_bytes(g->side, sizeof(R)) + column_plan_bytes(g->side * g->middle, sizeof(R));
+  g->memory =
+      engine_allocate_unfilled(uint64_t(plans + (coarse_size + fine_size) * int64_t{sizeof(R)} + 128));
+  auto* const near_one =
+      static_cast<wide_root*>(engine_allocate_unfilled(uint64_t(tile_values) * sizeof(wide_root)));
+  root_table roots{};
+  const bool enough = g->memory != nullptr && near_one != nullptr && roots_build(&roots, values / g->columns);
+  if (enough) {
+    char* memory = static_cast<char*>(std::memset(g->memory, 0, size_t(plans)));
+    int32_t radix[most_column_passes];
+    int32_t count = radices_of_order(side_order, radix);
+    g->first = make_columns<R>(&memory, radix, count, outer, lanes, roots);
+    count = radices_of_order(order - side_order, radix);
+    g->second = make_columns<R>(&memory, radix, count, outer, lanes, roots);
+    set_lanes(g, outer, lanes);
+    R* const coarse = take<R>(&memory, coarse_size);
+    R* const fine = take<R>(&memory, fine_size);
+    fill_coarse(*g, roots, coarse);
+    wide_roots_of_unity(values, tile_values, near_one);
+    fill_fine(*g, near_one, lanes, fine);
+    g->coarse = coarse;
+    g->fine = fine;
+  }
+  roots_free(&roots);
+  engine_free(near_one);
+  return enough;
 }
 
 template <class R>

@@ -5,7 +5,7 @@
 #include "dft/engine/lines.h"
 #include "dft/engine/memory.h"
 #include "dft/engine/real.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 namespace {
@@ -226,18 +226,13 @@ bool odd_build(odd_chain<R>* c, int32_t n) {
   const ptrdiff_t vectors = (c->m + c->lanes - 1) / c->lanes;
   const ptrdiff_t size = 2 * (c->kept - 1) * vectors * c->lanes;
   c->tables = static_cast<R*>(engine_allocate(uint64_t(size + 2 * c->radix) * sizeof(R)));
-  if (c->tables == nullptr || !chain_build_batch(&c->rest, int32_t(c->m), c->kept)) return false;
-  R* w = c->tables;
-  c->twiddles = w;
-  for (ptrdiff_t i = 0; i < c->m; i += c->lanes) {
-    const ptrdiff_t p = i + c->lanes <= c->m ? i : c->m - c->lanes;
-    for (int32_t s = 1; s < c->kept; ++s, w += 2 * c->lanes)
-      for (int32_t j = 0; j < c->lanes; ++j) {
-        const zor_c64 v = root_of_unity((p + j) * s, n);
-        w[j] = R(v.re);
-        w[c->lanes + j] = R(v.im);
-      }
-  }
+  root_table roots;
+  if (c->tables == nullptr || !chain_build_batch(&c->rest, int32_t(c->m), c->kept) || !roots_build(&roots, n))
+    return false;
+  c->twiddles = c->tables;
+  fill_twiddles(roots, n, c->kept - 1, c->m, c->lanes, c->tables);
+  roots_free(&roots);
+  R* const w = c->tables + size;
   c->cosines = w;
   for (int32_t k = 0; k < c->radix; ++k) {
     const zor_c64 v = root_of_unity(k, c->radix);

@@ -5,7 +5,7 @@
 
 #include "dft/engine/chirp.h"
 #include "dft/engine/memory.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 namespace {
@@ -111,12 +111,14 @@ bool table_build(real_transform<R>* t) {
   constexpr ptrdiff_t line = 64 / sizeof(R);
   t->table_row = (t->n / 4 + 1 + line) / line * line;
   t->table = static_cast<R*>(engine_allocate(uint64_t(t->table_row) * 2 * sizeof(R)));
-  if (t->table == nullptr) return false;
-  for (ptrdiff_t k = 0; k <= t->n / 4; ++k) {
-    const zor_c64 w = root_of_unity(k, t->n);
-    t->table[k] = R(w.re);
-    t->table[t->table_row + k] = R(w.im);
-  }
+  root_table roots;
+  if (t->table == nullptr || !roots_build(&roots, t->n)) return false;
+  walk_roots(
+      roots, 1,
+      t->n / 4 + 1, [&](ptrdiff_t k, const root_view& view, int64_t) __attribute__((always_inline)) {
+        set_root(t->table + k, view.head(k), t->table_row);
+      });
+  roots_free(&roots);
   return true;
 }
 

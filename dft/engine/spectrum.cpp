@@ -4,39 +4,11 @@
 #include <type_traits>
 #include <utility>
 
+#include "dft/engine/compensated.h"
 #include "dft/engine/lines.h"
 
 namespace zor::dft {
 namespace {
-
-// The sum hi + lo, lo collecting in plain arithmetic what the operations on hi lose.
-template <class V>
-struct compensated {
-  V hi, lo;
-};
-template <class V>
-[[gnu::always_inline]] inline compensated<V> operator+(compensated<V> a, compensated<V> b) {
-  const V s = a.hi + b.hi, v = s - a.hi;
-  return {s, ((a.hi - (s - v)) + (b.hi - v)) + (a.lo + b.lo)};
-}
-template <class V>
-[[gnu::always_inline]] inline compensated<V> operator-(compensated<V> a, compensated<V> b) {
-  return a + compensated<V>{-b.hi, -b.lo};
-}
-// The upper 26 bits and the rest.
-template <class V>
-[[gnu::always_inline]] inline compensated<V> halves(V a) {
-  const V t = a * 134217729.0, hi = t - (t - a);
-  return {hi, a - hi};
-}
-template <class V>
-[[gnu::always_inline]] inline compensated<V> operator*(compensated<V> a, compensated<double> b) {
-  const V p = a.hi * b.hi;
-  const compensated<V> x = halves(a.hi);
-  const compensated<double> y = halves(b.hi);
-  const V e = ((x.hi * y.hi - p) + x.hi * y.lo + x.lo * y.hi) + x.lo * y.lo;
-  return {p, e + (a.hi * b.lo + a.lo * b.hi)};
-}
 
 // Tables of floats are computed in doubles, those of doubles in compensated ones.
 template <class R, class V>
@@ -129,32 +101,28 @@ double quotient(double a, double d) { return a / d; }
 }  // namespace
 
 template <class R>
-bool chirp_spectrum(const root_table& chirp, int32_t n, int32_t padded, int32_t blocks, R* re, R* im) {
-  const ptrdiff_t m = padded, size = 2 * m * ptrdiff_t{sizeof(number<R, double>) / sizeof(double)};
-  root_table roots{};
-  auto* x = static_cast<double*>(engine_allocate(uint64_t(2 * size) * sizeof(double)));
-  const bool enough = x != nullptr && roots_build(&roots, padded);
-  if (enough) {
-    for (int64_t k = 0, e = 0; k < n; e = (e + 2 * k + 1) % chirp.n, ++k) {
-      const wide_root c = wide_root_at(chirp, e);
-      const auto v = wide_number<R>({{c.head.re, -c.head.im}, {c.tail.re, -c.tail.im}});
-      store_wide(x + k, m, v);
-      store_wide(x + (k == 0 ? 0 : m - k), m, v);
-    }
-    const double* y = wide_transform<R>(roots, x, x + size);
-    for (ptrdiff_t k = 0; k < m; ++k) {
-      const auto v = load_wide<R, double>(y + k, m);
-      const ptrdiff_t place = k / blocks + m / blocks * (k % blocks);
-      re[place] = R(quotient(v.re, padded));
-      im[place] = R(quotient(v.im, padded));
-    }
+bool chirp_spectrum(const root_table& chirp, const root_table& roots, int32_t blocks, R* re, R* im) {
+  const ptrdiff_t m = roots.n, size = 2 * m * ptrdiff_t{sizeof(number<R, double>) / sizeof(double)};
+  auto* const x = static_cast<double*>(engine_allocate(uint64_t(2 * size) * sizeof(double)));
+  if (x == nullptr) return false;
+  for (int64_t k = 0, e = 0; 2 * k < chirp.n; e = (e + 2 * k + 1) % chirp.n, ++k) {
+    const wide_root c = wide_root_at(chirp, e);
+    const auto v = wide_number<R>({{c.head.re, -c.head.im}, {c.tail.re, -c.tail.im}});
+    store_wide(x + k, m, v);
+    store_wide(x + (k == 0 ? 0 : m - k), m, v);
   }
-  roots_free(&roots);
+  const double* y = wide_transform<R>(roots, x, x + size);
+  for (ptrdiff_t k = 0; k < m; ++k) {
+    const auto v = load_wide<R, double>(y + k, m);
+    const ptrdiff_t place = k / blocks + m / blocks * (k % blocks);
+    re[place] = R(quotient(v.re, double(m)));
+    im[place] = R(quotient(v.im, double(m)));
+  }
   engine_free(x);
-  return enough;
+  return true;
 }
 
-template bool chirp_spectrum<float>(const root_table&, int32_t, int32_t, int32_t, float*, float*);
-template bool chirp_spectrum<double>(const root_table&, int32_t, int32_t, int32_t, double*, double*);
+template bool chirp_spectrum<float>(const root_table&, const root_table&, int32_t, float*, float*);
+template bool chirp_spectrum<double>(const root_table&, const root_table&, int32_t, double*, double*);
 
 }  // namespace zor::dft

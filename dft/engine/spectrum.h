@@ -11,11 +11,11 @@ namespace zor::dft {
 // those of the two transforms of a run.
 inline constexpr int32_t longest_wide_spectrum = 1 << 18;
 
-// With e(k) = conj c(|k|) for |k| < n, c(k) = exp(-pi i k^2 / n), and zero elsewhere modulo `padded`: value k
-// of the transform of e, divided by padded, at k / blocks + padded / blocks * (k mod blocks). Each is the
-// exact value rounded once, up to some 2^-9 units in the last place of the largest. `chirp` has the roots of
-// 2 n; padded is a product of 2, 3 and 5. False when memory is short.
+// With e(k) = conj c(|k|) for |k| < n, c(k) = exp(-pi i k^2 / n), and zero elsewhere modulo m: value k of the
+// transform of e, divided by m, at k / blocks + m / blocks * (k mod blocks). Each is the exact value rounded
+// once, up to some 2^-9 units in the last place of the largest. The tables have the roots of 2 n and of m, a
+// product of 2, 3 and 5. False when memory is short.
 template <class R>
-bool chirp_spectrum(const root_table& chirp, int32_t n, int32_t padded, int32_t blocks, R* re, R* im);
+bool chirp_spectrum(const root_table& chirp, const root_table& roots, int32_t blocks, R* re, R* im);
 
 }  // namespace zor::dft

@@ -16,21 +16,6 @@ constexpr int32_t longest_chain_order = 14;
 constexpr int32_t shortest_apart = 4096;
 
 template <class R>
-bool fill_first_twiddles(int32_t m, R* w) {
-  root_table roots;
-  if (!roots_build(&roots, m)) return false;
-  for (int32_t p = 0; p < m / 16; p += lanes_of<R>)
-    for (int32_t s = 1; s < 16; ++s, w += 2 * lanes_of<R>)
-      for (int32_t j = 0; j < lanes_of<R>; ++j) {
-        const zor_c64 v = root_at(roots, int64_t{p + j} * s);
-        w[j] = R(v.re);
-        w[lanes_of<R> + j] = R(v.im);
-      }
-  roots_free(&roots);
-  return true;
-}
-
-template <class R>
 void fill_chirp(const root_table& roots, int32_t n, R* re, R* im) {
   for (int64_t k = 0, e = 0; k < n; e = (e + 2 * k + 1) % roots.n, ++k) {
     const zor_c64 v = root_at(roots, e);
@@ -83,15 +68,17 @@ bool chirp_build(chirp<R>* c, int32_t n, int32_t padded) {
   c->twiddles = apart ? twiddles : nullptr;
   c->chirp_re = re;
   c->chirp_im = im;
-  root_table roots;
-  if (!roots_build(&roots, 2 * int64_t{n})) return false;
-  fill_chirp(roots, n, re, im);
-  const bool wide = padded <= longest_wide_spectrum;
-  const bool filled = (!apart || fill_first_twiddles(padded, twiddles)) &&
-                      (wide ? chirp_spectrum(roots, n, padded, blocks, s_re, s_im)
-                            : fill_spectrum(*c, n, length, s.work, s_re, s_im));
+  root_table chirp_roots, roots{};
+  bool built = roots_build(&chirp_roots, 2 * int64_t{n}) && roots_build(&roots, padded);
+  if (built) {
+    fill_chirp(chirp_roots, n, re, im);
+    if (apart) fill_twiddles(roots, padded, 15, length, lanes_of<R>, twiddles);
+    built = padded <= longest_wide_spectrum ? chirp_spectrum(chirp_roots, roots, blocks, s_re, s_im)
+                                            : fill_spectrum(*c, n, length, s.work, s_re, s_im);
+  }
   roots_free(&roots);
-  return filled;
+  roots_free(&chirp_roots);
+  return built;
 }
 
 template <class R>
@@ -126,7 +113,7 @@ bool has_chain(const transform<R>& t) {
 }  // namespace
 
 template <class R>
-bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer) {
+bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer, bool columns) {
   std::memset(static_cast<void*>(t), 0, sizeof *t);
   t->how = s.how;
   t->n = n;
@@ -140,7 +127,8 @@ bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer)
     const int32_t order = 31 - __builtin_clz(uint32_t(n));
     t->long_power = s.how == method::power_of_two && order > longest_chain_order;
     if (s.how == method::direct) t->how = method::straight;
-    built = t->long_power ? grid_build(&t->blocks, order, s.work, outer) : chain_build(&t->passes, n, outer);
+    built = t->long_power ? grid_build(&t->blocks, order, s.work, outer)
+                          : chain_build(&t->passes, n, outer, columns);
   }
   if (!built)
     transform_free(t);
@@ -149,10 +137,6 @@ bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer)
   return built;
 }
 
-template <class R>
-bool transform_add_columns(transform<R>* t) {
-  return !has_chain(*t) || chain_add_columns(&t->passes);
-}
 template <class R>
 const column_plan<R>* transform_columns(const transform<R>& t) {
   return has_chain(t) ? t.passes.columns : nullptr;
@@ -184,11 +168,10 @@ void transform_run_parts(const transform<R>& t, const pass_data<R>& ends, R* wor
     chain_run(t.passes, ends, work);
 }
 
-#define ZOR_INSTANCES(R)                                                            \
-  template bool transform_build<R>(transform<R>*, int32_t, const selection&, form); \
-  template bool transform_add_columns<R>(transform<R>*);                            \
-  template const column_plan<R>* transform_columns<R>(const transform<R>&);         \
-  template void transform_free<R>(transform<R>*);                                   \
+#define ZOR_INSTANCES(R)                                                                  \
+  template bool transform_build<R>(transform<R>*, int32_t, const selection&, form, bool); \
+  template const column_plan<R>* transform_columns<R>(const transform<R>&);               \
+  template void transform_free<R>(transform<R>*);                                         \
   template void transform_run_parts<R>(const transform<R>&, const pass_data<R>&, R*);
 ZOR_INSTANCES(float)
 ZOR_INSTANCES(double)

@@ -44,11 +44,9 @@ struct transform {
   chirp<R> convolution;
 };
 
+// With the column form of its chain, if that is asked for and exists. False when memory is short.
 template <class R>
-bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer);
-// Adds the column form of its chain, if there is one. False when memory is short.
-template <class R>
-bool transform_add_columns(transform<R>* t);
+bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer, bool columns = false);
 // That form, or null.
 template <class R>
 const column_plan<R>* transform_columns(const transform<R>& t);

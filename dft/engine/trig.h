@@ -19,4 +19,7 @@ struct wide_root {
 };
 wide_root wide_root_of_unity(int64_t k, int64_t n);
 
+// The same for k from 0 to count - 1 <= n / 2, by vectors.
+void wide_roots_of_unity(int64_t n, int64_t count, wide_root* out);
+
 }  // namespace zor

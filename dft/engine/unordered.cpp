@@ -5,7 +5,7 @@
 
 #include "dft/engine/memory.h"
 #include "dft/engine/pass_bodies.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots.h"
 
 namespace zor::dft {
 namespace {
@@ -160,17 +160,21 @@ bool unordered_build(unordered_chain<R>* c, int32_t n) {
     size += 2 * (row->radix - 1) * row->span + 2 * row->radix;
   }
   c->tables = static_cast<R*>(engine_allocate(uint64_t(size) * sizeof(R)));
-  if (c->tables == nullptr) return false;
+  root_table roots;
+  if (c->tables == nullptr || !roots_build(&roots, n)) {
+    unordered_free(c);
+    return false;
+  }
   R* table = c->tables;
   for (int32_t i = 0; i < c->count; ++i) {
     row_pass<R>* row = &c->rows[i];
     row->twiddles = table;
     for (int32_t s = 1; s < row->radix; ++s, table += 2 * row->span)
-      for (ptrdiff_t q = 0; q < row->span; ++q) {
-        const zor_c64 w = root_of_unity(q * s, row->span * row->radix);
-        table[q] = R(w.re);
-        table[row->span + q] = R(w.im);
-      }
+      walk_roots(
+          roots, s * row->blocks,
+          row->span, [&](ptrdiff_t q, const root_view& view, int64_t k) __attribute__((always_inline)) {
+            set_root(table + q, view.head(k), row->span);
+          });
     row->cosines = table;
     for (int32_t k = 0; k < row->radix; ++k, table += 2) {
       const zor_c64 w = root_of_unity(k, row->radix);
@@ -178,6 +182,7 @@ bool unordered_build(unordered_chain<R>* c, int32_t n) {
       table[1] = R(-w.im);
     }
   }
+  roots_free(&roots);
   return true;
 }
 

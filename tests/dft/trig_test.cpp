@@ -5,6 +5,8 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
+#include <vector>
 
 #include "dft/engine/double_double.h"
 #include "dft/engine/trig.h"
@@ -65,6 +67,19 @@ TEST(RootOfUnity, TailCompletesTheRoot) {
     mpfr_sub_d(exact.im, exact.im, w.head.im, MPFR_RNDN);
     ASSERT_NEAR(mpfr_get_d(exact.re, MPFR_RNDN), w.tail.re, 0x1p-62) << k << " / " << n;
     ASSERT_NEAR(mpfr_get_d(exact.im, MPFR_RNDN), w.tail.im, 0x1p-62) << k << " / " << n;
+  }
+}
+
+// Lengths around multiples of the nodes, so that runs of one node have one place, one vector, a vector and a
+// rest.
+TEST(RootOfUnity, ManyAtOnceAreTheSame) {
+  for (const int64_t n : {1, 2, 3, 8, 97, 1000, 1023, 1024, 1026, 3000, 8193, 100000, 100003}) {
+    std::vector<zor::wide_root> many(size_t(n / 2 + 1));
+    zor::wide_roots_of_unity(n, n / 2 + 1, many.data());
+    for (int64_t k = 0; k <= n / 2; ++k) {
+      const zor::wide_root one = zor::wide_root_of_unity(k, n);
+      ASSERT_EQ(std::memcmp(&one, &many[size_t(k)], sizeof one), 0) << k << " / " << n;
+    }
   }
 }
 
