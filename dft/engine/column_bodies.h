@@ -25,6 +25,20 @@ template <class V, class R>
   store_lanes(p + lane_count<V>, v.im);
 }
 
+// Rows of memory to those of the tile, one after the other: nothing is computed but the sign.
+template <class R, class V, form F>
+void copy_rows(const column_call<R>& call) {
+  const column_call<R> c = call;  // held apart from what the stores may reach
+  for (ptrdiff_t i = 0; i < c.rows; ++i) {
+    const ptrdiff_t row = row_index(c, i);
+    for (ptrdiff_t j = 0; j < c.columns; j += lane_count<V>) {
+      complex_lanes<V> v = load_complex<F, V>(c.x_re, c.x_im, row + j);
+      v.im = v.im * c.sign;
+      store_tile(c.tile + 2 * (i * c.columns + j), v);
+    }
+  }
+}
+
 // From memory to the tile: rows q + span t, twiddled by w(q s).
 template <class R, int r, class V, form F>
 void gather_pass(const column_call<R>& c) {
@@ -109,7 +123,7 @@ void whole_pass(const column_call<R>& c) {
 
 template <class R, int r, class V, form F>
 constexpr column_set<R> set_of() {
-  return {gather_pass<R, r, V, F>, tile_pass<R, r, V>, scatter_pass<R, r, V, F>, nullptr};
+  return {copy_rows<R, V, F>, gather_pass<R, r, V, F>, tile_pass<R, r, V>, scatter_pass<R, r, V, F>, nullptr};
 }
 
 // Any radix at full width, 8 and 16 at the others, which only grids of powers of two run.

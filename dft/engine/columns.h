@@ -16,6 +16,7 @@ template <class R>
 struct column_call {
   R* tile;
   ptrdiff_t columns;
+  ptrdiff_t rows;
   ptrdiff_t span;            // rows between the terms of a butterfly
   ptrdiff_t blocks;          // groups of radix * span rows
   const R* twiddles;         // by row of a block, s from 1: re, im
@@ -36,11 +37,12 @@ struct column_call {
 template <class R>
 using column_run = void (*)(const column_call<R>&);
 
-// The passes of a radix: from memory to the tile, within it, from it to memory; and, where the radix is the
-// whole length, from memory to memory. Null where the combination does not exist.
+// The passes of a radix: from memory to the tile as it is, the same transformed, within it, from it to
+// memory; and, where the radix is the whole length, from memory to memory. Null where the combination does
+// not exist.
 template <class R>
 struct column_set {
-  column_run<R> gather, middle, scatter, whole;
+  column_run<R> copy, gather, middle, scatter, whole;
 };
 template <class R>
 column_set<R> find_column_set(form outer, int32_t radix, int32_t lanes);

@@ -6,6 +6,20 @@
 
 namespace zor::dft {
 
+// The lanes p to p + W - 1 of a first pass, from their butterflies on.
+template <class R, int r, class V, form Out>
+[[gnu::always_inline]] inline void finish_first(const pass_data<R>& d, const R* w, ptrdiff_t l, ptrdiff_t p,
+                                                complex_lanes<V>* u) {
+  dft<r>(u);
+  apply_twiddles<r>(u, w);
+  if constexpr (lane_count<V> == 1) {
+    unrolled<r>([&](auto s)
+                    __attribute__((always_inline)) { store_complex<Out>(d.y_re, d.y_im, p * r + s, u[s]); });
+  } else {
+    store_transposed<Out, r>(d.y_re, d.y_im, p, l, u);
+  }
+}
+
 template <class R, int r, class V, form In, form Out>
 [[gnu::always_inline]] inline void first_body(const pass_data<R>& d, const R* w, ptrdiff_t l) {
   constexpr int W = lane_count<V>;
@@ -16,15 +30,7 @@ template <class R, int r, class V, form In, form Out>
       u[t] = load_complex<In, V>(d.x_re, d.x_im, p + l * t);
       if constexpr (In != form::split) u[t].im = u[t].im * d.sign;
     });
-    dft<r>(u);
-    apply_twiddles<r>(u, w);
-    if constexpr (W == 1) {
-      unrolled<r>([&](auto s) __attribute__((always_inline)) {
-        store_complex<Out>(d.y_re, d.y_im, p * r + s, u[s]);
-      });
-    } else {
-      store_transposed<Out, r>(d.y_re, d.y_im, p, l, u);
-    }
+    finish_first<R, r, V, Out>(d, w, l, p, u);
   }
 }
 

@@ -5,31 +5,11 @@
 
 #include "dft/engine/chirp.h"
 #include "dft/engine/memory.h"
+#include "dft/engine/recombine.h"
 #include "dft/engine/roots.h"
 
 namespace zor::dft {
 namespace {
-
-// With Z half of the half-length transform of the pairs x(2j) + i x(2j+1), values k and h - k of the spectrum
-// from a = Z(k) and b = Z(h-k): E + T and conj(E - T), E = a + conj b, T = -i w(k) (a - conj b).
-template <class V, class W>
-[[gnu::always_inline]] inline void recombine(complex_lanes<V>* a, complex_lanes<V>* b, W w_re, W w_im) {
-  const complex_lanes<V> e = {a->re + b->re, a->im - b->im};
-  const complex_lanes<V> d = {a->re - b->re, a->im + b->im};
-  const complex_lanes<V> t = {d.re * w_im + d.im * w_re, d.im * w_im - d.re * w_re};
-  *a = {e.re + t.re, e.im + t.im};
-  *b = {e.re - t.re, t.im - e.im};
-}
-
-// The way back, unnormalised: a, b = X(k), X(h-k) become Z(k), Z(h-k).
-template <class V, class W>
-[[gnu::always_inline]] inline void separate(complex_lanes<V>* a, complex_lanes<V>* b, W w_re, W w_im) {
-  const complex_lanes<V> e = {a->re + b->re, a->im - b->im};
-  const complex_lanes<V> d = {a->re - b->re, a->im + b->im};
-  const complex_lanes<V> t = {d.re * w_im - d.im * w_re, d.im * w_im + d.re * w_re};
-  *a = {e.re + t.re, e.im + t.im};
-  *b = {e.re - t.re, t.im - e.im};
-}
 
 template <class R, int N>
 void straight_forward(const R* x, R* y, R scale) {
@@ -161,19 +141,6 @@ template <class V, bool Forward, class R>
   }
 }
 
-// Lane 0 of `first`, then lanes W - 1 to 1 of v.
-template <class V>
-[[gnu::always_inline]] inline V reversed_behind(V first, V v) {
-  return [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
-    return __builtin_shufflevector(first, v, (I == 0 ? 0 : 2 * lanes<V> - I)...);
-  }
-  (std::make_integer_sequence<int, lanes<V>>{});
-}
-template <class V>
-[[gnu::always_inline]] inline complex_lanes<V> reversed_behind(complex_lanes<V> first, complex_lanes<V> v) {
-  return {reversed_behind(first.re, v.re), reversed_behind(first.im, v.im)};
-}
-
 // Pairs from 0 to below the value returned, by blocks of W values that begin at multiples of W: no load and
 // no store crosses a cache line. The mirror of a block is all but the first value of one block and the first
 // of the next, so one block of each side waits for its neighbour. Value 0 comes out wrong, and so does value
@@ -282,6 +249,7 @@ bool real_build(real_transform<R>* t, int32_t n, const selection& s) {
   t->how = s.how;
   t->n = n;
   find_straight_real(t, std::make_integer_sequence<int, 16>());
+  if (t->straight_forward == nullptr) find_short_real(n, &t->straight_forward, &t->straight_backward);
   if (t->straight_forward != nullptr) return true;
   bool built;
   if (n % 2 == 0)

@@ -27,7 +27,7 @@ template <class R>
 struct real_transform {
   method how;
   int32_t n;
-  void (*straight_forward)(const R* x, R* y, R scale);  // lengths up to 16
+  void (*straight_forward)(const R* x, R* y, R scale);  // lengths up to 16 and short ones
   void (*straight_backward)(const R* x, R end, R* y, R scale);
   transform<R> inner;   // even n: half the length; chirp: n
   R* table;             // even n: w(k) = exp(-2 pi i k / n) for k <= n / 4, real parts, then imaginary parts
@@ -46,6 +46,11 @@ void real_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work
 // Even n: R(n/2) is `end`, whatever x[1] holds.
 template <class R>
 void real_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work);
+
+// Lengths of 32, 64 and 128, that need no work; null for others.
+template <class R>
+void find_short_real(int32_t n, void (**forward)(const R* x, R* y, R scale),
+                     void (**backward)(const R* x, R end, R* y, R scale));
 
 template <class R>
 bool odd_build(odd_chain<R>* c, int32_t n);
