@@ -153,6 +153,8 @@ void choose_pass(chain<R>* c, pass<R>* p, position at, ptrdiff_t l, ptrdiff_t m,
   if (at == position::first) p->run = find_first<R>(c->outer, c->inner, radix, width_index);
   if (at == position::middle) p->run = find_middle<R>(c->inner, radix, width_index);
   if (at == position::last) p->run = find_last<R>(c->inner, c->outer, radix, width_index);
+  if (at == position::first) c->first_inner = find_first<R>(c->inner, c->inner, radix, width_index);
+  if (at == position::last) c->last_inner = find_last<R>(c->inner, c->inner, radix, width_index);
 }
 
 template <class R>
@@ -228,6 +230,52 @@ template <class R>
 bool same_data(const pass_data<R>& d) {
   return d.x_re == d.y_re ||
          (d.x_im != nullptr && (d.x_im == d.y_im || d.x_re == d.y_im || d.x_im == d.y_re));
+}
+
+// Two passes or more by way of work and y, which a first or a last one in another form replaces. They go to
+// work and y in turn so that the last ends in y. With an odd number of them y comes first; when y is the
+// input, that is either copied to work before or left alone by running the last pass in place, where its
+// places on both sides and its vectors allow it.
+template <class R>
+void run_passes(const chain<R>& c, const pass_data<R>& ends, R* work, pass_run<R> first, pass_run<R> final) {
+  bool to_work = c.count % 2 == 0;
+  pass_data<R> d = ends;
+  R* const work_im = work + c.n;
+  R* const y_im = c.outer == form::split ? ends.y_im : ends.y_re + c.n;
+  if (!to_work && same_data(ends)) {
+    const pass<R>& p = c.passes[c.count - 1];
+    if (c.inner == form::blocked || (c.outer == form::split && p.m % p.lanes == 0)) {
+      to_work = true;
+    } else {
+      const size_t bytes = sizeof(R) * size_t(c.n);
+      std::memcpy(work, ends.x_re, c.outer == form::split ? bytes : 2 * bytes);
+      if (c.outer == form::split) std::memcpy(work_im, ends.x_im, bytes);
+      d.x_re = work;
+      d.x_im = work_im;
+    }
+  }
+  for (int32_t i = 0; i < c.count; ++i) {
+    const bool last = i == c.count - 1;
+    d.y_re = to_work && !last ? work : ends.y_re;
+    d.y_im = to_work && !last ? work_im : last ? ends.y_im : y_im;
+    (i == 0 ? first : last ? final : c.passes[i].run)(d, c.passes[i]);
+    d.x_re = d.y_re;
+    d.x_im = d.y_im;
+    to_work = !to_work;
+  }
+}
+
+// Passes to work and y in turn, the last one wherever that leads.
+template <class R>
+void run_in_turn(const chain<R>& c, pass_data<R> d, R* y, R* work, bool to_work, pass_run<R> first,
+                 pass_run<R> final) {
+  for (int32_t i = 0; i < c.count; ++i, to_work = !to_work) {
+    d.y_re = to_work ? work : y;
+    d.y_im = d.y_re + c.n;
+    (i == 0 ? first : i == c.count - 1 ? final : c.passes[i].run)(d, c.passes[i]);
+    d.x_re = d.y_re;
+    d.x_im = d.y_im;
+  }
 }
 
 }  // namespace
@@ -309,34 +357,7 @@ void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work) {
     c.passes[0].run(ends, c.passes[0]);
     return;
   }
-  // Passes go to work and y in turn so that the last ends in y. With an odd number of them y comes first;
-  // when y is the input, that is either copied to work before or left alone by running the last pass in
-  // place, where its places on both sides and its vectors allow it.
-  bool to_work = c.count % 2 == 0;
-  pass_data<R> d = ends;
-  R* const work_im = work + c.n;
-  R* const y_im = c.outer == form::split ? ends.y_im : ends.y_re + c.n;
-  if (!to_work && same_data(ends)) {
-    const pass<R>& final = c.passes[c.count - 1];
-    if (c.inner == form::blocked || (c.outer == form::split && final.m % final.lanes == 0)) {
-      to_work = true;
-    } else {
-      const size_t bytes = sizeof(R) * size_t(c.n);
-      std::memcpy(work, ends.x_re, c.outer == form::split ? bytes : 2 * bytes);
-      if (c.outer == form::split) std::memcpy(work_im, ends.x_im, bytes);
-      d.x_re = work;
-      d.x_im = work_im;
-    }
-  }
-  for (int32_t i = 0; i < c.count; ++i) {
-    const bool last = i == c.count - 1;
-    d.y_re = to_work && !last ? work : ends.y_re;
-    d.y_im = to_work && !last ? work_im : last ? ends.y_im : y_im;
-    c.passes[i].run(d, c.passes[i]);
-    d.x_re = d.y_re;
-    d.x_im = d.y_im;
-    to_work = !to_work;
-  }
+  run_passes(c, ends, work, c.passes[0].run, c.passes[c.count - 1].run);
   if (c.outer == form::split && ends.scale_re != R(1)) {
     for (ptrdiff_t i = 0; i < c.n; ++i) {
       ends.y_re[i] *= ends.scale_re;
@@ -345,12 +366,39 @@ void chain_run(const chain<R>& c, const pass_data<R>& ends, R* work) {
   }
 }
 
-#define ZOR_INSTANCES(R)                                             \
-  template pass_run<R> find_straight<R>(int32_t, form);              \
-  template bool chain_build<R>(chain<R>*, int32_t, form, bool);      \
-  template bool chain_build_batch<R>(chain<R>*, int32_t, int32_t);   \
-  template void chain_run_batch<R>(const chain<R>&, R*, R*, R*, R*); \
-  template void chain_free<R>(chain<R>*);                            \
+template <class R>
+R* inner_place(const chain<R>& c, R* y, R* work, bool forward) {
+  return c.inner == form::blocked || (!forward && c.count % 2 == 0) ? y : work;
+}
+
+template <class R>
+void chain_to_inner(const chain<R>& c, const R* x, R* y, R* work) {
+  pass_data<R> d{x, nullptr, y, nullptr, R(1), R(1), R(1)};
+  if (c.inner == form::blocked)
+    run_passes(c, d, work, c.passes[0].run, c.last_inner);
+  else
+    run_in_turn(c, d, y, work, c.count % 2 == 1, c.passes[0].run, c.last_inner);
+}
+
+template <class R>
+void chain_from_inner(const chain<R>& c, R* y, R scale_re, R scale_im, R* work) {
+  R* const from = inner_place(c, y, work, false);
+  pass_data<R> d{from, from + c.n, y, nullptr, R(1), scale_re, scale_im};
+  if (c.inner == form::blocked)
+    run_passes(c, d, work, c.first_inner, c.passes[c.count - 1].run);
+  else
+    run_in_turn(c, d, y, work, c.count % 2 == 0, c.first_inner, c.passes[c.count - 1].run);
+}
+
+#define ZOR_INSTANCES(R)                                              \
+  template pass_run<R> find_straight<R>(int32_t, form);               \
+  template bool chain_build<R>(chain<R>*, int32_t, form, bool);       \
+  template bool chain_build_batch<R>(chain<R>*, int32_t, int32_t);    \
+  template R* inner_place<R>(const chain<R>&, R*, R*, bool);          \
+  template void chain_to_inner<R>(const chain<R>&, const R*, R*, R*); \
+  template void chain_from_inner<R>(const chain<R>&, R*, R, R, R*);   \
+  template void chain_run_batch<R>(const chain<R>&, R*, R*, R*, R*);  \
+  template void chain_free<R>(chain<R>*);                             \
   template void chain_run<R>(const chain<R>&, const pass_data<R>&, R*);
 ZOR_INSTANCES(float)
 ZOR_INSTANCES(double)

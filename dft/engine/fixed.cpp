@@ -6,16 +6,26 @@
 namespace zor::dft {
 namespace {
 
-template <class R, int N>
-void run_two_passes(const pass_data<R>& ends, const pass<R>&) {
+template <class R, int N, bool Plain>
+[[gnu::always_inline]] inline void two_passes_of(const pass_data<R>& ends) {
   using T = two_passes<R, N>;
   alignas(64) R work[2 * N];
   pass_data<R> d = ends;
   d.y_re = work;
-  first_body<R, T::r, typename T::first_vector, form::interleaved, form::blocked>(d, T::table.values, T::l);
+  first_body<R, T::r, typename T::first_vector, form::interleaved, form::blocked, Plain>(d, T::table.values,
+                                                                                         T::l);
   d = ends;
   d.x_re = work;
-  last_body<R, T::l, typename T::last_vector, form::blocked, form::interleaved>(d, T::m);
+  last_body<R, T::l, typename T::last_vector, form::blocked, form::interleaved, Plain>(d, T::m);
+}
+
+// These lengths are bound by their arithmetic, so products by one are left out where there are no others.
+template <class R, int N>
+void run_two_passes(const pass_data<R>& ends, const pass<R>&) {
+  if (ends.sign == R(1) && ends.scale_re == R(1) && ends.scale_im == R(1))
+    two_passes_of<R, N, true>(ends);
+  else
+    two_passes_of<R, N, false>(ends);
 }
 
 template <class R, direction D, int N>

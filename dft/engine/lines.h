@@ -69,31 +69,50 @@ template <form F, class V, class R>
   }
 }
 
-// Interleaved values j to j + W - 1, the last one in lane 0.
-template <class V, class R>
-[[gnu::always_inline]] inline complex_lanes<V> load_reversed(const R* x, ptrdiff_t j) {
-  const complex_lanes<V> v = load_complex<form::interleaved, V>(x, x, j);
+// The last value in lane 0.
+template <class V>
+[[gnu::always_inline]] inline complex_lanes<V> reversed(complex_lanes<V> v) {
   if constexpr (lane_count<V> == 1)
     return v;
   else
     return {reverse_lanes(v.re), reverse_lanes(v.im)};
 }
-template <class V, class R>
-[[gnu::always_inline]] inline void store_reversed(R* y, ptrdiff_t j, complex_lanes<V> v) {
-  if constexpr (lane_count < V >> 1) v = {reverse_lanes(v.re), reverse_lanes(v.im)};
-  store_complex<form::interleaved>(y, y, j, v);
+
+// P vectors to W / P chunks of P lanes each: chunk i holds lane i of every vector, in their order.
+template <int P, class V>
+[[gnu::always_inline]] inline void chunk_lanes(V* rows) {
+#pragma GCC unroll 4
+  for (int round = 1; round < P; round *= 2) {
+    V from[P];
+    unrolled<P>([&](auto k) __attribute__((always_inline)) { from[k] = rows[k]; });
+    unrolled<P / 2>([&](auto k) __attribute__((always_inline)) {
+      rows[2 * k] = zip_low(from[k], from[k + P / 2]);
+      rows[2 * k + 1] = zip_high(from[k], from[k + P / 2]);
+    });
+  }
+}
+template <int I, int P, class V, class R>
+[[gnu::always_inline]] inline void store_chunk(R* p, const V* rows) {
+  constexpr int per_vector = lane_count<V> / P;
+  if constexpr (P == 1)
+    *p = rows[0][I];
+  else
+    store(p, slice<P* int(sizeof(R)), I % per_vector>(rows[I / per_vector]));
 }
 
-// Stores results s of lanes p to p + W - 1 at y(r p + s), in the order of addresses: where W does not divide
-// r a store runs into the next p's place, which is written after it. Vectors from which that would pass the
-// end of all `count` places store exactly.
+// Stores results s of lanes p to p + W - 1 at y(r p + s), in the order of addresses: where whole vectors, or
+// chunks for at most half a vector of results, do not divide r, a store runs into the next p's place, which
+// is written after it. Stores that would pass the end of all `count` places are exact.
 template <form Out, int r, class V, class R>
 [[gnu::always_inline]] inline void store_transposed(R* re, R* im, ptrdiff_t p, ptrdiff_t count,
                                                     const complex_lanes<V>* u) {
-  constexpr int W = lane_count<V>, groups = (r + W - 1) / W;
-  const bool exact = (p + W - 1) * r + groups * W > count * r;
-  static_assert(Out == form::split || r % W == 0);
-  V tr[groups][W], ti[groups][W];
+  constexpr int W = lane_count<V>, rest = r % W;
+  constexpr int P = rest == 0 || rest > 8 ? W : rest > 4 ? 8 : rest > 2 ? 4 : rest;
+  constexpr bool chunked = Out == form::split && P <= W / 2;
+  constexpr int groups = chunked ? r / W : (r + W - 1) / W;
+  const bool exact = (p + W - 1) * r + groups * W + (chunked ? P : 0) > count * r;
+  static_assert(Out == form::split || rest == 0);
+  V tr[groups + 1][W], ti[groups + 1][W];
   unrolled<groups * W>([&](auto i) __attribute__((always_inline)) {
     tr[i / W][i % W] = u[i < r ? i : r - 1].re;
     ti[i / W][i % W] = u[i < r ? i : r - 1].im;
@@ -102,6 +121,15 @@ template <form Out, int r, class V, class R>
     transpose_units<1>(tr[g]);
     transpose_units<1>(ti[g]);
   });
+  if constexpr (chunked) {
+    unrolled<P>([&](auto i) __attribute__((always_inline)) {
+      constexpr int s = groups * W + i;
+      tr[groups][i] = u[s < r ? s : r - 1].re;
+      ti[groups][i] = u[s < r ? s : r - 1].im;
+    });
+    chunk_lanes<P>(tr[groups]);
+    chunk_lanes<P>(ti[groups]);
+  }
   unrolled<W>([&](auto i) __attribute__((always_inline)) {
     unrolled<groups>([&](auto g) __attribute__((always_inline)) {
       constexpr int left = (W - i) * r - g * W;
@@ -113,6 +141,18 @@ template <form Out, int r, class V, class R>
         store_complex<Out>(re, im, j, complex_lanes<V>{tr[g][i], ti[g][i]});
       }
     });
+    if constexpr (chunked) {
+      const ptrdiff_t j = (p + i) * r + groups * W;
+      if ((W - i) * r < groups * W + P && exact) {
+        for (int s = 0; s < rest; ++s) {
+          re[j + s] = u[groups * W + s].re[int(i)];
+          im[j + s] = u[groups * W + s].im[int(i)];
+        }
+      } else {
+        store_chunk<i, P>(re + j, tr[groups]);
+        store_chunk<i, P>(im + j, ti[groups]);
+      }
+    }
   });
 }
 

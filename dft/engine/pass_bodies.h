@@ -20,7 +20,8 @@ template <class R, int r, class V, form Out>
   }
 }
 
-template <class R, int r, class V, form In, form Out>
+// Plain data take no sign: theirs is 1.
+template <class R, int r, class V, form In, form Out, bool Plain = false>
 [[gnu::always_inline]] inline void first_body(const pass_data<R>& d, const R* w, ptrdiff_t l) {
   constexpr int W = lane_count<V>;
   for (ptrdiff_t i = 0; i < l; i += W, w += 2 * W * (r - 1)) {
@@ -28,7 +29,7 @@ template <class R, int r, class V, form In, form Out>
     complex_lanes<V> u[r];
     unrolled<r>([&](auto t) __attribute__((always_inline)) {
       u[t] = load_complex<In, V>(d.x_re, d.x_im, p + l * t);
-      if constexpr (In != form::split) u[t].im = u[t].im * d.sign;
+      if constexpr (In == form::interleaved && !Plain) u[t].im = u[t].im * d.sign;
     });
     finish_first<R, r, V, Out>(d, w, l, p, u);
   }
@@ -63,7 +64,7 @@ void middle_pass(const pass_data<R>& d, const pass<R>& self) {
 }
 
 // May run in place when both forms are blocked or interleaved and the lanes divide m.
-template <class R, int r, class V, form In, form Out>
+template <class R, int r, class V, form In, form Out, bool Plain = false>
 [[gnu::always_inline]] inline void last_body(const pass_data<R>& d, ptrdiff_t m) {
   constexpr int W = lane_count<V>;
   for (ptrdiff_t i = 0; i < m; i += W) {
@@ -74,7 +75,7 @@ template <class R, int r, class V, form In, form Out>
     });
     dft<r>(u);
     unrolled<r>([&](auto s) __attribute__((always_inline)) {
-      if constexpr (Out != form::split) u[s] = {u[s].re * d.scale_re, u[s].im * d.scale_im};
+      if constexpr (Out == form::interleaved && !Plain) u[s] = {u[s].re * d.scale_re, u[s].im * d.scale_im};
       store_complex<Out>(d.y_re, d.y_im, q + m * s, u[s]);
     });
   }
@@ -176,15 +177,21 @@ using pass_vector = typename lanes_or_real<R, pass_lanes<R>(index)>::type;
 #define ZOR_RADICES(CASE) \
   CASE(2) CASE(3) CASE(4) CASE(5) CASE(6) CASE(7) CASE(8) CASE(9) CASE(10) CASE(11) CASE(12) CASE(13) CASE(16)
 
+template <class R, int r, class V>
+pass_run<R> first_to_blocked(form outer) {
+  return outer == form::blocked ? first_pass<R, r, V, form::blocked, form::blocked>
+                                : first_pass<R, r, V, form::interleaved, form::blocked>;
+}
+
 template <class R, int index>
 pass_run<R> first_of(form outer, form inner, int32_t radix) {
   using V = pass_vector<R, index>;
   if (inner == form::blocked) {
     constexpr int W = lane_count<V>;
     if constexpr (W > 1 && 16 % W == 0)
-      if (radix == 16) return first_pass<R, 16, V, form::interleaved, form::blocked>;
+      if (radix == 16) return first_to_blocked<R, 16, V>(outer);
     if constexpr (W > 1 && 8 % W == 0)
-      if (radix == 8) return first_pass<R, 8, V, form::interleaved, form::blocked>;
+      if (radix == 8) return first_to_blocked<R, 8, V>(outer);
     return nullptr;
   }
 #define CASE(r)                                                                 \
@@ -216,13 +223,19 @@ pass_run<R> middle_of(form inner, int32_t radix) {
   return generic_pass<R, V, form::split, form::split, position::middle>;
 }
 
+template <class R, int r, class V>
+pass_run<R> last_from_blocked(form outer) {
+  return outer == form::blocked ? last_pass<R, r, V, form::blocked, form::blocked>
+                                : last_pass<R, r, V, form::blocked, form::interleaved>;
+}
+
 template <class R, int index>
 pass_run<R> last_of(form inner, form outer, int32_t radix) {
   using V = pass_vector<R, index>;
   if (inner == form::blocked) {
     if constexpr (lane_count < V >> 1) {
-      if (radix == 16) return last_pass<R, 16, V, form::blocked, form::interleaved>;
-      if (radix == 8) return last_pass<R, 8, V, form::blocked, form::interleaved>;
+      if (radix == 16) return last_from_blocked<R, 16, V>(outer);
+      if (radix == 8) return last_from_blocked<R, 8, V>(outer);
     }
     return nullptr;
   }

@@ -102,102 +102,180 @@ bool table_build(real_transform<R>* t) {
   return true;
 }
 
-template <bool Forward, class V, class R>
-[[gnu::always_inline]] inline void turn(const real_transform<R>& t, ptrdiff_t k, complex_lanes<V>* a,
-                                        complex_lanes<V>* b) {
-  const V c = load_lanes<V>(t.table + k), s = load_lanes<V>(t.table + t.table_row + k);
-  if constexpr (Forward)
-    recombine(a, b, c, s);
-  else
-    separate(a, b, c, s);
-}
+// The pairs' walk: from x, half of the transform of length h, to the spectrum y, or back from the spectrum to
+// what is transformed. The spectrum is interleaved; the other side is too, or stands in the inner form of the
+// passes, which then leave two of their multiplications to the walk: by the scale on the way forward, by the
+// sign on the way back.
+template <class R, bool Forward, form Inner>
+struct turn_walk {
+  static constexpr form in = Forward ? Inner : form::interleaved, out = Forward ? form::interleaved : Inner;
+  const real_transform<R>& t;
+  const R *x_re, *x_im;
+  R *y_re, *y_im;
+  R factor;
+
+  template <class V>
+  [[gnu::always_inline]] complex_lanes<V> load(ptrdiff_t j) const {
+    complex_lanes<V> v = load_complex<in, V>(x_re, x_im, j);
+    if constexpr (in != form::interleaved) v = {v.re * factor, v.im * factor};
+    return v;
+  }
+  template <class V>
+  [[gnu::always_inline]] void store(ptrdiff_t j, complex_lanes<V> v) const {
+    if constexpr (out != form::interleaved) v.im = v.im * factor;
+    store_complex<out>(y_re, y_im, j, v);
+  }
+  // Values j to j + W - 1, the last one in lane 0.
+  template <class V>
+  [[gnu::always_inline]] complex_lanes<V> load_reversed(ptrdiff_t j) const {
+    return reversed(load<V>(j));
+  }
+  template <class V>
+  [[gnu::always_inline]] void store_reversed(ptrdiff_t j, complex_lanes<V> v) const {
+    store(j, reversed(v));
+  }
+  template <class V>
+  [[gnu::always_inline]] void turn(ptrdiff_t k, complex_lanes<V>* a, complex_lanes<V>* b) const {
+    const V c = load_lanes<V>(t.table + k), s = load_lanes<V>(t.table + t.table_row + k);
+    if constexpr (Forward)
+      recombine(a, b, c, s);
+    else
+      separate(a, b, c, s);
+  }
+};
 
 // Pairs k, h - k from *k on, as many as whole vectors take.
-template <class V, bool Forward, class R>
-[[gnu::always_inline]] inline void turn_range(const real_transform<R>& t, const R* x, R* y, ptrdiff_t* k) {
-  const ptrdiff_t h = t.n / 2, pairs = (h - 1) / 2;
+template <class V, class Walk>
+[[gnu::always_inline]] inline void turn_range(const Walk& w, ptrdiff_t* k) {
+  const ptrdiff_t h = w.t.n / 2, pairs = (h - 1) / 2;
   for (; *k + lane_count<V> <= pairs + 1; *k += lane_count<V>) {
     const ptrdiff_t mirror = h - *k - lane_count<V> + 1;
-    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, *k), b = load_reversed<V>(x, mirror);
-    turn<Forward>(t, *k, &a, &b);
-    store_complex<form::interleaved>(y, y, *k, a);
-    store_reversed(y, mirror, b);
+    complex_lanes<V> a = w.template load<V>(*k), b = w.template load_reversed<V>(mirror);
+    w.turn(*k, &a, &b);
+    w.store(*k, a);
+    w.store_reversed(mirror, b);
   }
 }
 
 // Pairs from 1 where two vectors that overlap take all of them: both are read before one is written.
-template <class V, bool Forward, class R>
-[[gnu::always_inline]] inline void turn_overlapping(const real_transform<R>& t, const R* x, R* y) {
-  const ptrdiff_t h = t.n / 2, at[2] = {1, (h - 1) / 2 - lane_count<V> + 1};
+template <class V, class Walk>
+[[gnu::always_inline]] inline void turn_overlapping(const Walk& w) {
+  const ptrdiff_t h = w.t.n / 2, at[2] = {1, (h - 1) / 2 - lane_count<V> + 1};
   complex_lanes<V> a[2], b[2];
   for (int i = 0; i < 2; ++i) {
-    a[i] = load_complex<form::interleaved, V>(x, x, at[i]);
-    b[i] = load_reversed<V>(x, h - at[i] - lane_count<V> + 1);
-    turn<Forward>(t, at[i], &a[i], &b[i]);
+    a[i] = w.template load<V>(at[i]);
+    b[i] = w.template load_reversed<V>(h - at[i] - lane_count<V> + 1);
+    w.turn(at[i], &a[i], &b[i]);
   }
   for (int i = 0; i < 2; ++i) {
-    store_complex<form::interleaved>(y, y, at[i], a[i]);
-    store_reversed(y, h - at[i] - lane_count<V> + 1, b[i]);
+    w.store(at[i], a[i]);
+    w.store_reversed(h - at[i] - lane_count<V> + 1, b[i]);
   }
 }
+
+// From this many values on pairs are taken by blocks: below, waiting costs more than it saves.
+constexpr ptrdiff_t shortest_by_blocks = 64;
 
 // Pairs from 0 to below the value returned, by blocks of W values that begin at multiples of W: no load and
 // no store crosses a cache line. The mirror of a block is all but the first value of one block and the first
 // of the next, so one block of each side waits for its neighbour. Value 0 comes out wrong, and so does value
 // h / 2 where the blocks end there.
-template <bool Forward, class R>
-ptrdiff_t turn_blocks(const real_transform<R>& t, const R* x, R* y) {
-  using V = vec<R>;
+template <class V, class Walk>
+ptrdiff_t turn_blocks(const Walk& w) {
+  using R = lane_t<V>;
   constexpr ptrdiff_t W = lanes<V>;
-  constexpr ptrdiff_t shortest = 64;  // below, waiting costs more than it saves
-  const ptrdiff_t h = t.n / 2, end = h / (2 * W) * W;
-  if (h < shortest) return 0;
+  const ptrdiff_t h = w.t.n / 2, end = h / (2 * W) * W;
+  if (h < shortest_by_blocks) return 0;
   complex_lanes<V> above{}, waiting{};
   for (ptrdiff_t k = 0; k < end; k += W) {
-    complex_lanes<V> a = load_complex<form::interleaved, V>(x, x, k);
-    const complex_lanes<V> below = load_complex<form::interleaved, V>(x, x, h - k - W);
+    complex_lanes<V> a = w.template load<V>(k);
+    const complex_lanes<V> below = w.template load<V>(h - k - W);
     complex_lanes<V> b = reversed_behind(above, below);
     above = below;
-    turn<Forward>(t, k, &a, &b);
-    store_complex<form::interleaved>(y, y, k, a);
-    if (k > 0) store_complex<form::interleaved>(y, y, h - k, reversed_behind(b, waiting));
+    w.turn(k, &a, &b);
+    w.store(k, a);
+    if (k > 0) w.store(h - k, reversed_behind(b, waiting));
     waiting = b;
   }
-  complex_lanes<R> a = load_complex<form::interleaved, R>(x, x, end),
-                   b = load_complex<form::interleaved, R>(x, x, h - end);
-  turn<Forward>(t, end, &a, &b);
-  store_complex<form::interleaved>(y, y, h - end, reversed_behind(waiting, waiting));
-  store_complex<form::interleaved>(y, y, end, a);
-  store_complex<form::interleaved>(y, y, h - end, b);
+  complex_lanes<R> a = w.template load<R>(end), b = w.template load<R>(h - end);
+  w.turn(end, &a, &b);
+  w.store(h - end, reversed_behind(waiting, waiting));
+  w.store(end, a);
+  w.store(h - end, b);
   return end + 1;
 }
 
 // All pairs k, h - k from 1, the first value (zero and h are the spectrum's ends there) and the middle one of
-// even h. Forward takes half of the transform of length h.
-template <class R, bool Forward>
-void turn_pairs(const real_transform<R>& t, const R* x, R zero, R end, R* y) {
-  const ptrdiff_t h = t.n / 2;
+// even h.
+template <class R, bool Forward, form Inner>
+void turn_pairs(const turn_walk<R, Forward, Inner>& w, R zero, R end) {
+  using V = vec<R>;
+  const ptrdiff_t h = w.t.n / 2;
   const R factor = Forward ? R(2) : R(1);
-  const R middle_re = x[h / 2 * 2] * R(2), middle_im = x[h / 2 * 2 + 1] * R(-2);
-  constexpr ptrdiff_t W = lanes<vec<R>>;
+  const complex_lanes<R> middle = w.template load<R>(h / 2);
+  constexpr ptrdiff_t W = lanes<V>;
   const ptrdiff_t pairs = (h - 1) / 2;
-  ptrdiff_t k = turn_blocks<Forward>(t, x, y);
+  ptrdiff_t k = turn_blocks<V>(w);
   if (k == 0) k = 1;
   // Going back, a short transform would wait for what two overlapping stores left.
   if (Forward && k == 1 && pairs >= W && pairs <= 2 * W) {
-    turn_overlapping<vec<R>, Forward>(t, x, y);
+    turn_overlapping<V>(w);
     k = pairs + 1;
   }
-  turn_range<vec<R>, Forward>(t, x, y, &k);
-  if constexpr (width >= 64) turn_range<vec<R, 32>, Forward>(t, x, y, &k);
-  if constexpr (width >= 32) turn_range<vec<R, 16>, Forward>(t, x, y, &k);
-  turn_range<R, Forward>(t, x, y, &k);
-  y[0] = (zero + end) * factor;
-  y[1] = (zero - end) * factor;
-  if (h % 2 == 0) {
-    y[h] = middle_re;
-    y[h + 1] = middle_im;
+  turn_range<V>(w, &k);
+  if constexpr (width >= 64) turn_range<vec<R, 32>>(w, &k);
+  if constexpr (width >= 32) turn_range<vec<R, 16>>(w, &k);
+  turn_range<R>(w, &k);
+  w.store(0, complex_lanes<R>{(zero + end) * factor, (zero - end) * factor});
+  if (h % 2 == 0) w.store(h / 2, complex_lanes<R>{middle.re * R(2), middle.im * R(-2)});
+}
+
+// Whether the passes of the half-length transform can leave or find their values in their inner form.
+template <class R>
+bool joins_passes(const real_transform<R>& t, const R* x, const R* y) {
+  const int32_t passes = transform_passes(t.inner);
+  return passes > 1 && t.n / 2 >= shortest_by_blocks &&
+         (t.inner.passes.inner == form::blocked || passes % 2 == 1 || x != y);
+}
+
+template <class R, form Inner>
+void join_forward(const real_transform<R>& t, const R* x, R* y, R half, R* work) {
+  const chain<R>& c = t.inner.passes;
+  chain_to_inner(c, x, y, work);
+  R* const z = inner_place(c, y, work, true);
+  const R zero = z[0] * half, end = z[Inner == form::split ? c.n : lanes_of<R>] * half;
+  turn_pairs(turn_walk<R, true, Inner>{t, z, z + c.n, y, y, half}, zero, end);
+}
+
+template <class R, form Inner>
+void join_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work) {
+  const chain<R>& c = t.inner.passes;
+  R* const z = inner_place(c, y, work, false);
+  turn_pairs(turn_walk<R, false, Inner>{t, x, x, z, z + c.n, R(-1)}, x[0], end);
+  chain_from_inner(c, y, scale, -scale, work);
+}
+
+template <class R>
+void even_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work) {
+  const R half = R(0.5) * scale;
+  if (joins_passes(t, x, y)) {
+    t.inner.passes.inner == form::split ? join_forward<R, form::split>(t, x, y, half, work)
+                                        : join_forward<R, form::blocked>(t, x, y, half, work);
+    return;
   }
+  transform_run(t.inner, pass_data<R>{x, nullptr, y, nullptr, R(1), half, half}, work);
+  turn_pairs(turn_walk<R, true, form::interleaved>{t, y, y, y, y, R(1)}, y[0], y[1]);
+}
+
+template <class R>
+void even_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work) {
+  if (joins_passes(t, x, y)) {
+    t.inner.passes.inner == form::split ? join_backward<R, form::split>(t, x, end, y, scale, work)
+                                        : join_backward<R, form::blocked>(t, x, end, y, scale, work);
+    return;
+  }
+  turn_pairs(turn_walk<R, false, form::interleaved>{t, x, x, y, y, R(1)}, x[0], end);
+  transform_run(t.inner, pass_data<R>{y, nullptr, y, nullptr, R(-1), scale, -scale}, work);
 }
 
 // Odd chirp: half of the complex transform's output, or the real part of all.
@@ -278,9 +356,7 @@ void real_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work
   if (t.straight_forward != nullptr) {
     t.straight_forward(x, y, scale);
   } else if (t.n % 2 == 0) {
-    const R half = R(0.5) * scale;
-    transform_run(t.inner, pass_data<R>{x, nullptr, y, nullptr, R(1), half, half}, work);
-    turn_pairs<R, true>(t, y, y[0], y[1], y);
+    even_forward(t, x, y, scale, work);
   } else if (t.how == method::mixed) {
     odd_forward(t.odd, x, y, scale, work);
   } else if (t.how == method::direct) {
@@ -295,8 +371,7 @@ void real_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale,
   if (t.straight_backward != nullptr) {
     t.straight_backward(x, end, y, scale);
   } else if (t.n % 2 == 0) {
-    turn_pairs<R, false>(t, x, x[0], end, y);
-    transform_run(t.inner, pass_data<R>{y, nullptr, y, nullptr, R(-1), scale, -scale}, work);
+    even_backward(t, x, end, y, scale, work);
   } else if (t.how == method::mixed) {
     odd_backward(t.odd, x, y, scale, work);
   } else if (t.how == method::direct) {

@@ -143,6 +143,11 @@ const column_plan<R>* transform_columns(const transform<R>& t) {
 }
 
 template <class R>
+int32_t transform_passes(const transform<R>& t) {
+  return has_chain(t) ? t.passes.count : 0;
+}
+
+template <class R>
 void transform_free(transform<R>* t) {
   if (t->how == method::chirp)
     chirp_free(&t->convolution);
@@ -171,6 +176,7 @@ void transform_run_parts(const transform<R>& t, const pass_data<R>& ends, R* wor
 #define ZOR_INSTANCES(R)                                                                  \
   template bool transform_build<R>(transform<R>*, int32_t, const selection&, form, bool); \
   template const column_plan<R>* transform_columns<R>(const transform<R>&);               \
+  template int32_t transform_passes<R>(const transform<R>&);                              \
   template void transform_free<R>(transform<R>*);                                         \
   template void transform_run_parts<R>(const transform<R>&, const pass_data<R>&, R*);
 ZOR_INSTANCES(float)

@@ -50,6 +50,9 @@ bool transform_build(transform<R>* t, int32_t n, const selection& s, form outer,
 // That form, or null.
 template <class R>
 const column_plan<R>* transform_columns(const transform<R>& t);
+// The passes of its chain; 0 where it is none, or one run without passes.
+template <class R>
+int32_t transform_passes(const transform<R>& t);
 template <class R>
 void transform_free(transform<R>* t);
 // Work as selected, at any alignment of R; y may be x.
