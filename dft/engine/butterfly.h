@@ -143,19 +143,63 @@ template <class V>
   x[3] = {b.re - d.im, b.im + d.re};
 }
 
-template <int N, class V>
-[[gnu::always_inline]] inline void dft(complex_lanes<V>* x);
+// Real and imaginary parts in neighbouring lanes, for vectors that would be half empty with the parts apart.
+// The operations are those of complex_lanes.
+template <class V>
+struct packed_lanes {
+  V v;
+};
+template <class V>
+[[gnu::always_inline]] inline packed_lanes<V> operator+(packed_lanes<V> a, packed_lanes<V> b) {
+  return {a.v + b.v};
+}
+template <class V>
+[[gnu::always_inline]] inline packed_lanes<V> operator-(packed_lanes<V> a, packed_lanes<V> b) {
+  return {a.v - b.v};
+}
+// re and im each in both lanes of a pair.
+template <class V>
+[[gnu::always_inline]] inline packed_lanes<V> multiply(packed_lanes<V> a, V re, V im) {
+  return {subtract_add_pairs(a.v * re, swap_pairs(a.v) * im)};
+}
+// Times -i.
+template <class V>
+[[gnu::always_inline]] inline packed_lanes<V> quarter_turn(packed_lanes<V> a) {
+  return {negate_pairs<1>(swap_pairs(a.v))};
+}
+template <int64_t K, int64_t N, class V>
+[[gnu::always_inline]] inline packed_lanes<V> turn(packed_lanes<V> a) {
+  using R = lane_t<V>;
+  static_assert(8 * (K % N) % N == 0 && 8 * (K % N) / N < 4);
+  constexpr int eighth = int(8 * (K % N) / N);
+  constexpr R re = R(dd::constant_root(K % N, N).re);
+  if constexpr (eighth == 0) return a;
+  if constexpr (eighth == 1) return {(a.v + quarter_turn(a).v) * broadcast<V>(re)};
+  if constexpr (eighth == 2) return quarter_turn(a);
+  return {subtract_add_pairs(swap_pairs(a.v), a.v) * broadcast_pair<V>(-re, re)};
+}
+template <class V>
+[[gnu::always_inline]] inline void dft4(packed_lanes<V>* x) {
+  const packed_lanes<V> a = x[0] + x[2], b = x[0] - x[2], c = x[1] + x[3], d = quarter_turn(x[1] - x[3]);
+  x[0] = a + c;
+  x[1] = b + d;
+  x[2] = a - c;
+  x[3] = b - d;
+}
+
+template <int N, class C>
+[[gnu::always_inline]] inline void dft(C* x);
 
 // N = A B: coprime factors by the Chinese remainder theorem without twiddles, others by Cooley and Tukey.
-template <int N, class V>
-[[gnu::always_inline]] inline void composite_dft(complex_lanes<V>* x) {
+template <int N, class C>
+[[gnu::always_inline]] inline void composite_dft(C* x) {
   constexpr int A = first_factor(N), B = N / A;
   constexpr bool coprime = gcd(A, B) == 1;
   constexpr int out_a = coprime ? B * inverse_modulo(B % A, A) : 1;
   constexpr int out_b = coprime ? A * inverse_modulo(A % B, B) : A;
-  complex_lanes<V> y[N];
+  C y[N];
   unrolled<B>([&](auto b) __attribute__((always_inline)) {
-    complex_lanes<V> column[A];
+    C column[A];
     unrolled<A>([&](auto a)
                     __attribute__((always_inline)) { column[a] = x[(a * B + b * (coprime ? A : 1)) % N]; });
     dft<A>(column);
@@ -173,12 +217,13 @@ template <int N, class V>
   });
 }
 
-// x(0..N-1) replaced by its forward transform, natural order.
-template <int N, class V>
-[[gnu::always_inline]] inline void dft(complex_lanes<V>* x) {
+// x(0..N-1) replaced by its forward transform, natural order. C is complex_lanes, or packed_lanes for powers
+// of two.
+template <int N, class C>
+[[gnu::always_inline]] inline void dft(C* x) {
   if constexpr (N == 1) {
   } else if constexpr (N == 2) {
-    const complex_lanes<V> a = x[0], b = x[1];
+    const C a = x[0], b = x[1];
     x[0] = a + b;
     x[1] = a - b;
   } else if constexpr (N == 4) {

@@ -6,6 +6,56 @@
 namespace zor::dft {
 namespace {
 
+// A square of L by L values, a vector holding L: it never leaves registers.
+template <class R, int N>
+struct square {
+  using V = vec<R>;
+  static constexpr int L = lanes_of<R> / 2;
+  struct twiddle_table {
+    alignas(64) R re[L][2 * L], im[L][2 * L];
+  };
+  static constexpr twiddle_table make() {
+    twiddle_table t{};
+    for (int s = 1; s < L; ++s)
+      for (int j = 0; j < 2 * L; ++j) {
+        const zor_c64 v = dd::constant_root(j / 2 * s, N);
+        t.re[s][j] = R(v.re);
+        t.im[s][j] = R(v.im);
+      }
+    return t;
+  }
+  static constexpr twiddle_table table = make();
+};
+// Where halves of vectors would stay empty otherwise.
+template <class R, int N>
+inline constexpr bool is_square = lanes_of<R> >= 8 && N == lanes_of<R> / 2 * (lanes_of<R> / 2);
+
+template <class R, int N, bool Plain>
+[[gnu::always_inline]] inline void square_of(const pass_data<R>& d) {
+  using S = square<R, N>;
+  using V = typename S::V;
+  constexpr int L = S::L;
+  packed_lanes<V> u[L];
+  const V sign = broadcast_pair<V>(R(1), d.sign), scale = broadcast_pair<V>(d.scale_re, d.scale_im);
+  unrolled<L>([&](auto t) __attribute__((always_inline)) {
+    u[t].v = load<V>(d.x_re + 2 * L * t);
+    if constexpr (!Plain) u[t].v = u[t].v * sign;
+  });
+  dft<L>(u);
+  V rows[L];
+  rows[0] = u[0].v;
+  unrolled<L - 1>([&](auto s) __attribute__((always_inline)) {
+    rows[s + 1] = multiply(u[s + 1], load<V>(S::table.re[s + 1]), load<V>(S::table.im[s + 1])).v;
+  });
+  transpose_units<2>(rows);
+  unrolled<L>([&](auto t) __attribute__((always_inline)) { u[t].v = rows[t]; });
+  dft<L>(u);
+  unrolled<L>([&](auto s) __attribute__((always_inline)) {
+    if constexpr (!Plain) u[s].v = u[s].v * scale;
+    store(d.y_re + 2 * L * s, u[s].v);
+  });
+}
+
 template <class R, int N, bool Plain>
 [[gnu::always_inline]] inline void two_passes_of(const pass_data<R>& ends) {
   using T = two_passes<R, N>;
@@ -22,10 +72,11 @@ template <class R, int N, bool Plain>
 // These lengths are bound by their arithmetic, so products by one are left out where there are no others.
 template <class R, int N>
 void run_two_passes(const pass_data<R>& ends, const pass<R>&) {
-  if (ends.sign == R(1) && ends.scale_re == R(1) && ends.scale_im == R(1))
-    two_passes_of<R, N, true>(ends);
+  const bool plain = ends.sign == R(1) && ends.scale_re == R(1) && ends.scale_im == R(1);
+  if constexpr (is_square<R, N>)
+    plain ? square_of<R, N, true>(ends) : square_of<R, N, false>(ends);
   else
-    two_passes_of<R, N, false>(ends);
+    plain ? two_passes_of<R, N, true>(ends) : two_passes_of<R, N, false>(ends);
 }
 
 template <class R, direction D, int N>

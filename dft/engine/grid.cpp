@@ -115,13 +115,22 @@ void fill_fine(const grid<R>& g, const wide_root* roots, int32_t lanes, R* v) {
 }
 
 template <class R>
+void move_reals(R* y, ptrdiff_t count, ptrdiff_t from, ptrdiff_t to) {
+  using V = vec<R>;
+  if (count % lanes<V> != 0) {
+    std::memcpy(y + to, y + from, sizeof(R) * size_t(count));
+    return;
+  }
+  for (ptrdiff_t i = 0; i < count; i += lanes<V>) store(y + to + i, load<V>(y + from + i));
+}
+
+template <class R>
 void move_values(const grid<R>& g, const pass_data<R>& ends, ptrdiff_t from, ptrdiff_t to) {
-  const size_t bytes = sizeof(R) * size_t(g.columns);
   if (g.outer == form::split) {
-    std::memcpy(ends.y_re + to, ends.y_re + from, bytes);
-    std::memcpy(ends.y_im + to, ends.y_im + from, bytes);
+    move_reals(ends.y_re, g.columns, from, to);
+    move_reals(ends.y_im, g.columns, from, to);
   } else {
-    std::memcpy(ends.y_re + 2 * to, ends.y_re + 2 * from, 2 * bytes);
+    move_reals(ends.y_re, 2 * g.columns, 2 * from, 2 * to);
   }
 }
 
