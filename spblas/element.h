@@ -125,6 +125,29 @@ template <class T, bool Conj = false>
     return mul<T, Conj>(load<T, 1>(a), x);
 }
 
+// A factor of many products with elements in memory: what they share is made once.
+template <class T>
+struct factor {
+  one<T> value;
+
+  explicit factor(one<T> x) : value(x) {}
+  template <bool Conj>
+  [[gnu::always_inline]] one<T> times(const T* a) const {
+    return mul_at<T, Conj>(a, value);
+  }
+};
+template <>
+struct factor<c64> {
+  one<c64> value, swapped;
+
+  explicit factor(one<c64> x) : value(x), swapped(swap_pairs(x)) {}
+  template <bool Conj>
+  [[gnu::always_inline]] one<c64> times(const c64* a) const {
+    const auto straight = broadcast<one<c64>>(a->re) * value, crossed = broadcast<one<c64>>(a->im) * swapped;
+    return Conj ? straight + negate_pairs<1>(crossed) : subtract_add_pairs(straight, crossed);
+  }
+};
+
 // a, or its conjugate: the sign of the imaginary part flipped.
 template <class T, class V>
 [[gnu::always_inline]] inline V conj_if(bool conj, V a) {

@@ -67,7 +67,8 @@ template <int Most, bool Down = false, class T, class I, class Row>
     const auto run_of_any = [&]<int... C>(std::integer_sequence<int, C...>) __attribute__((always_inline)) {
       return (run.template operator()<C + 1>() || ...);
     };
-    const bool alone = r + step == beyond || count(r + step) != n;
+    const bool alone =
+        n > Most || (beyond - r) * step < 3 || ((count(r + step) ^ n) | (count(r + 2 * step) ^ n)) != 0;
     if (!alone && run_of_any(std::make_integer_sequence<int, Most>{})) continue;
     row.template operator()<0>(r);
     r += step;

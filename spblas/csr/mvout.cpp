@@ -93,24 +93,43 @@ void classify(product<T, I> p) {
   for_rows<5>(
       a, p.first, p.last, [&]<int Count>(zor_int row) __attribute__((always_inline)) {
         const zor_int r = row + a.base;
-        const one<T> t = mul<T>(load<T, 1>(x + r), alpha);
+        const factor<T> t(mul<T>(load<T, 1>(x + r), alpha));
         one<T> s{};
+        const auto inside = [=](zor_int c) __attribute__((always_inline)) {
+          return Side > 0 ? c < r : c > r;
+        };
+        const auto gather = [&](zor_int k, zor_int c) __attribute__((always_inline)) {
+          s = s + mul_at<T, Gather>(a.val + k, load<T, 1>(x + c));
+        };
+        const auto scatter = [&](zor_int k, zor_int c) __attribute__((always_inline)) {
+          const one<T> image = t.template times<Mirror>(a.val + k);
+          gather(k, c);
+          store<T, 1>(y + c, load<T, 1>(y + c) + image);
+        };
         const auto meet = [&](zor_int k) __attribute__((always_inline)) {
           const zor_int c = a.indx[k];
-          if (Side > 0 ? c < r : c > r) {
-            const one<T> image = Mirror ? mul_at<T, true>(a.val + k, t) : mul<T>(t, load<T, 1>(a.val + k));
-            s = s + mul_at<T, Gather>(a.val + k, load<T, 1>(x + c));
-            store<T, 1>(y + c, load<T, 1>(y + c) + image);
-          } else if (c == r) {
-            s = s + mul_at<T, Gather>(a.val + k, load<T, 1>(x + c));
-          }
+          if (inside(c))
+            scatter(k, c);
+          else if (c == r)
+            gather(k, c);
+        };
+        // The diagonal behind or before others of the triangle, straight on. It pays for complex elements.
+        constexpr int diagonal = Side > 0 ? Count - 1 : 0;
+        const auto usual = [&](zor_int k) __attribute__((always_inline)) {
+          bool is = a.indx[k + diagonal] == r;
+#pragma GCC unroll 8
+          for (int i = 0; i < Count; ++i) is = is && (i == diagonal || inside(a.indx[k + i]));
+          return is;
         };
         zor_int k = a.begin(row);
-        if constexpr (Count == 0) {
-          for (const zor_int end = a.end(row); k < end; ++k) meet(k);
-        } else {
+        if constexpr (Count > 0 && !is_complex<T>) {
 #pragma GCC unroll 8
           for (int i = 0; i < Count; ++i) meet(k + i);
+        } else if (Count > 0 && usual(k)) [[likely]] {
+#pragma GCC unroll 8
+          for (int i = 0; i < Count; ++i) i == diagonal ? gather(k + i, r) : scatter(k + i, a.indx[k + i]);
+        } else {
+          for (const zor_int end = settled(a.end(row)); k < end; ++k) meet(k);
         }
         store<T, 1>(y + r, load<T, 1>(y + r) + mul<T>(s, alpha));
       });
