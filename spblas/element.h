@@ -160,6 +160,32 @@ template <class T, class V>
   }
 }
 
+// An element, or its conjugate, as the factor of many packs. The sign of a complex product's difference is
+// that of the factor, so that a product takes no more than its three operations and an exchange.
+template <class T, int N>
+struct spread_factor {
+  pack<T, N> value;
+
+  [[gnu::always_inline]] spread_factor(const T* a, bool) : value(spread<T, N>(a)) {}
+  [[gnu::always_inline]] pack<T, N> times(pack<T, N> x) const { return value * x; }
+};
+template <class T, int N>
+requires is_complex<T>
+struct spread_factor<T, N> {
+  using V = pack<T, N>;
+  V re, im;
+
+  [[gnu::always_inline]] spread_factor(const T* a, bool conj) : re(broadcast<V>(a->re)) {
+    using lane = typename bits_of<V>::lane;
+    const lane sign = lane(uint64_t(1) << (8 * sizeof(lane) - 1));
+    im = V(bits_t<V>(broadcast<V>(a->im)) ^ broadcast_pair<bits_t<V>>(conj ? 0 : sign, conj ? sign : 0));
+  }
+  [[gnu::always_inline]] V times(V x) const {
+    asm("" : "+v"(x));  // Held in a register: else x is loaded twice, once for each use.
+    return re * x + im * swap_pairs(x);
+  }
+};
+
 // A dense operand of many right-hand sides: element (row, j), both from 0, stands at row ld + j in row-major
 // layout, at row + j ld in column-major layout. Packs run over j.
 template <class T, bool RowMajor>
@@ -212,14 +238,19 @@ template <class T, class Body>
 [[gnu::always_inline]] inline void for_packs(zor_int first, zor_int last, const Body& body) {
   packs_from<T, widest<T>>(first, last, body);
 }
-// The same with body.operator()<N, R>(j) for R packs at once, `abreast` of the widest ones while they last.
-template <class T, class Body>
+// The same with body.operator()<N, R>(j) for R packs at once: `abreast` of the widest ones while they last,
+// then half as many.
+template <class T, int R = abreast, class Body>
 [[gnu::always_inline]] inline void for_packs_abreast(zor_int first, zor_int last, const Body& body) {
   constexpr int n = widest<T>;
-  for (; first + n * abreast <= last; first += n * abreast) body.template operator()<n, abreast>(first);
-  packs_from<T, n>(
-      first,
-      last, [&]<int N>(zor_int j) __attribute__((always_inline)) { body.template operator()<N, 1>(j); });
+  if constexpr (R > 1) {
+    for (; first + n * R <= last; first += n * R) body.template operator()<n, R>(first);
+    for_packs_abreast<T, is_complex<T> ? R / 2 : 1>(first, last, body);
+  } else {
+    packs_from<T, n>(
+        first,
+        last, [&]<int N>(zor_int j) __attribute__((always_inline)) { body.template operator()<N, 1>(j); });
+  }
 }
 
 }  // namespace zor::sparse

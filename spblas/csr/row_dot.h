@@ -61,10 +61,10 @@ template <int N, int R = 1, class T, bool RowMajor, class I>
 [[gnu::always_inline]] inline packs<T, N, R> row_dots(csr<T, I> a, bool conj, zor_int k, zor_int end,
                                                       dense<const T, RowMajor> b, zor_int j) {
   const auto add = [&](packs<T, N, R> & s, zor_int at) __attribute__((always_inline)) {
-    const auto entry = spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + at)));
+    const spread_factor<T, N> entry(a.val + at, conj);
     const zor_int col = a.column(at);
 #pragma GCC unroll 4
-    for (int i = 0; i < R; ++i) s.at[i] = s.at[i] + mul<T>(entry, b.template get<N>(col, j + i * N));
+    for (int i = 0; i < R; ++i) s.at[i] = s.at[i] + entry.times(b.template get<N>(col, j + i * N));
   };
   packs<T, N, R> s{};
   if (end - k >= 8) {
