@@ -160,8 +160,8 @@ template <class T, class V>
   }
 }
 
-// An element, or its conjugate, as the factor of many packs. The sign of a complex product's difference is
-// that of the factor, so that a product takes no more than its three operations and an exchange.
+// An element, or its conjugate, as the factor of many packs: its parts are spread by loads, without a
+// shuffle. A difference x - y z is taken as x + (-y) z, with the sign in the factor, not in each product.
 template <class T, int N>
 struct spread_factor {
   pack<T, N> value;
@@ -175,10 +175,9 @@ struct spread_factor<T, N> {
   using V = pack<T, N>;
   V re, im;
 
-  [[gnu::always_inline]] spread_factor(const T* a, bool conj) : re(broadcast<V>(a->re)) {
-    using lane = typename bits_of<V>::lane;
-    const lane sign = lane(uint64_t(1) << (8 * sizeof(lane) - 1));
-    im = V(bits_t<V>(broadcast<V>(a->im)) ^ broadcast_pair<bits_t<V>>(conj ? 0 : sign, conj ? sign : 0));
+  [[gnu::always_inline]] spread_factor(const T* a, bool conj)
+      : re(broadcast<V>(a->re)), im(broadcast<V>(a->im)) {
+    im = conj ? negate_pairs<1>(im) : negate_pairs<0>(im);
   }
   [[gnu::always_inline]] V times(V x) const {
     asm("" : "+v"(x));  // Held in a register: else x is loaded twice, once for each use.

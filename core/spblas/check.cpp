@@ -144,10 +144,11 @@ int32_t look_at_rows(sparse_matrix& a) {
 }
 
 // Outputs that the parts of a scattering product write: of each part the lowest and highest. False as soon as
-// two parts of equal parity meet.
+// two parts of equal parity meet. Products with a mirrored triangle scatter its entries alone, others all.
 template <class I>
 bool only_neighbours_meet(const sparse_matrix& a) {
   const csr_arrays<char, I> m(a);
+  const char triangle = a.mirrored() ? a.triangle : '_';
   zor_int reached[2] = {-1, -1};  // by earlier parts of either parity
   for (zor_int p = 0; p < a.parts; ++p) {
     zor_int low = a.structure == 'g' ? a.cols : a.first[p],
@@ -155,7 +156,7 @@ bool only_neighbours_meet(const sparse_matrix& a) {
     for (zor_int r = a.first[p]; r < a.first[p + 1]; ++r)
       for (zor_int k = m.pntrb[r] - m.pntrb[0]; k < m.pntre[r] - m.pntrb[0]; ++k) {
         const zor_int column = zor_int(m.indx[k]) - a.base;
-        if (a.triangle == 'l' ? column > r : a.triangle == 'u' ? column < r : false) continue;
+        if (triangle == 'l' ? column > r : triangle == 'u' ? column < r : false) continue;
         low = std::min(low, column);
         high = std::max(high, column);
       }
@@ -181,8 +182,9 @@ void cut_into_parts(sparse_matrix& a) {
   };
   a.neighbours = true;
   cut(1);
-  if (a.rows == 0 || (a.structure != 'g' && a.structure != 's' && a.structure != 'h' && a.structure != 'a'))
-    return;
+  if (a.rows == 0 || a.structure == 'd') return;
+  for (zor_int r = 0; a.structure == 't' && r < a.rows; ++r)
+    if (m.pntre[r] - m.pntrb[r] > sparse_matrix::most_shifted) return;
   const zor_int most = std::clamp<zor_int>(a.used / entries_of_part, 1, zor_sparse_matrix::most_parts);
   for (zor_int parts = most; parts >= least_by_turns; parts /= 2) {
     cut(parts);
@@ -190,6 +192,11 @@ void cut_into_parts(sparse_matrix& a) {
   }
   cut(std::clamp<zor_int>(a.used / (2 * std::max(a.rows, a.cols)), 1, std::min(most, most_outputs)));
   a.neighbours = a.parts == 1;
+  if (a.neighbours || !a.mirrored()) return;
+  // The outputs of a mirrored triangle are packed, which takes parts of as many rows.
+  a.part_rows = (a.rows + a.parts - 1) / a.parts;
+  a.parts = (a.rows + a.part_rows - 1) / a.part_rows;
+  for (zor_int p = 0; p <= a.parts; ++p) a.first[p] = std::min(p * a.part_rows, a.rows);
 }
 
 // A lower solve of many right-hand sides that finds no workspace takes 1-based row pointers as positions, so

@@ -103,10 +103,16 @@ auto find_smout_par(const kernel_name& wanted)
 
 #undef ZOR_FIND
 
-// The merge of private results.
+// The merges of private results, as they are and packed as a triangle.
 template <class T, class I>
 constexpr auto merge_of() {
 #define ROW_MERGE(name, U, J) \
+  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>) return &name;
+#include "zor/tables/spblas_service.inc"
+}
+template <class T, class I>
+constexpr auto packed_merge_of() {
+#define ROW_MERGE_SYM(name, U, J) \
   if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>) return &name;
 #include "zor/tables/spblas_service.inc"
 }

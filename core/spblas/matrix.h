@@ -23,11 +23,18 @@ struct zor_sparse_matrix {
   zor_int unsolvable_row;
 
   // Rows first[p] to first[p+1] - 1 are part p. `neighbours`: outputs of parts of equal parity do not meet.
+  // Parts of a mirrored triangle that are none have part_rows rows each, the last one maybe fewer.
   static constexpr zor_int most_parts = 64;
   zor_int parts;
   bool neighbours;
+  zor_int part_rows;
   zor_int first[most_parts + 1];
 
+  // Entries of the rows of a triangular view that a transposed product hands over at a time.
+  static constexpr zor_int most_shifted = 2048;
+
+  // One triangle stands for both.
+  bool mirrored() const { return structure == 's' || structure == 'h' || structure == 'a'; }
   bool identity() const { return structure == 'd' && diagonal == 'u'; }
 };
 

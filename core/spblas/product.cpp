@@ -2,7 +2,7 @@
 // Products with sparse matrices. Rows and right-hand sides that are sums of their own are cut for threads
 // wherever it suits. A product that scatters runs in parts that depend on the matrix alone: those that meet
 // only their neighbours write to y by turns, first the even, then the odd ones; others have an output each,
-// and the outputs are merged in a fixed order.
+// and the outputs are merged in a fixed order. Those of a mirrored triangle are as short as what they write.
 #include "core/spblas/dense.h"
 #include "core/spblas/kernels.h"
 
@@ -32,8 +32,30 @@ struct vector_product {
       const zor_int shift = relative ? first : 0;
       return range(&from, &to, &rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x + shift, y + shift);
     }
-    const zor_int skipped = a.identity() || first == 0 ? 0 : zor_int(m.pntrb[first]) - zor_int(m.pntrb[0]);
+    if (a.structure == 't' && a.parts > 1) return add_shifted(first, last, y);
+    const zor_int skipped = a.identity() || first == 0 ? 0 : position(first);
     whole(&count, &alpha, m.val + skipped, m.indx + skipped, m.pntrb + first, m.pntre + first, x + first, y);
+  }
+
+  zor_int position(zor_int row) const { return zor_int(m.pntrb[row]) - zor_int(m.pntrb[0]); }
+
+  // A transposed triangular product compares columns with rows, so some rows as a matrix of their own have
+  // their columns counted from the first of them.
+  void add_shifted(zor_int first, zor_int last, T* y) const {
+    I shifted[sparse_matrix::most_shifted];
+    while (first < last) {
+      const zor_int skipped = position(first);
+      zor_int entries = 0, end = first;
+      for (; end < last; ++end) {
+        const zor_int with_row = zor_int(m.pntre[end]) - zor_int(m.pntrb[first]);
+        if (with_row > sparse_matrix::most_shifted) break;
+        entries = with_row;
+      }
+      for (zor_int k = 0; k < entries; ++k) shifted[k] = I(uint64_t(m.indx[skipped + k]) - uint64_t(first));
+      const I count = I(end - first);
+      whole(&count, &alpha, m.val + skipped, shifted, m.pntrb + first, m.pntre + first, x + first, y + first);
+      first = end;
+    }
   }
 };
 
@@ -68,6 +90,45 @@ void add_and_merge(const vector_product<T, I>& p, int32_t threads, zor_int outpu
   });
 }
 
+// The outputs of a mirrored triangle's parts, packed: part 0 writes the most, whether the triangle is upper
+// and the parts go down the rows, or lower and they go up. With h rows a part, output q begins behind q
+// outputs of P h, P h - h, ... elements; it is for the rows from q h on, or for those below (P - q) h.
+struct packed_outputs {
+  const sparse_matrix& a;
+  bool upper = a.triangle == 'u';
+  zor_int h = a.part_rows, parts = a.parts;
+  // The merge takes the place of a chunk of rows in each output as one formula, which for a lower triangle
+  // begins so far before the outputs.
+  zor_int lead = upper ? 0 : (parts - 1) * h;
+
+  zor_int elements() const { return lead + h * parts * (parts + 1) / 2; }
+  zor_int begin(zor_int q) const { return lead + h * (q * parts - q * (q - 1) / 2); }
+  template <class T, class I>
+  void add_part(const vector_product<T, I>& p, zor_int q, T* work) const {
+    T* const own = work + begin(q);
+    std::memset(static_cast<void*>(own), 0, size_t(h * (parts - q)) * sizeof(T));
+    const zor_int part = upper ? q : parts - 1 - q;
+    p.add_rows(a.first[part], a.first[part + 1], upper ? own - q * h : own);
+  }
+  template <class T>
+  void merge_chunk(zor_int chunk, const T* work, T* y) const {
+    const zor_int from = chunk * h, outputs = upper ? chunk + 1 : parts - chunk;
+    const int64_t count = a.first[chunk + 1] - from, s1 = h, s2 = h * (parts + (upper ? 1 : 2));
+    packed_merge_of<T, int64_t>()(&count, &s1, &outputs, &s2,
+                                  work + (upper ? 0 : lead + h * (chunk + 1 - outputs)), y + from);
+  }
+};
+
+template <class T, class I>
+void add_and_merge_packed(const vector_product<T, I>& p, const packed_outputs& outputs, int32_t threads,
+                          T beta, T* work, T* y) {
+  for_each_piece(threads, p.a.parts, [&](zor_int q) { outputs.add_part(p, q, work); });
+  for_each_piece(threads, p.a.parts, [&](zor_int chunk) {
+    scale(beta, p.a.first[chunk + 1] - p.a.first[chunk], y + p.a.first[chunk]);
+    outputs.merge_chunk(chunk, work, y);
+  });
+}
+
 template <class T, class I>
 int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta, T* y) {
   const bool transposed = is_transposed(op);
@@ -97,10 +158,14 @@ int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta
     add_by_turns(p, threads, y);
     return ZOR_SPARSE_OK;
   }
-  const scratch<T> work(saturating_product(a.parts, outputs));
+  const packed_outputs packed{a};
+  const scratch<T> work(a.mirrored() ? packed.elements() : saturating_product(a.parts, outputs));
   if (work.data == nullptr)
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the parts' outputs is short");
-  add_and_merge(p, threads, outputs, beta, work.data, y);
+  if (a.mirrored())
+    add_and_merge_packed(p, packed, threads, beta, work.data, y);
+  else
+    add_and_merge(p, threads, outputs, beta, work.data, y);
   return ZOR_SPARSE_OK;
 }
 
