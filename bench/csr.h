@@ -13,7 +13,19 @@ enum class csr_operation {
   products_by_rows,  // C := C + A B for `rhs` right-hand sides, row-major
   products_by_columns,
   lower_solve,  // y := the solution of T y = x, T lower triangular with its diagonal
-  upper_solve
+  upper_solve,
+  transposed_solve,  // the same for the transpose of a lower T
+  lower_solves_by_rows,
+  upper_solves_by_rows,
+  lower_solves_by_columns,
+  upper_solves_by_columns,
+  transposed,             // y := y + A' x
+  triangular,             // the lower triangle of A alone, all of A stored
+  transposed_triangular,  // its transpose
+  skew,                   // the lower triangle and its image with a minus
+  hermitian,              // the lower triangle and its conjugated image; type z
+  diagonal,               // the diagonal of A alone
+  rows_alone              // y := A x; type d
 };
 
 // A square matrix in three-array form, base 0, rows sorted.

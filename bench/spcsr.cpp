@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// CSR kernels called directly, on one thread: products with one and many right-hand sides, and solves. The
-// last case is the public side on two threads.
+// CSR kernels called directly, on one thread: products and solves with one and many right-hand sides. The
+// last cases are the public side on two threads.
 #include <dlfcn.h>
 #include <fmt/format.h>
 
@@ -18,28 +18,70 @@ namespace zor_bench {
 namespace {
 
 template <class T, class I>
-struct csr_kernels {
-  void (*product)(const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*, const T*,
-                  T*);
-  decltype(product) symmetric;
-  void (*products_by_rows)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
-                           const I*, const T*, const I*, T*, const I*);
-  decltype(products_by_rows) products_by_columns;
-  void (*lower_solve)(const I*, const T*, const T*, const I*, const I*, const I*, T*);
-  decltype(lower_solve) upper_solve;
+using rows_kernel = void(const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
+                         const T*, T*);
+template <class T, class I>
+using whole_kernel = void(const I*, const T*, const T*, const I*, const I*, const I*, const T*, T*);
+template <class T, class I>
+using products_kernel = void(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
+                             const I*, const T*, const I*, T*, const I*);
+template <class T, class I>
+using solve_kernel = void(const I*, const T*, const T*, const I*, const I*, const I*, T*);
+template <class T, class I>
+using solves_kernel = void(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
+                           const I*, T*, const I*);
+
+// The kernel of an operation, in the one of the fields that fits it.
+template <class T, class I>
+struct csr_kernel {
+  csr_operation what;
+  rows_kernel<T, I>* rows = nullptr;
+  whole_kernel<T, I>* whole = nullptr;
+  products_kernel<T, I>* products = nullptr;
+  solve_kernel<T, I>* solve = nullptr;
+  solves_kernel<T, I>* solves = nullptr;
 };
 template <class T, class I>
-constexpr csr_kernels<T, I> kernels = {};
-#define KERNELS(prefix, T, I)                                                                              \
-  template <>                                                                                              \
-  constexpr csr_kernels<T, I> kernels<T, I> = {prefix##csr0ng__c__mvout_par, prefix##csr0nslnc__mvout_par, \
-                                               prefix##csr0ng__c__mmout_par, prefix##csr1ng__f__mmout_par, \
-                                               prefix##csr0ntlnc__svout_seq, prefix##csr0ntunc__svout_seq};
+constexpr csr_kernel<T, I> kernels[] = {};
+#define KERNELS(prefix, T, I)                                                                   \
+  template <>                                                                                   \
+  constexpr csr_kernel<T, I> kernels<T, I>[] = {                                                \
+      {.what = csr_operation::product, .rows = prefix##csr0ng__c__mvout_par},                   \
+      {.what = csr_operation::symmetric, .rows = prefix##csr0nslnc__mvout_par},                 \
+      {.what = csr_operation::products_by_rows, .products = prefix##csr0ng__c__mmout_par},      \
+      {.what = csr_operation::products_by_columns, .products = prefix##csr1ng__f__mmout_par},   \
+      {.what = csr_operation::lower_solve, .solve = prefix##csr0ntlnc__svout_seq},              \
+      {.what = csr_operation::upper_solve, .solve = prefix##csr0ntunc__svout_seq},              \
+      {.what = csr_operation::transposed_solve, .solve = prefix##csr0ttlnc__svout_seq},         \
+      {.what = csr_operation::lower_solves_by_rows, .solves = prefix##csr0ntlnc__smout_par},    \
+      {.what = csr_operation::upper_solves_by_rows, .solves = prefix##csr0ntunc__smout_par},    \
+      {.what = csr_operation::lower_solves_by_columns, .solves = prefix##csr1ntlnf__smout_par}, \
+      {.what = csr_operation::upper_solves_by_columns, .solves = prefix##csr1ntunf__smout_par}, \
+      {.what = csr_operation::transposed, .whole = prefix##csr0tg__c__mvout_seq},               \
+      {.what = csr_operation::triangular, .rows = prefix##csr0ntlnc__mvout_par},                \
+      {.what = csr_operation::transposed_triangular, .whole = prefix##csr0ttlnc__mvout_seq},    \
+      {.what = csr_operation::skew, .rows = prefix##csr0nal_c__mvout_par},                      \
+      {.what = csr_operation::diagonal, .whole = prefix##csr0nd_nc__mvout_seq},                 \
+      {.what = csr_operation::hermitian, .rows = HERMITIAN(prefix)}};
+#define HERMITIAN(prefix) nullptr
 KERNELS(zor_spblas_d, double, int64_t)
-KERNELS(zor_spblas_z, zor_c64, int64_t)
 KERNELS(zor_spblas_lp64_d, double, int32_t)
+#undef HERMITIAN
+#define HERMITIAN(prefix) prefix##csr0nhlnc__mvout_par
+KERNELS(zor_spblas_z, zor_c64, int64_t)
 KERNELS(zor_spblas_lp64_z, zor_c64, int32_t)
+#undef HERMITIAN
 #undef KERNELS
+
+template <class I>
+constexpr auto gemv = zor_spblas_dcsr1ng__f__gemvout_par;
+template <>
+constexpr auto gemv<int32_t> = zor_spblas_lp64_dcsr1ng__f__gemvout_par;
+
+bool has_base_1(csr_operation what) {
+  return what == csr_operation::products_by_columns || what == csr_operation::lower_solves_by_columns ||
+         what == csr_operation::upper_solves_by_columns || what == csr_operation::rows_alone;
+}
 
 // The columns of a square matrix, row after row, ascending in each.
 struct pattern {
@@ -103,8 +145,11 @@ constexpr named_pattern band200 = {"band of 200", [](bool quick) { return banded
 
 // The entries that an operation stores.
 pattern stored(const pattern& whole, csr_operation what) {
-  const bool lower = what == csr_operation::symmetric || what == csr_operation::lower_solve;
-  const bool upper = what == csr_operation::upper_solve;
+  using enum csr_operation;
+  const bool lower = what == symmetric || what == skew || what == hermitian || what == lower_solve ||
+                     what == transposed_solve || what == lower_solves_by_rows ||
+                     what == lower_solves_by_columns;
+  const bool upper = what == upper_solve || what == upper_solves_by_rows || what == upper_solves_by_columns;
   pattern p;
   for (int32_t r = 0; r < whole.rows(); ++r) {
     for (int32_t k = whole.start[size_t(r)]; k < whole.start[size_t(r) + 1]; ++k) {
@@ -171,27 +216,25 @@ runner our_runner(const problem<T, I>& a, const problem<T, I>& shared) {
     const I first = 1, m = a.rows, n = a.rhs;
     const I *indx = a.column.data(), *pntrb = a.start.data(), *pntre = pntrb + 1;
     const T* val = a.value.data();
-    const auto& k = kernels<T, I>;
-    for (int64_t i = 0; i < repeats; ++i) switch (a.what) {
-        case csr_operation::product:
-          k.product(&first, &m, &m, &one, val, indx, pntrb, pntre, x.data(), y.data());
-          break;
-        case csr_operation::symmetric:
-          k.symmetric(&first, &m, &m, &one, val, indx, pntrb, pntre, x.data(), y.data());
-          break;
-        case csr_operation::products_by_rows:
-          k.products_by_rows(&first, &n, &m, &n, &one, val, indx, pntrb, pntre, x.data(), &n, y.data(), &n);
-          break;
-        case csr_operation::products_by_columns:
-          k.products_by_columns(&first, &n, &m, &n, &one, val, indx, pntrb, pntre, x.data(), &m, y.data(),
-                                &m);
-          break;
-        case csr_operation::lower_solve:
-        case csr_operation::upper_solve:
-          std::memcpy(y.data(), x.data(), size_t(m) * sizeof(T));
-          (a.what == csr_operation::lower_solve ? k.lower_solve : k.upper_solve)(&m, &one, val, indx, pntrb,
-                                                                                 pntre, y.data());
+    const T* b = x.data();
+    T* c = y.data();
+    const I ld = has_base_1(a.what) ? m : n;
+    if constexpr (std::is_same_v<T, double>)
+      if (a.what == csr_operation::rows_alone) {
+        for (int64_t i = 0; i < repeats; ++i) gemv<I>(&first, &m, &m, &m, val, indx, pntrb, nullptr, b, c);
+        return;
       }
+    const auto& k = *std::find_if(std::begin(kernels<T, I>), std::end(kernels<T, I>),
+                                  [&](const auto& kernel) { return kernel.what == a.what; });
+    for (int64_t i = 0; i < repeats; ++i) {
+      if (k.solve != nullptr || k.solves != nullptr) std::memcpy(c, b, size_t(m) * size_t(n) * sizeof(T));
+      if (k.rows != nullptr) k.rows(&first, &m, &m, &one, val, indx, pntrb, pntre, b, c);
+      if (k.whole != nullptr) k.whole(&m, &one, val, indx, pntrb, pntre, b, c);
+      if (k.products != nullptr)
+        k.products(&first, &n, &m, &n, &one, val, indx, pntrb, pntre, b, &ld, c, &ld);
+      if (k.solve != nullptr) k.solve(&m, &one, val, indx, pntrb, pntre, c);
+      if (k.solves != nullptr) k.solves(&first, &n, &m, &n, &one, val, indx, pntrb, pntre, c, &ld);
+    }
   };
 }
 
@@ -223,8 +266,7 @@ prepared checked(const problem<T, I>& p, const std::vector<contender>& contender
 template <class T, class I>
 prepared set_up(csr_operation what, const pattern& p, I rhs) {
   const problem<T, I> base0(what, p, rhs, 0);
-  const bool base1 = what == csr_operation::products_by_columns;
-  const problem<T, I> mine = base1 ? problem<T, I>(what, p, rhs, 1) : base0;
+  const problem<T, I> mine = has_base_1(what) ? problem<T, I>(what, p, rhs, 1) : base0;
   std::vector<contender> all = {{"zor", our_runner(mine, base0)}};
   for (const csr_peer* peer : find_peers())
     if (void* opened = peer->open(base0.job())) {
@@ -236,13 +278,17 @@ prepared set_up(csr_operation what, const pattern& p, I rhs) {
   return checked(base0, all);
 }
 
-// y := y + A x through the public side, two threads against one.
-prepared set_up_threads(const pattern& p) {
-  const problem<double, int64_t> a(csr_operation::product, p, 1, 0);
+// y := y + op(A) x through the public side, two threads against one.
+prepared set_up_threads(csr_operation operation, const pattern& p) {
+  const problem<double, int64_t> a(operation, p, 1, 0);
+  using enum csr_operation;
+  const int32_t op = operation == transposed_triangular ? ZOR_SPARSE_TRANSPOSE : ZOR_SPARSE_PLAIN;
   zor_sparse_desc what = {};
   what.format = ZOR_SPARSE_CSR;
   what.type = ZOR_SPARSE_DOUBLE;
-  what.structure = ZOR_SPARSE_GENERAL;
+  what.structure = operation == product     ? ZOR_SPARSE_GENERAL
+                   : operation == symmetric ? ZOR_SPARSE_SYMMETRIC
+                                            : ZOR_SPARSE_TRIANGULAR;
   what.rows = what.cols = a.rows;
   what.nnz = a.value.count();
   what.val = a.value.data();
@@ -254,8 +300,7 @@ prepared set_up_threads(const pattern& p) {
   const auto on = [=](int32_t threads) {
     return [=](int64_t repeats) {
       zor_core_set_num_threads(threads);
-      for (int64_t i = 0; i < repeats; ++i)
-        zor_sparse_dmv(owner.get(), ZOR_SPARSE_PLAIN, 1, a.x.data(), 1, a.y.data());
+      for (int64_t i = 0; i < repeats; ++i) zor_sparse_dmv(owner.get(), op, 1, a.x.data(), 1, a.y.data());
     };
   };
   return checked(a, {{"zor", on(2)}, {"zor, 1 thread", on(1)}});
@@ -268,7 +313,9 @@ bench_case case_of(const environment& env, csr_operation what, const char* label
   c.name = fmt::format("{}{} {} {}", is_complex<T> ? 'z' : 'd', 8 * sizeof(I), label, matrix.name);
   const pattern p = stored(matrix.make(env.opts.quick), what);
   const double rows = p.rows(), entries = double(p.entries());
-  const double used = what == csr_operation::symmetric ? 2 * entries - rows : entries;
+  const bool mirrored =
+      what == csr_operation::symmetric || what == csr_operation::skew || what == csr_operation::hermitian;
+  const double used = mirrored ? 2 * entries - rows : entries;
   c.flops = (is_complex<T> ? 8.0 : 2.0) * used * double(rhs);
   c.bytes = entries * (sizeof(T) + sizeof(I)) + rows * (sizeof(I) + 3 * sizeof(T) * double(rhs));
   c.setup = [=, quick = env.opts.quick] { return set_up<T, I>(what, stored(matrix.make(quick), what), rhs); };
@@ -291,6 +338,25 @@ void add_all(const environment& env, std::vector<bench_case>& cases) {
     add(csr_operation::lower_solve, "lower", matrix);
     add(csr_operation::upper_solve, "upper", matrix);
   }
+  for (const auto& matrix : {lap30, lap200}) {
+    const I rhs = 8;
+    add(csr_operation::lower_solves_by_rows, "lower 8 by rows", matrix, rhs);
+    add(csr_operation::upper_solves_by_rows, "upper 8 by rows", matrix, rhs);
+    add(csr_operation::lower_solves_by_columns, "lower 8 by cols", matrix, rhs);
+    add(csr_operation::upper_solves_by_columns, "upper 8 by cols", matrix, rhs);
+  }
+  for (const auto& matrix : {lap200, rows60}) {
+    add(csr_operation::transposed, "transp.", matrix);
+    add(csr_operation::triangular, "triangle", matrix);
+    add(csr_operation::transposed_triangular, "tr. transp.", matrix);
+    add(csr_operation::skew, "skew", matrix);
+    add(csr_operation::diagonal, "diagonal", matrix);
+    if (is_complex<T>)
+      add(csr_operation::hermitian, "Hermitian", matrix);
+    else
+      add(csr_operation::rows_alone, "rows alone", matrix);
+  }
+  add(csr_operation::transposed_solve, "lower transp.", lap200);
 }
 
 }  // namespace
@@ -301,11 +367,18 @@ std::vector<bench_case> spcsr_cases(const environment& env) {
   add_all<double, int32_t>(env, cases);
   add_all<zor_c64, int64_t>(env, cases);
   add_all<zor_c64, int32_t>(env, cases);
-  bench_case threads = case_of<double, int64_t>(env, csr_operation::product, "general", lap1000);
-  threads.name += " 2 threads";
-  threads.threads = 2;
-  threads.setup = [quick = env.opts.quick] { return set_up_threads(lap1000.make(quick)); };
-  cases.push_back(std::move(threads));
+  const auto add_threads = [&](csr_operation what, const char* label, const named_pattern& matrix) {
+    bench_case threads = case_of<double, int64_t>(env, what, label, matrix);
+    threads.name += " 2 threads";
+    threads.threads = 2;
+    threads.setup = [=, quick = env.opts.quick] {
+      return set_up_threads(what, stored(matrix.make(quick), what));
+    };
+    cases.push_back(std::move(threads));
+  };
+  add_threads(csr_operation::product, "general", lap1000);
+  add_threads(csr_operation::symmetric, "symmetric", rows60);
+  add_threads(csr_operation::transposed_triangular, "tr. transp.", band200);
   return cases;
 }
 

@@ -20,6 +20,7 @@ struct spmv_options {
   std::string a;
   std::string x;       // empty: ones
   std::string output;  // empty: the product is not written
+  bool wide = false;   // 64-bit indices, whatever the size
   int32_t threads = 0;
 };
 int spmv(const spmv_options& options);
@@ -33,6 +34,7 @@ struct solve_options {
   double tolerance = 1e-10;  // of the residual over the right-hand side
   int64_t iterations = 0;    // at most; 0: twice the rows and 100 more
   int64_t every = 10;        // iterations from one line to the next
+  bool wide = false;         // 64-bit indices, whatever the size
   int32_t threads = 0;
 };
 int solve(const solve_options& options);

@@ -60,6 +60,8 @@ void add_spmv(CLI::App& app, zor_tools::spmv_options& options) {
   add_file(command, "A", options.a, "Matrix")->required();
   add_file(command, "x", options.x, "Vectors, as columns of a matrix; ones when left out");
   add_file(command, "-o,--output", options.output, "File for the product; appears whole or not at all");
+  command->add_flag("--wide-indices", options.wide,
+                    "64-bit indices even where 32 bits serve; the same result");
   add_threads(command, options.threads, "Threads at most");
 }
 
@@ -77,6 +79,8 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
   command->add_option("--every", options.every, "Iterations from one line to the next")
       ->check(at_least_one());
   add_file(command, "--plot", options.plot, "Draw the residuals into an SVG file");
+  command->add_flag("--wide-indices", options.wide,
+                    "64-bit indices even where 32 bits serve; the same result");
   add_threads(command, options.threads, "Threads at most");
 }
 

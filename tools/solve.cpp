@@ -263,8 +263,9 @@ int solve(const solve_options& options) {
   }
   std::optional<output_file> output;
   if (!options.output.empty()) output.emplace(options.output);
-  (fits_32_bits(a) ? solve_with<int32_t> : solve_with<int64_t>)(a, b ? &*b : nullptr, options,
-                                                                output ? &*output : nullptr);
+  (!options.wide && fits_32_bits(a) ? solve_with<int32_t> : solve_with<int64_t>)(a, b ? &*b : nullptr,
+                                                                                 options,
+                                                                                 output ? &*output : nullptr);
   return 0;
 }
 

@@ -61,9 +61,8 @@ template csr<double, int64_t> csr_of(const mm_matrix&);
 template csr<zor_c64, int32_t> csr_of(const mm_matrix&);
 template csr<zor_c64, int64_t> csr_of(const mm_matrix&);
 
-bool fits_32_bits(const mm_matrix& m) {
-  constexpr int64_t most = std::numeric_limits<int32_t>::max() - 1;
-  return m.rows <= most && m.cols <= most && int64_t(m.re.size()) <= most;
+bool fits_32_bits(const mm_matrix& m, int64_t largest) {
+  return m.rows < largest && m.cols < largest && int64_t(m.re.size()) < largest;
 }
 
 int64_t whole_entries(const mm_matrix& m) {

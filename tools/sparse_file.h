@@ -24,8 +24,8 @@ struct csr {
 template <class T, class I>
 csr<T, I> csr_of(const mm_matrix& m);
 
-// The indices of the matrix fit 32 bits.
-bool fits_32_bits(const mm_matrix& m);
+// Sizes and row pointers in base 1 do not pass `largest`, so that indices of 32 bits serve.
+bool fits_32_bits(const mm_matrix& m, int64_t largest = INT32_MAX);
 
 // Entries of the whole matrix, mirror images included.
 int64_t whole_entries(const mm_matrix& m);

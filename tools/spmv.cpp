@@ -77,7 +77,8 @@ int spmv(const spmv_options& options) {
                       fmt::format("{} rows do not fit the {} columns of {}", x.rows, a.cols, a.file));
   std::optional<output_file> output;
   if (!options.output.empty()) output.emplace(options.output);
-  const bool complex = a.field == mm_field::complex || x.field == mm_field::complex, narrow = fits_32_bits(a);
+  const bool complex = a.field == mm_field::complex || x.field == mm_field::complex,
+             narrow = !options.wide && fits_32_bits(a);
   const auto run = complex ? (narrow ? multiply<zor_c64, int32_t> : multiply<zor_c64, int64_t>)
                            : (narrow ? multiply<double, int32_t> : multiply<double, int64_t>);
   run(a, x, output ? &*output : nullptr);

@@ -26,7 +26,7 @@ struct opened_job {
 };
 
 void* open_librsb(const csr_job& job) {
-  if (job.index_bytes != 4) return nullptr;
+  if (job.index_bytes != 4 || job.what > csr_operation::upper_solve) return nullptr;
   int flags = any_storage, error = 0;
   if (job.what == csr_operation::symmetric) flags |= symmetric | lower;
   if (job.what == csr_operation::lower_solve) flags |= triangular | lower;
@@ -56,6 +56,9 @@ void run_librsb(void* opened) {
     case csr_operation::lower_solve:
     case csr_operation::upper_solve:
       rsb.spsv(not_transposed, one, matrix, job.x, 1, job.y, 1);
+      return;
+    default:
+      return;
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include "tests/tools/program.h"
 #include "tools/mmio.h"
+#include "tools/sparse_file.h"
 #include "zor/types.h"
 
 namespace {
@@ -148,8 +149,27 @@ TEST(SparseCommands, MultiplyEveryKind) {
       }
       EXPECT_EQ(a.field == zor_tools::mm_field::complex || x.field == zor_tools::mm_field::complex,
                 y.field == zor_tools::mm_field::complex);
-      EXPECT_EQ(y.im.empty() ? digest_of(y.re) : digest_of(written), digest_line(got.out)) << got.out;
+      const std::string digest = digest_line(got.out);
+      EXPECT_EQ(y.im.empty() ? digest_of(y.re) : digest_of(written), digest) << got.out;
+      EXPECT_EQ(
+          digest,
+          digest_line(run(folder, "spmv --wide-indices a.mtx " + std::string(v.empty() ? "" : "x.mtx")).out));
     }
+}
+
+TEST(SparseCommands, ChooseTheWidthOfIndices) {
+  mm_matrix m{};
+  for (int64_t* const size : {&m.rows, &m.cols}) {
+    EXPECT_TRUE(zor_tools::fits_32_bits(m));
+    *size = INT32_MAX - 1;
+    EXPECT_TRUE(zor_tools::fits_32_bits(m));
+    *size = INT32_MAX;
+    EXPECT_FALSE(zor_tools::fits_32_bits(m)) << "a column in base 1, a pointer behind the last row";
+    *size = 1;
+  }
+  m.re.resize(6);
+  EXPECT_FALSE(zor_tools::fits_32_bits(m, 6)) << "the last row pointer in base 1 is 7";
+  EXPECT_TRUE(zor_tools::fits_32_bits(m, 7));
 }
 
 // Laplacian of a square grid, by its lower triangle or whole.
@@ -197,7 +217,8 @@ TEST(SparseCommands, SolveAndReport) {
         ASSERT_NEAR(0, double(rest), 1e-9) << i;
       }
     EXPECT_EQ(digest_of(x), digest_line(got.out));
-    EXPECT_EQ(digest_of(x), digest_line(run(folder, "solve whole.mtx b.mtx --threads 7 " + options).out));
+    EXPECT_EQ(digest_of(x),
+              digest_line(run(folder, "solve whole.mtx b.mtx --threads 7 --wide-indices " + options).out));
     setenv("GLIBC_TUNABLES", "glibc.cpu.hwcaps=-AVX2,-AVX512F", 1);
     const outcome baseline = run(folder, "solve a.mtx b.mtx " + options);
     unsetenv("GLIBC_TUNABLES");

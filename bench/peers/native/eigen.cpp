@@ -30,6 +30,16 @@ std::function<void()> solve(const csr_arrays<T, I>& a, const matrix<T, I>& A) {
   };
 }
 
+template <int Triangle, int Order, class T, class I>
+std::function<void()> solves(const csr_arrays<T, I>& a, const matrix<T, I>& A) {
+  const Eigen::Map<const dense<T, Order>> x(a.x, a.rows, a.rhs);
+  Eigen::Map<dense<T, Order>> y(a.y, a.rows, a.rhs);
+  return [=]() mutable {
+    y = x;
+    A.template triangularView<Triangle>().solveInPlace(y);
+  };
+}
+
 void* open_eigen(const csr_job& job) {
   return open_native(
       job, []<class T, class I>(const csr_arrays<T, I>& a, csr_operation what) -> std::function<void()> {
@@ -52,6 +62,25 @@ void* open_eigen(const csr_job& job) {
             return solve<Eigen::Lower>(a, A);
           case csr_operation::upper_solve:
             return solve<Eigen::Upper>(a, A);
+          case csr_operation::transposed_solve:
+            return [=]() mutable {
+              y = x;
+              A.transpose().template triangularView<Eigen::Upper>().solveInPlace(y);
+            };
+          case csr_operation::lower_solves_by_rows:
+            return solves<Eigen::Lower, Eigen::RowMajor>(a, A);
+          case csr_operation::upper_solves_by_rows:
+            return solves<Eigen::Upper, Eigen::RowMajor>(a, A);
+          case csr_operation::lower_solves_by_columns:
+            return solves<Eigen::Lower, Eigen::ColMajor>(a, A);
+          case csr_operation::upper_solves_by_columns:
+            return solves<Eigen::Upper, Eigen::ColMajor>(a, A);
+          case csr_operation::transposed:
+            return [=]() mutable { y.noalias() += A.transpose() * x; };
+          case csr_operation::rows_alone:
+            return [=]() mutable { y.noalias() = A * x; };
+          default:
+            return {};
         }
         return {};
       });

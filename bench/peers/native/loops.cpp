@@ -42,25 +42,68 @@ void products_by_rows(const csr_arrays<T, I>& a) {
 }
 
 template <class T, class I>
-void lower_solve(const csr_arrays<T, I>& a) {
-  std::copy_n(a.x, a.rows, a.y);
+void lower_solve(const csr_arrays<T, I>& a, const T* x, T* y) {
+  std::copy_n(x, a.rows, y);
   for (int64_t r = 0; r < a.rows; ++r) {
     const I last = a.start[r + 1] - 1;
-    T sum = a.y[r];
-    for (I k = a.start[r]; k < last; ++k) sum -= a.value[k] * a.y[a.column[k]];
-    a.y[r] = sum / a.value[last];
+    T sum = y[r];
+    for (I k = a.start[r]; k < last; ++k) sum -= a.value[k] * y[a.column[k]];
+    y[r] = sum / a.value[last];
   }
 }
 
 template <class T, class I>
-void upper_solve(const csr_arrays<T, I>& a) {
-  std::copy_n(a.x, a.rows, a.y);
+void upper_solve(const csr_arrays<T, I>& a, const T* x, T* y) {
+  std::copy_n(x, a.rows, y);
   for (int64_t r = a.rows; r-- > 0;) {
-    T sum = a.y[r];
-    for (I k = a.start[r] + 1; k < a.start[r + 1]; ++k) sum -= a.value[k] * a.y[a.column[k]];
-    a.y[r] = sum / a.value[a.start[r]];
+    T sum = y[r];
+    for (I k = a.start[r] + 1; k < a.start[r + 1]; ++k) sum -= a.value[k] * y[a.column[k]];
+    y[r] = sum / a.value[a.start[r]];
   }
 }
+
+template <class T, class I>
+void transposed_solve(const csr_arrays<T, I>& a) {
+  std::copy_n(a.x, a.rows, a.y);
+  for (int64_t r = a.rows; r-- > 0;) {
+    const I last = a.start[r + 1] - 1;
+    const T t = a.y[r] /= a.value[last];
+    for (I k = a.start[r]; k < last; ++k) a.y[a.column[k]] -= a.value[k] * t;
+  }
+}
+
+// Row r less its entries from `from` on before `to`, all right-hand sides at once, divided by the pivot.
+template <class T, class I>
+void solve_row(const csr_arrays<T, I>& a, int64_t r, I from, I to, T pivot) {
+  T* __restrict row = a.y + r * a.rhs;
+  for (I k = from; k < to; ++k) {
+    const T* other = a.y + int64_t(a.column[k]) * a.rhs;
+    const T factor = a.value[k];
+    for (int64_t j = 0; j < a.rhs; ++j) row[j] -= factor * other[j];
+  }
+  for (int64_t j = 0; j < a.rhs; ++j) row[j] /= pivot;
+}
+
+template <class T, class I>
+void solves_by_rows(const csr_arrays<T, I>& a, bool lower) {
+  std::copy_n(a.x, a.rows * a.rhs, a.y);
+  for (int64_t i = 0; i < a.rows; ++i) {
+    const int64_t r = lower ? i : a.rows - 1 - i;
+    const I first = a.start[r], last = a.start[r + 1] - 1;
+    lower ? solve_row(a, r, first, last, a.value[last])
+          : solve_row(a, r, I(first + 1), I(last + 1), a.value[first]);
+  }
+}
+
+// Every entry by itself: visit(row, column, value).
+template <class T, class I, class Visit>
+void for_entries(const csr_arrays<T, I>& a, const Visit& visit) {
+  for (int64_t r = 0; r < a.rows; ++r)
+    for (I k = a.start[r]; k < a.start[r + 1]; ++k) visit(r, int64_t(a.column[k]), a.value[k]);
+}
+
+double conjugate(double v) { return v; }
+std::complex<double> conjugate(std::complex<double> v) { return std::conj(v); }
 
 void* open_loops(const csr_job& job) {
   return open_native(job, [](const auto& a, csr_operation what) -> std::function<void()> {
@@ -76,9 +119,55 @@ void* open_loops(const csr_job& job) {
           for (int64_t j = 0; j < a.rhs; ++j) product(a, a.x + j * a.rows, a.y + j * a.rows);
         };
       case csr_operation::lower_solve:
-        return [a] { lower_solve(a); };
+        return [a] { lower_solve(a, a.x, a.y); };
       case csr_operation::upper_solve:
-        return [a] { upper_solve(a); };
+        return [a] { upper_solve(a, a.x, a.y); };
+      case csr_operation::transposed_solve:
+        return [a] { transposed_solve(a); };
+      case csr_operation::lower_solves_by_rows:
+      case csr_operation::upper_solves_by_rows:
+        return [a, lower = what == csr_operation::lower_solves_by_rows] { solves_by_rows(a, lower); };
+      case csr_operation::lower_solves_by_columns:
+        return [a] {
+          for (int64_t j = 0; j < a.rhs; ++j) lower_solve(a, a.x + j * a.rows, a.y + j * a.rows);
+        };
+      case csr_operation::upper_solves_by_columns:
+        return [a] {
+          for (int64_t j = 0; j < a.rhs; ++j) upper_solve(a, a.x + j * a.rows, a.y + j * a.rows);
+        };
+      case csr_operation::transposed:
+        return [a] { for_entries(a, [&](int64_t r, int64_t c, auto v) { a.y[c] += v * a.x[r]; }); };
+      case csr_operation::triangular:
+        return [a] {
+          for_entries(a, [&](int64_t r, int64_t c, auto v) {
+            if (c <= r) a.y[r] += v * a.x[c];
+          });
+        };
+      case csr_operation::transposed_triangular:
+        return [a] {
+          for_entries(a, [&](int64_t r, int64_t c, auto v) {
+            if (c <= r) a.y[c] += v * a.x[r];
+          });
+        };
+      case csr_operation::skew:
+      case csr_operation::hermitian:
+        return [a, skew = what == csr_operation::skew] {
+          for_entries(a, [&](int64_t r, int64_t c, auto v) {
+            if (c != r || !skew) a.y[r] += v * a.x[c];
+            if (c != r) a.y[c] += (skew ? -v : conjugate(v)) * a.x[r];
+          });
+        };
+      case csr_operation::diagonal:
+        return [a] {
+          for_entries(a, [&](int64_t r, int64_t c, auto v) {
+            if (c == r) a.y[r] += v * a.x[c];
+          });
+        };
+      case csr_operation::rows_alone:
+        return [a] {
+          std::fill_n(a.y, a.rows, 0);
+          product(a, a.x, a.y);
+        };
     }
     return {};
   });
