@@ -50,17 +50,23 @@ struct csr {
 
 // Calls row.operator()<Count>(r) for rows first to last - 1 in order, or in reverse with Down. Count is the
 // number of entries where rows of one length, 1 to Most, follow one another, as a grid makes them: no loop
-// over entries is then left to mispredict. Elsewhere it is 0 and says nothing.
-template <int Most, bool Down = false, class T, class I, class Row>
+// over entries is then left to mispredict. Elsewhere it is 0 and says nothing. With Far entries are
+// asked for ahead of their turn.
+template <int Most, bool Down = false, bool Far = false, class T, class I, class Row>
 [[gnu::always_inline]] inline void for_rows(csr<T, I> a, zor_int first, zor_int last, const Row& row) {
   constexpr zor_int step = Down ? -1 : 1;
   const zor_int beyond = Down ? first - 1 : last;
   const auto count = [=](zor_int r) __attribute__((always_inline)) { return a.end(r) - a.begin(r); };
+  const auto take = [&]<int Count>(zor_int r) __attribute__((always_inline)) {
+    constexpr zor_int ahead = step * 4096 / zor_int(sizeof(T));
+    if constexpr (Far) touch(a.val + a.begin(r) + ahead), touch(a.indx + a.begin(r) + ahead);
+    row.template operator()<Count>(r);
+  };
   for (zor_int r = Down ? last - 1 : first; (beyond - r) * step > 0;) {
     const zor_int n = count(r);
     const auto run = [&]<int Count>() __attribute__((always_inline)) {
       if (n != Count) return false;
-      do row.template operator()<Count>(r);
+      do take.template operator()<Count>(r);
       while ((r += step) != beyond && count(r) == Count);
       return true;
     };
@@ -70,9 +76,21 @@ template <int Most, bool Down = false, class T, class I, class Row>
     const bool alone =
         n > Most || (beyond - r) * step < 3 || ((count(r + step) ^ n) | (count(r + 2 * step) ^ n)) != 0;
     if (!alone && run_of_any(std::make_integer_sequence<int, Most>{})) continue;
-    row.template operator()<0>(r);
+    take.template operator()<0>(r);
     r += step;
   }
+}
+
+// The same for rows upwards, of entries that come from memory as well: the processor itself does not look
+// beyond a page for them.
+template <int Most, class T, class I, class Row>
+[[gnu::always_inline]] inline void for_near_or_far_rows(csr<T, I> a, zor_int first, zor_int last,
+                                                        const Row& row) {
+  constexpr zor_int cached = 1 << 24;
+  if (first < last && (a.end(last - 1) - a.begin(first)) * zor_int(sizeof(T)) > cached)
+    for_rows<Most, false, true>(a, first, last, row);
+  else
+    for_rows<Most>(a, first, last, row);
 }
 
 }  // namespace zor::sparse

@@ -342,7 +342,6 @@ void check_identity() {
 
 TEST(Calls, SolveWithAUnitTriangleWithoutEntries) { EVERY_TYPE(check_identity) }
 
-// Kernels of each kind, over all rows and right-hand sides.
 template <class T, class I>
 struct operands {
   const matrix<T, I>& a;
@@ -351,43 +350,11 @@ struct operands {
   T* out;
   I n, ld, m = I(a.rows), first = 1;
 };
-#define ARRAYS o.a.val.data(), o.a.indx.data(), o.a.pntrb.data(), o.a.pntre.data()
-template <class T, class I>
-void call(const operands<T, I>& o, void (*f)(const I*, const I*, const I*, const T*, const T*, const I*,
-                                             const I*, const I*, const T*, T*)) {
-  f(&o.first, &o.m, &o.m, &o.alpha, ARRAYS, o.in, o.out);
-}
-template <class T, class I>
-void call(const operands<T, I>& o,
-          void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, const T*, T*)) {
-  f(&o.m, &o.alpha, ARRAYS, o.in, o.out);
-}
-template <class T, class I>
-void call(const operands<T, I>& o,
-          void (*f)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
-                    const T*, const I*, T*, const I*)) {
-  f(&o.first, &o.n, &o.m, &o.n, &o.alpha, ARRAYS, o.in, &o.ld, o.out, &o.ld);
-}
-template <class T, class I>
-void call(const operands<T, I>& o, void (*f)(const I*, const I*, const T*, const T*, const I*, const I*,
-                                             const I*, const T*, const I*, T*, const I*)) {
-  f(&o.m, &o.n, &o.alpha, ARRAYS, o.in, &o.ld, o.out, &o.ld);
-}
-template <class T, class I>
-void call(const operands<T, I>& o,
-          void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
-  f(&o.m, &o.alpha, ARRAYS, o.out);
-}
-template <class T, class I>
-void call(const operands<T, I>& o, void (*f)(const I*, const I*, const I*, const I*, const T*, const T*,
-                                             const I*, const I*, const I*, T*, const I*)) {
-  f(&o.first, &o.n, &o.m, &o.n, &o.alpha, ARRAYS, o.out, &o.ld);
-}
-
 // A kernel against the public call that stands for it. Kernels of a solve work in place, and of them only
 // those of the diagonal view take alpha.
-template <class T, class I, class Kernel>
-void expect_bits(const std::string& name, int32_t base, char op, const view& v, Kernel* kernel) {
+template <class T, class I>
+void expect_bits(const std::string& name, int32_t base, char op, const view& v,
+                 void (*kernel)(const operands<T, I>& o)) {
   const matrix<T, I> a({41, 41, 41, 11, true}, v, base, I(3));
   const bool solve = name.find("__s") != name.npos,
              many = name.find("__mm") != name.npos || name.find("__sm") != name.npos;
@@ -397,7 +364,7 @@ void expect_bits(const std::string& name, int32_t base, char op, const view& v, 
   const T one = scalar<T>(1, 0), alpha = solve && v.structure == 't' ? one : scalar<T>(0.75, 0.5);
   const auto in = numbers<T>(size_t(a.rows * n), 50);
   auto got = numbers<T>(in.size(), 60), expected = solve ? in : got;
-  call(operands<T, I>{a, alpha, in.data(), expected.data(), I(n), I(ld)}, kernel);
+  kernel({a, alpha, in.data(), expected.data(), I(n), I(ld)});
   using c = calls<T>;
   EXPECT_EQ(ZOR_SPARSE_OK,
             solve ? (many ? c::sm(a.handle, o, layout, n, alpha, in.data(), ld, got.data(), ld)
@@ -408,11 +375,45 @@ void expect_bits(const std::string& name, int32_t base, char op, const view& v, 
 }
 
 TEST(Calls, HaveTheBitsOfTheKernels) {
+#define CHECK(arguments, name, T, I, base, op, form, tri, diag)                                   \
+  expect_bits<T, I>(#name, base, #op[0],                                                          \
+                    {#form[0], #tri[0] == '_' ? 'l' : #tri[0], #diag[0] == '_' ? 'n' : #diag[0]}, \
+                    [](const operands<T, I>& o) { name arguments; });
+#define ALL &o.alpha, o.a.val.data(), o.a.indx.data(), o.a.pntrb.data(), o.a.pntre.data()
+#define MANY &o.first, &o.n, &o.m, &o.n, ALL
+#define ROW_csr_mvout_par(...) CHECK((&o.first, &o.m, &o.m, ALL, o.in, o.out), __VA_ARGS__)
+#define ROW_csr_mvout_seq(...) CHECK((&o.m, ALL, o.in, o.out), __VA_ARGS__)
+#define ROW_csr_mmout_par(...) CHECK((MANY, o.in, &o.ld, o.out, &o.ld), __VA_ARGS__)
+#define ROW_csr_mmout_seq(...) CHECK((&o.m, &o.n, ALL, o.in, &o.ld, o.out, &o.ld), __VA_ARGS__)
+#define ROW_csr_svout_seq(...) CHECK((&o.m, ALL, o.out), __VA_ARGS__)
+#define ROW_csr_smout_par(...) CHECK((MANY, o.out, &o.ld), __VA_ARGS__)
 #define ROW_csr_gemvout_par(...)
-#define ROW_CSR(name, T, I, base, op, form, tri, diag) \
-  expect_bits<T, I>(#name, base, #op[0],               \
-                    {#form[0], #tri[0] == '_' ? 'l' : #tri[0], #diag[0] == '_' ? 'n' : #diag[0]}, name);
 #include "zor/tables/spblas_grammar.inc"
+}
+
+// Far-flung triangles: outputs of parts of as many rows, the longest added first.
+TEST(Calls, AddThePartsOfATriangleInOrder) {
+  constexpr zor_int n = 800;
+  for (const char triangle : {'l', 'u'}) {
+    const matrix<double, zor_int> a({n, n, n, 160, true}, {'a', triangle, 'n'}, 0, 0);
+    const auto kernel = triangle == 'l' ? zor_spblas_dcsr0nal_c__mvout_par : zor_spblas_dcsr0nau_c__mvout_par;
+    const auto x = numbers<double>(n, 1);
+    auto got = numbers<double>(n, 2), expected = got;
+    const zor_int parts = std::min<zor_int>(8, a.pntre.back() / 8192), rows = (n + parts - 1) / parts;
+    ASSERT_LT(2, parts);
+    const double alpha = 0.75, beta = 0.3;
+    for (double& e : expected) e *= beta;
+    for (zor_int i = 0; i < parts; ++i) {
+      const zor_int part = triangle == 'u' ? i : parts - 1 - i, first = part * rows + 1,
+                    last = std::min(first + rows - 1, n);
+      std::vector<double> own(n);
+      kernel(&first, &last, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x.data(),
+             own.data());
+      for (size_t k = 0; k < own.size(); ++k) expected[k] += own[k];
+    }
+    ASSERT_EQ(ZOR_SPARSE_OK, zor_sparse_dmv(a.handle, 'n', alpha, x.data(), beta, got.data()));
+    EXPECT_TRUE(same(expected, got)) << triangle;
+  }
 }
 
 // All calls on a matrix, one result behind the other; on a large one the product with a vector.
