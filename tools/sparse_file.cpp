@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/sparse_file.h"
 
-#include <limits>
 #include <numeric>
 #include <stdexcept>
 #include <type_traits>
@@ -60,10 +59,6 @@ template csr<double, int32_t> csr_of(const mm_matrix&);
 template csr<double, int64_t> csr_of(const mm_matrix&);
 template csr<zor_c64, int32_t> csr_of(const mm_matrix&);
 template csr<zor_c64, int64_t> csr_of(const mm_matrix&);
-
-bool fits_32_bits(const mm_matrix& m, int64_t largest) {
-  return m.rows < largest && m.cols < largest && int64_t(m.re.size()) < largest;
-}
 
 int64_t whole_entries(const mm_matrix& m) {
   int64_t count = int64_t(m.re.size());

@@ -25,7 +25,9 @@ template <class T, class I>
 csr<T, I> csr_of(const mm_matrix& m);
 
 // Sizes and row pointers in base 1 do not pass `largest`, so that indices of 32 bits serve.
-bool fits_32_bits(const mm_matrix& m, int64_t largest = INT32_MAX);
+inline bool fits_32_bits(const mm_matrix& m, int64_t largest = INT32_MAX) {
+  return m.rows < largest && m.cols < largest && int64_t(m.re.size()) < largest;
+}
 
 // Entries of the whole matrix, mirror images included.
 int64_t whole_entries(const mm_matrix& m);
