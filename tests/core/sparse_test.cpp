@@ -479,7 +479,8 @@ TEST(AnyThreads, GiveTheSameBits) {
   const filling fillings[] = {{500, 500, 40, 30, true},
                               {1501, 1501, 40, 90, true},
                               {800, 800, 800, 160, true},
-                              {900, 1500, 300, 120, false}};
+                              {900, 1500, 300, 120, false},
+                              {40, 40, 40, 4000, false}};
   for (const filling& f : fillings) {
     SCOPED_TRACE(f.rows);
     check_threads<double>(f);
