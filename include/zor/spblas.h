@@ -41,7 +41,17 @@ ZOR_BEGIN_C
  * that ranges run at once need a y of their own (zor_spblas_?split_par merges them). The members ns?n address
  * x and y relative to row first: the caller passes pointers advanced to it. An antisymmetric op c conjugates
  * A and does not change its sign. mmout: C := C + alpha op(A) B; par takes right-hand sides first to last of
- * n. gemvout: y := A x for rows first to last; row pointers ia of m + 1 entries. */
+ * n. gemvout: y := A x for rows first to last; row pointers ia of m + 1 entries.
+ *
+ * svout: y := op(T)^-1 y, T the triangle or the diagonal of A. smout: C := op(T)^-1 C for right-hand sides
+ * first to last of n. Columns ascend in a row. Only the diagonal view reads alpha and applies it; for the
+ * others the caller has. The pivot is looked for, not tested: it is the first entry of the row whose column
+ * is not below the row, in a transposed lower solve the last whose column is not above it, and where the row
+ * has none the entry next to the row, so that one entry before and behind the arrays may be read. A unit
+ * diagonal reads no pivot. svout divides by the pivot, and so do transposed smout; others multiply by its
+ * reciprocal, which may differ in the last bit. Lower smout, plain or conjugated, take n elements from the
+ * pool; when memory is short they solve and divide like svout, those of base 1 with the row pointers as
+ * positions from 0, whatever pntrb[0] is. */
 #define ROW_csr_mvout_par(name, T, I, ...)                                                          \
   void name(const I* first, const I* last, const I* m, const T* alpha, const T* val, const I* indx, \
             const I* pntrb, const I* pntre, const T* x, T* y);
