@@ -63,6 +63,8 @@ void dot_rows(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int end) {
 // The rows of B that some rows of A use, first to last, and how many entries use them.
 struct reach {
   zor_int first, last, entries;
+
+  zor_int rows() const { return entries == 0 ? 0 : last - first + 1; }
 };
 template <class T, class I>
 reach reach_of(csr<T, I> a, zor_int row, zor_int end) {
@@ -78,15 +80,20 @@ reach reach_of(csr<T, I> a, zor_int row, zor_int end) {
   return r;
 }
 
+// Bytes that a copied row of B asks of the pool: a pack of the widest build, so that all builds ask alike.
+constexpr uint64_t copied_row = 64;
+static_assert(width <= copied_row);
+
 // A column-major B costs a cache line for every entry and right-hand side. Copied a pack of columns at a time
 // into rows it costs one for all of them. False, with nothing done, when the copy would not pay or memory is
 // short.
 template <class T, class I>
 bool dot_rows_of_copy(product<T, false, I> p, bool conj, zor_int row, zor_int end) {
+  if (p.last - p.first < 2) return false;
   const reach r = reach_of(p.a, row, end);
-  const zor_int rows = r.last - r.first + 1;
-  if (p.last - p.first < 2 || r.entries < 2 * rows) return false;
-  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(rows) * width, width));
+  const zor_int rows = r.rows();
+  if (rows == 0 || r.entries < 2 * rows) return false;
+  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(rows) * copied_row, int32_t(copied_row)));
   if (copy == nullptr) return false;
   for_packs<T>(
       p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {

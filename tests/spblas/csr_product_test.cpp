@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/spblas/matrices.h"
+#include "zor/serv.h"
 #include "zor/spblas.h"
 
 namespace {
@@ -21,7 +22,8 @@ struct sizes {
   int64_t m, k, longest, origin;
 };
 // k is used by the general view alone; the others are square.
-const sizes all_sizes[] = {{1, 1, 3, 1}, {2, 5, 4, 0}, {7, 3, 9, 1}, {23, 23, 14, 0}, {40, 61, 6, 7}};
+const sizes all_sizes[] = {{1, 1, 3, 1},    {2, 5, 4, 0},   {7, 3, 9, 1},
+                           {23, 23, 14, 0}, {40, 61, 6, 7}, {5, 4, 0, 1}};
 
 bool transposed(const shape& s) {
   return (s.op == 't' || s.op == 'c') && (s.structure == 'g' || s.structure == 't');
@@ -224,6 +226,26 @@ TEST(CsrProduct, AllRightHandSides) {
 #define ROW_csr_mmout_seq(name, T, I, base, op, form, tri, diag) \
   check_mmout_seq<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
 #include "zor/tables/spblas_grammar.inc"
+}
+
+// What a product asks of the pool does not follow the width of the build: 64 bytes for each of the 20 rows of
+// B, and 64 for the alignment.
+TEST(CsrProduct, AsksThePoolAlikeInEveryBuild) {
+  zor_ref::row_list<float> rows(20);
+  for (int64_t r = 1; r <= 20; ++r)
+    for (int64_t c = 1; c <= 20; ++c) rows[size_t(r - 1)].push_back({c, 1});
+  const csr_arrays<float, int64_t> a(rows, 1, 1);
+  const std::vector<float> b(60, 1);
+  std::vector<float> c(60);
+  const int64_t first = 1, n = 3, m = 20;
+  const float alpha = 1;
+  int32_t blocks;
+  zor_serv_freebuffers();
+  zor_spblas_scsr1ng__f__mmout_par(&first, &n, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
+                                   a.pntre.data(), b.data(), &m, c.data(), &m);
+  EXPECT_EQ(std::vector<float>(60, 20), c);
+  EXPECT_EQ(uint64_t(64 * 20 + 64), zor_serv_zor_memstat(&blocks));
+  EXPECT_EQ(1, blocks);
 }
 
 // One chain a row, y overwritten even in an empty row.
