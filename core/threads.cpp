@@ -66,7 +66,7 @@ __attribute__((noinline, no_sanitize("thread"))) void fork_join(team& t, int32_t
 }  // namespace
 
 int32_t usable_threads() {
-  if (serial_process.load(std::memory_order_relaxed) || omp_in_parallel()) return 1;
+  if (serial_process.load(std::memory_order_relaxed) || omp_get_level() > 0) return 1;
   const int32_t wanted = wanted_threads.load(std::memory_order_relaxed);
   return wanted > 0 ? wanted : omp_get_max_threads();
 }

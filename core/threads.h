@@ -10,7 +10,8 @@
 
 namespace zor_core {
 
-// Threads a call may use here and now: 1 inside a parallel region and in a child of a threaded process.
+// Threads a call may use here and now: 1 inside a parallel region, one of a single thread included, and in a
+// child of a threaded process.
 int32_t usable_threads();
 
 using piece_fn = void(const void* context, zor_int piece);

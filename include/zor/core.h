@@ -26,7 +26,7 @@ typedef void (*zor_core_error_handler)(const char* routine, int32_t position, co
 #include "zor/tables/core_control.inc"
 
 /* Generic routines behind the names that libzor_kern forwards. Every argument is a pointer; nothing is
- * checked, sizes at or below zero do nothing. */
+ * checked, sizes at or below zero do nothing: block sizes and bytes are 0 then, a scratch block is null. */
 
 /* _htn: alpha op(A), m by k, or op(B), k by n, packed into a panel; the same arguments, the same format and
  * the same bits as the copy routine of zor/blas.h without the suffix. */

@@ -278,6 +278,9 @@ TEST(ParallelRegion, OfTheCallerKeepsCallsSerial) {
   }
   EXPECT_EQ(0, wrong);
   EXPECT_EQ(0, threaded);
+  threads_in_force four(4);
+#pragma omp parallel num_threads(1)
+  EXPECT_EQ(1, zor_core_num_threads());
 }
 
 // 16 callers, each with a team of its own, sizes on both sides of every threshold.
