@@ -162,7 +162,7 @@ std::string panel(const family& f, const std::vector<const measured*>& rows) {
 
 }  // namespace
 
-void plot(const std::vector<measured>& all, const std::string& file) {
+void plot(const std::vector<measured>& all, zor_tools::svg_plot& svg) {
   std::string panels;
   size_t count = 0, widest = 0;
   for (const family& f : families) {
@@ -174,18 +174,12 @@ void plot(const std::vector<measured>& all, const std::string& file) {
     widest = std::max(widest, rows.size());
     ++count;
   }
-  std::string quoted;
-  for (const char c : file) quoted += c == '\'' ? std::string("''") : std::string(1, c);
-  FILE* gnuplot = popen("gnuplot", "w");
-  if (gnuplot == nullptr) throw std::runtime_error("gnuplot cannot be started");
-  fmt::print(
-      gnuplot,
-      "set terminal svg size {},{} background 'white'\nset output '{}'\nset multiplot layout {},1\n"
+  svg.draw(fmt::format(
+      "{},{}\nset multiplot layout {},1\n"
       "set style data histogram\nset style histogram clustered\nset style fill solid 0.8 noborder\n"
       "set yrange [0:*]\nset grid ytics\nset key outside top\nset xtics rotate by 45 right noenhanced\n{}"
       "unset multiplot\n",
-      std::max<size_t>(700, 150 + 60 * widest), 460 * count, quoted, count, panels);
-  if (pclose(gnuplot) != 0) throw std::runtime_error("gnuplot failed to draw " + file);
+      std::max<size_t>(700, 150 + 60 * widest), 460 * count, count, panels));
 }
 
 void show_progress(size_t done, size_t total, const std::string& name) {

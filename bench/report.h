@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bench/bench.h"
+#include "tools/plot.h"
 
 namespace zor_bench {
 
@@ -28,8 +29,8 @@ void print_row(const environment& env, const measured& m);
 void print_summary(const std::vector<measured>& all);
 void print_csv(const environment& env, const std::vector<measured>& all);
 
-// Draws all families into one SVG file by gnuplot. Throws std::runtime_error when that fails.
-void plot(const std::vector<measured>& all, const std::string& file);
+// Draws all families into one file.
+void plot(const std::vector<measured>& all, zor_tools::svg_plot& svg);
 
 // A bar on the standard error stream; nothing when that is no terminal.
 void show_progress(size_t done, size_t total, const std::string& name);

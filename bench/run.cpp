@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <regex>
 #include <stdexcept>
 
@@ -100,6 +101,8 @@ int run(const options& opts) {
   env.peers = load_blas_peers(opts.threads, opts.openblas_core);
   const std::vector<selected_case> chosen = select(env);
   if (chosen.empty()) throw std::invalid_argument("no case fits");
+  std::optional<zor_tools::svg_plot> svg;
+  if (!opts.plot.empty()) svg.emplace(opts.plot);
   const ceilings top = machine_ceilings(opts);
   if (!opts.csv) print_machine(env, top);
 
@@ -118,7 +121,7 @@ int run(const options& opts) {
     print_csv(env, all);
   else
     print_summary(all);
-  if (!opts.plot.empty()) plot(all, opts.plot);
+  if (svg) plot(all, *svg);
   return 0;
 }
 

@@ -135,7 +135,7 @@ void add_bench(CLI::App& app, zor_bench::options& options) {
 int run(int argc, char** argv) {
   CLI::App app("zor: numerical kernels with the same bits on every processor");
   app.set_version_flag("--version", "zor " ZOR_VERSION);
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // an unknown one is then told by its name
   zor_tools::matmul_options matmul;
   zor_tools::spmv_options spmv;
   zor_tools::solve_options solve;
@@ -161,6 +161,7 @@ int run(int argc, char** argv) {
   if (app.got_subcommand("fft")) return zor_tools::fft(fft);
   if (app.got_subcommand("info")) return zor_tools::info();
   if (app.got_subcommand("verify")) return zor_tools::verify(verify);
+  if (!app.got_subcommand("bench")) return fail(status_bad_input, "A subcommand is required");
   zor_bench::choose_build(bench.build, argv);
   return zor_bench::run(bench);
 }

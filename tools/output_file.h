@@ -19,6 +19,9 @@ class output_file {
 
   void commit(std::string_view text);
 
+  // The file that commit() writes, for another program that writes it first.
+  int descriptor() const { return fd_; }
+
  private:
   [[noreturn]] void fail();
   std::string target_;

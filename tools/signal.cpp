@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 #include "tools/mmio.h"
 
@@ -119,7 +120,8 @@ signal read_columns(const std::string& file, const std::string& text, int column
     if (value == nullptr) throw input_error(file, number, fmt::format("no column {}", column));
     char* rest = nullptr;
     const double x = std::strtod(value, &rest);
-    if (rest == value || std::strchr(",; \t", *rest) == nullptr) {
+    const bool ends_line = rest == line.data() + line.size();
+    if (rest == value || (!ends_line && std::string_view(",; \t").find(*rest) == std::string_view::npos)) {
       if (titles && !begins_number(value)) {
         titles = false;
         continue;

@@ -187,9 +187,8 @@ observer report_to(history& residuals, const solve_options& options) {
 }
 
 template <class I>
-void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& options, output_file* output) {
-  std::optional<log_plot> plot;
-  if (!options.plot.empty()) plot.emplace(options.plot, "iteration", "relative residual");
+void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& options, output_file* output,
+                log_plot* plot) {
   const csr<double, I> lower = lower_triangle<I>(a);
   const zor_int n = lower.rows, columns = b != nullptr ? b->cols : 1;
   expect_positive_diagonal(a.file, lower);
@@ -245,7 +244,7 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
   }
   print_time(seconds, double(iterations) * (2.0 * double(whole) + sweep + 12.0 * double(n)));
   print_digest(sum);
-  if (plot) draw(residuals, *plot);
+  if (plot != nullptr) draw(residuals, *plot);
 }
 
 }  // namespace
@@ -257,15 +256,17 @@ int solve(const solve_options& options) {
   if (!options.b.empty()) {
     b = mm_read(options.b);
     if (b->field == mm_field::complex) throw input_error(b->file, 1, "the right-hand side is complex");
+    if (b->cols == 0) throw input_error(b->file, b->size_line, "no right-hand side");
     if (b->rows != a.rows)
       throw input_error(b->file, b->size_line,
                         fmt::format("{} rows do not fit the {} rows of {}", b->rows, a.rows, a.file));
   }
   std::optional<output_file> output;
   if (!options.output.empty()) output.emplace(options.output);
-  (!options.wide && fits_32_bits(a) ? solve_with<int32_t> : solve_with<int64_t>)(a, b ? &*b : nullptr,
-                                                                                 options,
-                                                                                 output ? &*output : nullptr);
+  std::optional<log_plot> plot;
+  if (!options.plot.empty()) plot.emplace(options.plot, "iteration", "relative residual");
+  const auto run = !options.wide && fits_32_bits(a) ? solve_with<int32_t> : solve_with<int64_t>;
+  run(a, b ? &*b : nullptr, options, output ? &*output : nullptr, plot ? &*plot : nullptr);
   return 0;
 }
 

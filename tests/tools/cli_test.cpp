@@ -42,6 +42,11 @@ TEST(command_line, refuses_in_one_line) {
       {"bench --family nothing --quick", 2, "zor: there is no family 'nothing'\n"},
       {"bench --family pool --case nothing --quick", 2, "zor: no case fits\n"},
       {"bench --case '(' --quick", 2, "zor: --case: '(' is no regular expression\n"},
+      {"bench --family pool --quick --seconds nan", 2,
+       "zor: --seconds: nan is not a number from 0.001 to 600\n"},
+      {"bench --family pool --quick --plot none/p.svg", 1, "zor: none/p.svg: No such file or directory\n"},
+      {"matmul a.mtx b.mtx -o ''", 2, "zor: --output: the name of the file is empty\n"},
+      {"nothing", 2, "zor: The following argument was not expected: nothing\n"},
       {"", 2, "zor: A subcommand is required\n"},
   };
   const scratch_folder folder;

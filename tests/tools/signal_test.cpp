@@ -99,6 +99,7 @@ TEST_F(Signal, NamesFaults) {
                {wav(1, 1, 16, "a"), 1, ": no samples"},
                {"1.5x\n2\n", 1, ":1: not a number"},
                {"a\nb\n1\n", 1, ":2: not a number"},
+               {std::string("1\n2\0\n", 5), 1, ":2: not a number"},
                {wav(3, 1, 32, std::string("\0\0\x80\x3F\0\0\xC0\x7F", 8)), 1, "sample 2 is not a finite"}};
   for (const auto& c : cases) {
     try {
@@ -119,7 +120,7 @@ TEST_F(Signal, FaultsLeaveNoFile) {
     const char* fault;
   } cases[] = {{"x.csv -o s.csv --rate nan", 2, "--rate"},
                {"x.csv -o s.csv --filter nan --filtered y.csv", 2, "--filter"},
-               {"x.csv -o s.csv --plot \"a'b.svg\"", 2, "a'b.svg"},
+               {"x.csv -o s.csv --plot none/p.svg", 1, "none/p.svg"},
                {"x.csv -o s.csv --filter 1 --filtered none/y.csv", 1, "none/y.csv"},
                {"x.csv -o s.csv --rate 0.5 --filter 1 --filtered y.wav", 2, "rate 0.5"},
                {"x.csv -o s.csv --rate 1e10 --filter 1 --filtered y.wav", 2, "rate 1e+10"},
