@@ -29,15 +29,25 @@ template <class V, class Half>
   (std::make_integer_sequence<int, lanes<V>>{});
 }
 
-// `Rows` rows and the columns of one vector, of two strips when it is twice as wide as a strip; group p of
-// op(B) stands at b + p step.
-template <class T, class V, int Rows>
-void row_products(zor_int depth, T alpha, const operand<T>& a, const T* b, zor_int step, T beta, T* c,
-                  zor_int ldc) {
+// Where row_products finds its columns: group p of op(B) stands at b + p step, that of the next strip b_next
+// further; the columns of C of the next strip stand c_next columns further.
+template <class T>
+struct strip_walk {
+  const T* b;
+  zor_int step, b_next;
+  T* c;
+  zor_int ldc, c_next;
+};
+
+// `Rows` rows and the columns of one vector in each of `Strips` strips of op(B), whose sums run side by side;
+// a vector of twice the bytes of a strip takes two of them.
+template <class T, class V, int Rows, int Strips>
+void row_products(zor_int depth, T alpha, const operand<T>& a, T beta, const strip_walk<T>& w) {
   const update how = update_of(beta);
-  const auto old = [&](int r) {
+  const auto at = [&](int r, int s) { return w.c + r + s * w.c_next * w.ldc; };
+  const auto old = [&](int r, int s) {
     if (how == update::store) return V{};
-    const V row = gather_row<T, V>(c + r, ldc);
+    const V row = gather_row<T, V>(at(r, s), w.ldc);
     return how == update::add ? row : make_factor<V>(beta) * row;
   };
   const auto coefficient = [&](int r, zor_int p) {
@@ -47,46 +57,58 @@ void row_products(zor_int depth, T alpha, const operand<T>& a, const T* b, zor_i
     }
     return make_factor<V>(e);
   };
-  const auto group = [&](zor_int p) {
+  const auto group = [&](zor_int p, int s) {
+    const T* const b = w.b + p * w.step + s * w.b_next;
     if constexpr (sizeof(V) > tile_shape<T>::columns * sizeof(T)) {
       using half = vec<real_t<T>, int(sizeof(V) / 2)>;
-      return concat<V>(load_units<half>(b + p * step), load_units<half>(b + (p + depth) * step));
+      return concat<V>(load_units<half>(b), load_units<half>(b + depth * w.step));
     } else {
-      return load_units<V>(b + p * step);
+      return load_units<V>(b);
     }
   };
-  V sum[Rows];
+  V sum[Strips][Rows];
+  const auto over_sums = [&](const auto& body) __attribute__((always_inline)) {
+#pragma GCC unroll 2
+    for (int s = 0; s < Strips; ++s)
+#pragma GCC unroll 4
+      for (int r = 0; r < Rows; ++r) body(sum[s][r], r, s);
+  };
   const auto x = make_factor<V>(alpha);
+  const auto over_depth = [&](const auto& prepared) __attribute__((always_inline)) {
+    for (zor_int p = 0; p < depth; ++p) {
+      V row[Strips];
+#pragma GCC unroll 2
+      for (int s = 0; s < Strips; ++s) row[s] = prepared(group(p, s));
+#pragma GCC unroll 4
+      for (int r = 0; r < Rows; ++r) {
+        const auto f = coefficient(r, p);
+#pragma GCC unroll 2
+        for (int s = 0; s < Strips; ++s) sum[s][r] = sum[s][r] + f * row[s];
+      }
+    }
+  };
   if (a.trans) {
-    for (int r = 0; r < Rows; ++r) sum[r] = V{};
-    for (zor_int p = 0; p < depth; ++p) {
-      const V row = group(p);
-      for (int r = 0; r < Rows; ++r) sum[r] = sum[r] + coefficient(r, p) * row;
-    }
-    for (int r = 0; r < Rows; ++r) {
-      sum[r] = x * sum[r];
-      if (how != update::store) sum[r] = sum[r] + old(r);
-    }
+    over_sums([](V& v, int, int) { v = V{}; });
+    over_depth([](V row) { return row; });
+    over_sums([&](V& v, int r, int s) { v = how == update::store ? x * v : x * v + old(r, s); });
   } else {
-    for (int r = 0; r < Rows; ++r) sum[r] = old(r);
-    for (zor_int p = 0; p < depth; ++p) {
-      const V row = x * group(p);
-      for (int r = 0; r < Rows; ++r) sum[r] = sum[r] + coefficient(r, p) * row;
-    }
+    over_sums([&](V& v, int r, int s) { v = old(r, s); });
+    over_depth([&](V row) { return x * row; });
   }
-  for (int r = 0; r < Rows; ++r) scatter_row(sum[r], c + r, ldc);
+  for (int s = 0; s < Strips; ++s)
+    for (int r = 0; r < Rows; ++r) scatter_row(sum[s][r], at(r, s), w.ldc);
 }
 
-template <class T, class V>
-void product_rows(zor_int m, zor_int depth, T alpha, const operand<T>& a, const T* b, zor_int step, T beta,
-                  T* c, zor_int ldc) {
+template <class T, class V, int Strips>
+void product_rows(zor_int m, zor_int depth, T alpha, const operand<T>& a, T beta, strip_walk<T> w) {
   zor_int i = 0;
-  for (; i + 4 <= m; i += 4) row_products<T, V, 4>(depth, alpha, a.from(i, 0), b, step, beta, c + i, ldc);
+  for (; i + 4 <= m; i += 4, w.c += 4) row_products<T, V, 4, Strips>(depth, alpha, a.from(i, 0), beta, w);
   if (m - i >= 2) {
-    row_products<T, V, 2>(depth, alpha, a.from(i, 0), b, step, beta, c + i, ldc);
+    row_products<T, V, 2, Strips>(depth, alpha, a.from(i, 0), beta, w);
     i += 2;
+    w.c += 2;
   }
-  if (i < m) row_products<T, V, 1>(depth, alpha, a.from(i, 0), b, step, beta, c + i, ldc);
+  if (i < m) row_products<T, V, 1, Strips>(depth, alpha, a.from(i, 0), beta, w);
 }
 
 // m rows of op(A) at a, against n columns of packed op(B).
@@ -95,18 +117,33 @@ void product_rows(zor_int m, zor_int n, zor_int depth, T alpha, const operand<T>
                   zor_int ldc) {
   constexpr int most = tile_shape<T>::columns;
   zor_int j = 0;
+  // Whole strips, `Taken` of them at a time, as far as they go.
+  const auto over_strips = [&]<int Taken>(const auto& body) {
+    for (; j + Taken * most <= n; j += Taken * most)
+      body(strip_walk<T>{b + j * depth, most, Taken / 2 * most * depth, c + j * ldc, ldc, Taken / 2 * most});
+  };
   if constexpr (2 * most * sizeof(T) <= width) {
-    for (; j + 2 * most <= n; j += 2 * most)
-      product_rows<T, vec<real_t<T>, int(2 * most * sizeof(T))>>(m, depth, alpha, a, b + j * depth, most,
-                                                                 beta, c + j * ldc, ldc);
+    using V = vec<real_t<T>, int(2 * most * sizeof(T))>;
+    over_strips.template operator()<4>(
+        [&](const strip_walk<T>& w) { product_rows<T, V, 2>(m, depth, alpha, a, beta, w); });
+    over_strips.template operator()<2>(
+        [&](const strip_walk<T>& w) { product_rows<T, V, 1>(m, depth, alpha, a, beta, w); });
   }
+  const auto columns_of = [&]<int Strips>(int columns, strip_walk<T> w) {
+    in_chunks<T>(columns, [&]<int Bytes>(zor_int q, zor_int last) {
+      for (; q < last; q += units<T, Bytes>) {
+        strip_walk<T> part = w;
+        part.b += q;
+        part.c += q * ldc;
+        product_rows<T, vec<real_t<T>, Bytes>, Strips>(m, depth, alpha, a, beta, part);
+      }
+    });
+  };
+  over_strips.template operator()<2>(
+      [&](const strip_walk<T>& w) { columns_of.template operator()<2>(most, w); });
   for (; j < n; j += most) {
     const int columns = n - j < most ? int(n - j) : most;
-    in_chunks<T>(columns, [&]<int Bytes>(zor_int q, zor_int last) {
-      for (; q < last; q += units<T, Bytes>)
-        product_rows<T, vec<real_t<T>, Bytes>>(m, depth, alpha, a, b + j * depth + q, columns, beta,
-                                               c + (j + q) * ldc, ldc);
-    });
+    columns_of.template operator()<1>(columns, strip_walk<T>{b + j * depth, columns, 0, c + j * ldc, ldc, 0});
   }
 }
 
