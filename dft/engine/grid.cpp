@@ -12,8 +12,9 @@ namespace zor::dft {
 namespace {
 
 // The last radix within the tile, each result times its grid twiddle. That is put together here: a table of
-// all twiddles would be as long as the data, and walking it costs more than these additions. Its error is
-// that of one rounding, for v is small and u complete.
+// all twiddles would be as long as the data. Walking it costs more than these additions from 2^18 values on,
+// and 4 to 9 % less at 2^15 and 2^16, which fit into the second cache with it. The error is that of one
+// rounding, for v is small and u complete.
 template <class R, int r, class V>
 void turned_pass(const column_call<R>& c, const R* u, const R* v) {
   constexpr int W = lane_count<V>;
