@@ -49,10 +49,10 @@ struct csr {
 };
 
 // Calls row.operator()<Count>(r) for rows first to last - 1 in order, or in reverse with Down. Count is the
-// number of entries where rows of one length, 1 to Most, follow one another, as a grid makes them: no loop
-// over entries is then left to mispredict. Elsewhere it is 0 and says nothing. With Far entries are
-// asked for ahead of their turn.
-template <int Most, bool Down = false, bool Far = false, class T, class I, class Row>
+// number of entries where Least rows (2 or 3) and more of one length, 1 to Most, follow one another, as a
+// grid makes them: no loop over entries is then left to mispredict. Elsewhere it is 0 and says nothing. With
+// Far entries are asked for ahead of their turn.
+template <int Most, int Least = 2, bool Down = false, bool Far = false, class T, class I, class Row>
 [[gnu::always_inline]] inline void for_rows(csr<T, I> a, zor_int first, zor_int last, const Row& row) {
   constexpr zor_int step = Down ? -1 : 1;
   const zor_int beyond = Down ? first - 1 : last;
@@ -73,8 +73,8 @@ template <int Most, bool Down = false, bool Far = false, class T, class I, class
     const auto run_of_any = [&]<int... C>(std::integer_sequence<int, C...>) __attribute__((always_inline)) {
       return (run.template operator()<C + 1>() || ...);
     };
-    const bool alone =
-        n > Most || (beyond - r) * step < 3 || ((count(r + step) ^ n) | (count(r + 2 * step) ^ n)) != 0;
+    const bool alone = n > Most || (beyond - r) * step < Least || count(r + step) != n ||
+                       (Least == 3 && count(r + 2 * step) != n);
     if (!alone && run_of_any(std::make_integer_sequence<int, Most>{})) continue;
     take.template operator()<0>(r);
     r += step;
@@ -83,14 +83,14 @@ template <int Most, bool Down = false, bool Far = false, class T, class I, class
 
 // The same for rows upwards, of entries that come from memory as well: the processor itself does not look
 // beyond a page for them.
-template <int Most, class T, class I, class Row>
+template <int Most, int Least, class T, class I, class Row>
 [[gnu::always_inline]] inline void for_near_or_far_rows(csr<T, I> a, zor_int first, zor_int last,
                                                         const Row& row) {
   constexpr zor_int cached = 1 << 24;
   if (first < last && (a.end(last - 1) - a.begin(first)) * zor_int(sizeof(T)) > cached)
-    for_rows<Most, false, true>(a, first, last, row);
+    for_rows<Most, Least, false, true>(a, first, last, row);
   else
-    for_rows<Most>(a, first, last, row);
+    for_rows<Most, Least>(a, first, last, row);
 }
 
 }  // namespace zor::sparse

@@ -68,16 +68,17 @@ struct reach {
 };
 template <class T, class I>
 reach reach_of(csr<T, I> a, zor_int row, zor_int end) {
-  reach r{INT64_MAX, -1, 0};
+  zor_int low = INT64_MAX, high = -1, entries = 0;
   for (; row < end; ++row) {
-    for (zor_int k = a.begin(row); k < a.end(row); ++k) {
+    const zor_int last = settled(a.end(row));
+    for (zor_int k = a.begin(row); k < last; ++k) {
       const zor_int col = a.column(k);
-      r.first = col < r.first ? col : r.first;
-      r.last = col > r.last ? col : r.last;
+      low = col < low ? col : low;
+      high = col > high ? col : high;
     }
-    r.entries += a.end(row) - a.begin(row);
+    entries += last - a.begin(row);
   }
-  return r;
+  return {low, high, entries};
 }
 
 // Bytes that a copied row of B asks of the pool: a pack of the widest build, so that all builds ask alike.

@@ -40,7 +40,7 @@ void general(product<T, I> p) {
   const csr<T, I> a = p.a.moved();
   const one<T> alpha = p.scale();
   const T* const x = p.shifted_x();
-  for_near_or_far_rows<7>(
+  for_near_or_far_rows<7, 2>(
       a, p.first, p.last, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
         const zor_int k = a.begin(r);
         const one<T> s = row_dot_of<Count, T, Conj>(a.val + k, a.indx + k, a.end(r) - k, x);
@@ -90,7 +90,7 @@ void classify(product<T, I> p) {
   const one<T> alpha = p.scale();
   const T* const x = p.shifted_x();
   T* const y = settled(p.y - a.base);
-  for_near_or_far_rows<5>(
+  for_near_or_far_rows<5, 3>(
       a, p.first, p.last, [&]<int Count>(zor_int row) __attribute__((always_inline)) {
         const zor_int r = row + a.base;
         const factor<T> t(mul<T>(load<T, 1>(x + r), alpha));

@@ -49,7 +49,7 @@ void backward_solve(csr<T, I> a, bool unit, zor_int m, zor_int block, T* x) {
   };
   row_blocks<true>(
       m, block, [&](zor_int first, zor_int last) __attribute__((always_inline)) {
-        for_rows<4, true>(a, first, last, solve_row_of);
+        for_rows<4, 2, true>(a, first, last, solve_row_of);
       });
 }
 
