@@ -108,7 +108,9 @@ template <class V>
 #endif
   {
     static_assert(sizeof(V) == 16);
-    return V(_mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(p)))));
+    double both;
+    std::memcpy(&both, p, sizeof both);
+    return V(_mm_cvtps_pd(_mm_castpd_ps(_mm_set_sd(both))));
   }
 }
 

@@ -73,8 +73,8 @@ template <int Most, int Least = 2, bool Down = false, bool Far = false, class T,
     const auto run_of_any = [&]<int... C>(std::integer_sequence<int, C...>) __attribute__((always_inline)) {
       return (run.template operator()<C + 1>() || ...);
     };
-    const bool alone = n > Most || (beyond - r) * step < Least || count(r + step) != n ||
-                       (Least == 3 && count(r + 2 * step) != n);
+    const bool alone = (beyond - r) * step < Least || count(r + step) != n ||
+                       (Least == 3 && count(r + 2 * step) != n) || n > Most;
     if (!alone && run_of_any(std::make_integer_sequence<int, Most>{})) continue;
     take.template operator()<0>(r);
     r += step;
