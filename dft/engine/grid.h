@@ -17,9 +17,8 @@ struct grid {
   column_plan<R>* first;   // length side
   column_plan<R>* second;  // length side * middle
   // The last radix of a first column, then the grid's twiddles.
-  void (*turned)(const column_call<R>& c, const R* coarse,
-                 const R* fine);  // last radix of a first column, then twiddles
-  column_run<R> rows_out;         // a tile turned to rows
+  void (*turned)(const column_call<R>& c, const R* coarse, const R* fine);
+  column_run<R> rows_out;  // a tile turned to rows
   // The twiddle of column c + j (c the tile's first) and frequency f is u + u v, u = w(c f), v = w(j f) - 1.
   // Both in the order of the tile's rows: u by tile, as real and imaginary parts and what they miss; v by
   // groups of lanes.
