@@ -60,6 +60,10 @@ struct limits<c64> {
   static constexpr const char* name = "xzgemm";
 };
 
+// The deepest panel.
+template <class T>
+inline constexpr int deepest = is_complex<T> ? 64 : 112;
+
 constexpr zor_int small_sum = 384;
 
 bool is_small(zor_int m, zor_int n, zor_int k) { return m + n + k <= small_sum; }
@@ -108,8 +112,8 @@ template <class T, reading From>
   constexpr int most = tile_shape<T>::columns;
   using V = vec<real_t<T>, width>;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
-  constexpr int copies = lanes<V>, deepest = is_complex<T> ? 64 : 112;
-  alignas(V) real_t<T> scratch[spread ? deepest * most * parts<T> * copies : 1];
+  constexpr int copies = lanes<V>;
+  alignas(V) real_t<T> scratch[spread ? deepest<T> * most * parts<T> * copies : 1];
   const zor_int b_step = (packed ? t.depth : t.b_column) * parts<T>;
   if (const strip s = next_strip<T>(m); !spread && s.rows == m) {
     auto& at = kernels<T, From>.at[s.height];
@@ -333,8 +337,8 @@ template <class T, class... Args>
 template <class T, class... Rest>
 [[gnu::always_inline]] inline void gemm(const char* transa, const char* transb, const zor_int* m,
                                         const zor_int* n, const zor_int* k, const T* alpha, Rest... rest) {
-  constexpr zor_int deepest = is_complex<T> ? 64 : 112, most_rows = 320;
-  if (!is_small(*m, *n, *k) || !fills_tile<T>(*m, *n, *k) || *m > most_rows || *k > deepest ||
+  constexpr zor_int most_rows = 320;
+  if (!is_small(*m, *n, *k) || !fills_tile<T>(*m, *n, *k) || *m > most_rows || *k > deepest<T> ||
       is_zero(*alpha) || !may_read_in_place<T>(*m, is_conj<T>(*transb)))
     return any_product<T>(transa, transb, m, n, k, alpha, rest...);
   const borrowed_block block = told_block<T>(blocking_of<T>(*m, *n, *k, !is_trans(*transb)).bytes);

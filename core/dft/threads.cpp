@@ -93,7 +93,7 @@ int32_t divide(const descriptor* d, zor_int count, zor_int grain, const Body& bo
 // The columns that a tile takes together.
 constexpr zor_int tile = 8;
 
-// The same for the units of `planes` planes of `each`: body(plane, first, count, work), within one plane.
+// divide for the units of `planes` planes of `each`: body(plane, first, count, work), within one plane.
 template <class Body>
 int32_t divide_planes(const descriptor* d, zor_int planes, zor_int each, zor_int grain, const Body& body) {
   return divide(d, planes * each, grain, [&](zor_int first, zor_int count, void* work) {

@@ -27,7 +27,7 @@ template <class R>
 struct real_transform {
   method how;
   int32_t n;
-  void (*straight_forward)(const R* x, R* y, R scale);  // lengths up to 16 and short ones
+  void (*straight_forward)(const R* x, R* y, R scale);  // up to 16, and 32, 64, 128
   void (*straight_backward)(const R* x, R end, R* y, R scale);
   transform<R> inner;   // even n: half the length; chirp: n
   R* table;             // even n: w(k) = exp(-2 pi i k / n) for k <= n / 4, real parts, then imaginary parts

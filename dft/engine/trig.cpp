@@ -118,7 +118,7 @@ void wide_roots_of_unity(int64_t n, int64_t count, wide_root* out) {
   constexpr int W = lanes<V>;
   constexpr int64_t turn = 8 * steps;
   V place;
-  for (int j = 0; j < W; ++j) place[j] = double(8 * steps * j);
+  for (int j = 0; j < W; ++j) place[j] = double(turn * j);
   for (int64_t k = 0; k < count;) {
     const reduced_angle a = reduce(k, n);
     const bool falling = a.part % 2 != 0;

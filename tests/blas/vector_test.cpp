@@ -205,18 +205,17 @@ void check_long(const char* name, F f) {
       for (const fill kind : {fill::random, fill::one_nan}) r.run(n, 1, 1, p, placements[1], kind);
 }
 
+template <class T>
+auto axpy_of(T alpha, void (*axpy)(const zor_int*, const T*, const T*, const zor_int*, T*, const zor_int*)) {
+  return [=](bool kernel, zor_int n, T* x, zor_int incx, T* y, zor_int incy, double*) {
+    kernel ? axpy(&n, &alpha, x, &incx, y, &incy) : ref::axpy(n, alpha, x, incx, y, incy);
+  };
+}
+
 TEST(vector, long_vectors) {
-  const double alpha = -1.3, c = 0.8, s = 0.6;
-  const zor_c32 complex_alpha = {0.7f, -1.3f};
-  check_long<double>(
-      "xdaxpy", [&](bool kernel, zor_int n, double* x, zor_int incx, double* y, zor_int incy, double*) {
-        kernel ? zor_blas_xdaxpy(&n, &alpha, x, &incx, y, &incy) : ref::axpy(n, alpha, x, incx, y, incy);
-      });
-  check_long<zor_c32>(
-      "xcaxpy", [&](bool kernel, zor_int n, zor_c32* x, zor_int incx, zor_c32* y, zor_int incy, double*) {
-        kernel ? zor_blas_xcaxpy(&n, &complex_alpha, x, &incx, y, &incy)
-               : ref::axpy(n, complex_alpha, x, incx, y, incy);
-      });
+  const double c = 0.8, s = 0.6;
+  check_long<double>("xdaxpy", axpy_of(-1.3, zor_blas_xdaxpy));
+  check_long<zor_c32>("xcaxpy", axpy_of(zor_c32{0.7f, -1.3f}, zor_blas_xcaxpy));
   check_long<double>(
       "xdrot", [&](bool kernel, zor_int n, double* x, zor_int incx, double* y, zor_int incy, double*) {
         kernel ? zor_blas_xdrot(&n, x, &incx, y, &incy, &c, &s) : ref::rot(n, x, incx, y, incy, c, s);
@@ -252,16 +251,8 @@ void check_rounding(const char* name, F f) {
 }
 
 TEST(vector, complex_sums_in_every_rounding_mode) {
-  const zor_c32 single = {0.7f, -1.3f};
-  const zor_c64 twice = {0.7, -1.3};
-  check_rounding<zor_c32>(
-      "xcaxpy", [&](bool kernel, zor_int n, zor_c32* x, zor_int incx, zor_c32* y, zor_int incy, double*) {
-        kernel ? zor_blas_xcaxpy(&n, &single, x, &incx, y, &incy) : ref::axpy(n, single, x, incx, y, incy);
-      });
-  check_rounding<zor_c64>(
-      "xzaxpy", [&](bool kernel, zor_int n, zor_c64* x, zor_int incx, zor_c64* y, zor_int incy, double*) {
-        kernel ? zor_blas_xzaxpy(&n, &twice, x, &incx, y, &incy) : ref::axpy(n, twice, x, incx, y, incy);
-      });
+  check_rounding<zor_c32>("xcaxpy", axpy_of(zor_c32{0.7f, -1.3f}, zor_blas_xcaxpy));
+  check_rounding<zor_c64>("xzaxpy", axpy_of(zor_c64{0.7, -1.3}, zor_blas_xzaxpy));
 }
 
 // The scaled norm where its sum crosses binades, meets ties (halves of the spacing of the sum) and follows
