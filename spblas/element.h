@@ -125,6 +125,18 @@ template <class T, bool Conj = false>
     return mul<T, Conj>(load<T, 1>(a), x);
 }
 
+// a, or its conjugate: the sign of the imaginary part flipped.
+template <class T, class V>
+[[gnu::always_inline]] inline V conj_if(bool conj, V a) {
+  if constexpr (is_complex<T>) {
+    using lane = typename bits_of<V>::lane;
+    const lane sign = conj ? lane(uint64_t(1) << (8 * sizeof(lane) - 1)) : 0;
+    return V(bits_t<V>(a) ^ broadcast_pair<bits_t<V>>(0, sign));
+  } else {
+    return a;
+  }
+}
+
 // A factor of many products with elements in memory: what they share is made once.
 template <class T>
 struct factor {
@@ -134,6 +146,12 @@ struct factor {
   template <bool Conj>
   [[gnu::always_inline]] one<T> times(const T* a) const {
     return mul_at<T, Conj>(a, value);
+  }
+  // The same for a conjugate that is taken before the product: directed rounding tells it from one taken
+  // within.
+  template <bool Conj>
+  [[gnu::always_inline]] one<T> times_conj(const T* a) const {
+    return mul<T>(conj_if<T>(Conj, load<T, 1>(a)), value);
   }
 };
 template <>
@@ -146,19 +164,12 @@ struct factor<c64> {
     const auto straight = broadcast<one<c64>>(a->re) * value, crossed = broadcast<one<c64>>(a->im) * swapped;
     return Conj ? straight + negate_pairs<1>(crossed) : subtract_add_pairs(straight, crossed);
   }
-};
-
-// a, or its conjugate: the sign of the imaginary part flipped.
-template <class T, class V>
-[[gnu::always_inline]] inline V conj_if(bool conj, V a) {
-  if constexpr (is_complex<T>) {
-    using lane = typename bits_of<V>::lane;
-    const lane sign = conj ? lane(uint64_t(1) << (8 * sizeof(lane) - 1)) : 0;
-    return V(bits_t<V>(a) ^ broadcast_pair<bits_t<V>>(0, sign));
-  } else {
-    return a;
+  template <bool Conj>
+  [[gnu::always_inline]] one<c64> times_conj(const c64* a) const {
+    const auto re = broadcast<one<c64>>(a->re), im = broadcast<one<c64>>(a->im);
+    return subtract_add_pairs(re * value, (Conj ? -im : im) * swapped);
   }
-}
+};
 
 // An element, or its conjugate, as the factor of many packs: its parts are spread by loads, without a
 // shuffle. A difference x - y z is taken as x + (-y) z, with the sign in the factor, not in each product.

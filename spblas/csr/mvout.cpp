@@ -5,11 +5,89 @@
 // So entries outside a view take part in the rounding.
 #include "blas/vector/vector.h"
 #include "spblas/csr/row_dot.h"
-#include "spblas/csr/scatter.h"
 #include "zor/spblas.h"
 
 namespace zor::sparse {
 namespace {
+
+// The entries of a row, whose number is known where Count is not 0.
+template <int Count, class T, class I>
+struct row_entries {
+  const T* val;
+  const I* indx;
+  zor_int count;
+
+  template <bool Conj>
+  [[gnu::always_inline]] one<T> dot(const T* x) const {
+    return row_dot_of<Count, T, Conj>(val, indx, count, x);
+  }
+  // Whether every column is beyond the one before it.
+  [[gnu::always_inline]] bool ascends() const {
+    bool up = true;
+    if constexpr (Count > 0) {
+#pragma GCC unroll 8
+      for (int i = 1; i < Count; ++i) up = up && indx[i - 1] < indx[i];
+    } else {
+      using V = vec<I>;
+      zor_int i = 1;
+      for (; up && i + lanes<V> <= count; i += lanes<V>)
+        up = sign_mask(V(zor::load<V>(indx + i - 1) - zor::load<V>(indx + i))) == (1u << lanes<V>)-1;
+      for (; up && i < count; ++i) up = indx[i - 1] < indx[i];
+    }
+    return up;
+  }
+  // Calls visit(a, c) for every entry in order: where its value stands, and its column.
+  template <class Visit>
+  [[gnu::always_inline]] void each(const Visit& visit) const {
+    if constexpr (Count > 0) {
+#pragma GCC unroll 8
+      for (int i = 0; i < Count; ++i) visit(val + i, zor_int(indx[i]));
+    } else {
+      for (zor_int i = 0; i < count; ++i) visit(val + i, zor_int(indx[i]));
+    }
+  }
+  // The same for those entries alone that stand in a place as seen from row r. A long row is looked at by
+  // vectors of columns.
+  template <class Place, class Visit>
+  [[gnu::always_inline]] void each_in(Place place, zor_int r, const Visit& visit) const {
+    const auto look = [&](zor_int i) __attribute__((always_inline)) {
+      const zor_int c = indx[i];
+      if (place.holds(c, r)) visit(val + i, c);
+    };
+    if constexpr (Count > 0) {
+#pragma GCC unroll 8
+      for (int i = 0; i < Count; ++i) look(i);
+    } else {
+      constexpr int n = lanes_of<I>;
+      zor_int i = 0;
+      for (; i + n <= count; i += n) {
+        if (place.none(zor::load<vec<I>>(indx + i), I(r))) continue;
+        for (int j = 0; j < n; ++j) look(i + j);
+      }
+      for (; i < count; ++i) look(i);
+    }
+  }
+};
+
+// Places of an entry as seen from its row.
+template <int Side, bool Diagonal>  // Beyond the diagonal, or on it as well.
+struct outside {
+  static bool holds(zor_int c, zor_int r) { return Side * (c - r) > (Diagonal ? -1 : 0); }
+  template <class V>
+  [[gnu::always_inline]] static bool none(V c, lane_t<V> r) {
+    if constexpr (Diagonal)
+      return sign_mask(V(Side > 0 ? c - r : r - c)) == (1u << lanes<V>)-1;
+    else
+      return sign_mask(V(Side > 0 ? r - c : c - r)) == 0;
+  }
+};
+struct on_diagonal {
+  static bool holds(zor_int c, zor_int r) { return c == r; }
+  template <class V>
+  [[gnu::always_inline]] static bool none(V c, lane_t<V> r) {
+    return sign_mask(V((c - r) | (r - c))) == (1u << lanes<V>)-1;
+  }
+};
 
 // What every product is given. Rows run from first to last - 1, counted from 0.
 template <class T, class I>
@@ -22,15 +100,29 @@ struct product {
 
   // x moved so that an index addresses it without subtracting the base.
   const T* shifted_x() const { return settled(x - a.base); }
-  template <bool Conj>
-  [[gnu::always_inline]] one<T> dot(zor_int r) const {
-    const zor_int k = a.begin(r);
-    return row_dot<T, Conj>(a.val + k, a.indx + k, a.end(r) - k, shifted_x());
+  // The same product with all operands moved, so that rows, columns and positions are used as they are
+  // stored.
+  product rebased() const {
+    return {{settled(a.val - a.origin), settled(a.indx - a.origin), settled(a.pntrb - a.base),
+             settled(a.pntre - a.base), 0, 0},
+            first + a.base,
+            last + a.base,
+            alpha,
+            settled(x - a.base),
+            settled(y - a.base)};
+  }
+  // Calls visit(r, entries) for every row; see for_rows.
+  template <int Most, int Least = 2, class Visit>
+  [[gnu::always_inline]] void rows(const Visit& visit) const {
+    for_rows<Most, Least>(
+        a, first, last, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
+          const zor_int k = a.begin(r);
+          visit(r, row_entries<Count, T, I>{settled(a.val + k), settled(a.indx + k), settled(a.end(r)) - k});
+        });
   }
   [[gnu::always_inline]] one<T> x_at(zor_int i) const { return load<T, 1>(x + i); }
   [[gnu::always_inline]] one<T> y_at(zor_int i) const { return load<T, 1>(y + i); }
   [[gnu::always_inline]] void set_y(zor_int i, one<T> v) const { store<T, 1>(y + i, v); }
-  [[gnu::always_inline]] one<T> entry(zor_int k) const { return load<T, 1>(a.val + k); }
   [[gnu::always_inline]] one<T> scale() const { return load<T, 1>(&alpha); }
 };
 
@@ -50,34 +142,36 @@ void general(product<T, I> p) {
 
 // Stored diagonal: s = row dot, then s = s - a x(c) for each entry outside the triangle; y(r) = alpha s +
 // y(r).
-template <class T, bool Conj, class I>
-void triangle_stored(product<T, I> p, int side) {
+template <class T, int Side, bool Conj, class I>
+void triangle_stored(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
   const one<T> alpha = p.scale();
-  for (zor_int r = p.first; r < p.last; ++r) {
-    one<T> s = p.template dot<Conj>(r);
-    for (zor_int k = p.a.begin(r); k < p.a.end(r); ++k) {
-      const zor_int c = p.a.column(k);
-      if (side * (c - r) > 0) s = s - mul<T, Conj>(p.entry(k), p.x_at(c));
-    }
+  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    one<T> s = row.template dot<Conj>(p.x);
+    row.each_in(
+        outside<Side, false>{}, r, [&](const T* a, zor_int c) __attribute__((always_inline)) {
+          s = s - mul_at<T, Conj>(a, p.x_at(c));
+        });
     p.set_y(r, mul<T>(alpha, s) + p.y_at(r));
-  }
+  });
 }
 
 // Unit diagonal: u is the chain of a x(c) over the entries outside the triangle and on the diagonal, less
 // x(r); y(r) = y(r) + (s - u) alpha.
-template <class T, bool Conj, class I>
-void triangle_unit(product<T, I> p, int side) {
+template <class T, int Side, bool Conj, class I>
+void triangle_unit(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
   const one<T> alpha = p.scale();
-  for (zor_int r = p.first; r < p.last; ++r) {
-    const one<T> s = p.template dot<Conj>(r);
+  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    const one<T> s = row.template dot<Conj>(p.x);
     one<T> u{};
-    for (zor_int k = p.a.begin(r); k < p.a.end(r); ++k) {
-      const zor_int c = p.a.column(k);
-      if (side * (c - r) >= 0) u = u + mul<T, Conj>(p.entry(k), p.x_at(c));
-    }
+    row.each_in(
+        outside<Side, true>{}, r, [&](const T* a, zor_int c) __attribute__((always_inline)) {
+          u = u + mul_at<T, Conj>(a, p.x_at(c));
+        });
     u = u - p.x_at(r);
     p.set_y(r, p.y_at(r) + mul<T>(s - u, alpha));
-  }
+  });
 }
 
 // Symmetric and Hermitian views by classification, one pass: with t = x(r) alpha, an entry inside the
@@ -138,46 +232,114 @@ void classify(product<T, I> p) {
 // The unit symmetric, unit Hermitian and antisymmetric views, dot and correct: y(r) = s alpha + y(r) over the
 // whole row; then entries inside the triangle are scattered with t = x(r) alpha and all others gathered into
 // u = u + (a alpha) x(c), which is taken from y(r) again. A unit diagonal adds t first; Skew scatters with a
-// minus.
-template <class T, bool Skew, bool Gather, bool Mirror, class I>
-void correct(product<T, I> p, int side) {
+// minus. No entry inside is scattered to y(r) itself.
+template <class T, int Side, bool Skew, bool Gather, bool Mirror, class I>
+void correct(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
   const one<T> alpha = p.scale();
-  for (zor_int r = p.first; r < p.last; ++r) {
-    p.set_y(r, mul<T>(p.template dot<Gather>(r), alpha) + p.y_at(r));
-    const one<T> t = mul<T>(p.x_at(r), alpha);
+  const factor<T> scale(alpha);
+  p.template rows<5, 3>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    const one<T> whole = mul<T>(row.template dot<Gather>(p.x), alpha) + p.y_at(r);
+    const factor<T> t(mul<T>(p.x_at(r), alpha));
     one<T> u{};
-    for (zor_int k = p.a.begin(r); k < p.a.end(r); ++k) {
-      const zor_int c = p.a.column(k);
-      const one<T> a = p.entry(k);
-      if (side * (c - r) < 0) {
-        const one<T> image = mul<T, Mirror>(a, t);
+    row.each([&](const T* a, zor_int c) __attribute__((always_inline)) {
+      c = settled(c);  // Else its places in x and in y are held in registers as well, which run out.
+      if (Side * (c - r) < 0) [[likely]] {
+        const one<T> image = t.template times<Mirror>(a);
         p.set_y(c, Skew ? p.y_at(c) - image : p.y_at(c) + image);
       } else {
-        u = u + mul<T>(mul<T>(conj_if<T>(Gather, a), alpha), p.x_at(c));
+        u = u + mul_at<T>(p.x + c, scale.template times_conj<Gather>(a));
       }
-    }
-    p.set_y(r, (Skew ? p.y_at(r) : p.y_at(r) + t) - u);
-  }
+    });
+    p.set_y(r, (Skew ? whole : whole + t.value) - u);
+  });
 }
 
 // The complex 0-based members with a conjugated or Hermitian view and a stored diagonal: y(r) = y(r) + alpha
 // s over the whole row; entries inside the triangle are scattered, those beyond the diagonal gathered
 // unscaled into u, the diagonal passed over; y(r) = y(r) - alpha u.
-template <class T, bool Gather, bool Mirror, class I>
-void correct_stored(product<T, I> p, int side) {
+template <class T, int Side, bool Gather, bool Mirror, class I>
+void correct_stored(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
   const one<T> alpha = p.scale();
-  for (zor_int r = p.first; r < p.last; ++r) {
-    p.set_y(r, p.y_at(r) + mul<T>(alpha, p.template dot<Gather>(r)));
-    const one<T> t = mul<T>(alpha, p.x_at(r));
+  p.template rows<5, 3>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    const one<T> whole = p.y_at(r) + mul<T>(alpha, row.template dot<Gather>(p.x));
+    const factor<T> t(mul<T>(alpha, p.x_at(r)));
     one<T> u{};
-    for (zor_int k = p.a.begin(r); k < p.a.end(r); ++k) {
-      const zor_int c = p.a.column(k);
-      const zor_int beyond = side * (c - r);
-      if (beyond < 0) p.set_y(c, p.y_at(c) + mul<T, Mirror>(p.entry(k), t));
-      if (beyond > 0) u = u + mul<T, Gather>(p.entry(k), p.x_at(c));
-    }
-    p.set_y(r, p.y_at(r) - mul<T>(alpha, u));
-  }
+    row.each([&](const T* a, zor_int c) __attribute__((always_inline)) {
+      const zor_int beyond = Side * (c - r);
+      if (beyond < 0) [[likely]]
+        p.set_y(c, p.y_at(c) + t.template times<Mirror>(a));
+      if (beyond > 0) u = u + mul_at<T, Gather>(a, p.x_at(c));
+    });
+    p.set_y(r, whole - mul<T>(alpha, u));
+  });
+}
+
+// Transposed, general view: t = x(r) alpha, then y(c) = y(c) + a t for every entry.
+template <class T, bool Conj, class I>
+void transposed(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
+  const one<T> alpha = p.scale();
+  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    const factor<T> t(mul<T>(p.x_at(r), alpha));
+    row.each([&](const T* a, zor_int c)
+                 __attribute__((always_inline)) { p.set_y(c, p.y_at(c) + t.template times_conj<Conj>(a)); });
+  });
+}
+
+// Transposed, triangular view, a row: every entry is scattered as y(c) = y(c) + (a alpha) x(r), a unit
+// diagonal adds x(r) alpha, and a second pass takes away what the entries outside the view brought in.
+template <class T, view V, class I>
+[[gnu::noinline]] void scatter_twice(const product<T, I>& given, zor_int r, row_entries<0, T, I> row) {
+  const product<T, I> p = given.rebased();
+  const one<T> x = p.x_at(r);
+  const factor<T> alpha(p.scale());
+  const auto term = [=](const T* a) __attribute__((always_inline)) {
+    return mul<T>(x, alpha.template times_conj<V.conjugated()>(a));
+  };
+  row.each([&](const T* a, zor_int c) __attribute__((always_inline)) { p.set_y(c, p.y_at(c) + term(a)); });
+  if (V.unit()) p.set_y(r, p.y_at(r) + mul<T>(x, alpha.value));
+  row.each_in(
+      outside<V.side(), V.unit()>{},
+      r, [&](const T* a, zor_int c) __attribute__((always_inline)) { p.set_y(c, p.y_at(c) - term(a)); });
+}
+
+// All rows. Where no column comes twice, as in rows that ascend, y(c) has all of its share at once.
+template <class T, view V, class I>
+void transposed_triangle(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
+  const factor<T> alpha(p.scale());
+  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    if (!row.ascends()) [[unlikely]]
+      return scatter_twice<T, V, I>(given, r, {row.val, row.indx, row.count});
+    const one<T> x = p.x_at(r);
+    bool met = !V.unit();
+    row.each([&](const T* a, zor_int c) __attribute__((always_inline)) {
+      const one<T> term = mul<T>(x, alpha.template times_conj<V.conjugated()>(a));
+      one<T> s = p.y_at(c) + term;
+      if (V.unit() && c == r) {
+        s = s + mul<T>(x, alpha.value);
+        met = true;
+      }
+      if (outside<V.side(), V.unit()>::holds(c, r)) s = s - term;
+      p.set_y(c, s);
+    });
+    if (!met) p.set_y(r, p.y_at(r) + mul<T>(x, alpha.value));
+  });
+}
+
+// Diagonal view: y(r) = y(r) + (a alpha) x(r) for every entry on the diagonal, duplicates included.
+template <class T, bool Conj, class I>
+void diagonal(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
+  const factor<T> alpha(p.scale());
+  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+    row.each_in(
+        on_diagonal{}, r, [&](const T* a, zor_int) __attribute__((always_inline)) {
+          p.set_y(r, p.y_at(r) + mul_at<T>(p.x + r, alpha.template times_conj<Conj>(a)));
+        });
+  });
 }
 
 // The members ns with a stored diagonal address x and y relative to the first row of the range.
@@ -189,7 +351,7 @@ product<T, I> relative_to_range(product<T, I> p) {
 }
 
 template <view V, class T, class I>
-void multiply_rows(product<T, I> p) {
+void multiply_rows(const product<T, I>& p) {
   constexpr bool conj = V.conjugated();
   // The Hermitian views conjugate one of the two uses of an entry; its transpose exchanges them.
   constexpr bool gather = V.structure == 'h' ? V.op == 't' : conj;
@@ -198,32 +360,29 @@ void multiply_rows(product<T, I> p) {
   if constexpr (V.structure == 'g')
     general<T, conj>(p);
   else if constexpr (V.structure == 't' && !V.unit())
-    triangle_stored<T, conj>(p, V.side());
+    triangle_stored<T, V.side(), conj>(p);
   else if constexpr (V.structure == 't')
-    triangle_unit<T, conj>(p, V.side());
+    triangle_unit<T, V.side(), conj>(p);
   else if constexpr (V.structure == 'a')
-    correct<T, true, gather, mirror>(p, V.side());
+    correct<T, V.side(), true, gather, mirror>(p);
   else if constexpr (V.unit())
-    correct<T, false, gather, mirror>(p, V.side());
+    correct<T, V.side(), false, gather, mirror>(p);
   else if constexpr (!absolute)
     classify<T, V.side(), false, false>(relative_to_range(p));
   else if (p.a.base == 0)
-    correct_stored<T, gather, mirror>(p, V.side());
+    correct_stored<T, V.side(), gather, mirror>(p);
   else
     classify<T, V.side(), gather, mirror>(p);
 }
 
 template <view V, class T, class I>
-void multiply_all(csr<T, I> a, zor_int m, T alpha, const T* x, T* y) {
-  // One right-hand side: the leading dimensions are never used.
-  const dense<const T, false> b{x, 0};
-  const dense<T, false> c{y, 0};
+void multiply_all(const product<T, I>& p) {
   if constexpr (V.structure == 'g')
-    scatter_rows(a, V.conjugated(), m, 0, 1, alpha, b, c);
+    transposed<T, V.conjugated()>(p);
   else if constexpr (V.structure == 't')
-    scatter_triangle(a, V, m, 0, 1, alpha, b, c);
+    transposed_triangle<T, V>(p);
   else
-    scale_rows(a, V.conjugated(), m, 0, 1, alpha, b, c);
+    diagonal<T, V.conjugated()>(p);
 }
 
 // One chain a row, no alpha, and y is overwritten. The row pointers are the three-array form.
@@ -257,7 +416,7 @@ void row_products(zor_int first, zor_int last, const T* val, const I* indx, cons
     if constexpr (v.structure == 'd' && v.unit())                                               \
       zor::axpy<T>(*m, *alpha, x, 1, y, 1);                                                     \
     else                                                                                        \
-      multiply_all<v, T, I>({val, indx, pntrb, pntre, base}, *m, *alpha, x, y);                 \
+      multiply_all<v, T, I>({{val, indx, pntrb, pntre, base}, 0, *m, *alpha, x, y});            \
   }
 #define ROW_csr_gemvout_par(name, T, I, base, ...)                                                           \
   extern "C" void name(const I* first, const I* last, const void*, const void*, const T* val, const I* indx, \

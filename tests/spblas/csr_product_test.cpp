@@ -20,10 +20,24 @@ using zor_test::same_bits;
 
 struct sizes {
   int64_t m, k, longest, origin;
+  bool orderly = false;
 };
 // k is used by the general view alone; the others are square.
-const sizes all_sizes[] = {{1, 1, 3, 1},    {2, 5, 4, 0},   {7, 3, 9, 1},
-                           {23, 23, 14, 0}, {40, 61, 6, 7}, {5, 4, 0, 1}};
+const sizes all_sizes[] = {{1, 1, 3, 1},    {2, 5, 4, 0},         {7, 3, 9, 1},
+                           {23, 23, 14, 0}, {40, 61, 6, 7},       {5, 4, 0, 1},
+                           {30, 40, 50, 1}, {90, 80, 9, 0, true}, {99, 99, 45, 1, true}};
+
+// Orderly rows are sorted, some with repeats, and often as long as the row before.
+template <class T>
+zor_ref::row_list<T> rows_of(random_bits& random, numbers kind, const sizes& z, int64_t k) {
+  auto rows = random_rows<T>(random, kind, z.m, k, z.longest);
+  if (!z.orderly) return rows;
+  for (size_t r = 0; r < rows.size(); ++r) {
+    if (r % 5 > 0 && rows[r].size() > rows[r - 1].size()) rows[r].resize(rows[r - 1].size());
+    std::sort(rows[r].begin(), rows[r].end(), [](auto& a, auto& b) { return a.column < b.column; });
+  }
+  return rows;
+}
 
 bool transposed(const shape& s) {
   return (s.op == 't' || s.op == 'c') && (s.structure == 'g' || s.structure == 't');
@@ -57,7 +71,7 @@ void check_vector_product(const char* name, const shape& s, const sizes& z, numb
                           int64_t first, int64_t last, const Call& call) {
   random_bits random(uint64_t(z.m * 1000 + first));
   const int64_t k = s.structure == 'g' ? z.k : z.m;
-  const auto rows = random_rows<T>(random, kind, z.m, k, z.longest);
+  const auto rows = rows_of<T>(random, kind, z, k);
   const csr_arrays<T, I> a(rows, s.base, I(z.origin));
   guarded<T> x(size_t(transposed(s) ? z.m : k)), y(size_t(transposed(s) ? k : z.m));
   fill(random, kind, x.data(), x.size());
@@ -127,7 +141,7 @@ void check_matrix_product(const char* name, const shape& s, const sizes& z, cons
                           const Call& call) {
   random_bits random(uint64_t(z.m * 100 + n.n));
   const int64_t k = s.structure == 'g' ? z.k : z.m;
-  const auto rows = random_rows<T>(random, kind, z.m, k, z.longest);
+  const auto rows = rows_of<T>(random, kind, z, k);
   const csr_arrays<T, I> a(rows, s.base, I(z.origin));
   const bool row_major = s.base == 0;
   const int64_t rows_b = transposed(s) ? z.m : k, rows_c = transposed(s) ? k : z.m;
