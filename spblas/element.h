@@ -171,13 +171,16 @@ struct factor<c64> {
   }
 };
 
-// An element, or its conjugate, as the factor of many packs: its parts are spread by loads, without a
+// Elements, or their conjugates, each the factor of many packs: its parts are spread by loads, without a
 // shuffle. A difference x - y z is taken as x + (-y) z, with the sign in the factor, not in each product.
 template <class T, int N>
 struct spread_factor {
   pack<T, N> value;
 
-  [[gnu::always_inline]] spread_factor(const T* a, bool) : value(spread<T, N>(a)) {}
+  struct signs {
+    explicit signs(bool) {}
+  };
+  [[gnu::always_inline]] spread_factor(const T* a, signs) : value(spread<T, N>(a)) {}
   [[gnu::always_inline]] pack<T, N> times(pack<T, N> x) const { return value * x; }
 };
 template <class T, int N>
@@ -186,10 +189,13 @@ struct spread_factor<T, N> {
   using V = pack<T, N>;
   V re, im;
 
-  [[gnu::always_inline]] spread_factor(const T* a, bool conj)
-      : re(broadcast<V>(a->re)), im(broadcast<V>(a->im)) {
-    im = conj ? negate_pairs<1>(im) : negate_pairs<0>(im);
-  }
+  struct signs {
+    V of_im;
+
+    explicit signs(bool conj) : of_im(conj ? negate_pairs<1>(V{}) : negate_pairs<0>(V{})) {}
+  };
+  [[gnu::always_inline]] spread_factor(const T* a, signs s)
+      : re(broadcast<V>(a->re)), im(V(bits_t<V>(broadcast<V>(a->im)) ^ bits_t<V>(s.of_im))) {}
   [[gnu::always_inline]] V times(V x) const {
     asm("" : "+v"(x));  // Held in a register: else x is loaded twice, once for each use.
     return re * x + im * swap_pairs(x);
@@ -234,6 +240,12 @@ template <class T, int N, int R>
 struct packs {
   pack<T, N> at[R];
 };
+// Calls body(0) to body(R - 1), with constants from the start: a loop over packs would leave them in memory.
+template <int R, class Body>
+[[gnu::always_inline]] inline void each(const Body& body) {
+  [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) { (body(I), ...); }
+  (std::make_integer_sequence<int, R>{});
+}
 // As many packs abreast as leave room for four sums each in the registers.
 inline constexpr int abreast = width == 64 ? 4 : 2;
 
@@ -255,7 +267,7 @@ template <class T, int R = abreast, class Body>
   constexpr int n = widest<T>;
   if constexpr (R > 1) {
     for (; first + n * R <= last; first += n * R) body.template operator()<n, R>(first);
-    for_packs_abreast<T, is_complex<T> ? R / 2 : 1>(first, last, body);
+    for_packs_abreast<T, R / 2>(first, last, body);
   } else {
     packs_from<T, n>(
         first,

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // C := C + alpha op(A) B for a CSR matrix under its views, right-hand sides first to last. B and C do not
 // overlap. No sum crosses right-hand sides, so packs of them are worked on at once.
+#include <limits>
+
 #include "blas/vector/vector.h"
 #include "spblas/csr/row_blocks.h"
 #include "spblas/csr/row_dot.h"
@@ -38,24 +40,38 @@ struct product {
   }
 };
 
-// The row dot of mvout for R packs of right-hand sides from j on, then c(r, j) = c(r, j) + s alpha. B is read
-// through b, from column jb on.
+// The row dot of mvout for R packs of right-hand sides from j on, then c(r, j) = c(r, j) + s alpha, for rows
+// `row` to end - 1. B is read through b.
 template <int N, int R, class T, bool RowMajor, bool RowsOfB, class I>
-[[gnu::always_inline]] inline void dot_row(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int j,
-                                           dense<const T, RowsOfB> b, zor_int jb) {
-  const auto s = row_dots<N, R>(p.a, conj, p.a.begin(row), p.a.end(row), b, jb);
-#pragma GCC unroll 4
-  for (int i = 0; i < R; ++i)
-    p.template change_c<N>(row, j + i * N,
-                           [&](auto c) { return c + mul<T>(s.at[i], spread<T, N>(&p.alpha)); });
+[[gnu::noinline]] void dot_panel(const product<T, RowMajor, I>& p, bool conj, zor_int row, zor_int end,
+                                 zor_int j, dense<const T, RowsOfB> b) {
+  const csr<T, I> a = p.a.moved();
+  const dense<const T, RowsOfB> x{settled(b.at(-a.base, j)), b.ld};
+  const dense<T, RowMajor> c = p.c;
+  const auto alpha = spread<T, N>(&p.alpha);
+  // Where runs of equally short rows pay for the code that they take.
+  constexpr int longest = RowsOfB && N == widest<T> && R < 4 ? 5 : 0;
+  for_rows<longest>(
+      a, row, end, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
+        const auto s = row_dots<N, R, Count>(a, conj, a.begin(r), a.end(r), x);
+        each<R>([&](int i) __attribute__((always_inline)) {
+          const zor_int column = j + i * N;
+          c.template put<N>(r, column, c.template get<N>(r, column) + mul<T>(alpha, s.at[i]));
+        });
+      });
 }
 
-template <class T, bool RowMajor, class I>
-void dot_rows(product<T, RowMajor, I> p, bool conj, zor_int row, zor_int end) {
-  for (; row < end; ++row) {
+// The same for right-hand sides first to last - 1. All of them pass over a few rows, half a page of C, before
+// the next ones: so C is one stream.
+template <class T, bool RowMajor, bool RowsOfB, class I>
+void dot_rows(const product<T, RowMajor, I>& p, bool conj, zor_int row, zor_int end, zor_int first,
+              zor_int last, dense<const T, RowsOfB> b) {
+  const zor_int rows = 4 + 2048 / ((last - first) * zor_int(sizeof(T)));
+  for (zor_int stop; row < end; row = stop) {
+    stop = end - row < rows ? end : row + rows;
     for_packs_abreast<T>(
-        p.first, p.last, [&]<int N, int R>(zor_int j) __attribute__((always_inline)) {
-          dot_row<N, R>(p, conj, row, j, p.b, j);
+        first, last, [&]<int N, int R>(zor_int j) __attribute__((always_inline)) {
+          dot_panel<N, R>(p, conj, row, stop, j, b);
         });
   }
 }
@@ -68,40 +84,71 @@ struct reach {
 };
 template <class T, class I>
 reach reach_of(csr<T, I> a, zor_int row, zor_int end) {
-  zor_int low = INT64_MAX, high = -1, entries = 0;
-  for (; row < end; ++row) {
-    const zor_int last = settled(a.end(row));
-    for (zor_int k = a.begin(row); k < last; ++k) {
-      const zor_int col = a.column(k);
-      low = col < low ? col : low;
-      high = col > high ? col : high;
+  using V = vec<I>;
+  constexpr I none = std::numeric_limits<I>::max();
+  V low = broadcast<V>(none), high = broadcast<V>(-1);
+  zor_int entries = 0;
+  const auto meet = [&](V columns) __attribute__((always_inline)) {
+    low = min_lanes(low, columns);
+    high = max_lanes(high, columns);
+  };
+  while (row < end) {
+    zor_int k = a.begin(row), last = a.end(row);
+    while (++row < end && a.begin(row) == last) last = a.end(row);
+    entries += last - k;
+    for (; k + lanes<V> <= last; k += lanes<V>) {
+      touch(a.indx + k + 2048 / sizeof(I));
+      meet(zor::load<V>(a.indx + k));
     }
-    entries += last - a.begin(row);
+    for (; k < last; ++k) meet(broadcast<V>(a.indx[k]));
   }
-  return {low, high, entries};
+  I first = none, most = -1;
+  for (int i = 0; i < lanes<V>; ++i) {
+    first = low[i] < first ? low[i] : first;
+    most = high[i] > most ? high[i] : most;
+  }
+  return {first - a.base, most - a.base, entries};
 }
 
-// Bytes that a copied row of B asks of the pool: a pack of the widest build, so that all builds ask alike.
-constexpr uint64_t copied_row = 64;
-static_assert(width <= copied_row);
+// Bytes of a copied row of B, the same in every build, since the pool can tell.
+template <bool RowMajor>
+constexpr zor_int copied_row = RowMajor ? 128 : 64;
 
-// A column-major B costs a cache line for every entry and right-hand side. Copied a pack of columns at a time
-// into rows it costs one for all of them. False, with nothing done, when the copy would not pay or memory is
-// short.
+// A column-major B costs a cache line for every entry and right-hand side. Copied a line of columns at a time
+// into rows of their own it costs one for all of them. A row-major B whose rows are used all over, and of
+// which the second cache holds less than half, is copied likewise where the cache holds the copy.
+template <class T, bool RowMajor, class I>
+bool copy_may_pay(const product<T, RowMajor, I>& p) {
+  return p.last - p.first > 1;
+}
 template <class T, class I>
-bool dot_rows_of_copy(product<T, false, I> p, bool conj, zor_int row, zor_int end) {
-  if (p.last - p.first < 2) return false;
+bool copy_may_pay(const product<T, true, I>& p) {
+  constexpr zor_int second_cache = 1 << 21;
+  const zor_int bytes = (p.last - p.first) * zor_int(sizeof(T)), middle = p.m / 2;
+  if (bytes <= copied_row<true>) return false;
+  const zor_int rows = reach_of(p.a, middle, p.m - middle < 64 ? p.m : middle + 64).rows();
+  return rows * bytes > 2 * second_cache && rows * copied_row<true> <= second_cache;
+}
+
+// False, with nothing done, when the copy would not pay or memory is short.
+template <class T, bool RowMajor, class I>
+bool dot_rows_of_copy(const product<T, RowMajor, I>& p, bool conj, zor_int row, zor_int end) {
+  constexpr zor_int columns = copied_row<RowMajor> / zor_int(sizeof(T));
   const reach r = reach_of(p.a, row, end);
   const zor_int rows = r.rows();
-  if (rows == 0 || r.entries < 2 * rows) return false;
-  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(rows) * copied_row, int32_t(copied_row)));
+  if (rows == 0 || r.entries < (RowMajor ? 16 : 2) * rows) return false;
+  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(rows * copied_row<RowMajor>), 64));
   if (copy == nullptr) return false;
-  for_packs<T>(
-      p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-        for (zor_int i = 0; i < rows; ++i) store<T, N>(copy + i * N, p.b.template get<N>(r.first + i, j));
-        const dense<const T, true> b{copy - r.first * N, N};
-        for (zor_int i = row; i < end; ++i) dot_row<N, 1>(p, conj, i, j, b, 0);
-      });
+  for (zor_int first = p.first; first < p.last; first += columns) {
+    const zor_int last = p.last - first < columns ? p.last : first + columns;
+    for_packs<T>(
+        first, last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
+          T* to = copy + j - first;
+          for (zor_int i = r.first; i <= r.last; ++i, to += columns)
+            store<T, N>(to, p.b.template get<N>(i, j));
+        });
+    dot_rows(p, conj, row, end, first, last, dense<const T, true>{copy - r.first * columns - first, columns});
+  }
   zor_serv_deallocate(copy);
   return true;
 }
@@ -189,16 +236,13 @@ void mirrored(product<T, RowMajor, I> p, view v) {
 
 // Only the column-major members block their rows.
 template <class T, bool RowMajor, class I>
-void general(product<T, RowMajor, I> p, bool conj, I n) {
-  if constexpr (RowMajor) {
-    dot_rows(p, conj, 0, p.m);
-  } else {
-    const zor_int block = rows_in_block<I>(weights_of<T>(conj), I(p.m), p.a.pntre[p.m - 1], n);
-    const zor_int blocks = p.m / block;
-    for (zor_int i = 0; i < blocks; ++i) {
-      const zor_int row = i * block, end = i + 1 < blocks ? row + block : p.m;
-      if (!dot_rows_of_copy(p, conj, row, end)) dot_rows(p, conj, row, end);
-    }
+void general(const product<T, RowMajor, I>& p, bool conj, I n) {
+  const zor_int block = RowMajor ? p.m : rows_in_block<I>(weights_of<T>(conj), I(p.m), p.a.pntre[p.m - 1], n);
+  const zor_int blocks = p.m / block;
+  const bool may_copy = copy_may_pay(p);
+  for (zor_int i = 0; i < blocks; ++i) {
+    const zor_int row = i * block, end = i + 1 < blocks ? row + block : p.m;
+    if (!may_copy || !dot_rows_of_copy(p, conj, row, end)) dot_rows(p, conj, row, end, p.first, p.last, p.b);
   }
 }
 

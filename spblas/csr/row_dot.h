@@ -55,30 +55,46 @@ template <int Count, class T, bool Conj, class I>
   return sum;
 }
 
-// The same sum over positions k to end - 1 for each of R packs of right-hand sides from j on. Fewer than
+// The same sum over positions k to end - 1 for each of R packs of right-hand sides; Count, where not 0, is
+// their number. x is shifted by the index base and starts at the first of the right-hand sides. Fewer than
 // eight entries are one chain, whatever their grouping.
-template <int N, int R = 1, class T, bool RowMajor, class I>
+template <int N, int R = 1, int Count = 0, class T, bool RowMajor, class I>
 [[gnu::always_inline]] inline packs<T, N, R> row_dots(csr<T, I> a, bool conj, zor_int k, zor_int end,
-                                                      dense<const T, RowMajor> b, zor_int j) {
+                                                      dense<const T, RowMajor> x) {
+  static_assert(Count < 8, "a longer row is no single chain");
+  const typename spread_factor<T, N>::signs signs(conj);
   const auto add = [&](packs<T, N, R> & s, zor_int at) __attribute__((always_inline)) {
-    const spread_factor<T, N> entry(a.val + at, conj);
-    const zor_int col = a.column(at);
-#pragma GCC unroll 4
-    for (int i = 0; i < R; ++i) s.at[i] = s.at[i] + entry.times(b.template get<N>(col, j + i * N));
+    const spread_factor<T, N> entry(a.val + at, signs);
+    const zor_int col = a.indx[at];
+    each<R>([&](int i) __attribute__((always_inline)) {
+      s.at[i] = s.at[i] + entry.times(x.template get<N>(col, i * N));
+    });
+  };
+  // The processor alone asks too late for entries; and for rows of x, where much is done with each of them.
+  const auto touch_ahead = [&] __attribute__((always_inline)) {
+    touch(a.val + k + 1024 / sizeof(T));
+    touch(a.indx + k + 1024 / sizeof(I));
+    if (is_complex<T> && k + 8 <= end)
+      each<4 * R>([&](int i)
+                      __attribute__((always_inline)) { touch(x.at(a.indx[k + 4 + i / R], i % R * N)); });
   };
   packs<T, N, R> s{};
-  if (end - k >= 8) {
+  if (Count == 0 && end - k >= 8) {
     packs<T, N, R> s1{}, s2{}, s3{};
     for (; k + 4 <= end; k += 4) {
+      touch_ahead();
       add(s, k);
       add(s1, k + 1);
       add(s2, k + 2);
       add(s3, k + 3);
     }
-#pragma GCC unroll 4
-    for (int i = 0; i < R; ++i) s.at[i] = s.at[i] + s1.at[i] + s2.at[i] + s3.at[i];
+    each<R>([&](int i)
+                __attribute__((always_inline)) { s.at[i] = s.at[i] + s1.at[i] + s2.at[i] + s3.at[i]; });
   }
-  for (; k < end; ++k) add(s, k);
+  if constexpr (Count > 0)
+    each<Count>([&](int i) __attribute__((always_inline)) { add(s, k + i); });
+  else
+    for (; k < end; ++k) add(s, k);
   return s;
 }
 

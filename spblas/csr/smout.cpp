@@ -71,16 +71,19 @@ void forward(solve_of<T, RowMajor, I> p, view v) {
 // unit diagonal steps over the stopping position only when it is the diagonal, x(r, j) = x(r, j) - s.
 template <class T, bool RowMajor, class I>
 void backward(solve_of<T, RowMajor, I> p, view v) {
-  const dense<const T, RowMajor> solved{p.x.data, p.x.ld};
+  const csr<T, I> a = p.a.moved();
+  const dense<const T, RowMajor> solved{settled(p.x.at(-a.base, 0)), p.x.ld};
   rows_down(
       p.m, rows_of_block(v, p.a.base, true), [&](zor_int row) __attribute__((always_inline)) {
-        const zor_int stop = walk_forward(p.a, row), end = p.a.end(row);
-        const zor_int k = !v.unit() || (stop < end && p.a.column(stop) == row) ? stop + 1 : stop;
-        const T t = v.unit() ? T{} : reciprocal(value_at(p.a, stop, v.conjugated()));
+        const zor_int stop = walk_forward(a, row), end = a.end(row);
+        const zor_int k = !v.unit() || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
+        const T t = v.unit() ? T{} : reciprocal(value_at(a, stop, v.conjugated()));
         for_packs<T>(
             p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
               const pack<T, N> rest =
-                  p.x.template get<N>(row, j) - row_dots<N>(p.a, v.conjugated(), k, end, solved, j).at[0];
+                  p.x.template get<N>(row, j) -
+                  row_dots<N>(a, v.conjugated(), k, end, dense<const T, RowMajor>{solved.at(0, j), solved.ld})
+                      .at[0];
               p.x.template put<N>(row, j, v.unit() ? rest : mul<T>(rest, spread<T, N>(&t)));
             });
       });

@@ -236,6 +236,28 @@ TEST(CsrProduct, RangeOfRightHandSides) {
 #include "zor/tables/spblas_grammar.inc"
 }
 
+// A B beyond the caches whose rows are used all over: its columns are copied a few at a time, which asks the
+// pool of every build for 128 bytes a row, and 64 for the alignment.
+TEST(CsrProduct, RowsOfAWideMatrixUsedAllOver) {
+  const auto check = [](const char* name, const shape& s, auto f, auto val, auto index) {
+    using T = decltype(val);
+    using I = decltype(index);
+    constexpr int64_t rows = 150;
+    const columns n = {(5 << 20) / int64_t(rows * sizeof(T)), 2, (5 << 20) / int64_t(rows * sizeof(T)) - 1};
+    const I first = I(n.first), last = I(n.last), m = rows, all = I(n.n);
+    int32_t blocks;
+    zor_serv_freebuffers();
+    check_matrix_product<T, I>(name, s, {rows, rows, 48, 7}, n, numbers::fractions,
+                               [&](const csr_arrays<T, I>& a, T alpha, const T* b, I ldb, T* out, I ldc) {
+                                 f(&first, &last, &m, &all, &alpha, a.val.data(), a.indx.data(),
+                                   a.pntrb.data(), a.pntre.data(), b, &ldb, out, &ldc);
+                               });
+    EXPECT_EQ(uint64_t(128 * rows + 64), zor_serv_zor_memstat(&blocks)) << name;
+  };
+  check("d", SHAPE(0, n, g, _, _), zor_spblas_dcsr0ng__c__mmout_par, double(), int64_t());
+  check("c", SHAPE(0, s, g, _, _), zor_spblas_lp64_ccsr0sg__c__mmout_par, zor_c32(), int32_t());
+}
+
 TEST(CsrProduct, AllRightHandSides) {
 #define ROW_csr_mmout_seq(name, T, I, base, op, form, tri, diag) \
   check_mmout_seq<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
