@@ -50,7 +50,7 @@ template <int N, int R, class T, bool RowMajor, bool RowsOfB, class I>
   const dense<T, RowMajor> c = p.c;
   const auto alpha = spread<T, N>(&p.alpha);
   // Where runs of equally short rows pay for the code that they take.
-  constexpr int longest = RowsOfB && N == widest<T> && R < 4 ? 5 : 0;
+  constexpr int longest = RowsOfB && N == widest<T> ? 5 : 0;
   for_rows<longest>(
       a, row, end, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
         const auto s = row_dots<N, R, Count>(a, conj, a.begin(r), a.end(r), x);
@@ -62,14 +62,15 @@ template <int N, int R, class T, bool RowMajor, bool RowsOfB, class I>
 }
 
 // The same for right-hand sides first to last - 1. All of them pass over a few rows, half a page of C, before
-// the next ones: so C is one stream.
+// the next ones: so C is one stream. A line of a column-major B is one pack in the widest build.
 template <class T, bool RowMajor, bool RowsOfB, class I>
 void dot_rows(const product<T, RowMajor, I>& p, bool conj, zor_int row, zor_int end, zor_int first,
               zor_int last, dense<const T, RowsOfB> b) {
+  constexpr int most = RowMajor || width < 64 ? abreast : 1;
   const zor_int rows = 4 + 2048 / ((last - first) * zor_int(sizeof(T)));
   for (zor_int stop; row < end; row = stop) {
     stop = end - row < rows ? end : row + rows;
-    for_packs_abreast<T>(
+    for_packs_abreast<T, most>(
         first, last, [&]<int N, int R>(zor_int j) __attribute__((always_inline)) {
           dot_panel<N, R>(p, conj, row, stop, j, b);
         });
