@@ -45,39 +45,59 @@ struct csr {
   csr moved() const { return {settled(val - origin), settled(indx - origin), pntrb, pntre, base, 0}; }
   [[gnu::always_inline]] zor_int begin(zor_int row) const { return zor_int(pntrb[row]) - origin; }
   [[gnu::always_inline]] zor_int end(zor_int row) const { return zor_int(pntre[row]) - origin; }
+  // Whether a row holds just these positions; compared in the width in which they are stored.
+  [[gnu::always_inline]] bool holds(zor_int row, zor_int first, zor_int last) const {
+    return pntrb[row] == I(first + origin) && pntre[row] == I(last + origin);
+  }
   [[gnu::always_inline]] zor_int column(zor_int k) const { return zor_int(indx[k]) - base; }
 };
 
-// Calls row.operator()<Count>(r) for rows first to last - 1 in order, or in reverse with Down. Count is the
-// number of entries where Least rows (2 or 3) and more of one length, 1 to Most, follow one another, as a
-// grid makes them: no loop over entries is then left to mispredict. Elsewhere it is 0 and says nothing. With
-// Far entries are asked for ahead of their turn.
+// Calls row.operator()<Count>(r, k), or without k, for rows first to last - 1 in order, or in reverse with
+// Down; k is where the row begins. Count is the number of entries where Least rows and more of one length, 1
+// to Most, follow one another, as a grid makes them: no loop over entries is then left to mispredict.
+// Elsewhere it is 0 and says nothing. With Far entries are asked for ahead of their turn.
 template <int Most, int Least = 2, bool Down = false, bool Far = false, class T, class I, class Row>
 [[gnu::always_inline]] inline void for_rows(csr<T, I> a, zor_int first, zor_int last, const Row& row) {
   constexpr zor_int step = Down ? -1 : 1;
   const zor_int beyond = Down ? first - 1 : last;
-  const auto count = [=](zor_int r) __attribute__((always_inline)) { return a.end(r) - a.begin(r); };
-  const auto take = [&]<int Count>(zor_int r) __attribute__((always_inline)) {
+  const auto take = [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
     constexpr zor_int ahead = step * 4096 / zor_int(sizeof(T));
-    if constexpr (Far) touch(a.val + a.begin(r) + ahead), touch(a.indx + a.begin(r) + ahead);
-    row.template operator()<Count>(r);
+    if constexpr (Far) touch(a.val + k + ahead), touch(a.indx + k + ahead);
+    if constexpr (requires { row.template operator()<Count>(r, k); })
+      row.template operator()<Count>(r, k);
+    else
+      row.template operator()<Count>(r);
   };
+  zor_int alone = 1;
   for (zor_int r = Down ? last - 1 : first; (beyond - r) * step > 0;) {
-    const zor_int n = count(r);
+    const zor_int k = a.begin(r), n = a.end(r) - k;
     const auto run = [&]<int Count>() __attribute__((always_inline)) {
       if (n != Count) return false;
-      do take.template operator()<Count>(r);
-      while ((r += step) != beyond && count(r) == Count);
+      zor_int at = k;
+      do {
+        take.template operator()<Count>(r, at);
+        at += step * Count;
+      } while ((r += step) != beyond && a.holds(r, at, at + Count));
       return true;
     };
     const auto run_of_any = [&]<int... C>(std::integer_sequence<int, C...>) __attribute__((always_inline)) {
       return (run.template operator()<C + 1>() || ...);
     };
-    const bool alone = (beyond - r) * step < Least || count(r + step) != n ||
-                       (Least == 3 && count(r + 2 * step) != n) || n > Most;
-    if (!alone && run_of_any(std::make_integer_sequence<int, Most>{})) continue;
-    take.template operator()<0>(r);
-    r += step;
+    // One look at the farthest row: lengths that vary at random seldom add up.
+    const auto is_run = [&]() __attribute__((always_inline)) {
+      if ((beyond - r) * step < Least) return false;
+      const zor_int other = r + step * (Least - 1);
+      return (Down ? a.end(r) - a.begin(other) : a.end(other) - k) == Least * n && n <= Most;
+    };
+    if (is_run() && run_of_any(std::make_integer_sequence<int, Most>{})) {
+      alone = 1;
+      continue;
+    }
+    // While no runs are met they are looked for ever less often.
+    const zor_int rest = (beyond - r) * step;
+    for (const zor_int stop = r + step * (alone < rest ? alone : rest); r != stop; r += step)
+      take.template operator()<0>(r, a.begin(r));
+    if (alone < 16) alone *= 2;
   }
 }
 

@@ -98,8 +98,6 @@ struct product {
   const T* x;
   T* y;
 
-  // x moved so that an index addresses it without subtracting the base.
-  const T* shifted_x() const { return settled(x - a.base); }
   // The same product with all operands moved, so that rows, columns and positions are used as they are
   // stored.
   product rebased() const {
@@ -115,8 +113,7 @@ struct product {
   template <int Most, int Least = 2, class Visit>
   [[gnu::always_inline]] void rows(const Visit& visit) const {
     for_rows<Most, Least>(
-        a, first, last, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
-          const zor_int k = a.begin(r);
+        a, first, last, [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
           visit(r, row_entries<Count, T, I>{settled(a.val + k), settled(a.indx + k), settled(a.end(r)) - k});
         });
   }
@@ -124,19 +121,17 @@ struct product {
   [[gnu::always_inline]] one<T> y_at(zor_int i) const { return load<T, 1>(y + i); }
   [[gnu::always_inline]] void set_y(zor_int i, one<T> v) const { store<T, 1>(y + i, v); }
   [[gnu::always_inline]] one<T> scale() const { return load<T, 1>(&alpha); }
+  [[gnu::always_inline]] one<T> scaled(one<T> v) const { return mul_at<T>(&alpha, v); }
 };
 
 // General view: s = row dot, y(r) = y(r) + s alpha.
 template <class T, bool Conj, class I>
-void general(product<T, I> p) {
-  const csr<T, I> a = p.a.moved();
-  const one<T> alpha = p.scale();
-  const T* const x = p.shifted_x();
+void general(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
   for_near_or_far_rows<7, 2>(
-      a, p.first, p.last, [&]<int Count>(zor_int r) __attribute__((always_inline)) {
-        const zor_int k = a.begin(r);
-        const one<T> s = row_dot_of<Count, T, Conj>(a.val + k, a.indx + k, a.end(r) - k, x);
-        p.set_y(r, p.y_at(r) + mul<T>(s, alpha));
+      p.a, p.first, p.last, [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
+        const one<T> s = row_dot_of<Count, T, Conj>(p.a.val + k, p.a.indx + k, p.a.end(r) - k, p.x);
+        p.set_y(r, p.y_at(r) + p.scaled(s));
       });
 }
 
@@ -177,56 +172,66 @@ void triangle_unit(const product<T, I>& given) {
 // Symmetric and Hermitian views by classification, one pass: with t = x(r) alpha, an entry inside the
 // triangle is scattered to its mirror row, y(c) = y(c) + t a, and gathered, s = s + a x(c); a diagonal entry
 // is gathered; one beyond the diagonal is not touched. y(r) = y(r) + s alpha. Gather and Mirror conjugate a
-// in the one use or the other.
+// in the one use or the other. The entries of long rows are looked at four at a time, which leaves fewer
+// branches; in short rows it costs more than it saves.
 template <class T, int Side, bool Gather, bool Mirror, class I>
-void classify(product<T, I> p) {
-  const csr<T, I> a = p.a.moved();
-  const one<T> alpha = p.scale();
-  const T* const x = p.shifted_x();
-  T* const y = settled(p.y - a.base);
-  for_near_or_far_rows<5, 3>(
-      a, p.first, p.last, [&]<int Count>(zor_int row) __attribute__((always_inline)) {
-        const zor_int r = row + a.base;
-        const factor<T> t(mul<T>(load<T, 1>(x + r), alpha));
-        one<T> s{};
-        const auto inside = [=](zor_int c) __attribute__((always_inline)) {
-          return Side > 0 ? c < r : c > r;
-        };
-        const auto gather = [&](zor_int k, zor_int c) __attribute__((always_inline)) {
-          s = s + mul_at<T, Gather>(a.val + k, load<T, 1>(x + c));
-        };
-        const auto scatter = [&](zor_int k, zor_int c) __attribute__((always_inline)) {
-          const one<T> image = t.template times<Mirror>(a.val + k);
-          gather(k, c);
-          store<T, 1>(y + c, load<T, 1>(y + c) + image);
-        };
-        const auto meet = [&](zor_int k) __attribute__((always_inline)) {
-          const zor_int c = a.indx[k];
-          if (inside(c))
-            scatter(k, c);
-          else if (c == r)
-            gather(k, c);
-        };
-        // The diagonal behind or before others of the triangle, straight on. It pays for complex elements.
-        constexpr int diagonal = Side > 0 ? Count - 1 : 0;
-        const auto usual = [&](zor_int k) __attribute__((always_inline)) {
-          bool is = a.indx[k + diagonal] == r;
+void classify(const product<T, I>& given) {
+  const product<T, I> p = given.rebased();
+  const csr<T, I> a = p.a;
+  const auto row = [&]<int Count, bool Long = false>(zor_int r, zor_int k) __attribute__((always_inline)) {
+    const one<T> xr = p.x_at(r);
+    const factor<T> t(p.scaled(xr));
+    one<T> s{};
+    const auto inside = [=](I c) __attribute__((always_inline)) { return Side > 0 ? c < I(r) : c > I(r); };
+    const auto gather = [&](zor_int i, one<T> xc) __attribute__((always_inline)) {
+      s = s + mul_at<T, Gather>(a.val + i, xc);
+    };
+    const auto scatter = [&](zor_int i, zor_int c) __attribute__((always_inline)) {
+      const one<T> image = t.template times<Mirror>(a.val + i);
+      gather(i, p.x_at(c));
+      p.set_y(c, p.y_at(c) + image);
+    };
+    const auto any = [&](zor_int i, zor_int end) __attribute__((always_inline)) {
+      for (end = settled(end); i < end; ++i) {
+        const I c = a.indx[i];
+        if (inside(c))
+          scatter(i, c);
+        else if (c == I(r))
+          gather(i, xr);
+      }
+    };
+    // N entries straight on where all are inside but the one at Diagonal, which is it.
+    const auto straight = [&]<int N, int Diagonal>(zor_int i) __attribute__((always_inline)) {
+      I c[N];
+      bool usual = true;
 #pragma GCC unroll 8
-          for (int i = 0; i < Count; ++i) is = is && (i == diagonal || inside(a.indx[k + i]));
-          return is;
-        };
-        zor_int k = a.begin(row);
-        if constexpr (Count > 0 && !is_complex<T>) {
+      for (int j = 0; j < N; ++j) {
+        c[j] = a.indx[i + j];
+        usual = usual && (j == Diagonal ? c[j] == I(r) : inside(c[j]));
+      }
+      if (usual) [[likely]] {
 #pragma GCC unroll 8
-          for (int i = 0; i < Count; ++i) meet(k + i);
-        } else if (Count > 0 && usual(k)) [[likely]] {
-#pragma GCC unroll 8
-          for (int i = 0; i < Count; ++i) i == diagonal ? gather(k + i, r) : scatter(k + i, a.indx[k + i]);
-        } else {
-          for (const zor_int end = settled(a.end(row)); k < end; ++k) meet(k);
-        }
-        store<T, 1>(y + r, load<T, 1>(y + r) + mul<T>(s, alpha));
-      });
+        for (int j = 0; j < N; ++j) j == Diagonal ? gather(i + j, xr) : scatter(i + j, c[j]);
+      } else {
+        any(i, i + N);
+      }
+    };
+    if constexpr (Count > 0) {
+      constexpr int diagonal = Side > 0 ? Count - 1 : 0;
+      straight.template operator()<Count, diagonal>(k);
+    } else {
+      const zor_int end = settled(a.end(r));
+      if constexpr (Long)
+        for (; k + 4 <= end; k += 4) straight.template operator()<4, -1>(k);
+      any(k, end);
+    }
+    p.set_y(r, p.y_at(r) + p.scaled(s));
+  };
+  const bool long_rows = a.end(p.last - 1) - a.begin(p.first) >= 16 * (p.last - p.first);
+  if (long_rows)
+    for (zor_int r = p.first; r < p.last; ++r) row.template operator()<0, true>(r, a.begin(r));
+  else
+    for_near_or_far_rows<5, 8>(a, p.first, p.last, row);
 }
 
 // The unit symmetric, unit Hermitian and antisymmetric views, dot and correct: y(r) = s alpha + y(r) over the

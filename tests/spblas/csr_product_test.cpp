@@ -21,16 +21,17 @@ using zor_test::same_bits;
 struct sizes {
   int64_t m, k, longest, origin;
   bool orderly = false;
+  int64_t run = 1;
 };
 // k is used by the general view alone; the others are square.
-const sizes all_sizes[] = {{1, 1, 3, 1},    {2, 5, 4, 0},         {7, 3, 9, 1},
-                           {23, 23, 14, 0}, {40, 61, 6, 7},       {5, 4, 0, 1},
-                           {30, 40, 50, 1}, {90, 80, 9, 0, true}, {99, 99, 45, 1, true}};
+const sizes all_sizes[] = {
+    {1, 1, 3, 1}, {2, 5, 4, 0},    {7, 3, 9, 1},         {23, 23, 14, 0},       {40, 61, 6, 7},
+    {5, 4, 0, 1}, {30, 40, 50, 1}, {90, 80, 9, 0, true}, {99, 99, 45, 1, true}, {120, 120, 7, 0, false, 12}};
 
 // Orderly rows are sorted, some with repeats, and often as long as the row before.
 template <class T>
 zor_ref::row_list<T> rows_of(random_bits& random, numbers kind, const sizes& z, int64_t k) {
-  auto rows = random_rows<T>(random, kind, z.m, k, z.longest);
+  auto rows = random_rows<T>(random, kind, z.m, k, z.longest, z.run);
   if (!z.orderly) return rows;
   for (size_t r = 0; r < rows.size(); ++r) {
     if (r % 5 > 0 && rows[r].size() > rows[r - 1].size()) rows[r].resize(rows[r - 1].size());

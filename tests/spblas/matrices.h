@@ -34,13 +34,20 @@ void fill(random_bits& random, numbers kind, T* x, size_t count) {
   for (size_t i = 0; i < count; ++i) x[i] = draw<T>(random, kind);
 }
 
-// Row r holds between 0 and `longest` entries of columns 1 to k in any order, repeats included.
+// Row r holds between 0 and `longest` entries of columns 1 to k in any order, repeats included. Each `run`
+// rows share a length; runs of more than one row take turns to be like that, of a lower triangle with the
+// diagonal behind it, and of an upper one behind the diagonal.
 template <class T>
-zor_ref::row_list<T> random_rows(random_bits& random, numbers kind, int64_t m, int64_t k, int64_t longest) {
+zor_ref::row_list<T> random_rows(random_bits& random, numbers kind, int64_t m, int64_t k, int64_t longest,
+                                 int64_t run = 1) {
   zor_ref::row_list<T> rows(static_cast<size_t>(m));
-  for (auto& row : rows) {
-    row.resize(size_t(random.between(0, longest)));
-    for (auto& e : row) e = {random.between(1, k), draw<T>(random, kind)};
+  for (int64_t r = 1; r <= m; ++r) {
+    auto& row = rows[size_t(r - 1)];
+    row.resize((r - 1) % run == 0 ? size_t(random.between(0, longest)) : rows[size_t(r - 2)].size());
+    const int64_t turn = run == 1 ? 0 : (r - 1) / run % 3, middle = std::min(r, k);
+    for (auto& e : row)
+      e = {random.between(turn == 2 ? middle : 1, turn == 1 ? middle : k), draw<T>(random, kind)};
+    if (turn != 0 && !row.empty()) (turn == 1 ? row.back() : row.front()).column = middle;
   }
   return rows;
 }
