@@ -147,11 +147,11 @@ struct factor {
   [[gnu::always_inline]] one<T> times(const T* a) const {
     return mul_at<T, Conj>(a, value);
   }
-  // The same for a conjugate that is taken before the product: directed rounding tells it from one taken
-  // within.
-  template <bool Conj>
-  [[gnu::always_inline]] one<T> times_conj(const T* a) const {
-    return mul<T>(conj_if<T>(Conj, load<T, 1>(a)), value);
+  // The same for N elements whose conjugates are taken before the product: directed rounding tells them from
+  // those taken within.
+  template <bool Conj, int N = 1>
+  [[gnu::always_inline]] pack<T, N> times_conj(const T* a) const {
+    return mul<T>(conj_if<T>(Conj, load<T, N>(a)), spread<T, N>(value));
   }
 };
 template <>
@@ -164,10 +164,14 @@ struct factor<c64> {
     const auto straight = broadcast<one<c64>>(a->re) * value, crossed = broadcast<one<c64>>(a->im) * swapped;
     return Conj ? straight + negate_pairs<1>(crossed) : subtract_add_pairs(straight, crossed);
   }
-  template <bool Conj>
-  [[gnu::always_inline]] one<c64> times_conj(const c64* a) const {
-    const auto re = broadcast<one<c64>>(a->re), im = broadcast<one<c64>>(a->im);
-    return subtract_add_pairs(re * value, (Conj ? -im : im) * swapped);
+  template <bool Conj, int N = 1>
+  [[gnu::always_inline]] pack<c64, N> times_conj(const c64* a) const {
+    if constexpr (N > 1) {
+      return mul<c64>(conj_if<c64>(Conj, load<c64, N>(a)), spread<c64, N>(value));
+    } else {
+      const auto re = broadcast<one<c64>>(a->re), im = broadcast<one<c64>>(a->im);
+      return subtract_add_pairs(re * value, (Conj ? -im : im) * swapped);
+    }
   }
 };
 

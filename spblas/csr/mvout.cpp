@@ -67,6 +67,25 @@ struct row_entries {
       for (; i < count; ++i) look(i);
     }
   }
+  // Calls visit(term, c) for every entry in order; term<N>(a) makes the terms of N values from a on.
+  template <class Term, class Visit>
+  [[gnu::always_inline]] void each_term(const Term& term, const Visit& visit) const {
+    // Complex elements by themselves take no shuffles, which pays in short rows.
+    constexpr int most = is_complex<T> ? (Count > 0 ? 1 : 2) : 4, n = most < widest<T> ? most : widest<T>;
+    const auto pass = [&]<int N>(zor_int i) __attribute__((always_inline)) {
+      const pack<T, N> terms = term.template operator()<N>(val + i);
+      [&]<int... E>(std::integer_sequence<int, E...>) __attribute__((always_inline)) {
+        (visit(element<T, N, E>(terms), zor_int(indx[i + E])), ...);
+      }
+      (std::make_integer_sequence<int, N>{});
+    };
+    const zor_int known = Count > 0 ? Count : count;
+    zor_int i = 0;
+#pragma GCC unroll 4
+    for (; i + n <= known; i += n) pass.template operator()<n>(i);
+#pragma GCC unroll 4
+    for (; i < known; ++i) pass.template operator()<1>(i);
+  }
 };
 
 // Places of an entry as seen from its row.
@@ -157,7 +176,7 @@ template <class T, int Side, bool Conj, class I>
 void triangle_unit(const product<T, I>& given) {
   const product<T, I> p = given.rebased();
   const one<T> alpha = p.scale();
-  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+  p.template rows<5>([&](zor_int r, auto row) __attribute__((always_inline)) {
     const one<T> s = row.template dot<Conj>(p.x);
     one<T> u{};
     row.each_in(
@@ -288,8 +307,11 @@ void transposed(const product<T, I>& given) {
   const one<T> alpha = p.scale();
   p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
     const factor<T> t(mul<T>(p.x_at(r), alpha));
-    row.each([&](const T* a, zor_int c)
-                 __attribute__((always_inline)) { p.set_y(c, p.y_at(c) + t.template times_conj<Conj>(a)); });
+    const auto term = [&]<int N>(const T* a) __attribute__((always_inline)) {
+      return t.template times_conj<Conj, N>(a);
+    };
+    row.each_term(
+        term, [&](one<T> at, zor_int c) __attribute__((always_inline)) { p.set_y(c, p.y_at(c) + at); });
   });
 }
 
@@ -315,21 +337,24 @@ template <class T, view V, class I>
 void transposed_triangle(const product<T, I>& given) {
   const product<T, I> p = given.rebased();
   const factor<T> alpha(p.scale());
-  p.template rows<7>([&](zor_int r, auto row) __attribute__((always_inline)) {
+  p.template rows<5>([&](zor_int r, auto row) __attribute__((always_inline)) {
     if (!row.ascends()) [[unlikely]]
       return scatter_twice<T, V, I>(given, r, {row.val, row.indx, row.count});
     const one<T> x = p.x_at(r);
     bool met = !V.unit();
-    row.each([&](const T* a, zor_int c) __attribute__((always_inline)) {
-      const one<T> term = mul<T>(x, alpha.template times_conj<V.conjugated()>(a));
-      one<T> s = p.y_at(c) + term;
-      if (V.unit() && c == r) {
-        s = s + mul<T>(x, alpha.value);
-        met = true;
-      }
-      if (outside<V.side(), V.unit()>::holds(c, r)) s = s - term;
-      p.set_y(c, s);
-    });
+    const auto term = [&]<int N>(const T* a) __attribute__((always_inline)) {
+      return mul<T>(spread<T, N>(x), alpha.template times_conj<V.conjugated(), N>(a));
+    };
+    row.each_term(
+        term, [&](one<T> t, zor_int c) __attribute__((always_inline)) {
+          one<T> s = p.y_at(c) + t;
+          if (V.unit() && c == r) {
+            s = s + mul<T>(x, alpha.value);
+            met = true;
+          }
+          if (outside<V.side(), V.unit()>::holds(c, r)) s = s - t;
+          p.set_y(c, s);
+        });
     if (!met) p.set_y(r, p.y_at(r) + mul<T>(x, alpha.value));
   });
 }
