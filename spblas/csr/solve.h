@@ -31,7 +31,12 @@ inline T reciprocal(T d) {
 }
 template <class T, int N>
 [[gnu::always_inline]] inline pack<T, N> divided(pack<T, N> v, T d) {
-  if constexpr (is_complex<T>) {
+  if constexpr (is_complex<T> && N == 1) {
+    T e;
+    std::memcpy(&e, &v, sizeof e);
+    e = quotient(e, d);
+    return broadcast_pair<pack<T, N>>(e.re, e.im);
+  } else if constexpr (is_complex<T>) {
     constexpr int copies = int(sizeof v / sizeof(T));
     T e[copies];
     std::memcpy(e, &v, sizeof e);
@@ -44,12 +49,16 @@ template <class T, int N>
   }
 }
 
+// v, or its conjugate.
+template <class T>
+[[gnu::always_inline]] inline T conjugated(T v, bool conj) {
+  if constexpr (is_complex<T>) v.im = conj ? -v.im : v.im;
+  return v;
+}
 // The value at a position, conjugated on demand; taken as the pivot, whatever its column.
 template <class T, class I>
 [[gnu::always_inline]] inline T value_at(csr<T, I> a, zor_int k, bool conj) {
-  T v = a.val[k];
-  if constexpr (is_complex<T>) v.im = conj ? -v.im : v.im;
-  return v;
+  return conjugated(a.val[k], conj);
 }
 
 // The first position of a row whose column is not below the row, or one behind the row.
@@ -100,31 +109,35 @@ template <class Body>
       });
 }
 
-// The element solved last, in the form in which the next row multiplies by it: most rows need it at once, and
+// A solved element in the form in which other rows multiply by it: most rows need the one before at once, and
 // it never goes through memory as a vector that two narrower stores would hold up.
 template <class T>
 struct solved_element {
   one<T> value{};
 
-  [[gnu::always_inline]] void set(T v) { value = load<T, 1>(&v); }
+  solved_element() = default;
+  [[gnu::always_inline]] explicit solved_element(const T* x) : value(load<T, 1>(x)) {}
   [[gnu::always_inline]] one<T> times(one<T> entry) const { return mul<T>(entry, value); }
 };
 template <>
 struct solved_element<c64> {
   one<c64> re{}, im{};
 
-  [[gnu::always_inline]] void set(c64 v) { re = broadcast<one<c64>>(v.re), im = broadcast<one<c64>>(v.im); }
+  solved_element() = default;
+  [[gnu::always_inline]] explicit solved_element(const c64* x)
+      : re(broadcast<one<c64>>(x->re)), im(broadcast<one<c64>>(x->im)) {}
   [[gnu::always_inline]] one<c64> times(one<c64> entry) const { return complex_mul(re, im, entry); }
 };
 
 // rest / pivot, or rest itself for a unit diagonal; stored to x and kept.
 template <class T>
-[[gnu::always_inline]] inline void solve_row(one<T> rest, bool unit, T pivot, T* x, solved_element<T>& last) {
+[[gnu::always_inline]] inline void solve_row(one<T> rest, bool unit, const T* pivot, bool conj, T* x,
+                                             solved_element<T>& last) {
   T v;
   std::memcpy(&v, &rest, sizeof v);
-  if (!unit) v = quotient(v, pivot);
+  if (!unit) v = quotient(v, conjugated(*pivot, conj));
   *x = v;
-  last.set(v);
+  last = solved_element<T>(&v);
 }
 
 // One right-hand side j of a lower solve: s = sum of a x(col) in one chain over the entries below the
@@ -132,49 +145,28 @@ template <class T>
 template <class T, bool RowMajor, class I>
 void forward_solve(csr<T, I> a, bool conj, bool unit, zor_int m, zor_int block, dense<T, RowMajor> b,
                    zor_int j) {
-  a = a.moved();
-  // Addressed by columns in the base of the matrix.
-  const dense<T, RowMajor> x{settled(b.at(-a.base, j)), b.ld};
-  solved_element<T> previous;
-  const auto solve = [&]<int Count>(zor_int row) __attribute__((always_inline)) {
-    const zor_int r = row + a.base;
-    one<T> s{};
-    // In a row of known length it is the last entry before the diagonal that meets the element solved last.
-    const auto below = [&]<bool MayBeLast>(zor_int k) __attribute__((always_inline)) {
-      const zor_int col = a.indx[k];
-      if (col >= r) return false;
-      const one<T> entry = conj_if<T>(conj, load<T, 1>(a.val + k));
-      if (MayBeLast && col == r - 1) [[likely]]
-        s = s + previous.times(entry);
-      else
-        s = s + mul<T>(entry, load<T, 1>(x.at(col, 0)));
-      return true;
-    };
-    zor_int k = a.begin(row);
-    if constexpr (Count == 0) {
-      for (const zor_int end = a.end(row); k < end && below.template operator()<true>(k);) ++k;
-    } else {
-      [&]<int... E>(std::integer_sequence<int, E...>) __attribute__((always_inline)) {
-        (void)((below.template operator()<E == Count - 2>(k) && (k += 1, true)) && ...);
-      }
-      (std::make_integer_sequence<int, Count>{});
-    }
-    T* const place = x.at(r, 0);
-    solve_row(load<T, 1>(place) - s, unit, unit ? T{} : value_at(a, k, conj), place, previous);
-  };
-  row_blocks<false>(
-      m, block, [&](zor_int first, zor_int last) __attribute__((always_inline)) {
-        for_rows<4>(a, first, last, solve);
+  solved_element<T> solved;
+  rows_up(
+      m, block, [&](zor_int row) __attribute__((always_inline)) {
+        one<T> s{};
+        const zor_int stop = walk_forward(a, row);
+        for (zor_int k = a.begin(row); k < stop; ++k) {
+          const one<T> entry = conj_if<T>(conj, load<T, 1>(a.val + k));
+          s = s + solved_element<T>(b.at(a.column(k), j)).times(entry);
+        }
+        T* const x = b.at(row, j);
+        solve_row(load<T, 1>(x) - s, unit, a.val + stop, conj, x, solved);
       });
 }
 
 // Transposed solves: the rows are walked as they are stored, each solved element is pushed into those that
 // depend on it, x(col) = x(col) + a t with t = 0 - x(r). Lower triangles go down the rows and leftwards from
 // the pivot, upper ones up the rows and rightwards. A unit diagonal takes the stopping position as an
-// ordinary entry unless it is the diagonal.
-template <class T, bool RowMajor, class I>
-void push_solve(csr<T, I> a, view v, zor_int m, zor_int block, zor_int first, zor_int last,
-                dense<T, RowMajor> x) {
+// ordinary entry unless it is the diagonal. over(body) calls body.operator()<N>(j) for packs that cover the
+// right-hand sides.
+template <class T, bool RowMajor, class I, class Over>
+[[gnu::always_inline]] inline void push_rows(csr<T, I> a, view v, zor_int m, zor_int block,
+                                             dense<T, RowMajor> x, const Over& over) {
   const bool conj = v.conjugated(), lower = v.triangle == 'l';
   const zor_int step = lower ? -1 : 1;
   const auto push = [&](zor_int row) __attribute__((always_inline)) {
@@ -183,25 +175,31 @@ void push_solve(csr<T, I> a, view v, zor_int m, zor_int block, zor_int first, zo
     const bool skip = !v.unit() || (stop != beyond && a.column(stop) == row);
     const zor_int start = skip ? stop + step : stop;
     const zor_int count = (beyond - start) * step;
-    for_packs<T>(
-        first, last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-          pack<T, N> xr = x.template get<N>(row, j);
-          if (!v.unit()) {
-            xr = divided<T, N>(xr, value_at(a, stop, conj));
-            x.template put<N>(row, j, xr);
-          }
-          const pack<T, N> t = pack<T, N>{} - xr;
-          for (zor_int i = 0, k = start; i < count; ++i, k += step) {
-            const auto entry = spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
-            const zor_int col = a.column(k);
-            x.template put<N>(col, j, x.template get<N>(col, j) + mul<T>(entry, t));
-          }
-        });
+    over([&]<int N>(zor_int j) __attribute__((always_inline)) {
+      pack<T, N> xr = x.template get<N>(row, j);
+      if (!v.unit()) {
+        xr = divided<T, N>(xr, value_at(a, stop, conj));
+        x.template put<N>(row, j, xr);
+      }
+      const pack<T, N> t = pack<T, N>{} - xr;
+      for (zor_int i = 0, k = start; i < count; ++i, k += step) {
+        const auto entry = spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
+        const zor_int col = a.column(k);
+        x.template put<N>(col, j, x.template get<N>(col, j) + mul<T>(entry, t));
+      }
+    });
   };
   if (lower)
     rows_down(m, block, push);
   else
     rows_up(m, block, push);
+}
+template <class T, bool RowMajor, class I>
+void push_solve(csr<T, I> a, view v, zor_int m, zor_int block, zor_int first, zor_int last,
+                dense<T, RowMajor> x) {
+  push_rows<T>(
+      a, v, m, block,
+      x, [=](const auto& body) __attribute__((always_inline)) { for_packs<T>(first, last, body); });
 }
 
 // Diagonal view: x(r) = x(r) (alpha / pivot), the pivot found by the forward walk. The one solve that reads
