@@ -25,7 +25,10 @@ enum class csr_operation {
   skew,                   // the lower triangle and its image with a minus
   hermitian,              // the lower triangle and its conjugated image; type z
   diagonal,               // the diagonal of A alone
-  rows_alone              // y := A x; type d
+  rows_alone,             // y := A x; type d
+  transposed_by_rows,     // as products_by_rows: the transpose of A
+  triangular_by_rows,     // the lower triangle of A alone, all of A stored
+  symmetric_by_rows       // the lower triangle, and its image
 };
 
 // A square matrix in three-array form, base 0, rows sorted.

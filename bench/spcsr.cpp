@@ -62,6 +62,9 @@ constexpr csr_kernel<T, I> kernels[] = {};
       {.what = csr_operation::transposed_triangular, .whole = prefix##csr0ttlnc__mvout_seq},    \
       {.what = csr_operation::skew, .rows = prefix##csr0nal_c__mvout_par},                      \
       {.what = csr_operation::diagonal, .whole = prefix##csr0nd_nc__mvout_seq},                 \
+      {.what = csr_operation::transposed_by_rows, .products = prefix##csr0tg__c__mmout_par},    \
+      {.what = csr_operation::triangular_by_rows, .products = prefix##csr0ntlnc__mmout_par},    \
+      {.what = csr_operation::symmetric_by_rows, .products = prefix##csr0nslnc__mmout_par},     \
       {.what = csr_operation::hermitian, .rows = HERMITIAN(prefix)}};
 #define HERMITIAN(prefix) nullptr
 KERNELS(zor_spblas_d, double, int64_t)
@@ -146,8 +149,8 @@ constexpr named_pattern band200 = {"band of 200", [](bool quick) { return banded
 // The entries that an operation stores.
 pattern stored(const pattern& whole, csr_operation what) {
   using enum csr_operation;
-  const bool lower = what == symmetric || what == skew || what == hermitian || what == lower_solve ||
-                     what == transposed_solve || what == lower_solves_by_rows ||
+  const bool lower = what == symmetric || what == symmetric_by_rows || what == skew || what == hermitian ||
+                     what == lower_solve || what == transposed_solve || what == lower_solves_by_rows ||
                      what == lower_solves_by_columns;
   const bool upper = what == upper_solve || what == upper_solves_by_rows || what == upper_solves_by_columns;
   pattern p;
@@ -313,8 +316,8 @@ bench_case case_of(const environment& env, csr_operation what, const char* label
   c.name = fmt::format("{}{} {} {}", is_complex<T> ? 'z' : 'd', 8 * sizeof(I), label, matrix.name);
   const pattern p = stored(matrix.make(env.opts.quick), what);
   const double rows = p.rows(), entries = double(p.entries());
-  const bool mirrored =
-      what == csr_operation::symmetric || what == csr_operation::skew || what == csr_operation::hermitian;
+  const bool mirrored = what == csr_operation::symmetric || what == csr_operation::symmetric_by_rows ||
+                        what == csr_operation::skew || what == csr_operation::hermitian;
   const double used = mirrored ? 2 * entries - rows : entries;
   c.flops = (is_complex<T> ? 8.0 : 2.0) * used * double(rhs);
   c.bytes = entries * (sizeof(T) + sizeof(I)) + rows * (sizeof(I) + 3 * sizeof(T) * double(rhs));
@@ -351,6 +354,10 @@ void add_all(const environment& env, std::vector<bench_case>& cases) {
     add(csr_operation::transposed_triangular, "tr. transp.", matrix);
     add(csr_operation::skew, "skew", matrix);
     add(csr_operation::diagonal, "diagonal", matrix);
+    const I rhs = 8;
+    add(csr_operation::transposed_by_rows, "transp. 8 by rows", matrix, rhs);
+    add(csr_operation::triangular_by_rows, "triangle 8 by rows", matrix, rhs);
+    add(csr_operation::symmetric_by_rows, "symmetric 8 by rows", matrix, rhs);
     if (is_complex<T>)
       add(csr_operation::hermitian, "Hermitian", matrix);
     else

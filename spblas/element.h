@@ -250,8 +250,13 @@ template <int R, class Body>
   [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) { (body(I), ...); }
   (std::make_integer_sequence<int, R>{});
 }
-// As many packs abreast as leave room for four sums each in the registers.
-inline constexpr int abreast = width == 64 ? 4 : 2;
+// Packs abreast at most: those of the widest build hold eight cache lines, and a sum for each of them leaves
+// room in the registers of every build.
+inline constexpr int abreast = 8;
+// For products that change or weigh more than one sum. Column-major packs are put together from as many lines
+// as they have elements: one of them at a time.
+template <bool RowMajor>
+inline constexpr int abreast_in = RowMajor ? abreast / 2 : 1;
 
 // Calls body.operator()<N>(j) for packs that cover the right-hand sides first to last - 1 (from 0): the
 // widest first, then narrower ones. No sum crosses right-hand sides, so the grouping never shows.
@@ -265,7 +270,7 @@ template <class T, class Body>
   packs_from<T, widest<T>>(first, last, body);
 }
 // The same with body.operator()<N, R>(j) for R packs at once: `abreast` of the widest ones while they last,
-// then half as many.
+// then half as many, and so on.
 template <class T, int R = abreast, class Body>
 [[gnu::always_inline]] inline void for_packs_abreast(zor_int first, zor_int last, const Body& body) {
   constexpr int n = widest<T>;
@@ -276,6 +281,24 @@ template <class T, int R = abreast, class Body>
     packs_from<T, n>(
         first,
         last, [&]<int N>(zor_int j) __attribute__((always_inline)) { body.template operator()<N, 1>(j); });
+  }
+}
+
+// Calls body.operator()<N, R>(j, from, to) for the right-hand sides first to last - 1 and the rows `row` to
+// end - 1, upwards or with Down downwards. All right-hand sides pass over a few rows, about half a page of
+// the dense operand, before the next ones: so a row-major operand is one stream.
+template <class T, int R = abreast, bool Down = false, class Body>
+[[gnu::always_inline]] inline void for_panels(zor_int row, zor_int end, zor_int first, zor_int last,
+                                              const Body& body) {
+  const zor_int rows = 4 + 2048 / ((last - first) * zor_int(sizeof(T)));
+  while (row < end) {
+    const zor_int some = end - row < rows ? end - row : rows;
+    const zor_int from = Down ? end - some : row;
+    for_packs_abreast<T, R>(
+        first, last, [&]<int N, int Packs>(zor_int j) __attribute__((always_inline)) {
+          body.template operator()<N, Packs>(j, from, from + some);
+        });
+    (Down ? end : row) += Down ? -some : some;
   }
 }
 

@@ -20,24 +20,6 @@ struct product {
   T alpha;
   dense<const T, RowMajor> b;
   dense<T, RowMajor> c;
-
-  template <int N>
-  [[gnu::always_inline]] pack<T, N> entry(zor_int k, bool conj) const {
-    return spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
-  }
-  // (a alpha) of an entry.
-  template <int N>
-  [[gnu::always_inline]] pack<T, N> scaled_entry(zor_int k, bool conj) const {
-    return spread<T, N>(mul<T>(conj_if<T>(conj, load<T, 1>(a.val + k)), load<T, 1>(&alpha)));
-  }
-  template <int N>
-  [[gnu::always_inline]] pack<T, N> b_of(zor_int k, zor_int j) const {
-    return b.template get<N>(a.column(k), j);
-  }
-  template <int N, class Change>
-  [[gnu::always_inline]] void change_c(zor_int row, zor_int j, const Change& change) const {
-    c.template put<N>(row, j, change(c.template get<N>(row, j)));
-  }
 };
 
 // The row dot of mvout for R packs of right-hand sides from j on, then c(r, j) = c(r, j) + s alpha, for rows
@@ -61,20 +43,16 @@ template <int N, int R, class T, bool RowMajor, bool RowsOfB, class I>
       });
 }
 
-// The same for right-hand sides first to last - 1. All of them pass over a few rows, half a page of C, before
-// the next ones: so C is one stream. A line of a column-major B is one pack in the widest build.
+// The same for right-hand sides first to last - 1. A line of a column-major B is one pack in the widest
+// build.
 template <class T, bool RowMajor, bool RowsOfB, class I>
 void dot_rows(const product<T, RowMajor, I>& p, bool conj, zor_int row, zor_int end, zor_int first,
               zor_int last, dense<const T, RowsOfB> b) {
-  constexpr int most = RowMajor || width < 64 ? abreast : 1;
-  const zor_int rows = 4 + 2048 / ((last - first) * zor_int(sizeof(T)));
-  for (zor_int stop; row < end; row = stop) {
-    stop = end - row < rows ? end : row + rows;
-    for_packs_abreast<T, most>(
-        first, last, [&]<int N, int R>(zor_int j) __attribute__((always_inline)) {
-          dot_panel<N, R>(p, conj, row, stop, j, b);
-        });
-  }
+  for_panels<T, RowMajor ? abreast : 64 / width>(
+      row, end, first,
+      last, [&]<int N, int R>(zor_int j, zor_int from, zor_int to) __attribute__((always_inline)) {
+        dot_panel<N, R>(p, conj, from, to, j, b);
+      });
 }
 
 // The rows of B that some rows of A use, first to last, and how many entries use them.
@@ -154,43 +132,85 @@ bool dot_rows_of_copy(const product<T, RowMajor, I>& p, bool conj, zor_int row, 
   return true;
 }
 
-// The whole row as the views that subtract again take it: groups of four,
-// c(r, j) = c(r, j) + (((a3 b3 + a2 b2) + a1 b1) + a0 b0) alpha, then single entries, c(r, j) + (a alpha) b.
-template <int N, class T, bool RowMajor, class I>
-[[gnu::always_inline]] inline pack<T, N> whole_row(product<T, RowMajor, I> p, bool conj, zor_int row,
-                                                   zor_int j) {
+// R packs of right-hand sides of the views that subtract again, from j on, addressed from there.
+template <int N, int R, class T, bool RowMajor, class I>
+struct view_panel {
   using V = pack<T, N>;
-  const auto term = [&](zor_int k) __attribute__((always_inline)) {
-    return mul<T>(p.template entry<N>(k, conj), p.template b_of<N>(k, j));
-  };
-  V c = p.c.template get<N>(row, j);
-  zor_int k = p.a.begin(row);
-  for (; k + 4 <= p.a.end(row); k += 4) {
-    const V group = term(k + 3) + term(k + 2) + term(k + 1) + term(k);
-    c = c + mul<T>(group, spread<T, N>(&p.alpha));
+  csr<T, I> a;
+  dense<const T, RowMajor> b;
+  dense<T, RowMajor> c;
+  V alpha;
+
+  view_panel(const product<T, RowMajor, I>& p, zor_int j)
+      : a(p.a), b{p.b.at(0, j), p.b.ld}, c{p.c.at(0, j), p.c.ld}, alpha(spread<T, N>(&p.alpha)) {}
+
+  [[gnu::always_inline]] V entry(zor_int k, bool conj) const {
+    return spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
   }
-  for (; k < p.a.end(row); ++k) c = c + mul<T>(p.template scaled_entry<N>(k, conj), p.template b_of<N>(k, j));
-  return c;
-}
+  // (a alpha) of an entry.
+  [[gnu::always_inline]] V scaled_entry(zor_int k, bool conj) const { return mul<T>(entry(k, conj), alpha); }
+  [[gnu::always_inline]] V b_of(zor_int k, int i) const { return b.template get<N>(a.column(k), i * N); }
+  [[gnu::always_inline]] packs<T, N, R> row_of_c(zor_int row) const {
+    packs<T, N, R> v;
+    each<R>([&](int i) __attribute__((always_inline)) { v.at[i] = c.template get<N>(row, i * N); });
+    return v;
+  }
+  template <class Change>
+  [[gnu::always_inline]] void change_c(zor_int row, const Change& change) const {
+    each<R>([&](int i) __attribute__((always_inline)) {
+      c.template put<N>(row, i * N, change(i, c.template get<N>(row, i * N)));
+    });
+  }
+  // The whole row: groups of four, c(r, j) = c(r, j) + (((a3 b3 + a2 b2) + a1 b1) + a0 b0) alpha, then single
+  // entries, c(r, j) + (a alpha) b.
+  [[gnu::always_inline]] packs<T, N, R> whole_row(zor_int row, bool conj) const {
+    packs<T, N, R> v = row_of_c(row);
+    zor_int k = a.begin(row);
+    const zor_int end = settled(a.end(row));
+    for (; k + 4 <= end; k += 4) {
+      const V e0 = entry(k, conj), e1 = entry(k + 1, conj), e2 = entry(k + 2, conj), e3 = entry(k + 3, conj);
+      each<R>([&](int i) __attribute__((always_inline)) {
+        const V group = mul<T>(e3, b_of(k + 3, i)) + mul<T>(e2, b_of(k + 2, i)) + mul<T>(e1, b_of(k + 1, i)) +
+                        mul<T>(e0, b_of(k, i));
+        v.at[i] = v.at[i] + mul<T>(group, alpha);
+      });
+    }
+    for (; k < end; ++k) {
+      const V f = scaled_entry(k, conj);
+      each<R>([&](int i) __attribute__((always_inline)) { v.at[i] = v.at[i] + mul<T>(f, b_of(k, i)); });
+    }
+    return v;
+  }
+};
 
 // Triangular view: the whole row, then u = sum of (a alpha) b over the entries outside the view, a unit
 // diagonal among them; c(r, j) = c(r, j) - u, with b(r, j) alpha added before for a unit diagonal.
-template <class T, bool RowMajor, class I>
-void triangle(product<T, RowMajor, I> p, view v) {
-  const bool conj = v.conjugated();
-  for (zor_int row = 0; row < p.m; ++row) {
-    for_packs<T>(
-        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-          using V = pack<T, N>;
-          V c = whole_row<N>(p, conj, row, j);
-          V u{};
-          for (zor_int k = p.a.begin(row); k < p.a.end(row); ++k) {
-            if (v.side() * (p.a.column(k) - row) <= v.bound()) continue;
-            u = u + mul<T>(p.template scaled_entry<N>(k, conj), p.template b_of<N>(k, j));
-          }
-          if (v.unit()) c = mul<T>(p.b.template get<N>(row, j), spread<T, N>(&p.alpha)) + c;
-          p.c.template put<N>(row, j, c - u);
-        });
+template <int N, int R, class T, bool RowMajor, class I>
+[[gnu::noinline]] void triangle_panel(const product<T, RowMajor, I>& p, view v, zor_int row, zor_int end,
+                                      zor_int j) {
+  const view_panel<N, R, T, RowMajor, I> q(p, j);
+  for (; row < end; ++row) {
+    packs<T, N, R> c = q.whole_row(row, v.conjugated()), u{};
+    const zor_int last = settled(q.a.end(row));
+    for (zor_int k = q.a.begin(row); k < last; ++k) {
+      if (v.side() * (q.a.column(k) - row) <= v.bound()) continue;
+      const auto f = q.scaled_entry(k, v.conjugated());
+      each<R>([&](int i) __attribute__((always_inline)) { u.at[i] = u.at[i] + mul<T>(f, q.b_of(k, i)); });
+    }
+    each<R>([&](int i) __attribute__((always_inline)) {
+      if (v.unit()) c.at[i] = mul<T>(q.b.template get<N>(row, i * N), q.alpha) + c.at[i];
+      q.c.template put<N>(row, i * N, c.at[i] - u.at[i]);
+    });
+  }
+}
+
+template <int N, int R, class T, bool RowMajor, class I>
+[[gnu::noinline]] void whole_panel(const product<T, RowMajor, I>& p, bool conj, zor_int row, zor_int end,
+                                   zor_int j) {
+  const view_panel<N, R, T, RowMajor, I> q(p, j);
+  for (; row < end; ++row) {
+    const packs<T, N, R> c = q.whole_row(row, conj);
+    each<R>([&](int i) __attribute__((always_inline)) { q.c.template put<N>(row, i * N, c.at[i]); });
   }
 }
 
@@ -198,41 +218,62 @@ void triangle(product<T, RowMajor, I> p, view v) {
 // their mirror row, c(col, j) = c(col, j) + (b(r, j) alpha) a (minus for Skew), those outside are gathered,
 // u = u + (a alpha) b, with the diagonal among them unless it is stored; c(r, j) = c(r, j) - u, and a unit
 // diagonal adds b(r, j) alpha last.
-template <bool Skew, class T, bool RowMajor, class I>
-void correct(product<T, RowMajor, I> p, view v, bool gather, bool mirror) {
+template <bool Skew, int N, int R, class T, bool RowMajor, class I>
+[[gnu::noinline]] void correct_panel(const product<T, RowMajor, I>& p, view v, bool gather, bool mirror,
+                                     zor_int row, zor_int end, zor_int j) {
+  using V = pack<T, N>;
+  const view_panel<N, R, T, RowMajor, I> q(p, j);
   const bool keep_diagonal = v.diagonal == 'n';
-  for (zor_int row = 0; row < p.m; ++row) {
-    for_packs<T>(
-        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-          using V = pack<T, N>;
-          const V t = mul<T>(p.b.template get<N>(row, j), spread<T, N>(&p.alpha));
-          V u{};
-          for (zor_int k = p.a.begin(row); k < p.a.end(row); ++k) {
-            const zor_int beyond = v.side() * (p.a.column(k) - row);
-            if (beyond < 0) {
-              const V image = mul<T>(t, p.template entry<N>(k, mirror));
-              p.template change_c<N>(p.a.column(k), j, [&](V c) { return Skew ? c - image : c + image; });
-            } else if (beyond > 0 || !keep_diagonal) {
-              u = u + mul<T>(p.template scaled_entry<N>(k, gather), p.template b_of<N>(k, j));
-            }
-          }
-          p.template change_c<N>(row, j, [&](V c) { return v.unit() ? c - u + t : c - u; });
-        });
+  for (; row < end; ++row) {
+    packs<T, N, R> t, u{};
+    each<R>([&](int i) __attribute__((always_inline)) {
+      t.at[i] = mul<T>(q.b.template get<N>(row, i * N), q.alpha);
+    });
+    const zor_int last = settled(q.a.end(row));
+    for (zor_int k = q.a.begin(row); k < last; ++k) {
+      const zor_int beyond = v.side() * (q.a.column(k) - row);
+      if (beyond < 0) {
+        const V e = q.entry(k, mirror);
+        q.change_c(
+            q.a.column(k), [&](int i, V c) __attribute__((always_inline)) {
+              const V image = mul<T>(t.at[i], e);
+              return Skew ? c - image : c + image;
+            });
+      } else if (beyond > 0 || !keep_diagonal) {
+        const V f = q.scaled_entry(k, gather);
+        each<R>([&](int i) __attribute__((always_inline)) { u.at[i] = u.at[i] + mul<T>(f, q.b_of(k, i)); });
+      }
+    }
+    q.change_c(
+        row, [&](int i, V c)
+                 __attribute__((always_inline)) { return v.unit() ? c - u.at[i] + t.at[i] : c - u.at[i]; });
   }
 }
 
+template <class T, bool RowMajor, class I>
+void triangle(const product<T, RowMajor, I>& p, view v) {
+  for_panels<T, abreast_in<RowMajor>>(
+      0, p.m, p.first,
+      p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
+        triangle_panel<N, R>(p, v, row, end, j);
+      });
+}
+
 template <bool Skew, class T, bool RowMajor, class I>
-void mirrored(product<T, RowMajor, I> p, view v) {
+void mirrored(const product<T, RowMajor, I>& p, view v) {
   const bool hermitian = v.structure == 'h';
   const bool gather = hermitian ? v.op == 't' : v.conjugated();
   const bool mirror = hermitian ? v.op == 'n' : v.conjugated();
-  for (zor_int row = 0; row < p.m; ++row) {
-    for_packs<T>(
-        p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-          p.c.template put<N>(row, j, whole_row<N>(p, gather, row, j));
-        });
-  }
-  correct<Skew>(p, v, gather, mirror);
+  for_panels<T, abreast_in<RowMajor>>(
+      0, p.m, p.first,
+      p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
+        whole_panel<N, R>(p, gather, row, end, j);
+      });
+  for_panels<T, abreast_in<RowMajor>>(
+      0, p.m, p.first,
+      p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
+        correct_panel<Skew, N, R>(p, v, gather, mirror, row, end, j);
+      });
 }
 
 // Only the column-major members block their rows.

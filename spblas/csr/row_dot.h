@@ -55,20 +55,39 @@ template <int Count, class T, bool Conj, class I>
   return sum;
 }
 
+// A row of x that is still in registers, for R packs of right-hand sides.
+template <class T, int N, int R>
+struct kept_row {
+  zor_int index = -1;
+  packs<T, N, R> value{};
+};
+
 // The same sum over positions k to end - 1 for each of R packs of right-hand sides; Count, where not 0, is
-// their number. x is shifted by the index base and starts at the first of the right-hand sides. Fewer than
-// eight entries are one chain, whatever their grouping.
-template <int N, int R = 1, int Count = 0, class T, bool RowMajor, class I>
+// their number. x is shifted by the index base and starts at the first of the right-hand sides; with Kept the
+// row `kept`, counted in that base too, is not loaded. Fewer than eight entries are one chain, whatever their
+// grouping.
+template <int N, int R = 1, int Count = 0, bool Kept = false, class T, bool RowMajor, class I>
 [[gnu::always_inline]] inline packs<T, N, R> row_dots(csr<T, I> a, bool conj, zor_int k, zor_int end,
-                                                      dense<const T, RowMajor> x) {
+                                                      dense<const T, RowMajor> x,
+                                                      const kept_row<T, N, R>& kept = {}) {
   static_assert(Count < 8, "a longer row is no single chain");
   const typename spread_factor<T, N>::signs signs(conj);
   const auto add = [&](packs<T, N, R> & s, zor_int at) __attribute__((always_inline)) {
     const spread_factor<T, N> entry(a.val + at, signs);
     const zor_int col = a.indx[at];
-    each<R>([&](int i) __attribute__((always_inline)) {
-      s.at[i] = s.at[i] + entry.times(x.template get<N>(col, i * N));
-    });
+    if (Kept && col == kept.index)
+      each<R>([&](int i)
+                  __attribute__((always_inline)) { s.at[i] = s.at[i] + entry.times(kept.value.at[i]); });
+    else
+      each<R>([&](int i) __attribute__((always_inline)) {
+        s.at[i] = s.at[i] + entry.times(x.template get<N>(col, i * N));
+      });
+  };
+  const auto half = [&](int i) __attribute__((always_inline)) {
+    constexpr int n = R / 2;
+    kept_row<T, N, n> part{kept.index};
+    each<n>([&](int l) __attribute__((always_inline)) { part.value.at[l] = kept.value.at[i * n + l]; });
+    return row_dots<N, n, 0, Kept>(a, conj, k, end, dense<const T, RowMajor>{x.at(0, i * n * N), x.ld}, part);
   };
   // The processor alone asks too late for entries; and for rows of x, where much is done with each of them.
   const auto touch_ahead = [&] __attribute__((always_inline)) {
@@ -80,6 +99,13 @@ template <int N, int R = 1, int Count = 0, class T, bool RowMajor, class I>
   };
   packs<T, N, R> s{};
   if (Count == 0 && end - k >= 8) {
+    // Four sums for each of more packs would not find room in the registers.
+    if constexpr (R > (width == 64 ? 4 : 2)) {
+      const packs<T, N, R / 2> low = half(0), high = half(1);
+      each<R / 2>([&](int i)
+                      __attribute__((always_inline)) { s.at[i] = low.at[i], s.at[R / 2 + i] = high.at[i]; });
+      return s;
+    }
     packs<T, N, R> s1{}, s2{}, s3{};
     for (; k + 4 <= end; k += 4) {
       touch_ahead();

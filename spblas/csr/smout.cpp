@@ -35,57 +35,88 @@ void forward_without_workspace(solve_of<T, RowMajor, I> p, view v) {
   for (zor_int j = p.first; j < p.last; ++j) forward_solve(p.a, v.conjugated(), v.unit(), p.m, block, p.x, j);
 }
 
-// Lower solve: w(j) = sum of a x(col, j) over the entries below the diagonal, then with t = 1 / pivot
-// x(r, j) = (x(r, j) - w(j)) t, or x(r, j) - w(j) for a unit diagonal.
+// (x(r, j) - s) t for R packs of right-hand sides, or x(r, j) - s for a unit diagonal; stored and kept,
+// since most rows need the one solved last at once.
+template <int N, int R, class T, bool RowMajor>
+[[gnu::always_inline]] inline void solve_packs(bool unit, T t, packs<T, N, R> s, dense<T, RowMajor> x,
+                                               zor_int r, kept_row<T, N, R>& last) {
+  const auto factor = spread<T, N>(&t);
+  last.index = r;
+  each<R>([&](int i) __attribute__((always_inline)) {
+    const auto rest = x.template get<N>(r, i * N) - s.at[i];
+    last.value.at[i] = unit ? rest : mul<T>(rest, factor);
+    x.template put<N>(r, i * N, last.value.at[i]);
+  });
+}
+
+// Lower solve for R packs of right-hand sides from j on, rows `first` to last - 1: s = sum of a x(col, j) in
+// one chain over the entries below the diagonal, then with t = 1 / pivot x(r, j) = (x(r, j) - s) t, or
+// x(r, j) - s for a unit diagonal.
+template <int N, int R, class T, bool RowMajor, class I>
+[[gnu::noinline]] void forward_panel(const solve_of<T, RowMajor, I>& p, view v, zor_int first, zor_int last,
+                                     zor_int j) {
+  const csr<T, I> a = p.a.moved();
+  // Addressed by columns in the base of the matrix.
+  const dense<T, RowMajor> x{settled(p.x.at(-a.base, j)), p.x.ld};
+  kept_row<T, N, R> previous;
+  for (zor_int row = first; row < last; ++row) {
+    const zor_int r = row + a.base, end = settled(a.end(row));
+    packs<T, N, R> s{};
+    zor_int k = a.begin(row);
+    for (; k < end && a.indx[k] < r; ++k) {
+      const zor_int col = a.indx[k];
+      const auto entry = spread<T, N>(conj_if<T>(v.conjugated(), load<T, 1>(a.val + k)));
+      if (col == previous.index) [[likely]]
+        each<R>([&](int i) __attribute__((always_inline)) {
+          s.at[i] = s.at[i] + mul<T>(entry, previous.value.at[i]);
+        });
+      else
+        each<R>([&](int i) __attribute__((always_inline)) {
+          s.at[i] = s.at[i] + mul<T>(entry, x.template get<N>(col, i * N));
+        });
+    }
+    solve_packs<N, R>(v.unit(), v.unit() ? T{} : reciprocal(value_at(a, k, v.conjugated())), s, x, r,
+                      previous);
+  }
+}
+
+// Whether the workspace is there decides between two forms; the sums of this one stay in registers.
 template <class T, bool RowMajor, class I>
-void forward(solve_of<T, RowMajor, I> p, view v) {
+void forward(const solve_of<T, RowMajor, I>& p, view v) {
   T* const w = workspace<T>(p.n);
   if (w == nullptr) return forward_without_workspace(p, v);
-  rows_up(
-      p.m, rows_of_block(v, p.a.base, true), [&](zor_int row) __attribute__((always_inline)) {
-        for_packs<T>(
-            p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-              store<T, N>(w + j, pack<T, N>{});
-            });
-        const zor_int stop = walk_forward(p.a, row);
-        for (zor_int k = p.a.begin(row); k < stop; ++k) {
-          const one<T> entry = conj_if<T>(v.conjugated(), load<T, 1>(p.a.val + k));
-          const zor_int col = p.a.column(k);
-          for_packs<T>(
-              p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-                store<T, N>(w + j,
-                            load<T, N>(w + j) + mul<T>(spread<T, N>(entry), p.x.template get<N>(col, j)));
-              });
-        }
-        const T t = v.unit() ? T{} : reciprocal(value_at(p.a, stop, v.conjugated()));
-        for_packs<T>(
-            p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-              const pack<T, N> rest = p.x.template get<N>(row, j) - load<T, N>(w + j);
-              p.x.template put<N>(row, j, v.unit() ? rest : mul<T>(rest, spread<T, N>(&t)));
-            });
+  for_panels<T>(
+      0, p.m, p.first,
+      p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
+        forward_panel<N, R>(p, v, row, end, j);
       });
   zor_serv_deallocate(w);
 }
 
 // Upper solve: s = row dot over the entries behind the pivot, t = 1 / pivot, x(r, j) = (x(r, j) - s) t; a
 // unit diagonal steps over the stopping position only when it is the diagonal, x(r, j) = x(r, j) - s.
-template <class T, bool RowMajor, class I>
-void backward(solve_of<T, RowMajor, I> p, view v) {
+template <int N, int R, class T, bool RowMajor, class I>
+[[gnu::noinline]] void backward_panel(const solve_of<T, RowMajor, I>& p, view v, zor_int first, zor_int row,
+                                      zor_int j) {
   const csr<T, I> a = p.a.moved();
-  const dense<const T, RowMajor> solved{settled(p.x.at(-a.base, 0)), p.x.ld};
-  rows_down(
-      p.m, rows_of_block(v, p.a.base, true), [&](zor_int row) __attribute__((always_inline)) {
-        const zor_int stop = walk_forward(a, row), end = a.end(row);
-        const zor_int k = !v.unit() || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
-        const T t = v.unit() ? T{} : reciprocal(value_at(a, stop, v.conjugated()));
-        for_packs<T>(
-            p.first, p.last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-              const pack<T, N> rest =
-                  p.x.template get<N>(row, j) -
-                  row_dots<N>(a, v.conjugated(), k, end, dense<const T, RowMajor>{solved.at(0, j), solved.ld})
-                      .at[0];
-              p.x.template put<N>(row, j, v.unit() ? rest : mul<T>(rest, spread<T, N>(&t)));
-            });
+  const dense<T, RowMajor> x{settled(p.x.at(-a.base, j)), p.x.ld};
+  kept_row<T, N, R> previous;
+  while (row-- > first) {
+    const zor_int stop = walk_forward(a, row), end = a.end(row);
+    const zor_int k = !v.unit() || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
+    const auto s =
+        row_dots<N, R, 0, true>(a, v.conjugated(), k, end, dense<const T, RowMajor>{x.data, x.ld}, previous);
+    solve_packs<N, R>(v.unit(), v.unit() ? T{} : reciprocal(value_at(a, stop, v.conjugated())), s, x,
+                      row + a.base, previous);
+  }
+}
+
+template <class T, bool RowMajor, class I>
+void backward(const solve_of<T, RowMajor, I>& p, view v) {
+  for_panels<T, abreast, true>(
+      0, p.m, p.first,
+      p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
+        backward_panel<N, R>(p, v, row, end, j);
       });
 }
 

@@ -279,7 +279,7 @@ using many_solve = void (*)(const I*, const I*, const I*, const I*, const T*, co
 
 template <class T, class I>
 void check_smout(const char* name, const shape& s, many_solve<T, I> f) {
-  const columns all_columns[] = {{1, 1, 1}, {6, 2, 5}, {21, 1, 21}, {21, 3, 19}, {3, 3, 2}};
+  const columns all_columns[] = {{1, 1, 1}, {6, 2, 5}, {21, 1, 21}, {69, 3, 69}, {3, 3, 2}};
   for (const system_size& z : all_sizes) {
     for (const columns& n : all_columns) {
       if ((z.m > 100 && n.n > 6) || z.side != 0) continue;

@@ -20,6 +20,13 @@ std::function<void()> products(const csr_arrays<T, I>& a, const matrix<T, I>& A)
   return [=]() mutable { c.noalias() += A * b; };
 }
 
+template <class T, class I>
+std::function<void()> transposed_products(const csr_arrays<T, I>& a, const matrix<T, I>& A) {
+  const Eigen::Map<const dense<T, Eigen::RowMajor>> b(a.x, a.rows, a.rhs);
+  Eigen::Map<dense<T, Eigen::RowMajor>> c(a.y, a.rows, a.rhs);
+  return [=]() mutable { c.noalias() += A.transpose() * b; };
+}
+
 template <int Triangle, class T, class I>
 std::function<void()> solve(const csr_arrays<T, I>& a, const matrix<T, I>& A) {
   const Eigen::Map<const vector<T>> x(a.x, a.rows);
@@ -77,6 +84,8 @@ void* open_eigen(const csr_job& job) {
             return solves<Eigen::Upper, Eigen::ColMajor>(a, A);
           case csr_operation::transposed:
             return [=]() mutable { y.noalias() += A.transpose() * x; };
+          case csr_operation::transposed_by_rows:
+            return transposed_products(a, A);
           case csr_operation::rows_alone:
             return [=]() mutable { y.noalias() = A * x; };
           default:

@@ -102,6 +102,14 @@ void for_entries(const csr_arrays<T, I>& a, const Visit& visit) {
     for (I k = a.start[r]; k < a.start[r + 1]; ++k) visit(r, int64_t(a.column[k]), a.value[k]);
 }
 
+// The row of C that an entry changes, by a row of B.
+template <class T, class I>
+void add_row(const csr_arrays<T, I>& a, int64_t to, T factor, int64_t from) {
+  T* __restrict c = a.y + to * a.rhs;
+  const T* b = a.x + from * a.rhs;
+  for (int64_t j = 0; j < a.rhs; ++j) c[j] += factor * b[j];
+}
+
 double conjugate(double v) { return v; }
 std::complex<double> conjugate(std::complex<double> v) { return std::conj(v); }
 
@@ -161,6 +169,21 @@ void* open_loops(const csr_job& job) {
         return [a] {
           for_entries(a, [&](int64_t r, int64_t c, auto v) {
             if (c == r) a.y[r] += v * a.x[c];
+          });
+        };
+      case csr_operation::transposed_by_rows:
+        return [a] { for_entries(a, [&](int64_t r, int64_t c, auto v) { add_row(a, c, v, r); }); };
+      case csr_operation::triangular_by_rows:
+        return [a] {
+          for_entries(a, [&](int64_t r, int64_t c, auto v) {
+            if (c <= r) add_row(a, r, v, c);
+          });
+        };
+      case csr_operation::symmetric_by_rows:
+        return [a] {
+          for_entries(a, [&](int64_t r, int64_t c, auto v) {
+            add_row(a, r, v, c);
+            if (c != r) add_row(a, c, v, r);
           });
         };
       case csr_operation::rows_alone:
