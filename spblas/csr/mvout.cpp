@@ -191,7 +191,7 @@ void triangle_unit(const product<T, I>& given) {
 // Symmetric and Hermitian views by classification, one pass: with t = x(r) alpha, an entry inside the
 // triangle is scattered to its mirror row, y(c) = y(c) + t a, and gathered, s = s + a x(c); a diagonal entry
 // is gathered; one beyond the diagonal is not touched. y(r) = y(r) + s alpha. Gather and Mirror conjugate a
-// in the one use or the other. The entries of long rows are looked at four at a time, which leaves fewer
+// in the one use or the other. The entries of long rows are looked at six at a time, which leaves fewer
 // branches; in short rows it costs more than it saves.
 template <class T, int Side, bool Gather, bool Mirror, class I>
 void classify(const product<T, I>& given) {
@@ -241,7 +241,7 @@ void classify(const product<T, I>& given) {
     } else {
       const zor_int end = settled(a.end(r));
       if constexpr (Long)
-        for (; k + 4 <= end; k += 4) straight.template operator()<4, -1>(k);
+        for (; k + 6 <= end; k += 6) straight.template operator()<6, -1>(k);
       any(k, end);
     }
     p.set_y(r, p.y_at(r) + p.scaled(s));
