@@ -163,12 +163,15 @@ void forward_solve(csr<T, I> a, bool conj, bool unit, zor_int m, zor_int block, 
 // depend on it, x(col) = x(col) + a t with t = 0 - x(r). Lower triangles go down the rows and leftwards from
 // the pivot, upper ones up the rows and rightwards. A unit diagonal takes the stopping position as an
 // ordinary entry unless it is the diagonal. over(body) calls body.operator()<N>(j) for packs that cover the
-// right-hand sides.
-template <class T, bool RowMajor, class I, class Over>
+// right-hand sides. With One there is one of them: what the next row begins with is then kept, since memory
+// would give it back late.
+template <class T, bool One, bool RowMajor, class I, class Over>
 [[gnu::always_inline]] inline void push_rows(csr<T, I> a, view v, zor_int m, zor_int block,
                                              dense<T, RowMajor> x, const Over& over) {
   const bool conj = v.conjugated(), lower = v.triangle == 'l';
   const zor_int step = lower ? -1 : 1;
+  one<T> kept{};
+  zor_int kept_row = -1;
   const auto push = [&](zor_int row) __attribute__((always_inline)) {
     const zor_int stop = lower ? walk_backward(a, row) : walk_forward(a, row);
     const zor_int beyond = lower ? a.begin(row) - 1 : a.end(row);
@@ -176,7 +179,11 @@ template <class T, bool RowMajor, class I, class Over>
     const zor_int start = skip ? stop + step : stop;
     const zor_int count = (beyond - start) * step;
     over([&]<int N>(zor_int j) __attribute__((always_inline)) {
-      pack<T, N> xr = x.template get<N>(row, j);
+      pack<T, N> xr;
+      if constexpr (One)
+        xr = kept_row == row ? kept : x.template get<N>(row, j);
+      else
+        xr = x.template get<N>(row, j);
       if (!v.unit()) {
         xr = divided<T, N>(xr, value_at(a, stop, conj));
         x.template put<N>(row, j, xr);
@@ -185,7 +192,10 @@ template <class T, bool RowMajor, class I, class Over>
       for (zor_int i = 0, k = start; i < count; ++i, k += step) {
         const auto entry = spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
         const zor_int col = a.column(k);
-        x.template put<N>(col, j, x.template get<N>(col, j) + mul<T>(entry, t));
+        const pack<T, N> sum = x.template get<N>(col, j) + mul<T>(entry, t);
+        x.template put<N>(col, j, sum);
+        if constexpr (One)
+          if (col == row + step) kept = sum, kept_row = col;
       }
     });
   };
@@ -197,7 +207,7 @@ template <class T, bool RowMajor, class I, class Over>
 template <class T, bool RowMajor, class I>
 void push_solve(csr<T, I> a, view v, zor_int m, zor_int block, zor_int first, zor_int last,
                 dense<T, RowMajor> x) {
-  push_rows<T>(
+  push_rows<T, false>(
       a, v, m, block,
       x, [=](const auto& body) __attribute__((always_inline)) { for_packs<T>(first, last, body); });
 }

@@ -222,19 +222,20 @@ void backward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, zor_int 
   for_rows<4, 2, true>(a, first, last, solve);
 }
 
-// The lines of grids abreast, the other rows one by one. A line begins where the length of rows changes.
-// Where lines were looked for in vain, they are looked for again after twice as many rows.
+// The lines of grids abreast, the other rows one by one. A line begins where the length of rows changes, with
+// two rows of one length. Where lines were looked for in vain, they are looked for again after twice as many
+// rows.
 template <bool Down, bool Conj, class T, class I>
 void row_solve(csr<T, I> a, bool unit, zor_int m, T* x) {
   a = a.moved();
   const triangle<Down, Conj, T, I> t{a, unit, x};
   const auto row = [=](zor_int i) { return Down ? m - 1 - i : i; };
+  const auto length = [=](zor_int i) { return a.end(row(i)) - a.begin(row(i)); };
   for (zor_int done = 0, alone = 0; done < m;) {
     zor_int next = std::min(done + alone, m);
-    if (next > 0 && next < m) {
-      const zor_int r = row(next), length = a.end(row(next - 1)) - a.begin(row(next - 1));
-      next += equal_steps<Down>(a.pntre + r, a.pntrb + r, length, m - next);
-    }
+    if (next > 0 && next < m)
+      next += equal_steps<Down>(a.pntre + row(next), a.pntrb + row(next), length(next - 1), m - next);
+    while (next + 1 < m && length(next) != length(next + 1)) ++next;
     if constexpr (Down)
       backward_rows<Conj>(a, unit, m - next, m - done, m, x);
     else
@@ -251,7 +252,7 @@ void solve(csr<T, I> a, zor_int m, T alpha, T* y) {
   if constexpr (V.structure == 'd')
     diagonal_solve(a, V.conjugated(), m, 0, 1, alpha, x);
   else if constexpr (V.transposed())
-    push_rows<T>(
+    push_rows<T, true>(
         a, V, m, rows_of_block(V, a.base, false), x,
         [](const auto& body) __attribute__((always_inline)) { body.template operator()<1>(0); });
   else
