@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -52,14 +53,18 @@ zor_ref::row_list<T> random_rows(random_bits& random, numbers kind, int64_t m, i
   return rows;
 }
 
-// The arrays of a list of rows: columns in the given base, row pointers that start at `origin`.
+// The arrays of a list of rows: columns in the given base, row pointers that start at `origin`. With gaps a
+// NaN that belongs to no row follows every tenth one.
 template <class T, class I>
 struct csr_arrays {
   guarded<T> val;
   guarded<I> indx, pntrb, pntre;
 
-  csr_arrays(const zor_ref::row_list<T>& rows, int base, I origin)
-      : val(count(rows)), indx(count(rows)), pntrb(rows.size() + 1), pntre(rows.size()) {
+  csr_arrays(const zor_ref::row_list<T>& rows, int base, I origin, bool gaps = false)
+      : val(count(rows) + (gaps ? rows.size() / 10 : 0)),
+        indx(val.size()),
+        pntrb(rows.size() + 1),
+        pntre(rows.size()) {
     size_t k = 0;
     for (size_t r = 0; r < rows.size(); ++r) {
       pntrb[r] = I(k) + origin;
@@ -68,6 +73,10 @@ struct csr_arrays {
         indx[k++] = I(e.column - 1 + base);
       }
       pntre[r] = I(k) + origin;
+      if (gaps && r % 10 == 9) {
+        reals(val.data() + k)[0] = real<T>(NAN);
+        indx[k++] = I(base);
+      }
     }
     pntrb[rows.size()] = I(k) + origin;
   }
