@@ -120,10 +120,10 @@ bool dot_rows_of_copy(const product<T, RowMajor, I>& p, bool conj, zor_int row, 
   if (copy == nullptr) return false;
   for (zor_int first = p.first; first < p.last; first += columns) {
     const zor_int last = p.last - first < columns ? p.last : first + columns;
-    for_packs<T>(
-        first, last, [&]<int N>(zor_int j) __attribute__((always_inline)) {
-          T* to = copy + j - first;
-          for (zor_int i = r.first; i <= r.last; ++i, to += columns)
+    for_panels<T, 1>(
+        r.first, r.last + 1, first,
+        last, [&]<int N, int>(zor_int j, zor_int i, zor_int stop) __attribute__((always_inline)) {
+          for (T* to = copy + (i - r.first) * columns + j - first; i < stop; ++i, to += columns)
             store<T, N>(to, p.b.template get<N>(i, j));
         });
     dot_rows(p, conj, row, end, first, last, dense<const T, true>{copy - r.first * columns - first, columns});
