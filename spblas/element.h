@@ -284,6 +284,10 @@ template <class T, int R = abreast, class Body>
   }
 }
 
+// The most rows of a panel.
+template <class T>
+inline constexpr zor_int most_rows = 4 + 2048 / zor_int(sizeof(T));
+
 // Calls body.operator()<N, R>(j, from, to) for the right-hand sides first to last - 1 and the rows `row` to
 // end - 1, upwards or with Down downwards. All right-hand sides pass over a few rows, about half a page of
 // the dense operand, before the next ones: so a row-major operand is one stream.

@@ -51,10 +51,10 @@ template <int N, int R, class T, bool RowMajor>
 
 // Lower solve for R packs of right-hand sides from j on, rows `first` to last - 1: s = sum of a x(col, j) in
 // one chain over the entries below the diagonal, then with t = 1 / pivot x(r, j) = (x(r, j) - s) t, or
-// x(r, j) - s for a unit diagonal.
+// x(r, j) - s for a unit diagonal. The first of the right-hand sides leave t of each row in `factors`.
 template <int N, int R, class T, bool RowMajor, class I>
 [[gnu::noinline]] void forward_panel(const solve_of<T, RowMajor, I>& p, view v, zor_int first, zor_int last,
-                                     zor_int j) {
+                                     zor_int j, T* factors) {
   const csr<T, I> a = p.a.moved();
   // Addressed by columns in the base of the matrix.
   const dense<T, RowMajor> x{settled(p.x.at(-a.base, j)), p.x.ld};
@@ -75,8 +75,8 @@ template <int N, int R, class T, bool RowMajor, class I>
           s.at[i] = s.at[i] + mul<T>(entry, x.template get<N>(col, i * N));
         });
     }
-    solve_packs<N, R>(v.unit(), v.unit() ? T{} : reciprocal(value_at(a, k, v.conjugated())), s, x, r,
-                      previous);
+    if (!v.unit() && j == p.first) factors[row - first] = reciprocal(value_at(a, k, v.conjugated()));
+    solve_packs<N, R>(v.unit(), v.unit() ? T{} : factors[row - first], s, x, r, previous);
   }
 }
 
@@ -85,10 +85,11 @@ template <class T, bool RowMajor, class I>
 void forward(const solve_of<T, RowMajor, I>& p, view v) {
   T* const w = workspace<T>(p.n);
   if (w == nullptr) return forward_without_workspace(p, v);
+  T factors[most_rows<T>];
   for_panels<T>(
       0, p.m, p.first,
       p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
-        forward_panel<N, R>(p, v, row, end, j);
+        forward_panel<N, R>(p, v, row, end, j, factors);
       });
   zor_serv_deallocate(w);
 }
@@ -97,7 +98,7 @@ void forward(const solve_of<T, RowMajor, I>& p, view v) {
 // unit diagonal steps over the stopping position only when it is the diagonal, x(r, j) = x(r, j) - s.
 template <int N, int R, class T, bool RowMajor, class I>
 [[gnu::noinline]] void backward_panel(const solve_of<T, RowMajor, I>& p, view v, zor_int first, zor_int row,
-                                      zor_int j) {
+                                      zor_int j, T* factors) {
   const csr<T, I> a = p.a.moved();
   const dense<T, RowMajor> x{settled(p.x.at(-a.base, j)), p.x.ld};
   kept_row<T, N, R> previous;
@@ -106,17 +107,18 @@ template <int N, int R, class T, bool RowMajor, class I>
     const zor_int k = !v.unit() || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
     const auto s =
         row_dots<N, R, 0, true>(a, v.conjugated(), k, end, dense<const T, RowMajor>{x.data, x.ld}, previous);
-    solve_packs<N, R>(v.unit(), v.unit() ? T{} : reciprocal(value_at(a, stop, v.conjugated())), s, x,
-                      row + a.base, previous);
+    if (!v.unit() && j == p.first) factors[row - first] = reciprocal(value_at(a, stop, v.conjugated()));
+    solve_packs<N, R>(v.unit(), v.unit() ? T{} : factors[row - first], s, x, row + a.base, previous);
   }
 }
 
 template <class T, bool RowMajor, class I>
 void backward(const solve_of<T, RowMajor, I>& p, view v) {
+  T factors[most_rows<T>];
   for_panels<T, abreast, true>(
       0, p.m, p.first,
       p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
-        backward_panel<N, R>(p, v, row, end, j);
+        backward_panel<N, R>(p, v, row, end, j, factors);
       });
 }
 
