@@ -166,13 +166,13 @@ const system_size all_sizes[] = {{1, 2, 1},
                                  {4001, 1, 0},
                                  {20001, 1, 1},
                                  {400, 0, 1, {8, 400, false, 0}},
-                                 {415, 0, 0, {23, 920, false, 0}},
-                                 {416, 0, 1, {13, 520, false, 1}},
-                                 {600, 0, 1, {12, 600, false, 3}},
-                                 {605, 0, 3, {11, 55, false, 0}},
+                                 {415, 0, 0, {29, 920, false, 0}},
+                                 {416, 0, 1, {26, 520, false, 1}},
+                                 {600, 0, 1, {24, 600, false, 3}},
+                                 {625, 0, 3, {25, 125, false, 0}},
                                  {700, 0, 1, {10, 100, false, 2}},
-                                 {300, 0, 1, {13, 300, true, 0}},
-                                 {310, 0, 1, {13, 20, false, 0}}};
+                                 {300, 0, 1, {26, 300, true, 0}},
+                                 {310, 0, 1, {26, 39, false, 0}}};
 
 template <class T>
 flat_rows<T> rows_of(random_bits& random, numbers kind, const shape& s, const system_size& z) {
