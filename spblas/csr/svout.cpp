@@ -129,8 +129,8 @@ struct triangle {
     stencil<T, Count> s{a.val + u.k, 0, 0, u.stop - u.k, x + row, 0, {}};
     for (int e = 0; e < Count; ++e) s.distance[e] = a.column(u.k + e) - row;
     const zor_int period = -step * s.distance[next];
-    // The processor overlaps shorter lines by itself.
-    constexpr zor_int shortest = is_complex<T> ? 8 : 24;
+    // The processor overlaps shorter lines by itself, and narrow vectors find lines late.
+    constexpr zor_int shortest = is_complex<T> ? 8 : width == 16 ? 400 : 24;
     if (s.distance[close] != -step || period < shortest || lines_abreast * period > rest) return 0;
     for (int e = 0; e < Count; ++e)
       for (int l = 1; l < lines_abreast && e != close; ++l) {
