@@ -85,6 +85,8 @@ void solve_lines(const stencil<T, Count>& p, zor_int rows, bool unit) {
 template <bool Down, bool Conj, class T, class I>
 struct triangle {
   static constexpr zor_int step = Down ? -1 : 1;
+  // The processor overlaps shorter lines by itself, and narrow vectors find lines late.
+  static constexpr zor_int shortest = is_complex<T> ? 8 : width == 16 ? 400 : 24;
   csr<T, I> a;
   bool unit;
   T* x;
@@ -129,8 +131,6 @@ struct triangle {
     stencil<T, Count> s{a.val + u.k, 0, 0, u.stop - u.k, x + row, 0, {}};
     for (int e = 0; e < Count; ++e) s.distance[e] = a.column(u.k + e) - row;
     const zor_int period = -step * s.distance[next];
-    // The processor overlaps shorter lines by itself, and narrow vectors find lines late.
-    constexpr zor_int shortest = is_complex<T> ? 8 : width == 16 ? 400 : 24;
     if (s.distance[close] != -step || period < shortest || lines_abreast * period > rest) return 0;
     for (int e = 0; e < Count; ++e)
       for (int l = 1; l < lines_abreast && e != close; ++l) {
@@ -233,7 +233,7 @@ void row_solve(csr<T, I> a, bool unit, zor_int m, T* x) {
   const triangle<Down, Conj, T, I> t{a, unit, x};
   const auto row = [=](zor_int i) { return Down ? m - 1 - i : i; };
   const auto length = [=](zor_int i) { return a.end(row(i)) - a.begin(row(i)); };
-  for (zor_int done = 0, alone = 0; done < m;) {
+  for (zor_int done = 0, alone = m < lines_abreast * t.shortest ? m : 0; done < m;) {
     zor_int next = std::min(done + alone, m);
     if (next > 0 && next < m)
       next += equal_steps<Down>(a.pntre + row(next), a.pntrb + row(next), length(next - 1), m - next);
