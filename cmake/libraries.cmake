@@ -35,7 +35,9 @@ endfunction()
 # which raises flags that the data do not cause.
 # The rounding mode is the caller's: no constant expression is rounded at compile time, and the square of a quotient does
 # not lose the magnitude of its numerator (-fssa-backprop drops it, and the quotient then rounds the other way).
-set(ZOR_KERN_ARITHMETIC -fno-tree-vectorize -frounding-math -fno-ssa-backprop)
+# -fipa-ra lets functions return with the upper halves of vector registers in use, which slows the 16-byte arithmetic of
+# the caller.
+set(ZOR_KERN_ARITHMETIC -fno-tree-vectorize -frounding-math -fno-ssa-backprop -fno-ipa-ra)
 
 # One build of the kernel library: its C++ is freestanding of the C++ runtime, so it is linked as C.
 function(zor_kern_build build directory bytes)

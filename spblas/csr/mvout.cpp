@@ -193,11 +193,11 @@ void triangle_unit(const product<T, I>& given) {
 // is gathered; one beyond the diagonal is not touched. y(r) = y(r) + s alpha. Gather and Mirror conjugate a
 // in the one use or the other. The entries of long rows are looked at six at a time, which leaves fewer
 // branches; in short rows it costs more than it saves.
-template <class T, int Side, bool Gather, bool Mirror, class I>
-void classify(const product<T, I>& given) {
+template <class T, int Side, bool Gather, bool Mirror, bool Long, class I>
+[[gnu::noinline]] void classify_rows(const product<T, I>& given) {
   const product<T, I> p = given.rebased();
   const csr<T, I> a = p.a;
-  const auto row = [&]<int Count, bool Long = false>(zor_int r, zor_int k) __attribute__((always_inline)) {
+  const auto row = [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
     const one<T> xr = p.x_at(r);
     const factor<T> t(p.scaled(xr));
     one<T> s{};
@@ -246,11 +246,18 @@ void classify(const product<T, I>& given) {
     }
     p.set_y(r, p.y_at(r) + p.scaled(s));
   };
-  const bool long_rows = a.end(p.last - 1) - a.begin(p.first) >= 16 * (p.last - p.first);
-  if (long_rows)
-    for (zor_int r = p.first; r < p.last; ++r) row.template operator()<0, true>(r, a.begin(r));
+  if constexpr (Long)
+    for (zor_int r = p.first; r < p.last; ++r) row.template operator()<0>(r, a.begin(r));
   else
     for_near_or_far_rows<5, 8>(a, p.first, p.last, row);
+}
+template <class T, int Side, bool Gather, bool Mirror, class I>
+void classify(const product<T, I>& p) {
+  const bool long_rows = p.a.end(p.last - 1) - p.a.begin(p.first) >= 16 * (p.last - p.first);
+  if (long_rows)
+    classify_rows<T, Side, Gather, Mirror, true>(p);
+  else
+    classify_rows<T, Side, Gather, Mirror, false>(p);
 }
 
 // The unit symmetric, unit Hermitian and antisymmetric views, dot and correct: y(r) = s alpha + y(r) over the
