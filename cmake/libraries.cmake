@@ -35,9 +35,15 @@ endfunction()
 # which raises flags that the data do not cause.
 # The rounding mode is the caller's: no constant expression is rounded at compile time, and the square of a quotient does
 # not lose the magnitude of its numerator (-fssa-backprop drops it, and the quotient then rounds the other way).
-# -fipa-ra lets functions return with the upper halves of vector registers in use, which slows the 16-byte arithmetic of
-# the caller.
-set(ZOR_KERN_ARITHMETIC -fno-tree-vectorize -frounding-math -fno-ssa-backprop -fno-ipa-ra)
+set(ZOR_KERN_ARITHMETIC -fno-tree-vectorize -frounding-math -fno-ssa-backprop)
+
+# In the sparse kernels -fipa-ra lets functions return with the upper halves of vector registers in use, which slows the
+# 16-byte arithmetic of the caller. Elsewhere it does not, and helps small products.
+foreach(source ${ZOR_KERN_SOURCES})
+  if(source MATCHES "/spblas/")
+    set_property(SOURCE ${source} APPEND PROPERTY COMPILE_OPTIONS -fno-ipa-ra)
+  endif()
+endforeach()
 
 # One build of the kernel library: its C++ is freestanding of the C++ runtime, so it is linked as C.
 function(zor_kern_build build directory bytes)

@@ -174,7 +174,8 @@ void forward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, T* y) {
   const auto solve = [&]<int Count>(zor_int row) __attribute__((always_inline)) {
     const zor_int r = row + a.base;
     one<T> s{};
-    // In a row of known length it is the last entry before the diagonal that meets the element solved last.
+    // In a row of known length it is the last entry before the diagonal that meets the element solved last;
+    // to look for it elsewhere costs more than it saves.
     const auto below = [&]<bool MayBeLast>(zor_int k) __attribute__((always_inline)) {
       const zor_int col = a.indx[k];
       if (col >= r) return false;
@@ -187,7 +188,7 @@ void forward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, T* y) {
     };
     zor_int k = a.begin(row);
     if constexpr (Count == 0) {
-      for (const zor_int end = a.end(row); k < end && below.template operator()<true>(k);) ++k;
+      for (const zor_int end = a.end(row); k < end && below.template operator()<false>(k);) ++k;
     } else {
       [&]<int... E>(std::integer_sequence<int, E...>) __attribute__((always_inline)) {
         (void)((below.template operator()<E == Count - 2>(k) && (k += 1, true)) && ...);
