@@ -20,6 +20,22 @@ using zor_ref::flat_rows;
 using zor_ref::shape;
 using zor_test::same_bits;
 
+// Fractions off the diagonal are small beside it.
+template <class T>
+T off_diagonal(random_bits& random, numbers kind) {
+  T v = draw<T>(random, kind);
+  if (kind == numbers::fractions)
+    for (size_t i = 0; i < parts<T>; ++i) reals(&v)[i] /= 8;
+  return v;
+}
+template <class T>
+void append_sorted(flat_rows<T>& a, std::vector<zor_ref::entry<T>>& row) {
+  std::stable_sort(row.begin(), row.end(), [](const auto& e, const auto& f) { return e.column < f.column; });
+  a.start.push_back(int64_t(a.all.size()));
+  a.all.insert(a.all.end(), row.begin(), row.end());
+  a.end.push_back(int64_t(a.all.size()));
+}
+
 // Sorted rows around a dominant diagonal. As on a grid, neighbouring rows often have the same length and
 // their entries on the same side, next to the diagonal. Fractions: some diagonals are missing, so that the
 // neighbouring entry of the array is taken for the pivot, never outside the arrays. Integers: every diagonal
@@ -39,9 +55,7 @@ flat_rows<T> triangle_rows(random_bits& random, numbers kind, int64_t m, int64_t
       const int64_t near = random.between(0, 1) ? 1 : 20;
       e = {random.between(std::max<int64_t>(1, r - std::min(left, near)),
                           std::min(m, r + std::min(right, near))),
-           draw<T>(random, kind)};
-      if (kind == numbers::integers) continue;
-      for (size_t i = 0; i < parts<T>; ++i) reals(&e.value)[i] /= 8;
+           off_diagonal<T>(random, kind)};
     }
     if (kind == numbers::integers)
       row.erase(std::remove_if(row.begin(), row.end(), [&](const auto& e) { return e.column == r; }),
@@ -56,11 +70,7 @@ flat_rows<T> triangle_rows(random_bits& random, numbers kind, int64_t m, int64_t
       }
       row.push_back({r, pivot});
     }
-    std::stable_sort(row.begin(), row.end(),
-                     [](const auto& e, const auto& f) { return e.column < f.column; });
-    a.start.push_back(int64_t(a.all.size()));
-    a.all.insert(a.all.end(), row.begin(), row.end());
-    a.end.push_back(int64_t(a.all.size()));
+    append_sorted(a, row);
   }
   return a;
 }
@@ -76,12 +86,7 @@ struct grid {
 template <class T>
 flat_rows<T> grid_rows(random_bits& random, numbers kind, int64_t m, const grid& g, bool lower) {
   flat_rows<T> a;
-  const auto number = [&] {
-    T v = draw<T>(random, kind);
-    if (kind == numbers::fractions)
-      for (size_t i = 0; i < parts<T>; ++i) reals(&v)[i] /= 8;
-    return v;
-  };
+  const auto number = [&] { return off_diagonal<T>(random, kind); };
   std::vector<int64_t> faulty;
   for (int64_t i = 0; i < g.faults; ++i) faulty.push_back(random.between(1, m));
   for (int64_t r = 1; r <= m; ++r) {
@@ -107,11 +112,7 @@ flat_rows<T> grid_rows(random_bits& random, numbers kind, int64_t m, const grid&
     if (kind == numbers::fractions) pivot = draw<T>(random, kind);
     reals(&pivot)[0] += kind == numbers::fractions ? 3 : 1;
     row.push_back({r, pivot});
-    std::stable_sort(row.begin(), row.end(),
-                     [](const auto& e, const auto& f) { return e.column < f.column; });
-    a.start.push_back(int64_t(a.all.size()));
-    a.all.insert(a.all.end(), row.begin(), row.end());
-    a.end.push_back(int64_t(a.all.size()));
+    append_sorted(a, row);
   }
   return a;
 }
