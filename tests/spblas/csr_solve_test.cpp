@@ -173,7 +173,9 @@ const system_size all_sizes[] = {{1, 2, 1},
                                  {625, 0, 3, {25, 125, false, 0}},
                                  {700, 0, 1, {10, 100, false, 2}},
                                  {300, 0, 1, {26, 300, true, 0}},
-                                 {310, 0, 1, {26, 39, false, 0}}};
+                                 {310, 0, 1, {26, 39, false, 0}},
+                                 {2100, 0, 1, {410, 2100, false, 0}},
+                                 {1700, 0, 0, {405, 1700, false, 1}}};
 
 template <class T>
 flat_rows<T> rows_of(random_bits& random, numbers kind, const shape& s, const system_size& z) {
