@@ -104,7 +104,7 @@ template <int N, int R, class T, bool RowMajor, class I>
   kept_row<T, N, R> previous;
   while (row-- > first) {
     const zor_int stop = walk_forward(a, row), end = a.end(row);
-    const zor_int k = !v.unit() || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
+    const zor_int k = behind_pivot(a, v.unit(), row, stop);
     const auto s =
         row_dots<N, R, 0, true>(a, v.conjugated(), k, end, dense<const T, RowMajor>{x.data, x.ld}, previous);
     if (!v.unit() && j == p.first) factors[row - first] = reciprocal(value_at(a, stop, v.conjugated()));

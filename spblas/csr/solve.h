@@ -76,6 +76,13 @@ template <class T, class I>
   return k;
 }
 
+// Where an upper row goes on behind its pivot, found at `stop`: a unit diagonal is stepped over only when it
+// is stored.
+template <class T, class I>
+[[gnu::always_inline]] inline zor_int behind_pivot(csr<T, I> a, bool unit, zor_int row, zor_int stop) {
+  return !unit || (stop < a.end(row) && a.column(stop) == row) ? stop + 1 : stop;
+}
+
 // Rows in a block of the row loop. A block changes no result; m rows go in m / b blocks, the last of which
 // holds the remainder. 0 stands for one block of all rows.
 constexpr zor_int rows_of_block(view v, zor_int base, bool many) {

@@ -99,7 +99,7 @@ struct triangle {
   [[gnu::always_inline]] summed entries(zor_int row) const {
     const zor_int stop = walk_forward(a, row), begin = a.begin(row), end = a.end(row);
     if (!Down) return {stop, begin, stop - begin};
-    const zor_int k = !unit || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
+    const zor_int k = behind_pivot(a, unit, row, stop);
     return {stop, k, end - k};
   }
 
@@ -209,7 +209,7 @@ void backward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, zor_int 
   if (last < m) previous = solved_element<T>(x + last);
   const auto solve = [&]<int Count>(zor_int row) __attribute__((always_inline)) {
     const zor_int begin = a.begin(row), end = a.end(row), stop = walk_forward(a, row);
-    const zor_int k = !unit || (stop < end && a.column(stop) == row) ? stop + 1 : stop;
+    const zor_int k = behind_pivot(a, unit, row, stop);
     const zor_int count = end - k;
     one<T> s;
     if (count > 0 && count < 8 && a.column(k) == row + 1) {
