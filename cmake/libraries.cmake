@@ -1,5 +1,5 @@
-# The two libraries. libzor_kern is built three times from one list of sources; only the vector width and the
-# compiler's target differ. The dynamic loader picks a build from lib/ and lib/glibc-hwcaps/.
+# The two libraries. libzor_kern is built three times from one list of sources, or as often as ZOR_BUILDS says; only the
+# vector width and the compiler's target differ. The dynamic loader picks a build from lib/ and lib/glibc-hwcaps/.
 
 file(GLOB ZOR_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/zor/tables/*.inc)
 file(GLOB_RECURSE ZOR_KERN_SOURCES CONFIGURE_DEPENDS
@@ -45,8 +45,15 @@ foreach(source ${ZOR_KERN_SOURCES})
   endif()
 endforeach()
 
-# One build of the kernel library: its C++ is freestanding of the C++ runtime, so it is linked as C.
+# One build of the kernel library, if ZOR_BUILDS lists it: its C++ is freestanding of the C++ runtime, so it is linked
+# as C. The library of a build that is no longer listed is removed, because the loader might pick it.
 function(zor_kern_build build directory bytes)
+  set(ZOR_FOLDER_${build} ${PROJECT_BINARY_DIR}/${directory} PARENT_SCOPE)
+  if(NOT build IN_LIST ZOR_BUILDS)
+    set(stale ${PROJECT_BINARY_DIR}/${directory}/libzor_kern.so)
+    file(REMOVE ${stale} ${stale}.1)
+    return()
+  endif()
   set(target zor_kern_${build})
   add_library(${target} SHARED ${ZOR_KERN_SOURCES})
   target_compile_definitions(${target} PRIVATE ZOR_VEC_BYTES=${bytes})
@@ -62,13 +69,17 @@ endfunction()
 zor_kern_build(baseline lib 16 -march=x86-64 -msse3)
 zor_kern_build(v3 lib/glibc-hwcaps/x86-64-v3 32 -march=x86-64-v3)
 zor_kern_build(v4 lib/glibc-hwcaps/x86-64-v4 64 -march=x86-64-v4)
+list(TRANSFORM ZOR_BUILDS PREPEND zor_kern_ OUTPUT_VARIABLE ZOR_KERN_TARGETS)
+if(NOT TARGET zor_kern_baseline)
+  message(FATAL_ERROR "ZOR_BUILDS=${ZOR_BUILDS} lacks baseline, which programs are linked with")
+endif()
 
 find_package(OpenMP REQUIRED COMPONENTS CXX)
 add_library(zor_core SHARED ${ZOR_CORE_SOURCES})
 zor_shared_library(zor_core core)
 set_target_properties(zor_core PROPERTIES INSTALL_RPATH "$ORIGIN")
 target_link_libraries(zor_core PRIVATE zor_kern_baseline OpenMP::OpenMP_CXX gmp)
-add_dependencies(zor_core zor_kern_v3 zor_kern_v4)
+add_dependencies(zor_core ${ZOR_KERN_TARGETS})
 
 # What a program links: the sibling first, so that names both libraries export bind to it, and needed even by a
 # program that calls no name of it, since the kernel library does.

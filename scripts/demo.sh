@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
-scripts/build.sh
+scripts/build.sh here
 
 product=$(mktemp -d)
 trap 'rm -rf "$product"' EXIT

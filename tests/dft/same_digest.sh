@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# same_digest.sh RUNNER BUILDS_FOLDER PROGRAM_PREFIX: the digests that the engine's test programs of the three builds print
-# are equal. A build this processor cannot run is named and left out.
+# same_digest.sh RUNNER BUILDS_FOLDER PROGRAM_PREFIX BUILD...: the digests that the engine's test programs of the builds
+# print are equal. A build this processor cannot run is named and left out.
 set -euo pipefail
 first=""
-for build in baseline v3 v4; do
+for build in "${@:4}"; do
   text=$("$1" $build "$2/$build" "$3_$build" --gtest_filter='Digest.*') || { [ $? = 77 ] && echo "$build: $text" && continue; exit 1; }
   digest=$(grep '^digest ' <<<"$text")
   echo "$build $digest"
