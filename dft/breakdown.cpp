@@ -4,6 +4,7 @@
 #include <math.h>
 
 #include "dft/fields.h"
+#include "serv/control.h"
 
 namespace zor::dft {
 namespace {
@@ -213,14 +214,18 @@ constexpr breakdown_list list_d_c2c_1d{breakdowns<double>, 3};
 constexpr breakdown_list list_s_c2c_1d{breakdowns<float>, 3};
 constexpr breakdown_list list_empty{nullptr, 0};
 
-// A score of NaN counts as a yes.
-int32_t apply_list(const breakdown_list& list, descriptor* d) {
+// A score of NaN counts as a yes. The modes are those of a commit: a scale is compared with 1/n rounded to
+// nearest.
+int32_t try_list(const breakdown_list& list, descriptor* d) {
   for (int i = 0; i < list.count; ++i) {
     const ZorDftBreakdown& b = list.first[i];
     if (b.test(d) == 0.0) continue;
     if (b.apply(d) == ZOR_DFT_OK) return ZOR_DFT_OK;
   }
   return ZOR_DFT_NO_BREAKDOWN;
+}
+int32_t apply_list(const breakdown_list& list, descriptor* d) {
+  return in_default_modes([&] { return try_list(list, d); });
 }
 
 }  // namespace

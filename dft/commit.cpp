@@ -8,6 +8,7 @@
 #include "dft/kernels.h"
 #include "dft/nd.h"
 #include "dft/via2d.h"
+#include "serv/control.h"
 #include "serv/imports.h"
 
 namespace zor::dft {
@@ -292,9 +293,7 @@ int32_t plan_all(descriptor* d, bool use_threads) {
   return left_to_whole_kernels ? int32_t(ZOR_DFT_OK) : plan_dimensions<R>(d);
 }
 
-int32_t commit(descriptor** handle, bool use_threads) {
-  if (!valid(handle)) return ZOR_DFT_BAD_DESCRIPTOR;
-  descriptor* d = *handle;
+int32_t commit_record(descriptor* d, bool use_threads) {
   link_records(d);
   clear_for_commit(d);
   int32_t status = is_double(d) ? plan_all<double>(d, use_threads) : plan_all<float>(d, use_threads);
@@ -308,6 +307,11 @@ int32_t commit(descriptor** handle, bool use_threads) {
   install_entries(d);
   d->commit_status = ZOR_DFT_COMMITTED;
   return ZOR_DFT_OK;
+}
+
+int32_t commit(descriptor** handle, bool use_threads) {
+  if (!valid(handle)) return ZOR_DFT_BAD_DESCRIPTOR;
+  return in_default_modes([=] { return commit_record(*handle, use_threads); });
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "dft/engine/trig.h"
 #include "dft/lines.h"
+#include "serv/control.h"
 
 namespace zor::dft {
 namespace {
@@ -13,6 +14,9 @@ using via2d = zor_dft_1d_via_2d;
 
 // Columns of a tile, and rows written out together: runs of four elements are a cache line of doubles.
 constexpr int bundle = 4;
+
+// Roots of unity are exact to half a unit up to this length; its data would take 16 TiB.
+constexpr zor_int longest_split = zor_int(1) << 40;
 
 zor_int ceil_sqrt(zor_int n) {
   zor_int r = zor_int(sqrtf(float(n)));
@@ -224,6 +228,7 @@ int32_t run_via2d(const void* in, void* out, descriptor* r, void*) {
 
 template <class R>
 int32_t build_via2d(const descriptor* r, via2d* v) {
+  if (r->length > longest_split) return ZOR_DFT_NOT_SPLITTABLE;
   split_length(r->length, r->log2_length, v);
   if (v->a == 1) return ZOR_DFT_NOT_SPLITTABLE;
   v->pitch_a = pitch_of(v->a, sizeof(complex_of<R>));
@@ -244,7 +249,7 @@ template <class R>
 int32_t init_1d_via_2d(descriptor* r) {
   auto* v = static_cast<via2d*>(zor_serv_zor_calloc(1, sizeof(via2d), alignof(via2d)));
   if (v == nullptr) return ZOR_DFT_MEMORY_ERROR;
-  const int32_t status = build_via2d<R>(r, v);
+  const int32_t status = in_default_modes([=] { return build_via2d<R>(r, v); });
   if (status != ZOR_DFT_OK) {
     release_via2d(v);
     return status;

@@ -7,6 +7,7 @@
 #include "dft/engine/real.h"
 #include "dft/engine/select.h"
 #include "dft/engine/unordered.h"
+#include "serv/control.h"
 
 namespace zor::dft {
 
@@ -89,8 +90,12 @@ int32_t build(plan** out, int32_t n, int32_t flag, int32_t hint) {
   p->unordered = unordered && p->mixed && n > unordered_above;
   p->odd_real = L == layout::real && n % 2 == 1 && p->mixed;
   p->conv_length = s.conv_length;
-  set_scale(p, flag);
-  if (!build_tables<R, L>(p, s)) {
+  // In modes of their own: a plan is the same whatever the modes of the caller.
+  const bool built = in_default_modes([=, &s] {
+    set_scale(p, flag);
+    return build_tables<R, L>(p, s);
+  });
+  if (!built) {
     engine_free(p);
     return engine_no_memory;
   }

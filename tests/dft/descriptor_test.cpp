@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfenv>
 #include <cmath>
 #include <condition_variable>
 #include <cstdlib>
@@ -320,7 +321,10 @@ TEST(Commit, RefusesLengthsAboveTheLimits) {
                {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 42, 67108865},
                {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 42, 268435456},
                // A prime cannot be split into two dimensions.
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 39, 33554467}};
+               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 39, 33554467},
+               // Too long for any memory: refused at once.
+               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 39, zor_int(1) << 57},
+               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 39, 3 * (zor_int(1) << 39)}};
   for (const auto& c : cases) {
     const handle h = make(c.precision, c.domain, {c.length});
     if (c.domain == ZOR_DFT_COMPLEX) {
@@ -662,6 +666,20 @@ TEST(Via2D, AgreesWithThePlan) {
     check_via_2d<float>(n, ZOR_DFT_SINGLE, 4e-6, zor_dft_xc_init_data_1d_via_2d,
                         &ZorDftDescriptor::kernel_c_fwd, &ZorDftDescriptor::kernel_c_bwd);
   }
+  // A length of very long lines is planned alike under every rounding.
+  const auto twiddles_in = [](int mode) {
+    const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {99 * 1024});
+    std::fesetround(mode);
+    EXPECT_EQ(0, zor_dft_xz_init_data_1d_via_2d(h.get()));
+    EXPECT_EQ(mode, std::fegetround());
+    std::fesetround(FE_TONEAREST);
+    const auto* v = static_cast<const zor_dft_1d_via_2d*>(h->private_data);
+    const auto* w = static_cast<const double*>(v->twiddles);
+    return std::vector<double>(w, w + 4 * v->twiddle_count);
+  };
+  const std::vector<double> twiddles = twiddles_in(FE_TONEAREST);
+  for (int mode : {FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO})
+    EXPECT_TRUE(zor_test::same_bits(twiddles.data(), twiddles_in(mode).data(), twiddles.size())) << mode;
   const handle prime = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {65537});
   EXPECT_EQ(102, zor_dft_xz_init_data_1d_via_2d(prime.get()));
   EXPECT_EQ(prime->private_data, nullptr);
