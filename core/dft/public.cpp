@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The public side of the transforms: the kernel library's descriptor behind checked calls.
+#include <algorithm>
+#include <atomic>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
-#include <limits>
 
+#include "core/threads.h"
 #include "zor/dft.h"
 #include "zor/serv.h"
 
@@ -14,15 +18,22 @@ constexpr zor_int max_rank = 7;
 
 bool valid(zor_fft d) { return d != nullptr && d->magic == ZOR_DFT_MAGIC; }
 
-// True when the elements of both sides, in bytes, can be counted.
+// Bytes that a process can address: data never spread further.
+constexpr zor_int most_bytes = zor_int(1) << 47;
+
+// Callers that a limit of ZOR_DFT_NUMBER_OF_USER_THREADS may allow: each costs memory from commit on, and
+// Linux gives a process no more threads by itself.
+constexpr zor_int most_user_threads = 65536;
+
+// True when complex doubles of these lengths, each with the padding of a packed spectrum, can be addressed.
 bool size_fits(zor_int rank, const zor_int* lengths) {
-  zor_int size = 4 * zor_int(sizeof(zor_c64));
+  zor_int size = sizeof(zor_c64);
   for (zor_int i = 0; i < rank; ++i)
     if (__builtin_mul_overflow(size, lengths[i] / 2 + 1, &size)) return false;
-  size = 2 * zor_int(sizeof(zor_c64));
+  size = sizeof(zor_c64);
   for (zor_int i = 0; i < rank; ++i)
     if (__builtin_mul_overflow(size, lengths[i], &size)) return false;
-  return true;
+  return size <= most_bytes;
 }
 
 // Settings by the type of their value.
@@ -57,7 +68,7 @@ value_type type_of(int32_t parameter) {
 int32_t set_wide(zor_fft d, int32_t parameter, zor_int value) {
   const bool count = parameter == ZOR_DFT_NUMBER_OF_TRANSFORMS || parameter == ZOR_DFT_NUMBER_OF_USER_THREADS;
   const bool threads = parameter == ZOR_DFT_NUMBER_OF_USER_THREADS;
-  const bool refused = (count && value < 1) || (threads && value > std::numeric_limits<int32_t>::max());
+  const bool refused = (count && value < 1) || (threads && value > most_user_threads);
   // A refused value uncommits like every other; a number that the kernel library does not know does just
   // that.
   if (refused) {
@@ -67,17 +78,42 @@ int32_t set_wide(zor_fft d, int32_t parameter, zor_int value) {
   return zor_dft_set_value(d, parameter, value);
 }
 
-// The settings agree with each other. In place the output has strides of its own only where it is complex and
-// the input real.
+// The fields that lay out one side of a transform.
+struct side_layout {
+  zor_int ZorDftDescriptor::*offset;
+  zor_int ZorDftDescriptor::*stride;
+  zor_int ZorDftDescriptor::*distance;
+};
+constexpr side_layout input_layout{&ZorDftDescriptor::input_offset, &ZorDftDescriptor::input_stride,
+                                   &ZorDftDescriptor::input_distance};
+constexpr side_layout output_layout{&ZorDftDescriptor::output_offset, &ZorDftDescriptor::output_stride,
+                                    &ZorDftDescriptor::output_distance};
+
+// True when no two elements of a side stand in one place for want of a step, and the steps lead nowhere that
+// cannot be addressed.
+bool is_consistent(const ZorDftDescriptor* d, const side_layout& side) {
+  const zor_int element =
+      (d->precision == ZOR_DFT_DOUBLE ? 8 : 4) * (d->forward_domain == ZOR_DFT_COMPLEX ? 2 : 1);
+  const zor_int most = most_bytes / element;
+  __int128 reach = 0;
+  const auto add = [&](zor_int count, zor_int step) {
+    if (step > most || step < -most || (count > 1 && step == 0)) return false;
+    reach += __int128(count - 1) * std::abs(step);
+    return true;
+  };
+  const zor_int offset = d->*side.offset;
+  bool fits = offset <= most && offset >= -most && add(d->number_of_transforms, d->*side.distance);
+  for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r) fits = fits && add(r->length, r->*side.stride);
+  return fits && reach + std::abs(offset) <= most;
+}
+
+// The settings agree with each other. In place the output has a layout of its own only where it is complex
+// and the input real.
 bool consistent(const ZorDftDescriptor* d) {
   const bool output_counts =
       d->placement == ZOR_DFT_NOT_INPLACE ||
       (d->forward_domain == ZOR_DFT_REAL && d->conjugate_even_storage == ZOR_DFT_COMPLEX_COMPLEX);
-  if (d->number_of_transforms > 1 && (d->input_distance == 0 || (output_counts && d->output_distance == 0)))
-    return false;
-  for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r)
-    if (r->length > 1 && (r->input_stride == 0 || (output_counts && r->output_stride == 0))) return false;
-  return true;
+  return is_consistent(d, input_layout) && (!output_counts || is_consistent(d, output_layout));
 }
 
 using commit_fn = int32_t (*)(ZorDftDescriptor**);
@@ -159,14 +195,103 @@ int32_t get(const ZorDftDescriptor* d, int32_t parameter, void* value) {
   }
 }
 
+using pointers = void* [4];
+int32_t call(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, const pointers& p) {
+  return (d->*direction)(d, p[0], p[1], p[2], p[3]);
+}
+
+// Set in reserved_a of a head while a caller computes in its work buffer.
+enum : int32_t { work_free = 0, work_taken = 1 };
+
+// All of a head but that mark, which other callers change meanwhile.
+void copy_head(const ZorDftDescriptor* d, ZorDftDescriptor* copy) {
+  constexpr size_t mark = offsetof(ZorDftDescriptor, reserved_a), behind = mark + sizeof d->reserved_a;
+  std::memcpy(static_cast<void*>(copy), d, mark);
+  std::memcpy(reinterpret_cast<char*>(copy) + behind, reinterpret_cast<const char*>(d) + behind,
+              sizeof *d - behind);
+}
+
+// While another caller computes in the descriptor's work buffer: the same on a copy of the head, with work
+// from the pool for as many threads as may help here.
+int32_t call_with_own_work(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, const pointers& p) {
+  constexpr uintptr_t alignment = 256;
+  ZorDftDescriptor own;
+  copy_head(d, &own);
+  own.thread_limit = std::max(1, std::min(d->thread_limit, usable_threads()));
+  const uint64_t bytes = uint64_t(d->max_work_size) * uint64_t(own.thread_limit);
+  void* const block = zor_serv_allocate(bytes + alignment, int32_t(alignment));
+  if (block == nullptr) return ZOR_DFT_MEMORY_ERROR;
+  // The pool may be switched off, and then aligns nothing.
+  const uintptr_t address = reinterpret_cast<uintptr_t>(block);
+  own.work_buffer = reinterpret_cast<void*>((address + alignment - 1) / alignment * alignment);
+  const int32_t status = call(&own, direction, p);
+  zor_serv_deallocate(block);
+  return status;
+}
+
+// Any number of callers at once, unless the descriptor limits them itself.
+int32_t call_shared(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, const pointers& p) {
+  if (d->work_buffer == nullptr || d->user_threads > 1) return call(d, direction, p);
+  std::atomic_ref<int32_t> mark(d->reserved_a);
+  if (mark.exchange(work_taken, std::memory_order_acquire) == work_taken)
+    return call_with_own_work(d, direction, p);
+  const int32_t status = call(d, direction, p);
+  mark.store(work_free, std::memory_order_release);
+  return status;
+}
+
+// A side's steps with the elements along them: true when none of the positions coincide, as each step passes
+// what the smaller ones cover.
+struct step_count {
+  zor_int step, count;
+};
+bool is_nested(step_count (&steps)[3]) {
+  for (step_count& s : steps) s.step = std::abs(s.step);
+  std::sort(std::begin(steps), std::end(steps),
+            [](const step_count& a, const step_count& b) { return a.step < b.step; });
+  zor_int covered = 0;
+  for (const step_count& s : steps) {
+    if (s.count > 1 && s.step <= covered) return false;
+    covered += (s.count - 1) * s.step;
+  }
+  return true;
+}
+
+// The padded spectrum of one row: the kernel library leaves dimension 1 out, so the zeros that pad the packed
+// columns of frequency 0 and n/2 are written here, where the layout has room for the row they stand in.
+template <class R>
+void pad_columns(const ZorDftDescriptor* d, void* data) {
+  const bool in_place = d->placement == ZOR_DFT_INPLACE;
+  const side_layout& side = in_place ? input_layout : output_layout;
+  const zor_int n = d->length, s0 = d->*side.stride, s1 = d[1].*side.stride, distance = d->*side.distance;
+  step_count steps[] = {{s0, n % 2 == 0 ? n + 2 : n + 1}, {s1, 2}, {distance, d->number_of_transforms}};
+  if (!is_nested(steps)) return;
+  R* pad = static_cast<R*>(data) + d->*side.offset + s1;
+  for (zor_int i = 0; i < d->number_of_transforms; ++i, pad += distance) {
+    pad[0] = R(0);
+    if (n % 2 == 0) pad[n * s0] = R(0);
+  }
+}
+
+bool has_one_padded_row(const ZorDftDescriptor* d) {
+  return d->rank == 2 && d->forward_domain == ZOR_DFT_REAL &&
+         d->conjugate_even_storage == ZOR_DFT_COMPLEX_REAL && d->packed_format == ZOR_DFT_FORMAT_PADDED &&
+         d[1].length == 1;
+}
+
 int32_t compute(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, void* data, va_list args) {
   if (!valid(d)) return ZOR_DFT_BAD_DESCRIPTOR;
   if (d->*direction == nullptr) return ZOR_DFT_BAD_ARGUMENT;
-  void* p[4] = {data, nullptr, nullptr, nullptr};
+  pointers p = {data, nullptr, nullptr, nullptr};
   for (int32_t i = 1; i < d->nio_args; ++i) p[i] = va_arg(args, void*);
   for (int32_t i = 0; i < d->nio_args; ++i)
     if (p[i] == nullptr) return ZOR_DFT_BAD_VALUE;
-  return (d->*direction)(d, p[0], p[1], p[2], p[3]);
+  const int32_t status = call_shared(d, direction, p);
+  if (status == ZOR_DFT_OK && direction == &ZorDftDescriptor::compute_forward && has_one_padded_row(d)) {
+    void* const result = p[d->nio_args - 1];
+    d->precision == ZOR_DFT_DOUBLE ? pad_columns<double>(d, result) : pad_columns<float>(d, result);
+  }
+  return status;
 }
 
 }  // namespace

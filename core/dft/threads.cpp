@@ -80,7 +80,7 @@ int32_t divide(const descriptor* d, zor_int count, zor_int grain, const Body& bo
   const zor_int grains = (count + grain - 1) / grain;
   const zor_int shares = std::min<zor_int>(threads_of(d), grains);
   std::atomic<int32_t> failure{0};
-  const bool small = d->total_size * d->number_of_transforms < least_for_threads;
+  const bool small = double(d->total_size) * double(d->number_of_transforms) < double(least_for_threads);
   for_each_piece(small ? 1 : int32_t(shares), shares, [&](zor_int share) {
     const zor_int first = grains * share / shares * grain;
     const zor_int last = std::min(count, grains * (share + 1) / shares * grain);

@@ -36,19 +36,20 @@ enum {
 
 /* zor_fft_create: precision ZOR_DFT_SINGLE or ZOR_DFT_DOUBLE; domain ZOR_DFT_COMPLEX or ZOR_DFT_REAL; rank 1
  * to 7, for real data 1 to 3; lengths from the slowest dimension to the contiguous one. 2 for a bad argument,
- * 3 for a null handle, 6 for a real transform of rank 4 or more, 9 when the number of elements overflows.
- * zor_fft_set: one value of the type listed with the parameter in zor/dft_kern.h. Strides are an array of
- * rank + 1: an offset, then the step along each dimension in the order of the lengths. Defaults: one
+ * 3 for a null handle, 6 for a real transform of rank 4 or more, 9 for more elements than a process can
+ * address. zor_fft_set: one value of the type listed with the parameter in zor/dft_kern.h. Strides are an
+ * array of rank + 1: an offset, then the step along each dimension in the order of the lengths. Defaults: one
  * transform, in place, unit scale, interleaved complex data, a real transform's spectrum packed into reals
  * (padded format), strides of a dense array of the lengths. zor_fft_get: the same parameters and those above;
  * integers of zor_fft_set are read as they are set (int32_t where it takes an int), scales as double, strides
  * as rank + 1 zor_int, the name as char[10]. zor_fft_commit: also 3 for settings that contradict each other:
- * a stride of 0 along a dimension longer than 1, a distance of 0 between several transforms. zor_fft_forward,
- * zor_fft_backward: in place one data pointer, not in place input and output; with split storage each is two
- * pointers, real parts first. A backward real transform reads the spectrum as a forward one writes it.
- *   Threads: up to zor_core_num_threads(), the same bits for any number.
- * zor_fft_free: 3 for a null handle; sets *fft to null.
- * zor_fft_error_text: valid until the calling thread's next call. */
+ * a stride of 0 along a dimension longer than 1, a distance of 0 between several transforms, steps that lead
+ * beyond what a process can address. zor_fft_forward, zor_fft_backward: in place one data pointer, not in
+ * place input and output; with split storage each is two pointers, real parts first. A backward real
+ * transform reads the spectrum as a forward one writes it. Threads: up to zor_core_num_threads(), the same
+ * bits for any number. Any number of callers may compute on one committed transform at once, each on data of
+ * its own; ZOR_DFT_NUMBER_OF_USER_THREADS above 1 limits them, and a caller too many gets 8. zor_fft_free: 3
+ * for a null handle; sets *fft to null. zor_fft_error_text: valid until the calling thread's next call. */
 #define ROW_PUBLIC(result, name, params) result name params;
 #include "zor/tables/core_dft.inc"
 

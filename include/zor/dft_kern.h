@@ -48,7 +48,7 @@ enum {
   ZOR_DFT_ORDERING = 18,               /* int: 48 or 49 */
   ZOR_DFT_DESCRIPTOR_NAME = 20,        /* const char*: 9 characters are kept */
   ZOR_DFT_PACKED_FORMAT = 21,          /* int: 54 to 57 */
-  ZOR_DFT_NUMBER_OF_USER_THREADS = 26  /* zor_int */
+  ZOR_DFT_NUMBER_OF_USER_THREADS = 26  /* zor_int: above 1, callers that may compute at once */
 };
 
 /* Status codes. */
@@ -108,7 +108,7 @@ struct ZorDftDescriptor {
   int32_t commit_status;     /* 30 or 31 */
   zor_dft_commit_fn commit_fn;
   char name[10];
-  int32_t reserved_a;
+  int32_t reserved_a;             /* head: set while a caller of zor/dft.h computes in work_buffer */
   int32_t forward_domain;         /* H: 32 or 33 */
   int32_t precision;              /* H: 35 or 36 */
   zor_int number_of_transforms;   /* H */

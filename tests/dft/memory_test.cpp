@@ -60,6 +60,7 @@ struct shape {
   zor_int user_threads = 1;
   int32_t threads = 1, ordering = 48;
   int32_t (*commit)(zor_fft) = nullptr;  // null: the kernel library's
+  bool work_taken = false;               // as if another caller computed in the descriptor's work buffer
 };
 
 int32_t core_commit(zor_fft fft) { return zor_dft_commit_descriptor_core(&fft, 0); }
@@ -87,6 +88,8 @@ const shape shapes[] = {{"chirp", 36, 32, 39, 43, {997}},
                         {"shared packed plane", 35, 33, 40, 43, {24, 20}, 1, 1, 2},
                         {"shared cube", 36, 33, 39, 44, {6, 5, 4}, 1, 1, 2},
                         {"1-D via 2-D", 36, 32, 39, 43, {60 * 64}, 1, 1, 1, 48, long_commit},
+                        {"second caller", 36, 32, 39, 43, {997}, 1, 1, 1, 48, nullptr, true},
+                        {"second caller, shared plane", 36, 32, 39, 44, {24, 20}, 1, 1, 2, 48, nullptr, true},
                         {"breakdown", 36, 32, 39, 44, {100}, 1, 1, 1, 48, zor_fft_commit}};
 
 zor_fft make(const shape& s) {
@@ -107,6 +110,7 @@ zor_fft make(const shape& s) {
     EXPECT_EQ(0, zor_fft_set(fft, 13, strides));
   }
   fft->thread_limit = s.threads;
+  fft->reserved_a = s.work_taken;
   return fft;
 }
 

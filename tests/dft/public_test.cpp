@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The public calls: arguments, settings read back, statuses, and the same bits on any number of threads.
 #include <gtest/gtest.h>
+#include <immintrin.h>
 
+#include <atomic>
 #include <cmath>
 #include <complex>
 #include <cstring>
 #include <limits>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/operand.h"
@@ -17,16 +20,16 @@ namespace {
 
 TEST(Create, NamesBadArguments) {
   const zor_int lengths[] = {4, 5, 6, 7, 8, 9, 10, 11}, zero[] = {4, 0},
-                huge[] = {zor_int(1) << 40, zor_int(1) << 20};
+                huge[] = {zor_int(1) << 40, zor_int(1) << 20}, more_than_memory = zor_int(1) << 57;
   const struct {
     int32_t precision, domain;
     zor_int rank;
     const zor_int* lengths;
     int32_t status;
-  } cases[] = {{36, 32, 7, lengths, 0}, {35, 33, 3, lengths, 0}, {34, 32, 1, lengths, 2},
-               {36, 34, 1, lengths, 2}, {36, 32, 0, lengths, 2}, {36, 32, 8, lengths, 2},
-               {36, 32, 1, nullptr, 2}, {36, 32, 2, zero, 2},    {36, 33, 4, lengths, 6},
-               {36, 32, 2, huge, 9},    {36, 32, -1, lengths, 2}};
+  } cases[] = {{36, 32, 7, lengths, 0}, {35, 33, 3, lengths, 0},  {34, 32, 1, lengths, 2},
+               {36, 34, 1, lengths, 2}, {36, 32, 0, lengths, 2},  {36, 32, 8, lengths, 2},
+               {36, 32, 1, nullptr, 2}, {36, 32, 2, zero, 2},     {36, 33, 4, lengths, 6},
+               {36, 32, 2, huge, 9},    {36, 32, -1, lengths, 2}, {36, 32, 1, &more_than_memory, 9}};
   for (const auto& c : cases) {
     zor_fft fft = reinterpret_cast<zor_fft>(1);
     EXPECT_EQ(c.status, zor_fft_create(&fft, c.precision, c.domain, c.rank, c.lengths));
@@ -95,7 +98,9 @@ TEST_F(Fft, ReadsBackWhatWasSet) {
 TEST_F(Fft, RefusesBadValues) {
   for (int parameter : {7, 26})
     for (zor_int value : {zor_int(0), zor_int(-1)}) EXPECT_EQ(3, zor_fft_set(fft, parameter, value));
-  EXPECT_EQ(3, zor_fft_set(fft, 26, zor_int(1) << 32));
+  // More callers than a process can have threads; each would get memory of its own.
+  for (zor_int callers : {zor_int(1000000000), zor_int(1) << 32}) EXPECT_EQ(3, zor_fft_set(fft, 26, callers));
+  EXPECT_EQ(0, zor_fft_set(fft, 26, zor_int(4096)));
   EXPECT_EQ(3, zor_fft_set(fft, 11, 45));
   EXPECT_EQ(6, zor_fft_set(fft, 10, 42));
   EXPECT_EQ(6, zor_fft_set(fft, 6, 1));
@@ -138,6 +143,40 @@ TEST_F(Fft, CommitRefusesContradictions) {
   EXPECT_EQ(0, zor_fft_set(real, 15, zor_int(5)));
   EXPECT_EQ(0, zor_fft_commit(real));
   EXPECT_EQ(0, zor_fft_free(&real));
+}
+
+// Data that no process can address: a single step, or what the steps of all dimensions and the batch add up
+// to.
+TEST_F(Fft, CommitRefusesStridesBeyondMemory) {
+  const zor_int far = zor_int(1) << 62, dense[] = {0, 12, 4, 1};
+  const auto status_with = [&](int32_t parameter, const zor_int(&strides)[4]) {
+    EXPECT_EQ(0, zor_fft_set(fft, parameter, strides));
+    const int32_t status = zor_fft_commit(fft);
+    EXPECT_EQ(0, zor_fft_set(fft, parameter, dense));
+    return status;
+  };
+  for (zor_int step : {far, -far, zor_int(1) << 45, std::numeric_limits<zor_int>::min()}) {
+    EXPECT_EQ(3, status_with(12, {0, 12, 4, step})) << step;
+    EXPECT_EQ(3, status_with(12, {0, 12, step, 1})) << step;
+    EXPECT_EQ(3, status_with(12, {0, step, 4, 1})) << step << " along one element";
+    EXPECT_EQ(3, status_with(12, {step, 12, 4, 1})) << step << " of an offset";
+  }
+  // Each step alone stays within 2^43 elements, together they do not.
+  const zor_int third = zor_int(1) << 41;
+  EXPECT_EQ(0, status_with(12, {0, 12, third, 1}));
+  EXPECT_EQ(3, status_with(12, {0, 12, third, third + 1}));
+  EXPECT_EQ(0, status_with(12, {third, 12, third, -1}));
+  EXPECT_EQ(0, status_with(13, {0, 12, far, 1})) << "in place the output has no strides";
+  EXPECT_EQ(0, zor_fft_set(fft, 11, 44));
+  EXPECT_EQ(3, status_with(13, {0, 12, far, 1}));
+  EXPECT_EQ(0, zor_fft_set(fft, 7, zor_int(1) << 20));
+  EXPECT_EQ(0, zor_fft_set(fft, 15, zor_int(12)));
+  for (zor_int distance : {far, zor_int(1) << 30}) {
+    EXPECT_EQ(0, zor_fft_set(fft, 14, distance));
+    EXPECT_EQ(3, zor_fft_commit(fft)) << distance;
+  }
+  EXPECT_EQ(0, zor_fft_set(fft, 14, zor_int(12)));
+  EXPECT_EQ(0, zor_fft_commit(fft));
 }
 
 // A commit that is refused leaves every dimension's settings within reach.
@@ -184,6 +223,49 @@ TEST_F(Fft, ComputeWantsACommitAndItsArrays) {
     EXPECT_GT(std::strlen(zor_fft_error_text(status)), 0u);
 }
 
+// The padded spectrum of a single row: the packed columns of frequency 0 and, for even n, n/2 end in zeros in
+// the row behind it. Layouts without room for that row keep what stands there.
+template <class R>
+void check_single_row(int32_t precision, zor_int n, int32_t placement, zor_int s0, zor_int s1,
+                      zor_int distance, bool has_room) {
+  SCOPED_TRACE(testing::Message() << "length " << n << " placement " << placement << " strides " << s1 << " "
+                                  << s0);
+  constexpr R untouched = R(777);
+  const zor_int lengths[] = {1, n}, strides[] = {2, s1, s0}, count = 2;
+  zor_fft fft = nullptr;
+  ASSERT_EQ(0, zor_fft_create(&fft, precision, ZOR_DFT_REAL, 2, lengths));
+  for (int32_t parameter : {12, 13}) ASSERT_EQ(0, zor_fft_set(fft, parameter, strides));
+  for (int32_t parameter : {14, 15}) ASSERT_EQ(0, zor_fft_set(fft, parameter, distance));
+  ASSERT_EQ(0, zor_fft_set(fft, 7, count));
+  ASSERT_EQ(0, zor_fft_set(fft, 11, placement));
+  ASSERT_EQ(0, zor_fft_commit(fft));
+  // An impulse has a flat spectrum.
+  std::vector<R> x(200, untouched), y = x, wanted = x;
+  const zor_int row = n % 2 == 0 ? n + 2 : n + 1;
+  for (zor_int t = 0; t < count; ++t) {
+    const zor_int first = 2 + t * distance;
+    for (zor_int i = 0; i < n; ++i) x[size_t(first + i * s0)] = i == 0 ? R(1) : R(0);
+    for (zor_int i = 0; i < row; ++i) wanted[size_t(first + i * s0)] = i % 2 == 0 ? R(1) : R(0);
+    for (zor_int column = 0; column <= n && has_room; column += n)
+      if (column == 0 || n % 2 == 0) wanted[size_t(first + column * s0 + s1)] = 0;
+  }
+  ASSERT_EQ(0, zor_fft_forward(fft, x.data(), y.data()));
+  const std::vector<R>& got = placement == ZOR_DFT_INPLACE ? x : y;
+  for (size_t i = 0; i < got.size(); ++i) ASSERT_EQ(wanted[i], got[i]) << "real " << i;
+  zor_fft_free(&fft);
+}
+
+TEST(Padded, ASingleRowHasPaddedColumns) {
+  for (int32_t placement : {ZOR_DFT_INPLACE, ZOR_DFT_NOT_INPLACE})
+    for (zor_int n : {1, 4, 5, 16}) {
+      const zor_int row = n + 2;
+      check_single_row<double>(36, n, placement, 1, row, 3 * row, true);
+      check_single_row<float>(35, n, placement, 3, 1, 3 * row, true);
+      check_single_row<double>(36, n, placement, 1, n, 2 * row, false);
+      check_single_row<float>(35, n, placement, 1, row, row, false);
+    }
+}
+
 // Problems large enough to be divided, of every kind of division; the digest of one thread is every thread's.
 struct threaded {
   int32_t precision, domain, storage, placement;
@@ -211,9 +293,7 @@ void set_coinciding_strides(zor_fft fft, const std::vector<zor_int>& lengths, bo
   EXPECT_EQ(0, zor_fft_set(fft, backward ? 12 : 13, half.data()));
 }
 
-template <class R>
-std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
-  zor_core_set_num_threads(threads);
+zor_fft make_fft(const threaded& t, bool backward) {
   zor_fft fft = nullptr;
   EXPECT_EQ(0, zor_fft_create(&fft, t.precision, t.domain, zor_int(t.lengths.size()), t.lengths.data()));
   if (t.domain == 33) {
@@ -231,20 +311,42 @@ std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
     EXPECT_EQ(0, zor_fft_set(fft, 12, interleaved));
     EXPECT_EQ(0, zor_fft_set(fft, 13, interleaved));
   }
-  if (t.domain == 33 && t.placement == 43) set_coinciding_strides(fft, t.lengths, backward);
-  EXPECT_EQ(0, zor_fft_commit(fft));
+  if (t.domain == 33 && t.placement == 43 && t.storage == 39)
+    set_coinciding_strides(fft, t.lengths, backward);
+  return fft;
+}
+
+// Random reals, as many as either side of a problem takes.
+template <class R>
+std::vector<R> random_data(const threaded& t) {
   size_t size = 2 * size_t(std::max<zor_int>(t.count, 1)) * size_t(std::max<zor_int>(t.distance, 1));
   size_t total = 2 * size_t(t.count);
   for (zor_int n : t.lengths) total *= size_t(n);
-  size = std::max(size, total);
   zor_test::random_bits random(3);
-  std::vector<R> x(size), y(size);
+  std::vector<R> x(std::max(size, total));
   for (R& v : x) v = R(random.unit());
-  EXPECT_EQ(0,
-            backward ? zor_fft_backward(fft, x.data(), y.data()) : zor_fft_forward(fft, x.data(), y.data()));
+  return x;
+}
+
+// The committed transform of random data.
+template <class R>
+std::vector<R> result_of(zor_fft fft, const threaded& t, bool backward, int32_t* status) {
+  std::vector<R> x = random_data<R>(t), y(x.size());
+  *status = backward ? zor_fft_backward(fft, x.data(), y.data()) : zor_fft_forward(fft, x.data(), y.data());
+  return t.placement == 43 ? x : y;
+}
+
+template <class R>
+std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
+  zor_core_set_num_threads(threads);
+  zor_fft fft = make_fft(t, backward);
+  EXPECT_EQ(0, zor_fft_commit(fft));
+  int32_t status = -1;
+  const std::vector<R> result = result_of<R>(fft, t, backward, &status);
+  EXPECT_EQ(0, status);
   zor_fft_free(&fft);
   zor_core_set_num_threads(0);
-  return t.placement == 43 ? x : y;
+  return result;
 }
 
 template <class R>
@@ -266,6 +368,142 @@ TEST(Threads, NeverShowInTheBits) {
     else
       compare_threads<float>(t);
   }
+}
+
+// One committed transform belongs to all threads: callers that compute at once, each on data of its own, all
+// get what a lone caller gets.
+const threaded shared_problems[] = {{36, 32, 39, 43, {1000}, 1, 0},   {36, 32, 39, 44, {1021}, 1, 0},
+                                    {35, 32, 39, 43, {4096}, 1, 0},   {36, 33, 40, 43, {1002}, 1, 0},
+                                    {36, 32, 39, 43, {60}, 16, 60},   {36, 32, 39, 44, {40, 50}, 1, 0},
+                                    {36, 33, 40, 44, {30, 33}, 1, 0}, {35, 33, 39, 44, {12, 10, 14}, 1, 0}};
+
+template <class R>
+void share_transform(const threaded& t) {
+  zor_fft fft = make_fft(t, false);
+  ASSERT_EQ(0, zor_fft_commit(fft));
+  int32_t alone = -1;
+  const std::vector<R> wanted = result_of<R>(fft, t, false, &alone);
+  ASSERT_EQ(0, alone);
+  std::atomic<int> wrong{0}, refused{0}, ready{0};
+  std::vector<std::thread> callers;
+  for (int caller = 0; caller < 4; ++caller)
+    callers.emplace_back([&] {
+      ++ready;
+      while (ready < 4) std::this_thread::yield();
+      for (int repeat = 0; repeat < 400; ++repeat) {
+        int32_t status = -1;
+        const std::vector<R> got = result_of<R>(fft, t, false, &status);
+        refused += status != 0;
+        wrong += std::memcmp(got.data(), wanted.data(), wanted.size() * sizeof(R)) != 0;
+      }
+    });
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(refused, 0) << testing::PrintToString(t.lengths);
+  EXPECT_EQ(wrong, 0) << testing::PrintToString(t.lengths);
+  zor_fft_free(&fft);
+}
+
+TEST(Threads, ShareOneCommittedTransform) {
+  for (const int32_t threads : {1, 3}) {
+    zor_core_set_num_threads(threads);
+    for (const threaded& t : shared_problems) {
+      if (t.precision == 36)
+        share_transform<double>(t);
+      else
+        share_transform<float>(t);
+    }
+  }
+  zor_core_set_num_threads(0);
+}
+
+// A plan is the same whatever the modes it is made in, which it leaves as they were: results follow the modes
+// of the compute alone, and threads and layouts do not show in them under any.
+constexpr unsigned default_control = 0x1F80, flush = 0x8040, rounding[] = {0x0000, 0x2000, 0x4000, 0x6000};
+class control {
+ public:
+  explicit control(unsigned bits) : own_(_mm_getcsr()) { _mm_setcsr(default_control | bits); }
+  control(const control&) = delete;
+  ~control() { _mm_setcsr(own_); }
+
+ private:
+  unsigned own_;
+};
+
+template <class R>
+std::vector<R> run_in_modes(const threaded& t, unsigned commit_mode, unsigned compute_mode, int32_t threads) {
+  zor_core_set_num_threads(threads);
+  zor_fft fft = make_fft(t, false);
+  // The scale pair that a short plan carries itself.
+  double size = 1;
+  for (zor_int n : t.lengths) size *= double(n);
+  EXPECT_EQ(0, zor_fft_set(fft, 4, 1.0 / size));
+  {
+    const control mode(commit_mode);
+    EXPECT_EQ(0, zor_fft_commit(fft));
+    EXPECT_EQ(default_control | commit_mode, _mm_getcsr()) << "modes and flags after commit";
+  }
+  int32_t status = -1;
+  std::vector<R> result;
+  {
+    const control mode(compute_mode);
+    result = result_of<R>(fft, t, false, &status);
+  }
+  EXPECT_EQ(0, status);
+  zor_fft_free(&fft);
+  zor_core_set_num_threads(0);
+  return result;
+}
+
+// Every method of the engine, and lines that run as columns and alone.
+const threaded moded_problems[] = {
+    {36, 32, 39, 43, {100}, 1, 0},       {36, 32, 39, 44, {256}, 7, 256},    {36, 32, 39, 44, {89}, 1, 0},
+    {36, 32, 39, 43, {97}, 2, 97},       {35, 32, 39, 43, {4099}, 1, 0},     {36, 32, 39, 43, {1000}, 1, 0},
+    {36, 32, 39, 43, {32768}, 1, 0},     {36, 33, 40, 44, {1001}, 1, 0},     {35, 33, 40, 44, {2000}, 1, 0},
+    {35, 32, 39, 43, {16, 6, 25}, 1, 0}, {36, 33, 39, 44, {128, 100}, 1, 0}, {35, 32, 39, 44, {64}, 2000, 1},
+    {36, 32, 39, 43, {96, 200}, 1, 0}};
+
+template <class R>
+void compare_modes(const threaded& t) {
+  for (const unsigned round : rounding)
+    for (const unsigned denormals : {0u, flush}) {
+      const unsigned mode = round | denormals;
+      const std::vector<R> wanted = run_in_modes<R>(t, 0, mode, 1);
+      for (int32_t threads : {1, 2, 3})
+        EXPECT_TRUE(
+            zor_test::same_bits(wanted.data(), run_in_modes<R>(t, mode, mode, threads).data(), wanted.size()))
+            << threads << " threads, " << testing::PrintToString(t.lengths) << " mode " << std::hex << mode;
+    }
+}
+
+TEST(Modes, OfCommitNeverShowInTheBits) {
+  for (const threaded& t : moded_problems) {
+    if (t.precision == 36)
+      compare_modes<double>(t);
+    else
+      compare_modes<float>(t);
+  }
+}
+
+TEST(Modes, AnInterleavedLineIsTheLineAlone) {
+  for (const unsigned round : rounding)
+    for (const zor_int n : {16, 32, 64, 128, 256, 100}) {
+      const threaded alone{36, 32, 39, 44, {n}, 1, 0}, many{36, 32, 39, 44, {n}, 16, 1};
+      const control mode(round);
+      zor_fft one = make_fft(alone, false), batch = make_fft(many, false);
+      ASSERT_EQ(0, zor_fft_commit(one));
+      ASSERT_EQ(0, zor_fft_commit(batch));
+      std::vector<zor_c64> x(size_t(16 * n)), y(x.size()), line(static_cast<size_t>(n)), wanted(line);
+      zor_test::random_bits random(5);
+      for (zor_c64& v : x) v = {random.unit(), random.unit()};
+      for (zor_int j = 0; j < n; ++j) line[size_t(j)] = x[size_t(16 * j + 3)];
+      ASSERT_EQ(0, zor_fft_forward(one, line.data(), wanted.data()));
+      ASSERT_EQ(0, zor_fft_forward(batch, x.data(), y.data()));
+      for (zor_int j = 0; j < n; ++j)
+        ASSERT_TRUE(zor_test::same_bits(&wanted[size_t(j)].re, &y[size_t(16 * j + 3)].re, 2))
+            << n << " at " << j << " mode " << std::hex << round;
+      zor_fft_free(&one);
+      zor_fft_free(&batch);
+    }
 }
 
 // What defines the transform, for random lengths and strides: linear, a shift turns the phases, energy is
