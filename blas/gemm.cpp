@@ -115,7 +115,7 @@ template <class T, reading From>
   constexpr int copies = lanes<V>;
   alignas(V) real_t<T> scratch[spread ? deepest<T> * most * parts<T> * copies : 1];
   const zor_int b_step = (packed ? t.depth : t.b_column) * parts<T>;
-  if (const strip s = next_strip<T>(m); !spread && s.rows == m) {
+  if (const strip s = next_strip<T, From>(m); !spread && s.rows == m) {
     auto& at = kernels<T, From>.at[s.height];
     for (; n > most; n -= most, b += most * b_step, c += most * t.ldc) at[most - 1](t, a, b, c, s.rows);
     return at[n - 1](t, a, b, c, s.rows);
@@ -131,7 +131,7 @@ template <class T, reading From>
     const real_t<T>* strip_a = a;
     T* strip_c = c;
     for (zor_int left = m; left > 0;) {
-      const strip s = next_strip<T>(left);
+      const strip s = next_strip<T, From>(left);
       kernels<T, From>.at[s.height][columns - 1](t, strip_a, strip_b, strip_c, s.rows);
       strip_a += From == reading::in_place ? s.rows : s.packed_rows * t.depth * parts<T>;
       strip_c += s.rows;

@@ -163,7 +163,7 @@ void pack_a(zor_int m, zor_int depth, bool trans, bool conj, const T* source, zo
     const T* from = source;
     real_t<T>* panel = destination;
     for (zor_int left = m; left > 0;) {
-      const strip s = next_strip<T>(left);
+      const strip s = next_strip<T, reading::packed>(left);
       pack[s.height](from, ld, part, s.rows, alpha, panel + p * s.packed_rows * parts<T>);
       panel += s.packed_rows * depth * parts<T>;
       from += s.rows * row_stride;

@@ -212,23 +212,26 @@ struct tile_kernels {
 template <class T, reading From>
 inline constexpr tile_kernels<T, From> kernels{};
 
+// Whether a kernel may take more rows than a strip has: packed rows are padded, those of an A in place are
+// followed by foreign memory. The other types come in multiples of a 16-byte vector.
+template <class T, reading From>
+inline constexpr bool pads_rows = std::is_same_v<T, double> && From != reading::in_place;
+
 // The strip that takes the next rows when `left` remain: its height as an index of the table above, its rows,
-// and its rows as packed, padding included.
+// and its rows as packed, padding included. Without padding `left` is a multiple of a 16-byte vector.
 struct strip {
   int height, rows, packed_rows;
 };
-template <class T>
+template <class T, reading From>
 [[gnu::always_inline]] inline strip next_strip(zor_int left) {
   constexpr int n = tile_shape<T>::lanes, most = tile_shape<T>::vectors;
   if (left >= n) {
     const int vectors = left >= most * n ? most : int(left / n);
     return {vectors - 1, vectors * n, vectors * n};
   }
-  // Double precision pads one vector; the other types come in multiples of a 16-byte vector.
-  constexpr bool padded = std::is_same_v<T, double>;
   constexpr int least = int(16 / sizeof(real_t<T>));
   int height = 0, packed = n;
-  while (packed > least && (padded ? packed / 2 >= left : packed > left)) {
+  while (packed > least && (pads_rows<T, From> ? packed / 2 >= left : packed > left)) {
     packed /= 2;
     height = height == 0 ? most : height + 1;
   }
