@@ -66,7 +66,10 @@ inline constexpr int deepest = is_complex<T> ? 64 : 112;
 
 constexpr zor_int small_sum = 384;
 
-bool is_small(zor_int m, zor_int n, zor_int k) { return m + n + k <= small_sum; }
+// Unsigned: the sizes of a call that does nothing may be beyond all memory.
+bool is_small(zor_int m, zor_int n, zor_int k) {
+  return zor_int(uint64_t(m) + uint64_t(n) + uint64_t(k)) <= small_sum;
+}
 
 template <class T>
 bool fills_tile(zor_int m, zor_int n, zor_int k) {

@@ -105,7 +105,9 @@ void dot_products(zor_int m, zor_int n, zor_int k, T alpha, const operand<T>& a,
 template <class T>
 void plain_product(zor_int m, zor_int n, zor_int k, T alpha, const operand<T>& a, const operand<T>& b, T beta,
                    T* c, zor_int ldc) {
-  if (!a.trans || k < 1) {
+  if (k < 1) {
+    scale_or_zero(m, n, beta, c, ldc);
+  } else if (!a.trans) {
     scale_or_zero(m, n, beta, c, ldc);
     add_products(m, n, k, alpha, a, b, c, ldc);
   } else if (a.conj) {
