@@ -114,11 +114,11 @@ double nrm2_scaled(zor_int n, const T* x, zor_int incx) {
   if (n < 1) return 0;
   if constexpr (!is_complex<T>)
     if (n == 1) return magnitude(get(x));
-  const zor_int step = incx < 0 ? -incx : incx;
+  const zor_int step = absolute_step(incx);
   if (step == 1) return root(nrm2_scaled_unit(n * reals<T>, reinterpret_cast<const double*>(x)));
   scaled_sum s;
-  for (zor_int i = 0; i < n; ++i, x += step) {
-    const T xi = get(x);
+  for (zor_int i = 0; i < n; ++i) {
+    const T xi = get(x + i * step);
     if constexpr (is_complex<T>) {
       add_scaled(s, xi.re);
       add_scaled(s, xi.im);

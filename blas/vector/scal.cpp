@@ -30,7 +30,7 @@ zor_int scal_runs(zor_int n, A alpha, T* x) {
 template <class T, class A>
 void scal(zor_int n, A alpha, T* x, zor_int incx) {
   if (n < 1 || equals(alpha, 1)) return;
-  if (incx < 0) incx = -incx;
+  incx = absolute_step(incx);
   for (zor_int i = incx == 1 ? scal_runs(n, alpha, x) : 0; i < n; ++i) {
     if constexpr (is_complex<A>)
       put(x + i * incx, mul(alpha, get(x + i * incx)));

@@ -14,7 +14,14 @@ template <class T>
 }
 
 // Both increments 1 or both -1: the same pairs of elements, so both vectors are walked forward.
-[[gnu::always_inline]] inline bool unit_pair(zor_int incx, zor_int incy) { return incx * incy == 1; }
+[[gnu::always_inline]] inline bool unit_pair(zor_int incx, zor_int incy) {
+  return incx == incy && (incx == 1 || incx == -1);
+}
+// The same elements with an increment that is not negative. The least integer, good for one element only,
+// stays what it is.
+[[gnu::always_inline]] inline zor_int absolute_step(zor_int inc) {
+  return inc < 0 ? zor_int(0 - uint64_t(inc)) : inc;
+}
 
 template <class T>
 [[gnu::always_inline]] inline uintptr_t position(const T* x) {

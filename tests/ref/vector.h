@@ -164,7 +164,7 @@ template <class R>
 R dot(zor_int n, const R* x, zor_int incx, const R* y, zor_int incy) {
   constexpr int L = 16 / sizeof(R);
   if (n < 1) return 0;
-  const bool unit = incx * incy == 1;
+  const bool unit = incx == incy && (incx == 1 || incx == -1);
   if (unit) incx = incy = 1;
   if (!unit || address(x) % sizeof(R) != 0 || address(y) % sizeof(R) != 0) {
     R s = 0;
@@ -219,7 +219,7 @@ inline void scaled_step(double x, double& scale, double& sumsq) {
 template <class T>
 double nrm2_double(zor_int n, const T* x, zor_int incx) {
   if (n < 1) return 0;
-  if (incx < 0) incx = -incx;
+  if (incx < 0 && n > 1) incx = -incx;
   double scale = 0, sumsq = 1;
   for (zor_int i = 0; i < n; ++i) {
     const T v = at(x, n, incx, i);
