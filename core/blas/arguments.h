@@ -29,11 +29,20 @@ constexpr bool is_leading(const zor_int* ld, zor_int rows) {
 }
 constexpr bool is_step(const zor_int* inc) { return inc != nullptr && *inc != 0; }
 
+// Whether a matrix of elements of `size` bytes is no longer than the addresses there are; a vector counts as
+// a matrix of one row. The first test settles all matrices that exist, at little cost.
+constexpr bool fits_memory(zor_int rows, zor_int columns, zor_int ld, zor_int size) {
+  const zor_int step = ld < 0 ? ~ld : ld;
+  if (((rows | columns | step) >> 28) == 0 || rows < 1 || columns < 1) return true;
+  const __int128 last = __int128(columns - 1) * ld;
+  return (last < 0 ? -last : last) + rows <= INT64_MAX / size;
+}
+
 // Elements first to first + count - 1 of a vector of n elements, as a vector of its own: with a negative
 // increment a vector starts at its end.
 template <class T>
 T* part(T* x, zor_int n, zor_int incx, zor_int first, zor_int count) {
-  return x + (incx < 0 ? n - first - count : first) * (incx < 0 ? -incx : incx);
+  return x + (incx < 0 ? first + count - n : first) * incx;
 }
 
 // a b c, or the largest integer when that is less.

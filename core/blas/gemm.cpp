@@ -24,13 +24,18 @@ int32_t bad_gemm_argument(const char* transa, const char* transb, const zor_int*
   if (!is_size(k)) return 5;
   if (alpha == nullptr) return 6;
   const bool some = *m > 0 && *n > 0, read = some && *k > 0 && !equals(*alpha, 0);
+  const bool plain_a = is_plain(transa), plain_b = is_plain(transb);
   if (read && a == nullptr) return 7;
-  if (!is_leading(lda, is_plain(transa) ? *m : *k)) return 8;
+  if (!is_leading(lda, plain_a ? *m : *k)) return 8;
+  if (read && !fits_memory(plain_a ? *m : *k, plain_a ? *k : *m, *lda, sizeof(T))) return 8;
   if (read && b == nullptr) return 9;
-  if (!is_leading(ldb, is_plain(transb) ? *k : *n)) return 10;
+  if (!is_leading(ldb, plain_b ? *k : *n)) return 10;
+  if (read && !fits_memory(plain_b ? *k : *n, plain_b ? *n : *k, *ldb, sizeof(T))) return 10;
   if (beta == nullptr) return 11;
-  if (some && c == nullptr && (read || !equals(*beta, 1))) return 12;
-  return is_leading(ldc, *m) ? 0 : 13;
+  const bool written = some && (read || !equals(*beta, 1));
+  if (written && c == nullptr) return 12;
+  if (!is_leading(ldc, *m)) return 13;
+  return !written || fits_memory(*m, *n, *ldc, sizeof(T)) ? 0 : 13;
 }
 
 // Multiplications below which one thread is faster, and the step of the cuts.

@@ -23,13 +23,14 @@ int32_t bad_gemv_argument(const char* trans, const zor_int* m, const zor_int* n,
   if (alpha == nullptr) return 4;
   const bool read = *m > 0 && *n > 0 && !equals(*alpha, 0);
   if (read && a == nullptr) return 5;
-  if (!is_leading(lda, *m)) return 6;
+  if (!is_leading(lda, *m) || (read && !fits_memory(*m, *n, *lda, sizeof(T)))) return 6;
   if (read && x == nullptr) return 7;
-  if (!is_step(incx)) return 8;
+  const zor_int inputs = is_plain(trans) ? *n : *m, outputs = is_plain(trans) ? *m : *n;
+  if (!is_step(incx) || (read && !fits_memory(1, inputs, *incx, sizeof(T)))) return 8;
   if (beta == nullptr) return 9;
   const bool written = *m > 0 && *n > 0 && (read || !equals(*beta, 1));
   if (written && y == nullptr) return 10;
-  if (!is_step(incy)) return 11;
+  if (!is_step(incy) || (written && !fits_memory(1, outputs, *incy, sizeof(T)))) return 11;
   return 0;
 }
 

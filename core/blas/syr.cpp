@@ -19,9 +19,9 @@ int32_t bad_syr_argument(const char* uplo, const zor_int* n, const T* alpha, con
   if (alpha == nullptr) return 3;
   const bool used = *n > 0 && !equals(*alpha, 0);
   if (used && x == nullptr) return 4;
-  if (!is_step(incx)) return 5;
+  if (!is_step(incx) || (used && !fits_memory(1, *n, *incx, sizeof(T)))) return 5;
   if (used && a == nullptr) return 6;
-  return is_leading(lda, *n) ? 0 : 7;
+  return is_leading(lda, *n) && (!used || fits_memory(*n, *n, *lda, sizeof(T))) ? 0 : 7;
 }
 
 // Bytes of the triangle below which one thread is faster.

@@ -22,9 +22,9 @@ int32_t bad_pair_argument(const zor_int* n, const T* x, const zor_int* incx, con
                           const zor_int* incy) {
   if (n == nullptr) return 1;
   if (*n > 0 && x == nullptr) return 2;
-  if (incx == nullptr) return 3;
+  if (incx == nullptr || !fits_memory(1, *n, *incx, sizeof(T))) return 3;
   if (*n > 0 && y == nullptr) return 4;
-  return incy == nullptr ? 5 : 0;
+  return incy == nullptr || !fits_memory(1, *n, *incy, sizeof(T)) ? 5 : 0;
 }
 
 template <class T>
@@ -34,9 +34,9 @@ int32_t bad_axpy_argument(const zor_int* n, const T* alpha, const T* x, const zo
   if (alpha == nullptr) return 2;
   const bool used = *n > 0 && !equals(*alpha, 0);
   if (used && x == nullptr) return 3;
-  if (incx == nullptr) return 4;
+  if (incx == nullptr || (used && !fits_memory(1, *n, *incx, sizeof(T)))) return 4;
   if (used && y == nullptr) return 5;
-  return incy == nullptr ? 6 : 0;
+  return incy == nullptr || (used && !fits_memory(1, *n, *incy, sizeof(T))) ? 6 : 0;
 }
 
 // Elements below which one thread is faster, and elements of a piece: both vectors of a piece fit a cache.

@@ -244,6 +244,55 @@ TEST_F(BadArguments, UnusedOperandsMayBeNull) {
   EXPECT_EQ(1u, reports.size());
 }
 
+// Operands longer than all addresses are found before anything is touched; a call that needs none of them is
+// good, and done at once.
+TEST_F(BadArguments, OperandsBeyondAllMemory) {
+  const zor_int none = 0, one_step = 1, two = 2, huge = zor_int(1) << 61, wide = zor_int(1) << 40;
+  const zor_int least = INT64_MIN;
+  const double one = 1;
+  double x[4] = {2, 2, 2, 2}, y[4] = {3, 3, 3, 3};
+  const auto expect = [&](int32_t position) {
+    ASSERT_EQ(size_t(position > 0), reports.size());
+    if (position > 0) {
+      EXPECT_EQ(position, reports[0].position) << reports[0].routine;
+    }
+    reports.clear();
+  };
+  zor_blas_dgemm("N", "N", &huge, &one_step, &one_step, &one, x, &huge, x, &one_step, &one, y, &huge);
+  expect(8);
+  zor_blas_dgemm("T", "N", &two, &wide, &two, &one, x, &two, x, &wide, &one, y, &two);
+  expect(10);
+  zor_blas_dgemm("T", "T", &two, &two, &two, &one, x, &two, x, &two, &one, y, &huge);
+  expect(13);
+  zor_blas_dgemm("N", "N", &huge, &huge, &none, &one, nullptr, &huge, nullptr, &one_step, &one, nullptr,
+                 &huge);
+  expect(0);
+  zor_blas_dgemv("N", &two, &two, &one, x, &huge, x, &one_step, &one, y, &one_step);
+  expect(6);
+  zor_blas_dgemv("N", &two, &two, &one, x, &two, x, &least, &one, y, &one_step);
+  expect(8);
+  zor_blas_dgemv("T", &two, &two, &one, x, &two, x, &one_step, &one, y, &huge);
+  expect(11);
+  zor_blas_dsyr("U", &two, &one, x, &huge, y, &two);
+  expect(5);
+  zor_blas_dsyr("U", &two, &one, x, &one_step, y, &huge);
+  expect(7);
+  zor_blas_daxpy(&two, &one, x, &least, y, &one_step);
+  expect(4);
+  zor_blas_dswap(&two, x, &one_step, y, &huge);
+  expect(5);
+  EXPECT_EQ(0, zor_blas_ddot(&two, x, &huge, y, &one_step));
+  expect(3);
+  for (const double e : x) EXPECT_EQ(2, e);
+  for (const double e : y) EXPECT_EQ(3, e);
+  // One element has no distance to another.
+  zor_blas_daxpy(&one_step, &one, x, &least, y, &least);
+  expect(0);
+  EXPECT_EQ(5, y[0]);
+  EXPECT_EQ(10, zor_blas_ddot(&one_step, x, &least, y, &huge));
+  expect(0);
+}
+
 TEST(ErrorHandler, TheFirstOnePrintsOneLineAndReturns) {
   const zor_core_error_handler initial = zor_core_set_error_handler(nullptr);
   ASSERT_NE(nullptr, initial);
