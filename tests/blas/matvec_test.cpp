@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The matrix-vector kernels against plain loops: bits, exception flags, and what lies between and around the
 // operands.
+#include <pthread.h>
+
 #include <cmath>
 #include <string>
 #include <vector>
@@ -130,6 +132,31 @@ void check_gemv_specials(const char* name, Kernel kernel) {
 TEST(Gemv, SpecialValuesStayWhereTheDataPutThem) {
 #define ROW_XGEMV(name, T) check_gemv_specials<T>(#name, name);
 #include "zor/tables/blas_matvec.inc"
+}
+
+// Strided vectors are staged on the stack, which must fit the smallest one that the documentation allows.
+TEST(Gemv, RunsOnTheLeastStack) {
+  constexpr size_t least_stack = 64 << 10;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, least_stack));
+  const auto body = [](void*) -> void* {
+    for (char trans : {'N', 'T', 'C'}) {
+      const zor_int m = 40, n = 40, inc = 2;
+#define ROW_XGEMV(name, T)                                     \
+  {                                                            \
+    const T one = scalar<T>(1, 0);                             \
+    static T a[40 * 40], x[80], y[80];                         \
+    name(&trans, &m, &n, &one, a, &m, x, &inc, &one, y, &inc); \
+  }
+#include "zor/tables/blas_matvec.inc"
+    }
+    return nullptr;
+  };
+  pthread_t thread;
+  ASSERT_EQ(0, pthread_create(&thread, &attributes, body, nullptr));
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
 }
 
 // Operands off their element's boundary are summed without staging: one sum over all rows.
