@@ -7,7 +7,7 @@
 #include <cfenv>
 #include <thread>
 
-#include "dft/engine/plan.h"
+#include "dft/engine/plan/plan.h"
 #include "tests/ref/dft.h"
 #include "tests/support/operand.h"
 #include "tests/support/zalloc.h"

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <vector>
 
-#include "dft/engine/double_double.h"
-#include "dft/engine/trig.h"
+#include "dft/engine/roots/double_double.h"
+#include "dft/engine/roots/trig.h"
 #include "tests/support/operand.h"
 
 namespace {

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+#include "dft/engine/columns/bodies.h"
+
+namespace zor::dft {
+
+template <>
+column_set<float> find_column_set<float>(form outer, int32_t radix, int32_t lanes) {
+  return choose_column_set<float>(outer, radix, lanes);
+}
+
+}  // namespace zor::dft

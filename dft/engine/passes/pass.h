@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// The passes of a self-sorting transform. With n = l r m, a pass of radix r takes x to
+//   y(q + m (r p + s)) = w(p s) sum over t of x(q + m (p + l t)) exp(-2 pi i t s / r),  w(e) = exp(-2 pi i e
+//   / (l r))
+// for all p < l, q < m. The first pass has m = 1, the last l = 1 and no twiddles. Lanes run over p in the
+// first pass and over q in the others, so every element meets the same operations at any width; where the
+// lanes do not divide the range the last vector overlaps its neighbour and computes the same values again.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "dft/engine/passes/butterfly.h"
+
+namespace zor::dft {
+
+// How complex values stand in memory: re, im alternating; two arrays; or blocks of lanes_of<R> real parts
+// followed by as many imaginary ones.
+enum class form : int32_t { interleaved, split, blocked };
+enum class position : int32_t { first, middle, last };
+
+// Widths a pass exists in, by index: the build's own, half of it where that is at least 32 bytes, one real.
+inline constexpr int pass_widths = 3;
+template <class R>
+constexpr int pass_lanes(int index) {
+  return index == 0 ? lanes_of<R> : index == 1 && width >= 64 ? lanes_of<R> / 2 : 1;
+}
+
+// Data of a pass; for interleaved and blocked data re alone is read. A backward transform is the forward one
+// of exchanged real and imaginary parts, exchanged again: split data have their pointers exchanged. Others
+// are conjugated instead: input imaginary parts are multiplied by sign (1 or -1) in a first pass, output by
+// the scales in a last one. Split data are scaled behind the last pass.
+template <class R>
+struct pass_data {
+  const R *x_re, *x_im;
+  R *y_re, *y_im;
+  R sign, scale_re, scale_im;
+};
+
+template <class R>
+struct pass {
+  void (*run)(const pass_data<R>& data, const pass& self);
+  const R* twiddles;  // first: by vector of p, s, re lanes, im lanes; middle: by p, s, re, im; s from 1
+  const R* cosines;   // radix above 16: cos and sin of 2 pi k / r for k < r
+  ptrdiff_t l, m;
+  int32_t radix, lanes;
+};
+
+template <class R>
+using pass_run = decltype(pass<R>::run);
+
+// The pass of a radix at a position, reading and writing the outer form at the transform's ends and the inner
+// form between its passes; null when that combination does not exist. Radix 0 stands for any odd radix.
+template <class R>
+pass_run<R> find_first(form outer, form inner, int32_t radix, int width_index);
+template <class R>
+pass_run<R> find_middle(form inner, int32_t radix, int width_index);
+template <class R>
+pass_run<R> find_last(form inner, form outer, int32_t radix, int width_index);
+
+inline constexpr int32_t largest_radix = 16;
+// Factors left by the selection never pass 150.
+inline constexpr int32_t largest_generic = 151;
+
+}  // namespace zor::dft
