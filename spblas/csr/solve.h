@@ -195,6 +195,7 @@ template <class T, bool One, bool RowMajor, class I, class Over>
         xr = divided<T, N>(xr, value_at(a, stop, conj));
         x.template put<N>(row, j, xr);
       }
+      if (count < 1) return;  // 0 - x(r) would raise flags that nothing asks for
       const pack<T, N> t = pack<T, N>{} - xr;
       for (zor_int i = 0, k = start; i < count; ++i, k += step) {
         const auto entry = spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
