@@ -3,7 +3,7 @@
 // overlap. No sum crosses right-hand sides, so packs of them are worked on at once.
 #include <limits>
 
-#include "blas/vector/vector.h"
+#include "blas/level1/vector.h"
 #include "spblas/csr/row_blocks.h"
 #include "spblas/csr/row_dot.h"
 #include "spblas/csr/scatter.h"

@@ -3,7 +3,7 @@
 // not overlap; rows need not be sorted. Most views do not skip entries: the product runs over the whole row,
 // without a comparison in the hot loop, and a second pass over the row takes away what the view leaves out.
 // So entries outside a view take part in the rounding.
-#include "blas/vector/vector.h"
+#include "blas/level1/vector.h"
 #include "spblas/csr/row_dot.h"
 #include "zor/spblas.h"
 

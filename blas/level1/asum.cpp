@@ -12,9 +12,9 @@
 // real part before imaginary, joined at the end.
 #include "zor/blas.h"
 
-#include "blas/vector/partial_sums.h"
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/partial_sums.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

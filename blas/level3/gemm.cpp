@@ -6,10 +6,10 @@
 // panel's sum runs from +0 over ascending p of (alpha a) b and joins C in one addition; the first panel
 // brings beta with it. kb depends on k alone, so the blocks of rows and columns and the shape of the tiles do
 // not show in the result.
-#include "blas/gemm.h"
+#include "blas/level3/gemm.h"
 
-#include "blas/gemm_pack.h"
-#include "blas/gemm_rows.h"
+#include "blas/level3/gemm_pack.h"
+#include "blas/level3/gemm_rows.h"
 #include "serv/control.h"
 #include "serv/imports.h"
 #include "serv/memory.h"

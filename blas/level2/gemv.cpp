@@ -6,7 +6,7 @@
 //   other than 1 the inputs are staged in pieces of 1000, and every piece adds its own alpha sum to y[j];
 //   operands that are not aligned to their real type are not staged and have one sum.
 // A product of complex values is formed from its four real products before it is added.
-#include "blas/matvec.h"
+#include "blas/level2/matvec.h"
 #include "zor/blas.h"
 
 namespace zor {

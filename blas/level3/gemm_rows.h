@@ -3,7 +3,7 @@
 // over the columns of packed op(B).
 #pragma once
 
-#include "blas/gemm_pack.h"
+#include "blas/level3/gemm_pack.h"
 
 namespace zor::gemm {
 

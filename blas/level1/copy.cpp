@@ -3,8 +3,8 @@
 // others the standard walk. x and y do not overlap.
 #include "zor/blas.h"
 
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 

@@ -2,7 +2,7 @@
 // |re| + |im| of one complex value.
 #include "zor/blas.h"
 
-#include "blas/vector/walk.h"
+#include "blas/level1/walk.h"
 
 #define ROW_CABS1(name, T, R) \
   extern "C" R name(const T* z) { return zor::magnitude(*z); }

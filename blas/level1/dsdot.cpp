@@ -5,7 +5,7 @@
 // sdsdot starts its first accumulator from sb and rounds the result once to single.
 #include "zor/blas.h"
 
-#include "blas/vector/walk.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

@@ -8,7 +8,7 @@
 //   roti   (x, y) := (c x + s y, c y - s x); c of 1 with s of 0 computes nothing
 #include "zor/blas.h"
 
-#include "blas/vector/walk.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

@@ -10,8 +10,8 @@
 // NaN, or one that follows a current NaN, goes element by element.
 #include "zor/blas.h"
 
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

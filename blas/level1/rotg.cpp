@@ -7,7 +7,7 @@
 // single precision the divisions by norm run in double.
 #include "zor/blas.h"
 
-#include "blas/vector/walk.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

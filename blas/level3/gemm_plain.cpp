@@ -7,7 +7,7 @@
 // transposed, double precision, k of at least 9: four partial sums, the products p with p mod 4 = 0 to 3 for
 // all complete groups of 4, joined as (s0 + s2) + (s1 + s3); the other products follow one by one. With k
 // below 1 every form is C := beta C. Conjugation of B is (re, 0 - im).
-#include "blas/gemm.h"
+#include "blas/level3/gemm.h"
 
 namespace zor::gemm {
 namespace {

@@ -6,7 +6,7 @@
 // padded.
 #pragma once
 
-#include "blas/kernels/gemm_tile.h"
+#include "blas/level3/gemm_tile.h"
 
 namespace zor::gemm {
 

@@ -17,9 +17,9 @@
 // adds all to s0; a negative one starts at the far end.
 #include "zor/blas.h"
 
-#include "blas/vector/partial_sums.h"
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/partial_sums.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The exported panel copies, in their fixed format: strips of 16 bytes a part, the depth padded to a multiple
 // of 4 with zeros. The products with alpha are those of scale_strip.
-#include "blas/gemm_pack.h"
+#include "blas/level3/gemm_pack.h"
 #include "zor/blas.h"
 
 namespace zor::gemm {

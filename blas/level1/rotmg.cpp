@@ -4,7 +4,7 @@
 // underflow. A d1 or d2 that came out infinite is left so: no scaling could end.
 #include "zor/blas.h"
 
-#include "blas/vector/walk.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

@@ -4,8 +4,8 @@
 // standard walk in the order of elements, so that incy of 0 adds every term to y[0]. x and y do not overlap.
 #include "zor/blas.h"
 
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 #include "serv/control.h"
 
 namespace zor {

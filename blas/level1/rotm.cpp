@@ -5,7 +5,7 @@
 // others the standard walk. x and y do not overlap.
 #include "zor/blas.h"
 
-#include "blas/vector/walk.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

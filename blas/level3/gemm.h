@@ -2,7 +2,7 @@
 // What the drivers, copies and kernels of the matrix product share.
 #pragma once
 
-#include "blas/matvec.h"
+#include "blas/level2/matvec.h"
 #include "zor/types.h"
 
 namespace zor::gemm {

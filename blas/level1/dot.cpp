@@ -14,9 +14,9 @@
 // order of the standard walk.
 #include "zor/blas.h"
 
-#include "blas/vector/partial_sums.h"
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/partial_sums.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The upper or lower triangle of A := alpha x x^T + A, by columns in order: A(i,j) := A(i,j) + (alpha x[j])
 // x[i], alpha x[j] rounded once. A column whose x[j] or alpha x[j] equals 0 is left alone.
-#include "blas/matvec.h"
+#include "blas/level2/matvec.h"
 #include "zor/blas.h"
 
 namespace zor {

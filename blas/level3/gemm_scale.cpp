@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // C := beta C. Every element is one product, so the walk does not show.
-#include "blas/gemm.h"
+#include "blas/level3/gemm.h"
 #include "zor/blas.h"
 
 namespace zor::gemm {

@@ -5,7 +5,7 @@
 #include <bit>
 #include <numeric>
 
-#include "blas/gemm.h"
+#include "blas/level3/gemm.h"
 
 namespace zor::gemm {
 
@@ -215,7 +215,7 @@ inline constexpr tile_kernels<T, From> kernels{};
 // Whether a kernel may take more rows than a strip has: packed rows are padded, those of an A in place are
 // followed by foreign memory. The other types come in multiples of a 16-byte vector.
 template <class T, reading From>
-inline constexpr bool pads_rows = std::is_same_v<T, double> && From != reading::in_place;
+inline constexpr bool pads_rows = std::is_same_v<T, double>&& From != reading::in_place;
 
 // The strip that takes the next rows when `left` remain: its height as an index of the table above, its rows,
 // and its rows as packed, padding included. Without padding `left` is a multiple of a 16-byte vector.

@@ -4,8 +4,8 @@
 // product is 1 walk forward, others the standard walk in the order of elements. x and y do not overlap.
 #include "zor/blas.h"
 
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {

@@ -4,8 +4,8 @@
 // yi, im += xr yi - xi yr. Negative increments start at the far end, also when both are -1.
 #include "zor/blas.h"
 
-#include "blas/vector/vector.h"
-#include "blas/vector/walk.h"
+#include "blas/level1/vector.h"
+#include "blas/level1/walk.h"
 
 namespace zor {
 namespace {
