@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "zor/types.h"
+#include "serv/scalar.h"
 
 #ifndef ZOR_VEC_BYTES
 #error "the build defines ZOR_VEC_BYTES: 16, 32 or 64"
@@ -24,29 +24,6 @@ namespace zor {
 inline constexpr int width = ZOR_VEC_BYTES;
 // The peel boundary of every build: it regroups sums, so it never follows the width.
 inline constexpr uintptr_t peel_bytes = 16;
-
-using c32 = zor_c32;
-using c64 = zor_c64;
-
-template <class T>
-struct scalar_of {
-  using real = T;
-  static constexpr bool is_complex = false;
-};
-template <>
-struct scalar_of<c32> {
-  using real = float;
-  static constexpr bool is_complex = true;
-};
-template <>
-struct scalar_of<c64> {
-  using real = double;
-  static constexpr bool is_complex = true;
-};
-template <class T>
-using real_t = typename scalar_of<T>::real;
-template <class T>
-inline constexpr bool is_complex = scalar_of<T>::is_complex;
 
 template <class T, int Bytes>
 struct vec_of {

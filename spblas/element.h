@@ -4,7 +4,7 @@
 // (ar xr - ai xi, ar xi + ai xr), with one rounding an operation.
 #pragma once
 
-#include "serv/vec.h"
+#include "serv/element.h"
 
 namespace zor::sparse {
 
@@ -107,13 +107,10 @@ template <class T, int N>
   return spread<T, N>(load<T, 1>(p));
 }
 
-// a x, or conj(a) x.
+// a x, or conj(a) x, in the subtracting form.
 template <class T, bool Conj = false, class V>
 [[gnu::always_inline]] inline V mul(V a, V x) {
-  if constexpr (is_complex<T>)
-    return complex_mul<Conj>(a, x);
-  else
-    return a * x;
+  return mul_units<T, Conj>(a, x);
 }
 
 // The same for an element in memory, whose parts are loaded apart: a load spreads them without a shuffle.
@@ -125,16 +122,10 @@ template <class T, bool Conj = false>
     return mul<T, Conj>(load<T, 1>(a), x);
 }
 
-// a, or its conjugate: the sign of the imaginary part flipped.
+// a, or its conjugate by sign.
 template <class T, class V>
 [[gnu::always_inline]] inline V conj_if(bool conj, V a) {
-  if constexpr (is_complex<T>) {
-    using lane = typename bits_of<V>::lane;
-    const lane sign = conj ? lane(uint64_t(1) << (8 * sizeof(lane) - 1)) : 0;
-    return V(bits_t<V>(a) ^ broadcast_pair<bits_t<V>>(0, sign));
-  } else {
-    return a;
-  }
+  return conj_units_by_sign_if<T>(conj, a);
 }
 
 // A factor of many products with elements in memory: what they share is made once.
@@ -260,14 +251,12 @@ inline constexpr int abreast_in = RowMajor ? abreast / 2 : 1;
 
 // Calls body.operator()<N>(j) for packs that cover the right-hand sides first to last - 1 (from 0): the
 // widest first, then narrower ones. No sum crosses right-hand sides, so the grouping never shows.
-template <class T, int N, class Body>
-[[gnu::always_inline]] inline void packs_from(zor_int j, zor_int last, const Body& body) {
-  for (; j + N <= last; j += N) body.template operator()<N>(j);
-  if constexpr (N > 1) packs_from<T, N / 2>(j, last, body);
-}
 template <class T, class Body>
 [[gnu::always_inline]] inline void for_packs(zor_int first, zor_int last, const Body& body) {
-  packs_from<T, widest<T>>(first, last, body);
+  for_vectors<T, narrowing{.floor = 8}>(
+      first, last, [&]<int Bytes>(zor_int j) __attribute__((always_inline)) {
+        body.template operator()<units<T, Bytes>>(j);
+      });
 }
 // The same with body.operator()<N, R>(j) for R packs at once: `abreast` of the widest ones while they last,
 // then half as many, and so on.
@@ -278,7 +267,7 @@ template <class T, int R = abreast, class Body>
     for (; first + n * R <= last; first += n * R) body.template operator()<n, R>(first);
     for_packs_abreast<T, R / 2>(first, last, body);
   } else {
-    packs_from<T, n>(
+    for_packs<T>(
         first,
         last, [&]<int N>(zor_int j) __attribute__((always_inline)) { body.template operator()<N, 1>(j); });
   }

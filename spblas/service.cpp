@@ -15,34 +15,8 @@ void zeros(T* x, zor_int n) {
   if (n > 0) std::memset(static_cast<void*>(x), 0, size_t(n) * sizeof(T));
 }
 
-template <class T>
-T one() {
-  if constexpr (is_complex<T>)
-    return {1, 0};
-  else
-    return 1;
-}
-
-template <class T>
-T negated(T x) {
-  if constexpr (is_complex<T>)
-    return {0 - x.re, 0 - x.im};
-  else
-    return 0 - x;
-}
-
-template <class T>
-bool differs_from_zero(T x) {
-  if constexpr (is_complex<T>)
-    return !(x.re == 0 && x.im == 0);
-  else
-    return !(x == 0);
-}
-
-// The parts of a complex element never meet, so merges run over real numbers, `reals` to an element.
-template <class T>
-constexpr zor_int reals = zor_int(sizeof(T) / sizeof(real_t<T>));
-
+// The parts of a complex element never meet, so merges run over real numbers.
+//
 // y[i] := y[i] + term(i) for i from first to last - 1; term<N>(i) is the pack of N terms from i on.
 template <class R, class Term>
 void add_terms(zor_int first, zor_int last, R* y, const Term& term) {
@@ -58,9 +32,9 @@ template <class T>
 void merge(zor_int first, zor_int last, zor_int nparts, zor_int stride, const T* work, T* y) {
   using R = real_t<T>;
   constexpr zor_int run = 1024;
-  const zor_int from = (first - 1) * reals<T>, to = last * reals<T>, step = stride * reals<T>;
-  const R* w = reinterpret_cast<const R*>(work);
-  R* sum = reinterpret_cast<R*>(y);
+  const zor_int from = (first - 1) * parts<T>, to = last * parts<T>, step = stride * parts<T>;
+  const R* w = reals(work);
+  R* sum = reals(y);
   for (zor_int start = from; start < to; start += run) {
     const zor_int end = std::min(start + run, to);
     zor_int p = 0;
@@ -84,9 +58,9 @@ template <class T>
 void merge_sym(zor_int count, zor_int s1, zor_int nparts, zor_int s2, const T* work, T* y) {
   using R = real_t<T>;
   for (zor_int q = 1; q <= nparts; ++q) {
-    const R* part = reinterpret_cast<const R*>(work + s2 * (q - 1) + s1 * (nparts - q - q * (q - 1) / 2));
+    const R* part = reals(work + s2 * (q - 1) + s1 * (nparts - q - q * (q - 1) / 2));
     add_terms(
-        0, count * reals<T>, reinterpret_cast<R*>(y), [=]<int N>(zor_int i) __attribute__((always_inline)) {
+        0, count * parts<T>, reals(y), [=]<int N>(zor_int i) __attribute__((always_inline)) {
           return sparse::load<R, N>(part + i);
         });
   }
@@ -98,11 +72,11 @@ void merge_sym(zor_int count, zor_int s1, zor_int nparts, zor_int s2, const T* w
 #define ROW_ZEROS(name, T, I) \
   extern "C" void name(T* x, const I* n) { zor::zeros(x, *n); }
 #define ROW_ONES(name, T, I) \
-  extern "C" void name(T* x) { *x = zor::one<T>(); }
+  extern "C" void name(T* x) { *x = zor::one_of<T>(); }
 #define ROW_NEONES(name, T, I) \
-  extern "C" void name(T* x) { *x = zor::negated(*x); }
+  extern "C" void name(T* x) { *x = zor::zero_minus(*x); }
 #define ROW_ZEROCHECK(name, T, I) \
-  extern "C" void name(const T* x, I* flag) { *flag = zor::differs_from_zero(*x); }
+  extern "C" void name(const T* x, I* flag) { *flag = !zor::is_zero(*x); }
 #define ROW_MERGE(name, T, I)                                                                          \
   extern "C" void name(const I* first, const I* last, const I* nparts, const I* stride, const T* work, \
                        T* y) {                                                                         \

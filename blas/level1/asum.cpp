@@ -61,22 +61,22 @@ R asum_unit(zor_int n, const R* x) {
 template <class R>
 R asum_real(zor_int n, const R* x, zor_int incx) {
   const bool unit = incx == 1 || incx == -1;
-  if (unit && on_element(x)) return asum_unit(n, x);
+  if (unit && on_real_boundary(x)) return asum_unit(n, x);
   if (unit) incx = 1;
   x = walk_start(x, n, incx);
   R sum = 0;
-  for (zor_int i = 0; i < n; ++i) sum = sum + magnitude(get(x + i * incx));
+  for (zor_int i = 0; i < n; ++i) sum = sum + magnitude(load_element(x + i * incx));
   return sum;
 }
 
 template <class T>
 real_t<T> asum_complex(zor_int n, const T* x, zor_int incx) {
   using R = real_t<T>;
-  if (incx == 1) return asum_real(2 * n, reinterpret_cast<const R*>(x), 1);
+  if (incx == 1) return asum_real(2 * n, reals(x), 1);
   x = walk_start(x, n, incx);
   R sum[2] = {0, 0};
   for (zor_int i = 0; i < n; ++i) {
-    const T xi = get(x + i * incx);
+    const T xi = load_element(x + i * incx);
     sum[i & 1] = (sum[i & 1] + magnitude(xi.re)) + magnitude(xi.im);
   }
   return sum[0] + sum[1];

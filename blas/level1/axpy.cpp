@@ -23,11 +23,11 @@ template <class T, class V>
 template <class T>
 zor_int axpy_runs(zor_int n, T alpha, const T* x, T* y) {
   using R = real_t<T>;
-  const R* from = reinterpret_cast<const R*>(x);
-  R* to = reinterpret_cast<R*>(y);
+  const R* from = reals(x);
+  R* to = reals(y);
   const auto add_runs = [=](auto product) __attribute__((always_inline)) {
     return for_runs_of(
-        n * reals<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+        n * parts<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
           store<V>(to + i, load<V>(to + i) + product(load<V>(from + i)));
         });
   };
@@ -41,14 +41,14 @@ zor_int axpy_runs(zor_int n, T alpha, const T* x, T* y) {
       return complex_mul(broadcast_pair<V>(alpha.re, alpha.im), v);
     });
   }
-  return done / reals<T>;
+  return done / parts<T>;
 }
 
 }  // namespace
 
 template <class T>
 void axpy(zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
-  if (n < 1 || equals(alpha, 0)) return;
+  if (n < 1 || is_zero(alpha)) return;
   zor_int done = 0;
   if (unit_pair(incx, incy)) {
     done = axpy_runs(n, alpha, x, y);
@@ -56,7 +56,8 @@ void axpy(zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
   }
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
-  for (zor_int i = done; i < n; ++i) put(y + i * incy, add(get(y + i * incy), mul(alpha, get(x + i * incx))));
+  for (zor_int i = done; i < n; ++i)
+    store_element(y + i * incy, add(load_element(y + i * incy), mul(alpha, load_element(x + i * incx))));
 }
 
 template void axpy(zor_int, float, const float*, zor_int, float*, zor_int);

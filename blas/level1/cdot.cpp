@@ -28,8 +28,8 @@ template <class T, int K, class V>
 template <class T, bool Conj>
 zor_int cdot_runs(zor_int n, const T* x, const T* y, T& sum) {
   using R = real_t<T>;
-  const R* a = reinterpret_cast<const R*>(x);
-  const R* b = reinterpret_cast<const R*>(y);
+  const R* a = reals(x);
+  const R* b = reals(y);
   vec<R, 16> s = {};
   const zor_int done = for_runs<R, long_width>(
       2 * n, [&s, a, b ]<class V>(zor_int i) __attribute__((always_inline)) {
@@ -52,7 +52,7 @@ T cdot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   zor_int i = incx == 1 && incy == 1 ? cdot_runs<T, Conj>(n, x, y, sum) : 0;
-  for (; i < n; ++i) sum = add(sum, mul<Conj>(get(x + i * incx), get(y + i * incy)));
+  for (; i < n; ++i) sum = add(sum, mul<Conj>(load_element(x + i * incx), load_element(y + i * incy)));
   return sum;
 }
 

@@ -14,18 +14,18 @@ void copy(zor_int n, const T* x, zor_int incx, T* y, zor_int incy) {
   if (n < 1) return;
   zor_int done = 0;
   if (unit_pair(incx, incy)) {
-    const R* from = reinterpret_cast<const R*>(x);
-    R* to = reinterpret_cast<R*>(y);
+    const R* from = reals(x);
+    R* to = reals(y);
     done = for_runs_of(
-        n * reals<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+        n * parts<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
           store<V>(to + i, load<V>(from + i));
         });
-    done /= reals<T>;
+    done /= parts<T>;
     incx = incy = 1;
   }
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
-  for (zor_int i = done; i < n; ++i) put(y + i * incy, get(x + i * incx));
+  for (zor_int i = done; i < n; ++i) store_element(y + i * incy, load_element(x + i * incx));
 }
 
 }  // namespace zor

@@ -82,14 +82,14 @@ template <class T>
 T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   if (n < 1) return 0;
   if (unit_pair(incx, incy)) {
-    if (on_element(x) && on_element(y))
+    if (on_real_boundary(x) && on_real_boundary(y))
       return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, false>(n, x, y) : dot_unit<T, true>(n, x, y);
     incx = incy = 1;
   }
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   T sum = 0;
-  for (zor_int i = 0; i < n; ++i) sum = sum + get(x + i * incx) * get(y + i * incy);
+  for (zor_int i = 0; i < n; ++i) sum = sum + load_element(x + i * incx) * load_element(y + i * incy);
   return sum;
 }
 

@@ -11,7 +11,7 @@ namespace zor {
 namespace {
 
 [[gnu::always_inline]] inline double product(const float* x, const float* y) {
-  return double(get(x)) * double(get(y));
+  return double(load_element(x)) * double(load_element(y));
 }
 
 double dsdot_even_odd(double start, zor_int n, const float* x, const float* y, zor_int inc) {

@@ -56,7 +56,7 @@ struct current_element {
 template <class T, class Order>
 void scan(current_element<T>& current, zor_int first, zor_int last, const T* x, zor_int incx) {
   for (zor_int i = first; i < last; ++i) {
-    const real_t<T> m = magnitude(get(x + i * incx));
+    const real_t<T> m = magnitude(load_element(x + i * incx));
     if (!Order::keeps(current.value, m)) current = {m, i};
   }
 }
@@ -101,18 +101,18 @@ zor_int find(const real_t<T>* x, zor_int count, real_t<T> value) {
   zor_int i = 0;
   for (; i + L <= count; i += L) {
     const unsigned hit = sign_mask(magnitudes<T>(x + i) == broadcast<V>(value));
-    if (hit != 0) return (i + __builtin_ctz(hit)) / reals<T>;
+    if (hit != 0) return (i + __builtin_ctz(hit)) / parts<T>;
   }
   return (count - L + __builtin_ctz(sign_mask(magnitudes<T>(x + count - L) == broadcast<V>(value)))) /
-         reals<T>;
+         parts<T>;
 }
 
 template <class T, class Order>
 zor_int search_unit(zor_int n, const T* x) {
   using R = real_t<T>;
-  constexpr zor_int least = lanes_of<R> / reals<T>;
+  constexpr zor_int least = lanes_of<R> / parts<T>;
   constexpr zor_int block = 2048 / zor_int(sizeof(T));
-  current_element<T> current = {magnitude(get(x)), 0};
+  current_element<T> current = {magnitude(load_element(x)), 0};
   if (n < least) {
     scan<T, Order>(current, 1, n, x, 1);
     return current.index + 1;
@@ -125,7 +125,7 @@ zor_int search_unit(zor_int n, const T* x) {
     const zor_int from = end - i < least ? end - least : i;
     const R* p = reinterpret_cast<const R*>(x + from);
     const R extreme =
-        current.value == current.value ? block_extreme<T, Order>(p, (end - from) * reals<T>) : current.value;
+        current.value == current.value ? block_extreme<T, Order>(p, (end - from) * parts<T>) : current.value;
     if (extreme != extreme) {
       const zor_int before = current.index;
       if (found >= 0) current.index = -1;
@@ -142,7 +142,7 @@ zor_int search_unit(zor_int n, const T* x) {
   }
   if (found < 0) return current.index + 1;
   const R* p = reinterpret_cast<const R*>(x + found);
-  return found + find<T>(p, (found_end - found) * reals<T>, current.value) + 1;
+  return found + find<T>(p, (found_end - found) * parts<T>, current.value) + 1;
 }
 
 template <class T, class Order>
@@ -150,7 +150,7 @@ zor_int search(zor_int n, const T* x, zor_int incx) {
   if (n < 1 || incx < 1) return 0;
   if (n == 1) return 1;
   if (incx == 1) return search_unit<T, Order>(n, x);
-  current_element<T> current = {magnitude(get(x)), 0};
+  current_element<T> current = {magnitude(load_element(x)), 0};
   scan<T, Order>(current, 1, n, x, incx);
   return current.index + 1;
 }

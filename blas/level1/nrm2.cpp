@@ -90,7 +90,7 @@ scaled_sum nrm2_scaled_unit(zor_int n, const double* x) {
   zor_int i = 0;
   for (; i + block <= n; i += block) {
     if (s.scale == 0 || block_exceeds(x + i, s.scale)) {
-      for (int k = 0; k < block; ++k) add_scaled(s, get(x + i + k));
+      for (int k = 0; k < block; ++k) add_scaled(s, load_element(x + i + k));
       continue;
     }
     // No magnitude exceeds the scale, and zeros add nothing.
@@ -105,7 +105,7 @@ scaled_sum nrm2_scaled_unit(zor_int n, const double* x) {
 #pragma GCC unroll 32
     for (int k = 0; k < block; ++k) s.sumsq = s.sumsq + square[k / lanes<lanes_d>][k % lanes<lanes_d>];
   }
-  for (; i < n; ++i) add_scaled(s, get(x + i));
+  for (; i < n; ++i) add_scaled(s, load_element(x + i));
   return s;
 }
 
@@ -113,12 +113,12 @@ template <class T>
 double nrm2_scaled(zor_int n, const T* x, zor_int incx) {
   if (n < 1) return 0;
   if constexpr (!is_complex<T>)
-    if (n == 1) return magnitude(get(x));
+    if (n == 1) return magnitude(load_element(x));
   const zor_int step = absolute_step(incx);
-  if (step == 1) return root(nrm2_scaled_unit(n * reals<T>, reinterpret_cast<const double*>(x)));
+  if (step == 1) return root(nrm2_scaled_unit(n * parts<T>, reals(x)));
   scaled_sum s;
   for (zor_int i = 0; i < n; ++i) {
-    const T xi = get(x + i * step);
+    const T xi = load_element(x + i * step);
     if constexpr (is_complex<T>) {
       add_scaled(s, xi.re);
       add_scaled(s, xi.im);
@@ -166,7 +166,7 @@ double sum_squares_strided(zor_int n, const T* x, zor_int incx) {
   const zor_int full = n & ~zor_int(3);
   for (zor_int i = 0; i < n; ++i) {
     double& s = sum[incx == 0 || (i == n - 1 && n % 2 == 1) ? 0 : i < full ? i % 4 : i % 2];
-    const T xi = get(x + i * incx);
+    const T xi = load_element(x + i * incx);
     if constexpr (is_complex<T>)
       s = (s + wide_square(xi.re)) + wide_square(xi.im);
     else
@@ -179,8 +179,7 @@ template <class T>
 float nrm2_wide(zor_int n, const T* x, zor_int incx) {
   if (n < 1) return 0;
   const bool unit = incx == 1 || incx == -1;
-  const float* parts = reinterpret_cast<const float*>(x);
-  if (unit && on_element(parts)) return float(__builtin_sqrt(sum_squares_unit(n * reals<T>, parts)));
+  if (unit && on_real_boundary(x)) return float(__builtin_sqrt(sum_squares_unit(n * parts<T>, reals(x))));
   return float(__builtin_sqrt(sum_squares_strided(n, x, unit ? 1 : incx)));
 }
 

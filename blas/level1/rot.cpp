@@ -14,10 +14,10 @@ namespace {
 template <class T, class C, class S>
 zor_int rot_runs(zor_int n, T* x, T* y, C c, S s) {
   using R = real_t<T>;
-  R* a = reinterpret_cast<R*>(x);
-  R* b = reinterpret_cast<R*>(y);
+  R* a = reals(x);
+  R* b = reals(y);
   const zor_int done = for_runs_of<false>(
-      n * reals<T>, {a, b}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+      n * parts<T>, {a, b}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
         const V va = load<V>(a + i), vb = load<V>(b + i), vc = broadcast<V>(c);
         if constexpr (is_complex<S>) {
           const V vs = broadcast_pair<V>(s.re, s.im);
@@ -29,7 +29,7 @@ zor_int rot_runs(zor_int n, T* x, T* y, C c, S s) {
           store<V>(b + i, vc * vb - vs * va);
         }
       });
-  return done / reals<T>;
+  return done / parts<T>;
 }
 
 }  // namespace
@@ -45,13 +45,13 @@ void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   for (zor_int i = done; i < n; ++i) {
-    const T xi = get(x + i * incx), yi = get(y + i * incy);
+    const T xi = load_element(x + i * incx), yi = load_element(y + i * incy);
     if constexpr (is_complex<S>) {
-      put(x + i * incx, add(scaled(c, xi), mul(s, yi)));
-      put(y + i * incy, sub(scaled(c, yi), mul<true>(s, xi)));
+      store_element(x + i * incx, add(scaled(c, xi), mul(s, yi)));
+      store_element(y + i * incy, sub(scaled(c, yi), mul<true>(s, xi)));
     } else {
-      put(x + i * incx, add(scaled(c, xi), scaled(s, yi)));
-      put(y + i * incy, sub(scaled(c, yi), scaled(s, xi)));
+      store_element(x + i * incx, add(scaled(c, xi), scaled(s, yi)));
+      store_element(y + i * incy, sub(scaled(c, yi), scaled(s, xi)));
     }
   }
 }

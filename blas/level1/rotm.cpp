@@ -45,10 +45,10 @@ void rotm_form(zor_int n, T* x, zor_int incx, T* y, zor_int incy, const T* param
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   for (zor_int i = done; i < n; ++i) {
-    T xi = get(x + i * incx), yi = get(y + i * incy);
+    T xi = load_element(x + i * incx), yi = load_element(y + i * incy);
     apply<F>(h11, h21, h12, h22, xi, yi);
-    put(x + i * incx, xi);
-    put(y + i * incy, yi);
+    store_element(x + i * incx, xi);
+    store_element(y + i * incy, yi);
   }
 }
 

@@ -14,28 +14,28 @@ namespace {
 template <class T, class A>
 zor_int scal_runs(zor_int n, A alpha, T* x) {
   using R = real_t<T>;
-  R* p = reinterpret_cast<R*>(x);
+  R* p = reals(x);
   const zor_int done = for_runs_of(
-      n * reals<T>, {p}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+      n * parts<T>, {p}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
         if constexpr (is_complex<A>)
           store<V>(p + i, complex_mul(broadcast_pair<V>(alpha.re, alpha.im), load<V>(p + i)));
         else
           store<V>(p + i, broadcast<V>(alpha) * load<V>(p + i));
       });
-  return done / reals<T>;
+  return done / parts<T>;
 }
 
 }  // namespace
 
 template <class T, class A>
 void scal(zor_int n, A alpha, T* x, zor_int incx) {
-  if (n < 1 || equals(alpha, 1)) return;
+  if (n < 1 || is_one(alpha)) return;
   incx = absolute_step(incx);
   for (zor_int i = incx == 1 ? scal_runs(n, alpha, x) : 0; i < n; ++i) {
     if constexpr (is_complex<A>)
-      put(x + i * incx, mul(alpha, get(x + i * incx)));
+      store_element(x + i * incx, mul(alpha, load_element(x + i * incx)));
     else
-      put(x + i * incx, scaled(alpha, get(x + i * incx)));
+      store_element(x + i * incx, scaled(alpha, load_element(x + i * incx)));
   }
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 template <class T>
 void axpyi(zor_int n, T alpha, const T* x, const zor_int* indx, T* y) {
-  if (equals(alpha, 0)) return;
+  if (is_zero(alpha)) return;
   for (zor_int i = 0; i < n; ++i) y[indx[i] - 1] = add(y[indx[i] - 1], mul(alpha, x[i]));
 }
 

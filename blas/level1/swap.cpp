@@ -14,23 +14,23 @@ void swap(zor_int n, T* x, zor_int incx, T* y, zor_int incy) {
   if (n < 1) return;
   zor_int done = 0;
   if (unit_pair(incx, incy)) {
-    R* a = reinterpret_cast<R*>(x);
-    R* b = reinterpret_cast<R*>(y);
+    R* a = reals(x);
+    R* b = reals(y);
     done = for_runs_of(
-        n * reals<T>, {a, b}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
+        n * parts<T>, {a, b}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
           const V old = load<V>(a + i);
           store<V>(a + i, load<V>(b + i));
           store<V>(b + i, old);
         });
-    done /= reals<T>;
+    done /= parts<T>;
     incx = incy = 1;
   }
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   for (zor_int i = done; i < n; ++i) {
-    const T old = get(x + i * incx);
-    put(x + i * incx, get(y + i * incy));
-    put(y + i * incy, old);
+    const T old = load_element(x + i * incx);
+    store_element(x + i * incx, load_element(y + i * incy));
+    store_element(y + i * incy, old);
   }
 }
 

@@ -1,35 +1,15 @@
 // SPDX-License-Identifier: MIT
-// How the vector kernels step through their operands: walks with an increment, scalar elements at any
-// address, peels to 16 bytes, and one loop form for elementwise work.
+// How the vector kernels step through their operands: peels to 16 bytes, and the loops for elementwise work
+// on vectors of any length.
 #pragma once
 
-#include "serv/vec.h"
+#include "serv/element.h"
 
 namespace zor {
-
-// The first element of the standard walk: a negative increment starts at the far end.
-template <class T>
-[[gnu::always_inline]] inline T* walk_start(T* x, zor_int n, zor_int inc) {
-  return inc < 0 ? x + (1 - n) * inc : x;
-}
-
-// Both increments 1 or both -1: the same pairs of elements, so both vectors are walked forward.
-[[gnu::always_inline]] inline bool unit_pair(zor_int incx, zor_int incy) {
-  return incx == incy && (incx == 1 || incx == -1);
-}
-// The same elements with an increment that is not negative. The least integer, good for one element only,
-// stays what it is.
-[[gnu::always_inline]] inline zor_int absolute_step(zor_int inc) {
-  return inc < 0 ? zor_int(0 - uint64_t(inc)) : inc;
-}
 
 template <class T>
 [[gnu::always_inline]] inline uintptr_t position(const T* x) {
   return reinterpret_cast<uintptr_t>(x) % peel_bytes;
-}
-template <class T>
-[[gnu::always_inline]] inline bool on_element(const T* x) {
-  return reinterpret_cast<uintptr_t>(x) % sizeof(T) == 0;
 }
 // Elements before the next 16-byte boundary, at most n.
 template <class T>
@@ -38,105 +18,15 @@ template <class T>
   return peel < n ? peel : n;
 }
 
-// An element at any address.
-template <class T>
-[[gnu::always_inline]] inline T get(const T* x) {
-  T v;
-  std::memcpy(&v, x, sizeof v);
-  return v;
-}
-template <class T>
-[[gnu::always_inline]] inline void put(T* x, T v) {
-  std::memcpy(x, &v, sizeof v);
-}
-
-// Complex arithmetic on single elements, rounded as complex_mul of the vector header rounds it.
-template <bool ConjX = false, class T>
-[[gnu::always_inline]] inline T mul(T x, T y) {
-  if constexpr (!is_complex<T>) {
-    return x * y;
-  } else if constexpr (ConjX) {
-    return {x.re * y.re + x.im * y.im, x.re * y.im - x.im * y.re};
-  } else {
-    return {x.re * y.re - x.im * y.im, x.re * y.im + x.im * y.re};
-  }
-}
-template <class T>
-[[gnu::always_inline]] inline T scaled(real_t<T> c, T x) {
-  if constexpr (is_complex<T>) {
-    return {c * x.re, c * x.im};
-  } else {
-    return c * x;
-  }
-}
-template <class T>
-[[gnu::always_inline]] inline T add(T x, T y) {
-  if constexpr (is_complex<T>) {
-    return {x.re + y.re, x.im + y.im};
-  } else {
-    return x + y;
-  }
-}
-template <class T>
-[[gnu::always_inline]] inline T sub(T x, T y) {
-  if constexpr (is_complex<T>) {
-    return {x.re - y.re, x.im - y.im};
-  } else {
-    return x - y;
-  }
-}
-template <class T>
-[[gnu::always_inline]] inline bool equals(T x, real_t<T> re) {
-  if constexpr (is_complex<T>) {
-    return x.re == re && x.im == 0;
-  } else {
-    return x == re;
-  }
-}
-// |x|, for complex the sum of the magnitudes of both parts.
-template <class T>
-[[gnu::always_inline]] inline real_t<T> magnitude(T x) {
-  if constexpr (is_complex<T>) {
-    return magnitude(x.re) + magnitude(x.im);
-  } else if constexpr (sizeof(T) == 8) {
-    return __builtin_fabs(x);
-  } else {
-    return __builtin_fabsf(x);
-  }
-}
-
-// Real numbers in an element.
-template <class T>
-inline constexpr zor_int reals = is_complex<T> ? 2 : 1;
-
-template <class R, int Bytes, class Step>
-[[gnu::always_inline]] inline zor_int tail_runs(zor_int i, zor_int n, Step& step) {
-  if constexpr (Bytes < 16) {
-    return i;
-  } else {
-    using V = vec<R, Bytes>;
-    if (i + lanes<V> <= n) {
-      step.template operator()<V>(i);
-      i += lanes<V>;
-    }
-    return tail_runs<R, Bytes / 2>(i, n, step);
-  }
-}
-
 // Calls step<V>(i) for runs of lanes<V> reals that together cover first to n-1 in rising order, up to a rest
 // of less than 16 bytes: full vectors, then at most one of each half. Returns where it stopped. For work
 // without sums, where the grouping cannot show.
 template <class R, int Widest = width, class Step>
 [[gnu::always_inline]] inline zor_int for_runs(zor_int n, Step step, zor_int first = 0) {
-  using V = vec<R, Widest>;
-  constexpr int unroll = 8;
-  zor_int i = first;
-  for (; i + unroll * lanes<V> <= n; i += unroll * lanes<V>) {
-#pragma GCC unroll 8
-    for (int k = 0; k < unroll; ++k) step.template operator()<V>(i + k * lanes<V>);
-  }
-  for (; i + lanes<V> <= n; i += lanes<V>) step.template operator()<V>(i);
-  return tail_runs<R, Widest / 2>(i, n, step);
+  return for_vectors<R, narrowing{.widest = Widest, .least = 16}, 8>(
+      first, n, [&]<int Bytes>(zor_int i) __attribute__((always_inline)) {
+        step.template operator()<vec<R, Bytes>>(i);
+      });
 }
 
 // Bytes of a vector from which two of them are taken to lie beyond the second-level cache. 16-byte loads are

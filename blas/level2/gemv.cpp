@@ -19,7 +19,7 @@ void scale(zor_int n, T beta, T* y, zor_int incy) {
   if (is_zero(beta)) {
     for (zor_int i = 0; i < n; ++i) store_units(y + i * incy, E{});
   } else if (incy == 1) {
-    in_chunks<T>(n, [&]<int Bytes>(zor_int i, zor_int last) {
+    for_ranges<T>(0, n, [&]<int Bytes>(zor_int i, zor_int last) {
       using V = vec<real_t<T>, Bytes>;
       const factor<T, V> f = make_factor<V>(beta);
       for (; i < last; i += units<T, Bytes>) store_units(y + i, f * load_units<V>(y + i));
@@ -37,7 +37,7 @@ void gemv_n(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, 
   for (zor_int j = 0; j < n;) {
     const zor_int left = n - j;
     const int columns = left >= group ? group : left >= 4 ? 4 : left >= 2 ? 2 : 1;
-    for (int k = 0; k < columns; ++k) s[k] = multiply(alpha, x[j + k]);
+    for (int k = 0; k < columns; ++k) s[k] = mul_adding(alpha, x[j + k]);
     const T* aj = a + j * lda;
     switch (columns) {
       case 1:
@@ -147,15 +147,10 @@ void gemv_t_plain(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const 
   }
 }
 
-template <class T>
-bool is_aligned(const T* p) {
-  return reinterpret_cast<uintptr_t>(p) % sizeof(real_t<T>) == 0;
-}
-
 template <bool Conj, class T>
 void gemv_transposed(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, zor_int incx, T* y,
                      zor_int incy) {
-  if (!is_aligned(a) || !is_aligned(x) || !is_aligned(y))
+  if (!on_real_boundary(a) || !on_real_boundary(x) || !on_real_boundary(y))
     gemv_t_plain<Conj>(m, n, alpha, a, lda, x, incx, y, incy);
   else if (incx == 1 && incy == 1)
     gemv_t<width, Conj>(m, n, alpha, a, lda, x, y);
@@ -169,12 +164,12 @@ void gemv(char trans, zor_int m, zor_int n, T alpha, const T* a, zor_int lda, co
   if (m <= 0 || n <= 0 || (is_zero(alpha) && is_one(beta))) return;
   const bool transposed = trans != 'N' && trans != 'n';
   const zor_int inputs = transposed ? m : n, outputs = transposed ? n : m;
-  x = first_element(x, inputs, incx);
-  y = first_element(y, outputs, incy);
+  x = walk_start(x, inputs, incx);
+  y = walk_start(y, outputs, incy);
   scale(outputs, beta, y, incy);
   if (is_zero(alpha)) return;
   if (!transposed) {
-    if (incx == 1 && incy == 1 && is_aligned(x))
+    if (incx == 1 && incy == 1 && on_real_boundary(x))
       gemv_n(m, n, alpha, a, lda, x, y);
     else
       gemv_n_staged(m, n, alpha, a, lda, x, incx, y, incy);

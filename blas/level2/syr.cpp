@@ -16,7 +16,7 @@ void syr_rows(bool upper, zor_int n, T alpha, const T* x0, zor_int incx, zor_int
   for (zor_int j = begin; j < end; ++j) {
     const T xj = load_element(x0 + j * incx);
     if (is_zero(xj)) continue;
-    const T s = multiply(alpha, xj);
+    const T s = mul_adding(alpha, xj);
     if (is_zero(s)) continue;
     const zor_int top = upper || j < first ? first : j;
     const zor_int bottom = upper && j + 1 < first + rows ? j + 1 : first + rows;
@@ -28,7 +28,7 @@ template <class T>
 void syr(char uplo, zor_int n, T alpha, const T* x, zor_int incx, T* a, zor_int lda) {
   if (n <= 0 || is_zero(alpha)) return;
   const bool upper = uplo == 'U' || uplo == 'u';
-  x = first_element(x, n, incx);
+  x = walk_start(x, n, incx);
   if (incx == 1) return syr_rows(upper, n, alpha, x, incx, zor_int(0), n, x, a, lda);
   T piece[staged_long];
   for (zor_int first = 0; first < n; first += staged_long) {

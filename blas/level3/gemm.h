@@ -42,18 +42,6 @@ update update_of(T beta) {
   return is_one(beta) ? update::add : is_zero(beta) ? update::store : update::scale;
 }
 
-template <class T>
-const real_t<T>* reals(const T* p) {
-  return reinterpret_cast<const real_t<T>*>(p);
-}
-template <class T>
-real_t<T>* reals(T* p) {
-  return reinterpret_cast<real_t<T>*>(p);
-}
-// Reals in an element.
-template <class T>
-inline constexpr int parts = is_complex<T> ? 2 : 1;
-
 // C := beta C by columns; store puts zeros and reads nothing.
 template <class T>
 void scale_columns(zor_int m, zor_int n, T beta, T* c, zor_int ldc);

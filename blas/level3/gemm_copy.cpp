@@ -67,7 +67,7 @@ void copy_b(zor_int k, zor_int n, const operand<T>& b, T* destination) {
     } else {
       move_transposed(source, b.column_stride, columns, k, destination, columns);
     }
-    if (b.conj) conjugate(k * columns, destination);
+    if (is_complex<T> && b.conj) conjugate(k * columns, destination);
     __builtin_memset(destination + k * columns, 0, size_t((padded(k) - k) * columns) * sizeof(T));
     destination += padded(k) * columns;
   }

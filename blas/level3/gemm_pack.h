@@ -175,15 +175,10 @@ void pack_a(zor_int m, zor_int depth, bool trans, bool conj, const T* source, zo
 // Imaginary parts as 0 - im.
 template <class T>
 void conjugate(zor_int count, T* x) {
-  if constexpr (is_complex<T>) {
-    in_chunks<T>(count, [&]<int Bytes>(zor_int i, zor_int last) {
-      using V = vec<real_t<T>, Bytes>;
-      for (; i < last; i += units<T, Bytes>) {
-        const V v = load_units<V>(x + i);
-        store_units(x + i, pick_odd(v, V{} - v));
-      }
-    });
-  }
+  for_vectors<T>(0, count, [=]<int Bytes>(zor_int i) {
+    using V = vec<real_t<T>, Bytes>;
+    store_units(x + i, conj_units_by_subtraction<T>(load_units<V>(x + i)));
+  });
 }
 
 // Packs op(B), depth by n, from `source` on, which is strided as `b` is.
@@ -202,7 +197,7 @@ void pack_b(zor_int depth, zor_int n, const operand<T>& b, const T* source, T* d
         for (int q = 0; q < columns; ++q)
           __builtin_memcpy(destination + p * columns + q, source + p * b.row_stride + q, sizeof(T));
     }
-    if (b.conj) conjugate(depth * columns, destination);
+    if (is_complex<T> && b.conj) conjugate(depth * columns, destination);
     destination += columns * depth;
     j += columns;
   }

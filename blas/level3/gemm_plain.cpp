@@ -14,11 +14,8 @@ namespace {
 
 template <class T>
 T b_element(const operand<T>& b, zor_int p, zor_int j) {
-  T e = load_element(b.at(p, j));
-  if constexpr (is_complex<T>) {
-    if (b.conj) e.im = 0 - e.im;
-  }
-  return e;
+  const T e = load_element(b.at(p, j));
+  return b.conj ? conj_by_subtraction(e) : e;
 }
 
 template <class T>
@@ -36,11 +33,11 @@ void add_products(zor_int m, zor_int n, zor_int k, T alpha, const operand<T>& a,
     zor_int p = 0;
     T s[4];
     for (; p + 4 <= k; p += 4) {
-      for (int q = 0; q < 4; ++q) s[q] = multiply(alpha, b_element(b, p + q, j));
+      for (int q = 0; q < 4; ++q) s[q] = mul_adding(alpha, b_element(b, p + q, j));
       add_columns<4>(m, s, a.at(0, p), a.column_stride, c + j * ldc);
     }
     for (; p < k; ++p) {
-      s[0] = multiply(alpha, b_element(b, p, j));
+      s[0] = mul_adding(alpha, b_element(b, p, j));
       add_columns<1>(m, s, a.at(0, p), a.column_stride, c + j * ldc);
     }
   }

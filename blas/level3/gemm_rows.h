@@ -51,11 +51,7 @@ void row_products(zor_int depth, T alpha, const operand<T>& a, T beta, const str
     return how == update::add ? row : make_factor<V>(beta) * row;
   };
   const auto coefficient = [&](int r, zor_int p) {
-    T e = load_element(a.at(r, p));
-    if constexpr (is_complex<T>) {
-      if (a.conj) e.im = -e.im;
-    }
-    return make_factor<V>(e);
+    return make_factor<V>(conj_by_sign_if(a.conj, load_element(a.at(r, p))));
   };
   const auto group = [&](zor_int p, int s) {
     const T* const b = w.b + p * w.step + s * w.b_next;
@@ -130,7 +126,7 @@ void product_rows(zor_int m, zor_int n, zor_int depth, T alpha, const operand<T>
         [&](const strip_walk<T>& w) { product_rows<T, V, 1>(m, depth, alpha, a, beta, w); });
   }
   const auto columns_of = [&]<int Strips>(int columns, strip_walk<T> w) {
-    in_chunks<T>(columns, [&]<int Bytes>(zor_int q, zor_int last) {
+    for_ranges<T>(0, columns, [&]<int Bytes>(zor_int q, zor_int last) {
       for (; q < last; q += units<T, Bytes>) {
         strip_walk<T> part = w;
         part.b += q;

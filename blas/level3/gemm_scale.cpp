@@ -8,7 +8,7 @@ namespace zor::gemm {
 template <class T>
 void scale_columns(zor_int m, zor_int n, T beta, T* c, zor_int ldc) {
   for (zor_int j = 0; j < n; ++j, c += ldc) {
-    in_chunks<T>(m, [&]<int Bytes>(zor_int i, zor_int last) {
+    for_ranges<T>(0, m, [&]<int Bytes>(zor_int i, zor_int last) {
       using V = vec<real_t<T>, Bytes>;
       const auto f = make_factor<V>(beta);
       for (; i < last; i += units<T, Bytes>) store_units(c + i, f * load_units<V>(c + i));

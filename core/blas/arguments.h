@@ -4,16 +4,12 @@
 #pragma once
 
 #include "core/bad_argument.h"
-#include "zor/types.h"
+#include "serv/scalar.h"
 
 namespace zor_core {
 
-template <class T>
-constexpr bool equals(T s, int real) {
-  return s == T(real);
-}
-constexpr bool equals(zor_c32 s, int real) { return s.re == float(real) && s.im == 0; }
-constexpr bool equals(zor_c64 s, int real) { return s.re == double(real) && s.im == 0; }
+using zor::is_one;
+using zor::is_zero;
 
 constexpr char upper_case(char letter) { return char(letter & ~('a' - 'A')); }
 template <class... Letters>

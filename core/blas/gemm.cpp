@@ -23,7 +23,7 @@ int32_t bad_gemm_argument(const char* transa, const char* transb, const zor_int*
   if (!is_size(n)) return 4;
   if (!is_size(k)) return 5;
   if (alpha == nullptr) return 6;
-  const bool some = *m > 0 && *n > 0, read = some && *k > 0 && !equals(*alpha, 0);
+  const bool some = *m > 0 && *n > 0, read = some && *k > 0 && !is_zero(*alpha);
   const bool plain_a = is_plain(transa), plain_b = is_plain(transb);
   if (read && a == nullptr) return 7;
   if (!is_leading(lda, plain_a ? *m : *k)) return 8;
@@ -32,7 +32,7 @@ int32_t bad_gemm_argument(const char* transa, const char* transb, const zor_int*
   if (!is_leading(ldb, plain_b ? *k : *n)) return 10;
   if (read && !fits_memory(plain_b ? *k : *n, plain_b ? *n : *k, *ldb, sizeof(T))) return 10;
   if (beta == nullptr) return 11;
-  const bool written = some && (read || !equals(*beta, 1));
+  const bool written = some && (read || !is_one(*beta));
   if (written && c == nullptr) return 12;
   if (!is_leading(ldc, *m)) return 13;
   return !written || fits_memory(*m, *n, *ldc, sizeof(T)) ? 0 : 13;
@@ -88,7 +88,7 @@ template <class T>
                                         const T* beta, T* c, const zor_int* ldc) {
   if (const int32_t bad = bad_gemm_argument(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc))
     return report_argument(routine, bad, gemm_arguments[bad - 1]);
-  if (saturating_product(*m, *n, *k) >= least_products && !equals(*alpha, 0)) {
+  if (saturating_product(*m, *n, *k) >= least_products && !is_zero(*alpha)) {
     const int32_t threads = usable_threads();
     if (threads > 1)
       return threaded_gemm(threads, transa, transb, *m, *n, k, alpha, a, lda, b, ldb, beta, c, ldc);

@@ -21,14 +21,14 @@ int32_t bad_gemv_argument(const char* trans, const zor_int* m, const zor_int* n,
   if (!is_size(m)) return 2;
   if (!is_size(n)) return 3;
   if (alpha == nullptr) return 4;
-  const bool read = *m > 0 && *n > 0 && !equals(*alpha, 0);
+  const bool read = *m > 0 && *n > 0 && !is_zero(*alpha);
   if (read && a == nullptr) return 5;
   if (!is_leading(lda, *m) || (read && !fits_memory(*m, *n, *lda, sizeof(T)))) return 6;
   if (read && x == nullptr) return 7;
   const zor_int inputs = is_plain(trans) ? *n : *m, outputs = is_plain(trans) ? *m : *n;
   if (!is_step(incx) || (read && !fits_memory(1, inputs, *incx, sizeof(T)))) return 8;
   if (beta == nullptr) return 9;
-  const bool written = *m > 0 && *n > 0 && (read || !equals(*beta, 1));
+  const bool written = *m > 0 && *n > 0 && (read || !is_one(*beta));
   if (written && y == nullptr) return 10;
   if (!is_step(incy) || (written && !fits_memory(1, outputs, *incy, sizeof(T)))) return 11;
   return 0;
@@ -47,7 +47,7 @@ void gemv(const char* routine, const char* trans, const zor_int* m, const zor_in
   const bool plain = is_plain(trans);
   const zor_int outputs = plain ? *m : *n;
   int32_t threads = 1;
-  if (saturating_product(*m, *n, sizeof(T)) >= least_bytes && outputs >= 2 * grain && !equals(*alpha, 0))
+  if (saturating_product(*m, *n, sizeof(T)) >= least_bytes && outputs >= 2 * grain && !is_zero(*alpha))
     threads = usable_threads();
   if (threads == 1) return kernels<T>::gemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy);
   const zor_int pieces = std::min<zor_int>(outputs / grain, threads);

@@ -17,7 +17,7 @@ int32_t bad_syr_argument(const char* uplo, const zor_int* n, const T* alpha, con
   if (!is_letter(uplo, 'U', 'L')) return 1;
   if (!is_size(n)) return 2;
   if (alpha == nullptr) return 3;
-  const bool used = *n > 0 && !equals(*alpha, 0);
+  const bool used = *n > 0 && !is_zero(*alpha);
   if (used && x == nullptr) return 4;
   if (!is_step(incx) || (used && !fits_memory(1, *n, *incx, sizeof(T)))) return 5;
   if (used && a == nullptr) return 6;
@@ -62,7 +62,7 @@ void syr(const char* routine, const char* uplo, const zor_int* n, const T* alpha
   if (const int32_t bad = bad_syr_argument(uplo, n, alpha, x, incx, a, lda))
     return report_argument(routine, bad, syr_arguments[bad - 1]);
   int32_t threads = 1;
-  if (saturating_product(*n, *n, sizeof(T)) >= 2 * least_bytes && !equals(*alpha, 0))
+  if (saturating_product(*n, *n, sizeof(T)) >= 2 * least_bytes && !is_zero(*alpha))
     threads = usable_threads();
   if (threads == 1) return kernels<T>::syr(uplo, n, alpha, x, incx, a, lda);
   const bool upper = *uplo == 'U' || *uplo == 'u';

@@ -32,7 +32,7 @@ int32_t bad_axpy_argument(const zor_int* n, const T* alpha, const T* x, const zo
                           const zor_int* incy) {
   if (n == nullptr) return 1;
   if (alpha == nullptr) return 2;
-  const bool used = *n > 0 && !equals(*alpha, 0);
+  const bool used = *n > 0 && !is_zero(*alpha);
   if (used && x == nullptr) return 3;
   if (incx == nullptr || (used && !fits_memory(1, *n, *incx, sizeof(T)))) return 4;
   if (used && y == nullptr) return 5;

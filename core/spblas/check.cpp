@@ -136,7 +136,7 @@ int32_t look_at_rows(sparse_matrix& a) {
       note(a, fault::unsorted, r);
     else if (pivots && pivot < 0)
       note(a, fault::no_pivot, r);
-    else if (pivots && equals(m.val[pivot], 0))
+    else if (pivots && is_zero(m.val[pivot]))
       note(a, fault::zero_pivot, r);
   }
   a.used = previous;

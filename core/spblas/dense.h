@@ -8,6 +8,7 @@
 #include "core/blas/arguments.h"
 #include "core/spblas/matrix.h"
 #include "core/threads.h"
+#include "serv/scratch.h"
 #include "zor/blas.h"
 #include "zor/serv.h"
 
@@ -18,7 +19,7 @@ template <class T>
 void scale(T alpha, zor_int n, T* x) {
   constexpr zor_int step = 1;
   if (n < 1) return;
-  if (equals(alpha, 0)) {
+  if (is_zero(alpha)) {
     std::memset(static_cast<void*>(x), 0, size_t(n) * sizeof(T));
     return;
   }
@@ -72,21 +73,6 @@ int32_t bad_columns(int32_t layout, zor_int n) {
   return ZOR_SPARSE_OK;
 }
 
-// Elements from the pool, null when memory is short.
-template <class T>
-struct scratch {
-  explicit scratch(zor_int count) {
-    const zor_int bytes = saturating_product(count, sizeof(T));
-    if (bytes < INT64_MAX) data = static_cast<T*>(zor_serv_allocate(uint64_t(bytes), 64));
-  }
-  scratch(const scratch&) = delete;
-  scratch& operator=(const scratch&) = delete;
-  ~scratch() {
-    if (data != nullptr) zor_serv_deallocate(data);
-  }
-  T* data = nullptr;
-};
-
 // The column indices in the wanted base: the matrix's own array, or a copy. The kernels of many right-hand
 // sides tie the layout to the base.
 template <class I>
@@ -99,7 +85,7 @@ struct indices_of_base {
       copy.data[k] = I(uint64_t(given[k]) + uint64_t(base) - uint64_t(a.base));
   }
   bool short_of_memory(const sparse_matrix& a) const { return data == nullptr && a.used > 0; }
-  scratch<I> copy;
+  zor::scratch<I> copy;
   const I* data;
 };
 

@@ -133,7 +133,7 @@ template <class T, class I>
 int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta, T* y) {
   const bool transposed = is_transposed(op);
   const zor_int outputs = transposed ? a.cols : a.rows, inputs = transposed ? a.rows : a.cols;
-  const bool read = inputs > 0 && outputs > 0 && !equals(alpha, 0);
+  const bool read = inputs > 0 && outputs > 0 && !is_zero(alpha);
   if (read && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
   if (outputs > 0 && y == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "y is null");
   if (!read) {
@@ -159,7 +159,7 @@ int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta
     return ZOR_SPARSE_OK;
   }
   const packed_outputs packed{a};
-  const scratch<T> work(a.mirrored() ? packed.elements() : saturating_product(a.parts, outputs));
+  const zor::scratch<T> work(a.mirrored() ? packed.elements() : saturating_product(a.parts, outputs));
   if (work.data == nullptr)
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the parts' outputs is short");
   if (a.mirrored())
@@ -175,7 +175,7 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
   const bool transposed = is_transposed(op), row_major = layout == ZOR_SPARSE_ROW_MAJOR;
   const zor_int outputs = transposed ? a.cols : a.rows, inputs = transposed ? a.rows : a.cols;
   if (const int32_t status = bad_columns<I>(layout, n)) return status;
-  const bool written = outputs > 0 && n > 0, read = written && inputs > 0 && !equals(alpha, 0);
+  const bool written = outputs > 0 && n > 0, read = written && inputs > 0 && !is_zero(alpha);
   if (read && b == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b is null");
   if (const int32_t status = bad_dense<I>("ldb", layout, inputs, n, ldb, sizeof(T))) return status;
   if (written && c == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "c is null");

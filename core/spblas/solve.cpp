@@ -17,11 +17,11 @@ void prepare(const sparse_matrix& a, T alpha, zor_int n, const T* b, T* x) {
 
 template <class T, class I>
 int32_t solve(const sparse_matrix& a, int32_t op, T alpha, const T* b, T* x) {
-  if (a.rows > 0 && b == nullptr && !equals(alpha, 0))
+  if (a.rows > 0 && b == nullptr && !is_zero(alpha))
     return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b is null");
   if (a.rows > 0 && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
   if (const int32_t status = bad_solve(a)) return status;
-  if (equals(alpha, 0)) {
+  if (is_zero(alpha)) {
     scale(alpha, a.rows, x);
     return ZOR_SPARSE_OK;
   }
@@ -38,7 +38,7 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
                    zor_int ldb, T* x, zor_int ldx) {
   const bool row_major = layout == ZOR_SPARSE_ROW_MAJOR;
   if (const int32_t status = bad_columns<I>(layout, n)) return status;
-  const bool written = a.rows > 0 && n > 0, read = written && !equals(alpha, 0);
+  const bool written = a.rows > 0 && n > 0, read = written && !is_zero(alpha);
   if (read && b == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b is null");
   if (const int32_t status = bad_dense<I>("ldb", layout, a.rows, n, ldb, sizeof(T))) return status;
   if (written && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");

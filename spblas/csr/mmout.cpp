@@ -4,10 +4,10 @@
 #include <limits>
 
 #include "blas/level1/vector.h"
+#include "serv/scratch.h"
 #include "spblas/csr/row_blocks.h"
 #include "spblas/csr/row_dot.h"
 #include "spblas/csr/scatter.h"
-#include "zor/serv.h"
 #include "zor/spblas.h"
 
 namespace zor::sparse {
@@ -116,8 +116,9 @@ bool dot_rows_of_copy(const product<T, RowMajor, I>& p, bool conj, zor_int row, 
   const reach r = reach_of(p.a, row, end);
   const zor_int rows = r.rows();
   if (rows == 0 || r.entries < (RowMajor ? 16 : 2) * rows) return false;
-  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(rows * copied_row<RowMajor>), 64));
-  if (copy == nullptr) return false;
+  const scratch<T> block(rows * columns);
+  if (block.data == nullptr) return false;
+  T* const copy = block.data;
   for (zor_int first = p.first; first < p.last; first += columns) {
     const zor_int last = p.last - first < columns ? p.last : first + columns;
     for_panels<T, 1>(
@@ -128,7 +129,6 @@ bool dot_rows_of_copy(const product<T, RowMajor, I>& p, bool conj, zor_int row, 
         });
     dot_rows(p, conj, row, end, first, last, dense<const T, true>{copy - r.first * columns - first, columns});
   }
-  zor_serv_deallocate(copy);
   return true;
 }
 

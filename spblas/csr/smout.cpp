@@ -2,9 +2,9 @@
 // Solves op(T) X = B for the right-hand sides first to last, C holding B and then X. T is the triangle or the
 // diagonal of a CSR matrix with sorted rows. The row-dot forms multiply by the reciprocal of the pivot, the
 // scatter forms divide, so that the last bit may differ from the solve of one right-hand side.
+#include "serv/scratch.h"
 #include "spblas/csr/row_dot.h"
 #include "spblas/csr/solve.h"
-#include "zor/serv.h"
 #include "zor/spblas.h"
 
 namespace zor::sparse {
@@ -17,14 +17,6 @@ struct solve_of {
   T alpha;
   dense<T, RowMajor> x;
 };
-
-// n elements from the pool, null when memory is short.
-template <class T>
-T* workspace(zor_int n) {
-  uint64_t bytes;
-  if (n < 1 || __builtin_mul_overflow(uint64_t(n), sizeof(T), &bytes)) return nullptr;
-  return static_cast<T*>(zor_serv_allocate(bytes, 128));
-}
 
 // Without workspace each right-hand side is solved by itself and divided. The 1-based members then take the
 // row pointers as positions just as they stand.
@@ -83,15 +75,14 @@ template <int N, int R, class T, bool RowMajor, class I>
 // Whether the workspace is there decides between two forms; the sums of this one stay in registers.
 template <class T, bool RowMajor, class I>
 void forward(const solve_of<T, RowMajor, I>& p, view v) {
-  T* const w = workspace<T>(p.n);
-  if (w == nullptr) return forward_without_workspace(p, v);
+  const scratch<T> workspace(p.n, 128);
+  if (workspace.data == nullptr) return forward_without_workspace(p, v);
   T factors[most_rows<T>];
   for_panels<T>(
       0, p.m, p.first,
       p.last, [&]<int N, int R>(zor_int j, zor_int row, zor_int end) __attribute__((always_inline)) {
         forward_panel<N, R>(p, v, row, end, j, factors);
       });
-  zor_serv_deallocate(w);
 }
 
 // Upper solve: s = row dot over the entries behind the pivot, t = 1 / pivot, x(r, j) = (x(r, j) - s) t; a

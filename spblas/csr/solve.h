@@ -9,23 +9,15 @@
 
 namespace zor::sparse {
 
-// n / d. A complex quotient is (nr dr + ni di) u, (ni dr - nr di) u with u = 1 / (dr dr + di di), worked in
-// the wider format and rounded once; nothing is scaled against overflow.
+// n / d. A complex quotient is worked in the wider format and rounded once.
 template <class T>
 inline T quotient(T n, T d) {
-  if constexpr (is_complex<T>) {
-    using W = std::conditional_t<std::is_same_v<T, c32>, double, long double>;
-    const W nr = n.re, ni = n.im, dr = d.re, di = d.im;
-    const W u = 1 / (dr * dr + di * di);
-    return {real_t<T>((nr * dr + ni * di) * u), real_t<T>((ni * dr - nr * di) * u)};
-  } else {
-    return n / d;
-  }
+  return quotient_by_reciprocal<std::conditional_t<std::is_same_v<T, c32>, double, long double>>(n, d);
 }
 template <class T>
 inline T reciprocal(T d) {
   if constexpr (is_complex<T>)
-    return quotient<T>({1, 0}, d);
+    return quotient(one_of<T>(), d);
   else
     return 1 / d;
 }
@@ -49,16 +41,10 @@ template <class T, int N>
   }
 }
 
-// v, or its conjugate.
-template <class T>
-[[gnu::always_inline]] inline T conjugated(T v, bool conj) {
-  if constexpr (is_complex<T>) v.im = conj ? -v.im : v.im;
-  return v;
-}
 // The value at a position, conjugated on demand; taken as the pivot, whatever its column.
 template <class T, class I>
 [[gnu::always_inline]] inline T value_at(csr<T, I> a, zor_int k, bool conj) {
-  return conjugated(a.val[k], conj);
+  return conj_by_sign_if(conj, a.val[k]);
 }
 
 // The first position of a row whose column is not below the row, or one behind the row.
@@ -142,7 +128,7 @@ template <class T>
                                              solved_element<T>& last) {
   T v;
   std::memcpy(&v, &rest, sizeof v);
-  if (!unit) v = quotient(v, conjugated(*pivot, conj));
+  if (!unit) v = quotient(v, conj_by_sign_if(conj, *pivot));
   *x = v;
   last = solved_element<T>(&v);
 }
