@@ -1,7 +1,6 @@
 # The two libraries. libzor_kern is built three times from one list of sources, or as often as ZOR_BUILDS says; only the
 # vector width and the compiler's target differ. The dynamic loader picks a build from lib/ and lib/glibc-hwcaps/.
 
-file(GLOB ZOR_TABLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/zor/tables/*.inc)
 file(GLOB_RECURSE ZOR_KERN_SOURCES CONFIGURE_DEPENDS
      serv/*.cpp serv/*.S blas/*.cpp lapack/*.cpp xblas/*.cpp spblas/*.cpp dft/*.cpp pde/*.cpp trans/*.cpp
      conv/*.cpp gmp/*.cpp)
@@ -11,9 +10,9 @@ file(GLOB_RECURSE ZOR_CORE_SOURCES CONFIGURE_DEPENDS core/*.cpp core/*.S)
 function(zor_version_script library)
   add_custom_command(
     OUTPUT ${PROJECT_BINARY_DIR}/${library}.map
-    COMMAND ${CMAKE_CXX_COMPILER} -E -P -x c++ -I ${PROJECT_SOURCE_DIR}/include
+    COMMAND ${CMAKE_CXX_COMPILER} -E -P -x c++ -I ${PROJECT_BINARY_DIR}/internal
             ${PROJECT_SOURCE_DIR}/cmake/${library}.map.in -o ${PROJECT_BINARY_DIR}/${library}.map
-    DEPENDS ${PROJECT_SOURCE_DIR}/cmake/${library}.map.in ${ZOR_TABLES})
+    DEPENDS ${PROJECT_SOURCE_DIR}/cmake/${library}.map.in ${interface_rows}/made)
   add_custom_target(zor_${library}_map DEPENDS ${PROJECT_BINARY_DIR}/${library}.map)
 endfunction()
 zor_version_script(kern)

@@ -7,7 +7,8 @@
 #include <cstdint>
 
 #include "serv/shared_word.h"
-#include "zor/types.h"
+#include "zor/serv.h"
+#include "zor/signatures/blas.h"
 
 namespace zor {
 
@@ -38,32 +39,14 @@ class import_slot {
   shared_word<void*> address_;
 };
 
-#define ROW_SERVICE(result, name, params) inline constinit import_slot<result params> name{#name};
+#define ROW(name) inline constinit import_slot<decltype(::name)> name{#name};
 #include "zor/tables/core_serv.inc"
-
-template <class T>
-using gemv_fn = void(const char* trans, const zor_int* m, const zor_int* n, const T* alpha, const T* a,
-                     const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,
-                     const zor_int* incy);
-template <class T>
-using axpy_fn = void(const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* y,
-                     const zor_int* incy);
-template <class T>
-using swap_fn = void(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy);
-template <class T>
-using dot_fn = T(const zor_int* n, const T* x, const zor_int* incx, const T* y, const zor_int* incy);
-template <class T>
-using cdot_fn = void(T* result, const zor_int* n, const T* x, const zor_int* incx, const T* y,
-                     const zor_int* incy);
-template <class T>
-using syr_fn = void(const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* a,
-                    const zor_int* lda);
 
 #define ROW_GEMV(name, T) inline constinit import_slot<gemv_fn<T>> name{#name};
 #define ROW_AXPY(name, T) inline constinit import_slot<axpy_fn<T>> name{#name};
 #define ROW_SWAP(name, T) inline constinit import_slot<swap_fn<T>> name{#name};
 #define ROW_DOT(name, T) inline constinit import_slot<dot_fn<T>> name{#name};
-#define ROW_CDOT(name, T) inline constinit import_slot<cdot_fn<T>> name{#name};
+#define ROW_CDOT(name, T, conj) inline constinit import_slot<cdot_fn<T>> name{#name};
 #define ROW_SYR(name, T) inline constinit import_slot<syr_fn<T>> name{#name};
 #include "zor/tables/core_blas.inc"
 

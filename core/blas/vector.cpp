@@ -124,7 +124,7 @@ void cdot(const char* routine, cdot_kernel<T>* kernel, T* result, const zor_int*
   extern "C" T name(const zor_int* n, const T* x, const zor_int* incx, const T* y, const zor_int* incy) { \
     return zor_core::dot(#name, zor_core::kernels<T>::dot, n, x, incx, y, incy);                          \
   }
-#define ROW_CDOT(name, T)                                                                        \
+#define ROW_CDOT(name, T, conj)                                                                  \
   extern "C" void name(T* result, const zor_int* n, const T* x, const zor_int* incx, const T* y, \
                        const zor_int* incy) {                                                    \
     static auto* const kernel = zor_core::cdot_kernel_of<T>(#name);                              \

@@ -52,7 +52,7 @@ auto find_mvout_par(const kernel_name& wanted)
     -> void (*)(const I* first, const I* last, const I* m, const T* alpha, const T* val, const I* indx,
                 const I* pntrb, const I* pntre, const T* x, T* y) {
 #define ROW_csr_mvout_par ZOR_FIND
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
@@ -61,7 +61,7 @@ auto find_mvout_seq(const kernel_name& wanted)
     -> void (*)(const I* m, const T* alpha, const T* val, const I* indx, const I* pntrb, const I* pntre,
                 const T* x, T* y) {
 #define ROW_csr_mvout_seq ZOR_FIND
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
@@ -70,7 +70,7 @@ auto find_mmout_par(const kernel_name& wanted)
     -> void (*)(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val,
                 const I* indx, const I* pntrb, const I* pntre, const T* b, const I* ldb, T* c, const I* ldc) {
 #define ROW_csr_mmout_par ZOR_FIND
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
@@ -79,7 +79,7 @@ auto find_mmout_seq(const kernel_name& wanted)
     -> void (*)(const I* m, const I* n, const T* alpha, const T* val, const I* indx, const I* pntrb,
                 const I* pntre, const T* b, const I* ldb, T* c, const I* ldc) {
 #define ROW_csr_mmout_seq ZOR_FIND
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
@@ -88,7 +88,7 @@ auto find_svout_seq(const kernel_name& wanted)
     -> void (*)(const I* m, const T* alpha, const T* val, const I* indx, const I* pntrb, const I* pntre,
                 T* y) {
 #define ROW_csr_svout_seq ZOR_FIND
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
@@ -97,7 +97,7 @@ auto find_smout_par(const kernel_name& wanted)
     -> void (*)(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val,
                 const I* indx, const I* pntrb, const I* pntre, T* c, const I* ldc) {
 #define ROW_csr_smout_par ZOR_FIND
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 

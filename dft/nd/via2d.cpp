@@ -269,21 +269,21 @@ template int32_t init_1d_via_2d<double>(descriptor*);
 
 using namespace zor::dft;
 
-#define ROW_INIT(name, R) \
+#define ROW_VIA2D_INIT(name, R) \
   extern "C" int32_t name(ZorDftDescriptor* record) { return init_1d_via_2d<R>(record); }
-#define ROW_COLUMNS(name, R)                                                                          \
+#define ROW_VIA2D_COLUMNS(name, R)                                                                    \
   extern "C" int32_t name(const void* in, void* rows, zor_int first, zor_int last, int32_t direction, \
                           ZorDftDescriptor* record, void* work) {                                     \
     const auto* v = static_cast<const zor_dft_1d_via_2d*>(record->private_data);                      \
     return direction == forward ? column_pass<R, forward>(in, rows, first, last, v, work)             \
                                 : column_pass<R, backward>(in, rows, first, last, v, work);           \
   }
-#define ROW_COPY(name, R)                                                                    \
+#define ROW_VIA2D_COPY(name, R)                                                              \
   extern "C" void name(const void* rows, zor_int pitch, zor_int count, zor_int n, void* out, \
                        zor_int out_stride) {                                                 \
     bundle_copy<R>(rows, pitch, count, n, out, out_stride);                                  \
   }
-#define ROW_SCALE_COPY(name, R)                                                              \
+#define ROW_VIA2D_SCALE_COPY(name, R)                                                        \
   extern "C" void name(const void* rows, zor_int pitch, zor_int count, zor_int n, void* out, \
                        zor_int out_stride, R scale) {                                        \
     bundle_scale_copy<R>(rows, pitch, count, n, out, out_stride, scale);                     \

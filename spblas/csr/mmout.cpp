@@ -336,4 +336,4 @@ void add_scaled(zor_int m, zor_int n, T alpha, const T* b, zor_int ldb, T* c, zo
       multiply<v, T, base == 0, I>(                                                                         \
           {{val, indx, pntrb, pntre, base}, *m, 0, *n, *alpha, {b, *ldb}, {c, *ldc}}, *n);                  \
   }
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"

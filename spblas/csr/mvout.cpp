@@ -461,4 +461,4 @@ void row_products(zor_int first, zor_int last, const T* val, const I* indx, cons
     if (*last < *first) return;                                                                              \
     zor::sparse::row_products<T, I>(*first - 1, *last, val, indx, ia, x, y);                                 \
   }
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"

@@ -141,4 +141,4 @@ void solve(solve_of<T, RowMajor, I> p) {
                                             v.structure == 'd' ? *alpha : T{},                              \
                                             {c, *ldc}});                                                    \
   }
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"

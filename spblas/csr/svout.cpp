@@ -272,4 +272,4 @@ void solve(csr<T, I> a, zor_int m, T alpha, T* y) {
     constexpr auto v = ZOR_VIEW(op, shape, tri, diag);                                                      \
     zor::sparse::solve<v, T, I>({val, indx, pntrb, pntre, base}, *m, v.structure == 'd' ? *alpha : T{}, y); \
   }
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"

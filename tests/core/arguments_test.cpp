@@ -53,7 +53,7 @@ const routine routines[] = {
 #define ROW_AXPY(name, T) {#name, reinterpret_cast<void*>(name), &axpy_signature},
 #define ROW_SWAP(name, T) {#name, reinterpret_cast<void*>(name), &swap_signature},
 #define ROW_DOT(name, T) {#name, reinterpret_cast<void*>(name), &swap_signature},
-#define ROW_CDOT(name, T) {#name, reinterpret_cast<void*>(name), &cdot_signature},
+#define ROW_CDOT(name, T, conj) {#name, reinterpret_cast<void*>(name), &cdot_signature},
 #define ROW_SYR(name, T) {#name, reinterpret_cast<void*>(name), &syr_signature},
 #include "zor/tables/core_blas.inc"
 };

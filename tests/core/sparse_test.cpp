@@ -388,7 +388,7 @@ TEST(Calls, HaveTheBitsOfTheKernels) {
 #define ROW_csr_svout_seq(...) CHECK((&o.m, ALL, o.out), __VA_ARGS__)
 #define ROW_csr_smout_par(...) CHECK((MANY, o.out, &o.ld), __VA_ARGS__)
 #define ROW_csr_gemvout_par(...)
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 // Far-flung triangles: outputs of parts of as many rows, the longest added first.

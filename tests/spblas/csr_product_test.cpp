@@ -222,19 +222,19 @@ void check_mmout_seq(const char* name, const shape& s,
 TEST(CsrProduct, RangeOfRows) {
 #define ROW_csr_mvout_par(name, T, I, base, op, form, tri, diag) \
   check_mvout_par<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 TEST(CsrProduct, AllRows) {
 #define ROW_csr_mvout_seq(name, T, I, base, op, form, tri, diag) \
   check_mvout_seq<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 TEST(CsrProduct, RangeOfRightHandSides) {
 #define ROW_csr_mmout_par(name, T, I, base, op, form, tri, diag) \
   check_mmout_par<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 // A B beyond the caches whose rows are used all over: its columns are copied a few at a time, which asks the
@@ -262,7 +262,7 @@ TEST(CsrProduct, RowsOfAWideMatrixUsedAllOver) {
 TEST(CsrProduct, AllRightHandSides) {
 #define ROW_csr_mmout_seq(name, T, I, base, op, form, tri, diag) \
   check_mmout_seq<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 // What a product asks of the pool does not follow the width of the build: 64 bytes for each of the 20 rows of
@@ -313,7 +313,7 @@ void check_gemvout(const char* name, void (*f)(const I*, const I*, const void*, 
 
 TEST(CsrProduct, PlainRowProduct) {
 #define ROW_csr_gemvout_par(name, T, I, ...) check_gemvout<T, I>(#name, name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 }  // namespace

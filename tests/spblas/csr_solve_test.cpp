@@ -334,13 +334,13 @@ void check_refused_workspace(const char* name, const shape& s, many_solve<T, I> 
 TEST(CsrSolve, OneRightHandSide) {
 #define ROW_csr_svout_seq(name, T, I, base, op, form, tri, diag) \
   check_svout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 TEST(CsrSolve, ManyRightHandSides) {
 #define ROW_csr_smout_par(name, T, I, base, op, form, tri, diag) \
   check_smout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 TEST(CsrSolve, RefusedWorkspace) {
@@ -349,7 +349,7 @@ TEST(CsrSolve, RefusedWorkspace) {
 #endif
 #define ROW_csr_smout_par(name, T, I, base, op, form, tri, diag) \
   check_refused_workspace<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 // A zero pivot divides: infinity, not a refusal.
@@ -388,7 +388,7 @@ void check_pushed_zero(const char* name, const shape& s,
 TEST(CsrSolve, SignOfPushedZero) {
 #define ROW_csr_svout_seq(name, T, I, base, op, form, tri, diag) \
   check_pushed_zero<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 // Rows without entries off the diagonal have nothing to push. Not even a subnormal right-hand side is then
@@ -419,7 +419,7 @@ TEST(CsrSolve, RowsAloneRaiseNoFlag) {
 TEST(CsrSolve, ZeroPivotGivesInfinity) {
 #define ROW_csr_svout_seq(name, T, I, base, op, form, tri, diag) \
   if (#diag[0] == 'n') check_zero_pivot<T, I>(#name, name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 }  // namespace

@@ -16,26 +16,26 @@ using names = std::vector<std::string>;
 
 names csr_names() {
   return {
-#define ROW_CSR(name, ...) #name,
-#include "zor/tables/spblas_grammar.inc"
+#define ROW(name, ...) #name,
+#include "zor/tables/spblas_csr.inc"
   };
 }
 names coo_names() {
   return {
-#define ROW_COO(name, ...) #name,
-#include "zor/tables/spblas_grammar.inc"
+#define ROW(name, ...) #name,
+#include "zor/tables/spblas_coo.inc"
   };
 }
 names dia_names() {
   return {
-#define ROW_DIA(name, ...) #name,
-#include "zor/tables/spblas_grammar.inc"
+#define ROW(name, ...) #name,
+#include "zor/tables/spblas_dia.inc"
   };
 }
 names bsr_names() {
   return {
-#define ROW_BSR(name, ...) #name,
-#include "zor/tables/spblas_grammar.inc"
+#define ROW(name, ...) #name,
+#include "zor/tables/spblas_bsr.inc"
   };
 }
 

@@ -283,13 +283,13 @@ void run_dft1(recorder& out) {
     });
 #include "zor/tables/dft_drive.inc"
 
-#define ROW_INIT(name, R) \
+#define ROW_VIA2D_INIT(name, R) \
   if (out.begin(#name)) long_lines<R>(out, name);
-#define ROW_COLUMNS(name, R) \
+#define ROW_VIA2D_COLUMNS(name, R) \
   if (out.begin(#name)) column_passes<R>(out, name);
-#define ROW_COPY(name, R) \
+#define ROW_VIA2D_COPY(name, R) \
   if (out.begin(#name)) row_copies<R>(out, name);
-#define ROW_SCALE_COPY(name, R) \
+#define ROW_VIA2D_SCALE_COPY(name, R) \
   if (out.begin(#name)) row_copies<R>(out, [](auto... of) { name(of..., R(0.3)); });
 #include "zor/tables/dft_via2d.inc"
 

@@ -130,7 +130,7 @@ void run_spcsr(recorder& out) {
       name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), c, \
            &ld);                                                                                          \
     });
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 
 #define ROW_ZEROS(name, T, I)  \
   if (out.begin(#name)) {      \
