@@ -413,7 +413,7 @@ void check_nothing_pushed(const char* name, const shape& s, many_solve<T, I> f) 
 TEST(CsrSolve, RowsAloneRaiseNoFlag) {
 #define ROW_csr_smout_par(name, T, I, base, op, form, tri, diag) \
   check_nothing_pushed<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_grammar.inc"
+#include "zor/tables/spblas_csr.inc"
 }
 
 TEST(CsrSolve, ZeroPivotGivesInfinity) {
