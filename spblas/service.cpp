@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Clearing, testing and merging of the vectors that sparse products write to.
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 #include <algorithm>
 #include <cstring>
@@ -70,20 +70,15 @@ void merge_sym(zor_int count, zor_int s1, zor_int nparts, zor_int s2, const T* w
 }  // namespace zor
 
 #define ROW_ZEROS(name, T, I) \
-  extern "C" void name(T* x, const I* n) { zor::zeros(x, *n); }
+  extern "C" SIG_ZEROS(name, T, I) { zor::zeros(x, *n); }
 #define ROW_ONES(name, T, I) \
-  extern "C" void name(T* x) { *x = zor::one_of<T>(); }
+  extern "C" SIG_ONES(name, T, I) { *x = zor::one_of<T>(); }
 #define ROW_NEONES(name, T, I) \
-  extern "C" void name(T* x) { *x = zor::zero_minus(*x); }
+  extern "C" SIG_NEONES(name, T, I) { *x = zor::zero_minus(*x); }
 #define ROW_ZEROCHECK(name, T, I) \
-  extern "C" void name(const T* x, I* flag) { *flag = !zor::is_zero(*x); }
-#define ROW_MERGE(name, T, I)                                                                          \
-  extern "C" void name(const I* first, const I* last, const I* nparts, const I* stride, const T* work, \
-                       T* y) {                                                                         \
-    zor::merge<T>(*first, *last, *nparts, *stride, work, y);                                           \
-  }
-#define ROW_MERGE_SYM(name, T, I)                                                                        \
-  extern "C" void name(const I* count, const I* s1, const I* nparts, const I* s2, const T* work, T* y) { \
-    zor::merge_sym<T>(*count, *s1, *nparts, *s2, work, y);                                               \
-  }
+  extern "C" SIG_ZEROCHECK(name, T, I) { *flag = !zor::is_zero(*x); }
+#define ROW_MERGE(name, T, I) \
+  extern "C" SIG_MERGE(name, T, I) { zor::merge<T>(*first, *last, *nparts, *stride, work, y); }
+#define ROW_MERGE_SYM(name, T, I) \
+  extern "C" SIG_MERGE_SYM(name, T, I) { zor::merge_sym<T>(*count, *s1, *nparts, *s2, work, y); }
 #include "zor/tables/spblas_service.inc"

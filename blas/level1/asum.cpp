@@ -10,7 +10,7 @@
 // the order of the walk: a negative increment starts at the far end, 0 takes x[0] n times. Complex vectors of
 // increment 1 are summed as their 2n parts; others by two running sums over elements of even and odd place,
 // real part before imaginary, joined at the end.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/partial_sums.h"
 #include "blas/level1/vector.h"
@@ -96,5 +96,5 @@ real_t<T> asum(zor_int n, const T* x, zor_int incx) {
 }  // namespace zor
 
 #define ROW_ASUM(name, T, R) \
-  extern "C" R name(const zor_int* n, const T* x, const zor_int* incx) { return zor::asum<T>(*n, x, *incx); }
+  extern "C" SIG_ASUM(name, T, R) { return zor::asum<T>(*n, x, *incx); }
 #include "zor/tables/blas_vector.inc"

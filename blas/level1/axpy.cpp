@@ -2,7 +2,7 @@
 // y := alpha x + y. The product is formed first, complex as (ar xr - ai xi, ar xi + ai xr), and added to y.
 // alpha of 0 does nothing; a NaN alpha is no 0. Increments whose product is 1 walk forward, others the
 // standard walk in the order of elements, so that incy of 0 adds every term to y[0]. x and y do not overlap.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -67,9 +67,6 @@ template void axpy(zor_int, c64, const c64*, zor_int, c64*, zor_int);
 
 }  // namespace zor
 
-#define ROW_AXPY(name, T)                                                                       \
-  extern "C" void name(const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* y, \
-                       const zor_int* incy) {                                                   \
-    zor::axpy<T>(*n, *alpha, x, *incx, y, *incy);                                               \
-  }
+#define ROW_AXPY(name, T) \
+  extern "C" SIG_AXPY(name, T) { zor::axpy<T>(*n, *alpha, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"

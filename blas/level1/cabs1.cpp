@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // |re| + |im| of one complex value.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/walk.h"
 
 #define ROW_CABS1(name, T, R) \
-  extern "C" R name(const T* z) { return zor::magnitude(*z); }
+  extern "C" SIG_CABS1(name, T, R) { return zor::magnitude(*z); }
 #include "zor/tables/blas_vector.inc"

@@ -2,7 +2,7 @@
 // Dot products of complex vectors: one complex accumulator from 0, in the order of elements, each product
 // formed before it is added: re += xr yr - xi yi, im += xr yi + xi yr, and with conjugated x re += xr yr + xi
 // yi, im += xr yi - xi yr. Negative increments start at the far end, also when both are -1.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -58,9 +58,6 @@ T cdot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
 
 }  // namespace zor
 
-#define ROW_CDOT(name, T, conj)                                                                  \
-  extern "C" void name(T* result, const zor_int* n, const T* x, const zor_int* incx, const T* y, \
-                       const zor_int* incy) {                                                    \
-    *result = zor::cdot<T, conj>(*n, x, *incx, y, *incy);                                        \
-  }
+#define ROW_CDOT(name, T, conj) \
+  extern "C" SIG_CDOT(name, T) { *result = zor::cdot<T, conj>(*n, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // y := x. Bits are moved as they are, in the order of elements; increments whose product is 1 walk forward,
 // others the standard walk. x and y do not overlap.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -30,8 +30,6 @@ void copy(zor_int n, const T* x, zor_int incx, T* y, zor_int incy) {
 
 }  // namespace zor
 
-#define ROW_COPY(name, T)                                                                              \
-  extern "C" void name(const zor_int* n, const T* x, const zor_int* incx, T* y, const zor_int* incy) { \
-    zor::copy<T>(*n, x, *incx, y, *incy);                                                              \
-  }
+#define ROW_COPY(name, T) \
+  extern "C" SIG_COPY(name, T) { zor::copy<T>(*n, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"

@@ -12,7 +12,7 @@
 //   the elements that are left                 lane 0 of a0, one after the other
 // The result is ((a0 + a1) + a2) + a3, its lanes added in order. Any other pair is one running sum in the
 // order of the standard walk.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/partial_sums.h"
 #include "blas/level1/vector.h"
@@ -95,8 +95,6 @@ T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
 
 }  // namespace zor
 
-#define ROW_DOT(name, T)                                                                                  \
-  extern "C" T name(const zor_int* n, const T* x, const zor_int* incx, const T* y, const zor_int* incy) { \
-    return zor::dot<T>(*n, x, *incx, y, *incy);                                                           \
-  }
+#define ROW_DOT(name, T) \
+  extern "C" SIG_DOT(name, T) { return zor::dot<T>(*n, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"

@@ -3,7 +3,7 @@
 // equal increments of at least 1 there are two accumulators, for elements of even and odd place; they are
 // added at the end, and an odd last element after that. Otherwise one accumulator follows the standard walk.
 // sdsdot starts its first accumulator from sb and rounds the result once to single.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/walk.h"
 
@@ -46,14 +46,10 @@ double dsdot(double start, zor_int n, const float* x, zor_int incx, const float*
 }  // namespace
 }  // namespace zor
 
-#define ROW_DSDOT(name)                                                                         \
-  extern "C" double name(const zor_int* n, const float* x, const zor_int* incx, const float* y, \
-                         const zor_int* incy) {                                                 \
-    return zor::dsdot(0, *n, x, *incx, y, *incy);                                               \
-  }
-#define ROW_SDSDOT(name)                                                                        \
-  extern "C" float name(const zor_int* n, const float* sb, const float* x, const zor_int* incx, \
-                        const float* y, const zor_int* incy) {                                  \
-    return *n < 1 ? *sb : float(zor::dsdot(double(*sb), *n, x, *incx, y, *incy));               \
+#define ROW_DSDOT(name) \
+  extern "C" SIG_DSDOT(name) { return zor::dsdot(0, *n, x, *incx, y, *incy); }
+#define ROW_SDSDOT(name)                                                          \
+  extern "C" SIG_SDSDOT(name) {                                                   \
+    return *n < 1 ? *sb : float(zor::dsdot(double(*sb), *n, x, *incx, y, *incy)); \
   }
 #include "zor/tables/blas_vector.inc"

@@ -8,7 +8,7 @@
 // Without NaN that rule is the first occurrence of the extreme value, so contiguous vectors are searched in
 // blocks by lanes, and only the block that holds the winner is looked through for the place. A block with a
 // NaN, or one that follows a current NaN, goes element by element.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -168,12 +168,8 @@ zor_int iamin(zor_int n, const T* x, zor_int incx) {
 
 }  // namespace zor
 
-#define ROW_IAMAX(name, T)                                                     \
-  extern "C" zor_int name(const zor_int* n, const T* x, const zor_int* incx) { \
-    return zor::iamax(*n, x, *incx);                                           \
-  }
-#define ROW_IAMIN(name, T)                                                     \
-  extern "C" zor_int name(const zor_int* n, const T* x, const zor_int* incx) { \
-    return zor::iamin(*n, x, *incx);                                           \
-  }
+#define ROW_IAMAX(name, T) \
+  extern "C" SIG_IAMAX(name, T) { return zor::iamax(*n, x, *incx); }
+#define ROW_IAMIN(name, T) \
+  extern "C" SIG_IAMAX(name, T) { return zor::iamin(*n, x, *incx); }
 #include "zor/tables/blas_vector.inc"

@@ -15,7 +15,7 @@
 // sums, element i going to sum i mod 4 in full blocks of four, then two elements to sums 0 and 1, then one to
 // sum 0; complex elements add the real part, then the imaginary; joined ((s0 + s1) + s2) + s3. Increment 0
 // adds all to s0; a negative one starts at the far end.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/partial_sums.h"
 #include "blas/level1/vector.h"
@@ -196,5 +196,5 @@ real_t<T> nrm2(zor_int n, const T* x, zor_int incx) {
 }  // namespace zor
 
 #define ROW_NRM2(name, T, R) \
-  extern "C" R name(const zor_int* n, const T* x, const zor_int* incx) { return zor::nrm2(*n, x, *incx); }
+  extern "C" SIG_ASUM(name, T, R) { return zor::nrm2(*n, x, *incx); }
 #include "zor/tables/blas_vector.inc"

@@ -2,7 +2,7 @@
 // Plane rotation (x, y) := (c x + s y, c y - conj(s) x), c real. With complex s the products are formed
 // first: s y = (sr yr - si yi, sr yi + si yr), conj(s) x = (sr xr + si xi, sr xi - si xr). Increments whose
 // product is 1 walk forward, others the standard walk in the order of elements. x and y do not overlap.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -58,9 +58,6 @@ void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
 
 }  // namespace zor
 
-#define ROW_ROT(name, T, C, S)                                                                             \
-  extern "C" void name(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy, const C* c, \
-                       const S* s) {                                                                       \
-    zor::rot<T, C, S>(*n, x, *incx, y, *incy, *c, *s);                                                     \
-  }
+#define ROW_ROT(name, T, C, S) \
+  extern "C" SIG_ROT(name, T, C, S) { zor::rot<T, C, S>(*n, x, *incx, y, *incy, *c, *s); }
 #include "zor/tables/blas_vector.inc"

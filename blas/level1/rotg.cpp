@@ -5,7 +5,7 @@
 // Complex: with |a|, |b| the plain norms, scale = |a| + |b|, norm = scale sqrt(sum of the squared parts over
 // scale, in the order ar ai br bi); c = |a|/norm, s = (a/|a|) conj(b) / norm, a := (a/|a|) norm; b stays. In
 // single precision the divisions by norm run in double.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/walk.h"
 
@@ -74,5 +74,5 @@ void rotg(T* a, T* b, R* c, T* s) {
 }  // namespace zor
 
 #define ROW_ROTG(name, T, R) \
-  extern "C" void name(T* a, T* b, R* c, T* s) { zor::rotg<T, R>(a, b, c, s); }
+  extern "C" SIG_ROTG(name, T, R) { zor::rotg<T, R>(a, b, c, s); }
 #include "zor/tables/blas_vector.inc"

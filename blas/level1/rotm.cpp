@@ -3,7 +3,7 @@
 // full H: (h11 x + h12 y, h21 x + h22 y); 0 has h11 = h22 = 1: (x + h12 y, h21 x + y); 1 has h12 = 1, h21 =
 // -1: (h11 x + y, h22 y - x). Implied entries have no effect. Increments whose product is 1 walk forward,
 // others the standard walk. x and y do not overlap.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/walk.h"
 
@@ -64,9 +64,6 @@ void rotm(zor_int n, T* x, zor_int incx, T* y, zor_int incy, const T* param) {
 }  // namespace
 }  // namespace zor
 
-#define ROW_ROTM(name, T)                                                                      \
-  extern "C" void name(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy, \
-                       const T* param) {                                                       \
-    zor::rotm<T>(*n, x, *incx, y, *incy, param);                                               \
-  }
+#define ROW_ROTM(name, T) \
+  extern "C" SIG_ROTM(name, T) { zor::rotm<T>(*n, x, *incx, y, *incy, param); }
 #include "zor/tables/blas_vector.inc"

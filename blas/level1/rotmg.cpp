@@ -2,7 +2,7 @@
 // Setup of a modified rotation (gamma = 4096): the H that clears y1 of (sqrt(d1) x1, sqrt(d2) y1), with d1
 // and d2 brought between 2^-24 and 2^24. Every scaling is by a power of two, hence exact short of over- and
 // underflow. A d1 or d2 that came out infinite is left so: no scaling could end.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/walk.h"
 
@@ -106,8 +106,6 @@ void rotmg(T& d1, T& d2, T& x1, T y1, T* param) {
 }  // namespace
 }  // namespace zor
 
-#define ROW_ROTMG(name, T)                                           \
-  extern "C" void name(T* d1, T* d2, T* x1, const T* y1, T* param) { \
-    zor::rotmg<T>(*d1, *d2, *x1, *y1, param);                        \
-  }
+#define ROW_ROTMG(name, T) \
+  extern "C" SIG_ROTMG(name, T) { zor::rotmg<T>(*d1, *d2, *x1, *y1, param); }
 #include "zor/tables/blas_vector.inc"

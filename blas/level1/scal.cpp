@@ -2,7 +2,7 @@
 // x := alpha x, complex as (ar xr - ai xi, ar xi + ai xr). alpha of exactly 1 leaves x alone; alpha of 0
 // multiplies, so an infinity becomes NaN. A negative increment scales the same elements as its absolute
 // value; 0 multiplies x[0] n times.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -41,8 +41,6 @@ void scal(zor_int n, A alpha, T* x, zor_int incx) {
 
 }  // namespace zor
 
-#define ROW_SCAL(name, T, A)                                                          \
-  extern "C" void name(const zor_int* n, const A* alpha, T* x, const zor_int* incx) { \
-    zor::scal<T, A>(*n, *alpha, x, *incx);                                            \
-  }
+#define ROW_SCAL(name, T, A) \
+  extern "C" SIG_SCAL(name, T, A) { zor::scal<T, A>(*n, *alpha, x, *incx); }
 #include "zor/tables/blas_vector.inc"

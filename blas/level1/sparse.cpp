@@ -6,7 +6,7 @@
 //   cdoti  one complex accumulator, products as in cdot.cpp
 //   gthr   x := y; gthrz also clears y; sctr y := x
 //   roti   (x, y) := (c x + s y, c y - s x); c of 1 with s of 0 computes nothing
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/walk.h"
 
@@ -71,30 +71,18 @@ void roti(zor_int n, T* x, const zor_int* indx, T* y, T c, T s) {
 }  // namespace
 }  // namespace zor
 
-#define ROW_AXPYI(name, T)                                                                        \
-  extern "C" void name(const zor_int* n, const T* alpha, const T* x, const zor_int* indx, T* y) { \
-    zor::axpyi<T>(*n, *alpha, x, indx, y);                                                        \
-  }
-#define ROW_DOTI(name, T)                                                            \
-  extern "C" T name(const zor_int* n, const T* x, const zor_int* indx, const T* y) { \
-    return zor::doti<T>(*n, x, indx, y);                                             \
-  }
-#define ROW_CDOTI(name, T, conj)                                                                   \
-  extern "C" void name(T* result, const zor_int* n, const T* x, const zor_int* indx, const T* y) { \
-    *result = zor::cdoti<T, conj>(*n, x, indx, y);                                                 \
-  }
-#define ROW_GTHR(name, T)                                                         \
-  extern "C" void name(const zor_int* n, const T* y, T* x, const zor_int* indx) { \
-    zor::gthr<T>(*n, y, x, indx);                                                 \
-  }
+#define ROW_AXPYI(name, T) \
+  extern "C" SIG_AXPYI(name, T) { zor::axpyi<T>(*n, *alpha, x, indx, y); }
+#define ROW_DOTI(name, T) \
+  extern "C" SIG_DOTI(name, T) { return zor::doti<T>(*n, x, indx, y); }
+#define ROW_CDOTI(name, T, conj) \
+  extern "C" SIG_CDOTI(name, T) { *result = zor::cdoti<T, conj>(*n, x, indx, y); }
+#define ROW_GTHR(name, T) \
+  extern "C" SIG_GTHR(name, T) { zor::gthr<T>(*n, y, x, indx); }
 #define ROW_GTHRZ(name, T) \
-  extern "C" void name(const zor_int* n, T* y, T* x, const zor_int* indx) { zor::gthrz<T>(*n, y, x, indx); }
-#define ROW_SCTR(name, T)                                                         \
-  extern "C" void name(const zor_int* n, const T* x, const zor_int* indx, T* y) { \
-    zor::sctr<T>(*n, x, indx, y);                                                 \
-  }
-#define ROW_ROTI(name, T)                                                                           \
-  extern "C" void name(const zor_int* n, T* x, const zor_int* indx, T* y, const T* c, const T* s) { \
-    zor::roti<T>(*n, x, indx, y, *c, *s);                                                           \
-  }
+  extern "C" SIG_GTHRZ(name, T) { zor::gthrz<T>(*n, y, x, indx); }
+#define ROW_SCTR(name, T) \
+  extern "C" SIG_SCTR(name, T) { zor::sctr<T>(*n, x, indx, y); }
+#define ROW_ROTI(name, T) \
+  extern "C" SIG_ROTI(name, T) { zor::roti<T>(*n, x, indx, y, *c, *s); }
 #include "zor/tables/blas_vector.inc"

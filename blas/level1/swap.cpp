@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // x and y exchanged, in the order of elements; increments whose product is 1 walk forward, others the
 // standard walk. x and y do not overlap.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
@@ -36,8 +36,6 @@ void swap(zor_int n, T* x, zor_int incx, T* y, zor_int incy) {
 
 }  // namespace zor
 
-#define ROW_SWAP(name, T)                                                                        \
-  extern "C" void name(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy) { \
-    zor::swap<T>(*n, x, *incx, y, *incy);                                                        \
-  }
+#define ROW_SWAP(name, T) \
+  extern "C" SIG_SWAP(name, T) { zor::swap<T>(*n, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"

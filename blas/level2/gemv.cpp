@@ -7,7 +7,7 @@
 //   operands that are not aligned to their real type are not staged and have one sum.
 // A product of complex values is formed from its four real products before it is added.
 #include "blas/level2/matvec.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor {
 namespace {
@@ -183,10 +183,6 @@ void gemv(char trans, zor_int m, zor_int n, T alpha, const T* a, zor_int lda, co
 }  // namespace
 }  // namespace zor
 
-#define ROW_XGEMV(name, T)                                                                                \
-  extern "C" void name(const char* trans, const zor_int* m, const zor_int* n, const T* alpha, const T* a, \
-                       const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,          \
-                       const zor_int* incy) {                                                             \
-    zor::gemv(*trans, *m, *n, *alpha, a, *lda, x, *incx, *beta, y, *incy);                                \
-  }
+#define ROW_XGEMV(name, T) \
+  extern "C" SIG_GEMV(name, T) { zor::gemv(*trans, *m, *n, *alpha, a, *lda, x, *incx, *beta, y, *incy); }
 #include "zor/tables/blas_matvec.inc"

@@ -2,7 +2,7 @@
 // The upper or lower triangle of A := alpha x x^T + A, by columns in order: A(i,j) := A(i,j) + (alpha x[j])
 // x[i], alpha x[j] rounded once. A column whose x[j] or alpha x[j] equals 0 is left alone.
 #include "blas/level2/matvec.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor {
 namespace {
@@ -41,9 +41,6 @@ void syr(char uplo, zor_int n, T alpha, const T* x, zor_int incx, T* a, zor_int 
 }  // namespace
 }  // namespace zor
 
-#define ROW_XSYR(name, T)                                                                                   \
-  extern "C" void name(const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, \
-                       T* a, const zor_int* lda) {                                                          \
-    zor::syr(*uplo, *n, *alpha, x, *incx, a, *lda);                                                         \
-  }
+#define ROW_XSYR(name, T) \
+  extern "C" SIG_SYR(name, T) { zor::syr(*uplo, *n, *alpha, x, *incx, a, *lda); }
 #include "zor/tables/blas_matvec.inc"

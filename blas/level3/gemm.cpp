@@ -13,7 +13,7 @@
 #include "serv/control.h"
 #include "serv/imports.h"
 #include "serv/memory.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor::gemm {
 namespace {
@@ -356,10 +356,8 @@ template <class T, class... Rest>
 }  // namespace
 }  // namespace zor::gemm
 
-#define ROW_XGEMM(name, T)                                                                           \
-  extern "C" void name(const char* transa, const char* transb, const zor_int* m, const zor_int* n,   \
-                       const zor_int* k, const T* alpha, const T* a, const zor_int* lda, const T* b, \
-                       const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                \
-    zor::gemm::gemm<T>(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);                \
+#define ROW_XGEMM(name, T)                                                            \
+  extern "C" SIG_GEMM(name, T) {                                                      \
+    zor::gemm::gemm<T>(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc); \
   }
 #include "zor/tables/blas_gemm.inc"

@@ -2,7 +2,7 @@
 // The exported panel copies, in their fixed format: strips of 16 bytes a part, the depth padded to a multiple
 // of 4 with zeros. The products with alpha are those of scale_strip.
 #include "blas/level3/gemm_pack.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor::gemm {
 namespace {
@@ -76,13 +76,12 @@ void copy_b(zor_int k, zor_int n, const operand<T>& b, T* destination) {
 }  // namespace
 }  // namespace zor::gemm
 
-#define ROW_COPYA(name, T, form)                                                                           \
-  extern "C" void name(const zor_int* m, const zor_int* k, const T* a, const zor_int* lda, T* destination, \
-                       const T* alpha) {                                                                   \
-    zor::gemm::copy_a(*m, *k, zor::gemm::make_operand(#form[0], a, *lda), *alpha, destination);            \
+#define ROW_COPYA(name, T, form)                                                                \
+  extern "C" SIG_COPYA(name, T) {                                                               \
+    zor::gemm::copy_a(*m, *k, zor::gemm::make_operand(#form[0], a, *lda), *alpha, destination); \
   }
-#define ROW_COPYB(name, T, form)                                                                             \
-  extern "C" void name(const zor_int* k, const zor_int* n, const T* b, const zor_int* ldb, T* destination) { \
-    zor::gemm::copy_b(*k, *n, zor::gemm::make_operand(#form[0], b, *ldb), destination);                      \
+#define ROW_COPYB(name, T, form)                                                        \
+  extern "C" SIG_COPYB(name, T) {                                                       \
+    zor::gemm::copy_b(*k, *n, zor::gemm::make_operand(#form[0], b, *ldb), destination); \
   }
 #include "zor/tables/blas_gemm.inc"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // C := beta C. Every element is one product, so the walk does not show.
 #include "blas/level3/gemm.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor::gemm {
 
@@ -38,8 +38,6 @@ template void zero_columns(zor_int, zor_int, c64*, zor_int);
 
 }  // namespace zor::gemm
 
-#define ROW_MSCALE(name, T)                                                                           \
-  extern "C" void name(const zor_int* m, const zor_int* n, const T* beta, T* c, const zor_int* ldc) { \
-    zor::gemm::mscale(*m, *n, *beta, c, *ldc);                                                        \
-  }
+#define ROW_MSCALE(name, T) \
+  extern "C" SIG_MSCALE(name, T) { zor::gemm::mscale(*m, *n, *beta, c, *ldc); }
 #include "zor/tables/blas_gemm.inc"

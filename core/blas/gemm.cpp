@@ -5,7 +5,7 @@
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/threads.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_core {
 namespace {
@@ -99,10 +99,8 @@ template <class T>
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_GEMM(name, T)                                                                            \
-  extern "C" void name(const char* transa, const char* transb, const zor_int* m, const zor_int* n,   \
-                       const zor_int* k, const T* alpha, const T* a, const zor_int* lda, const T* b, \
-                       const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {                \
-    zor_core::gemm(#name, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);             \
+#define ROW_GEMM(name, T)                                                                \
+  extern "C" SIG_GEMM(name, T) {                                                         \
+    zor_core::gemm(#name, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc); \
   }
 #include "zor/tables/core_blas.inc"

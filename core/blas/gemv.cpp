@@ -5,7 +5,7 @@
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/threads.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_core {
 namespace {
@@ -62,10 +62,6 @@ void gemv(const char* routine, const char* trans, const zor_int* m, const zor_in
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_GEMV(name, T)                                                                                 \
-  extern "C" void name(const char* trans, const zor_int* m, const zor_int* n, const T* alpha, const T* a, \
-                       const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,          \
-                       const zor_int* incy) {                                                             \
-    zor_core::gemv(#name, trans, m, n, alpha, a, lda, x, incx, beta, y, incy);                            \
-  }
+#define ROW_GEMV(name, T) \
+  extern "C" SIG_GEMV(name, T) { zor_core::gemv(#name, trans, m, n, alpha, a, lda, x, incx, beta, y, incy); }
 #include "zor/tables/core_blas.inc"

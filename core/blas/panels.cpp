@@ -5,8 +5,9 @@
 
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
-#include "zor/core.h"
 #include "zor/serv.h"
+#include "zor/signatures/blas.h"
+#include "zor/signatures/core.h"
 
 namespace zor_core {
 namespace {
@@ -73,42 +74,26 @@ void copyb(const char* transb, const zor_int* k, const zor_int* n, const T* b, c
 
 using namespace zor_core;
 
-#define ROW_COPYA(name, T, copy)                                                                     \
-  extern "C" void name(const zor_int* m, const zor_int* k, const T* a, const zor_int* lda, T* panel, \
-                       const T* alpha) {                                                             \
-    kernels<T>::copy(m, k, a, lda, panel, alpha);                                                    \
+#define ROW_COPYA(name, T, copy) \
+  extern "C" SIG_COPYA(name, T) { kernels<T>::copy(m, k, a, lda, destination, alpha); }
+#define ROW_COPYB(name, T, copy) \
+  extern "C" SIG_COPYB(name, T) { kernels<T>::copy(k, n, b, ldb, destination); }
+#define ROW_COPYA_EXT(name, T) \
+  extern "C" SIG_COPYA_EXT(name, T) { copya(transa, m, k, a, lda, panel, alpha); }
+#define ROW_COPYB_EXT(name, T) \
+  extern "C" SIG_COPYB_EXT(name, T) { copyb(transb, k, n, b, ldb, panel); }
+#define ROW_BLKS_SIZE(name, T)                 \
+  extern "C" SIG_BLKS_SIZE(name) {             \
+    const blocks b = blocks_of<T>(*m, *n, *k); \
+    *mb = b.mb, *nb = b.nb, *kb = b.kb;        \
   }
-#define ROW_COPYB(name, T, copy)                                                                       \
-  extern "C" void name(const zor_int* k, const zor_int* n, const T* b, const zor_int* ldb, T* panel) { \
-    kernels<T>::copy(k, n, b, ldb, panel);                                                             \
-  }
-#define ROW_COPYA_EXT(name, T)                                                             \
-  extern "C" void name(const char* transa, const zor_int* m, const zor_int* k, const T* a, \
-                       const zor_int* lda, T* panel, const T* alpha) {                     \
-    copya(transa, m, k, a, lda, panel, alpha);                                             \
-  }
-#define ROW_COPYB_EXT(name, T)                                                             \
-  extern "C" void name(const char* transb, const zor_int* k, const zor_int* n, const T* b, \
-                       const zor_int* ldb, T* panel) {                                     \
-    copyb(transb, k, n, b, ldb, panel);                                                    \
-  }
-#define ROW_BLKS_SIZE(name, T)                                                                         \
-  extern "C" void name(const zor_int* m, const zor_int* n, const zor_int* k, zor_int* mb, zor_int* nb, \
-                       zor_int* kb) {                                                                  \
-    const blocks b = blocks_of<T>(*m, *n, *k);                                                         \
-    *mb = b.mb, *nb = b.nb, *kb = b.kb;                                                                \
-  }
-#define ROW_BUFS_SIZE(name, T)                                                                 \
-  extern "C" void name(const zor_int* m, const zor_int* n, const zor_int* k, zor_int* bytes) { \
-    *bytes = blocks_of<T>(*m, *n, *k).bytes;                                                   \
-  }
-#define ROW_GETBUFS(name, T)                                                                 \
-  extern "C" void name(const zor_int* m, const zor_int* n, const zor_int* k, void** block) { \
-    *block = zor_serv_allocate(uint64_t(blocks_of<T>(*m, *n, *k).bytes), 128);               \
-  }
-#define ROW_FREEBUFS(name, T)          \
-  extern "C" void name(void** block) { \
-    zor_serv_deallocate(*block);       \
-    *block = nullptr;                  \
+#define ROW_BUFS_SIZE(name, T) \
+  extern "C" SIG_BUFS_SIZE(name) { *bytes = blocks_of<T>(*m, *n, *k).bytes; }
+#define ROW_GETBUFS(name, T) \
+  extern "C" SIG_GETBUFS(name) { *block = zor_serv_allocate(uint64_t(blocks_of<T>(*m, *n, *k).bytes), 128); }
+#define ROW_FREEBUFS(name, T)     \
+  extern "C" SIG_FREEBUFS(name) { \
+    zor_serv_deallocate(*block);  \
+    *block = nullptr;             \
   }
 #include "zor/tables/core_generic.inc"

@@ -4,7 +4,7 @@
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/threads.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_core {
 namespace {
@@ -75,9 +75,6 @@ void syr(const char* routine, const char* uplo, const zor_int* n, const T* alpha
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_SYR(name, T)                                                                                    \
-  extern "C" void name(const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, \
-                       T* a, const zor_int* lda) {                                                          \
-    zor_core::syr(#name, uplo, n, alpha, x, incx, a, lda);                                                  \
-  }
+#define ROW_SYR(name, T) \
+  extern "C" SIG_SYR(name, T) { zor_core::syr(#name, uplo, n, alpha, x, incx, a, lda); }
 #include "zor/tables/core_blas.inc"

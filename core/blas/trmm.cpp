@@ -6,7 +6,7 @@
 
 #include "core/blas/arguments.h"
 #include "zor/blas.h"
-#include "zor/core.h"
+#include "zor/signatures/core.h"
 
 namespace zor_core {
 namespace {
@@ -96,9 +96,7 @@ void trmm(bool left, bool upper, const char* transa, bool unit, zor_int m, zor_i
 }  // namespace zor_core
 
 #define ROW_TRMM(name, T)                                                                                    \
-  extern "C" void name(const char* side, const char* uplo, const char* transa, const char* diag,             \
-                       const zor_int* m, const zor_int* n, const T* alpha, const T* a, const zor_int* lda,   \
-                       T* b, const zor_int* ldb) {                                                           \
+  extern "C" SIG_TRMM(name, T) {                                                                             \
     using zor_core::is_letter;                                                                               \
     zor_core::trmm(is_letter(side, 'L'), is_letter(uplo, 'U'), transa, is_letter(diag, 'U'), *m, *n, *alpha, \
                    a, *lda, b, *ldb);                                                                        \

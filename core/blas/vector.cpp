@@ -7,7 +7,7 @@
 #include "core/blas/kernels.h"
 #include "core/kern.h"
 #include "core/threads.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_core {
 namespace {
@@ -111,23 +111,15 @@ void cdot(const char* routine, cdot_kernel<T>* kernel, T* result, const zor_int*
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_AXPY(name, T)                                                                       \
-  extern "C" void name(const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* y, \
-                       const zor_int* incy) {                                                   \
-    zor_core::axpy(#name, n, alpha, x, incx, y, incy);                                          \
-  }
-#define ROW_SWAP(name, T)                                                                        \
-  extern "C" void name(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy) { \
-    zor_core::swap(#name, n, x, incx, y, incy);                                                  \
-  }
-#define ROW_DOT(name, T)                                                                                  \
-  extern "C" T name(const zor_int* n, const T* x, const zor_int* incx, const T* y, const zor_int* incy) { \
-    return zor_core::dot(#name, zor_core::kernels<T>::dot, n, x, incx, y, incy);                          \
-  }
-#define ROW_CDOT(name, T, conj)                                                                  \
-  extern "C" void name(T* result, const zor_int* n, const T* x, const zor_int* incx, const T* y, \
-                       const zor_int* incy) {                                                    \
-    static auto* const kernel = zor_core::cdot_kernel_of<T>(#name);                              \
-    zor_core::cdot(#name, kernel, result, n, x, incx, y, incy);                                  \
+#define ROW_AXPY(name, T) \
+  extern "C" SIG_AXPY(name, T) { zor_core::axpy(#name, n, alpha, x, incx, y, incy); }
+#define ROW_SWAP(name, T) \
+  extern "C" SIG_SWAP(name, T) { zor_core::swap(#name, n, x, incx, y, incy); }
+#define ROW_DOT(name, T) \
+  extern "C" SIG_DOT(name, T) { return zor_core::dot(#name, zor_core::kernels<T>::dot, n, x, incx, y, incy); }
+#define ROW_CDOT(name, T, conj)                                     \
+  extern "C" SIG_CDOT(name, T) {                                    \
+    static auto* const kernel = zor_core::cdot_kernel_of<T>(#name); \
+    zor_core::cdot(#name, kernel, result, n, x, incx, y, incy);     \
   }
 #include "zor/tables/core_blas.inc"

@@ -8,8 +8,8 @@
 #include <atomic>
 #include <type_traits>
 
-#include "zor/dft.h"
 #include "zor/serv.h"
+#include "zor/signatures/dft.h"
 
 namespace zor_core {
 namespace {
@@ -401,12 +401,10 @@ int32_t commit_with_threads(ZorDftDescriptor** handle, int32_t (*apply)(ZorDftDe
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_OMP(name, apply, commit)                             \
-  extern "C" int32_t name(ZorDftDescriptor** handle) {           \
-    return zor_core::commit_with_threads(handle, apply, commit); \
-  }
+#define ROW_OMP(name, apply, commit) \
+  extern "C" SIG_DFT_OMP(name) { return zor_core::commit_with_threads(handle, apply, commit); }
 #define ROW_PAR(name, kind, R, direction, place)                                      \
-  extern "C" int32_t name(zor_dft_par_block* block) {                                 \
+  extern "C" SIG_DFT_PAR(name) {                                                      \
     using namespace zor_core;                                                         \
     return run_##kind<R, direction, place>(block->descriptor, block->in, block->out); \
   }

@@ -5,6 +5,7 @@
 // and the outputs are merged in a fixed order. Those of a mirrored triangle are as short as what they write.
 #include "core/spblas/dense.h"
 #include "core/spblas/kernels.h"
+#include "zor/signatures/sparse.h"
 
 namespace zor_core {
 namespace {
@@ -211,14 +212,13 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
 }  // namespace zor_core
 
 #define ROW_SPARSE_MV(name, T)                                                                 \
-  extern "C" int32_t name(zor_sparse a, int32_t op, T alpha, const T* x, T beta, T* y) {       \
+  extern "C" SIG_SPARSE_MV(name, T) {                                                          \
     using namespace zor_core;                                                                  \
     if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;               \
     return (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*a, op, alpha, x, beta, y); \
   }
 #define ROW_SPARSE_MM(name, T)                                                                            \
-  extern "C" int32_t name(zor_sparse a, int32_t op, int32_t layout, zor_int n, T alpha, const T* b,       \
-                          zor_int ldb, T beta, T* c, zor_int ldc) {                                       \
+  extern "C" SIG_SPARSE_MM(name, T) {                                                                     \
     using namespace zor_core;                                                                             \
     if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;                          \
     return (a->wide ? multiply_many<T, int64_t> : multiply_many<T, int32_t>)(*a, op, layout, n, alpha, b, \

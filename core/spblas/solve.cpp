@@ -4,6 +4,7 @@
 // calling thread; several are cut for threads.
 #include "core/spblas/dense.h"
 #include "core/spblas/kernels.h"
+#include "zor/signatures/sparse.h"
 
 namespace zor_core {
 namespace {
@@ -73,14 +74,13 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
 }  // namespace zor_core
 
 #define ROW_SPARSE_SV(name, T)                                                     \
-  extern "C" int32_t name(zor_sparse a, int32_t op, T alpha, const T* b, T* x) {   \
+  extern "C" SIG_SPARSE_SV(name, T) {                                              \
     using namespace zor_core;                                                      \
     if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;   \
     return (a->wide ? solve<T, int64_t> : solve<T, int32_t>)(*a, op, alpha, b, x); \
   }
 #define ROW_SPARSE_SM(name, T)                                                                              \
-  extern "C" int32_t name(zor_sparse a, int32_t op, int32_t layout, zor_int n, T alpha, const T* b,         \
-                          zor_int ldb, T* x, zor_int ldx) {                                                 \
+  extern "C" SIG_SPARSE_SM(name, T) {                                                                       \
     using namespace zor_core;                                                                               \
     if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;                            \
     return (a->wide ? solve_many<T, int64_t> : solve_many<T, int32_t>)(*a, op, layout, n, alpha, b, ldb, x, \

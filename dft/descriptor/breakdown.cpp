@@ -5,6 +5,7 @@
 
 #include "dft/descriptor/fields.h"
 #include "serv/control.h"
+#include "zor/signatures/dft_kern.h"
 
 namespace zor::dft {
 namespace {
@@ -232,5 +233,5 @@ int32_t apply_list(const breakdown_list& list, descriptor* d) {
 }  // namespace zor::dft
 
 #define ROW_APPLY(name, list) \
-  extern "C" int32_t name(ZorDftDescriptor* d) { return zor::dft::apply_list(zor::dft::list, d); }
+  extern "C" SIG_DFT_APPLY(name) { return zor::dft::apply_list(zor::dft::list, descriptor); }
 #include "zor/tables/dft_desc.inc"

@@ -10,6 +10,7 @@
 #include "dft/run/kernels.h"
 #include "serv/control.h"
 #include "serv/imports.h"
+#include "zor/signatures/dft_kern.h"
 
 namespace zor::dft {
 namespace {
@@ -317,8 +318,6 @@ int32_t commit(descriptor** handle, bool use_threads) {
 }  // namespace
 }  // namespace zor::dft
 
-#define ROW_COMMIT(name)                                                    \
-  extern "C" int32_t name(ZorDftDescriptor** handle, int32_t use_threads) { \
-    return zor::dft::commit(handle, use_threads != 0);                      \
-  }
+#define ROW_COMMIT(name) \
+  extern "C" SIG_DFT_COMMIT(name) { return zor::dft::commit(handle, use_threads != 0); }
 #include "zor/tables/dft_desc.inc"

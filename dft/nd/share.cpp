@@ -3,6 +3,7 @@
 #include "dft/nd/nd.h"
 #include "dft/run/kernels.h"
 #include "serv/vec.h"
+#include "zor/signatures/dft_kern.h"
 
 namespace zor::dft {
 namespace {
@@ -96,87 +97,67 @@ int32_t mixed_along(const void* in, void* out, zor_int dimension, zor_int first,
 
 using namespace zor::dft;
 
-#define ROW_2D(name, R)                                                                        \
-  extern "C" int32_t name(void* data, const zor_int* s0, const zor_int* s1, zor_dft_kernel k0, \
-                          zor_dft_kernel k1, ZorDftDescriptor* head, void* work) {             \
-    return complex_2d_routine<R>()(data, s0, s1, k0, k1, head, work);                          \
-  }
-#define ROW_REAL_2D(name, R, dir, complex_storage)                                                      \
-  extern "C" int32_t name(const void* in, void* out, const zor_int* is0, const zor_int* is1,            \
-                          const zor_int* os0, const zor_int* os1, zor_dft_kernel k0, zor_dft_kernel k1, \
-                          ZorDftDescriptor* head, void* work) {                                         \
-    return real_2d_routine<R>(dir, complex_storage)(in, out, is0, is1, os0, os1, k0, k1, head, work);   \
+#define ROW_2D(name, R) \
+  extern "C" SIG_DFT_2D(name) { return complex_2d_routine<R>()(data, s0, s1, k0, k1, head, work); }
+#define ROW_REAL_2D(name, R, dir, complex_storage)                                                    \
+  extern "C" SIG_DFT_REAL_2D(name) {                                                                  \
+    return real_2d_routine<R>(dir, complex_storage)(in, out, is0, is1, os0, os1, k0, k1, head, work); \
   }
 #define ROW_PACKED_2D(name, R, dir) ROW_REAL_2D(name, R, dir, false)
 #define ROW_MIXED_2D(name, R, dir) ROW_REAL_2D(name, R, dir, true)
 
-#define ROW_ROWS(name, R)                                                                        \
-  extern "C" void name(void* data, zor_int s0, zor_int s1, zor_int count, zor_dft_kernel kernel, \
-                       ZorDftDescriptor* record, int32_t* status, void* work) {                  \
-    *status = share_of_lines<complex_of<R>, complex_of<R>>(data, data, s0, s1, s0, s1, count,    \
-                                                           {kernel, record, work});              \
+#define ROW_ROWS(name, R)                                                                     \
+  extern "C" SIG_DFT_SHARE(name) {                                                            \
+    *status = share_of_lines<complex_of<R>, complex_of<R>>(data, data, s0, s1, s0, s1, count, \
+                                                           {kernel, record, work});           \
   }
-#define ROW_COLUMNS(name, R)                                                                     \
-  extern "C" void name(void* data, zor_int s0, zor_int s1, zor_int count, zor_dft_kernel kernel, \
-                       ZorDftDescriptor* record, int32_t* status, void* work) {                  \
-    *status = share_of_lines<complex_of<R>, complex_of<R>>(data, data, s1, s0, s1, s0, count,    \
-                                                           {kernel, record, work});              \
+#define ROW_COLUMNS(name, R)                                                                  \
+  extern "C" SIG_DFT_SHARE(name) {                                                            \
+    *status = share_of_lines<complex_of<R>, complex_of<R>>(data, data, s1, s0, s1, s0, count, \
+                                                           {kernel, record, work});           \
   }
-#define ROW_ROWS_OUT(name, In, Out)                                                                     \
-  extern "C" void name(const void* in, void* out, zor_int is0, zor_int is1, zor_int os0, zor_int os1,   \
-                       zor_int count, zor_dft_kernel kernel, ZorDftDescriptor* record, int32_t* status, \
-                       void* work) {                                                                    \
-    *status = share_of_lines<In, Out>(in, out, is0, is1, os0, os1, count, {kernel, record, work});      \
+#define ROW_ROWS_OUT(name, In, Out)                                                                \
+  extern "C" SIG_DFT_SHARE_OUT(name) {                                                             \
+    *status = share_of_lines<In, Out>(in, out, is0, is1, os0, os1, count, {kernel, record, work}); \
   }
-#define ROW_COLUMNS_OUT(name, In, Out)                                                                  \
-  extern "C" void name(const void* in, void* out, zor_int is0, zor_int is1, zor_int os0, zor_int os1,   \
-                       zor_int count, zor_dft_kernel kernel, ZorDftDescriptor* record, int32_t* status, \
-                       void* work) {                                                                    \
-    *status = share_of_lines<In, Out>(in, out, is1, is0, os1, os0, count, {kernel, record, work});      \
+#define ROW_COLUMNS_OUT(name, In, Out)                                                             \
+  extern "C" SIG_DFT_SHARE_OUT(name) {                                                             \
+    *status = share_of_lines<In, Out>(in, out, is1, is0, os1, os0, count, {kernel, record, work}); \
   }
-#define ROW_REAL_ROWS(name, R)                                                                             \
-  extern "C" void name(void* in, void* out, zor_int, zor_int is1, zor_int os0, zor_int os1, zor_int count, \
-                       zor_dft_kernel kernel, ZorDftDescriptor* record, int32_t* status, void* work) {     \
-    *status = real_rows<R>(static_cast<complex_of<R>*>(in), is1, static_cast<R*>(out), os0, os1, count,    \
-                           {kernel, record, work});                                                        \
+#define ROW_REAL_ROWS(name, R)                                                                          \
+  extern "C" SIG_DFT_REAL_ROWS(name) {                                                                  \
+    (void)is0;                                                                                          \
+    *status = real_rows<R>(static_cast<complex_of<R>*>(in), is1, static_cast<R*>(out), os0, os1, count, \
+                           {kernel, record, work});                                                     \
   }
 #define ROW_PACKED_SHARE(name, body, R, dir)                                                                \
-  extern "C" void name(const void* in, void* out, zor_int is0, zor_int is1, zor_int os0, zor_int os1,       \
-                       zor_int first, zor_int count, zor_dft_kernel kernel, ZorDftDescriptor* head,         \
-                       int32_t* status, void* work) {                                                       \
+  extern "C" SIG_DFT_SHARE_PACKED(name) {                                                                   \
     *status = body<R, dir>({static_cast<const R*>(in), is0, is1}, {static_cast<R*>(out), os0, os1}, kernel, \
                            head, first, first + count, work);                                               \
   }
 #define ROW_PACKED_ROWS(name, R, dir) ROW_PACKED_SHARE(name, packed_rows, R, dir)
 #define ROW_PACKED_COLUMNS(name, R, dir) ROW_PACKED_SHARE(name, packed_columns, R, dir)
 
-#define ROW_PLANES(name, R)                                                                                 \
-  extern "C" void name(void* data, zor_int first, zor_int count, int32_t direction, ZorDftDescriptor* head, \
-                       int32_t* status, void* work) {                                                       \
-    *status = planes<R>(data, in_stride, data, in_stride, first, count, direction, head, work);             \
+#define ROW_PLANES(name, R)                                                                     \
+  extern "C" SIG_DFT_PLANES(name) {                                                             \
+    *status = planes<R>(data, in_stride, data, in_stride, first, count, direction, head, work); \
   }
 #define ROW_PLANES_OUT(name, R)                                                                              \
-  extern "C" void name(const void* in, void* out, zor_int first, zor_int count, int32_t direction,           \
-                       ZorDftDescriptor* head, int32_t* status, void* work) {                                \
+  extern "C" SIG_DFT_PLANES_OUT(name) {                                                                      \
     *status = planes<R>(in, in_stride, out, &ZorDftDescriptor::output_stride, first, count, direction, head, \
                         work);                                                                               \
   }
-#define ROW_ALONG_SHARE(name, R, stride)                                                               \
-  extern "C" void name(void* data, zor_int dimension, zor_int first, zor_int count, int32_t direction, \
-                       ZorDftDescriptor* head, int32_t* status, void* work) {                          \
-    const axes a = complex_axes<R>(head, direction, stride);                                           \
-    *status = share_along<complex_of<R>>(data, a, data, a, dimension, first, count, work);             \
+#define ROW_ALONG_SHARE(name, R, stride)                                                   \
+  extern "C" SIG_DFT_ALONG(name) {                                                         \
+    const axes a = complex_axes<R>(head, direction, stride);                               \
+    *status = share_along<complex_of<R>>(data, a, data, a, dimension, first, count, work); \
   }
 #define ROW_ALONG(name, R) ROW_ALONG_SHARE(name, R, in_stride)
 #define ROW_ALONG_OUT(name, R) ROW_ALONG_SHARE(name, R, &ZorDftDescriptor::output_stride)
-#define ROW_MIXED_PLANES(name, R, dir)                                                            \
-  extern "C" void name(void* in, void* out, zor_int first, zor_int count, ZorDftDescriptor* head, \
-                       int32_t* status, void* work) {                                             \
-    *status = mixed_planes<R, dir>(in, out, first, count, head, work);                            \
-  }
-#define ROW_MIXED_ALONG(name, R, dir)                                                              \
-  extern "C" void name(const void* in, void* out, zor_int dimension, zor_int first, zor_int count, \
-                       ZorDftDescriptor* head, int32_t* status, void* work) {                      \
-    *status = mixed_along<R, dir>(in, out, dimension, first, count, head, work);                   \
+#define ROW_MIXED_PLANES(name, R, dir) \
+  extern "C" SIG_DFT_MIXED_PLANES(name) { *status = mixed_planes<R, dir>(in, out, first, count, head, work); }
+#define ROW_MIXED_ALONG(name, R, dir)                                            \
+  extern "C" SIG_DFT_MIXED_ALONG(name) {                                         \
+    *status = mixed_along<R, dir>(in, out, dimension, first, count, head, work); \
   }
 #include "zor/tables/dft_nd.inc"

@@ -6,6 +6,7 @@
 #include "dft/engine/roots/trig.h"
 #include "dft/run/batch.h"
 #include "serv/control.h"
+#include "zor/signatures/dft_kern.h"
 
 namespace zor::dft {
 namespace {
@@ -270,22 +271,17 @@ template int32_t init_1d_via_2d<double>(descriptor*);
 using namespace zor::dft;
 
 #define ROW_VIA2D_INIT(name, R) \
-  extern "C" int32_t name(ZorDftDescriptor* record) { return init_1d_via_2d<R>(record); }
-#define ROW_VIA2D_COLUMNS(name, R)                                                                    \
-  extern "C" int32_t name(const void* in, void* rows, zor_int first, zor_int last, int32_t direction, \
-                          ZorDftDescriptor* record, void* work) {                                     \
-    const auto* v = static_cast<const zor_dft_1d_via_2d*>(record->private_data);                      \
-    return direction == forward ? column_pass<R, forward>(in, rows, first, last, v, work)             \
-                                : column_pass<R, backward>(in, rows, first, last, v, work);           \
+  extern "C" SIG_VIA2D_INIT(name) { return init_1d_via_2d<R>(record); }
+#define ROW_VIA2D_COLUMNS(name, R)                                                             \
+  extern "C" SIG_VIA2D_COLUMNS(name) {                                                         \
+    const auto* v = static_cast<const zor_dft_1d_via_2d*>(record->private_data);               \
+    return direction == forward ? column_pass<R, forward>(in, scratch, first, last, v, work)   \
+                                : column_pass<R, backward>(in, scratch, first, last, v, work); \
   }
-#define ROW_VIA2D_COPY(name, R)                                                              \
-  extern "C" void name(const void* rows, zor_int pitch, zor_int count, zor_int n, void* out, \
-                       zor_int out_stride) {                                                 \
-    bundle_copy<R>(rows, pitch, count, n, out, out_stride);                                  \
-  }
-#define ROW_VIA2D_SCALE_COPY(name, R)                                                        \
-  extern "C" void name(const void* rows, zor_int pitch, zor_int count, zor_int n, void* out, \
-                       zor_int out_stride, R scale) {                                        \
-    bundle_scale_copy<R>(rows, pitch, count, n, out, out_stride, scale);                     \
+#define ROW_VIA2D_COPY(name, R) \
+  extern "C" SIG_VIA2D_COPY(name) { bundle_copy<R>(rows, pitch, count, n, out, out_stride); }
+#define ROW_VIA2D_SCALE_COPY(name, R)                                    \
+  extern "C" SIG_VIA2D_SCALE_COPY(name, R) {                             \
+    bundle_scale_copy<R>(rows, pitch, count, n, out, out_stride, scale); \
   }
 #include "zor/tables/dft_via2d.inc"

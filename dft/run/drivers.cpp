@@ -3,6 +3,7 @@
 
 #include "dft/nd/nd.h"
 #include "dft/run/batch.h"
+#include "zor/signatures/dft_kern.h"
 
 namespace zor::dft {
 namespace {
@@ -222,19 +223,15 @@ int32_t mixed_driver_in_place(descriptor* d, void* data, zor_int count, void* wo
 
 using namespace zor::dft;
 
-#define ROW_IN_PLACE(name, driver, R, direction)                                        \
-  extern "C" int32_t name(ZorDftDescriptor* d, void* data, zor_int count, void* work) { \
-    return driver<R, direction>(d, data, data, count, work);                            \
-  }
-#define ROW_TO_OUTPUT(name, driver, R, direction)                                                      \
-  extern "C" int32_t name(ZorDftDescriptor* d, const void* in, void* out, zor_int count, void* work) { \
-    return driver<R, direction>(d, in, out, count, work);                                              \
-  }
+#define ROW_IN_PLACE(name, driver, R, direction) \
+  extern "C" SIG_DFT_BATCH(name) { return driver<R, direction>(descriptor, data, data, count, work); }
+#define ROW_TO_OUTPUT(name, driver, R, direction) \
+  extern "C" SIG_DFT_BATCH_OUT(name) { return driver<R, direction>(descriptor, in, out, count, work); }
 #define ROW_COMPLEX(name, R, direction) ROW_IN_PLACE(name, complex_driver, R, direction)
 #define ROW_PACKED(name, R, direction) ROW_IN_PLACE(name, packed_driver, R, direction)
-#define ROW_MIXED(name, R, direction)                                                   \
-  extern "C" int32_t name(ZorDftDescriptor* d, void* data, zor_int count, void* work) { \
-    return mixed_driver_in_place<R, direction>(d, data, count, work);                   \
+#define ROW_MIXED(name, R, direction)                                          \
+  extern "C" SIG_DFT_BATCH(name) {                                             \
+    return mixed_driver_in_place<R, direction>(descriptor, data, count, work); \
   }
 #define ROW_COMPLEX_OUT(name, R, direction) ROW_TO_OUTPUT(name, complex_driver, R, direction)
 #define ROW_PACKED_OUT(name, R, direction) ROW_TO_OUTPUT(name, packed_driver, R, direction)

@@ -8,7 +8,7 @@
 #include "spblas/csr/row_blocks.h"
 #include "spblas/csr/row_dot.h"
 #include "spblas/csr/scatter.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor::sparse {
 namespace {
@@ -314,26 +314,23 @@ void add_scaled(zor_int m, zor_int n, T alpha, const T* b, zor_int ldb, T* c, zo
 }  // namespace
 }  // namespace zor::sparse
 
-#define ROW_csr_mmout_par(name, T, I, base, op, shape, tri, diag)                                           \
-  extern "C" void name(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val, \
-                       const I* indx, const I* pntrb, const I* pntre, const T* b, const I* ldb, T* c,       \
-                       const I* ldc) {                                                                      \
-    if (*m < 1 || *last < *first) return;                                                                   \
-    using namespace zor::sparse;                                                                            \
-    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                                      \
-    multiply<v, T, base == 0, I>(                                                                           \
-        {{val, indx, pntrb, pntre, base}, *m, *first - 1, *last, *alpha, {b, *ldb}, {c, *ldc}}, *n);        \
+#define ROW_csr_mmout_par(name, T, I, base, op, shape, tri, diag)                                    \
+  extern "C" SIG_csr_mmout_par(name, T, I) {                                                         \
+    if (*m < 1 || *last < *first) return;                                                            \
+    using namespace zor::sparse;                                                                     \
+    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                               \
+    multiply<v, T, base == 0, I>(                                                                    \
+        {{val, indx, pntrb, pntre, base}, *m, *first - 1, *last, *alpha, {b, *ldb}, {c, *ldc}}, *n); \
   }
-#define ROW_csr_mmout_seq(name, T, I, base, op, shape, tri, diag)                                           \
-  extern "C" void name(const I* m, const I* n, const T* alpha, const T* val, const I* indx, const I* pntrb, \
-                       const I* pntre, const T* b, const I* ldb, T* c, const I* ldc) {                      \
-    if (*m < 1 || *n < 1) return;                                                                           \
-    using namespace zor::sparse;                                                                            \
-    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                                      \
-    if constexpr (v.unit())                                                                                 \
-      add_scaled<base == 0>(*m, *n, *alpha, b, *ldb, c, *ldc);                                              \
-    else                                                                                                    \
-      multiply<v, T, base == 0, I>(                                                                         \
-          {{val, indx, pntrb, pntre, base}, *m, 0, *n, *alpha, {b, *ldb}, {c, *ldc}}, *n);                  \
+#define ROW_csr_mmout_seq(name, T, I, base, op, shape, tri, diag)                          \
+  extern "C" SIG_csr_mmout_seq(name, T, I) {                                               \
+    if (*m < 1 || *n < 1) return;                                                          \
+    using namespace zor::sparse;                                                           \
+    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                     \
+    if constexpr (v.unit())                                                                \
+      add_scaled<base == 0>(*m, *n, *alpha, b, *ldb, c, *ldc);                             \
+    else                                                                                   \
+      multiply<v, T, base == 0, I>(                                                        \
+          {{val, indx, pntrb, pntre, base}, *m, 0, *n, *alpha, {b, *ldb}, {c, *ldc}}, *n); \
   }
 #include "zor/tables/spblas_csr.inc"

@@ -5,7 +5,7 @@
 // So entries outside a view take part in the rounding.
 #include "blas/level1/vector.h"
 #include "spblas/csr/row_dot.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor::sparse {
 namespace {
@@ -436,29 +436,28 @@ void row_products(zor_int first, zor_int last, const T* val, const I* indx, cons
 }  // namespace
 }  // namespace zor::sparse
 
-#define ROW_csr_mvout_par(name, T, I, base, op, shape, tri, diag)                                            \
-  extern "C" void name(const I* first, const I* last, const I*, const T* alpha, const T* val, const I* indx, \
-                       const I* pntrb, const I* pntre, const T* x, T* y) {                                   \
-    if (*last < *first) return;                                                                              \
-    using namespace zor::sparse;                                                                             \
-    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                                       \
-    multiply_rows<v, T, I>({{val, indx, pntrb, pntre, base}, *first - 1, *last, *alpha, x, y});              \
-  }
-#define ROW_csr_mvout_seq(name, T, I, base, op, shape, tri, diag)                               \
-  extern "C" void name(const I* m, const T* alpha, const T* val, const I* indx, const I* pntrb, \
-                       const I* pntre, const T* x, T* y) {                                      \
-    if (*m < 1) return;                                                                         \
+#define ROW_csr_mvout_par(name, T, I, base, op, shape, tri, diag)                               \
+  extern "C" SIG_csr_mvout_par(name, T, I) {                                                    \
+    (void)m;                                                                                    \
+    if (*last < *first) return;                                                                 \
     using namespace zor::sparse;                                                                \
     constexpr view v = ZOR_VIEW(op, shape, tri, diag);                                          \
-    if constexpr (v.structure == 'd' && v.unit())                                               \
-      zor::axpy<T>(*m, *alpha, x, 1, y, 1);                                                     \
-    else                                                                                        \
-      multiply_all<v, T, I>({{val, indx, pntrb, pntre, base}, 0, *m, *alpha, x, y});            \
+    multiply_rows<v, T, I>({{val, indx, pntrb, pntre, base}, *first - 1, *last, *alpha, x, y}); \
   }
-#define ROW_csr_gemvout_par(name, T, I, base, ...)                                                           \
-  extern "C" void name(const I* first, const I* last, const void*, const void*, const T* val, const I* indx, \
-                       const I* ia, const void*, const T* x, T* y) {                                         \
-    if (*last < *first) return;                                                                              \
-    zor::sparse::row_products<T, I>(*first - 1, *last, val, indx, ia, x, y);                                 \
+#define ROW_csr_mvout_seq(name, T, I, base, op, shape, tri, diag)                    \
+  extern "C" SIG_csr_mvout_seq(name, T, I) {                                         \
+    if (*m < 1) return;                                                              \
+    using namespace zor::sparse;                                                     \
+    constexpr view v = ZOR_VIEW(op, shape, tri, diag);                               \
+    if constexpr (v.structure == 'd' && v.unit())                                    \
+      zor::axpy<T>(*m, *alpha, x, 1, y, 1);                                          \
+    else                                                                             \
+      multiply_all<v, T, I>({{val, indx, pntrb, pntre, base}, 0, *m, *alpha, x, y}); \
+  }
+#define ROW_csr_gemvout_par(name, T, I, base, ...)                           \
+  extern "C" SIG_csr_gemvout_par(name, T, I) {                               \
+    (void)unread1, (void)unread2, (void)unread3;                             \
+    if (*last < *first) return;                                              \
+    zor::sparse::row_products<T, I>(*first - 1, *last, val, indx, ia, x, y); \
   }
 #include "zor/tables/spblas_csr.inc"

@@ -5,7 +5,7 @@
 #include "serv/scratch.h"
 #include "spblas/csr/row_dot.h"
 #include "spblas/csr/solve.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor::sparse {
 namespace {
@@ -128,17 +128,16 @@ void solve(solve_of<T, RowMajor, I> p) {
 }  // namespace
 }  // namespace zor::sparse
 
-#define ROW_csr_smout_par(name, T, I, base, op, shape, tri, diag)                                           \
-  extern "C" void name(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val, \
-                       const I* indx, const I* pntrb, const I* pntre, T* c, const I* ldc) {                 \
-    if (*m < 1 || *last < *first) return;                                                                   \
-    constexpr auto v = ZOR_VIEW(op, shape, tri, diag);                                                      \
-    zor::sparse::solve<v, T, base == 0, I>({{val, indx, pntrb, pntre, base},                                \
-                                            *m,                                                             \
-                                            *n,                                                             \
-                                            *first - 1,                                                     \
-                                            *last,                                                          \
-                                            v.structure == 'd' ? *alpha : T{},                              \
-                                            {c, *ldc}});                                                    \
+#define ROW_csr_smout_par(name, T, I, base, op, shape, tri, diag)              \
+  extern "C" SIG_csr_smout_par(name, T, I) {                                   \
+    if (*m < 1 || *last < *first) return;                                      \
+    constexpr auto v = ZOR_VIEW(op, shape, tri, diag);                         \
+    zor::sparse::solve<v, T, base == 0, I>({{val, indx, pntrb, pntre, base},   \
+                                            *m,                                \
+                                            *n,                                \
+                                            *first - 1,                        \
+                                            *last,                             \
+                                            v.structure == 'd' ? *alpha : T{}, \
+                                            {c, *ldc}});                       \
   }
 #include "zor/tables/spblas_csr.inc"

@@ -7,7 +7,7 @@
 #include "spblas/csr/row_dot.h"
 #include "spblas/csr/solve.h"
 #include "spblas/csr/stencil.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor::sparse {
 namespace {
@@ -266,8 +266,7 @@ void solve(csr<T, I> a, zor_int m, T alpha, T* y) {
 }  // namespace zor::sparse
 
 #define ROW_csr_svout_seq(name, T, I, base, op, shape, tri, diag)                                           \
-  extern "C" void name(const I* m, const T* alpha, const T* val, const I* indx, const I* pntrb,             \
-                       const I* pntre, T* y) {                                                              \
+  extern "C" SIG_csr_svout_seq(name, T, I) {                                                                \
     if (*m < 1) return;                                                                                     \
     constexpr auto v = ZOR_VIEW(op, shape, tri, diag);                                                      \
     zor::sparse::solve<v, T, I>({val, indx, pntrb, pntre, base}, *m, v.structure == 'd' ? *alpha : T{}, y); \
