@@ -22,7 +22,7 @@ join -v1 "$folder/exported" "$folder/defined" | sed 's/^/defined by no object fi
 while read -r file template home; do
   [ -f "$source/$file" ] || { echo "no file $file"; status=1; continue; }
   grep -qw -- "$template" "$source/$file" || { echo "$file does not name $template"; status=1; }
-  grep -qE "(^|[^.>])\b$template(\(| |:|$)" "$source/${home:-$file}" ||
+  grep -qE "(^|[^.>])\b$template(\(| |:|;|<|$)" "$source/${home:-$file}" ||
     { echo "${home:-$file} does not hold $template"; status=1; }
 done < <(cut -d' ' -f2- "$names" | sort -u)
 # A family is bound to a template, not each name to itself.
