@@ -131,12 +131,13 @@ struct battery_family {
 void run_vector(recorder& out);
 void run_gemm(recorder& out);
 void run_matvec(recorder& out);
+void run_level3(recorder& out);
 void run_spcsr(recorder& out);
 void run_dft1(recorder& out);
 void run_dftreal(recorder& out);
 void run_dftnd(recorder& out);
 inline constexpr battery_family battery[] = {
-    {"vector", run_vector}, {"gemm", run_gemm},       {"matvec", run_matvec}, {"spcsr", run_spcsr},
-    {"dft1", run_dft1},     {"dftreal", run_dftreal}, {"dftnd", run_dftnd}};
+    {"vector", run_vector}, {"gemm", run_gemm}, {"matvec", run_matvec},   {"level3", run_level3},
+    {"spcsr", run_spcsr},   {"dft1", run_dft1}, {"dftreal", run_dftreal}, {"dftnd", run_dftnd}};
 
 }  // namespace zor_tools

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Triangular products in place: B := alpha op(A) B and B := alpha B op(A).
+//
+// A cascade of diagonal blocks: the block of B that meets the diagonal is replaced by its product, then one
+// matrix product adds the rectangle beside it. The blocks go in the order in which the sources of that
+// product are unchanged.
+#include "blas/level3/triangular.h"
+
+namespace zor::level3 {
+namespace {
+
+// Diagonal blocks and the rows (columns) of B taken at a time, level by level down to the direct product.
+struct level {
+  zor_int order, free;
+};
+constexpr level right_levels[] = {{128, 1024}, {64, 128}, {32, 128}};
+constexpr level left_levels[] = {{512, 1024}, {128, 1024}, {32, 1024}};
+constexpr zor_int plain_columns = 2048;
+constexpr int level_count = 3, leaf = 32;
+
+template <class T>
+[[gnu::noinline]] void multiply_directly(bool left, const triangle<T>& t, T alpha, zor_int order,
+                                         zor_int count, T* b, zor_int ldb) {
+  for_lane_blocks<leaf>(left, t, order, count, b, ldb, [&](const auto& l, auto& x) {
+    using Block = std::remove_reference_t<decltype(x)>;
+    if (!is_one(alpha)) {
+      for (int p = 0; p < order; ++p) {
+#pragma GCC unroll 4
+        for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = times(x.at[p][v], alpha);
+      }
+    }
+    for (int p = int(order) - 1; p >= 0; --p) {
+      const T* const row = l.data + l.row(p);
+      typename Block::value sum[Block::vectors];
+      if (p > 0) sum_of_products(p, row, x, sum);
+#pragma GCC unroll 4
+      for (int v = 0; v < Block::vectors; ++v) {
+        const auto own = t.unit ? x.at[p][v] : times(x.at[p][v], row[p]);
+        x.at[p][v] = p > 0 ? sum[v] + own : own;
+      }
+    }
+  });
+}
+
+template <int Level, class T>
+void multiply_right(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
+  if constexpr (Level == level_count) {
+    multiply_directly(false, t, alpha, n, m, b, ldb);
+  } else {
+    for_pieces(m, right_levels[Level].free, [&](zor_int i, zor_int rows) {
+      for_blocks(n, right_levels[Level].order, t.lower, [&](diagonal_block d) {
+        T* const block = b + i + d.first * ldb;
+        multiply_right<Level + 1>(t.from(d.first), alpha, rows, d.size, block, ldb);
+        multiply_add('N', t.letter(), rows, d.size, d.left, alpha, b + i + d.rest * ldb, ldb,
+                     t.at(d.rest, d.first), t.lda, from_real<T>(1), block, ldb);
+      });
+    });
+  }
+}
+
+template <int Level, class T>
+void multiply_left(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
+  if constexpr (Level == level_count) {
+    multiply_directly(true, t, alpha, m, n, b, ldb);
+  } else {
+    const zor_int free = Level == 0 && !t.trans ? plain_columns : left_levels[Level].free;
+    for_pieces(n, free, [&](zor_int j, zor_int columns) {
+      for_blocks(m, left_levels[Level].order, !t.lower, [&](diagonal_block d) {
+        T* const block = b + d.first + j * ldb;
+        multiply_left<Level + 1>(t.from(d.first), alpha, d.size, columns, block, ldb);
+        multiply_add(t.letter(), 'N', d.size, columns, d.left, alpha, t.at(d.first, d.rest), t.lda,
+                     b + d.rest + j * ldb, ldb, from_real<T>(1), block, ldb);
+      });
+    });
+  }
+}
+
+template <class T>
+void trmm(bool left, const triangle<T>& t, zor_int m, zor_int n, T alpha, T* b, zor_int ldb) {
+  if (n <= 0 || m <= 0) return;
+  if (is_zero(alpha)) return gemm::zero_columns(m, n, b, ldb);
+  if (left)
+    multiply_left<0>(t, alpha, m, n, b, ldb);
+  else
+    multiply_right<0>(t, alpha, m, n, b, ldb);
+}
+
+}  // namespace
+}  // namespace zor::level3
+
+#define ROW_XTRMM(name, T)                                                    \
+  extern "C" SIG_XTRSM(name, T) {                                             \
+    const auto t = zor::level3::make_triangle(uplo, transa, diag, a, *lda);   \
+    zor::level3::trmm(zor::is_letter(side, 'L'), t, *m, *n, *alpha, b, *ldb); \
+  }
+#include "zor/tables/blas_level3.inc"
