@@ -4,21 +4,12 @@
 // added to C; the rest of the block's columns is a rectangle of its own.
 #pragma once
 
+#include "blas/level3/diagonal.h"
 #include "blas/level3/gemm.h"
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
 
 namespace zor::level3 {
-
-inline constexpr zor_int tile_order = 128;
-
-// Order of the diagonal blocks. They decide which element is computed in a tile and which in a rectangle, and
-// so belong to the contract of the routines.
-template <class T>
-constexpr zor_int diagonal_order(bool trans, bool both_short) {
-  if (std::is_same_v<T, c64> && (trans || both_short)) return 32;
-  return trans ? 64 : tile_order;
-}
 
 template <class T>
 struct triangle_of {

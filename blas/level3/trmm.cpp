@@ -13,8 +13,9 @@ namespace {
 struct level {
   zor_int order, free;
 };
+constexpr zor_int all = INT64_MAX;
 constexpr level right_levels[] = {{128, 1024}, {64, 128}, {32, 128}};
-constexpr level left_levels[] = {{512, 1024}, {128, 1024}, {32, 1024}};
+constexpr level left_levels[] = {{512, 1024}, {128, all}, {32, all}};
 constexpr zor_int plain_columns = 2048;
 constexpr int level_count = 3, leaf = 32;
 
@@ -64,7 +65,7 @@ void multiply_left(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zo
     multiply_directly(true, t, alpha, m, n, b, ldb);
   } else {
     const zor_int free = Level == 0 && !t.trans ? plain_columns : left_levels[Level].free;
-    for_pieces(n, free, [&](zor_int j, zor_int columns) {
+    for_pieces(n, free < n ? free : n, [&](zor_int j, zor_int columns) {
       for_blocks(m, left_levels[Level].order, !t.lower, [&](diagonal_block d) {
         T* const block = b + d.first + j * ldb;
         multiply_left<Level + 1>(t.from(d.first), alpha, d.size, columns, block, ldb);

@@ -11,6 +11,7 @@ struct kernels;
 
 #define KERNELS(letter)                                            \
   static constexpr auto* gemm = &zor_blas_x##letter##gemm;         \
+  static constexpr auto* mscale = &zor_blas_##letter##gemm_mscale; \
   static constexpr auto* gemv = &zor_blas_x##letter##gemv;         \
   static constexpr auto* axpy = &zor_blas_x##letter##axpy;         \
   static constexpr auto* swap = &zor_blas_x##letter##swap;         \

@@ -96,7 +96,7 @@ void trmm(bool left, bool upper, const char* transa, bool unit, zor_int m, zor_i
 }  // namespace zor_core
 
 #define ROW_TRMM(name, T)                                                                                    \
-  extern "C" SIG_XTRSM(name, T) {                                                                             \
+  extern "C" SIG_XTRSM(name, T) {                                                                            \
     using zor_core::is_letter;                                                                               \
     zor_core::trmm(is_letter(side, 'L'), is_letter(uplo, 'U'), transa, is_letter(diag, 'U'), *m, *n, *alpha, \
                    a, *lda, b, *ldb);                                                                        \

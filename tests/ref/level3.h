@@ -204,7 +204,7 @@ void trmm(const triangular<T>& q) {
   if (q.m < 1 || q.n < 1) return;
   if (is(q.alpha, 0)) return q.scale(q.alpha);
   if (q.left())
-    multiply_levels(q, {{512, q.turned() ? 1024 : 2048}, {128, 1024}, {32, 1024}}, 0, 0, q.m, 0, q.n);
+    multiply_levels(q, {{512, q.turned() ? 1024 : 2048}, {128, 1 << 30}, {32, 1 << 30}}, 0, 0, q.m, 0, q.n);
   else
     multiply_levels(q, {{128, 1024}, {64, 128}, {32, 128}}, 0, 0, q.n, 0, q.m);
 }
