@@ -6,6 +6,7 @@
 
 #include "core/blas/arguments.h"
 #include "zor/blas.h"
+#include "zor/core.h"
 #include "zor/signatures/blas.h"
 
 namespace zor_core {
