@@ -7,8 +7,8 @@
 
 #include "bench/bench.h"
 #include "bench/operands.h"
-#include "zor/blas.h"
 #include "zor/core.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_bench {
 namespace {
@@ -16,10 +16,6 @@ namespace {
 struct shape {
   zor_int m, n, k;
 };
-
-template <class T>
-using our_gemm = void(const char*, const char*, const zor_int*, const zor_int*, const zor_int*, const T*,
-                      const T*, const zor_int*, const T*, const zor_int*, const T*, T*, const zor_int*);
 
 // Fortran's way: 32-bit integers, the lengths of the two letters at the end.
 template <class T>
@@ -48,7 +44,7 @@ struct problem {
 };
 
 template <class T>
-runner our_runner(const problem<T>& p, our_gemm<T>* gemm, int32_t threads) {
+runner our_runner(const problem<T>& p, zor::gemm_fn<T>* gemm, int32_t threads) {
   return [=](int64_t repeats) {
     const T alpha = one<T>(), beta = {};
     const shape s = p.s;
@@ -87,7 +83,7 @@ prepared checked(const problem<T>& p, const std::vector<contender>& contenders) 
 constexpr double reference_limit = 5e7;  // operations; the plain loops need seconds beyond
 
 template <class T>
-bench_case product(const environment& env, const char* routine, our_gemm<T>* gemm, const char* letters,
+bench_case product(const environment& env, const char* routine, zor::gemm_fn<T>* gemm, const char* letters,
                    shape s) {
   bench_case c;
   c.name = fmt::format("{} {} {}x{}x{}", routine, letters, s.m, s.n, s.k);

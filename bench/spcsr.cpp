@@ -11,35 +11,21 @@
 #include "bench/csr.h"
 #include "bench/operands.h"
 #include "zor/core.h"
+#include "zor/signatures/spblas.h"
 #include "zor/sparse.h"
-#include "zor/spblas.h"
 
 namespace zor_bench {
 namespace {
-
-template <class T, class I>
-using rows_kernel = void(const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
-                         const T*, T*);
-template <class T, class I>
-using whole_kernel = void(const I*, const T*, const T*, const I*, const I*, const I*, const T*, T*);
-template <class T, class I>
-using products_kernel = void(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
-                             const I*, const T*, const I*, T*, const I*);
-template <class T, class I>
-using solve_kernel = void(const I*, const T*, const T*, const I*, const I*, const I*, T*);
-template <class T, class I>
-using solves_kernel = void(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
-                           const I*, T*, const I*);
 
 // The kernel of an operation, in the one of the fields that fits it.
 template <class T, class I>
 struct csr_kernel {
   csr_operation what;
-  rows_kernel<T, I>* rows = nullptr;
-  whole_kernel<T, I>* whole = nullptr;
-  products_kernel<T, I>* products = nullptr;
-  solve_kernel<T, I>* solve = nullptr;
-  solves_kernel<T, I>* solves = nullptr;
+  zor::csr_mvout_par_fn<T, I>* rows = nullptr;
+  zor::csr_mvout_seq_fn<T, I>* whole = nullptr;
+  zor::csr_mmout_par_fn<T, I>* products = nullptr;
+  zor::csr_svout_seq_fn<T, I>* solve = nullptr;
+  zor::csr_smout_par_fn<T, I>* solves = nullptr;
 };
 template <class T, class I>
 constexpr csr_kernel<T, I> kernels[] = {};

@@ -7,7 +7,7 @@
 
 #include "bench/bench.h"
 #include "bench/operands.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_bench {
 namespace {
@@ -126,8 +126,6 @@ template <class I, class T, class R>
 using sum_fn = R(const I*, const T*, const I*);
 template <class I, class T>
 using dot_fn = T(const I*, const T*, const I*, const T*, const I*);
-template <class T>
-using our_cdot_fn = void(T*, const zor_int*, const T*, const zor_int*, const T*, const zor_int*);
 // Through C: Fortran compilers differ in how they return a complex number.
 template <class T>
 using peer_cdot_fn = void(int32_t, const T*, int32_t, const T*, int32_t, T*);
@@ -203,10 +201,10 @@ class case_list {
   }
 
   template <class T>
-  void complex_dot(const char* name, our_cdot_fn<T>* ours, const char* symbol, chain adds) {
-    const routine<T, our_cdot_fn<T>, peer_cdot_fn<T>> r{name, ours, symbol, 8, 2, adds};
+  void complex_dot(const char* name, zor::cdot_fn<T>* ours, const char* symbol, chain adds) {
+    const routine<T, zor::cdot_fn<T>, peer_cdot_fn<T>> r{name, ours, symbol, 8, 2, adds};
     add_cases(env_, cases, sums_, r, [](auto* fn, auto* n, auto* one, const vectors<T>& v) {
-      if constexpr (std::is_same_v<decltype(fn), our_cdot_fn<T>*>)
+      if constexpr (std::is_same_v<decltype(fn), zor::cdot_fn<T>*>)
         fn(v.result.data(), n, x_behind_result(v), one, v.y.data(), one);
       else
         fn(*n, x_behind_result(v), *one, v.y.data(), *one, v.result.data());

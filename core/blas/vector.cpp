@@ -88,19 +88,16 @@ T dot(const char* routine, Kernel* kernel, const zor_int* n, const T* x, const z
   return kernel(n, x, incx, y, incy);
 }
 
-template <class T>
-using cdot_kernel = void(T*, const zor_int*, const T*, const zor_int*, const T*, const zor_int*);
-
 // Only zor_blas_cdotc has a kernel under an x name; the others share the public name with their kernel, so it
 // is asked of the kernel library itself.
 template <class T>
-cdot_kernel<T>* cdot_kernel_of(const char* routine) {
-  return kern_function<cdot_kernel<T>>(std::strcmp(routine, "zor_blas_cdotc") == 0 ? "zor_blas_xcdotc"
-                                                                                   : routine);
+zor::cdot_fn<T>* cdot_kernel_of(const char* routine) {
+  return kern_function<zor::cdot_fn<T>>(std::strcmp(routine, "zor_blas_cdotc") == 0 ? "zor_blas_xcdotc"
+                                                                                    : routine);
 }
 
 template <class T>
-void cdot(const char* routine, cdot_kernel<T>* kernel, T* result, const zor_int* n, const T* x,
+void cdot(const char* routine, zor::cdot_fn<T>* kernel, T* result, const zor_int* n, const T* x,
           const zor_int* incx, const T* y, const zor_int* incy) {
   int32_t bad = result == nullptr ? 1 : bad_pair_argument(n, x, incx, y, incy);
   if (bad == 0) return kernel(result, n, x, incx, y, incy);

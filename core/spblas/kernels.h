@@ -5,7 +5,7 @@
 #include <type_traits>
 
 #include "core/spblas/matrix.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor_core {
 
@@ -48,54 +48,42 @@ kernel_name name_of(const sparse_matrix& a, int32_t op, int32_t base) {
     if (wanted == kernel_name{base, #op[0], #structure[0], #triangle[0], #diagonal[0]}) return name;
 
 template <class T, class I>
-auto find_mvout_par(const kernel_name& wanted)
-    -> void (*)(const I* first, const I* last, const I* m, const T* alpha, const T* val, const I* indx,
-                const I* pntrb, const I* pntre, const T* x, T* y) {
+zor::csr_mvout_par_fn<T, I>* find_mvout_par(const kernel_name& wanted) {
 #define ROW_csr_mvout_par ZOR_FIND
 #include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
 template <class T, class I>
-auto find_mvout_seq(const kernel_name& wanted)
-    -> void (*)(const I* m, const T* alpha, const T* val, const I* indx, const I* pntrb, const I* pntre,
-                const T* x, T* y) {
+zor::csr_mvout_seq_fn<T, I>* find_mvout_seq(const kernel_name& wanted) {
 #define ROW_csr_mvout_seq ZOR_FIND
 #include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
 template <class T, class I>
-auto find_mmout_par(const kernel_name& wanted)
-    -> void (*)(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val,
-                const I* indx, const I* pntrb, const I* pntre, const T* b, const I* ldb, T* c, const I* ldc) {
+zor::csr_mmout_par_fn<T, I>* find_mmout_par(const kernel_name& wanted) {
 #define ROW_csr_mmout_par ZOR_FIND
 #include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
 template <class T, class I>
-auto find_mmout_seq(const kernel_name& wanted)
-    -> void (*)(const I* m, const I* n, const T* alpha, const T* val, const I* indx, const I* pntrb,
-                const I* pntre, const T* b, const I* ldb, T* c, const I* ldc) {
+zor::csr_mmout_seq_fn<T, I>* find_mmout_seq(const kernel_name& wanted) {
 #define ROW_csr_mmout_seq ZOR_FIND
 #include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
 template <class T, class I>
-auto find_svout_seq(const kernel_name& wanted)
-    -> void (*)(const I* m, const T* alpha, const T* val, const I* indx, const I* pntrb, const I* pntre,
-                T* y) {
+zor::csr_svout_seq_fn<T, I>* find_svout_seq(const kernel_name& wanted) {
 #define ROW_csr_svout_seq ZOR_FIND
 #include "zor/tables/spblas_csr.inc"
   return nullptr;
 }
 
 template <class T, class I>
-auto find_smout_par(const kernel_name& wanted)
-    -> void (*)(const I* first, const I* last, const I* m, const I* n, const T* alpha, const T* val,
-                const I* indx, const I* pntrb, const I* pntre, T* c, const I* ldc) {
+zor::csr_smout_par_fn<T, I>* find_smout_par(const kernel_name& wanted) {
 #define ROW_csr_smout_par ZOR_FIND
 #include "zor/tables/spblas_csr.inc"
   return nullptr;

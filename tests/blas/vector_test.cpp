@@ -2,7 +2,7 @@
 // Every vector kernel with increments, against the plain references bit for bit: results, operands, the bytes
 // around them and the exception flags, for sizes around every block, all positions modulo 16 and all signs of
 // increments.
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 #include "tests/blas/vector_operands.h"
 
@@ -221,7 +221,7 @@ void check_long(const char* name, F f) {
 }
 
 template <class T>
-auto axpy_of(T alpha, void (*axpy)(const zor_int*, const T*, const T*, const zor_int*, T*, const zor_int*)) {
+auto axpy_of(T alpha, zor::axpy_fn<T>* axpy) {
   return [=](bool kernel, zor_int n, T* x, zor_int incx, T* y, zor_int incy, double*) {
     kernel ? axpy(&n, &alpha, x, &incx, y, &incy) : ref::axpy(n, alpha, x, incx, y, incy);
   };

@@ -13,8 +13,9 @@
 
 #include "tests/core/products.h"
 #include "tests/support/symbols.h"
-#include "zor/core.h"
 #include "zor/serv.h"
+#include "zor/signatures/blas.h"
+#include "zor/signatures/core.h"
 
 namespace {
 
@@ -29,15 +30,10 @@ F* forwarder(const std::string& name) {
   return reinterpret_cast<F*>(address);
 }
 
-template <class T>
-using copya_fn = void(const zor_int*, const zor_int*, const T*, const zor_int*, T*, const T*);
-template <class T>
-using copyb_fn = void(const zor_int*, const zor_int*, const T*, const zor_int*, T*);
-template <class T>
-using copya_ext_fn = void(const char*, const zor_int*, const zor_int*, const T*, const zor_int*, T*,
-                          const T*);
-template <class T>
-using copyb_ext_fn = void(const char*, const zor_int*, const zor_int*, const T*, const zor_int*, T*);
+using zor::copya_ext_fn;
+using zor::copya_fn;
+using zor::copyb_ext_fn;
+using zor::copyb_fn;
 
 constexpr zor_int rows = 13, depth = 10, lead = 17, panel_size = 17 * 17 * 2;
 
@@ -125,9 +121,6 @@ TEST(Panels, AreThoseOfTheKernelLibrary) {
 #include "zor/tables/core_generic.inc"
 }
 
-using blks_fn = void(const zor_int*, const zor_int*, const zor_int*, zor_int*, zor_int*, zor_int*);
-using bufs_fn = void(const zor_int*, const zor_int*, const zor_int*, zor_int*);
-
 TEST(Blocks, SizesAndBytes) {
   const struct {
     const char* letter;
@@ -144,8 +137,8 @@ TEST(Blocks, SizesAndBytes) {
   for (const auto& c : cases) {
     const std::string stem = std::string("zor_blas_") + c.letter + "gemm_get_";
     zor_int mb = -1, nb = -1, kb = -1, bytes = -1;
-    forwarder<blks_fn>(stem + "blks_size_htn")(&c.m, &c.n, &c.k, &mb, &nb, &kb);
-    forwarder<bufs_fn>(stem + "bufs_size_htn")(&c.m, &c.n, &c.k, &bytes);
+    forwarder<zor::blks_size_fn>(stem + "blks_size_htn")(&c.m, &c.n, &c.k, &mb, &nb, &kb);
+    forwarder<zor::bufs_size_fn>(stem + "bufs_size_htn")(&c.m, &c.n, &c.k, &bytes);
     EXPECT_EQ((std::vector{c.mb, c.nb, c.kb, c.bytes}), (std::vector{mb, nb, kb, bytes}))
         << stem << c.m << " " << c.k;
   }
@@ -159,36 +152,31 @@ uint64_t pool_bytes() {
 // A block is what the product of that size takes from the pool.
 template <class T, class Kernel>
 void check_buffers(const std::string& letter, Kernel* kernel) {
-  using getbufs_fn = void(const zor_int*, const zor_int*, const zor_int*, void**);
   const zor_int m = 300, n = 210, k = 130;
   zor_serv_freebuffers();
   gemm_operands<T>({'N', 'T', m, n, k}).run(kernel);
   const uint64_t taken = pool_bytes();
   zor_serv_freebuffers();
   void* block = nullptr;
-  forwarder<getbufs_fn>("zor_blas_" + letter + "gemm_getbufs")(&m, &n, &k, &block);
+  forwarder<zor::getbufs_fn>("zor_blas_" + letter + "gemm_getbufs")(&m, &n, &k, &block);
   ASSERT_NE(nullptr, block);
   EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(block) % 128);
   zor_int bytes = 0;
-  forwarder<bufs_fn>("zor_blas_" + letter + "gemm_get_bufs_size_htn")(&m, &n, &k, &bytes);
+  forwarder<zor::bufs_size_fn>("zor_blas_" + letter + "gemm_get_bufs_size_htn")(&m, &n, &k, &bytes);
   std::memset(block, 1, size_t(bytes));
   EXPECT_EQ(taken, pool_bytes());
   void* const first = block;
-  forwarder<void(void**)>("zor_blas_" + letter + "gemm_freebufs")(&block);
+  forwarder<zor::freebufs_fn>("zor_blas_" + letter + "gemm_freebufs")(&block);
   EXPECT_EQ(nullptr, block);
-  forwarder<getbufs_fn>("zor_blas_" + letter + "gemm_getbufs")(&m, &n, &k, &block);
+  forwarder<zor::getbufs_fn>("zor_blas_" + letter + "gemm_getbufs")(&m, &n, &k, &block);
   EXPECT_EQ(first, block) << "the block went back to the pool";
-  forwarder<void(void**)>("zor_blas_" + letter + "gemm_freebufs")(&block);
+  forwarder<zor::freebufs_fn>("zor_blas_" + letter + "gemm_freebufs")(&block);
 }
 
 TEST(Buffers, ComeFromThePool) {
   check_buffers<float>("s", zor_blas_xsgemm);
   check_buffers<double>("d", zor_blas_xdgemm);
 }
-
-template <class T>
-using trmm_fn = void(const char*, const char*, const char*, const char*, const zor_int*, const zor_int*,
-                     const T*, const T*, const zor_int*, T*, const zor_int*);
 
 // B against a product with op(A) written out in full, in long double. What is not read of A is NaN.
 template <class T>
@@ -209,7 +197,7 @@ void check_trmm(const std::string& name, const char* side, const char* uplo, con
     }
   const auto before = random_vector<T>(ldb * n, 22);
   auto b = before;
-  forwarder<trmm_fn<T>>(name)(side, uplo, trans, diag, &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
+  forwarder<zor::trmm_fn<T>>(name)(side, uplo, trans, diag, &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
   for (zor_int j = 0; j < n; ++j)
     for (zor_int i = 0; i < ldb; ++i) {
       const size_t at = size_t(i + j * ldb);
@@ -240,9 +228,11 @@ void check_trmm_family(const std::string& name) {
   std::vector<T> a(9, std::numeric_limits<T>::quiet_NaN()), b = a;
   const zor_int three = 3, none = 0;
   const T zero = 0;
-  forwarder<trmm_fn<T>>(name)("L", "U", "N", "N", &three, &three, &zero, a.data(), &three, b.data(), &three);
+  forwarder<zor::trmm_fn<T>>(name)("L", "U", "N", "N", &three, &three, &zero, a.data(), &three, b.data(),
+                                   &three);
   EXPECT_TRUE(equal_bits(std::vector<T>(9, T(0)), b));
-  forwarder<trmm_fn<T>>(name)("L", "U", "N", "N", &none, &three, &zero, nullptr, &three, nullptr, &three);
+  forwarder<zor::trmm_fn<T>>(name)("L", "U", "N", "N", &none, &three, &zero, nullptr, &three, nullptr,
+                                   &three);
 }
 
 TEST(Trmm, AgainstTheFullProduct) {

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "zor/types.h"
+#include "zor/signatures/blas.h"
 
 namespace {
 
@@ -43,17 +43,13 @@ int main(int count, char** libraries) {
   const zor_int n = 101, one_step = 1;
   std::vector<double> a(size_t(2 * n * n)), c(a.size());
   for (size_t i = 0; i < a.size(); ++i) a[i] = 1.0 / double(i + 3);
-  using cdot = void(double*, const zor_int*, const double*, const zor_int*, const double*, const zor_int*);
   for (const char* name : {"zor_blas_zdotc", "zor_blas_zdotu"}) {
     double result[2] = {};
-    symbol<cdot>(core, name)(result, &n, a.data(), &one_step, a.data() + 50, &one_step);
+    symbol<zor::cdot_fn<double>>(core, name)(result, &n, a.data(), &one_step, a.data() + 50, &one_step);
     std::printf(" %llx", static_cast<unsigned long long>(mixed_bits(result, 2)));
   }
   const double one = 1, zero = 0;
-  using dgemm = void(const char*, const char*, const zor_int*, const zor_int*, const zor_int*, const double*,
-                     const double*, const zor_int*, const double*, const zor_int*, const double*, double*,
-                     const zor_int*);
-  symbol<dgemm>(core, "zor_blas_dgemm")("N", "T", &n, &n, &n, &one, a.data(), &n, a.data() + n, &n, &zero,
-                                        c.data(), &n);
+  symbol<zor::gemm_fn<double>>(core, "zor_blas_dgemm")("N", "T", &n, &n, &n, &one, a.data(), &n, a.data() + n,
+                                                       &n, &zero, c.data(), &n);
   std::printf(" %llx\n", static_cast<unsigned long long>(mixed_bits(c.data(), size_t(n * n))));
 }

@@ -9,7 +9,7 @@
 
 #include "tests/spblas/matrices.h"
 #include "zor/serv.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace {
 
@@ -98,9 +98,7 @@ void check_vector_product(const char* name, const shape& s, const sizes& z, numb
 }
 
 template <class T, class I>
-void check_mvout_par(const char* name, const shape& s,
-                     void (*f)(const I*, const I*, const I*, const T*, const T*, const I*, const I*, const I*,
-                               const T*, T*)) {
+void check_mvout_par(const char* name, const shape& s, zor::csr_mvout_par_fn<T, I>* f) {
   const bool relative = s.structure == 's' && s.diagonal == 'n' && s.op == 'n';
   for (const sizes& z : all_sizes) {
     const int64_t ranges[][2] = {{1, z.m}, {(z.m + 2) / 3, z.m}, {(z.m + 1) / 2, (z.m + 1) / 2}, {1, 0}};
@@ -118,8 +116,7 @@ void check_mvout_par(const char* name, const shape& s,
 }
 
 template <class T, class I>
-void check_mvout_seq(const char* name, const shape& s,
-                     void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, const T*, T*)) {
+void check_mvout_seq(const char* name, const shape& s, zor::csr_mvout_seq_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     for (const numbers kind : {numbers::integers, numbers::fractions}) {
       const I m = I(z.m);
@@ -181,9 +178,7 @@ void check_matrix_product(const char* name, const shape& s, const sizes& z, cons
 }
 
 template <class T, class I>
-void check_mmout_par(const char* name, const shape& s,
-                     void (*f)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
-                               const I*, const T*, const I*, T*, const I*)) {
+void check_mmout_par(const char* name, const shape& s, zor::csr_mmout_par_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     for (const columns& c : all_columns) {
       for (const numbers kind : {numbers::integers, numbers::fractions}) {
@@ -199,9 +194,7 @@ void check_mmout_par(const char* name, const shape& s,
 }
 
 template <class T, class I>
-void check_mmout_seq(const char* name, const shape& s,
-                     void (*f)(const I*, const I*, const T*, const T*, const I*, const I*, const I*, const T*,
-                               const I*, T*, const I*)) {
+void check_mmout_seq(const char* name, const shape& s, zor::csr_mmout_seq_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     for (const columns& c : all_columns) {
       for (const numbers kind : {numbers::integers, numbers::fractions}) {
@@ -287,8 +280,7 @@ TEST(CsrProduct, AsksThePoolAlikeInEveryBuild) {
 
 // One chain a row, y overwritten even in an empty row.
 template <class T, class I>
-void check_gemvout(const char* name, void (*f)(const I*, const I*, const void*, const void*, const T*,
-                                               const I*, const I*, const void*, const T*, T*)) {
+void check_gemvout(const char* name, zor::csr_gemvout_par_fn<T, I>* f) {
   random_bits random(5);
   for (const sizes& z : all_sizes) {
     const auto rows = random_rows<T>(random, numbers::fractions, z.m, z.k, z.longest);

@@ -11,7 +11,7 @@
 
 #include "serv/control.h"
 #include "tests/spblas/matrices.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace {
 
@@ -192,8 +192,7 @@ void unsign_zeros(T* x, size_t count) {
 }
 
 template <class T, class I>
-void check_svout(const char* name, const shape& s,
-                 void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+void check_svout(const char* name, const shape& s, zor::csr_svout_seq_fn<T, I>* f) {
   for (const system_size& z : all_sizes) {
     for (const numbers kind : {numbers::integers, numbers::fractions}) {
       if (z.m > 1000 && kind == numbers::integers) continue;
@@ -280,11 +279,7 @@ void check_columns(const std::string& name, const shape& s, const flat_rows<T>& 
 }
 
 template <class T, class I>
-using many_solve = void (*)(const I*, const I*, const I*, const I*, const T*, const T*, const I*, const I*,
-                            const I*, T*, const I*);
-
-template <class T, class I>
-void check_smout(const char* name, const shape& s, many_solve<T, I> f) {
+void check_smout(const char* name, const shape& s, zor::csr_smout_par_fn<T, I>* f) {
   const columns all_columns[] = {{1, 1, 1}, {6, 2, 5}, {21, 1, 21}, {69, 3, 69}, {3, 3, 2}};
   for (const system_size& z : all_sizes) {
     for (const columns& n : all_columns) {
@@ -306,7 +301,7 @@ void check_smout(const char* name, const shape& s, many_solve<T, I> f) {
 
 // Lower solves whose workspace is refused. The 1-based members then take row pointers for positions.
 template <class T, class I>
-void check_refused_workspace(const char* name, const shape& s, many_solve<T, I> f) {
+void check_refused_workspace(const char* name, const shape& s, zor::csr_smout_par_fn<T, I>* f) {
   if (s.triangle != 'l' || !(s.op == 'n' || s.op == 's')) return;
   random_bits random(3);
   flat_rows<T> rows = triangle_rows<T>(random, numbers::fractions, 60, 9);
@@ -354,8 +349,7 @@ TEST(CsrSolve, RefusedWorkspace) {
 
 // A zero pivot divides: infinity, not a refusal.
 template <class T, class I>
-void check_zero_pivot(const char* name,
-                      void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+void check_zero_pivot(const char* name, zor::csr_svout_seq_fn<T, I>* f) {
   if constexpr (parts<T> == 1) {
     const T val[] = {0}, alpha = 1;
     for (const I base : {0, 1}) {
@@ -370,8 +364,7 @@ void check_zero_pivot(const char* name,
 
 // A solved zero pushes 0 - x = +0, so that the negative zero it meets comes out positive.
 template <class T, class I>
-void check_pushed_zero(const char* name, const shape& s,
-                       void (*f)(const I*, const T*, const T*, const I*, const I*, const I*, T*)) {
+void check_pushed_zero(const char* name, const shape& s, zor::csr_svout_seq_fn<T, I>* f) {
   if (s.structure != 't' || (s.op != 't' && s.op != 'c')) return;
   const bool lower = s.triangle == 'l';
   const T u = zor_ref::unity<T>(), alpha = u, val[] = {u, u, u};
@@ -394,7 +387,7 @@ TEST(CsrSolve, SignOfPushedZero) {
 // Rows without entries off the diagonal have nothing to push. Not even a subnormal right-hand side is then
 // touched: a flag for a denormal operand would have no cause.
 template <class T, class I>
-void check_nothing_pushed(const char* name, const shape& s, many_solve<T, I> f) {
+void check_nothing_pushed(const char* name, const shape& s, zor::csr_smout_par_fn<T, I>* f) {
   if (s.structure != 't' || s.diagonal != 'u' || !(s.op == 't' || s.op == 'c')) return;
   constexpr I m = 3, n = 21, first = 1, last = n;
   const T alpha = zor_ref::unity<T>(), val[] = {alpha};

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/spblas/matrices.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ using namespace sparse_test;
 using zor_test::same_bits;
 
 template <class T, class I>
-void check_zeros(const char* name, void (*zeros)(T*, const I*)) {
+void check_zeros(const char* name, zor::zeros_fn<T, I>* zeros) {
   SCOPED_TRACE(name);
   for (const I n : {-3, 0, 1, 5, 64}) {
     const size_t size = n > 0 ? size_t(n) : 0;
@@ -27,8 +27,8 @@ void check_zeros(const char* name, void (*zeros)(T*, const I*)) {
   }
 }
 
-template <class T>
-void check_elements(const char* name, void (*ones)(T*), void (*neones)(T*)) {
+template <class T, class I>
+void check_elements(const char* name, zor::ones_fn<T, I>* ones, zor::neones_fn<T, I>* neones) {
   SCOPED_TRACE(name);
   using R = real<T>;
   T x;
@@ -48,7 +48,7 @@ void check_elements(const char* name, void (*ones)(T*), void (*neones)(T*)) {
 }
 
 template <class T, class I>
-void check_zerocheck(const char* name, void (*zerocheck)(const T*, I*)) {
+void check_zerocheck(const char* name, zor::zerocheck_fn<T, I>* zerocheck) {
   SCOPED_TRACE(name);
   using R = real<T>;
   const struct {
@@ -67,7 +67,7 @@ void check_zerocheck(const char* name, void (*zerocheck)(const T*, I*)) {
 }
 
 template <class T, class I>
-void check_merge(const char* name, void (*merge)(const I*, const I*, const I*, const I*, const T*, T*)) {
+void check_merge(const char* name, zor::merge_fn<T, I>* merge) {
   SCOPED_TRACE(name);
   random_bits random(11);
   const struct { I first, last; } ranges[] = {{1, 1}, {1, 17}, {4, 17}, {5, 4}, {3, 1100}};
@@ -92,7 +92,7 @@ void check_merge(const char* name, void (*merge)(const I*, const I*, const I*, c
 
 // The caller fixes s1 and s2; these keep every segment inside the work array.
 template <class T, class I>
-void check_merge_sym(const char* name, void (*merge)(const I*, const I*, const I*, const I*, const T*, T*)) {
+void check_merge_sym(const char* name, zor::merge_sym_fn<T, I>* merge) {
   SCOPED_TRACE(name);
   random_bits random(12);
   for (const I count : {0, 1, 8, 9, 50}) {
@@ -118,9 +118,9 @@ TEST(SparseService, Zeros) {
 }
 
 TEST(SparseService, OnesAndNegation) {
-#define ONES(t, T)                                                            \
-  check_elements<T>(#t "ones", zor_spblas_##t##ones, zor_spblas_##t##neones); \
-  check_elements<T>("lp64 " #t "ones", zor_spblas_lp64_##t##ones, zor_spblas_lp64_##t##neones);
+#define ONES(t, T)                                                                     \
+  check_elements<T, int64_t>(#t "ones", zor_spblas_##t##ones, zor_spblas_##t##neones); \
+  check_elements<T, int32_t>("lp64 " #t "ones", zor_spblas_lp64_##t##ones, zor_spblas_lp64_##t##neones);
   ONES(s, float)
   ONES(d, double)
   ONES(c, zor_c32)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Matrix products: the drivers, their panel copies and scalings, and the threaded entries.
 #include "tools/verify/battery.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_tools {
 namespace {
@@ -21,11 +21,8 @@ constexpr shape divided = {131, 101, 120};
 constexpr double factors[][2] = {{1, 0}, {0, 0}, {-0.75, 0}, {1, 0.5}, {0.3, -1.2}};
 
 template <class T>
-using gemm_fn = void(const char*, const char*, const zor_int*, const zor_int*, const zor_int*, const T*,
-                     const T*, const zor_int*, const T*, const zor_int*, const T*, T*, const zor_int*);
-
-template <class T>
-void product(recorder& out, gemm_fn<T>* fn, char transa, char transb, shape s, uint64_t turn, content kind) {
+void product(recorder& out, zor::gemm_fn<T>* fn, char transa, char transb, shape s, uint64_t turn,
+             content kind) {
   numbers source(turn);
   const bool plain_a = transa == 'N', plain_b = transb == 'N';
   const zor_int extra = zor_int(turn % 3), lda = (plain_a ? s.m : s.k) + 1 + extra,
@@ -41,7 +38,7 @@ void product(recorder& out, gemm_fn<T>* fn, char transa, char transb, shape s, u
 }
 
 template <class T>
-void products(recorder& out, gemm_fn<T>* fn) {
+void products(recorder& out, zor::gemm_fn<T>* fn) {
   uint64_t turn = 0;
   for (const shape s : shapes)
     for (const char transa : {'N', 'T', 'C'})
@@ -52,7 +49,7 @@ void products(recorder& out, gemm_fn<T>* fn) {
 }
 
 template <class T>
-void divided_products(recorder& out, gemm_fn<T>* fn) {
+void divided_products(recorder& out, zor::gemm_fn<T>* fn) {
   products(out, fn);
   const char letters[][2] = {{'N', 'N'}, {'T', 'N'}, {'N', 'C'}, {'C', 'T'}};
   uint64_t turn = 500;
@@ -60,7 +57,7 @@ void divided_products(recorder& out, gemm_fn<T>* fn) {
 }
 
 template <class T>
-void scalings(recorder& out, void (*fn)(const zor_int*, const zor_int*, const T*, T*, const zor_int*)) {
+void scalings(recorder& out, zor::mscale_fn<T>* fn) {
   uint64_t turn = 0;
   for (const zor_int m : {1, 4, 8, 9, 10, 13, 40})
     for (const zor_int n : {1, 3, 4, 9})
@@ -92,8 +89,7 @@ void each_panel(bool transposed, bool wide_first, const Body& body) {
 }
 
 template <class T>
-void a_copies(recorder& out, bool transposed,
-              void (*fn)(const zor_int*, const zor_int*, const T*, const zor_int*, T*, const T*)) {
+void a_copies(recorder& out, bool transposed, zor::copya_fn<T>* fn) {
   each_panel<T>(transposed, true, [&](zor_int m, zor_int k, const T* a, zor_int lda, block<T>& panel) {
     const T alpha = scalar<T>(-1.1, 0.7);
     fn(&m, &k, a, &lda, panel.data(), &alpha);
@@ -102,8 +98,7 @@ void a_copies(recorder& out, bool transposed,
 }
 
 template <class T>
-void b_copies(recorder& out, bool transposed,
-              void (*fn)(const zor_int*, const zor_int*, const T*, const zor_int*, T*)) {
+void b_copies(recorder& out, bool transposed, zor::copyb_fn<T>* fn) {
   each_panel<T>(transposed, false, [&](zor_int n, zor_int k, const T* b, zor_int ldb, block<T>& panel) {
     fn(&k, &n, b, &ldb, panel.data());
     panel.record(out);

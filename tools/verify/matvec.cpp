@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Matrix-vector products and rank-one updates: the kernels and the threaded entries.
 #include "tools/verify/battery.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_tools {
 namespace {
@@ -19,12 +19,8 @@ constexpr double factors[][2] = {{1, 0}, {0, 0}, {-0.6, 0.4}};
 size_t extent(zor_int n, zor_int inc) { return size_t((n - 1) * (inc < 0 ? -inc : inc) + 1); }
 
 template <class T>
-using gemv_fn = void(const char*, const zor_int*, const zor_int*, const T*, const T*, const zor_int*,
-                     const T*, const zor_int*, const T*, T*, const zor_int*);
-
-template <class T>
-void product(recorder& out, gemv_fn<T>* fn, char trans, shape s, zor_int incx, zor_int incy, uint64_t turn,
-             content kind) {
+void product(recorder& out, zor::gemv_fn<T>* fn, char trans, shape s, zor_int incx, zor_int incy,
+             uint64_t turn, content kind) {
   numbers source(turn);
   const zor_int lda = s.m + zor_int(turn % 3);
   block<T> a(size_t(lda * s.n), turn % 2, source, kind);
@@ -38,7 +34,7 @@ void product(recorder& out, gemv_fn<T>* fn, char trans, shape s, zor_int incx, z
 }
 
 template <class T>
-void products(recorder& out, gemv_fn<T>* fn) {
+void products(recorder& out, zor::gemv_fn<T>* fn) {
   uint64_t turn = 0;
   for (const content kind : {content::ordinary, content::special})
     for (const shape s : shapes)
@@ -48,8 +44,7 @@ void products(recorder& out, gemv_fn<T>* fn) {
 }
 
 template <class T>
-void updates(recorder& out, void (*fn)(const char*, const zor_int*, const T*, const T*, const zor_int*, T*,
-                                       const zor_int*)) {
+void updates(recorder& out, zor::syr_fn<T>* fn) {
   uint64_t turn = 0;
   for (const zor_int n : {1, 2, 3, 4, 7, 9, 16, 35, 611})
     for (const char uplo : {'U', 'L'})

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Vector kernels, and the plain names of libzor_core that divide them over threads.
 #include "tools/verify/battery.h"
-#include "zor/blas.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_tools {
 namespace {
@@ -73,12 +73,12 @@ void each_compressed(const Body& body) {
 }
 
 template <class T, class R>
-void sums(recorder& out, R (*fn)(const zor_int*, const T*, const zor_int*)) {
+void sums(recorder& out, zor::asum_fn<T, R>* fn) {
   each_vector<T>([&](zor_int n, zor_int inc, block<T>& x) { out.add(fn(&n, x.data(), &inc)); });
 }
 
 template <class T, class A>
-void scalings(recorder& out, void (*fn)(const zor_int*, const A*, T*, const zor_int*)) {
+void scalings(recorder& out, zor::scal_fn<T, A>* fn) {
   each_vector<T>([&](zor_int n, zor_int inc, block<T>& x) {
     const A alpha = n % 5 == 0 ? scalar<A>(0, 0) : scalar<A>(-1.375, 0.8125);
     fn(&n, &alpha, x.data(), &inc);
@@ -87,8 +87,7 @@ void scalings(recorder& out, void (*fn)(const zor_int*, const A*, T*, const zor_
 }
 
 template <class T>
-void updates(recorder& out,
-             void (*fn)(const zor_int*, const T*, const T*, const zor_int*, T*, const zor_int*)) {
+void updates(recorder& out, zor::axpy_fn<T>* fn) {
   each_pair<T>(
       [&](zor_int n, strides inc, block<T>& x, block<T>& y) {
         const T alpha = scalar<T>(1.0625, -0.7);
@@ -99,7 +98,7 @@ void updates(recorder& out,
 }
 
 template <class T>
-void moves(recorder& out, void (*fn)(const zor_int*, T*, const zor_int*, T*, const zor_int*)) {
+void moves(recorder& out, zor::swap_fn<T>* fn) {
   each_pair<T>(
       [&](zor_int n, strides inc, block<T>& x, block<T>& y) {
         fn(&n, x.data(), &inc.x, y.data(), &inc.y);
@@ -110,7 +109,7 @@ void moves(recorder& out, void (*fn)(const zor_int*, T*, const zor_int*, T*, con
 }
 
 template <class T>
-void copies(recorder& out, void (*fn)(const zor_int*, const T*, const zor_int*, T*, const zor_int*)) {
+void copies(recorder& out, zor::copy_fn<T>* fn) {
   each_pair<T>([&](zor_int n, strides inc, block<T>& x, block<T>& y) {
     fn(&n, x.data(), &inc.x, y.data(), &inc.y);
     y.record(out);
@@ -125,8 +124,7 @@ void dots(recorder& out, R (*fn)(const zor_int*, const T*, const zor_int*, const
 }
 
 template <class T>
-void complex_dots(recorder& out,
-                  void (*fn)(T*, const zor_int*, const T*, const zor_int*, const T*, const zor_int*)) {
+void complex_dots(recorder& out, zor::cdot_fn<T>* fn) {
   each_pair<T>([&](zor_int n, strides inc, block<T>& x, block<T>& y) {
     T result;
     fn(&result, &n, x.data(), &inc.x, y.data(), &inc.y);
@@ -134,8 +132,7 @@ void complex_dots(recorder& out,
   });
 }
 
-void started_dots(recorder& out, float (*fn)(const zor_int*, const float*, const float*, const zor_int*,
-                                             const float*, const zor_int*)) {
+void started_dots(recorder& out, zor::sdsdot_fn* fn) {
   each_pair<float>([&](zor_int n, strides inc, block<float>& x, block<float>& y) {
     const float sb = 0.3f;
     out.add(fn(&n, &sb, x.data(), &inc.x, y.data(), &inc.y));
@@ -143,8 +140,7 @@ void started_dots(recorder& out, float (*fn)(const zor_int*, const float*, const
 }
 
 template <class T, class C, class S>
-void rotations(recorder& out,
-               void (*fn)(const zor_int*, T*, const zor_int*, T*, const zor_int*, const C*, const S*)) {
+void rotations(recorder& out, zor::rot_fn<T, C, S>* fn) {
   each_pair<T>([&](zor_int n, strides inc, block<T>& x, block<T>& y) {
     const C c = C(0.6);
     const S s = scalar<S>(0.8, -0.3);
@@ -158,7 +154,7 @@ void rotations(recorder& out,
 constexpr double setup_values[] = {0, -0.0, 1, -1, 3, -4, 0.5, 1e-30, -1e30, 1e30, 5e-40};
 
 template <class T, class R>
-void rotation_setups(recorder& out, void (*fn)(T*, T*, R*, T*)) {
+void rotation_setups(recorder& out, zor::rotg_fn<T, R>* fn) {
   for (const double a : setup_values)
     for (const double b : setup_values) {
       T values[3] = {scalar<T>(a, b / 2), scalar<T>(b, -a), scalar<T>(0, 0)};
@@ -170,8 +166,7 @@ void rotation_setups(recorder& out, void (*fn)(T*, T*, R*, T*)) {
 }
 
 template <class T>
-void modified_rotations(recorder& out,
-                        void (*fn)(const zor_int*, T*, const zor_int*, T*, const zor_int*, const T*)) {
+void modified_rotations(recorder& out, zor::rotm_fn<T>* fn) {
   for (const T flag : {T(-2), T(-1), T(0), T(1)})
     each_pair<T>([&](zor_int n, strides inc, block<T>& x, block<T>& y) {
       const T param[] = {flag, T(0.7), T(-1.3), T(0.9), T(2.1)};
@@ -182,7 +177,7 @@ void modified_rotations(recorder& out,
 }
 
 template <class T>
-void modified_setups(recorder& out, void (*fn)(T*, T*, T*, const T*, T*)) {
+void modified_setups(recorder& out, zor::rotmg_fn<T>* fn) {
   const double scales[] = {-1, 0, 1e-12, 0.7, 3e9};
   for (const double d1 : scales)
     for (const double d2 : scales)
@@ -195,14 +190,14 @@ void modified_setups(recorder& out, void (*fn)(T*, T*, T*, const T*, T*)) {
 }
 
 template <class T, class R>
-void magnitudes(recorder& out, R (*fn)(const T*)) {
+void magnitudes(recorder& out, zor::cabs1_fn<T, R>* fn) {
   numbers source(7);
   block<T> z(200, 1, source, content::special);
   for (size_t i = 0; i < z.size(); ++i) out.add(fn(z.data() + i));
 }
 
 template <class T>
-void sparse_updates(recorder& out, void (*fn)(const zor_int*, const T*, const T*, const zor_int*, T*)) {
+void sparse_updates(recorder& out, zor::axpyi_fn<T>* fn) {
   each_compressed<T>([&](zor_int n, block<T>& x, const zor_int* indx, block<T>& y) {
     const T alpha = scalar<T>(-0.3, 1.1);
     fn(&n, &alpha, x.data(), indx, y.data());
@@ -211,14 +206,14 @@ void sparse_updates(recorder& out, void (*fn)(const zor_int*, const T*, const T*
 }
 
 template <class T>
-void sparse_dots(recorder& out, T (*fn)(const zor_int*, const T*, const zor_int*, const T*)) {
+void sparse_dots(recorder& out, zor::doti_fn<T>* fn) {
   each_compressed<T>([&](zor_int n, block<T>& x, const zor_int* indx, block<T>& y) {
     out.add(fn(&n, x.data(), indx, y.data()));
   });
 }
 
 template <class T>
-void complex_sparse_dots(recorder& out, void (*fn)(T*, const zor_int*, const T*, const zor_int*, const T*)) {
+void complex_sparse_dots(recorder& out, zor::cdoti_fn<T>* fn) {
   each_compressed<T>([&](zor_int n, block<T>& x, const zor_int* indx, block<T>& y) {
     T result;
     fn(&result, &n, x.data(), indx, y.data());
@@ -237,7 +232,7 @@ void gathers(recorder& out, void (*fn)(const zor_int*, Y*, T*, const zor_int*)) 
 }
 
 template <class T>
-void scatters(recorder& out, void (*fn)(const zor_int*, const T*, const zor_int*, T*)) {
+void scatters(recorder& out, zor::sctr_fn<T>* fn) {
   each_compressed<T>([&](zor_int n, block<T>& x, const zor_int* indx, block<T>& y) {
     fn(&n, x.data(), indx, y.data());
     y.record(out);
@@ -245,7 +240,7 @@ void scatters(recorder& out, void (*fn)(const zor_int*, const T*, const zor_int*
 }
 
 template <class T>
-void sparse_rotations(recorder& out, void (*fn)(const zor_int*, T*, const zor_int*, T*, const T*, const T*)) {
+void sparse_rotations(recorder& out, zor::roti_fn<T>* fn) {
   each_compressed<T>([&](zor_int n, block<T>& x, const zor_int* indx, block<T>& y) {
     const T c = T(0.6), s = T(-0.8);
     fn(&n, x.data(), indx, y.data(), &c, &s);
