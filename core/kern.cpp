@@ -61,6 +61,8 @@ void* kern_symbol(const char* name) {
 
 }  // namespace zor_core
 
+extern "C" const char* zor_version(void) { return ZOR_VERSION; }
+
 extern "C" const char* zor_core_kern_path(void) {
   static const std::string path = real_path(kern_file());
   return path.c_str();

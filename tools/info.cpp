@@ -50,7 +50,7 @@ void print_pool() {
 }  // namespace
 
 int info() {
-  fmt::print("zor         {}\n", ZOR_VERSION);
+  fmt::print("zor         {}\n", zor_version());
   fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
   fmt::print("core        {}\n", core_path());
   print_features();

@@ -13,6 +13,7 @@
 #include "bench/choose_build.h"
 #include "tools/commands.h"
 #include "tools/mmio.h"
+#include "zor/version.h"
 
 namespace {
 
