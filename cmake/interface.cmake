@@ -37,9 +37,10 @@ add_custom_command(
   COMMENT "Making headers and tables" VERBATIM)
 add_custom_target(zor_interface DEPENDS ${interface_rows}/made)
 
-# Every target sees them, and waits for them. Inside the project complex values are structures with members re and im.
+# Every target of the project sees them and waits for them, and so does a project that uses the targets. Inside the
+# project complex values are structures with members re and im.
+include_directories(${PROJECT_BINARY_DIR}/include ${PROJECT_BINARY_DIR}/internal)
+add_compile_definitions(ZOR_COMPLEX_STRUCT)
 add_library(zor_headers INTERFACE)
-target_include_directories(zor_headers INTERFACE ${PROJECT_BINARY_DIR}/include ${PROJECT_BINARY_DIR}/internal)
-target_compile_definitions(zor_headers INTERFACE ZOR_COMPLEX_STRUCT)
 add_dependencies(zor_headers zor_interface)
-link_libraries(zor_headers)
+link_libraries($<BUILD_INTERFACE:zor_headers>)

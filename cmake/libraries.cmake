@@ -84,3 +84,12 @@ add_dependencies(zor_core ${ZOR_KERN_TARGETS})
 # program that calls no name of it, since the kernel library does.
 add_library(zor INTERFACE)
 target_link_libraries(zor INTERFACE -Wl,--push-state,--no-as-needed zor_core -Wl,--pop-state zor_kern_baseline)
+
+# As installed: zor::zor, zor::core and zor::kern, with the headers.
+add_library(zor::zor ALIAS zor)
+add_library(zor::core ALIAS zor_core)
+add_library(zor::kern ALIAS zor_kern_baseline)
+foreach(target zor zor_core zor_kern_baseline)
+  target_include_directories(${target} INTERFACE $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+                             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endforeach()
