@@ -197,7 +197,7 @@ void check_trmm(const std::string& name, const char* side, const char* uplo, con
     }
   const auto before = random_vector<T>(ldb * n, 22);
   auto b = before;
-  forwarder<zor::trmm_fn<T>>(name)(side, uplo, trans, diag, &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
+  forwarder<zor::xtrsm_fn<T>>(name)(side, uplo, trans, diag, &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
   for (zor_int j = 0; j < n; ++j)
     for (zor_int i = 0; i < ldb; ++i) {
       const size_t at = size_t(i + j * ldb);
@@ -228,10 +228,10 @@ void check_trmm_family(const std::string& name) {
   std::vector<T> a(9, std::numeric_limits<T>::quiet_NaN()), b = a;
   const zor_int three = 3, none = 0;
   const T zero = 0;
-  forwarder<zor::trmm_fn<T>>(name)("L", "U", "N", "N", &three, &three, &zero, a.data(), &three, b.data(),
+  forwarder<zor::xtrsm_fn<T>>(name)("L", "U", "N", "N", &three, &three, &zero, a.data(), &three, b.data(),
                                    &three);
   EXPECT_TRUE(equal_bits(std::vector<T>(9, T(0)), b));
-  forwarder<zor::trmm_fn<T>>(name)("L", "U", "N", "N", &none, &three, &zero, nullptr, &three, nullptr,
+  forwarder<zor::xtrsm_fn<T>>(name)("L", "U", "N", "N", &none, &three, &zero, nullptr, &three, nullptr,
                                    &three);
 }
 

@@ -31,7 +31,7 @@ for example in matrix_product fourier sparse_solve memory_pool; do
 done
 try "run" here_run ./c ./cpp ./matrix_product ./fourier ./sparse_solve ./memory_pool
 missing gfortran ||
-  { try "gfortran" gfortran "${strict[@]}" "$here/installed/product.f90" "${link[@]}" -o fortran; try "run" ./fortran; }
+  { try "gfortran" gfortran "${strict[@]}" -Wno-compare-reals "$here/installed/product.f90" "${link[@]}" -o fortran; try "run" ./fortran; }
 missing pkg-config || {
   export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
   read -ra flags < <(pkg-config --cflags --libs zor)

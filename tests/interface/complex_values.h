@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT
- * Calls with the language's own complex values, by pointer and by value, on numbers whose results are exact. The includer
- * says what a complex value is: complex32, complex64, value32(re, im) and value64(re, im). */
+ * Calls with the language's own complex values, by pointer and by value, on numbers whose results are exact.
+ * The includer says what a complex value is: complex32, complex64, value32(re, im) and value64(re, im). */
 #include <stdio.h>
 #include <string.h>
 #include <zor/blas.h>
@@ -48,7 +48,8 @@ static void sparse_products(void) {
   what.type = ZOR_SPARSE_COMPLEX;
   what.val = val32;
   expect(zor_sparse_create(&a, &what) == ZOR_SPARSE_OK, "create");
-  expect(zor_sparse_cmv(a, ZOR_SPARSE_PLAIN, value32(1, 1), x32, value32(2, -3), y32) == ZOR_SPARSE_OK, "cmv");
+  expect(zor_sparse_cmv(a, ZOR_SPARSE_PLAIN, value32(1, 1), x32, value32(2, -3), y32) == ZOR_SPARSE_OK,
+         "cmv");
   expect(y32[0] == value32(2, 1) && y32[1] == value32(-1, 0), "cmv's values");
   expect(zor_sparse_free(&a) == ZOR_SPARSE_OK, "free");
 }
