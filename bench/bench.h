@@ -79,6 +79,7 @@ std::vector<bench_case> dft1_cases(const environment& env);
 std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
 std::vector<bench_case> dftplan_cases(const environment& env);
+std::vector<bench_case> gmp_cases(const environment& env);
 
 // What a family's table shows beside the time of a call.
 enum class unit { gflops, gbytes, time };
@@ -96,7 +97,8 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"dft1", unit::gflops, dft1_cases, {"fftw"}},
                                       {"dftreal", unit::gflops, dftreal_cases, {"fftw"}},
                                       {"dftnd", unit::gflops, dftnd_cases, {"fftw"}},
-                                      {"dftplan", unit::time, dftplan_cases, {"fftw"}}};
+                                      {"dftplan", unit::time, dftplan_cases, {"fftw"}},
+                                      {"gmp", unit::time, gmp_cases, {"libgmp"}}};
 
 // Runs what the options select and prints it. Returns the exit status: 1 when a result disagrees or no case
 // fits.

@@ -139,10 +139,18 @@ class header {
     if (now_ == nullptr) return count;
     for (const row& r : *now_) {
       if (r.kind != kind) continue;
-      text_ += expanded(m, r.args) + ";\n";
+      text_ += prototype(m, r.args) + ";\n";
       count++;
     }
     return count;
+  }
+
+  // A row may hold its parameters whole, which the signature then puts behind the name.
+  std::string prototype(const macro& m, const strings& args) const {
+    std::string text = expanded(m, args);
+    const size_t gap = text.find(args[0] + " (");
+    if (gap != std::string::npos) text.erase(gap + args[0].size(), 1);
+    return text;
   }
 
   std::string expanded(const macro& m, const strings& args) const {

@@ -18,10 +18,38 @@ endfunction()
 zor_version_script(kern)
 zor_version_script(core)
 
+# GMP of the library's own: a copy of its static library in which every symbol is renamed and, by the version scripts,
+# hidden or exported under a name of the tables. One copy for the kernel library, one for libzor_core.
+find_library(ZOR_GMP_LIBRARY NAMES libgmp.a DOC "GMP's static library, which goes into the libraries")
+if(NOT ZOR_GMP_LIBRARY)
+  message(FATAL_ERROR "libgmp.a not found: install the package libgmp-dev, or give -DZOR_GMP_LIBRARY=FILE")
+endif()
+set(gmp_names ${PROJECT_BINARY_DIR}/gmp_names)
+add_custom_command(
+  OUTPUT ${gmp_names}
+  COMMAND ${CMAKE_CXX_COMPILER} -E -P -x c++ -I ${PROJECT_BINARY_DIR}/internal
+          ${PROJECT_SOURCE_DIR}/cmake/gmp_names.in -o ${gmp_names}
+  DEPENDS ${PROJECT_SOURCE_DIR}/cmake/gmp_names.in ${interface_rows}/made)
+
+# zor_private_gmp(library [arguments...]): the target zor_gmp_LIBRARY makes the archive of one library.
+function(zor_private_gmp library)
+  set(archive ${PROJECT_BINARY_DIR}/libgmp_${library}.a)
+  add_custom_command(
+    OUTPUT ${archive} ${archive}.ld
+    COMMAND ${CMAKE_COMMAND} -DARCHIVE=${ZOR_GMP_LIBRARY} -DNM=${CMAKE_NM} -DOBJCOPY=${CMAKE_OBJCOPY}
+            -DOUTPUT=${archive} ${ARGN} -P ${PROJECT_SOURCE_DIR}/cmake/private_gmp.cmake
+    DEPENDS ${ZOR_GMP_LIBRARY} ${gmp_names} ${PROJECT_SOURCE_DIR}/cmake/private_gmp.cmake)
+  add_custom_target(zor_gmp_${library} DEPENDS ${archive} ${archive}.ld)
+endfunction()
+zor_private_gmp(kern -DNAMES=${gmp_names})
+zor_private_gmp(core)
+
 function(zor_shared_library target library)
+  set(gmp ${PROJECT_BINARY_DIR}/libgmp_${library}.a)
   set_target_properties(${target} PROPERTIES OUTPUT_NAME zor_${library} SOVERSION 1 C_VISIBILITY_PRESET hidden
-                        CXX_VISIBILITY_PRESET hidden LINK_DEPENDS ${PROJECT_BINARY_DIR}/${library}.map)
-  add_dependencies(${target} zor_${library}_map)
+                        CXX_VISIBILITY_PRESET hidden LINK_DEPENDS "${PROJECT_BINARY_DIR}/${library}.map;${gmp}")
+  add_dependencies(${target} zor_${library}_map zor_gmp_${library})
+  target_link_libraries(${target} PRIVATE ${gmp}.ld ${gmp})
   target_link_options(${target} PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/${library}.map
                       -Wl,-Bsymbolic-functions -Wl,--as-needed -Wl,-O1)
   if(NOT ZOR_SANITIZE)
@@ -77,7 +105,7 @@ find_package(OpenMP REQUIRED COMPONENTS CXX)
 add_library(zor_core SHARED ${ZOR_CORE_SOURCES})
 zor_shared_library(zor_core core)
 set_target_properties(zor_core PROPERTIES INSTALL_RPATH "$ORIGIN")
-target_link_libraries(zor_core PRIVATE zor_kern_baseline OpenMP::OpenMP_CXX gmp)
+target_link_libraries(zor_core PRIVATE zor_kern_baseline OpenMP::OpenMP_CXX)
 add_dependencies(zor_core ${ZOR_KERN_TARGETS})
 
 # What a program links: the sibling first, so that names both libraries export bind to it, and needed even by a

@@ -172,6 +172,10 @@ int main(int argc, char** argv) {
       }
     }
   }
+  // GMP's static library holds the routines that the table of integers gives other names.
+  for (const auto& [name, where] : rows)
+    if (where.table == "gmp" && (where.content.kind == "CALL" || where.content.kind == "GMP"))
+      lines.insert(name + " libgmp.a " + where.content.args[1]);
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
   write_file(argv[4], text);

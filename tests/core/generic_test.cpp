@@ -2,7 +2,6 @@
 // The generic routines, reached as a holder of the kernel library's names reaches them: through its
 // forwarders.
 #include <dlfcn.h>
-#include <gmp.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -238,46 +237,6 @@ void check_trmm_family(const std::string& name) {
 TEST(Trmm, AgainstTheFullProduct) {
 #define ROW_TRMM(name, T) check_trmm_family<T>(#name);
 #include "zor/tables/core_generic.inc"
-}
-
-std::string contents(FILE* file) {
-  std::string text(size_t(std::ftell(file)), '\0');
-  std::rewind(file);
-  EXPECT_EQ(text.size(), std::fread(text.data(), 1, text.size(), file));
-  return text;
-}
-
-TEST(GmpFiles, AreGmpsOwn) {
-  mpz_t number, again;
-  mpz_init_set_str(number, "-123456789012345678901234567890123456789", 10);
-  mpz_init(again);
-
-  FILE* file = std::tmpfile();
-  const char* format = "%d %s %Zx %.3f %ld %e %c %Zd %.1f %d";
-  EXPECT_LT(0, forwarder<int(FILE*, const char*, ...)>("zor_gmp___gmp_fprintf")(
-                   file, format, 7, "text", number, 2.5, -9L, 1e100, 'z', number, -0.5, 12));
-  char expected[300];
-  gmp_snprintf(expected, sizeof expected, format, 7, "text", number, 2.5, -9L, 1e100, 'z', number, -0.5, 12);
-  EXPECT_EQ(expected, contents(file));
-  std::fclose(file);
-
-  file = std::tmpfile();
-  const size_t written =
-      forwarder<size_t(FILE*, int, mpz_srcptr)>("zor_gmp___gmpz_out_str")(file, 10, number);
-  std::rewind(file);
-  EXPECT_EQ(written, forwarder<size_t(mpz_ptr, FILE*, int)>("zor_gmp___gmpz_inp_str")(again, file, 10));
-  EXPECT_EQ(40u, written);
-  EXPECT_EQ(0, mpz_cmp(number, again));
-  std::fclose(file);
-
-  file = std::tmpfile();
-  const size_t raw = forwarder<size_t(FILE*, mpz_srcptr)>("zor_gmp___gmpz_out_raw")(file, number);
-  std::rewind(file);
-  mpz_set_ui(again, 0);
-  EXPECT_EQ(raw, forwarder<size_t(mpz_ptr, FILE*)>("zor_gmp___gmpz_inp_raw")(again, file));
-  EXPECT_EQ(0, mpz_cmp(number, again));
-  std::fclose(file);
-  mpz_clears(number, again, nullptr);
 }
 
 }  // namespace

@@ -16,15 +16,18 @@ while read -r object; do
 done <"$objects" | sort >"$folder/defined"
 join "$folder/exported" "$folder/defined" >"$folder/expected"
 awk '{ print $1, $2 }' "$names" | sort >"$folder/listed"
+# and those that GMP's static library defines
+awk '$2 == "libgmp.a" { print $1, $2 }' "$names" | sort >"$folder/archived"
+cut -d' ' -f1 "$folder/defined" "$folder/archived" | sort -u >"$folder/known"
 comm -23 "$folder/expected" "$folder/listed" | sed 's/^/not listed: /' | grep . && status=1
-join -v1 "$folder/exported" "$folder/defined" | sed 's/^/defined by no object file: /' | grep . && status=1
+join -v1 "$folder/exported" "$folder/known" | sed 's/^/defined by no object file: /' | grep . && status=1
 
 while read -r file template home; do
   [ -f "$source/$file" ] || { echo "no file $file"; status=1; continue; }
   grep -qw -- "$template" "$source/$file" || { echo "$file does not name $template"; status=1; }
   grep -qE "(^|[^.>])\b$template(\(| |:|;|<|$)" "$source/${home:-$file}" ||
     { echo "${home:-$file} does not hold $template"; status=1; }
-done < <(cut -d' ' -f2- "$names" | sort -u)
+done < <(cut -d' ' -f2- "$names" | grep -v '^libgmp.a ' | sort -u)
 # A family is bound to a template, not each name to itself.
 pasted=$(awk '$1 ~ /^zor_spblas_.*__/ { print $3 }' "$names" | sort -u | wc -l)
 [ "$pasted" -le 40 ] || { echo "$pasted templates behind the sparse kernels"; status=1; }

@@ -1,0 +1,6 @@
+// SPDX-License-Identifier: MIT
+#include "gmp/own.h"
+
+extern "C" size_t zor_gmp___gmpq_out_str(FILE* stream, int base, zor_mpq_srcptr a) {
+  return zor_own___gmpq_out_str(stream != nullptr ? stream : stdout, base, a);
+}
