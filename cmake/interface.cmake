@@ -11,7 +11,8 @@ set_target_properties(zor_interface_maker PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${
 
 set(interface_commands)
 set(interface_outputs)
-file(REMOVE_RECURSE ${interface_rows}/tables)
+# Rows of tables that are gone go too; the others stay, since a new configuration does not make them again.
+file(GLOB stale_rows ${interface_rows}/tables/*.rows)
 file(MAKE_DIRECTORY ${interface_rows}/tables)
 foreach(table ${interface_tables})
   get_filename_component(name ${table} NAME)
@@ -20,9 +21,13 @@ foreach(table ${interface_tables})
   if(table MATCHES "\\.inc$" AND NOT name MATCHES "^all_")
     list(APPEND interface_commands COMMAND ${CMAKE_CXX_COMPILER} -E -P -x c++ -std=c++20 -I
          ${PROJECT_SOURCE_DIR}/include ${table} -o ${interface_rows}/tables/${name}.rows)
+    list(REMOVE_ITEM stale_rows ${interface_rows}/tables/${name}.rows)
   endif()
 endforeach()
 list(FILTER interface_outputs INCLUDE REGEX "\\.inc$")
+if(stale_rows)
+  file(REMOVE ${stale_rows})
+endif()
 foreach(header ${interface_headers})
   get_filename_component(name ${header} NAME_WE)
   list(APPEND interface_outputs ${PROJECT_BINARY_DIR}/include/zor/${name}.h)
