@@ -86,12 +86,12 @@ TEST(PowmMary, ExponentsOfEveryForm) {
     const integer b = random_integer(source, 64 * n + 30);
     for (zor_bitcnt bits = 0; bits <= 300; bits += bits < 80 ? 1 : 37)
       for (const long more : {-1l, 0l, 1l}) expect_power(b, power_of_two(bits, more), m);
-    for (const zor_bitcnt bits : {1000, 2048, 4096}) {
+    for (const zor_bitcnt bits : {500, 1900}) {
       expect_power(b, of_bits(source, bits), m);
       expect_power(b, power_of_two(bits, 1), m);
       expect_power(b, power_of_two(bits, -1), m);
     }
-    expect_power(b, power_of_two(20000, -12345), m);
+    if (n == 24) expect_power(b, power_of_two(20000, -12345), m);
   }
 }
 
