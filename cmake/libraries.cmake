@@ -105,6 +105,13 @@ find_package(OpenMP REQUIRED COMPONENTS CXX)
 add_library(zor_core SHARED ${ZOR_CORE_SOURCES})
 zor_shared_library(zor_core core)
 set_target_properties(zor_core PROPERTIES INSTALL_RPATH "$ORIGIN")
+# It too is freestanding of the C++ runtime, so that no exception can arise in it, let alone leave it.
+target_compile_options(zor_core PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
+if(NOT ZOR_SANITIZE)
+  set_target_properties(zor_core PROPERTIES LINKER_LANGUAGE C)
+endif()
+# Its threads outlive every call, so it stays loaded when a program closes it.
+target_link_options(zor_core PRIVATE -Wl,-z,nodelete)
 target_link_libraries(zor_core PRIVATE zor_kern_baseline OpenMP::OpenMP_CXX)
 add_dependencies(zor_core ${ZOR_KERN_TARGETS})
 

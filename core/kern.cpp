@@ -2,56 +2,74 @@
 #include "core/kern.h"
 
 #include <dlfcn.h>
+#include <limits.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
+#include <cstring>
+#include <string_view>
 
 #include "zor/core.h"
 #include "zor/serv.h"
 
+namespace zor_core {
 namespace {
 
 // Only the kernel library exports this name, so its address tells which file the names of this library's
 // calls were bound to.
-std::string kern_file() {
+const char* kern_file() {
   Dl_info info;
   return dladdr(reinterpret_cast<void*>(&zor_serv_lsame), &info) != 0 ? info.dli_fname : "";
 }
 
-std::string real_path(const std::string& file) {
-  char* resolved = realpath(file.c_str(), nullptr);
-  if (resolved == nullptr) return file;
-  std::string path(resolved);
-  std::free(resolved);
-  return path;
+// Asked for when this library is loaded, since a later call may find memory short.
+constinit zor::shared_word<void*> handle;
+
+[[gnu::constructor]] void find_handle() {
+  if (handle == nullptr) handle = dlopen(kern_file(), RTLD_NOW | RTLD_NOLOAD);
 }
 
-std::string folder_of(const std::string& path) {
+bool stands_in(std::string_view folder, std::string_view name) {
+  return folder.size() > name.size() && folder.ends_with(name) &&
+         folder[folder.size() - name.size() - 1] == '/';
+}
+
+bool holds_other_builds(std::string_view folder) {
+  char file[PATH_MAX + 16];
+  std::snprintf(file, sizeof file, "%.*s/glibc-hwcaps", int(folder.size()), folder.data());
+  return access(file, F_OK) == 0;
+}
+
+const char* build_of(std::string_view path) {
   const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash);
-}
-
-bool stands_in(const std::string& folder, const char* name) {
-  return folder.size() > std::string(name).size() && folder.ends_with(name) &&
-         folder[folder.size() - std::string(name).size() - 1] == '/';
-}
-
-const char* build_of(const std::string& path) {
-  const std::string folder = folder_of(path);
+  const std::string_view folder = slash == path.npos ? "." : path.substr(0, slash);
   for (const char* build : {"x86-64-v3", "x86-64-v4"})
     if (stands_in(folder, build)) return build;
-  const bool root = stands_in(folder, "lib") || access((folder + "/glibc-hwcaps").c_str(), F_OK) == 0;
-  return root ? "baseline" : "unknown";
+  return stands_in(folder, "lib") || holds_other_builds(folder) ? "baseline" : "unknown";
+}
+
+struct place {
+  char path[PATH_MAX];
+  const char* build;
+};
+constinit place kern_place{};
+
+const place& find_kern() {
+  static pthread_once_t once = PTHREAD_ONCE_INIT;
+  pthread_once(&once, [] {
+    if (realpath(kern_file(), kern_place.path) == nullptr)
+      std::snprintf(kern_place.path, sizeof kern_place.path, "%s", kern_file());
+    kern_place.build = build_of(kern_place.path);
+  });
+  return kern_place;
 }
 
 }  // namespace
 
-namespace zor_core {
-
 void* kern_symbol(const char* name) {
-  static void* const handle = dlopen(kern_file().c_str(), RTLD_NOW | RTLD_NOLOAD);
+  find_handle();
   void* address = handle != nullptr ? dlsym(handle, name) : nullptr;
   if (address != nullptr) return address;
   std::fprintf(stderr, "libzor_core: symbol lookup error: undefined symbol: %s (%s)\n", name,
@@ -63,12 +81,6 @@ void* kern_symbol(const char* name) {
 
 extern "C" const char* zor_version(void) { return ZOR_VERSION; }
 
-extern "C" const char* zor_core_kern_path(void) {
-  static const std::string path = real_path(kern_file());
-  return path.c_str();
-}
+extern "C" const char* zor_core_kern_path(void) { return zor_core::find_kern().path; }
 
-extern "C" const char* zor_core_kern_build(void) {
-  static const char* const build = build_of(zor_core_kern_path());
-  return build;
-}
+extern "C" const char* zor_core_kern_build(void) { return zor_core::find_kern().build; }

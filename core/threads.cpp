@@ -4,71 +4,78 @@
 #include <omp.h>
 #include <pthread.h>
 #include <sys/single_threaded.h>
-#include <xmmintrin.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <utility>
 
+#include "core/workers.h"
+#include "serv/control.h"
 #include "zor/core.h"
 
 namespace zor_core {
 namespace {
 
-std::atomic<int32_t> wanted_threads{0};
+// 0 stands for no wish.
+std::atomic<int32_t> wanted_by_process{0};
 
-// A child of fork has the calling thread only, while OpenMP's records still count the team of the parent: the
-// next parallel region would wait for it for ever. So a child of a process with several threads stays serial.
+// The initial-exec model takes no memory when a thread first asks for these.
+struct thread_state {
+  int32_t wanted;
+  bool in_piece;
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local thread_state here{};
+
+// The process whose workers these are. A child of fork has the calling thread only: when its parent had
+// others it stays serial, and so does a child made without the handlers of fork.
+std::atomic<pid_t> owner{0};
 bool parent_was_threaded = false;
-std::atomic<bool> serial_process{false};
 
 [[gnu::constructor]] void watch_forks() {
+  owner.store(getpid());
   pthread_atfork([] { parent_was_threaded = !__libc_single_threaded; }, nullptr,
                  [] {
-                   if (parent_was_threaded) serial_process.store(true, std::memory_order_relaxed);
+                   if (!parent_was_threaded) owner.store(getpid());
                  });
 }
 
-constexpr unsigned exception_flags = 0x3F;
-
-// The members are written before `opened` and read behind it; `closed` counts the threads whose work the
-// caller may see. The two order memory for real, beside OpenMP's own fork and join.
 struct team {
   zor_int pieces;
   piece_fn* fn;
   const void* context;
-  unsigned control;
-  std::atomic<bool> opened{false};
+  zor::control_word control;
   std::atomic<zor_int> next{0};
-  std::atomic<unsigned> raised{0};
-  std::atomic<int32_t> closed{0};
+  std::atomic<zor::control_word> raised{0};
 };
 
-[[gnu::noinline]] void work(team& t) {
-  if (!t.opened.load(std::memory_order_acquire)) return;
-  const unsigned own = _mm_getcsr();
-  _mm_setcsr(t.control);
+void take_pieces(void* job) {
+  team& t = *static_cast<team*>(job);
+  const zor::control_word own = zor::read_control();
+  const bool outside = std::exchange(here.in_piece, true);
+  zor::write_control(t.control);
   for (;;) {
     const zor_int piece = t.next.fetch_add(1, std::memory_order_relaxed);
     if (piece >= t.pieces) break;
     t.fn(t.context, piece);
   }
-  t.raised.fetch_or(_mm_getcsr() & exception_flags, std::memory_order_relaxed);
-  _mm_setcsr(own);
-  t.closed.fetch_add(1, std::memory_order_release);
+  t.raised.fetch_or(zor::read_control() & zor::exception_flags, std::memory_order_relaxed);
+  zor::write_control(own);
+  here.in_piece = outside;
 }
 
-// The compiler's record of shared variables passes through OpenMP, whose fork the thread sanitizer does not
-// see; everything else is ordered by the team's own atomics.
-__attribute__((noinline, no_sanitize("thread"))) void fork_join(team& t, int32_t threads) {
-#pragma omp parallel num_threads(threads)
-  work(t);
+int32_t wanted_threads() {
+  if (here.wanted > 0) return here.wanted;
+  const int32_t wanted = wanted_by_process.load(std::memory_order_relaxed);
+  return wanted > 0 ? wanted : omp_get_max_threads();
 }
 
 }  // namespace
 
 int32_t usable_threads() {
-  if (serial_process.load(std::memory_order_relaxed) || omp_get_level() > 0) return 1;
-  const int32_t wanted = wanted_threads.load(std::memory_order_relaxed);
-  return wanted > 0 ? wanted : omp_get_max_threads();
+  const int32_t wanted = std::min(wanted_threads(), most_threads());
+  if (wanted <= 1 || here.in_piece || omp_get_level() > 0) return 1;
+  return owner.load(std::memory_order_relaxed) == getpid() ? wanted : 1;
 }
 
 void run_pieces(int32_t threads, zor_int pieces, piece_fn* fn, const void* context) {
@@ -77,22 +84,30 @@ void run_pieces(int32_t threads, zor_int pieces, piece_fn* fn, const void* conte
     for (zor_int piece = 0; piece < pieces; ++piece) fn(context, piece);
     return;
   }
-  const unsigned before = _mm_getcsr();
-  team t;
-  t.pieces = pieces;
-  t.fn = fn;
-  t.context = context;
-  t.control = before & ~exception_flags;
-  t.opened.store(true, std::memory_order_release);
-  fork_join(t, threads);
-  (void)t.closed.load(std::memory_order_acquire);
-  _mm_setcsr(before | t.raised.load(std::memory_order_relaxed));
+  const zor::control_word before = zor::read_control();
+  team t{pieces, fn, context, before & ~zor::exception_flags};
+  worker* const helpers = send_workers(threads - 1, take_pieces, &t);
+  take_pieces(&t);
+  recall_workers(helpers);
+  zor::write_control(before | t.raised.load(std::memory_order_relaxed));
 }
 
 }  // namespace zor_core
 
-extern "C" void zor_core_set_num_threads(int32_t count) {
-  zor_core::wanted_threads.store(std::max(count, 0), std::memory_order_relaxed);
+using namespace zor_core;
+
+extern "C" {
+
+void zor_set_threads(int32_t count) {
+  wanted_by_process.store(std::max(count, 0), std::memory_order_relaxed);
 }
 
-extern "C" int32_t zor_core_num_threads(void) { return zor_core::usable_threads(); }
+int32_t zor_set_threads_local(int32_t count) { return std::exchange(here.wanted, std::max(count, 0)); }
+
+int32_t zor_get_threads(void) { return usable_threads(); }
+
+void zor_core_set_num_threads(int32_t count) { zor_set_threads(count); }
+
+int32_t zor_core_num_threads(void) { return usable_threads(); }
+
+}  // extern "C"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Sums and exchanges of vectors are cut over threads anywhere, element by element; a dot product is one sum
 // and stays on the calling thread.
-#include <cstring>
+#include <string_view>
 
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
@@ -88,19 +88,20 @@ T dot(const char* routine, Kernel* kernel, const zor_int* n, const T* x, const z
   return kernel(n, x, incx, y, incy);
 }
 
+template <class T>
+using cdot_kernel = kern_function<zor::cdot_fn<T>>;
+
 // Only zor_blas_cdotc has a kernel under an x name; the others share the public name with their kernel, so it
 // is asked of the kernel library itself.
-template <class T>
-zor::cdot_fn<T>* cdot_kernel_of(const char* routine) {
-  return kern_function<zor::cdot_fn<T>>(std::strcmp(routine, "zor_blas_cdotc") == 0 ? "zor_blas_xcdotc"
-                                                                                    : routine);
+constexpr const char* cdot_kernel_name(std::string_view routine) {
+  return routine == "zor_blas_cdotc" ? "zor_blas_xcdotc" : routine.data();
 }
 
 template <class T>
-void cdot(const char* routine, zor::cdot_fn<T>* kernel, T* result, const zor_int* n, const T* x,
+void cdot(const char* routine, cdot_kernel<T>& kernel, T* result, const zor_int* n, const T* x,
           const zor_int* incx, const T* y, const zor_int* incy) {
   int32_t bad = result == nullptr ? 1 : bad_pair_argument(n, x, incx, y, incy);
-  if (bad == 0) return kernel(result, n, x, incx, y, incy);
+  if (bad == 0) return kernel.get()(result, n, x, incx, y, incy);
   if (result != nullptr) ++bad;
   report_argument(routine, bad, cdot_arguments[bad - 1]);
 }
@@ -114,9 +115,9 @@ void cdot(const char* routine, zor::cdot_fn<T>* kernel, T* result, const zor_int
   extern "C" SIG_SWAP(name, T) { zor_core::swap(#name, n, x, incx, y, incy); }
 #define ROW_DOT(name, T) \
   extern "C" SIG_DOT(name, T) { return zor_core::dot(#name, zor_core::kernels<T>::dot, n, x, incx, y, incy); }
-#define ROW_CDOT(name, T, conj)                                     \
-  extern "C" SIG_CDOT(name, T) {                                    \
-    static auto* const kernel = zor_core::cdot_kernel_of<T>(#name); \
-    zor_core::cdot(#name, kernel, result, n, x, incx, y, incy);     \
+#define ROW_CDOT(name, T, conj)                                                          \
+  extern "C" SIG_CDOT(name, T) {                                                         \
+    static constinit zor_core::cdot_kernel<T> kernel(zor_core::cdot_kernel_name(#name)); \
+    zor_core::cdot(#name, kernel, result, n, x, incx, y, incy);                          \
   }
 #include "zor/tables/core_blas.inc"

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -17,18 +18,22 @@ struct answer {
   std::string build, path, bits;
 };
 
-answer probe(const std::string& environment, const std::string& libraries) {
+std::vector<answer> probe_all(const std::string& environment, const std::string& arguments) {
   const std::string command =
-      "env -u LD_LIBRARY_PATH " + environment + " " ZOR_PROBE " " + libraries + " 2>&1";
+      "env -u LD_LIBRARY_PATH " + environment + " " ZOR_PROBE " " + arguments + " 2>&1";
   FILE* pipe = popen(command.c_str(), "r");
   std::array<char, 4096> text{};
   const size_t length = std::fread(text.data(), 1, text.size() - 1, pipe);
   EXPECT_EQ(0, pclose(pipe)) << command << "\n" << text.data();
   std::istringstream in(std::string(text.data(), length));
-  answer a;
-  in >> a.build >> a.path;
-  std::getline(in, a.bits);
-  return a;
+  std::vector<answer> answers;
+  for (answer a; in >> a.build >> a.path && std::getline(in, a.bits);) answers.push_back(a);
+  return answers;
+}
+
+answer probe(const std::string& environment, const std::string& libraries) {
+  const std::vector<answer> answers = probe_all(environment, libraries);
+  return answers.empty() ? answer{} : answers[0];
 }
 
 struct kernel_build {
@@ -76,6 +81,18 @@ TEST(Loading, TheLoadersChoiceOrTheBuildLoadedFirst) {
       EXPECT_EQ(b.name, answers[i].build);
       EXPECT_EQ(std::filesystem::canonical(b.file), answers[i].path);
     }
+  }
+}
+
+// What a plug-in's host does. The threads of a call are there still when the library is closed.
+TEST(Loading, ClosedAfterThreadedCallsAndOpenedAgain) {
+  constexpr int rounds = 20;
+  for (const std::string& before : {std::string(), builds[0].file + " "}) {
+    SCOPED_TRACE(before);
+    const std::vector<answer> answers =
+        probe_all("", "--again " + std::to_string(rounds) + " " + before + core_library);
+    ASSERT_EQ(size_t(rounds), answers.size());
+    for (const answer& a : answers) EXPECT_EQ(answers[0].bits, a.bits);
   }
 }
 

@@ -2,6 +2,8 @@
 // The number of threads shows nowhere: not in bits, rounding, exception flags or after a fork.
 #include <gtest/gtest.h>
 #include <omp.h>
+#include <sched.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,11 +17,18 @@
 
 #include "tests/core/products.h"
 #include "zor/core.h"
+#include "zor/dft.h"
+#include "zor/sparse.h"
 
 #if defined(__SANITIZE_THREAD__)
 constexpr bool under_tsan = true;
 #else
 constexpr bool under_tsan = false;
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool under_sanitizer = true;
+#else
+constexpr bool under_sanitizer = under_tsan;
 #endif
 
 namespace {
@@ -184,6 +193,7 @@ TEST(Threads, AreTakenForLargeCallsOnly) {
 TEST(Threads, ANegativeCountMeansTheDefault) {
   zor_core_set_num_threads(-4);
   EXPECT_EQ(omp_get_max_threads(), zor_core_num_threads());
+  EXPECT_EQ(omp_get_max_threads(), zor_get_threads());
 }
 
 TEST(Threads, FollowTheCallersRounding) {
@@ -245,22 +255,149 @@ TEST(Threads, DivisionOfWorkRaisesNoFlag) {
   EXPECT_EQ(0, std::fetestexcept(FE_ALL_EXCEPT));
 }
 
+// A child of _Fork has not run the handlers by which libraries learn of it.
 TEST(Fork, AChildOfAThreadedProcessGoesOnSerially) {
   if (under_tsan) GTEST_SKIP() << "the thread sanitizer does not support a fork of a process with threads";
   threads_in_force four(4);
   const gemm_operands<double> operands({'N', 'N', 301, 302, 303});
   const auto expected = operands.run(zor_blas_dgemm);
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(20);
-    const bool serial = zor_core_num_threads() == 1;
-    _exit(serial && equal_bits(expected, operands.run(zor_blas_dgemm)) ? 0 : 1);
+  for (pid_t (*make_child)() : {fork, _Fork}) {
+    const pid_t child = make_child();
+    if (child == 0) {
+      alarm(20);
+      const bool serial = zor_get_threads() == 1;
+      _exit(serial && equal_bits(expected, operands.run(zor_blas_dgemm)) ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(4, zor_get_threads());
+    EXPECT_TRUE(equal_bits(expected, operands.run(zor_blas_dgemm)));
   }
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(0, status);
-  EXPECT_EQ(4, zor_core_num_threads());
-  EXPECT_TRUE(equal_bits(expected, operands.run(zor_blas_dgemm)));
+}
+
+// Signals find the program's own threads alone.
+TEST(Threads, OfTheLibraryTakeNoSignals) {
+  threads_in_force four(4);
+  gemm_operands<double>({'N', 'N', 301, 302, 303}).run(zor_blas_dgemm);
+  const auto previous = signal(SIGUSR1, [](int) { std::_Exit(1); });
+  sigset_t blocked, pending;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+  kill(getpid(), SIGUSR1);
+  usleep(100000);
+  sigpending(&pending);
+  EXPECT_TRUE(sigismember(&pending, SIGUSR1));
+  signal(SIGUSR1, SIG_IGN);
+  pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+  signal(SIGUSR1, previous);
+}
+
+// Processors that the other threads may run on, the least of them; 0 when there are none.
+int processors_of_others() {
+  int least = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    const pid_t id = pid_t(std::stol(task.path().filename()));
+    cpu_set_t set;
+    if (id == getpid() || sched_getaffinity(id, sizeof set, &set) != 0) continue;
+    least = least == 0 ? CPU_COUNT(&set) : std::min(least, CPU_COUNT(&set));
+  }
+  return least;
+}
+
+// A parallel region of a program that binds its threads leaves the first of them on one processor.
+int processors_of_library_threads() {
+#pragma omp parallel num_threads(1)
+  zor_get_threads();
+  zor_set_threads(3);
+  gemm_operands<double>({'N', 'N', 300, 300, 300}).run(zor_blas_dgemm);
+  cpu_set_t own;
+  sched_getaffinity(0, sizeof own, &own);
+  if (CPU_COUNT(&own) != 1) return -1;
+  // A thread that has just been started may still be on its way.
+  for (int i = 0; i < 1000 && processors_of_others() < 2; ++i) usleep(5000);
+  return processors_of_others();
+}
+
+TEST(Threads, OfTheLibraryAreNotBoundToTheCaller) {
+  if (under_tsan || std::thread::hardware_concurrency() < 2)
+    GTEST_SKIP() << "one processor, or a thread more";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  setenv("OMP_PROC_BIND", "true", 1);
+  setenv("OMP_PLACES", "threads", 1);
+  EXPECT_EXIT(std::_Exit(processors_of_library_threads()),
+              ::testing::ExitedWithCode(int(std::thread::hardware_concurrency())), "");
+  unsetenv("OMP_PROC_BIND");
+  unsetenv("OMP_PLACES");
+}
+
+void transform(zor_int rank, const zor_int* lengths, int32_t domain) {
+  std::vector<double> x(70000), y(70000);
+  zor_fft fft = nullptr;
+  zor_fft_create(&fft, ZOR_DFT_DOUBLE, domain, rank, lengths);
+  zor_fft_set(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
+  zor_fft_set(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
+  EXPECT_EQ(ZOR_DFT_OK, zor_fft_commit(fft));
+  EXPECT_EQ(ZOR_DFT_OK, zor_fft_forward(fft, x.data(), y.data()));
+  EXPECT_EQ(ZOR_DFT_OK, zor_fft_backward(fft, y.data(), x.data()));
+  zor_fft_free(&fft);
+}
+
+// The calls that were found to take the most of a stack.
+void* call_every_family(void*) {
+  for (char trans : {'N', 'T', 'C'})
+    gemm_operands<zor_c64>({trans, trans, 150, 151, 152}).run(zor_blas_zgemm);
+  const zor_int lengths[] = {32, 30, 31}, line = 30030;
+  for (int32_t domain : {ZOR_DFT_COMPLEX, ZOR_DFT_REAL}) {
+    transform(3, lengths, domain);
+    transform(1, &line, domain);
+  }
+  constexpr zor_int m = 4000;
+  std::vector<double> val(size_t(m * 9), 1), x(size_t(m * 4), 1), y(x);
+  std::vector<zor_int> indx, pointers{0};
+  for (zor_int r = 0; r < m; ++r) {
+    for (zor_int c = std::max<zor_int>(0, r - 8); c <= r; ++c) indx.push_back(c);
+    pointers.push_back(zor_int(indx.size()));
+  }
+  const zor_sparse_desc d{
+      ZOR_SPARSE_CSR,  'd',    0, 't', 'l', 'n', m, m, pointers.back(), val.data(), indx.data(),
+      pointers.data(), nullptr};
+  zor_sparse a = nullptr;
+  EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&a, &d));
+  for (int32_t op : {ZOR_SPARSE_PLAIN, ZOR_SPARSE_TRANSPOSE}) {
+    zor_sparse_dmv(a, op, 1, x.data(), 1, y.data());
+    zor_sparse_dmm(a, op, ZOR_SPARSE_ROW_MAJOR, 4, 1, x.data(), 4, 1, y.data(), 4);
+    zor_sparse_dsm(a, op, ZOR_SPARSE_COLUMN_MAJOR, 4, 1, x.data(), m, y.data(), m);
+  }
+  zor_sparse_free(&a);
+  return nullptr;
+}
+
+TEST(Threads, OfTheCallerMayHaveTheLeastStack) {
+  if (under_sanitizer) GTEST_SKIP() << "sanitizers take more of a stack";
+  constexpr size_t least_stack = 64 << 10;  // as docs/blas.md has it
+  threads_in_force three(3);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, least_stack));
+  pthread_t caller;
+  ASSERT_EQ(0, pthread_create(&caller, &attributes, call_every_family, nullptr));
+  pthread_join(caller, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST(Threads, OfOneCallerAndOfAll) {
+  threads_in_force five(5);
+  EXPECT_EQ(0, zor_set_threads_local(2));
+  EXPECT_EQ(2, zor_get_threads());
+  int32_t elsewhere = 0;
+  std::thread([&] { elsewhere = zor_get_threads(); }).join();
+  EXPECT_EQ(5, elsewhere);
+  zor_set_threads(3);
+  EXPECT_EQ(2, zor_set_threads_local(-1));
+  EXPECT_EQ(3, zor_get_threads());
+  EXPECT_EQ(0, zor_set_threads_local(0));
 }
 
 TEST(ParallelRegion, OfTheCallerKeepsCallsSerial) {
