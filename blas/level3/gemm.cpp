@@ -8,8 +8,10 @@
 // not show in the result.
 #include "blas/level3/gemm.h"
 
+#include "blas/level3/blocking.h"
 #include "blas/level3/gemm_pack.h"
 #include "blas/level3/gemm_rows.h"
+#include "blas/thresholds.h"
 #include "serv/control.h"
 #include "serv/imports.h"
 #include "serv/memory.h"
@@ -29,82 +31,9 @@ struct problem {
   char transa;
 };
 
-// Depth of a panel, largest blocks of rows and columns, and the bytes asked of the pool.
-struct blocking {
-  zor_int kb, mb, nb;
-  uint64_t bytes;
-};
-
-// What a type asks for beyond the block sizes: the smallest problem worth packing, the groups of rows and
-// columns that the register kernels take, and the name under which a missing block is reported.
-template <class T>
-struct limits;
-template <>
-struct limits<double> {
-  static constexpr zor_int least_m = 3, least_nk = 3, rows = 1, columns = 1;
-  static constexpr const char* name = "xdgemm";
-};
-template <>
-struct limits<float> {
-  static constexpr zor_int least_m = 8, least_nk = 8, rows = 8, columns = 4;
-  static constexpr const char* name = "xsgemm";
-};
-template <>
-struct limits<c32> {
-  static constexpr zor_int least_m = 4, least_nk = 8, rows = 4, columns = 4;
-  static constexpr const char* name = "xcgemm";
-};
-template <>
-struct limits<c64> {
-  static constexpr zor_int least_m = 4, least_nk = 8, rows = 2, columns = 4;
-  static constexpr const char* name = "xzgemm";
-};
-
-// The deepest panel.
-template <class T>
-inline constexpr int deepest = is_complex<T> ? 64 : 112;
-
-constexpr zor_int small_sum = 384;
-
-// Unsigned: the sizes of a call that does nothing may be beyond all memory.
-bool is_small(zor_int m, zor_int n, zor_int k) {
-  return zor_int(uint64_t(m) + uint64_t(n) + uint64_t(k)) <= small_sum;
-}
-
 template <class T>
 bool fills_tile(zor_int m, zor_int n, zor_int k) {
   return m >= limits<T>::least_m && n >= limits<T>::least_nk && k >= limits<T>::least_nk;
-}
-
-[[gnu::always_inline]] inline blocking double_blocking(zor_int m, zor_int n, zor_int k, bool b_in_place) {
-  blocking s{112, 480, 2000, 0};
-  if (k > 112 && k <= 224) s.kb = k / 2 / 4 * 4;
-  if (!is_small(m, n, k)) {
-    const zor_int depth = k < s.kb ? k : s.kb;
-    if (k <= 224 && m + n >= 10000) {
-      s.nb = 5000;
-      s.mb = depth <= 16 ? 1536 : depth <= 32 ? 1024 : depth <= 64 ? 768 : 512;
-    } else if (m >= 4000 && n >= 4000 && k >= 4000 && m + n >= 12000) {
-      s.nb = 5000;
-      s.mb = 512;
-    }
-  }
-  if (s.nb > n) s.nb = n;
-  s.bytes = uint64_t(64 * s.kb + 8 * s.kb * s.mb + (b_in_place ? 9472 : 8 * s.kb * s.nb + 18176));
-  return s;
-}
-
-template <class T>
-[[gnu::always_inline]] inline blocking blocking_of(zor_int m, zor_int n, zor_int k, bool b_in_place) {
-  const zor_int nb = n < 2000 ? n : 2000;
-  if constexpr (std::is_same_v<T, double>)
-    return double_blocking(m, n, k, b_in_place);
-  else if constexpr (std::is_same_v<T, float>)
-    return {112, 640, nb, uint64_t(448 * nb + 311552)};
-  else if constexpr (std::is_same_v<T, c32>)
-    return {64, 320, nb, uint64_t(512 * nb + 189696)};
-  else
-    return {64, 320, nb, uint64_t(1024 * nb + 353536)};
 }
 
 // A block of C against a panel of the depth: strips of columns, and in each the strips of A. The strip of B
@@ -116,7 +45,7 @@ template <class T, reading From>
   using V = vec<real_t<T>, width>;
   constexpr bool packed = From == reading::packed, spread = packed && spread_b<T>;
   constexpr int copies = lanes<V>;
-  alignas(V) real_t<T> scratch[spread ? deepest<T> * most * parts<T> * copies : 1];
+  alignas(V) real_t<T> scratch[spread ? limits<T>::kb * most * parts<T> * copies : 1];
   const zor_int b_step = (packed ? t.depth : t.b_column) * parts<T>;
   if (const strip s = next_strip<T, From>(m); !spread && s.rows == m) {
     auto& at = kernels<T, From>.at[s.height];
@@ -145,13 +74,13 @@ template <class T, reading From>
   }
 }
 
-// The rows of one block: all of m in equal blocks of whole tiles, none above mb. Low tiles read a strip of A
-// so often that the block should stay in the first level of cache, where the panel of B stays in the second.
+// The rows of one block: all of m in equal blocks of whole tiles, none above mb.
 template <class T>
 zor_int block_rows(zor_int m, zor_int depth, const blocking& s) {
-  constexpr zor_int rows = tile_shape<T>::rows, size = sizeof(T), first_level = 28 << 10;
-  const bool low = width == 32 && depth * s.nb * size <= zor_int(1) << 19;
-  const zor_int fitting = low ? first_level / (depth * size) : s.mb, mb = fitting < s.mb ? fitting : s.mb;
+  constexpr zor_int rows = tile_shape<T>::rows, size = sizeof(T);
+  const bool low = width == 32 && depth * s.nb * size <= thresholds::low_tile_panel_bytes;
+  const zor_int fitting = low ? thresholds::low_tile_block_bytes / (depth * size) : s.mb;
+  const zor_int mb = fitting < s.mb ? fitting : s.mb;
   if (m <= mb) return m;
   const zor_int most = mb / rows * rows, count = (m + most - 1) / most;
   return (m + count * rows - 1) / (count * rows) * rows;
@@ -169,28 +98,30 @@ zor_int first_depth(zor_int k, zor_int kb) {
   return tail != 0 ? tail : kb;
 }
 
-// Whether B may be read in place: conjugation and tails of rows take a packed one. Read by more than a few
-// strips of A, a B that the kernels want spread is better packed and spread.
+// Whether B may be read in place: conjugation and tails of rows take a packed one, and so does a product of
+// many strips whose kernels want B spread.
 template <class T>
 bool may_read_in_place(zor_int m, bool conj) {
-  return !conj && m % limits<T>::rows == 0 && !(spread_b<T> && m > 4 * tile_shape<T>::rows);
+  return !conj && m % limits<T>::rows == 0 &&
+         !(spread_b<T> && m > thresholds::unspread_strips * tile_shape<T>::rows);
 }
 
 // Where a product reads: in place what is read too seldom to be worth its packing, as far as it can be read
-// from there. A panel in place should stay in the second level of cache with all that lies between its
-// columns, and columns a page apart would share the sets of the first. Strips of whole vectors need no
-// padding. A product with an alpha of 1 changes A only where results are flushed to zero.
+// from there. A in place comes in whole vectors of 16 bytes. A product with an alpha of 1 changes A only
+// where results are flushed to zero.
 template <class T>
 [[gnu::always_inline]] inline reading reading_of(const problem<T>& q, bool small) {
-  constexpr zor_int few = 96, size = sizeof(T), whole = 16 / size;
-  const auto is_near = [](zor_int step) { return step * 112 * size <= zor_int(1) << 18; };
+  using namespace thresholds;
+  constexpr zor_int size = sizeof(T), whole = 16 / size;
+  const auto is_near = [](zor_int step) { return step * size <= thin_panel_step; };
   if (!may_read_in_place<T>(q.m, q.b.conj)) return reading::packed;
   const bool b_in_place =
-      small || (q.m <= few && (q.b.trans ? is_near(q.b.row_stride) : q.b.column_stride * size % 4096 != 0));
+      small || (q.m <= thin_product &&
+                (q.b.trans ? is_near(q.b.row_stride) : q.b.column_stride * size % page_bytes != 0));
   if (!b_in_place) return reading::packed;
   if constexpr (!is_complex<T>) {
     if (!q.a.trans && q.alpha == 1 && q.m % whole == 0 &&
-        (small || (q.n <= few && is_near(q.a.column_stride))) && !flushes_results())
+        (small || (q.n <= thin_product && is_near(q.a.column_stride))) && !flushes_results())
       return reading::in_place;
   }
   return reading::b_in_place;
@@ -276,10 +207,10 @@ void tail_columns(const problem<T>& q) {
     tail_columns(q, n, core::zor_blas_zgemv);
 }
 
-// A block that zor_serv_check_ptr has been told of under the routine's name. One that it finds wanting is as
-// good as none.
+// The scratch block, shown to zor_serv_check_ptr under the routine's name. One that it refuses is as good as
+// none.
 template <class T>
-[[gnu::noinline]] borrowed_block told_block(uint64_t bytes) {
+[[gnu::noinline]] borrowed_block checked_block(uint64_t bytes) {
   const borrowed_block block = borrow_block(bytes);
   return core::zor_serv_check_ptr(block.data, limits<T>::name) == 0 ? block : borrowed_block{};
 }
@@ -298,7 +229,7 @@ void product(const problem<T>& q) {
   if (fills_tile<T>(q.m, q.n, q.k)) {
     const bool small = is_small(q.m, q.n, q.k);
     const blocking s = blocking_of<T>(q.m, q.n, q.k, small && !q.b.trans);
-    const borrowed_block block = told_block<T>(s.bytes);
+    const borrowed_block block = checked_block<T>(uint64_t(s.bytes));
     if (block.data != nullptr) {
       blocked_product(q, s, reading_of(q, small), block.data);
       return_block(block);
@@ -319,7 +250,8 @@ template <class T>
           *beta, c,  *ldc, *transa};
 }
 
-// What the short way leaves to others.
+// The cases that gemm below does not compute itself. They stand out of its line, so that what they need in
+// registers and on the stack costs a small product nothing.
 template <class T, class... Args>
 [[gnu::noinline]] void any_product(Args... args) {
   product(problem_of<T>(args...));
@@ -340,11 +272,11 @@ template <class T, class... Args>
 template <class T, class... Rest>
 [[gnu::always_inline]] inline void gemm(const char* transa, const char* transb, const zor_int* m,
                                         const zor_int* n, const zor_int* k, const T* alpha, Rest... rest) {
-  constexpr zor_int most_rows = 320;
-  if (!is_small(*m, *n, *k) || !fills_tile<T>(*m, *n, *k) || *m > most_rows || *k > deepest<T> ||
+  if (!is_small(*m, *n, *k) || !fills_tile<T>(*m, *n, *k) || *m > limits<T>::mb || *k > limits<T>::kb ||
       is_zero(*alpha) || !may_read_in_place<T>(*m, is_conj<T>(*transb)))
     return any_product<T>(transa, transb, m, n, k, alpha, rest...);
-  const borrowed_block block = told_block<T>(blocking_of<T>(*m, *n, *k, !is_trans(*transb)).bytes);
+  const borrowed_block block =
+      checked_block<T>(uint64_t(blocking_of<T>(*m, *n, *k, !is_trans(*transb)).bytes));
   if (block.data == nullptr) return product_without_memory<T>(transa, transb, m, n, k, alpha, rest...);
   const problem<T> q = problem_of<T>(transa, transb, m, n, k, alpha, rest...);
   panel_product(q, reading_of(q, true), q.m, q.n / limits<T>::columns * limits<T>::columns, q.k, q.a.data,

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "blas/level3/gemm_tile.h"
+#include "blas/thresholds.h"
 
 namespace zor::gemm {
 
@@ -153,7 +154,7 @@ inline constexpr strip_packers<T, Turned, Conj> packers{};
 template <class T>
 void pack_a(zor_int m, zor_int depth, bool trans, bool conj, const T* source, zor_int ld, T alpha,
             real_t<T>* destination) {
-  constexpr zor_int columns = 8;
+  constexpr zor_int columns = thresholds::packed_columns;
   const zor_int step = trans ? depth : columns, row_stride = trans ? ld : 1;
   const auto& pack = conj    ? packers<T, true, true>.at
                      : trans ? packers<T, true, false>.at

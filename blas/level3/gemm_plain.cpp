@@ -8,6 +8,7 @@
 // all complete groups of 4, joined as (s0 + s2) + (s1 + s3); the other products follow one by one. With k
 // below 1 every form is C := beta C. Conjugation of B is (re, 0 - im).
 #include "blas/level3/gemm.h"
+#include "blas/thresholds.h"
 
 namespace zor::gemm {
 namespace {
@@ -87,7 +88,7 @@ void dot_products(zor_int m, zor_int n, zor_int k, T alpha, const operand<T>& a,
     T* column = c + j * ldc;
     zor_int i = 0;
     if constexpr (std::is_same_v<T, double>) {
-      if (b.trans && k >= 9) {
+      if (b.trans && k >= thresholds::paired_sums_depth) {
         for (; i < m; ++i)
           join(alpha, element<T>{pair_sum(k, a.at(i, 0), b.at(0, j), b.row_stride)}, beta, column + i);
       }

@@ -26,7 +26,7 @@ constexpr bool is_leading(const zor_int* ld, zor_int rows) {
 constexpr bool is_step(const zor_int* inc) { return inc != nullptr && *inc != 0; }
 
 // Whether a matrix of elements of `size` bytes is no longer than the addresses there are; a vector counts as
-// a matrix of one row. The first test settles all matrices that exist, at little cost.
+// a matrix of one row. The first test passes nearly all matrices there are, at little cost.
 constexpr bool fits_memory(zor_int rows, zor_int columns, zor_int ld, zor_int size) {
   const zor_int step = ld < 0 ? ~ld : ld;
   if (((rows | columns | step) >> 28) == 0 || rows < 1 || columns < 1) return true;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// C is cut into a grid of pieces, a kernel call each. No sum is cut, and an element takes the same road
+// C is cut into a grid of pieces, a kernel call each. No sum is cut, and an element takes the same path
 // through the kernel in any piece: pieces but the last of a row or column are multiples of 8, so that tails
-// of whole tiles stay tails and a piece is large enough for the blocked road whenever the whole is.
+// of whole tiles stay tails and a piece is large enough for the blocked path whenever the whole is.
+#include "blas/thresholds.h"
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/threads.h"
@@ -38,9 +39,7 @@ int32_t bad_gemm_argument(const char* transa, const char* transb, const zor_int*
   return !written || fits_memory(*m, *n, *ldc, sizeof(T)) ? 0 : 13;
 }
 
-// Multiplications below which one thread is faster, and the step of the cuts.
-constexpr zor_int least_products = zor_int(1) << 20;
-constexpr zor_int grain = 8;
+constexpr zor_int grain = zor::thresholds::product_cut;
 
 struct grid {
   zor_int rows, columns;
@@ -88,7 +87,7 @@ template <class T>
                                         const T* beta, T* c, const zor_int* ldc) {
   if (const int32_t bad = bad_gemm_argument(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc))
     return report_argument(routine, bad, gemm_arguments[bad - 1]);
-  if (saturating_product(*m, *n, *k) >= least_products && !is_zero(*alpha)) {
+  if (saturating_product(*m, *n, *k) >= zor::thresholds::threaded_products && !is_zero(*alpha)) {
     const int32_t threads = usable_threads();
     if (threads > 1)
       return threaded_gemm(threads, transa, transb, *m, *n, k, alpha, a, lda, b, ldb, beta, c, ldc);

@@ -2,6 +2,7 @@
 // Threads take pieces of y, so no sum is cut.
 #include <algorithm>
 
+#include "blas/thresholds.h"
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/threads.h"
@@ -34,9 +35,8 @@ int32_t bad_gemv_argument(const char* trans, const zor_int* m, const zor_int* n,
   return 0;
 }
 
-// Bytes of A below which one thread is faster, and outputs a piece has at least: whole vectors of any width.
-constexpr zor_int least_bytes = 1 << 20;
-constexpr zor_int grain = 64;
+constexpr zor_int least_bytes = zor::thresholds::threaded_matrix_bytes;
+constexpr zor_int grain = zor::thresholds::matvec_cut;
 
 template <class T>
 void gemv(const char* routine, const char* trans, const zor_int* m, const zor_int* n, const T* alpha,

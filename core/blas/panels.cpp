@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Packed panels and scratch blocks of the matrix product, for callers that drive the register kernels
 // themselves.
-#include <algorithm>
-
+#include "blas/level3/blocking.h"
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "zor/serv.h"
@@ -17,37 +16,12 @@ constexpr bool is_complex = requires {
   kernels<T>::copyac;
 };
 
-// Bytes of a product's scratch block: a fixed part and parts by depth, rows and columns.
-struct blocks {
-  zor_int mb, nb, kb, bytes;
-};
-
-constexpr zor_int thin_depth = 224, thin_size = 10000, large_size = 4000;
-
-constexpr blocks double_blocks(zor_int m, zor_int n, zor_int k) {
-  blocks b{480, 2000, 112, 0};
-  if (k > 112 && k <= thin_depth) b.kb = k / 2 / 4 * 4;
-  const zor_int depth = std::min(k, b.kb);
-  if (k <= thin_depth && m + n >= thin_size) {
-    b.nb = 5000;
-    b.mb = depth <= 16 ? 1536 : depth <= 32 ? 1024 : depth <= 64 ? 768 : 512;
-  } else if (m >= large_size && n >= large_size && k >= large_size && m + n >= 12000) {
-    b.mb = 512;
-    b.nb = 5000;
-  }
-  b.nb = std::min(b.nb, n);
-  b.bytes = 64 * b.kb + 8 * b.kb * b.mb + 8 * b.kb * b.nb + 18176;
-  return b;
-}
+using zor::gemm::blocking;
 
 template <class T>
-constexpr blocks blocks_of(zor_int m, zor_int n, zor_int k) {
+constexpr blocking blocks_of(zor_int m, zor_int n, zor_int k) {
   if (m <= 0 || n <= 0 || k <= 0) return {0, 0, 0, 0};
-  if (sizeof(T) == sizeof(double) && !is_complex<T>) return double_blocks(m, n, k);
-  const zor_int nb = std::min<zor_int>(n, 2000);
-  if (!is_complex<T>) return {640, nb, 112, 448 * nb + 311552};
-  if (sizeof(T) == sizeof(zor_c32)) return {320, nb, 64, 512 * nb + 189696};
-  return {320, nb, 64, 1024 * nb + 353536};
+  return zor::gemm::blocking_of<T>(m, n, k, false);
 }
 
 constexpr bool is_conjugate(const char* trans) { return *trans == 'C' || *trans == 'c'; }
@@ -82,10 +56,10 @@ using namespace zor_core;
   extern "C" SIG_COPYA_EXT(name, T) { copya(transa, m, k, a, lda, panel, alpha); }
 #define ROW_COPYB_EXT(name, T) \
   extern "C" SIG_COPYB_EXT(name, T) { copyb(transb, k, n, b, ldb, panel); }
-#define ROW_BLKS_SIZE(name, T)                 \
-  extern "C" SIG_BLKS_SIZE(name) {             \
-    const blocks b = blocks_of<T>(*m, *n, *k); \
-    *mb = b.mb, *nb = b.nb, *kb = b.kb;        \
+#define ROW_BLKS_SIZE(name, T)                   \
+  extern "C" SIG_BLKS_SIZE(name) {               \
+    const blocking b = blocks_of<T>(*m, *n, *k); \
+    *mb = b.mb, *nb = b.nb, *kb = b.kb;          \
   }
 #define ROW_BUFS_SIZE(name, T) \
   extern "C" SIG_BUFS_SIZE(name) { *bytes = blocks_of<T>(*m, *n, *k).bytes; }

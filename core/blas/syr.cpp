@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Threads take runs of columns of about equal area. A column is alpha x[j] times a part of x, added once to
 // each element of A, so it is an axpy of its own.
+#include "blas/thresholds.h"
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/threads.h"
@@ -23,9 +24,6 @@ int32_t bad_syr_argument(const char* uplo, const zor_int* n, const T* alpha, con
   if (used && a == nullptr) return 6;
   return is_leading(lda, *n) && (!used || fits_memory(*n, *n, *lda, sizeof(T))) ? 0 : 7;
 }
-
-// Bytes of the triangle below which one thread is faster.
-constexpr zor_int least_bytes = 1 << 20;
 
 template <class T>
 void update_columns(bool upper, zor_int n, T alpha, const T* x, zor_int incx, T* a, zor_int lda,
@@ -62,7 +60,7 @@ void syr(const char* routine, const char* uplo, const zor_int* n, const T* alpha
   if (const int32_t bad = bad_syr_argument(uplo, n, alpha, x, incx, a, lda))
     return report_argument(routine, bad, syr_arguments[bad - 1]);
   int32_t threads = 1;
-  if (saturating_product(*n, *n, sizeof(T)) >= 2 * least_bytes && !is_zero(*alpha))
+  if (saturating_product(*n, *n, sizeof(T)) >= 2 * zor::thresholds::threaded_matrix_bytes && !is_zero(*alpha))
     threads = usable_threads();
   if (threads == 1) return kernels<T>::syr(uplo, n, alpha, x, incx, a, lda);
   const bool upper = *uplo == 'U' || *uplo == 'u';

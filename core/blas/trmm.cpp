@@ -4,6 +4,7 @@
 // the order in which the other blocks of B are still unchanged.
 #include <algorithm>
 
+#include "blas/thresholds.h"
 #include "core/blas/arguments.h"
 #include "zor/blas.h"
 #include "zor/core.h"
@@ -12,7 +13,7 @@
 namespace zor_core {
 namespace {
 
-constexpr zor_int block_rows = 64;
+constexpr zor_int block_rows = zor::thresholds::triangle_block;
 
 // op(A) read through strides; `upper` tells the triangle of op(A), not of A.
 template <class T>

@@ -3,6 +3,7 @@
 // and stays on the calling thread.
 #include <string_view>
 
+#include "blas/thresholds.h"
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
 #include "core/kern.h"
@@ -39,11 +40,10 @@ int32_t bad_axpy_argument(const zor_int* n, const T* alpha, const T* x, const zo
   return incy == nullptr || (used && !fits_memory(1, *n, *incy, sizeof(T))) ? 6 : 0;
 }
 
-// Elements below which one thread is faster, and elements of a piece: both vectors of a piece fit a cache.
 template <class T>
-constexpr zor_int least_elements = zor_int(1 << 19) / zor_int(sizeof(T));
+constexpr zor_int least_elements = zor::thresholds::threaded_vector_bytes / zor_int(sizeof(T));
 template <class T>
-constexpr zor_int grain = zor_int(1 << 12) / zor_int(sizeof(T));
+constexpr zor_int grain = zor::thresholds::vector_cut_bytes / zor_int(sizeof(T));
 
 // Calls body(first, count) for pieces of 0 to n: one piece when threads do not pay.
 template <class T, class Body>
