@@ -121,9 +121,9 @@ void check_sctr(const char* name, F kernel) {
 
 template <class T, class F>
 void check_roti(const char* name, F kernel) {
-  const T turns[][2] = {{1, 0}, {T(0.8), T(0.6)}, {1, T(0.5)}, {0, 1}};
-  for (const auto& turn : turns) {
-    const T c = turn[0], s = turn[1];
+  const T rotations[][2] = {{1, 0}, {T(0.8), T(0.6)}, {1, T(0.5)}, {0, 1}};
+  for (const auto& rotation : rotations) {
+    const T c = rotation[0], s = rotation[1];
     check<T>(
         name, KERNEL { kernel(&n, x, indx, y, &c, &s); },
         KERNEL {

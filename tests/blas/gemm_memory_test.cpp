@@ -44,6 +44,14 @@ std::vector<T> run(Kernel kernel, char ta, char tb, zor_int m, zor_int n, zor_in
   return x.c;
 }
 
+// Bytes of a block: panels of A and B, and a rest in which a strip of B is spread and the panels find their
+// boundaries. In double precision the strip counts 64 bytes for each of its depths.
+constexpr uint64_t double_block(uint64_t kb, uint64_t mb, uint64_t nb) {
+  return 64 * kb + 8 * kb * mb + 8 * kb * nb + 18176;
+}
+constexpr uint64_t double_block_without_b(uint64_t kb, uint64_t mb) { return 64 * kb + 8 * kb * mb + 9472; }
+constexpr uint64_t single_rest = 311552, single_complex_rest = 189696, double_complex_rest = 353536;
+
 // The pool is switched off, so the allocator sees every request as it is.
 struct size_case {
   char type, transb;
@@ -55,27 +63,27 @@ struct size_case {
 const size_case sizes[] = {
     {'d', 'N', 2, 9, 9, "", 0},
     {'d', 'N', 9, 9, 2, "", 0},
-    {'d', 'N', 3, 3, 3, "xdgemm", 64 * 112 + 8 * 112 * 480 + 9472},
-    {'d', 'T', 3, 3, 3, "xdgemm", 64 * 112 + 8 * 112 * 480 + 8 * 112 * 3 + 18176},
-    {'d', 'N', 128, 128, 128, "xdgemm", 64 * 64 + 8 * 64 * 480 + 9472},
-    {'d', 'N', 129, 128, 128, "xdgemm", 64 * 64 + 8 * 64 * 480 + 8 * 64 * 128 + 18176},
-    {'d', 'N', 130, 128, 127, "xdgemm", 64 * 60 + 8 * 60 * 480 + 8 * 60 * 128 + 18176},
-    {'d', 'N', 10, 2100, 225, "xdgemm", 64 * 112 + 8 * 112 * 480 + 8 * 112 * 2000 + 18176},
-    {'d', 'N', 4000, 6000, 16, "xdgemm", 64 * 112 + 8 * 112 * 1536 + 8 * 112 * 5000 + 18176},
-    {'d', 'N', 6000, 4000, 17, "xdgemm", 64 * 112 + 8 * 112 * 1024 + 8 * 112 * 4000 + 18176},
-    {'d', 'N', 10, 9990, 33, "xdgemm", 64 * 112 + 8 * 112 * 768 + 8 * 112 * 5000 + 18176},
-    {'d', 'N', 10, 9990, 140, "xdgemm", 64 * 68 + 8 * 68 * 512 + 8 * 68 * 5000 + 18176},
-    {'d', 'N', 10, 9989, 33, "xdgemm", 64 * 112 + 8 * 112 * 480 + 8 * 112 * 2000 + 18176},
+    {'d', 'N', 3, 3, 3, "xdgemm", double_block_without_b(112, 480)},
+    {'d', 'T', 3, 3, 3, "xdgemm", double_block(112, 480, 3)},
+    {'d', 'N', 128, 128, 128, "xdgemm", double_block_without_b(64, 480)},
+    {'d', 'N', 129, 128, 128, "xdgemm", double_block(64, 480, 128)},
+    {'d', 'N', 130, 128, 127, "xdgemm", double_block(60, 480, 128)},
+    {'d', 'N', 10, 2100, 225, "xdgemm", double_block(112, 480, 2000)},
+    {'d', 'N', 4000, 6000, 16, "xdgemm", double_block(112, 1536, 5000)},
+    {'d', 'N', 6000, 4000, 17, "xdgemm", double_block(112, 1024, 4000)},
+    {'d', 'N', 10, 9990, 33, "xdgemm", double_block(112, 768, 5000)},
+    {'d', 'N', 10, 9990, 140, "xdgemm", double_block(68, 512, 5000)},
+    {'d', 'N', 10, 9989, 33, "xdgemm", double_block(112, 480, 2000)},
     {'s', 'N', 7, 8, 8, "", 0},
     {'s', 'N', 8, 8, 7, "", 0},
-    {'s', 'N', 8, 9, 8, "xsgemm", 448 * 9 + 311552},
-    {'s', 'T', 500, 2500, 20, "xsgemm", 448 * 2000 + 311552},
+    {'s', 'N', 8, 9, 8, "xsgemm", 448 * 9 + single_rest},
+    {'s', 'T', 500, 2500, 20, "xsgemm", 448 * 2000 + single_rest},
     {'c', 'N', 3, 8, 8, "", 0},
-    {'c', 'N', 4, 8, 8, "xcgemm", 512 * 8 + 189696},
-    {'c', 'C', 100, 2500, 20, "xcgemm", 512 * 2000 + 189696},
+    {'c', 'N', 4, 8, 8, "xcgemm", 512 * 8 + single_complex_rest},
+    {'c', 'C', 100, 2500, 20, "xcgemm", 512 * 2000 + single_complex_rest},
     {'z', 'N', 4, 7, 8, "", 0},
-    {'z', 'T', 4, 8, 8, "xzgemm", 1024 * 8 + 353536},
-    {'z', 'N', 100, 2500, 20, "xzgemm", 1024 * 2000 + 353536},
+    {'z', 'T', 4, 8, 8, "xzgemm", 1024 * 8 + double_complex_rest},
+    {'z', 'N', 100, 2500, 20, "xzgemm", 1024 * 2000 + double_complex_rest},
 };
 
 template <class T, class Kernel>

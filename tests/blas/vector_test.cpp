@@ -51,7 +51,7 @@ class runner {
 
   // All sizes; every pair of placements at unit increment, two of them at the others; the fills in turn.
   void run_all(const std::vector<std::pair<zor_int, zor_int>>& increments, bool two_vectors) {
-    size_t turn = 0;
+    size_t call = 0;
     for (const zor_int n : sizes()) {
       for (const auto& [incx, incy] : increments) {
         // One element lies where it lies, whatever the increment.
@@ -60,8 +60,8 @@ class runner {
         for (const placement& px : placements) {
           for (const placement& py : placements) {
             if (!two_vectors && &py != placements) continue;
-            if (!unit && two_vectors && ++turn % 16 != 0) continue;
-            run(n, incx, incy, px, py, fills[++turn % 5]);
+            if (!unit && two_vectors && ++call % 16 != 0) continue;
+            run(n, incx, incy, px, py, fills[++call % 5]);
           }
         }
         if (::testing::Test::HasFailure()) return;
@@ -270,6 +270,11 @@ TEST(vector, complex_sums_in_every_rounding_mode) {
   check_rounding<zor_c64>("xzaxpy", axpy_of(zor_c64{0.7, -1.3}, zor_blas_xzaxpy));
 }
 
+enum class addends { uniform, powers_of_two, short_integers, half_spacings, wide_range, zeros_and_integers };
+constexpr addends all_addends[] = {addends::uniform,        addends::powers_of_two,
+                                   addends::short_integers, addends::half_spacings,
+                                   addends::wide_range,     addends::zeros_and_integers};
+
 // The scaled norm where its sum crosses binades, meets ties (halves of the spacing of the sum) and follows
 // the other rounding modes.
 TEST(vector, norm_of_ties_and_binades) {
@@ -278,36 +283,37 @@ TEST(vector, norm_of_ties_and_binades) {
   const zor_int one = 1;
   for (const int mode : rounding_modes) {
     for (const zor_int n : {32, 64, 100, 333, 3000, 20000}) {
-      for (int kind = 0; kind < 6; ++kind) {
+      for (const addends kind : all_addends) {
         std::vector<double> x(static_cast<size_t>(n));
         for (double& v : x) {
           switch (kind) {
-            case 0:
+            case addends::uniform:
               v = random.unit();
               break;
-            case 1:
+            case addends::powers_of_two:
               v = std::ldexp(1.0, -int(random.between(0, 27)));
               break;
-            case 2:
+            case addends::short_integers:
               v = std::ldexp(double(random.between(-7, 7)), -int(random.between(0, 30)));
               break;
-            case 3:
+            case addends::half_spacings:
               v = random.between(0, 9) == 0 ? 1.0 : 0x1p-26;
               break;
-            case 4:
+            case addends::wide_range:
               v = std::ldexp(random.unit(), int(random.between(-600, 0)));
               break;
-            default:
+            case addends::zeros_and_integers:
               v = double(random.between(-3, 3));
               break;
           }
         }
-        if (kind != 5) x[0] = 1;
+        if (kind != addends::zeros_and_integers) x[0] = 1;
         std::fesetround(mode);
         const double expected = ref::nrm2(n, x.data(), one);
         const double actual = zor_blas_dnrm2(&n, x.data(), &one);
         std::fesetround(FE_TONEAREST);
-        EXPECT_TRUE(same_bits(&expected, &actual, 1)) << "n=" << n << " kind " << kind << " mode " << mode;
+        EXPECT_TRUE(same_bits(&expected, &actual, 1))
+            << "n=" << n << " addends " << int(kind) << " mode " << mode;
       }
     }
   }

@@ -29,12 +29,12 @@ struct product {
   zor_int ldc;
 
   static bool upper(char letter, char wanted) { return letter == wanted || letter == wanted + 'a' - 'A'; }
-  bool a_turned() const { return !upper(transa, 'N'); }
-  bool b_turned() const { return !upper(transb, 'N'); }
-  T a_raw(zor_int i, zor_int p) const { return a_turned() ? a[p + i * lda] : a[i + p * lda]; }
+  bool a_transposed() const { return !upper(transa, 'N'); }
+  bool b_transposed() const { return !upper(transb, 'N'); }
+  T a_raw(zor_int i, zor_int p) const { return a_transposed() ? a[p + i * lda] : a[i + p * lda]; }
   T op_a(zor_int i, zor_int p) const { return upper(transa, 'C') ? conj(a_raw(i, p)) : a_raw(i, p); }
   T op_b(zor_int p, zor_int j) const {
-    const T e = b_turned() ? b[j + p * ldb] : b[p + j * ldb];
+    const T e = b_transposed() ? b[j + p * ldb] : b[p + j * ldb];
     return upper(transb, 'C') ? conj_by_zero(e) : e;
   }
   T& at(zor_int i, zor_int j) const { return c[i + j * ldc]; }
@@ -63,7 +63,7 @@ void plain(const product<T>& q, zor_int i0, zor_int i1, zor_int j0, zor_int j1, 
   for (zor_int j = j0; j < j1; ++j)
     for (zor_int i = i0; i < i1; ++i) {
       T& c = q.at(i, j);
-      if (!q.a_turned() || p1 <= p0) {
+      if (!q.a_transposed() || p1 <= p0) {
         c = is(beta, 0) ? T{} : is(beta, 1) ? c : times(beta, c);
         for (zor_int p = p0; p < p1; ++p) c = plus(c, times(q.op_a(i, p), times(q.alpha, q.op_b(p, j))));
         continue;
@@ -71,7 +71,7 @@ void plain(const product<T>& q, zor_int i0, zor_int i1, zor_int j0, zor_int j1, 
       T sum{};
       zor_int start = p0;
       if constexpr (std::is_same_v<T, double>) {
-        if (q.b_turned() && p1 - p0 >= 9) {
+        if (q.b_transposed() && p1 - p0 >= 9) {
           const zor_int pairs = p0 + (p1 - p0) / 4 * 4;
           double lane[4] = {0, 0, 0, 0};
           for (zor_int p = p0; p < pairs; ++p) lane[(p - p0) % 4] += q.op_a(i, p) * q.op_b(p, j);
@@ -135,9 +135,9 @@ void gemm(const product<T>& q, bool memory = true) {
     plain(q, 0, q.m, n, q.n, 0, q.k, q.beta);
   } else {
     for (zor_int j = n; j < q.n; ++j)
-      gemv(q.transa, q.a_turned() ? q.k : q.m, q.a_turned() ? q.m : q.k, q.alpha, q.a, q.lda,
-           q.b_turned() ? q.b + j : q.b + j * q.ldb, q.b_turned() ? q.ldb : 1, q.beta, q.c + j * q.ldc,
-           zor_int(1));
+      gemv(q.transa, q.a_transposed() ? q.k : q.m, q.a_transposed() ? q.m : q.k, q.alpha, q.a, q.lda,
+           q.b_transposed() ? q.b + j : q.b + j * q.ldb, q.b_transposed() ? q.ldb : 1, q.beta,
+           q.c + j * q.ldc, zor_int(1));
   }
 }
 
