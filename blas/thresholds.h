@@ -13,30 +13,28 @@ namespace zor::thresholds {
 
 // ---- Vector kernels.
 
-// Bytes of a vector from which several of them are taken to lie beyond the second-level cache; lines are then
-// asked for ahead of their loads. Measured: rows of 10^6 elements gain up to a third. Loads of 16 bytes are
-// slow enough for the hardware's own prefetch, so the baseline has no such length.
+// Bytes of a vector from which several of them are taken to lie beyond the second-level cache. Their lines
+// are then asked for ahead, long_vector_block bytes at a time, and loads take widest_of_chains bytes. Loads
+// of 16 bytes are slow enough for the hardware's own prefetch, so the baseline has no such length. Measured:
+// scaling 10^6 complex doubles by a real number no longer falls behind a plain loop.
 template <int Width>
 inline constexpr zor_int long_vector_bytes = Width > 16 ? zor_int(1) << 19 : INT64_MAX;
-// Bytes of a long vector for which lines are asked at a time. Measured together with the former.
 inline constexpr int long_vector_block = 256;
 // The widest vector of loops that wait for memory or for one chain of additions. Measured: a dot product of
 // 2000 doubles takes 160 ns with vectors of 32 bytes and 255 ns with vectors of 64.
 inline constexpr int widest_of_chains = 32;
-// Full vectors in an operand from which stores are brought to a boundary of the vector. Measured: vectors as
-// malloc places them, 16 bytes off a line, run without split accesses.
+// Full vectors in an operand from which its stores are brought to a boundary of the vector: one that
+// straddles a line takes two accesses.
 inline constexpr int aligned_store_vectors = 16;
-// Bytes that a search for the largest magnitude takes before it asks whether its answer lies among them: they
-// are read again if so and should still be in the first-level cache.
+// Bytes that a search for the largest magnitude takes before it asks whether its answer lies among them: if
+// so they are read again, from the first-level cache.
 inline constexpr int search_block_bytes = 2048;
 
 // ---- Matrix-vector products.
 
-// Elements of x in one sum of a transposed product with strided vectors. Contract: each such piece adds its
-// own alpha times sum to y.
-inline constexpr zor_int staged_sum = 1000;
-// Elements of the other vector that are staged beside them. Free: both pieces fit the first-level cache.
-inline constexpr zor_int staged_outputs = 128;
+// Elements of the longer and the shorter piece of strided vectors that are staged on the stack. Contract: in
+// a transposed product each longer piece of x adds its own alpha times sum to y.
+inline constexpr zor_int staged_long = 1000, staged_short = 128;
 
 // ---- Matrix products.
 

@@ -111,7 +111,7 @@ template <class T, class Order>
 zor_int search_unit(zor_int n, const T* x) {
   using R = real_t<T>;
   constexpr zor_int least = lanes_of<R> / parts<T>;
-  constexpr zor_int block = 2048 / zor_int(sizeof(T));
+  constexpr zor_int block = thresholds::search_block_bytes / zor_int(sizeof(T));
   current_element<T> current = {magnitude(load_element(x)), 0};
   if (n < least) {
     scan<T, Order>(current, 1, n, x, 1);

@@ -3,6 +3,7 @@
 // on vectors of any length.
 #pragma once
 
+#include "blas/thresholds.h"
 #include "serv/element.h"
 
 namespace zor {
@@ -29,25 +30,19 @@ template <class R, int Widest = width, class Step>
       });
 }
 
-// Bytes of a vector from which two of them are taken to lie beyond the second-level cache. 16-byte loads are
-// slow enough for the hardware's own prefetch.
-inline constexpr zor_int long_bytes = width > 16 ? zor_int(1) << 19 : INT64_MAX;
-// Bytes of a vector that a loop over long operands takes at a time.
-inline constexpr int block_bytes = 256;
-// The widest vector for long operands: from the third-level cache, lines asked for ahead of 32-byte loads
-// were measured to arrive faster than with 64-byte loads.
-inline constexpr int long_width = width < 32 ? width : 32;
+inline constexpr zor_int long_bytes = thresholds::long_vector_bytes<width>;
+inline constexpr int block_bytes = thresholds::long_vector_block;
+inline constexpr int long_width = width < thresholds::widest_of_chains ? width : thresholds::widest_of_chains;
 
 [[gnu::always_inline]] inline void touch_block(const void* p) {
 #pragma GCC unroll 4
   for (int line = 0; line < block_bytes; line += 64) touch(static_cast<const char*>(p) + line);
 }
 
-// The runs that bring `written` from a boundary of 16 bytes to one of a full vector. A full vector that
-// straddles a line takes two accesses.
+// The runs that bring `written` from a boundary of 16 bytes to one of a full vector.
 template <class R, class Step>
 [[gnu::always_inline]] inline zor_int aligning_runs(zor_int n, const R* written, Step& step) {
-  constexpr zor_int worthwhile = 16 * width;
+  constexpr zor_int worthwhile = thresholds::aligned_store_vectors * width;
   zor_int i = 0;
   if constexpr (width > 16) {
     if (n * zor_int(sizeof(R)) < worthwhile || position(written) != 0) return 0;

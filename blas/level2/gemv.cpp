@@ -7,10 +7,14 @@
 //   operands that are not aligned to their real type are not staged and have one sum.
 // A product of complex values is formed from its four real products before it is added.
 #include "blas/level2/matvec.h"
+#include "blas/thresholds.h"
 #include "zor/signatures/blas.h"
 
 namespace zor {
 namespace {
+
+using thresholds::staged_long;
+using thresholds::staged_short;
 
 template <class T>
 void scale(zor_int n, T beta, T* y, zor_int incy) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the matrix-vector kernels share: sums of columns, and the pieces in which strided vectors are staged.
+// What the matrix-vector kernels share: sums of columns.
 #pragma once
 
 #include "serv/element.h"
@@ -20,8 +20,5 @@ void add_columns(zor_int m, const T* s, const T* a, zor_int lda, T* y) {
     }
   });
 }
-
-// Elements of a piece of a strided vector that is copied to unit stride.
-inline constexpr zor_int staged_long = 1000, staged_short = 128;
 
 }  // namespace zor

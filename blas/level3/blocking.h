@@ -4,10 +4,7 @@
 // to callers, the bytes are those that the allocator is asked for.
 #pragma once
 
-#include <cstdint>
-#include <type_traits>
-
-#include "zor/types.h"
+#include "serv/scalar.h"
 
 namespace zor::gemm {
 
@@ -26,12 +23,12 @@ struct limits<float> {
   static constexpr const char* name = "xsgemm";
 };
 template <>
-struct limits<zor_c32> {
+struct limits<c32> {
   static constexpr zor_int least_m = 4, least_nk = 8, rows = 4, columns = 4, kb = 64, mb = 320;
   static constexpr const char* name = "xcgemm";
 };
 template <>
-struct limits<zor_c64> {
+struct limits<c64> {
   static constexpr zor_int least_m = 4, least_nk = 8, rows = 2, columns = 4, kb = 64, mb = 320;
   static constexpr const char* name = "xzgemm";
 };
@@ -57,8 +54,8 @@ template <class T>
 constexpr zor_int scratch_bytes(zor_int kb, zor_int mb, zor_int nb, bool b_in_place) {
   constexpr zor_int page = 4096, before_strip = 2 * page + 512, after_strip = 768;
   constexpr zor_int around_b = std::is_same_v<T, double> ? before_strip : 2 * page;
-  constexpr zor_int parts = std::is_floating_point_v<T> ? 1 : 2, strip_columns = 4, spread_real = 16;
-  const zor_int size = sizeof(T), strip = kb * strip_columns * parts * spread_real;
+  constexpr zor_int strip_columns = 4, spread_real = 16, size = sizeof(T);
+  const zor_int strip = kb * strip_columns * parts<T> * spread_real;
   const zor_int fixed = size * kb * mb + before_strip + strip + after_strip;
   return b_in_place ? fixed : fixed + size * kb * nb + around_b;
 }

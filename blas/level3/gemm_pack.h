@@ -16,7 +16,7 @@ namespace zor::gemm {
 template <class T, int Bytes = width>
 void move_transposed(const T* source, zor_int ld, zor_int count, zor_int depth, T* destination, zor_int step,
                      zor_int q = 0) {
-  // Blocks of an element a vector and more: squares of side units<T, Bytes> turned in registers.
+  // Blocks of an element a vector and more: squares of side units<T, Bytes> transposed in registers.
   constexpr int side = units<T, Bytes>;
   if constexpr (side > 1) {
     using V = vec<real_t<T>, Bytes>;
@@ -84,11 +84,11 @@ void scale_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, 
   }
 }
 
-// One strip of A from rows of `depth` elements at stride ld: squares of a vector's side are turned in
+// One strip of A from rows of `depth` elements at stride ld: squares of a vector's side are transposed in
 // registers and scaled on their way. The last square ends with the depth and may overlap the one before. More
 // rows than the hardware follows are read at once, so the square after the next is asked for.
 template <class T, class V, int Vectors, bool Conj>
-void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, real_t<T>* destination) {
+void transpose_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, real_t<T>* destination) {
   constexpr int n = lanes<V>, side = units<T, sizeof(V)>, step = Vectors * n;
   // Only one vector of doubles may stand for fewer rows.
   const auto row_at = [=](zor_int row) __attribute__((always_inline)) {
@@ -98,10 +98,11 @@ void turn_strip(const T* source, zor_int ld, zor_int depth, int rows, T alpha, r
       return source + row * ld;
   };
   if (depth < side) {
-    T* const turned = reinterpret_cast<T*>(destination);
+    T* const transposed = reinterpret_cast<T*>(destination);
     for (int i = 0; i < step; ++i)
-      for (zor_int p = 0; p < depth; ++p) __builtin_memcpy(turned + p * step + i, row_at(i) + p, sizeof(T));
-    return scale_strip<T, V, Vectors, Conj>(turned, step, depth, step, alpha, destination);
+      for (zor_int p = 0; p < depth; ++p)
+        __builtin_memcpy(transposed + p * step + i, row_at(i) + p, sizeof(T));
+    return scale_strip<T, V, Vectors, Conj>(transposed, step, depth, step, alpha, destination);
   }
   for (zor_int p = 0;;) {
     real_t<T>* to = destination + p * step * parts<T>;
@@ -130,14 +131,14 @@ template <class T>
 using strip_packer = void(const T*, zor_int, zor_int, int, T, real_t<T>*);
 
 // The packers by height, as in tile_kernels.
-template <class T, bool Turned, bool Conj>
+template <class T, bool Transposed, bool Conj>
 struct strip_packers {
   strip_packer<T>* at[strip_heights<T>];
   template <int Height>
   static constexpr strip_packer<T>* pick() {
     using V = height_vector<T, Height>;
     constexpr int count = height_vectors<T, Height>;
-    return Turned ? turn_strip<T, V, count, Conj> : scale_strip<T, V, count, Conj>;
+    return Transposed ? transpose_strip<T, V, count, Conj> : scale_strip<T, V, count, Conj>;
   }
   template <int... Heights>
   constexpr void fill(std::integer_sequence<int, Heights...>) {
@@ -145,8 +146,8 @@ struct strip_packers {
   }
   constexpr strip_packers() : at{} { fill(std::make_integer_sequence<int, strip_heights<T>>{}); }
 };
-template <class T, bool Turned, bool Conj>
-inline constexpr strip_packers<T, Turned, Conj> packers{};
+template <class T, bool Transposed, bool Conj>
+inline constexpr strip_packers<T, Transposed, Conj> packers{};
 
 // Packs alpha op(A), m by depth, from `source` on. For complex types m is a multiple of 16 bytes of reals.
 // Columns of an A that is not transposed are read down the whole block, a few at a time, which keeps them in
