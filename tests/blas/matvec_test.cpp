@@ -20,9 +20,10 @@ zor_int extent(zor_int n, zor_int inc) { return n < 1 ? 0 : (n - 1) * std::abs(i
 
 struct gemv_case {
   char trans;
-  zor_int m, n, pad, incx, incy;
+  zor_int m, n;
   double alpha[2], beta[2];
-  bool at_end;
+  zor_int incx = 1, incy = 1, pad = 0;
+  bool at_end = true;
 };
 
 std::ostream& operator<<(std::ostream& out, const gemv_case& c) {
@@ -70,24 +71,41 @@ void check_gemv_family(const char* name, Kernel kernel) {
     for (zor_int m : {1, 2, 3, 5, 8, 15, 16, 17, 31, 33, 67})
       for (zor_int n : {1, 2, 3, 4, 7, 8, 15, 16, 17, 33, 70})
         check_gemv<T>(name, kernel,
-                      {trans, m, n, (m + n) % 4, 1, 1, {1.25, -0.5}, {0.75, 0.25}, (m & 1) != 0}, keep);
+                      {.trans = trans,
+                       .m = m,
+                       .n = n,
+                       .alpha = {1.25, -0.5},
+                       .beta = {0.75, 0.25},
+                       .pad = (m + n) % 4,
+                       .at_end = m % 2 != 0},
+                      keep);
     struct {
       zor_int m, n;
     } large[] = {{999, 5}, {1001, 130}, {2003, 3}, {4, 1001}, {129, 129}, {127, 2001}};
     for (auto [m, n] : large) {
       for (zor_int incx : {1, 2, -1, -3})
         for (zor_int incy : {1, -1, 2})
-          check_gemv<T>(name, kernel, {trans, m, n, 1, incx, incy, {-0.7, 0.3}, {1, 0}, incx > 0}, keep);
+          check_gemv<T>(name, kernel,
+                        {.trans = trans,
+                         .m = m,
+                         .n = n,
+                         .alpha = {-0.7, 0.3},
+                         .beta = {1, 0},
+                         .incx = incx,
+                         .incy = incy,
+                         .pad = 1,
+                         .at_end = incx > 0},
+                        keep);
     }
     for (zor_int inc : {1, 2})
       for (double alpha : {0.0, 1.0, -1.0, double(NAN), double(INFINITY)})
         for (double alpha_im : {0.0, 0.5})
           for (double beta : {0.0, 1.0, -1.0, double(NAN)})
             for (double beta_im : {0.0, 2.0})
-              check_gemv<T>(name, kernel,
-                            {trans, 19, 21, 0, inc, inc, {alpha, alpha_im}, {beta, beta_im}, true}, keep);
+              check_gemv<T>(name, kernel, {trans, 19, 21, {alpha, alpha_im}, {beta, beta_im}, inc, inc},
+                            keep);
     for (zor_int m : {-1, 0, 3})
-      check_gemv<T>(name, kernel, {trans, m < 0 ? 0 : m, m > 0 ? 0 : 3, 2, 1, 1, {1, 1}, {0, 0}, true}, keep);
+      check_gemv<T>(name, kernel, {trans, m < 0 ? 0 : m, m > 0 ? 0 : 3, {1, 1}, {0, 0}}, keep);
   }
 }
 
@@ -106,7 +124,7 @@ void check_gemv_specials(const char* name, Kernel kernel) {
     for (double special : {double(NAN), double(INFINITY), 0.0, tiny, huge})
       for (zor_int place = 0; place < 37; place += 3)
         for (zor_int inc : {1, 3}) {
-          const gemv_case c{trans, 37, 37, 0, inc, inc, {2, 0}, {1, 0}, true};
+          const gemv_case c{trans, 37, 37, {2, 0}, {1, 0}, inc, inc};
           check_gemv<T>(name, kernel, c, [&](auto& a, auto& x, auto& y) {
             a[size_t(place * 37 + 36 - place)] = scalar<T>(special, 1);
             x[size_t(place * inc)] = scalar<T>(1, special);
@@ -181,8 +199,22 @@ TEST(Gemv, MisalignedOperandsAreNotStaged) {
   EXPECT_TRUE(same_bits(expected.data(), y.data(), y.size()));
 }
 
-template <class T, class Kernel>
-void check_syr(const char* name, Kernel kernel) {
+// Where the elements of a triangle stand in the array of a call.
+struct storage {
+  bool packed, upper;
+  zor_int n, lda;
+  zor_int first_row(zor_int j) const { return upper ? 0 : j; }
+  zor_int end_row(zor_int j) const { return upper ? j + 1 : n; }
+  size_t at(zor_int i, zor_int j) const {
+    if (!packed) return size_t(i + j * lda);
+    return size_t(upper ? i + j * (j + 1) / 2 : i + j * (2 * n - j - 1) / 2);
+  }
+  size_t size() const { return packed ? size_t(n * (n + 1) / 2) : n > 0 ? at(n - 1, n - 1) + 1 : 0; }
+};
+
+// call(uplo, n, alpha, x, incx, a, lda) updates a triangle that is full or packed.
+template <class T, class Call>
+void check_rank_one(const char* name, bool packed, const Call& call) {
   random_bits random(11);
   for (char uplo : {'U', 'u', 'L', 'l'})
     for (zor_int n : {0, 1, 2, 3, 7, 8, 9, 16, 17, 33, 130, 1003})
@@ -191,26 +223,37 @@ void check_syr(const char* name, Kernel kernel) {
           if (n > 200 && alpha != -0.37) continue;
           SCOPED_TRACE(::testing::Message()
                        << name << " " << uplo << " n=" << n << " incx=" << incx << " " << alpha);
-          const zor_int lda = n + 3;
-          guarded<T> a(size_t(n > 0 ? (n - 1) * lda + n : 0), incx > 0), x(size_t(extent(n, incx)), incx > 0),
-              expected(a.size());
+          const storage stored{packed, uplo == 'U' || uplo == 'u', n, n + 3};
+          guarded<T> a(stored.size(), incx > 0), x(size_t(extent(n, incx)), incx > 0);
           fill(a, random), fill_nan(x);
           for (zor_int i = 0; i < n; ++i) x[size_t(i * std::abs(incx))] = T(random.unit());
           if (n > 2) x[size_t(std::abs(incx))] = 0;
           if (n > 8) x[size_t(5 * std::abs(incx))] = T(std::is_same_v<T, float> ? 1e-45 : 5e-324);
           if (n > 16) x[size_t(7 * std::abs(incx))] = T(INFINITY);
-          std::copy(a.begin(), a.end(), expected.begin());
+          // The reference updates a full square; nothing but the triangle comes back from it.
+          std::vector<T> expected(a.begin(), a.end()), square(size_t(n * n));
+          const auto for_triangle = [&](const auto& body) {
+            for (zor_int j = 0; j < n; ++j)
+              for (zor_int i = stored.first_row(j); i < stored.end_row(j); ++i)
+                body(square[size_t(i + j * n)], expected[stored.at(i, j)]);
+          };
+          for_triangle([](T& in_square, T& in_storage) { in_square = in_storage; });
           const T s = T(alpha);
           const int expected_flags =
-              flags_of([&] { zor_ref::syr(uplo, n, s, x.data(), incx, expected.data(), lda); });
-          const int flags = flags_of([&] { kernel(&uplo, &n, &s, x.data(), &incx, a.data(), &lda); });
+              flags_of([&] { zor_ref::syr(uplo, n, s, x.data(), incx, square.data(), n); });
+          for_triangle([](T& in_square, T& in_storage) { in_storage = in_square; });
+          const int flags = flags_of([&] { call(&uplo, &n, &s, x.data(), &incx, a.data(), &stored.lda); });
           EXPECT_TRUE(same_bits(expected.data(), a.data(), a.size()));
           EXPECT_EQ(expected_flags, flags);
         }
 }
 
-TEST(Syr, BitsAndFlagsOfThePlainLoops) {
-#define ROW_XSYR(name, T) check_syr<T>(#name, name);
+TEST(RankOne, BitsAndFlagsOfThePlainLoops) {
+#define ROW_XSYR(name, T) check_rank_one<T>(#name, false, name);
+#define ROW_SPR(name, T)                                                                                    \
+  check_rank_one<T>(#name, true,                                                                            \
+                    [](const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, \
+                       T* ap, const zor_int*) { name(uplo, n, alpha, x, incx, ap); });
 #include "zor/tables/blas_matvec.inc"
 }
 

@@ -43,18 +43,19 @@ void products(recorder& out, zor::gemv_fn<T>* fn) {
   for (const char trans : {'N', 'T', 'C'}) product(out, fn, trans, divided, 1, 1, ++turn, content::ordinary);
 }
 
-template <class T>
-void updates(recorder& out, zor::syr_fn<T>* fn) {
+// call(uplo, n, alpha, x, incx, a, lda) updates a triangle; without a pad the array may be a packed one.
+template <class T, class Call>
+void updates(recorder& out, zor_int most_pad, const Call& call) {
   uint64_t turn = 0;
   for (const zor_int n : {1, 2, 3, 4, 7, 9, 16, 35, 611})
     for (const char uplo : {'U', 'L'})
       for (const zor_int inc : {1, -1, 2, -3}) {
         numbers source(++turn);
-        const zor_int lda = n + zor_int(turn % 2);
+        const zor_int lda = n + zor_int(turn) % (most_pad + 1);
         block<T> a(size_t(lda * n), turn % 3, source);
         block<T> x(extent(n, inc), turn % 2, source, n % 2 == 0 ? content::special : content::ordinary);
         const T alpha = T(-0.7);
-        fn(&uplo, &n, &alpha, x.data(), &inc, a.data(), &lda);
+        call(&uplo, &n, &alpha, x.data(), &inc, a.data(), &lda);
         a.record(out);
       }
 }
@@ -65,13 +66,18 @@ void run_matvec(recorder& out) {
 #define ROW_XGEMV(name, T) \
   if (out.begin(#name)) products<T>(out, name);
 #define ROW_XSYR(name, T) \
-  if (out.begin(#name)) updates<T>(out, name);
+  if (out.begin(#name)) updates<T>(out, 1, name);
+#define ROW_SPR(name, T)                                                                               \
+  if (out.begin(#name))                                                                                \
+    updates<T>(out, 0,                                                                                 \
+               [](const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, \
+                  T* ap, const zor_int*) { name(uplo, n, alpha, x, incx, ap); });
 #include "zor/tables/blas_matvec.inc"
 
 #define ROW_GEMV(name, T) \
   if (out.begin(#name)) products<T>(out, name);
 #define ROW_SYR(name, T) \
-  if (out.begin(#name)) updates<T>(out, name);
+  if (out.begin(#name)) updates<T>(out, 1, name);
 #include "zor/tables/core_blas.inc"
 }
 
