@@ -8,22 +8,17 @@
 #include <cstring>
 
 #include "core/threads.h"
+#include "dft/thresholds.h"
+#include "serv/scratch.h"
 #include "zor/dft.h"
 #include "zor/serv.h"
 
 namespace zor_core {
 namespace {
 
-constexpr zor_int max_rank = 7;
+using zor::dft::most_bytes, zor::dft::most_dimensions, zor::dft::most_user_threads, zor::dft::work_boundary;
 
 bool valid(zor_fft d) { return d != nullptr && d->magic == ZOR_DFT_MAGIC; }
-
-// Bytes that a process can address: data never spread further.
-constexpr zor_int most_bytes = zor_int(1) << 47;
-
-// Callers that a limit of ZOR_DFT_NUMBER_OF_USER_THREADS may allow: each costs memory from commit on, and
-// Linux gives a process no more threads by itself.
-constexpr zor_int most_user_threads = 65536;
 
 // True when complex doubles of these lengths, each with the padding of a packed spectrum, can be addressed.
 bool size_fits(zor_int rank, const zor_int* lengths) {
@@ -116,14 +111,6 @@ bool consistent(const ZorDftDescriptor* d) {
   return is_consistent(d, input_layout) && (!output_counts || is_consistent(d, output_layout));
 }
 
-using commit_fn = int32_t (*)(ZorDftDescriptor**);
-// By rank (one first), precision (double first), domain (complex first).
-constexpr commit_fn commits[2][2][2] = {
-    {{zor_dft_commit_descriptor_d_c2c_1d_omp, zor_dft_commit_descriptor_d_r2c_1d_omp},
-     {zor_dft_commit_descriptor_s_c2c_1d_omp, zor_dft_commit_descriptor_s_r2c_1d_omp}},
-    {{zor_dft_commit_descriptor_d_c2c_md_omp, zor_dft_commit_descriptor_d_r2c_md_omp},
-     {zor_dft_commit_descriptor_s_c2c_md_omp, zor_dft_commit_descriptor_s_r2c_md_omp}}};
-
 void get_strides(const ZorDftDescriptor* d, zor_int offset, zor_int ZorDftDescriptor::*stride, zor_int* out) {
   out[0] = offset;
   for (zor_int k = 0; k < d->rank; ++k) out[d->rank - k] = d[k].*stride;
@@ -214,19 +201,14 @@ void copy_head(const ZorDftDescriptor* d, ZorDftDescriptor* copy) {
 // While another caller computes in the descriptor's work buffer: the same on a copy of the head, with work
 // from the pool for as many threads as may help here.
 int32_t call_with_own_work(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, const pointers& p) {
-  constexpr uintptr_t alignment = 256;
   ZorDftDescriptor own;
   copy_head(d, &own);
   own.thread_limit = std::max(1, std::min(d->thread_limit, usable_threads()));
-  const uint64_t bytes = uint64_t(d->max_work_size) * uint64_t(own.thread_limit);
-  void* const block = zor_serv_allocate(bytes + alignment, int32_t(alignment));
-  if (block == nullptr) return ZOR_DFT_MEMORY_ERROR;
-  // The pool may be switched off, and then aligns nothing.
-  const uintptr_t address = reinterpret_cast<uintptr_t>(block);
-  own.work_buffer = reinterpret_cast<void*>((address + alignment - 1) / alignment * alignment);
-  const int32_t status = call(&own, direction, p);
-  zor_serv_deallocate(block);
-  return status;
+  // With room to align: the pool may be switched off, and then aligns nothing.
+  const zor::scratch<char> work(d->max_work_size * own.thread_limit + work_boundary, work_boundary);
+  if (work.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
+  own.work_buffer = zor::align_up<char>(work.data, work_boundary);
+  return call(&own, direction, p);
 }
 
 // Any number of callers at once, unless the descriptor limits them itself.
@@ -306,7 +288,7 @@ int32_t zor_fft_create(zor_fft* fft, int32_t precision, int32_t domain, zor_int 
   if (fft == nullptr) return ZOR_DFT_BAD_VALUE;
   *fft = nullptr;
   if ((precision != ZOR_DFT_SINGLE && precision != ZOR_DFT_DOUBLE) ||
-      (domain != ZOR_DFT_COMPLEX && domain != ZOR_DFT_REAL) || rank < 1 || rank > max_rank ||
+      (domain != ZOR_DFT_COMPLEX && domain != ZOR_DFT_REAL) || rank < 1 || rank > most_dimensions ||
       lengths == nullptr)
     return ZOR_DFT_BAD_ARGUMENT;
   for (zor_int i = 0; i < rank; ++i)
@@ -353,7 +335,7 @@ int32_t zor_fft_get(zor_fft d, int32_t parameter, void* value) {
 int32_t zor_fft_commit(zor_fft d) {
   if (!valid(d)) return ZOR_DFT_BAD_DESCRIPTOR;
   if (!consistent(d)) return ZOR_DFT_BAD_VALUE;
-  return commits[d->rank > 1][d->precision == ZOR_DFT_SINGLE][d->forward_domain == ZOR_DFT_REAL](&d);
+  return zor_dft_commit(&d);
 }
 
 int32_t zor_fft_forward(zor_fft d, void* data, ...) {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <type_traits>
 
+#include "dft/thresholds.h"
 #include "zor/serv.h"
 #include "zor/signatures/dft.h"
 
@@ -21,48 +22,94 @@ enum placement : int { in, out };
 template <class R>
 using complex_of = std::conditional_t<std::is_same_v<R, double>, zor_c64, zor_c32>;
 
-using driver = int32_t(descriptor*, void*, zor_int, void*);
-using driver_out = int32_t(descriptor*, const void*, void*, zor_int, void*);
-
-// The kernel library's routines by real type.
+// The kernels of a record's dimensions, by direction.
 template <class R>
-struct kern;
-// c and r are the letters of complex and real data, rc and cr those of real to complex and back; the
-// work-share names of transforms with complex spectra double the first of these.
-#define KERN(R, c, r, rc, cr, rrc, ccr)                                                                    \
-  template <>                                                                                              \
-  struct kern<R> {                                                                                         \
-    using D = descriptor;                                                                                  \
-    static constexpr zor_dft_kernel D::*complex_kernel[2] = {&D::kernel_##c##_fwd, &D::kernel_##c##_bwd};  \
-    static constexpr zor_dft_kernel D::*real_kernel[2] = {&D::kernel_##r##_fwd, &D::kernel_##r##_bwd};     \
-    static constexpr driver* complex_in[2] = {zor_dft_x##c##forward, zor_dft_x##c##backward};              \
-    static constexpr driver_out* complex_out[2] = {zor_dft_x##c##forward_out, zor_dft_x##c##backward_out}; \
-    static constexpr driver* packed_in[2] = {zor_dft_x##r##forward, zor_dft_x##r##backward};               \
-    static constexpr driver_out* packed_out[2] = {zor_dft_x##r##forward_out, zor_dft_x##r##backward_out};  \
-    static constexpr driver* mixed_in[2] = {zor_dft_x##rc##forward, zor_dft_x##cr##backward};              \
-    static constexpr driver_out* mixed_out[2] = {zor_dft_x##rc##forward_out, zor_dft_x##cr##backward_out}; \
-    static constexpr auto rows = zor_dft_##c##2_c_dft;                                                     \
-    static constexpr auto rows_out = zor_dft_##c##2_c_out_dft;                                             \
-    static constexpr auto columns = zor_dft_##c##2_r_dft;                                                  \
-    static constexpr auto columns_out = zor_dft_##ccr##2_r_out_dft;                                        \
-    static constexpr auto rows_to_complex = zor_dft_##rrc##2_c_out_dft;                                    \
-    static constexpr auto rows_to_real = zor_dft_##ccr##2_c_dft;                                           \
-    static constexpr decltype(&zor_dft_dz2_c_dft) packed_rows[2] = {zor_dft_##rc##2_c_dft,                 \
-                                                                    zor_dft_##cr##2_c_dft};                \
-    static constexpr decltype(&zor_dft_dz2_c_dft) packed_columns[2] = {zor_dft_##rc##2_r_dft,              \
-                                                                       zor_dft_##cr##2_r_out_dft};         \
-    static constexpr auto planes = zor_dft_##c##2_nd_par;                                                  \
-    static constexpr auto planes_out = zor_dft_##c##2_nd_out_par;                                          \
-    static constexpr auto along = zor_dft_##c##1_nd_par;                                                   \
-    static constexpr auto along_out = zor_dft_##c##1_nd_out_par;                                           \
-    static constexpr decltype(&zor_dft_ddz2_nd_out_par) mixed_planes[2] = {zor_dft_##rrc##2_nd_out_par,    \
-                                                                           zor_dft_##ccr##2_nd_out_par};   \
-    static constexpr decltype(&zor_dft_ddz1_nd_out_par) mixed_along[2] = {zor_dft_##rrc##1_nd_out_par,     \
-                                                                          zor_dft_##ccr##1_nd_out_par};    \
-  };
-KERN(double, z, d, dz, zd, ddz, zzd)
-KERN(float, c, s, sc, cs, ssc, ccs)
-#undef KERN
+struct record_fields;
+template <>
+struct record_fields<double> {
+  static constexpr zor_dft_kernel descriptor::*complex_kernel[] = {&descriptor::kernel_z_fwd,
+                                                                   &descriptor::kernel_z_bwd};
+  static constexpr zor_dft_kernel descriptor::*real_kernel[] = {&descriptor::kernel_d_fwd,
+                                                                &descriptor::kernel_d_bwd};
+};
+template <>
+struct record_fields<float> {
+  static constexpr zor_dft_kernel descriptor::*complex_kernel[] = {&descriptor::kernel_c_fwd,
+                                                                   &descriptor::kernel_c_bwd};
+  static constexpr zor_dft_kernel descriptor::*real_kernel[] = {&descriptor::kernel_s_fwd,
+                                                                &descriptor::kernel_s_bwd};
+};
+
+// The kernel library's routines by the types and directions of its tables, whose rows fill these in.
+template <class R, direction Dir>
+constexpr auto complex_batch = nullptr;
+template <class R, direction Dir>
+constexpr auto complex_batch_out = nullptr;
+template <class R, direction Dir>
+constexpr auto packed_batch = nullptr;
+template <class R, direction Dir>
+constexpr auto packed_batch_out = nullptr;
+template <class R, direction Dir>
+constexpr auto mixed_batch = nullptr;
+template <class R, direction Dir>
+constexpr auto mixed_batch_out = nullptr;
+template <class R>
+constexpr auto share_rows = nullptr;
+template <class R>
+constexpr auto share_columns = nullptr;
+template <class R>
+constexpr auto share_real_rows = nullptr;
+template <class R>
+constexpr auto share_planes = nullptr;
+template <class R>
+constexpr auto share_planes_out = nullptr;
+template <class R>
+constexpr auto share_along = nullptr;
+template <class R>
+constexpr auto share_along_out = nullptr;
+template <class In, class Out>
+constexpr auto share_rows_out = nullptr;
+template <class In, class Out>
+constexpr auto share_columns_out = nullptr;
+template <class R, direction Dir>
+constexpr auto share_packed_rows = nullptr;
+template <class R, direction Dir>
+constexpr auto share_packed_columns = nullptr;
+template <class R, direction Dir>
+constexpr auto share_mixed_planes = nullptr;
+template <class R, direction Dir>
+constexpr auto share_mixed_along = nullptr;
+
+#define ROUTINE(routine, name, ...) \
+  template <>                       \
+  constexpr auto routine<__VA_ARGS__> = name;
+#define ROW_COMPLEX(...) ROUTINE(complex_batch, __VA_ARGS__)
+#define ROW_COMPLEX_OUT(...) ROUTINE(complex_batch_out, __VA_ARGS__)
+#define ROW_PACKED(...) ROUTINE(packed_batch, __VA_ARGS__)
+#define ROW_PACKED_OUT(...) ROUTINE(packed_batch_out, __VA_ARGS__)
+#define ROW_MIXED(...) ROUTINE(mixed_batch, __VA_ARGS__)
+#define ROW_MIXED_OUT(...) ROUTINE(mixed_batch_out, __VA_ARGS__)
+#include "zor/tables/dft_drive.inc"
+
+#define ROW_ROWS(...) ROUTINE(share_rows, __VA_ARGS__)
+#define ROW_COLUMNS(...) ROUTINE(share_columns, __VA_ARGS__)
+#define ROW_ROWS_OUT(...) ROUTINE(share_rows_out, __VA_ARGS__)
+#define ROW_COLUMNS_OUT(...) ROUTINE(share_columns_out, __VA_ARGS__)
+#define ROW_REAL_ROWS(...) ROUTINE(share_real_rows, __VA_ARGS__)
+#define ROW_PACKED_ROWS(...) ROUTINE(share_packed_rows, __VA_ARGS__)
+#define ROW_PACKED_COLUMNS(...) ROUTINE(share_packed_columns, __VA_ARGS__)
+#define ROW_PACKED_COLUMNS_OUT(...)
+#define ROW_PLANES(...) ROUTINE(share_planes, __VA_ARGS__)
+#define ROW_PLANES_OUT(...) ROUTINE(share_planes_out, __VA_ARGS__)
+#define ROW_ALONG(...) ROUTINE(share_along, __VA_ARGS__)
+#define ROW_ALONG_OUT(...) ROUTINE(share_along_out, __VA_ARGS__)
+#define ROW_MIXED_PLANES(...) ROUTINE(share_mixed_planes, __VA_ARGS__)
+#define ROW_MIXED_ALONG(...) ROUTINE(share_mixed_along, __VA_ARGS__)
+#include "zor/tables/dft_nd.inc"
+#undef ROUTINE
+
+// Columns are divided at whole tiles.
+constexpr zor_int columns_grain = zor::dft::columns_of_a_thread;
 
 // Work is handed out as one slice a share, so no more shares run than commit made slices for.
 int32_t threads_of(const descriptor* d) { return std::max(1, std::min(d->thread_limit, usable_threads())); }
@@ -71,16 +118,14 @@ void* work_of(const descriptor* d, zor_int share) {
   return d->work_buffer == nullptr ? nullptr : static_cast<char*>(d->work_buffer) + share * d->max_work_size;
 }
 
-// Below this many elements a thread costs more than it does; the shares then run one after the other.
-constexpr zor_int least_for_threads = 8192;
-
 // Divides `count` units into shares, cut at multiples of `grain`: body(first, count, work) returns a status.
 template <class Body>
 int32_t divide(const descriptor* d, zor_int count, zor_int grain, const Body& body) {
   const zor_int grains = (count + grain - 1) / grain;
   const zor_int shares = std::min<zor_int>(threads_of(d), grains);
   std::atomic<int32_t> failure{0};
-  const bool small = double(d->total_size) * double(d->number_of_transforms) < double(least_for_threads);
+  const bool small =
+      double(d->total_size) * double(d->number_of_transforms) < double(zor::dft::least_elements_for_threads);
   for_each_piece(small ? 1 : int32_t(shares), shares, [&](zor_int share) {
     const zor_int first = grains * share / shares * grain;
     const zor_int last = std::min(count, grains * (share + 1) / shares * grain);
@@ -89,9 +134,6 @@ int32_t divide(const descriptor* d, zor_int count, zor_int grain, const Body& bo
   });
   return failure.load(std::memory_order_relaxed);
 }
-
-// The columns that a tile takes together.
-constexpr zor_int tile = 8;
 
 // divide for the units of `planes` planes of `each`: body(plane, first, count, work), within one plane.
 template <class Body>
@@ -118,26 +160,25 @@ sides sides_of(const descriptor* d, bool in_strides_only) {
 
 template <class R, direction Dir, placement Place>
 int32_t complex_transform(descriptor* d, const complex_of<R>* x, complex_of<R>* y) {
-  using K = kern<R>;
   descriptor* columns = d->next_dim;
   if (d->rank == 2) {
     const sides s = sides_of(d, Place == in);
     const auto rows = [&](zor_int first, zor_int count, void* work) {
       int32_t status = 0;
-      const zor_dft_kernel kernel = d->*K::complex_kernel[Dir];
+      const zor_dft_kernel kernel = d->*record_fields<R>::complex_kernel[Dir];
       if constexpr (Place == in)
-        K::rows(y + first * s.os1, s.os0, s.os1, count, kernel, d, &status, work);
+        share_rows<R>(y + first * s.os1, s.os0, s.os1, count, kernel, d, &status, work);
       else
-        K::rows_out(x + first * s.is1, y + first * s.os1, s.is0, s.is1, s.os0, s.os1, count, kernel, d,
-                    &status, work);
+        share_rows_out<complex_of<R>, complex_of<R>>(x + first * s.is1, y + first * s.os1, s.is0, s.is1,
+                                                     s.os0, s.os1, count, kernel, d, &status, work);
       return status;
     };
     const int32_t status = divide(d, columns->length, 1, rows);
     if (status != ZOR_DFT_OK) return status;
-    return divide(d, d->length, tile, [&](zor_int first, zor_int count, void* work) {
+    return divide(d, d->length, columns_grain, [&](zor_int first, zor_int count, void* work) {
       int32_t column_status = 0;
-      K::columns(y + first * s.os0, s.os0, s.os1, count, columns->*K::complex_kernel[Dir], columns,
-                 &column_status, work);
+      share_columns<R>(y + first * s.os0, s.os0, s.os1, count,
+                       columns->*record_fields<R>::complex_kernel[Dir], columns, &column_status, work);
       return column_status;
     });
   }
@@ -145,33 +186,35 @@ int32_t complex_transform(descriptor* d, const complex_of<R>* x, complex_of<R>* 
   int32_t result = divide(d, planes, 1, [&](zor_int first, zor_int count, void* work) {
     int32_t status = 0;
     if constexpr (Place == in)
-      K::planes(y, first, count, Dir, d, &status, work);
+      share_planes<R>(y, first, count, Dir, d, &status, work);
     else
-      K::planes_out(x, y, first, count, Dir, d, &status, work);
+      share_planes_out<R>(x, y, first, count, Dir, d, &status, work);
     return status;
   });
   for (descriptor* r = columns->next_dim; r != nullptr && result == ZOR_DFT_OK; r = r->next_dim)
-    result = divide(d, d->total_size / r->length, tile, [&](zor_int first, zor_int count, void* work) {
-      int32_t status = 0;
-      (Place == in ? K::along : K::along_out)(y, r->dim_index, first, count, Dir, d, &status, work);
-      return status;
-    });
+    result =
+        divide(d, d->total_size / r->length, columns_grain, [&](zor_int first, zor_int count, void* work) {
+          int32_t status = 0;
+          (Place == in ? share_along<R> : share_along_out<R>)(y, r->dim_index, first, count, Dir, d, &status,
+                                                              work);
+          return status;
+        });
   return result;
 }
 
 template <class R, direction Dir, placement Place>
 int32_t run_complex(descriptor* d, void* input, void* output) {
-  using K = kern<R>;
   using C = complex_of<R>;
   const C* x = static_cast<const C*>(input);
   C* y = Place == in ? static_cast<C*>(input) : static_cast<C*>(output);
   const zor_int count = d->number_of_transforms, id = d->input_distance;
   const zor_int od = Place == in ? id : d->output_distance;
   if (d->rank == 1 || count >= threads_of(d))
-    return divide(d, count, id == 1 || od == 1 ? tile : 1, [&](zor_int first, zor_int share, void* work) {
-      if constexpr (Place == in) return K::complex_in[Dir](d, y + first * id, share, work);
-      return K::complex_out[Dir](d, x + first * id, y + first * od, share, work);
-    });
+    return divide(d, count, id == 1 || od == 1 ? columns_grain : 1,
+                  [&](zor_int first, zor_int share, void* work) {
+                    if constexpr (Place == in) return complex_batch<R, Dir>(d, y + first * id, share, work);
+                    return complex_batch_out<R, Dir>(d, x + first * id, y + first * od, share, work);
+                  });
   int32_t status = ZOR_DFT_OK;
   for (zor_int i = 0; i < count && status == ZOR_DFT_OK; ++i)
     status = complex_transform<R, Dir, Place>(d, x + i * id, y + i * od);
@@ -181,22 +224,21 @@ int32_t run_complex(descriptor* d, void* input, void* output) {
 // Rows before columns going forward, columns before rows going back.
 template <class R, direction Dir, placement Place>
 int32_t packed_transform(descriptor* d, const R* x, R* y) {
-  using K = kern<R>;
   const sides s = sides_of(d, Place == in);
   descriptor* columns = d->next_dim;
   const auto rows = [&](const R* from, zor_int is0, zor_int is1) {
     return divide(d, columns->length, 1, [&](zor_int first, zor_int count, void* work) {
       int32_t status = 0;
-      K::packed_rows[Dir](from, y, is0, is1, s.os0, s.os1, first, count, d->*K::real_kernel[Dir], d, &status,
-                          work);
+      share_packed_rows<R, Dir>(from, y, is0, is1, s.os0, s.os1, first, count,
+                                d->*record_fields<R>::real_kernel[Dir], d, &status, work);
       return status;
     });
   };
   const auto along = [&](const R* from, zor_int is0, zor_int is1) {
-    return divide(d, d->length / 2 + 1, tile, [&](zor_int first, zor_int count, void* work) {
+    return divide(d, d->length / 2 + 1, columns_grain, [&](zor_int first, zor_int count, void* work) {
       int32_t status = 0;
-      K::packed_columns[Dir](from, y, is0, is1, s.os0, s.os1, first, count, columns->*K::complex_kernel[Dir],
-                             d, &status, work);
+      share_packed_columns<R, Dir>(from, y, is0, is1, s.os0, s.os1, first, count,
+                                   columns->*record_fields<R>::complex_kernel[Dir], d, &status, work);
       return status;
     });
   };
@@ -208,16 +250,16 @@ int32_t packed_transform(descriptor* d, const R* x, R* y) {
 
 template <class R, direction Dir, placement Place>
 int32_t run_packed(descriptor* d, void* input, void* output) {
-  using K = kern<R>;
   const R* x = static_cast<const R*>(input);
   R* y = static_cast<R*>(Place == in ? input : output);
   const zor_int count = d->number_of_transforms, id = d->input_distance;
   const zor_int od = Place == in ? id : d->output_distance;
   if (d->rank != 2 || count >= threads_of(d))
-    return divide(d, count, id == 1 || od == 1 ? tile : 1, [&](zor_int first, zor_int share, void* work) {
-      if constexpr (Place == in) return K::packed_in[Dir](d, y + first * id, share, work);
-      return K::packed_out[Dir](d, x + first * id, y + first * od, share, work);
-    });
+    return divide(d, count, id == 1 || od == 1 ? columns_grain : 1,
+                  [&](zor_int first, zor_int share, void* work) {
+                    if constexpr (Place == in) return packed_batch<R, Dir>(d, y + first * id, share, work);
+                    return packed_batch_out<R, Dir>(d, x + first * id, y + first * od, share, work);
+                  });
   int32_t status = ZOR_DFT_OK;
   for (zor_int i = 0; i < count && status == ZOR_DFT_OK; ++i)
     status = packed_transform<R, Dir, Place>(d, x + i * id, y + i * od);
@@ -237,41 +279,41 @@ struct half_box {
 
 template <class R>
 int32_t mixed_forward(descriptor* d, const R* x, complex_of<R>* y) {
-  using K = kern<R>;
   const sides s = sides_of(d, false);
   descriptor* columns = d->next_dim;
   if (d->rank == 2) {
     const int32_t status = divide(d, columns->length, 1, [&](zor_int first, zor_int count, void* work) {
       int32_t row_status = 0;
-      K::rows_to_complex(x + first * s.is1, y + first * s.os1, s.is0, s.is1, s.os0, s.os1, count,
-                         d->*K::real_kernel[forward], d, &row_status, work);
+      share_rows_out<R, complex_of<R>>(x + first * s.is1, y + first * s.os1, s.is0, s.is1, s.os0, s.os1,
+                                       count, d->*record_fields<R>::real_kernel[forward], d, &row_status,
+                                       work);
       return row_status;
     });
     if (status != ZOR_DFT_OK) return status;
-    return divide(d, d->half_length, tile, [&](zor_int first, zor_int count, void* work) {
+    return divide(d, d->half_length, columns_grain, [&](zor_int first, zor_int count, void* work) {
       int32_t column_status = 0;
-      K::columns(y + first * s.os0, s.os0, s.os1, count, columns->*K::complex_kernel[forward], columns,
-                 &column_status, work);
+      share_columns<R>(y + first * s.os0, s.os0, s.os1, count,
+                       columns->*record_fields<R>::complex_kernel[forward], columns, &column_status, work);
       return column_status;
     });
   }
   descriptor* outer = columns->next_dim;
   const int32_t status = divide(d, outer->length, 1, [&](zor_int first, zor_int count, void* work) {
     int32_t plane_status = 0;
-    K::mixed_planes[forward](const_cast<R*>(x), y, first, count, d, &plane_status, work);
+    share_mixed_planes<R, forward>(const_cast<R*>(x), y, first, count, d, &plane_status, work);
     return plane_status;
   });
   if (status != ZOR_DFT_OK) return status;
-  return divide(d, d->half_length * columns->length, tile, [&](zor_int first, zor_int count, void* work) {
-    int32_t line_status = 0;
-    K::mixed_along[forward](y, y, 2, first, count, d, &line_status, work);
-    return line_status;
-  });
+  return divide(d, d->half_length * columns->length, columns_grain,
+                [&](zor_int first, zor_int count, void* work) {
+                  int32_t line_status = 0;
+                  share_mixed_along<R, forward>(y, y, 2, first, count, d, &line_status, work);
+                  return line_status;
+                });
 }
 
 template <class R>
 int32_t mixed_backward(descriptor* d, const complex_of<R>* x, R* y) {
-  using K = kern<R>;
   using C = complex_of<R>;
   const sides s = sides_of(d, false);
   descriptor* columns = d->next_dim;
@@ -279,30 +321,31 @@ int32_t mixed_backward(descriptor* d, const complex_of<R>* x, R* y) {
   if (box.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   if (d->rank == 2) {
     const zor_int row = d->half_length;
-    const int32_t status = divide(d, row, tile, [&](zor_int first, zor_int count, void* work) {
+    const int32_t status = divide(d, row, columns_grain, [&](zor_int first, zor_int count, void* work) {
       int32_t column_status = 0;
-      K::columns_out(x + first * s.is0, box.data + first, s.is0, s.is1, 1, row, count,
-                     columns->*K::complex_kernel[backward], columns, &column_status, work);
+      share_columns_out<complex_of<R>, complex_of<R>>(
+          x + first * s.is0, box.data + first, s.is0, s.is1, 1, row, count,
+          columns->*record_fields<R>::complex_kernel[backward], columns, &column_status, work);
       return column_status;
     });
     if (status != ZOR_DFT_OK) return status;
     return divide(d, columns->length, 1, [&](zor_int first, zor_int count, void* work) {
       int32_t row_status = 0;
-      K::rows_to_real(box.data + first * row, y + first * s.os1, 1, row, s.os0, s.os1, count,
-                      d->*K::real_kernel[backward], d, &row_status, work);
+      share_real_rows<R>(box.data + first * row, y + first * s.os1, 1, row, s.os0, s.os1, count,
+                         d->*record_fields<R>::real_kernel[backward], d, &row_status, work);
       return row_status;
     });
   }
-  const int32_t status =
-      divide(d, d->half_length * columns->length, tile, [&](zor_int first, zor_int count, void* work) {
+  const int32_t status = divide(
+      d, d->half_length * columns->length, columns_grain, [&](zor_int first, zor_int count, void* work) {
         int32_t line_status = 0;
-        K::mixed_along[backward](x, box.data, 2, first, count, d, &line_status, work);
+        share_mixed_along<R, backward>(x, box.data, 2, first, count, d, &line_status, work);
         return line_status;
       });
   if (status != ZOR_DFT_OK) return status;
   return divide(d, columns->next_dim->length, 1, [&](zor_int first, zor_int count, void* work) {
     int32_t plane_status = 0;
-    K::mixed_planes[backward](box.data, y, first, count, d, &plane_status, work);
+    share_mixed_planes<R, backward>(box.data, y, first, count, d, &plane_status, work);
     return plane_status;
   });
 }
@@ -311,31 +354,30 @@ int32_t mixed_backward(descriptor* d, const complex_of<R>* x, R* y) {
 // number of threads, nothing is set aside for them either.
 template <class R>
 int32_t mixed_backward_in_place(descriptor* d, complex_of<R>* x) {
-  using K = kern<R>;
   const sides s = sides_of(d, false);
   descriptor *columns = d->next_dim, *outer = columns->next_dim;
   const zor_int planes = outer == nullptr ? 1 : outer->length;
   const zor_int in_plane = outer == nullptr ? 0 : outer->input_stride;
   const auto along = [&](descriptor* r, zor_int sets, zor_int set_stride) {
-    return divide_planes(d, sets, d->half_length, tile,
-                         [&](zor_int set, zor_int first, zor_int count, void* work) {
-                           int32_t status = 0;
-                           K::columns(x + set * set_stride + first * s.is0, s.is0, r->input_stride, count,
-                                      r->*K::complex_kernel[backward], r, &status, work);
-                           return status;
-                         });
+    return divide_planes(
+        d, sets, d->half_length, columns_grain, [&](zor_int set, zor_int first, zor_int count, void* work) {
+          int32_t status = 0;
+          share_columns<R>(x + set * set_stride + first * s.is0, s.is0, r->input_stride, count,
+                           r->*record_fields<R>::complex_kernel[backward], r, &status, work);
+          return status;
+        });
   };
   int32_t status = planes > 1 ? along(outer, columns->length, s.is1) : ZOR_DFT_OK;
   if (status == ZOR_DFT_OK && columns->length > 1) status = along(columns, planes, in_plane);
   if (status != ZOR_DFT_OK) return status;
-  return divide_planes(d, planes, columns->length, 1,
-                       [&](zor_int plane, zor_int first, zor_int count, void* work) {
-                         int32_t row_status = 0;
-                         complex_of<R>* row = x + plane * in_plane + first * s.is1;
-                         K::rows_to_real(row, row, s.is0, s.is1, s.os0, s.os1, count,
-                                         d->*K::real_kernel[backward], d, &row_status, work);
-                         return row_status;
-                       });
+  return divide_planes(
+      d, planes, columns->length, 1, [&](zor_int plane, zor_int first, zor_int count, void* work) {
+        int32_t row_status = 0;
+        complex_of<R>* row = x + plane * in_plane + first * s.is1;
+        share_real_rows<R>(row, row, s.is0, s.is1, s.os0, s.os1, count,
+                           d->*record_fields<R>::real_kernel[backward], d, &row_status, work);
+        return row_status;
+      });
 }
 
 // Threads may share a transform in place when no row's result lies over another row's input.
@@ -357,22 +399,24 @@ bool lines_coincide(const descriptor* d, direction dir) {
 
 template <class R, direction Dir, placement Place>
 int32_t run_mixed(descriptor* d, void* input, void* output) {
-  using K = kern<R>;
   using In = std::conditional_t<Dir == forward, R, complex_of<R>>;
   using Out = std::conditional_t<Dir == forward, complex_of<R>, R>;
   const In* x = static_cast<const In*>(input);
   const zor_int count = d->number_of_transforms, id = d->input_distance, od = d->output_distance;
   if constexpr (Place == in) {
     const bool one_to_one = rows_coincide(d, Dir) && (count == 1 || lines_coincide(d, Dir));
-    if (!one_to_one || (count == 1 && d->rank == 1)) return K::mixed_in[Dir](d, input, count, work_of(d, 0));
+    if (!one_to_one || (count == 1 && d->rank == 1))
+      return mixed_batch<R, Dir>(d, input, count, work_of(d, 0));
     if (d->rank == 1)
       return divide(d, count, 1, [&](zor_int first, zor_int share, void* work) {
-        return K::mixed_in[Dir](d, static_cast<In*>(input) + first * id, share, work);
+        return mixed_batch<R, Dir>(d, static_cast<In*>(input) + first * id, share, work);
       });
   } else if (d->rank == 1 || count >= threads_of(d)) {
-    return divide(d, count, id == 1 || od == 1 ? tile : 1, [&](zor_int first, zor_int share, void* work) {
-      return K::mixed_out[Dir](d, x + first * id, static_cast<Out*>(output) + first * od, share, work);
-    });
+    return divide(d, count, id == 1 || od == 1 ? columns_grain : 1,
+                  [&](zor_int first, zor_int share, void* work) {
+                    return mixed_batch_out<R, Dir>(d, x + first * id, static_cast<Out*>(output) + first * od,
+                                                   share, work);
+                  });
   }
   Out* y = static_cast<Out*>(Place == in ? input : output);
   int32_t status = ZOR_DFT_OK;
@@ -401,7 +445,7 @@ int32_t commit_with_threads(ZorDftDescriptor** handle, int32_t (*apply)(ZorDftDe
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_OMP(name, apply, commit) \
+#define ROW_OMP(name, precision, domain, several, apply, commit) \
   extern "C" SIG_DFT_OMP(name) { return zor_core::commit_with_threads(handle, apply, commit); }
 #define ROW_PAR(name, kind, R, direction, place)                                      \
   extern "C" SIG_DFT_PAR(name) {                                                      \

@@ -4,6 +4,8 @@
 #include <math.h>
 
 #include "dft/descriptor/fields.h"
+#include "dft/line.h"
+#include "dft/thresholds.h"
 #include "serv/control.h"
 #include "zor/signatures/dft_kern.h"
 
@@ -92,13 +94,9 @@ double test_scalar(const descriptor* d) {
   return test_rows<R>(scalar_rows<R>, d);
 }
 
-// Small plan: a plan that carries one of the usual scale pairs and whose work fits the stack.
-constexpr zor_int small_plan_longest = 4096;
-constexpr int32_t small_plan_work = 2048;
-constexpr int32_t small_plan_stack = 2080;
-
+// Small plan: a line that carries one of four scale pairs itself and whose work fits the stack.
 struct small_plan {
-  plan* p;
+  line_transform line;
   zor_int length;
   int32_t flag;
   int32_t stale;
@@ -129,37 +127,30 @@ double test_small_plan(const descriptor* d) {
   return fits && scale_flag_of<R>(d) != 0 ? 1.0 : 0.0;
 }
 
-template <class R>
-constexpr const engine& complex_engine = engines[std::is_same_v<R, double> ? flavour_z : flavour_c];
-
-template <class R, direction Dir, bool Out>
+template <direction Dir, bool Out>
 int32_t run_small_plan(descriptor* d, void* p0, void* p1, void*, void*) {
   alignas(16) char work[small_plan_stack];
-  const auto run = Dir == forward ? complex_engine<R>.forward : complex_engine<R>.backward;
-  return status_of(run(p0, Out ? p1 : p0, static_cast<small_plan*>(d->breakdown_data)->p, work));
+  return status_of(run_line(static_cast<small_plan*>(d->breakdown_data)->line, Dir, p0, Out ? p1 : p0, work));
 }
 
-template <class R>
 void release_small_plan(descriptor* d) {
   auto* own = static_cast<small_plan*>(d->breakdown_data);
   if (own == nullptr) return;
-  if (own->p != nullptr) complex_engine<R>.release(own->p);
+  free_line(&own->line);
   zor_serv_zor_free(own);
   d->breakdown_data = nullptr;
 }
 
-// The plan of the block, built anew when length or flag have changed. True when it can be run.
+// The line of the block, built anew when length or flag have changed. True when it can be run.
 template <class R>
 bool build_small_plan(small_plan* own, zor_int length, int32_t flag) {
-  if (own->p != nullptr && own->length == length && own->flag == flag && own->stale == 0) return true;
-  if (own->p != nullptr) complex_engine<R>.release(own->p);
-  own->p = nullptr;
-  if (complex_engine<R>.build(&own->p, int32_t(length), flag, 0) != engine_done) return false;
+  if (own->line.p != nullptr && own->length == length && own->flag == flag && own->stale == 0) return true;
+  free_line(&own->line);
+  if (commit_line<R>(&own->line, line_kind::complex, int32_t(length), flag) != engine_done) return false;
   own->length = length;
   own->flag = flag;
   own->stale = 0;
-  int32_t bytes = 0;
-  return complex_engine<R>.work_size(own->p, &bytes) == engine_done && bytes <= small_plan_work;
+  return work_of_line(own->line) <= small_plan_work;
 }
 
 template <class R>
@@ -173,7 +164,7 @@ template <class R>
 constexpr ZorDftBreakdown breakdowns[3] = {
     {test_packed<R>, apply_packed<R>, nullptr, nullptr},
     {test_scalar<R>, apply_scalar<R>, nullptr, nullptr},
-    {test_small_plan<R>, apply_small_plan<R>, release_small_plan<R>, nullptr}};
+    {test_small_plan<R>, apply_small_plan<R>, release_small_plan, nullptr}};
 
 template <class R>
 int32_t apply_packed(descriptor* d) {
@@ -200,8 +191,8 @@ int32_t apply_small_plan(descriptor* d) {
     return ZOR_DFT_BREAKDOWN_FAILED;
   }
   const bool out = !in_place(d);
-  d->compute_forward = out ? run_small_plan<R, forward, true> : run_small_plan<R, forward, false>;
-  d->compute_backward = out ? run_small_plan<R, backward, true> : run_small_plan<R, backward, false>;
+  d->compute_forward = out ? run_small_plan<forward, true> : run_small_plan<forward, false>;
+  d->compute_backward = out ? run_small_plan<backward, true> : run_small_plan<backward, false>;
   d->nio_args = zor_dft_determine_nioargs(d);
   d->commit_status = ZOR_DFT_COMMITTED;
   return ZOR_DFT_OK;

@@ -8,6 +8,7 @@
 #include "dft/nd/via2d.h"
 #include "dft/run/entries.h"
 #include "dft/run/kernels.h"
+#include "dft/thresholds.h"
 #include "serv/control.h"
 #include "serv/imports.h"
 #include "zor/signatures/dft_kern.h"
@@ -15,76 +16,35 @@
 namespace zor::dft {
 namespace {
 
-// Longest line a kernel takes with no plan, by rank and dimension. One dimension of each rank has a limit of
-// its own; `alone` holds when neither user threads nor compute threads share the descriptor.
-struct fixed_limit {
-  zor_int special_dimension;
-  struct {
-    zor_int special, other;
-  } alone, shared;
-};
-constexpr fixed_limit strided_limits[3] = {
-    {0, {1024, 1024}, {128, 128}}, {0, {512, 256}, {64, 64}}, {1, {256, 512}, {64, 32}}};
-constexpr fixed_limit out_of_place_limits[3] = {
-    {0, {1024, 1024}, {128, 128}}, {0, {256, 256}, {128, 128}}, {1, {64, 32}, {64, 32}}};
-
-// What differs between the precisions.
-template <class R>
-struct precision_rules;
-template <>
-struct precision_rules<double> {
-  static constexpr zor_int longest = 33554431, longest_power = 134217727;
-  static constexpr zor_int direct_unit_real = 4096;
-  static constexpr zor_int fixed_real_1d = 64, fixed_real_nd = 64;
-  static constexpr zor_int fixed_complex = 1024;  // the longest there is, in any table
-};
-template <>
-struct precision_rules<float> {
-  static constexpr zor_int longest = 67108863, longest_power = 268435455;
-  static constexpr zor_int direct_unit_real = 8192;
-  static constexpr zor_int fixed_real_1d = 64, fixed_real_nd = 32;
-  static constexpr zor_int fixed_complex = 4;
-};
-
 template <class R>
 bool too_long(zor_int n) {
-  using rules = precision_rules<R>;
-  return n > (is_power_of_two(n) ? rules::longest_power : rules::longest);
+  using limits = precision_limits<R>;
+  return n > (is_power_of_two(n) ? limits::longest_power_of_two : limits::longest);
 }
 
 template <class R>
 zor_int fixed_kernel_limit(const descriptor* head, const descriptor* r) {
-  if constexpr (std::is_same_v<R, float>) return precision_rules<R>::fixed_complex;
+  if constexpr (std::is_same_v<R, float>) return precision_limits<R>::fixed_complex;
   const bool alone = head->thread_limit < 2 && head->user_threads < 2;
   const zor_int rank_class = head->rank > 2 ? 2 : head->rank - 1;
   const fixed_limit& row =
-      (in_place(head) || !unit_strides(head) ? strided_limits : out_of_place_limits)[rank_class];
+      (in_place(head) || !unit_strides(head) ? fixed_in_place_or_strided : fixed_out_of_place)[rank_class];
   const auto& limits = alone ? row.alone : row.shared;
   return r->dim_index == row.special_dimension ? limits.special : limits.other;
 }
 
-// Small problems of rank 2 and up use a fixed number of threads on some processors.
-struct processor_threads {
-  int32_t kind;
-  zor_int below;
-  double wanted;
-};
-constexpr processor_threads small_problem_threads[] = {{3, 8192, 4.0}, {2, 32000, 2.0}};
-constexpr zor_int small_problem_least = 343;
-
-// Threads worth using: grows with the square root of n log n bytes, a thread for each 313600 of them to start
-// with.
+// Threads worth using, which grow with the square root of n log n bytes.
 double wanted_threads(const descriptor* d) {
   if (d->rank >= 2 && d->total_size >= small_problem_least) {
     const int32_t kind = core::zor_serv_cpu_detect();
-    for (const processor_threads& p : small_problem_threads)
-      if (p.kind == kind && d->total_size < p.below) return p.wanted;
+    for (const small_problem_threads& p : small_problems)
+      if (p.processor_kind == kind && d->total_size < p.below) return p.wanted;
   }
   const double size = double(d->total_size) * double(d->number_of_transforms) * (in_place(d) ? 1.0 : 2.0) *
                       (d->forward_domain == ZOR_DFT_COMPLEX ? 2.0 : 1.0) * (is_double(d) ? 8.0 : 4.0);
   if (!(size >= 1.0)) return 0.0;
   const double factor = d->rank >= 2 ? double(d->rank) : d->private_data != nullptr ? 2.0 : 1.0;
-  return double(zor_int(sqrt(size * log(size) / 313600.0) + 0.5)) * factor;
+  return double(zor_int(sqrt(size * log(size) / bytes_of_a_thread) + 0.5)) * factor;
 }
 
 void lower_thread_limit(descriptor* d, double wanted, double least) {
@@ -108,7 +68,7 @@ bool is_whole_unit(const descriptor* d) {
   const bool complex_output =
       d->packed_format == ZOR_DFT_FORMAT_HALF_COMPLEX || d->conjugate_even_storage == ZOR_DFT_COMPLEX_COMPLEX;
   if (complex_output && (d->input_offset != 0 || d->output_offset != 0)) return false;
-  return d->packed_format != ZOR_DFT_FORMAT_PADDED || d->length <= precision_rules<R>::direct_unit_real;
+  return d->packed_format != ZOR_DFT_FORMAT_PADDED || d->length <= precision_limits<R>::unit_padded_real;
 }
 
 template <class R>
@@ -119,7 +79,7 @@ void install_two_d(descriptor* d) {
   d->*F::complex_2d = complex_2d_routine<R>();
   d->*F::real_2d[forward] = real_2d_routine<R>(forward, complex_storage);
   d->*F::real_2d[backward] = real_2d_routine<R>(backward, complex_storage);
-  if (is_split(d) || d->number_of_transforms != 1 || d->total_size >= 2048) return;
+  if (is_split(d) || d->number_of_transforms != 1 || d->total_size >= direct_plane_below) return;
   d->two_d_direct = !(real && complex_storage && in_place(d));
 }
 
@@ -184,7 +144,7 @@ int32_t plan_general_complex(descriptor* r, line_plan kind) {
 template <class R>
 bool runs_as_two_d(const descriptor* head, const descriptor* r) {
   return head->ordering == ZOR_DFT_ORDERED && !is_split(head) && unit_strides(head) && head->rank == 1 &&
-         too_long<R>(r->length) && r->log2_length >= 16;
+         too_long<R>(r->length) && r->log2_length >= two_dimensions_least_log2;
 }
 
 template <class R>
@@ -210,9 +170,9 @@ int32_t plan_complex_dimension(descriptor* head, descriptor* r) {
 
 template <class R>
 bool takes_fixed_real(const descriptor* head, zor_int n) {
-  using rules = precision_rules<R>;
+  using limits = precision_limits<R>;
   return is_power_of_two(n) && n >= 2 && unit_strides(head) &&
-         n <= (head->rank == 1 ? rules::fixed_real_1d : rules::fixed_real_nd);
+         n <= (head->rank == 1 ? limits::fixed_real_1d : limits::fixed_real_nd);
 }
 
 // Dimension 0 of a real transform, and the two real columns of a packed spectrum along dimension 1.
@@ -261,13 +221,14 @@ int32_t plan_dimensions(descriptor* head) {
 
 int32_t allocate_work(descriptor* d) {
   if (d->max_work_size == 0) return ZOR_DFT_OK;
-  d->max_work_size = (d->max_work_size + 255) / 256 * 256;
+  d->max_work_size = (d->max_work_size + work_boundary - 1) / work_boundary * work_boundary;
   const int32_t slices = d->user_threads >= 2 ? d->user_threads : d->thread_limit;
-  d->work_buffer = zor_serv_zor_malloc(uint64_t(d->max_work_size) * uint64_t(slices), 256);
+  d->work_buffer = zor_serv_zor_malloc(uint64_t(d->max_work_size) * uint64_t(slices), work_boundary);
   return d->work_buffer == nullptr ? ZOR_DFT_MEMORY_ERROR : ZOR_DFT_OK;
 }
 
-// Runs before planning: everything an earlier commit built goes, but for the blocks that outlive a recommit.
+// Before planning: releases everything that an earlier commit built, but for the blocks that outlive a
+// recommit.
 void clear_for_commit(descriptor* d) {
   uncommit(d);
   release_breakdown(d);

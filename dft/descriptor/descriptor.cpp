@@ -6,13 +6,11 @@
 #include <cstring>
 
 #include "dft/engine/plan/plan.h"
+#include "dft/thresholds.h"
 #include "serv/imports.h"
 
 namespace zor::dft {
 namespace {
-
-constexpr zor_int max_real_rank = 3;
-constexpr zor_int max_front_end_rank = 7;
 
 zor_int floor_log2(zor_int n) {
   zor_int log = 0;
@@ -63,7 +61,7 @@ void fill_records(descriptor* head, int32_t precision, int32_t domain, zor_int r
   link_records(head);
 }
 
-// Not along the chain, which a failed commit leaves cut.
+// All records of a descriptor. Their chain does not do, since a failed commit leaves it cut.
 template <class Set>
 void for_each_record(descriptor* head, Set set) {
   for (zor_int i = 0; i < head->rank; ++i) set(head + i);
@@ -102,25 +100,46 @@ int32_t set_strides(descriptor* d, const zor_int* strides, zor_int descriptor::*
 }
 
 // An enumerated setting: where it is stored, the values taken, and those that are refused as not implemented.
+// Lists end with a zero or where they are full.
 struct enumerated {
   int32_t parameter;
   int32_t descriptor::*field;
-  int32_t taken_first, taken_last;
-  int32_t also_taken;
-  int32_t refused_first, refused_last;
+  int32_t taken[4], refused[2];
 };
+constexpr int32_t forward_scrambled = 50;  // an ordering without a name in the interface
 constexpr enumerated enumerated_settings[] = {
-    {ZOR_DFT_COMPLEX_STORAGE, &descriptor::complex_storage, 39, 39, 42, 40, 41},
-    {ZOR_DFT_REAL_STORAGE, &descriptor::real_storage, 42, 42, 42, 41, 41},
-    {ZOR_DFT_CONJUGATE_EVEN_STORAGE, &descriptor::conjugate_even_storage, 39, 40, 40, 41, 42},
-    {ZOR_DFT_PLACEMENT, &descriptor::placement, 43, 44, 44, 0, -1},
-    {ZOR_DFT_ORDERING, &descriptor::ordering, 48, 49, 49, 50, 50},
-    {ZOR_DFT_PACKED_FORMAT, &descriptor::packed_format, 54, 57, 57, 0, -1},
+    {ZOR_DFT_COMPLEX_STORAGE,
+     &descriptor::complex_storage,
+     {ZOR_DFT_COMPLEX_COMPLEX, ZOR_DFT_REAL_REAL},
+     {ZOR_DFT_COMPLEX_REAL, ZOR_DFT_REAL_COMPLEX}},
+    {ZOR_DFT_REAL_STORAGE, &descriptor::real_storage, {ZOR_DFT_REAL_REAL}, {ZOR_DFT_REAL_COMPLEX}},
+    {ZOR_DFT_CONJUGATE_EVEN_STORAGE,
+     &descriptor::conjugate_even_storage,
+     {ZOR_DFT_COMPLEX_COMPLEX, ZOR_DFT_COMPLEX_REAL},
+     {ZOR_DFT_REAL_COMPLEX, ZOR_DFT_REAL_REAL}},
+    {ZOR_DFT_PLACEMENT, &descriptor::placement, {ZOR_DFT_INPLACE, ZOR_DFT_NOT_INPLACE}, {}},
+    {ZOR_DFT_ORDERING,
+     &descriptor::ordering,
+     {ZOR_DFT_ORDERED, ZOR_DFT_BACKWARD_SCRAMBLED},
+     {forward_scrambled}},
+    {ZOR_DFT_PACKED_FORMAT,
+     &descriptor::packed_format,
+     {ZOR_DFT_FORMAT_PADDED, ZOR_DFT_FORMAT_TAIL, ZOR_DFT_FORMAT_SECOND, ZOR_DFT_FORMAT_HALF_COMPLEX},
+     {}},
 };
+// Parameters that the interface numbers and does not implement.
+constexpr int32_t parameters_without_effect[] = {6, 16, 17, 24, 25};
+
+template <int N>
+bool is_listed(const int32_t (&list)[N], int32_t value) {
+  for (int32_t listed : list)
+    if (listed != 0 && listed == value) return true;
+  return false;
+}
 
 int32_t set_enumerated(descriptor* d, const enumerated& e, int32_t value) {
-  if (value >= e.refused_first && value <= e.refused_last) return ZOR_DFT_NOT_IMPLEMENTED;
-  if ((value < e.taken_first || value > e.taken_last) && value != e.also_taken) return ZOR_DFT_BAD_VALUE;
+  if (is_listed(e.refused, value)) return ZOR_DFT_NOT_IMPLEMENTED;
+  if (!is_listed(e.taken, value)) return ZOR_DFT_BAD_VALUE;
   if (value == ZOR_DFT_BACKWARD_SCRAMBLED && d->forward_domain == ZOR_DFT_REAL)
     return ZOR_DFT_NOT_IMPLEMENTED;
   for_each_record(d, [&](descriptor* r) { r->*e.field = value; });
@@ -178,46 +197,47 @@ int32_t set_value(descriptor* d, int32_t parameter, va_list args) {
     case ZOR_DFT_OUTPUT_STRIDES:
       return set_strides(d, va_arg(args, const zor_int*), &descriptor::output_offset,
                          &descriptor::output_stride);
-    case 6:
-    case 16:
-    case 17:
-    case 24:
-    case 25:
-      return ZOR_DFT_NOT_IMPLEMENTED;
     default:
-      return ZOR_DFT_BAD_VALUE;
+      return is_listed(parameters_without_effect, parameter) ? ZOR_DFT_NOT_IMPLEMENTED : ZOR_DFT_BAD_VALUE;
   }
 }
 
-// Commit of the threaded layer, one slot a kind, resolved on first use.
-constexpr const char* omp_commit_names[] = {
-    "zor_dft_commit_descriptor_d_c2c_1d_omp", "zor_dft_commit_descriptor_d_r2c_1d_omp",
-    "zor_dft_commit_descriptor_s_c2c_1d_omp", "zor_dft_commit_descriptor_s_r2c_1d_omp",
-    "zor_dft_commit_descriptor_d_c2c_md_omp", "zor_dft_commit_descriptor_d_r2c_md_omp",
-    "zor_dft_commit_descriptor_s_c2c_md_omp", "zor_dft_commit_descriptor_s_r2c_md_omp"};
-
-template <int Kind>
+// Commits of the threaded layer: one row a kind of transform, its routine looked up by name on the first
+// call.
+template <class Tag>
 int32_t commit_through_threaded_layer(descriptor** handle) {
   static std::atomic<void*> slot{nullptr};
   void* f = slot.load(std::memory_order_acquire);
   if (f == nullptr) {
-    f = core::zor_serv_load_thread_fun(omp_commit_names[Kind]);
+    f = core::zor_serv_load_thread_fun(Tag::name);
     slot.store(f, std::memory_order_release);
   }
   return reinterpret_cast<zor_dft_commit_fn>(f)(handle);
 }
-constexpr zor_dft_commit_fn omp_commits[] = {
-    commit_through_threaded_layer<0>, commit_through_threaded_layer<1>, commit_through_threaded_layer<2>,
-    commit_through_threaded_layer<3>, commit_through_threaded_layer<4>, commit_through_threaded_layer<5>,
-    commit_through_threaded_layer<6>, commit_through_threaded_layer<7>};
+
+struct threaded_commit {
+  int32_t precision, domain;
+  bool several_dimensions;
+  zor_dft_commit_fn commit;
+};
+#define ROW_OMP(routine, ...)                     \
+  struct tag_##routine {                          \
+    static constexpr const char* name = #routine; \
+  };
+#include "zor/tables/core_dft.inc"
+#define ROW_OMP(routine, precision, domain, several, apply, commit) \
+  {precision, domain, several, commit_through_threaded_layer<tag_##routine>},
+constexpr threaded_commit threaded_commits[] = {
+#include "zor/tables/core_dft.inc"
+};
 
 int32_t create_front_end(descriptor** handle, int32_t precision, int32_t domain, zor_int rank,
                          const zor_int* lengths) {
   const int32_t status = zor_dft_create_descriptor_md(handle, precision, domain, rank, lengths);
   if (status != ZOR_DFT_OK) return status;
-  const int kind =
-      (rank > 1 ? 4 : 0) + (precision == ZOR_DFT_SINGLE ? 2 : 0) + (domain == ZOR_DFT_REAL ? 1 : 0);
-  (*handle)->commit_fn = omp_commits[kind];
+  for (const threaded_commit& row : threaded_commits)
+    if (row.precision == precision && row.domain == domain && row.several_dimensions == (rank > 1))
+      (*handle)->commit_fn = row.commit;
   return ZOR_DFT_OK;
 }
 
@@ -234,9 +254,9 @@ int32_t create_1d(descriptor** handle, double precision, int32_t wanted, int32_t
 int32_t create_nd(descriptor** handle, int32_t precision, int32_t domain, zor_int rank,
                   const zor_int* lengths) {
   if (handle == nullptr) return ZOR_DFT_BAD_VALUE;
-  if (rank < 1 || rank > max_front_end_rank || !domain_known(domain) || lengths == nullptr)
+  if (rank < 1 || rank > most_dimensions || !domain_known(domain) || lengths == nullptr)
     return ZOR_DFT_BAD_ARGUMENT;
-  zor_int first_to_last[max_front_end_rank];
+  zor_int first_to_last[most_dimensions];
   for (zor_int i = 0; i < rank; ++i) {
     if (lengths[i] < 1) return ZOR_DFT_BAD_ARGUMENT;
     first_to_last[rank - 1 - i] = lengths[i];
@@ -301,7 +321,7 @@ int32_t zor_dft_create_descriptor_md(descriptor** handle, int32_t precision, int
                                      const zor_int* lengths) {
   auto* head = static_cast<descriptor*>(zor_serv_zor_calloc(uint64_t(rank), sizeof(descriptor), 16));
   if (head == nullptr) return ZOR_DFT_MEMORY_ERROR;
-  if (domain == ZOR_DFT_REAL && rank > max_real_rank) {
+  if (domain == ZOR_DFT_REAL && rank > most_real_dimensions) {
     zor_serv_zor_free(head);
     return ZOR_DFT_NOT_IMPLEMENTED;
   }

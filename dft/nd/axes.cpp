@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The geometry of lines: which axes a run of neighbouring lines covers, and where each run begins.
 #include "dft/nd/axes.h"
 
 namespace zor::dft {

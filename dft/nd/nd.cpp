@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Planes and boxes: complex ones, real ones with complex spectra, and planes with packed spectra.
 #include "dft/nd/nd.h"
 
 #include "dft/run/kernels.h"
@@ -18,7 +19,8 @@ int32_t complex_along(complex_of<R>* data, const axes& a, int first_axis, int en
   return ZOR_DFT_OK;
 }
 
-// Columns of contiguous complex pairs of reals: column c of row j starts at x + j * s1 + 2 * c * s0.
+// Complex columns of a packed plane: value j of column c is the pair of reals at x + j * s1 + 2 * c * s0 and
+// s0 behind.
 template <class R>
 void gather_pairs(const R* x, zor_int s0, zor_int s1, zor_int rows, int columns, char* tile, zor_int pitch) {
   for (zor_int j = 0; j < rows; ++j)
@@ -43,7 +45,7 @@ template <class R>
 int32_t pair_columns(plane<const R> in, plane<R> out, const line_kernel& kernel, zor_int rows,
                      zor_int count) {
   const zor_int pitch = rows * zor_int(sizeof(complex_of<R>)) + 64;
-  scratch tile(pitch * 8);
+  const line_scratch tile(pitch * 8);
   if (tile.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   for (zor_int c = 0; c < count; c += 8) {
     const int columns = int(count - c < 8 ? count - c : 8);
@@ -59,7 +61,7 @@ int32_t pair_columns(plane<const R> in, plane<R> out, const line_kernel& kernel,
   return ZOR_DFT_OK;
 }
 
-// Where a packed row keeps the frequency n/2 of an even length, and its first complex column.
+// Where a packed row keeps the frequency n/2 of an even length, and where its complex values begin.
 struct packed_positions {
   zor_int last_real, first_pair;
 };
@@ -69,7 +71,8 @@ packed_positions positions_of(int32_t format, zor_int n) {
   return {1, 2};
 }
 
-// A padded line of n reals' spectrum, turned into the second format where it stands: where that starts.
+// The padded spectrum of a line of n reals becomes one in the second format where it stands. Returns where
+// that begins.
 template <class R>
 const R* padded_to_second(R* line, zor_int n) {
   line[1] = n % 2 == 0 ? line[n] : line[0];
@@ -85,15 +88,15 @@ int32_t real_column(const R* in, zor_int is, R* out, zor_int os, descriptor* rec
     return ZOR_DFT_OK;
   }
   const zor_int pitch = (spectrum + 8) / 8 * 8;
-  scratch lines(2 * pitch * zor_int(sizeof(R)));
+  const line_scratch lines(2 * pitch * zor_int(sizeof(R)));
   if (lines.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   R* x = reinterpret_cast<R*>(lines.data);
   R* y = x + pitch;
   const R* from = x;
-  gather(in, is, Dir == forward ? n : spectrum, x);
+  gather_line(in, is, Dir == forward ? n : spectrum, x);
   if (Dir == backward && backward_reads_second(record)) from = padded_to_second(x, n);
   const int32_t status = (record->*fields<R>::real_kernel[Dir])(from, y, record, work);
-  scatter(y, Dir == forward ? spectrum : n, out, os);
+  scatter_line(y, Dir == forward ? spectrum : n, out, os);
   return status;
 }
 
@@ -130,7 +133,8 @@ bool same_data(const A* a, const B* b) {
   return static_cast<const void*>(a) == static_cast<const void*>(b);
 }
 
-// Rows of reals and rows of complex values start at the same places, so a row can be transformed in place.
+// True when rows of reals and rows of complex values begin at the same places, so that a row can run in
+// place.
 bool rows_coincide(const axes& real, const axes& half) {
   if (real.of[0].stride != 1 || half.of[0].stride != 1) return false;
   for (int i = 1; i < real.rank; ++i)
@@ -161,7 +165,7 @@ int32_t real_to_complex(const R* in, const axes& ia, complex_of<R>* out, const a
   using C = complex_of<R>;
   const bool buffered = same_data(in, out) && !rows_coincide(ia, oa);
   const axes inner = buffered ? packed_axes(oa) : oa;
-  scratch box(buffered ? total_of(oa) * zor_int(sizeof(C)) : 0);
+  const line_scratch box(buffered ? total_of(oa) * zor_int(sizeof(C)) : 0);
   if (buffered && box.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   C* target = buffered ? reinterpret_cast<C*>(box.data) : out;
   int32_t status = mixed_planes_forward<R>(in, ia, target, inner, 0, planes_of(ia), work);
@@ -176,7 +180,7 @@ int32_t real_rows(complex_of<R>* rows, zor_int distance, R* out, zor_int os0, zo
   const zor_int n = kernel.record->length;
   const bool second = backward_reads_second(kernel.record);
   const bool through_line = os0 != 1;
-  scratch line(through_line ? (n + 2) * zor_int(sizeof(R)) : 0);
+  const line_scratch line(through_line ? (n + 2) * zor_int(sizeof(R)) : 0);
   if (through_line && line.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   for (zor_int i = 0; i < count; ++i) {
     R* spectrum = reinterpret_cast<R*>(rows + i * distance);
@@ -184,7 +188,7 @@ int32_t real_rows(complex_of<R>* rows, zor_int distance, R* out, zor_int os0, zo
     R* contiguous = through_line ? reinterpret_cast<R*>(line.data) : y;
     const R* from = second ? padded_to_second(spectrum, n) : spectrum;
     const int32_t status = kernel.run(from, contiguous, kernel.record, kernel.work);
-    if (through_line) scatter(contiguous, n, y, os0);
+    if (through_line) scatter_line(contiguous, n, y, os0);
     if (status != ZOR_DFT_OK) return status;
   }
   return ZOR_DFT_OK;
@@ -220,7 +224,7 @@ int32_t complex_to_real(const complex_of<R>* in, const axes& ia, R* out, const a
     return lines_along<C, R>(data, ia, out, oa, 0, 0, lines_of(oa, 0), work, tile_four);
   }
   const axes inner = packed_axes(ia);
-  scratch memory(total_of(ia) * zor_int(sizeof(C)));
+  const line_scratch memory(total_of(ia) * zor_int(sizeof(C)));
   if (memory.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   C* box = reinterpret_cast<C*>(memory.data);
   if (ia.rank == 2) {

@@ -137,6 +137,7 @@ using namespace zor::dft;
   }
 #define ROW_PACKED_ROWS(name, R, dir) ROW_PACKED_SHARE(name, packed_rows, R, dir)
 #define ROW_PACKED_COLUMNS(name, R, dir) ROW_PACKED_SHARE(name, packed_columns, R, dir)
+#define ROW_PACKED_COLUMNS_OUT ROW_PACKED_COLUMNS
 
 #define ROW_PLANES(name, R)                                                                     \
   extern "C" SIG_DFT_PLANES(name) {                                                             \

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// A very long line as a rows of b columns: the split of the length, the twiddles, and the two passes.
 #include "dft/nd/via2d.h"
 
 #include <math.h>
@@ -12,12 +13,6 @@ namespace zor::dft {
 namespace {
 
 using via2d = zor_dft_1d_via_2d;
-
-// Columns of a tile, and rows written out together: runs of four elements are a cache line of doubles.
-constexpr int bundle = 4;
-
-// Roots of unity are exact to half a unit up to this length; its data would take 16 TiB.
-constexpr zor_int longest_split = zor_int(1) << 40;
 
 zor_int ceil_sqrt(zor_int n) {
   zor_int r = zor_int(sqrtf(float(n)));
@@ -64,8 +59,8 @@ void split_length(zor_int n, zor_int log2_length, via2d* v) {
 
 // Rows a page multiple apart would share cache sets.
 zor_int pitch_of(zor_int elements, zor_int element_bytes) {
-  const zor_int pitch = (elements * element_bytes + 63) / 64 * 64;
-  return pitch % 4096 == 0 ? pitch + 64 : pitch;
+  const zor_int pitch = (elements * element_bytes + cache_line - 1) / cache_line * cache_line;
+  return pitch % page == 0 ? pitch + cache_line : pitch;
 }
 
 template <class R>
@@ -110,11 +105,6 @@ int32_t fill_twiddles(zor_int n, zor_int log2_length, via2d* v) {
   return ZOR_DFT_OK;
 }
 
-template <class C>
-C multiply(C x, C y) {
-  return {x.re * y.re - x.im * y.im, x.re * y.im + x.im * y.re};
-}
-
 // exp(-2 pi i k/n) from the two tables; they are joined only when neither factor is 1.
 template <class C>
 C twiddle(const via2d* v, zor_int k) {
@@ -122,7 +112,7 @@ C twiddle(const via2d* v, zor_int k) {
   const zor_int low = k & (v->twiddle_count - 1), high = k / v->twiddle_count;
   if (high == 0) return w[low];
   if (low == 0) return w[v->twiddle_count + high];
-  return multiply(w[low], w[v->twiddle_count + high]);
+  return zor::mul(w[low], w[v->twiddle_count + high]);
 }
 
 // Columns first to first + count - 1: transformed in a tile, multiplied by their twiddles, stored as row
@@ -146,7 +136,7 @@ int32_t column_tile(const complex_of<R>* x, char* rows, zor_int first, int count
       if (i != 0 && first + c != 0) {
         C w = twiddle<C>(v, i * (first + c));
         if (Dir == backward) w.im = -w.im;
-        value = multiply(value, w);
+        value = zor::mul(value, w);
       }
       row[c] = value;
     }
@@ -156,10 +146,10 @@ int32_t column_tile(const complex_of<R>* x, char* rows, zor_int first, int count
 
 template <class R, direction Dir>
 int32_t column_pass(const void* in, void* rows, zor_int first, zor_int last, const via2d* v, void* work) {
-  scratch tile(bundle * v->pitch_a);
+  const line_scratch tile(lines_of_two_dimensions * v->pitch_a);
   if (tile.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
-  for (zor_int j = first; j < last; j += bundle) {
-    const int count = int(last - j < bundle ? last - j : bundle);
+  for (zor_int j = first; j < last; j += lines_of_two_dimensions) {
+    const int count = int(last - j < lines_of_two_dimensions ? last - j : lines_of_two_dimensions);
     const int32_t status = column_tile<R, Dir>(static_cast<const complex_of<R>*>(in),
                                                static_cast<char*>(rows), j, count, v, tile.data, work);
     if (status != ZOR_DFT_OK) return status;
@@ -198,8 +188,8 @@ template <class R, direction Dir>
 int32_t row_pass(char* rows, void* out, descriptor* r, const via2d* v, void* work) {
   const zor_dft_kernel kernel = v->sub_b->*fields<R>::complex_kernel[Dir];
   const R scale = r->*fields<R>::scale[Dir];
-  for (zor_int i = 0; i < v->a; i += bundle) {
-    const zor_int count = v->a - i < bundle ? v->a - i : bundle;
+  for (zor_int i = 0; i < v->a; i += lines_of_two_dimensions) {
+    const zor_int count = v->a - i < lines_of_two_dimensions ? v->a - i : lines_of_two_dimensions;
     char* group = rows + i * v->pitch_b;
     for (zor_int j = 0; j < count; ++j) {
       const int32_t status = kernel(group + j * v->pitch_b, group + j * v->pitch_b, v->sub_b, work);
@@ -219,8 +209,8 @@ template <class R, direction Dir>
 int32_t run_via2d(const void* in, void* out, descriptor* r, void*) {
   const auto* v = static_cast<const via2d*>(r->private_data);
   const zor_int work_a = v->sub_a->max_work_size, work_b = v->sub_b->max_work_size;
-  scratch rows(v->a * v->pitch_b);
-  scratch work((work_a > work_b ? work_a : work_b) + 256);
+  const line_scratch rows(v->a * v->pitch_b);
+  const line_scratch work((work_a > work_b ? work_a : work_b) + work_boundary);
   if (rows.data == nullptr || work.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   const int32_t status = column_pass<R, Dir>(in, rows.data, 0, v->b, v, work.data);
   if (status != ZOR_DFT_OK) return status;
@@ -229,7 +219,7 @@ int32_t run_via2d(const void* in, void* out, descriptor* r, void*) {
 
 template <class R>
 int32_t build_via2d(const descriptor* r, via2d* v) {
-  if (r->length > longest_split) return ZOR_DFT_NOT_SPLITTABLE;
+  if (r->length > longest_by_two_dimensions) return ZOR_DFT_NOT_SPLITTABLE;
   split_length(r->length, r->log2_length, v);
   if (v->a == 1) return ZOR_DFT_NOT_SPLITTABLE;
   v->pitch_a = pitch_of(v->a, sizeof(complex_of<R>));

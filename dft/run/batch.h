@@ -1,44 +1,42 @@
 // SPDX-License-Identifier: MIT
-// Lines of a transform: moving them between strided data and contiguous memory, and running a kernel over
-// many.
+// Batches of lines: moving lines between strided data and contiguous memory, and running a kernel over many.
 #pragma once
 
 #include "dft/run/kernels.h"
+#include "dft/thresholds.h"
+#include "serv/scalar.h"
+#include "serv/scratch.h"
 
 namespace zor::dft {
 
-// Scratch memory of one call, aligned to 256 bytes whatever the pool makes of the request. data is null when
-// memory is short.
-struct scratch {
-  explicit scratch(zor_int bytes)
-      : block(bytes > 0 ? zor_serv_allocate(uint64_t(bytes) + 255, 16) : nullptr) {
-    data = reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(block) + 255) / 256 * 256);
-  }
-  scratch(const scratch&) = delete;
-  scratch& operator=(const scratch&) = delete;
-  ~scratch() { zor_serv_deallocate(block); }
-  void* block;
+// Scratch memory of one call on work_boundary, also when the pool is switched off and aligns nothing. data is
+// null for no bytes and when memory is short.
+struct line_scratch {
+  explicit line_scratch(zor_int bytes)
+      : block(bytes > 0 ? bytes + work_boundary - 1 : 0, 16),
+        data(align_up<char>(block.data, work_boundary)) {}
+  scratch<char> block;
   char* data;
 };
 
 template <class E>
-inline void gather(const E* x, zor_int stride, zor_int n, E* line) {
+inline void gather_line(const E* x, zor_int stride, zor_int n, E* line) {
   if (stride == 1)
     __builtin_memcpy(line, x, size_t(n) * sizeof(E));
   else
-    for (zor_int j = 0; j < n; ++j) line[j] = x[j * stride];
+    gather(n, x, stride, line);
 }
 
 template <class E>
-inline void scatter(const E* line, zor_int n, E* x, zor_int stride) {
+inline void scatter_line(const E* line, zor_int n, E* x, zor_int stride) {
   if (stride == 1)
     __builtin_memcpy(x, line, size_t(n) * sizeof(E));
   else
-    for (zor_int j = 0; j < n; ++j) x[j * stride] = line[j];
+    scatter(n, line, x, stride);
 }
 
-// Columns neighbour columns of x, each n elements down a stride, to lines of a tile and back. The tile's
-// lines are `pitch` bytes apart.
+// A tile holds neighbouring columns of x as lines, `pitch` bytes apart. Each column has n elements, `stride`
+// apart.
 template <int Columns, class E>
 inline void gather_tile(const E* x, zor_int stride, zor_int n, char* tile, zor_int pitch) {
   for (zor_int j = 0; j < n; ++j) {
@@ -74,19 +72,20 @@ enum tile_mode : int { tile_pairs = 2, tile_four = 4, tile_eight = 8 };
 
 // The tile that a batch of interleaved transforms uses.
 inline tile_mode batch_tile(zor_int transforms, zor_int length) {
-  return transforms > 16384 || length > 32 ? tile_eight : tile_four;
+  return transforms > eight_lines_transforms || length > eight_lines_length ? tile_eight : tile_four;
 }
 
-// Lines of a tile lie a cache line more than a page multiple apart, so that they do not share cache sets.
+// Bytes from one line of a tile to the next.
 template <class In, class Out>
 inline zor_int line_pitch(const line_set<const In>& in, const line_set<Out>& out) {
   const zor_int in_bytes = in.count * zor_int(sizeof(In));
   const zor_int out_bytes = out.count * zor_int(sizeof(Out));
-  const zor_int bytes = ((in_bytes > out_bytes ? in_bytes : out_bytes) + 63) / 64 * 64;
-  return bytes % 1024 == 0 ? bytes + 64 : bytes;
+  const zor_int longer = in_bytes > out_bytes ? in_bytes : out_bytes;
+  const zor_int bytes = (longer + cache_line - 1) / cache_line * cache_line;
+  return bytes % tile_page == 0 ? bytes + cache_line : bytes;
 }
 
-// The last line's status speaks for the tile.
+// Returns the status of the last line.
 template <int Columns, class In, class Out>
 inline int32_t run_tile(const line_kernel& kernel, const line_set<const In>& in, const line_set<Out>& out,
                         zor_int first, char* tile, zor_int pitch) {
@@ -100,21 +99,23 @@ inline int32_t run_tile(const line_kernel& kernel, const line_set<const In>& in,
   return status;
 }
 
-// Interleaved lines: neighbours stand one element apart on both sides.
+// Interleaved lines: neighbours stand one element apart on both sides. As many as fill blocks of columns go
+// to the engine together, the others line by line through tiles.
 template <class In, class Out>
-int32_t run_columns(const line_kernel& kernel, line_set<const In> in, line_set<Out> out, zor_int lines,
-                    tile_mode mode) {
-  line_form columns{};
-  if constexpr (std::is_same_v<In, Out>) columns = line_form_of(kernel.run, kernel.record);
-  const zor_int whole = columns.block > 0 ? lines / columns.block * columns.block : 0;
+int32_t run_interleaved(const line_kernel& kernel, line_set<const In> in, line_set<Out> out, zor_int lines,
+                        tile_mode mode) {
+  kernel_lines k{};
+  if constexpr (std::is_same_v<In, Out>) k = lines_of_kernel(kernel.run, kernel.record);
+  const column_block block = k.line.p != nullptr ? interleaved_block(k.line) : column_block{0, 0};
+  const zor_int whole = block.columns > 0 ? lines / block.columns * block.columns : 0;
   const zor_int pitch = line_pitch(in, out), left_over = lines - whole;
   const zor_int line_bytes = pitch * (left_over < mode ? left_over : zor_int(mode));
-  const zor_int tile_bytes = whole > 0 ? columns.bytes : 0;
-  scratch tile(line_bytes > tile_bytes ? line_bytes : tile_bytes);
+  const zor_int tile_bytes = whole > 0 ? block.bytes : 0;
+  const line_scratch tile(line_bytes > tile_bytes ? line_bytes : tile_bytes);
   if (tile.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   if (whole > 0)
-    columns.runs->columns({in.data, out.data, in.stride, out.stride, whole, columns.way, columns.factor},
-                          columns.p, tile.data);
+    run_interleaved_lines(k.line, {in.data, out.data, in.stride, out.stride, whole, k.way, k.factor},
+                          tile.data);
   int32_t status = ZOR_DFT_OK;
   for (zor_int first = whole; first < lines && status == ZOR_DFT_OK;) {
     const zor_int left = lines - first;
@@ -135,39 +136,37 @@ int32_t run_columns(const line_kernel& kernel, line_set<const In> in, line_set<O
   return status;
 }
 
-// `lines` lines through the kernel, one after the other; stops at the first failure. In and out may be the
-// same data with the same strides. Elements of a line are contiguous for the kernel: a strided side goes
-// through the output, where that is contiguous, or through a line of scratch memory.
+// Runs `lines` lines through the kernel, one after the other, and stops at the first failure. In and out may
+// be the same data with the same strides. The kernel gets contiguous lines: a strided input is gathered into
+// the output, where that is contiguous and long enough, and otherwise both sides go through a line of scratch
+// memory.
 template <class In, class Out>
 int32_t run_lines(const line_kernel& kernel, line_set<const In> in, line_set<Out> out, zor_int lines,
                   tile_mode mode) {
   const bool long_enough = in.count > 1 || out.count > 1;
   if (in.distance == 1 && out.distance == 1 && lines > 1 && long_enough)
-    return run_columns(kernel, in, out, lines, mode);
+    return run_interleaved(kernel, in, out, lines, mode);
   if constexpr (std::is_same_v<In, Out>) {
     if (in.stride == 1 && out.stride == 1 && lines > 1) {
-      const line_form form = line_form_of(kernel.run, kernel.record);
-      if (form.runs != nullptr && (kernel.work != nullptr || !form.needs_work)) {
-        run_contiguous(form, {in.data, out.data, in.distance, out.distance, lines, form.way, form.factor},
-                       kernel.work);
-        return ZOR_DFT_OK;
-      }
+      const kernel_lines k = lines_of_kernel(kernel.run, kernel.record);
+      const line_data all{in.data, out.data, in.distance, out.distance, lines, k.way, k.factor};
+      if (k.line.p != nullptr && run_contiguous(k, all, kernel.work)) return ZOR_DFT_OK;
     }
   }
   const bool fits = in.count * sizeof(In) <= out.count * sizeof(Out);
   const bool in_line = out.stride != 1 || (in.stride != 1 && !fits);
-  scratch line(in_line && lines > 0 ? line_pitch(in, out) : 0);
+  const line_scratch line(in_line && lines > 0 ? line_pitch(in, out) : 0);
   if (in_line && lines > 0 && line.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   for (zor_int i = 0; i < lines; ++i) {
     const In* from = in.data + i * in.distance;
     Out* to = out.data + i * out.distance;
     void* contiguous = in_line ? static_cast<void*>(line.data) : to;
     if (in_line || in.stride != 1) {
-      gather(from, in.stride, in.count, static_cast<In*>(contiguous));
+      gather_line(from, in.stride, in.count, static_cast<In*>(contiguous));
       from = static_cast<const In*>(contiguous);
     }
     const int32_t status = kernel.run(from, contiguous, kernel.record, kernel.work);
-    if (in_line) scatter(static_cast<const Out*>(contiguous), out.count, to, out.stride);
+    if (in_line) scatter_line(static_cast<const Out*>(contiguous), out.count, to, out.stride);
     if (status != ZOR_DFT_OK) return status;
   }
   return ZOR_DFT_OK;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Drivers: offsets are applied, the batch is walked, lines go to run_lines and planes to nd/.
 #include "dft/run/drivers.h"
 
 #include "dft/nd/nd.h"
@@ -18,7 +19,8 @@ zor_int descriptor::*out_stride(const descriptor* d) {
 }
 zor_int out_distance(const descriptor* d) { return in_place(d) ? d->input_distance : d->output_distance; }
 
-// Split storage runs line by line; a strided line goes through two scratch halves.
+// Split storage runs line by line; a strided line goes through scratch, its imaginary parts behind its real
+// ones.
 template <class R, direction Dir>
 int32_t split_batch(descriptor* d, const zor_dft_split& in, const zor_dft_split& out, zor_int count,
                     void* work) {
@@ -26,8 +28,8 @@ int32_t split_batch(descriptor* d, const zor_dft_split& in, const zor_dft_split&
   const zor_dft_kernel kernel = d->*fields<R>::complex_kernel[Dir];
   const zor_int n = d->length, is = d->input_stride, os = d->*out_stride(d);
   const bool direct = is == 1 && os == 1;
-  const zor_int half = (n * zor_int(sizeof(R)) + 255) / 256 * 256;
-  scratch line(direct || count <= 0 ? 0 : 2 * half);
+  const zor_int half = (n * zor_int(sizeof(R)) + work_boundary - 1) / work_boundary * work_boundary;
+  const line_scratch line(direct || count <= 0 ? 0 : 2 * half);
   if (!direct && count > 0 && line.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   for (zor_int i = 0; i < count; ++i) {
     R* const from[2] = {static_cast<R*>(in.re) + i * d->input_distance,
@@ -40,18 +42,18 @@ int32_t split_batch(descriptor* d, const zor_dft_split& in, const zor_dft_split&
       if (status != ZOR_DFT_OK) return status;
       continue;
     }
-    gather(from[0], is, n, static_cast<R*>(buffer.re));
-    gather(from[1], is, n, static_cast<R*>(buffer.im));
+    gather_line(from[0], is, n, static_cast<R*>(buffer.re));
+    gather_line(from[1], is, n, static_cast<R*>(buffer.im));
     const int32_t status = kernel(&buffer, &buffer, d, work);
-    scatter(static_cast<R*>(buffer.re), n, to[0], os);
-    scatter(static_cast<R*>(buffer.im), n, to[1], os);
+    scatter_line(static_cast<R*>(buffer.re), n, to[0], os);
+    scatter_line(static_cast<R*>(buffer.im), n, to[1], os);
     if (status != ZOR_DFT_OK) return status;
   }
   return ZOR_DFT_OK;
 }
 
-// The transforms of an interleaved batch (distance 1 on both sides) as one more dimension, of which no line
-// is transformed: neighbours of a tile are neighbours of the batch.
+// An interleaved batch (distance 1 on both sides) has its transforms as one more dimension along which no
+// line is transformed: so neighbours in a tile are neighbours in the batch.
 axes with_batch_axis(const axes& a, zor_int count) {
   axes batch;
   batch.rank = a.rank + 1;
@@ -174,8 +176,8 @@ int32_t mixed_batch(const input_side<R, Dir>* x, output_side<R, Dir>* y, const m
   return ZOR_DFT_OK;
 }
 
-// In place a transform may start from its own input only when both sides of every transform start at one
-// place and its output ends before the next input; otherwise the batch's input is set aside first.
+// In place, a batch may run transform by transform only when both sides of every transform begin at one place
+// and the output of each ends before the next input; otherwise the input of the whole batch is copied first.
 template <class In, class Out>
 bool can_run_in_place(const In* x, const Out* y, const mixed_geometry& g, zor_int count) {
   const auto at = [](const auto* p) { return reinterpret_cast<intptr_t>(p); };
@@ -186,18 +188,18 @@ bool can_run_in_place(const In* x, const Out* y, const mixed_geometry& g, zor_in
 }
 
 template <class R, direction Dir>
-int32_t batch_with_input_aside(const input_side<R, Dir>* x, output_side<R, Dir>* y, const mixed_geometry& g,
-                               zor_int count, void* work) {
+int32_t batch_from_copy(const input_side<R, Dir>* x, output_side<R, Dir>* y, const mixed_geometry& g,
+                        zor_int count, void* work) {
   using In = input_side<R, Dir>;
-  mixed_geometry aside = g;
-  aside.in = packed_axes(g.in);
-  aside.in_distance = total_of(g.in);
-  scratch memory(count * aside.in_distance * zor_int(sizeof(In)));
+  mixed_geometry packed = g;
+  packed.in = packed_axes(g.in);
+  packed.in_distance = total_of(g.in);
+  const line_scratch memory(count * packed.in_distance * zor_int(sizeof(In)));
   if (memory.data == nullptr) return ZOR_DFT_MEMORY_ERROR;
   In* copy = reinterpret_cast<In*>(memory.data);
   for (zor_int i = 0; i < count; ++i)
-    copy_box(x + i * g.in_distance, g.in, copy + i * aside.in_distance, aside.in);
-  return mixed_batch<R, Dir>(copy, y, aside, count, work);
+    copy_box(x + i * g.in_distance, g.in, copy + i * packed.in_distance, packed.in);
+  return mixed_batch<R, Dir>(copy, y, packed, count, work);
 }
 
 }  // namespace
@@ -216,7 +218,7 @@ int32_t mixed_driver_in_place(descriptor* d, void* data, zor_int count, void* wo
   auto* y = reinterpret_cast<output_side<R, Dir>*>(const_cast<input_side<R, Dir>*>(start)) + d->output_offset;
   const mixed_geometry g = mixed_geometry_of<R, Dir>(d);
   if (count <= 0 || can_run_in_place(x, y, g, count)) return mixed_batch<R, Dir>(x, y, g, count, work);
-  return batch_with_input_aside<R, Dir>(x, y, g, count, work);
+  return batch_from_copy<R, Dir>(x, y, g, count, work);
 }
 
 }  // namespace zor::dft

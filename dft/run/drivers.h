@@ -12,7 +12,7 @@ template <class R, direction Dir>
 int32_t packed_driver(descriptor* d, const void* in, void* out, zor_int count, void* work);
 template <class R, direction Dir>
 int32_t mixed_driver(descriptor* d, const void* in, void* out, zor_int count, void* work);
-// In place: the place of the output from that of the input.
+// In place; the output's place follows from that of the input and the two offsets.
 template <class R, direction Dir>
 int32_t mixed_driver_in_place(descriptor* d, void* data, zor_int count, void* work);
 

@@ -8,28 +8,23 @@
 namespace zor::dft {
 namespace {
 
-// Entries of the threaded layer, by real type, kind of data, direction and placement.
-enum par_kind { par_complex, par_packed, par_mixed };
-constexpr const char* par_names[2][3][2][2] = {
-    {{{"zor_dft_compute_forward_z_par", "zor_dft_compute_forward_z_out_par"},
-      {"zor_dft_compute_backward_z_par", "zor_dft_compute_backward_z_out_par"}},
-     {{"zor_dft_compute_forward_d_par", "zor_dft_compute_forward_d_out_par"},
-      {"zor_dft_compute_backward_d_par", "zor_dft_compute_backward_d_out_par"}},
-     {{"zor_dft_compute_forward_dz_par", "zor_dft_compute_forward_dz_out_par"},
-      {"zor_dft_compute_backward_zd_par", "zor_dft_compute_backward_zd_out_par"}}},
-    {{{"zor_dft_compute_forward_c_par", "zor_dft_compute_forward_c_out_par"},
-      {"zor_dft_compute_backward_c_par", "zor_dft_compute_backward_c_out_par"}},
-     {{"zor_dft_compute_forward_s_par", "zor_dft_compute_forward_s_out_par"},
-      {"zor_dft_compute_backward_s_par", "zor_dft_compute_backward_s_out_par"}},
-     {{"zor_dft_compute_forward_sc_par", "zor_dft_compute_forward_sc_out_par"},
-      {"zor_dft_compute_backward_cs_par", "zor_dft_compute_backward_cs_out_par"}}}};
+// Names of the threaded layer's entries, by real type, kind of data, direction and placement.
+enum class par_data { complex, packed, mixed };
+enum class par_place { in, out };
+template <class R, par_data Data, direction Dir, par_place Place>
+constexpr const char* par_name = nullptr;
+#define ROW_PAR(name, data, R, direction, place) \
+  template <>                                    \
+  constexpr const char* par_name<R, par_data::data, direction, par_place::place> = #name;
+#include "zor/tables/core_dft.inc"
 
-template <class R, par_kind Kind, direction Dir, bool Out>
+template <class R, par_data Data, direction Dir, bool Out>
 int32_t run_threaded(descriptor* d, void* in, void* out) {
+  constexpr par_place place = Out ? par_place::out : par_place::in;
   static std::atomic<void*> slot{nullptr};
   void* f = slot.load(std::memory_order_acquire);
   if (f == nullptr) {
-    f = core::zor_serv_load_thread_fun(par_names[std::is_same_v<R, float>][Kind][Dir][Out]);
+    f = core::zor_serv_load_thread_fun(par_name<R, Data, Dir, place>);
     slot.store(f, std::memory_order_release);
   }
   zor_dft_par_block block{d, in, Out ? out : nullptr};
@@ -113,7 +108,7 @@ int32_t complex_run(descriptor* d, void* in, void* out) {
   const zor_dft_kernel whole = d->*F::whole_kernel[Dir];
   if (d->number_of_transforms == 1 && whole != nullptr)
     return run_whole(d, whole, in, out, d->length * 2 * zor_int(sizeof(R)));
-  return run_threaded<R, par_complex, Dir, Out>(d, in, out);
+  return run_threaded<R, par_data::complex, Dir, Out>(d, in, out);
 }
 
 template <class E>
@@ -161,8 +156,8 @@ int32_t real_run(descriptor* d, void* in, void* out) {
       return d->whole_unit ? kernel(in, out, d, work) : real_driver<R, Dir, Out>(d, in, out, work);
     });
   if (d->thread_limit == 1) return real_driver<R, Dir, Out>(d, in, out, d->work_buffer);
-  return packed ? run_threaded<R, par_packed, Dir, Out>(d, in, out)
-                : run_threaded<R, par_mixed, Dir, Out>(d, in, out);
+  return packed ? run_threaded<R, par_data::packed, Dir, Out>(d, in, out)
+                : run_threaded<R, par_data::mixed, Dir, Out>(d, in, out);
 }
 
 template <class R, direction Dir, bool Out>

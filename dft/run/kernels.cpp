@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
+// Kernels of a dimension by kind of plan, and what is built for them.
 #include "dft/run/kernels.h"
 
-#include "serv/vec.h"
+#include "dft/thresholds.h"
+#include "serv/element.h"
 
 namespace zor::dft {
 namespace {
@@ -21,25 +23,21 @@ struct flavours<float> {
   static constexpr const real_runner* runners = runners_s;
 };
 
-// Work of a fixed kernel up to 128 complex doubles.
-constexpr int32_t stack_work = 2048;
-
-const plan* plan_of(ZorDftPlan* p) { return reinterpret_cast<const plan*>(p); }
+plan* plan_of(ZorDftPlan* p) { return reinterpret_cast<plan*>(p); }
 
 template <direction Dir>
 int32_t run(flavour f, const void* in, void* out, ZorDftPlan* p, void* work) {
-  return Dir == forward ? engines[f].forward(in, out, plan_of(p), work)
-                        : engines[f].backward(in, out, plan_of(p), work);
+  return run_line({&engines[f], plan_of(p)}, Dir, in, out, work);
 }
 
 template <class R>
 void scale(R* x, zor_int n, R factor) {
   if (factor == R(1)) return;
-  using V = vec<R>;
-  const V factors = broadcast<V>(factor);
-  zor_int i = 0;
-  for (; i + lanes<V> <= n; i += lanes<V>) store<V>(x + i, load<V>(x + i) * factors);
-  for (; i < n; ++i) x[i] *= factor;
+  for_vectors<R>(
+      0, n, [=]<int Bytes>(zor_int i) __attribute__((always_inline)) {
+        using V = vec<R, Bytes>;
+        store<V>(x + i, load<V>(x + i) * factor);
+      });
 }
 
 template <class R, direction Dir>
@@ -53,7 +51,7 @@ int32_t ordered_kernel(const void* in, void* out, descriptor* r, void* work) {
 template <class R, direction Dir>
 int32_t fixed_kernel_line(const void* in, void* out, descriptor* r, void* work) {
   if (r->work_size != 0) return ordered_kernel<R, Dir>(in, out, r, work);
-  alignas(64) char own[stack_work];
+  alignas(cache_line) char own[kernel_stack_work];
   return ordered_kernel<R, Dir>(in, out, r, own);
 }
 
@@ -113,42 +111,40 @@ constexpr zor_dft_kernel complex_pairs[4][2] = {
     {fixed_kernel_line<R, forward>, fixed_kernel_line<R, backward>}};
 
 template <class R>
-bool find_line_form(zor_dft_kernel kernel, const descriptor* r, line_form* form) {
+bool find_lines(zor_dft_kernel kernel, const descriptor* r, kernel_lines* found) {
   using F = fields<R>;
-  for (const direction d : {forward, backward})
-    for (const line_plan kind : {plan_ordered, plan_fixed}) {
-      if (kernel != complex_pairs<R>[kind][d]) continue;
-      const plan* p = plan_of(r->*F::plan);
-      const engine& e = engines[flavours<R>::ordered];
-      const column_block b = e.block(p);
-      *form = {&e, p, d, double(r->*F::scale[d]), b.columns, b.bytes, p->work_size > stack_work};
-      return true;
-    }
+  for (const direction way : {forward, backward})
+    for (const line_plan kind : {plan_ordered, plan_fixed})
+      if (kernel == complex_pairs<R>[kind][way]) {
+        *found = {{&engines[flavours<R>::ordered], plan_of(r->*F::plan)}, way, double(r->*F::scale[way])};
+        return true;
+      }
   return false;
 }
 
 int32_t build(flavour f, descriptor* r, ZorDftPlan** slot) {
   plan* p = nullptr;
-  int32_t code = engines[f].build(&p, int32_t(r->length), scale_none, 0);
+  const int32_t code = engines[f].build(&p, int32_t(r->length), scale_none, 0);
   if (code != engine_done) return status_of(code);
   *slot = reinterpret_cast<ZorDftPlan*>(p);
-  int32_t bytes = 0;
-  code = engines[f].work_size(p, &bytes);
-  r->work_size = bytes;
-  return status_of(code);
+  r->work_size = work_of_line({&engines[f], p});
+  return ZOR_DFT_OK;
 }
 
 }  // namespace
 
-line_form line_form_of(zor_dft_kernel kernel, const descriptor* r) {
-  line_form form{};
-  if (!find_line_form<double>(kernel, r, &form)) find_line_form<float>(kernel, r, &form);
-  return form;
+kernel_lines lines_of_kernel(zor_dft_kernel kernel, const descriptor* r) {
+  kernel_lines found{};
+  if (!find_lines<double>(kernel, r, &found)) find_lines<float>(kernel, r, &found);
+  return found;
 }
 
-void run_contiguous(const line_form& form, const line_data& data, void* work) {
-  alignas(64) char own[stack_work];
-  form.runs->lines(data, form.p, form.needs_work ? work : own);
+bool run_contiguous(const kernel_lines& k, const line_data& data, void* work) {
+  alignas(cache_line) char own[kernel_stack_work];
+  const bool on_stack = work_of_line(k.line) <= kernel_stack_work;
+  if (!on_stack && work == nullptr) return false;
+  run_contiguous_lines(k.line, data, on_stack ? own : work);
+  return true;
 }
 
 template <class R>
@@ -162,7 +158,7 @@ int32_t build_complex(descriptor* r, line_plan kind) {
   if (kind == plan_split) return build(flavours<R>::split, r, &(r->*F::split_plan));
   if (kind == plan_unordered) return build(flavours<R>::unordered, r, &(r->*F::unordered_plan));
   const int32_t status = build(flavours<R>::ordered, r, &(r->*F::plan));
-  if (kind == plan_fixed && r->work_size <= stack_work) r->work_size = 0;
+  if (kind == plan_fixed && r->work_size <= kernel_stack_work) r->work_size = 0;
   return status;
 }
 

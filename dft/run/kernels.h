@@ -3,12 +3,13 @@
 #pragma once
 
 #include "dft/descriptor/fields.h"
+#include "dft/line.h"
 
 namespace zor::dft {
 
-// How a complex dimension is planned. A fixed kernel is one whose line needs no work of the caller's up to
-// 128 elements; it runs the same plan as an ordered one, so that the choice between them, which depends on
-// the number of threads, never shows in the result.
+// How a complex dimension is planned. A fixed kernel needs no work of its caller's up to 128 elements. It
+// runs the same plan as an ordered one, so that the choice between the two, which depends on the number of
+// threads, never shows in the result.
 enum line_plan { plan_ordered, plan_unordered, plan_split, plan_fixed };
 
 // The kernel pair of a kind, and its plan with work_size. Return a status.
@@ -23,18 +24,17 @@ bool install_real(descriptor* r);
 template <class R>
 int32_t build_real(descriptor* r);
 
-// What a complex kernel does to lines, for many at a time and in the same bits: `block` columns together with
-// `bytes` of tile, none when block is 0, and contiguous lines. runs is null for other kernels.
-struct line_form {
-  const engine* runs;
-  const plan* p;
+// The lines that a complex kernel transforms, for callers who have many of them: in direction `way`, every
+// value times the factor, with the bits of the kernel. line.p is null for kernels that take one line at a
+// time.
+struct kernel_lines {
+  line_transform line;
   direction way;
   double factor;
-  zor_int block, bytes;
-  bool needs_work;  // contiguous lines cannot do with null
 };
-line_form line_form_of(zor_dft_kernel kernel, const descriptor* r);
-void run_contiguous(const line_form& form, const line_data& data, void* work);
+kernel_lines lines_of_kernel(zor_dft_kernel kernel, const descriptor* r);
+// Contiguous lines; false when they need work and there is none.
+bool run_contiguous(const kernel_lines& k, const line_data& data, void* work);
 
 // True when the backward real kernel reads its spectrum in the second format whatever the record says: out of
 // place in several dimensions, where an output row has no room for padding.

@@ -16,11 +16,13 @@
 #include <thread>
 #include <vector>
 
+#include "tests/dft/names.h"
 #include "tests/support/operand.h"
-#include "zor/dft_kern.h"
 #include "zor/serv.h"
 
 namespace {
+
+using namespace dft_test;
 
 struct freed {
   void operator()(ZorDftDescriptor* d) const { EXPECT_EQ(0, zor_dft_free(&d)); }
@@ -38,51 +40,38 @@ int32_t commit(const handle& h) {
   return zor_dft_commit_descriptor_core(&d, 1);
 }
 
+// Defaults that follow from the lengths; the others show in what every test below computes.
 TEST(Create, FillsEveryRecord) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {6, 8, 5});
-  const zor_int strides[] = {1, 6, 48}, halves[] = {4, 8, 5}, logs[] = {2, 3, 2};
-  const int32_t plans[] = {1, 0, 1};
-  zor_int i = 0;
-  const ZorDftDescriptor* before = nullptr;
-  for (const ZorDftDescriptor* r = h.get(); r != nullptr; before = r, r = r->next_dim, ++i) {
-    EXPECT_EQ(r->magic, 0x544644);
-    EXPECT_EQ(r->commit_status, 31);
-    EXPECT_EQ(r->compute_forward, nullptr);
-    EXPECT_EQ(r->compute_backward, nullptr);
-    EXPECT_EQ(r->forward_domain, 32);
-    EXPECT_EQ(r->precision, 36);
-    EXPECT_EQ(r->number_of_transforms, 1);
-    EXPECT_EQ(r->complex_storage, 39);
-    EXPECT_EQ(r->real_storage, 42);
-    EXPECT_EQ(r->conjugate_even_storage, 40);
-    EXPECT_EQ(r->placement, 43);
-    EXPECT_EQ(r->packed_format, 54);
-    EXPECT_EQ(r->ordering, 48);
-    EXPECT_EQ(r->transpose, 53);
-    EXPECT_EQ(r->rank, 3);
-    EXPECT_EQ(r->dim_index, i);
-    EXPECT_EQ(r->input_stride, strides[i]);
-    EXPECT_EQ(r->output_stride, strides[i]);
-    EXPECT_EQ(r->half_length, halves[i]);
-    EXPECT_EQ(r->log2_length, logs[i]);
-    EXPECT_EQ(r->general_plan, plans[i]);
-    EXPECT_EQ(r->total_size, 240);
-    EXPECT_EQ(r->total_half_size, 160);
+  const struct {
+    zor_int length, stride, half_length, log2_length;
+    int32_t general_plan;
+  } records[] = {{6, 1, 4, 2, 1}, {8, 6, 8, 3, 0}, {5, 48, 5, 2, 1}};
+  const ZorDftDescriptor *r = h.get(), *before = nullptr;
+  EXPECT_EQ(uintptr_t(r) % 16, 0u);
+  for (const auto& wanted : records) {
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(r->magic, ZOR_DFT_MAGIC);
+    EXPECT_EQ(r->length, wanted.length);
+    EXPECT_EQ(r->input_stride, wanted.stride);
+    EXPECT_EQ(r->output_stride, wanted.stride);
+    EXPECT_EQ(r->half_length, wanted.half_length);
+    EXPECT_EQ(r->log2_length, wanted.log2_length);
+    EXPECT_EQ(r->general_plan, wanted.general_plan);
+    EXPECT_EQ(r->total_size, 6 * 8 * 5);
+    EXPECT_EQ(r->total_half_size, 4 * 8 * 5);
     EXPECT_EQ(r->max_length, 8);
-    EXPECT_EQ(r->forward_scale_d, 1.0);
-    EXPECT_EQ(r->backward_scale_s, 1.0f);
-    EXPECT_EQ(r->user_threads, 1);
-    EXPECT_EQ(r->thread_limit, 1);
     EXPECT_EQ(r->prev_dim, before);
-    EXPECT_EQ(uintptr_t(h.get()) % 16, 0u);
+    before = r;
+    r = r->next_dim;
   }
-  EXPECT_EQ(i, 3);
+  EXPECT_EQ(r, nullptr);
 }
 
 TEST(Create, RefusesRealRankFour) {
   ZorDftDescriptor* d = nullptr;
   const zor_int lengths[] = {2, 2, 2, 2};
-  EXPECT_EQ(6, zor_dft_create_descriptor_md(&d, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 4, lengths));
+  EXPECT_EQ(not_implemented, zor_dft_create_descriptor_md(&d, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 4, lengths));
   EXPECT_EQ(d, nullptr);
   EXPECT_NE(nullptr, make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {2, 2, 2, 2}));
 }
@@ -93,30 +82,35 @@ TEST(Create, FrontEndChecksItsArguments) {
     int32_t domain;
     zor_int rank, length;
     int32_t status_d, status_s;
-  } cases[] = {{36.0, 32, 1, 8, 0, 2}, {35.0, 33, 1, 8, 2, 0}, {36.5, 32, 1, 8, 2, 2},
-               {36.0, 34, 1, 8, 2, 2}, {36.0, 31, 1, 8, 2, 2}, {36.0, 32, 2, 8, 2, 2},
-               {36.0, 33, 1, 0, 2, 2}, {36.0, 33, 1, 1, 0, 2}};
+  } cases[] = {{double_precision, complex_data, 1, 8, done, bad_argument},
+               {single, real_data, 1, 8, bad_argument, done},
+               {double_precision + 0.5, complex_data, 1, 8, bad_argument, bad_argument},
+               {double_precision, real_data + 1, 1, 8, bad_argument, bad_argument},
+               {double_precision, complex_data - 1, 1, 8, bad_argument, bad_argument},
+               {double_precision, complex_data, 2, 8, bad_argument, bad_argument},
+               {double_precision, real_data, 1, 0, bad_argument, bad_argument},
+               {double_precision, real_data, 1, 1, done, bad_argument}};
   for (const auto& c : cases) {
     ZorDftDescriptor* d = nullptr;
     EXPECT_EQ(c.status_d, zor_dft_create_1d_d(&d, c.precision, c.domain, c.rank, c.length));
-    EXPECT_EQ(c.status_d == 0, d != nullptr);
-    EXPECT_EQ(c.status_d == 0 ? 0 : 3, zor_dft_free(&d));
+    EXPECT_EQ(c.status_d == done, d != nullptr);
+    EXPECT_EQ(c.status_d == done ? done : bad_value, zor_dft_free(&d));
     EXPECT_EQ(c.status_s, zor_dft_create_1d_s(&d, c.precision, c.domain, c.rank, c.length));
-    EXPECT_EQ(c.status_s == 0 ? 0 : 3, zor_dft_free(&d));
+    EXPECT_EQ(c.status_s == done ? done : bad_value, zor_dft_free(&d));
   }
-  EXPECT_EQ(3, zor_dft_create_1d_d(nullptr, 36.0, 32, 1, 8));
+  EXPECT_EQ(bad_value, zor_dft_create_1d_d(nullptr, double_precision, complex_data, 1, 8));
   ZorDftDescriptor* d = nullptr;
   const zor_int lengths[] = {2, 3, 4, 5, 6, 7, 8, 9};
   for (zor_int rank = 0; rank <= 8; ++rank) {
     const bool fits = rank >= 1 && rank <= 7;
-    EXPECT_EQ(fits ? 0 : 2, zor_dft_create_nd_s(&d, 32, rank, lengths));
-    EXPECT_EQ(fits ? 0 : 3, zor_dft_free(&d));
+    EXPECT_EQ(fits ? done : bad_argument, zor_dft_create_nd_s(&d, complex_data, rank, lengths));
+    EXPECT_EQ(fits ? done : bad_value, zor_dft_free(&d));
   }
   const zor_int bad[] = {4, 0, 4};
-  EXPECT_EQ(2, zor_dft_create_nd_d(&d, 32, 3, bad));
-  EXPECT_EQ(2, zor_dft_create_nd_d(&d, 40, 3, lengths));
-  EXPECT_EQ(6, zor_dft_create_nd_d(&d, 33, 4, lengths));
-  ASSERT_EQ(0, zor_dft_create_nd_d(&d, 33, 3, lengths));
+  EXPECT_EQ(bad_argument, zor_dft_create_nd_d(&d, complex_data, 3, bad));
+  EXPECT_EQ(bad_argument, zor_dft_create_nd_d(&d, real_data + 1, 3, lengths));
+  EXPECT_EQ(not_implemented, zor_dft_create_nd_d(&d, real_data, 4, lengths));
+  ASSERT_EQ(0, zor_dft_create_nd_d(&d, real_data, 3, lengths));
   EXPECT_EQ(d->length, 4) << "lengths are given last dimension first";
   EXPECT_NE(d->commit_fn, nullptr);
   EXPECT_EQ(0, zor_dft_free(&d));
@@ -129,42 +123,43 @@ struct setting {
   int value, status;
   int32_t ZorDftDescriptor::*field;
 };
-const setting settings[] = {{8, 39, 0, &ZorDftDescriptor::complex_storage},
-                            {8, 42, 0, &ZorDftDescriptor::complex_storage},
-                            {8, 40, 6, nullptr},
-                            {8, 41, 6, nullptr},
-                            {8, 43, 3, nullptr},
-                            {9, 42, 0, &ZorDftDescriptor::real_storage},
-                            {9, 41, 6, nullptr},
-                            {9, 40, 3, nullptr},
-                            {10, 39, 0, &ZorDftDescriptor::conjugate_even_storage},
-                            {10, 40, 0, &ZorDftDescriptor::conjugate_even_storage},
-                            {10, 41, 6, nullptr},
-                            {10, 42, 6, nullptr},
-                            {10, 38, 3, nullptr},
-                            {11, 43, 0, &ZorDftDescriptor::placement},
-                            {11, 44, 0, &ZorDftDescriptor::placement},
-                            {11, 45, 3, nullptr},
-                            {18, 48, 0, &ZorDftDescriptor::ordering},
-                            {18, 49, 0, &ZorDftDescriptor::ordering},
-                            {18, 50, 6, nullptr},
-                            {18, 51, 3, nullptr},
-                            {21, 54, 0, &ZorDftDescriptor::packed_format},
-                            {21, 55, 0, &ZorDftDescriptor::packed_format},
-                            {21, 56, 0, &ZorDftDescriptor::packed_format},
-                            {21, 57, 0, &ZorDftDescriptor::packed_format},
-                            {21, 53, 3, nullptr},
-                            {21, 58, 3, nullptr},
-                            {26, 4, 0, &ZorDftDescriptor::user_threads},
-                            {6, 1, 6, nullptr},
-                            {16, 1, 6, nullptr},
-                            {17, 1, 6, nullptr},
-                            {24, 1, 6, nullptr},
-                            {25, 1, 6, nullptr},
-                            {0, 1, 3, nullptr},
-                            {19, 1, 3, nullptr},
-                            {27, 1, 3, nullptr},
-                            {-1, 1, 3, nullptr}};
+const setting settings[] = {
+    {ZOR_DFT_COMPLEX_STORAGE, interleaved, done, &ZorDftDescriptor::complex_storage},
+    {ZOR_DFT_COMPLEX_STORAGE, split, done, &ZorDftDescriptor::complex_storage},
+    {ZOR_DFT_COMPLEX_STORAGE, packed, not_implemented, nullptr},
+    {ZOR_DFT_COMPLEX_STORAGE, ZOR_DFT_REAL_COMPLEX, not_implemented, nullptr},
+    {ZOR_DFT_COMPLEX_STORAGE, split + 1, bad_value, nullptr},
+    {ZOR_DFT_REAL_STORAGE, split, done, &ZorDftDescriptor::real_storage},
+    {ZOR_DFT_REAL_STORAGE, ZOR_DFT_REAL_COMPLEX, not_implemented, nullptr},
+    {ZOR_DFT_REAL_STORAGE, packed, bad_value, nullptr},
+    {ZOR_DFT_CONJUGATE_EVEN_STORAGE, interleaved, done, &ZorDftDescriptor::conjugate_even_storage},
+    {ZOR_DFT_CONJUGATE_EVEN_STORAGE, packed, done, &ZorDftDescriptor::conjugate_even_storage},
+    {ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_REAL_COMPLEX, not_implemented, nullptr},
+    {ZOR_DFT_CONJUGATE_EVEN_STORAGE, split, not_implemented, nullptr},
+    {ZOR_DFT_CONJUGATE_EVEN_STORAGE, interleaved - 1, bad_value, nullptr},
+    {ZOR_DFT_PLACEMENT, in_place, done, &ZorDftDescriptor::placement},
+    {ZOR_DFT_PLACEMENT, out_of_place, done, &ZorDftDescriptor::placement},
+    {ZOR_DFT_PLACEMENT, out_of_place + 1, bad_value, nullptr},
+    {ZOR_DFT_ORDERING, ordered, done, &ZorDftDescriptor::ordering},
+    {ZOR_DFT_ORDERING, scrambled, done, &ZorDftDescriptor::ordering},
+    {ZOR_DFT_ORDERING, scrambled + 1, not_implemented, nullptr},
+    {ZOR_DFT_ORDERING, scrambled + 2, bad_value, nullptr},
+    {ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_PADDED, done, &ZorDftDescriptor::packed_format},
+    {ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_TAIL, done, &ZorDftDescriptor::packed_format},
+    {ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_SECOND, done, &ZorDftDescriptor::packed_format},
+    {ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_HALF_COMPLEX, done, &ZorDftDescriptor::packed_format},
+    {ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_PADDED - 1, bad_value, nullptr},
+    {ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_HALF_COMPLEX + 1, bad_value, nullptr},
+    {ZOR_DFT_NUMBER_OF_USER_THREADS, 4, done, &ZorDftDescriptor::user_threads},
+    {6, 1, not_implemented, nullptr},
+    {16, 1, not_implemented, nullptr},
+    {17, 1, not_implemented, nullptr},
+    {24, 1, not_implemented, nullptr},
+    {25, 1, not_implemented, nullptr},
+    {0, 1, bad_value, nullptr},
+    {19, 1, bad_value, nullptr},
+    {27, 1, bad_value, nullptr},
+    {-1, 1, bad_value, nullptr}};
 
 TEST(SetValue, TakesAndRefusesByTheTable) {
   for (const setting& s : settings) {
@@ -173,39 +168,41 @@ TEST(SetValue, TakesAndRefusesByTheTable) {
     ASSERT_EQ(0, commit(h));
     h->whole_unit = 1;
     EXPECT_EQ(s.status, zor_dft_set_value(h.get(), s.parameter, zor_int(s.value)));
-    EXPECT_EQ(h->commit_status, 31) << "a refused value uncommits too";
+    EXPECT_EQ(h->commit_status, ZOR_DFT_UNCOMMITTED) << "a refused value uncommits too";
     EXPECT_EQ(h->compute_forward, nullptr);
     EXPECT_EQ(h->compute_backward, nullptr);
     EXPECT_EQ(h->whole_unit, 0);
     for (const ZorDftDescriptor* r = h.get(); r != nullptr && s.field != nullptr; r = r->next_dim)
       EXPECT_EQ(r->*s.field, s.value) << "dimension " << r->dim_index;
-    const bool complex_spectrum = s.parameter == 10 && s.value == 39;
-    if (s.parameter == 21) continue;
-    EXPECT_EQ(h->next_dim->packed_format, complex_spectrum ? 57 : 54);
+    const bool complex_spectrum = s.parameter == ZOR_DFT_CONJUGATE_EVEN_STORAGE && s.value == interleaved;
+    if (s.parameter == ZOR_DFT_PACKED_FORMAT) continue;
+    EXPECT_EQ(h->next_dim->packed_format,
+              complex_spectrum ? ZOR_DFT_FORMAT_HALF_COMPLEX : ZOR_DFT_FORMAT_PADDED);
   }
 }
 
 TEST(SetValue, TakesWideValuesArraysAndText) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {1, 8, 4});
   const zor_int big = zor_int(5) << 33;
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 7, big));
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 14, big + 1));
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 15, big + 2));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_TRANSFORMS, big));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_INPUT_DISTANCE, big + 1));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_OUTPUT_DISTANCE, big + 2));
   EXPECT_EQ(h->next_dim->number_of_transforms, big);
   EXPECT_EQ(h->next_dim->input_distance, big + 1);
   EXPECT_EQ(h->next_dim->output_distance, big + 2);
   const zor_int in[] = {9, 300, 200, 100}, out[] = {-1, 30, 20, 10};
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 12, in));
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 13, out));
-  EXPECT_EQ(3, zor_dft_set_value(h.get(), 12, static_cast<const zor_int*>(nullptr)));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_INPUT_STRIDES, in));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_OUTPUT_STRIDES, out));
+  EXPECT_EQ(bad_value,
+            zor_dft_set_value(h.get(), ZOR_DFT_INPUT_STRIDES, static_cast<const zor_int*>(nullptr)));
   EXPECT_EQ(h->input_offset, 9);
   EXPECT_EQ(h->output_offset, -1);
   EXPECT_EQ(h->input_stride, 100);
   EXPECT_EQ(h->next_dim->input_stride, 200);
   EXPECT_EQ(h->next_dim->next_dim->output_stride, 30);
   // The scale goes to the first dimension that is transformed.
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 4, 0.1));
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 5, 3.0));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, 0.1));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_BACKWARD_SCALE, 3.0));
   EXPECT_EQ(h->forward_scale_d, 1.0);
   EXPECT_EQ(h->next_dim->forward_scale_d, 0.1);
   EXPECT_EQ(h->next_dim->forward_scale_s, 0.1f);
@@ -213,12 +210,12 @@ TEST(SetValue, TakesWideValuesArraysAndText) {
   EXPECT_EQ(h->next_dim->next_dim->forward_scale_d, 1.0);
   EXPECT_EQ(h->compute_forward, nullptr);
   const handle ones = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {1, 1});
-  EXPECT_EQ(0, zor_dft_set_value(ones.get(), 4, 7.0));
+  EXPECT_EQ(0, zor_dft_set_value(ones.get(), ZOR_DFT_FORWARD_SCALE, 7.0));
   EXPECT_EQ(ones->forward_scale_d, 7.0);
   EXPECT_EQ(ones->next_dim->forward_scale_d, 1.0);
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 20, "abcdefghijkl"));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_DESCRIPTOR_NAME, "abcdefghijkl"));
   EXPECT_STREQ(h->name, "abcdefghi");
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 20, "ab"));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_DESCRIPTOR_NAME, "ab"));
   EXPECT_STREQ(h->name, "ab");
 }
 
@@ -226,11 +223,11 @@ TEST(SetValue, ScaleAndNameLeaveTheFlagsTheyShould) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {8});
   ASSERT_EQ(0, commit(h));
   EXPECT_EQ(h->whole_unit, 1);
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 20, "name"));
-  EXPECT_EQ(h->commit_status, 30);
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_DESCRIPTOR_NAME, "name"));
+  EXPECT_EQ(h->commit_status, ZOR_DFT_COMMITTED);
   EXPECT_NE(h->compute_forward, nullptr);
-  EXPECT_EQ(0, zor_dft_set_value(h.get(), 4, 0.5));
-  EXPECT_EQ(h->commit_status, 31);
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, 0.5));
+  EXPECT_EQ(h->commit_status, ZOR_DFT_UNCOMMITTED);
   EXPECT_EQ(h->compute_backward, nullptr);
   EXPECT_EQ(h->whole_unit, 1);
 }
@@ -238,41 +235,41 @@ TEST(SetValue, ScaleAndNameLeaveTheFlagsTheyShould) {
 TEST(SetValue, RefusesScrambledRealOrder) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_REAL, {8});
   ASSERT_EQ(0, commit(h));
-  EXPECT_EQ(6, zor_dft_set_value(h.get(), 18, 49));
-  EXPECT_EQ(h->commit_status, 31);
+  EXPECT_EQ(not_implemented, zor_dft_set_value(h.get(), ZOR_DFT_ORDERING, scrambled));
+  EXPECT_EQ(h->commit_status, ZOR_DFT_UNCOMMITTED);
   EXPECT_EQ(h->compute_forward, nullptr);
 }
 
 TEST(Status, BadHandlesAreNamed) {
   ZorDftDescriptor* none = nullptr;
   double x[16] = {};
-  EXPECT_EQ(5, zor_dft_commit(nullptr));
-  EXPECT_EQ(5, zor_dft_commit(&none));
-  EXPECT_EQ(5, zor_dft_set_value(nullptr, 7, zor_int(1)));
-  EXPECT_EQ(3, zor_dft_free(nullptr));
-  EXPECT_EQ(3, zor_dft_free(&none));
-  EXPECT_EQ(5, zor_dft_compute_forward(nullptr, x));
-  EXPECT_EQ(5, zor_dft_compute_backward(&none, x));
-  EXPECT_EQ(5, zor_dft_commit_descriptor_core(&none, 0));
+  EXPECT_EQ(not_a_descriptor, zor_dft_commit(nullptr));
+  EXPECT_EQ(not_a_descriptor, zor_dft_commit(&none));
+  EXPECT_EQ(not_a_descriptor, zor_dft_set_value(nullptr, ZOR_DFT_NUMBER_OF_TRANSFORMS, zor_int(1)));
+  EXPECT_EQ(bad_value, zor_dft_free(nullptr));
+  EXPECT_EQ(bad_value, zor_dft_free(&none));
+  EXPECT_EQ(not_a_descriptor, zor_dft_compute_forward(nullptr, x));
+  EXPECT_EQ(not_a_descriptor, zor_dft_compute_backward(&none, x));
+  EXPECT_EQ(not_a_descriptor, zor_dft_commit_descriptor_core(&none, 0));
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {4});
   ZorDftDescriptor* d = h.get();
-  EXPECT_EQ(7, zor_dft_commit(&d)) << "no commit routine";
-  EXPECT_EQ(3, zor_dft_compute_forward(&d, x)) << "never committed";
+  EXPECT_EQ(engine_failed, zor_dft_commit(&d)) << "no commit routine";
+  EXPECT_EQ(bad_value, zor_dft_compute_forward(&d, x)) << "never committed";
   ASSERT_EQ(0, commit(h));
   EXPECT_EQ(0, zor_dft_compute_forward(&d, x));
-  EXPECT_EQ(0, zor_dft_set_value(d, 7, zor_int(1)));
-  EXPECT_EQ(2, zor_dft_compute_forward(&d, x));
-  EXPECT_EQ(0, zor_dft_set_value(d, 11, 44));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_NUMBER_OF_TRANSFORMS, zor_int(1)));
+  EXPECT_EQ(bad_argument, zor_dft_compute_forward(&d, x));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_PLACEMENT, out_of_place));
   ASSERT_EQ(0, commit(h));
-  EXPECT_EQ(0, zor_dft_set_value(d, 11, 44));
-  EXPECT_EQ(3, zor_dft_compute_backward(&d, x));
+  EXPECT_EQ(0, zor_dft_set_value(d, ZOR_DFT_PLACEMENT, out_of_place));
+  EXPECT_EQ(bad_value, zor_dft_compute_backward(&d, x));
   d->magic = 1;
-  EXPECT_EQ(5, zor_dft_set_value(d, 7, zor_int(1)));
-  EXPECT_EQ(5, zor_dft_free(&d));
-  EXPECT_EQ(5, zor_dft_compute_forward(&d, x));
-  EXPECT_EQ(5, zor_dft_commit(&d));
-  EXPECT_EQ(5, zor_dft_commit_descriptor_core(&d, 0));
-  d->magic = 0x544644;
+  EXPECT_EQ(not_a_descriptor, zor_dft_set_value(d, ZOR_DFT_NUMBER_OF_TRANSFORMS, zor_int(1)));
+  EXPECT_EQ(not_a_descriptor, zor_dft_free(&d));
+  EXPECT_EQ(not_a_descriptor, zor_dft_compute_forward(&d, x));
+  EXPECT_EQ(not_a_descriptor, zor_dft_commit(&d));
+  EXPECT_EQ(not_a_descriptor, zor_dft_commit_descriptor_core(&d, 0));
+  d->magic = ZOR_DFT_MAGIC;
 }
 
 TEST(Status, TextIsCutOrFilled) {
@@ -293,85 +290,98 @@ TEST(Status, TextIsCutOrFilled) {
 
 TEST(Commit, RefusesWhatIsNotImplemented) {
   const handle cube = make(ZOR_DFT_SINGLE, ZOR_DFT_REAL, {4, 4, 4});
-  EXPECT_EQ(6, commit(cube));
+  EXPECT_EQ(not_implemented, commit(cube));
   EXPECT_EQ(cube->compute_forward, nullptr);
-  EXPECT_EQ(0, zor_dft_set_value(cube.get(), 10, 39));
+  EXPECT_EQ(0, zor_dft_set_value(cube.get(), ZOR_DFT_CONJUGATE_EVEN_STORAGE, interleaved));
   EXPECT_EQ(0, commit(cube)) << "a failed commit can be repeated";
   EXPECT_NE(cube->next_dim->next_dim->plan_c, nullptr);
   const handle line = make(ZOR_DFT_DOUBLE, ZOR_DFT_REAL, {8});
-  EXPECT_EQ(0, zor_dft_set_value(line.get(), 21, 57));
-  EXPECT_EQ(6, commit(line));
+  EXPECT_EQ(0, zor_dft_set_value(line.get(), ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_HALF_COMPLEX));
+  EXPECT_EQ(not_implemented, commit(line));
   const handle plane = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {8, 8});
-  EXPECT_EQ(0, zor_dft_set_value(plane.get(), 8, 42));
+  EXPECT_EQ(0, zor_dft_set_value(plane.get(), ZOR_DFT_COMPLEX_STORAGE, split));
   ASSERT_EQ(0, commit(plane));
   double x[256] = {};
-  EXPECT_EQ(6, plane->compute_forward(plane.get(), x, x + 64, nullptr, nullptr));
+  EXPECT_EQ(not_implemented, plane->compute_forward(plane.get(), x, x + 64, nullptr, nullptr));
 }
 
 TEST(Commit, RefusesLengthsAboveTheLimits) {
   const struct {
     int32_t precision, domain, storage;
     zor_int length;
-  } cases[] = {{ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 40, 33554433},
-               {ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 40, 134217728},
-               {ZOR_DFT_SINGLE, ZOR_DFT_REAL, 40, 67108865},
-               {ZOR_DFT_SINGLE, ZOR_DFT_REAL, 40, 268435456},
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 42, 33554433},
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 42, 134217728},
-               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 42, 67108865},
-               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 42, 268435456},
+  } cases[] = {{ZOR_DFT_DOUBLE, ZOR_DFT_REAL, packed, 33554433},
+               {ZOR_DFT_DOUBLE, ZOR_DFT_REAL, packed, 134217728},
+               {ZOR_DFT_SINGLE, ZOR_DFT_REAL, packed, 67108865},
+               {ZOR_DFT_SINGLE, ZOR_DFT_REAL, packed, 268435456},
+               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, split, 33554433},
+               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, split, 134217728},
+               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, split, 67108865},
+               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, split, 268435456},
                // A prime cannot be split into two dimensions.
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 39, 33554467},
+               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, interleaved, 33554467},
                // Too long for any memory: refused at once.
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 39, zor_int(1) << 57},
-               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 39, 3 * (zor_int(1) << 39)}};
+               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, interleaved, zor_int(1) << 57},
+               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, interleaved, 3 * (zor_int(1) << 39)}};
   for (const auto& c : cases) {
     const handle h = make(c.precision, c.domain, {c.length});
     if (c.domain == ZOR_DFT_COMPLEX) {
-      EXPECT_EQ(0, zor_dft_set_value(h.get(), 8, c.storage));
+      EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_COMPLEX_STORAGE, c.storage));
     }
-    EXPECT_EQ(9, commit(h)) << c.length;
+    EXPECT_EQ(too_long, commit(h)) << c.length;
   }
 }
 
-// What commit decides: fixed kernels or a plan, and the flags.
+// What commit decides: a fixed kernel or a plan for each dimension, and who is called for the transform.
+enum plan_choice : int32_t { fixed = 0, planned = 1 };
+enum called { the_driver, the_kernel, the_plane_routine, the_kernel_by_slot };
 struct decision {
-  int32_t precision, domain;
+  int32_t precision = double_precision, domain = complex_data, placement = in_place, ordering = ordered;
+  zor_int callers = 1;
   std::vector<zor_int> lengths;
-  int32_t placement, user_threads;
-  std::vector<int32_t> general_plan;
-  int whole_unit, kernel_direct, two_d_direct;
-  int32_t ordering = 48;
+  std::vector<int32_t> plans;
+  called runs = the_driver;
 };
 const decision decisions[] = {
-    {36, 32, {1024}, 43, 1, {0}, 1, 1, 0},
-    {36, 32, {2048}, 43, 1, {1}, 1, 1, 0},
-    {36, 32, {128}, 43, 2, {0}, 1, 0, 0},
-    {36, 32, {256}, 43, 2, {1}, 1, 0, 0},
-    {36, 32, {256}, 44, 2, {1}, 1, 0, 0},
-    {36, 32, {60}, 44, 1, {1}, 1, 1, 0},
-    {36, 32, {1}, 44, 1, {1}, 1, 1, 0},
-    {36, 32, {512, 256}, 43, 1, {0, 0}, 0, 0, 0},
-    {36, 32, {1024, 512}, 43, 1, {1, 1}, 0, 0, 0},
-    {36, 32, {512, 256}, 44, 1, {1, 0}, 0, 0, 0},
-    {36, 32, {64, 128}, 43, 2, {0, 1}, 0, 0, 0},
-    {36, 32, {128, 256}, 44, 2, {0, 1}, 0, 0, 0},
-    {36, 32, {512, 256, 512}, 43, 1, {0, 0, 0}, 0, 0, 0},
-    {36, 32, {64, 64, 64}, 43, 2, {1, 0, 1}, 0, 0, 0},
-    {36, 32, {64, 64, 32}, 44, 1, {1, 0, 0}, 0, 0, 0},
-    {36, 32, {32, 32}, 43, 1, {0, 0}, 0, 0, 1},
-    {36, 32, {64, 32}, 43, 1, {0, 0}, 0, 0, 0},
-    {35, 32, {4}, 43, 1, {0}, 1, 1, 0},
-    {35, 32, {8}, 43, 1, {1}, 1, 1, 0},
-    {36, 33, {64}, 43, 1, {0}, 1, 1, 0},
-    {36, 33, {128}, 43, 1, {1}, 1, 1, 0},
-    {36, 33, {8192}, 43, 1, {1}, 0, 0, 0},
-    {35, 33, {8192}, 43, 1, {1}, 1, 1, 0},
-    {35, 33, {64}, 43, 1, {0}, 1, 1, 0},
-    {35, 33, {64, 4}, 43, 1, {1, 1}, 0, 0, 1},
-    {36, 33, {64, 4}, 44, 1, {0, 1}, 0, 0, 1},
-    {36, 32, {1024}, 43, 1, {0}, 1, 1, 0, 49},
-    {36, 32, {60, 8}, 43, 1, {1, 0}, 0, 0, 1, 49},
+    {.lengths = {1024}, .plans = {fixed}, .runs = the_kernel},
+    {.lengths = {2048}, .plans = {planned}, .runs = the_kernel},
+    {.callers = 2, .lengths = {128}, .plans = {fixed}, .runs = the_kernel_by_slot},
+    {.callers = 2, .lengths = {256}, .plans = {planned}, .runs = the_kernel_by_slot},
+    {.placement = out_of_place,
+     .callers = 2,
+     .lengths = {256},
+     .plans = {planned},
+     .runs = the_kernel_by_slot},
+    {.placement = out_of_place, .lengths = {60}, .plans = {planned}, .runs = the_kernel},
+    {.placement = out_of_place, .lengths = {1}, .plans = {planned}, .runs = the_kernel},
+    {.lengths = {512, 256}, .plans = {fixed, fixed}},
+    {.lengths = {1024, 512}, .plans = {planned, planned}},
+    {.placement = out_of_place, .lengths = {512, 256}, .plans = {planned, fixed}},
+    {.callers = 2, .lengths = {64, 128}, .plans = {fixed, planned}},
+    {.placement = out_of_place, .callers = 2, .lengths = {128, 256}, .plans = {fixed, planned}},
+    {.lengths = {512, 256, 512}, .plans = {fixed, fixed, fixed}},
+    {.callers = 2, .lengths = {64, 64, 64}, .plans = {planned, fixed, planned}},
+    {.placement = out_of_place, .lengths = {64, 64, 32}, .plans = {planned, fixed, fixed}},
+    {.lengths = {32, 32}, .plans = {fixed, fixed}, .runs = the_plane_routine},
+    {.lengths = {64, 32}, .plans = {fixed, fixed}},
+    {.precision = single, .lengths = {4}, .plans = {fixed}, .runs = the_kernel},
+    {.precision = single, .lengths = {8}, .plans = {planned}, .runs = the_kernel},
+    {.domain = real_data, .lengths = {64}, .plans = {fixed}, .runs = the_kernel},
+    {.domain = real_data, .lengths = {128}, .plans = {planned}, .runs = the_kernel},
+    {.domain = real_data, .lengths = {8192}, .plans = {planned}},
+    {.precision = single, .domain = real_data, .lengths = {8192}, .plans = {planned}, .runs = the_kernel},
+    {.precision = single, .domain = real_data, .lengths = {64}, .plans = {fixed}, .runs = the_kernel},
+    {.precision = single,
+     .domain = real_data,
+     .lengths = {64, 4},
+     .plans = {planned, planned},
+     .runs = the_plane_routine},
+    {.domain = real_data,
+     .placement = out_of_place,
+     .lengths = {64, 4},
+     .plans = {fixed, planned},
+     .runs = the_plane_routine},
+    {.ordering = scrambled, .lengths = {1024}, .plans = {fixed}, .runs = the_kernel},
+    {.ordering = scrambled, .lengths = {60, 8}, .plans = {planned, fixed}, .runs = the_plane_routine},
 };
 
 TEST(Commit, ChoosesKernelsAndFlags) {
@@ -379,26 +389,26 @@ TEST(Commit, ChoosesKernelsAndFlags) {
     const handle h = make(c.precision, c.domain, c.lengths);
     SCOPED_TRACE(testing::PrintToString(c.lengths) + " placement " + std::to_string(c.placement) +
                  " precision " + std::to_string(c.precision) + " domain " + std::to_string(c.domain));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 11, c.placement));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 26, zor_int(c.user_threads)));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 18, c.ordering));
-    h->transpose = 54;
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_PLACEMENT, c.placement));
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_USER_THREADS, c.callers));
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_ORDERING, c.ordering));
+    h->transpose = ZOR_DFT_NONE + 1;
     ASSERT_EQ(0, commit(h));
     size_t i = 0;
     for (const ZorDftDescriptor* r = h.get(); r != nullptr; r = r->next_dim, ++i) {
-      EXPECT_EQ(r->general_plan, c.general_plan[i]) << "dimension " << i;
-      EXPECT_EQ(r->commit_status, 30);
-      EXPECT_EQ(r->transpose, 54);
+      EXPECT_EQ(r->general_plan, c.plans[i]) << "dimension " << i;
+      EXPECT_EQ(r->commit_status, ZOR_DFT_COMMITTED);
+      EXPECT_EQ(r->transpose, ZOR_DFT_NONE + 1);
     }
     EXPECT_EQ(i, c.lengths.size());
-    EXPECT_EQ(h->whole_unit, c.whole_unit);
-    EXPECT_EQ(h->kernel_direct, c.kernel_direct);
-    EXPECT_EQ(h->two_d_direct, c.two_d_direct);
+    EXPECT_EQ(h->whole_unit, c.runs == the_kernel || c.runs == the_kernel_by_slot);
+    EXPECT_EQ(h->kernel_direct, c.runs == the_kernel);
+    EXPECT_EQ(h->two_d_direct, c.runs == the_plane_routine);
     EXPECT_EQ(h->max_work_size % 256, 0);
     EXPECT_EQ(h->work_buffer != nullptr, h->max_work_size > 0);
     EXPECT_EQ(uintptr_t(h->work_buffer) % 256, 0u);
-    EXPECT_EQ(h->thread_slots != nullptr, c.user_threads > 1);
-    EXPECT_EQ(h->nio_args, c.placement == 43 ? 1 : 2);
+    EXPECT_EQ(h->thread_slots != nullptr, c.callers > 1);
+    EXPECT_EQ(h->nio_args, c.placement == in_place ? 1 : 2);
   }
 }
 
@@ -410,8 +420,8 @@ TEST(Commit, LowersTheThreadLimitByTheSizeOfTheProblem) {
   } cases[] = {{64, 10, 1}, {64, 100, 2}, {64, 1000, 7}, {1024, 1000, 16}};
   for (const auto& c : cases) {
     const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {c.length});
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 7, c.transforms));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 14, c.length));
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_TRANSFORMS, c.transforms));
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_INPUT_DISTANCE, c.length));
     h->thread_limit = 16;
     ASSERT_EQ(0, commit(h));
     const double s = 16.0 * double(c.length) * double(c.transforms);
@@ -438,29 +448,46 @@ struct taker {
 };
 const float third = float(1.0 / 3.0);
 const taker takers[] = {
-    {36, 1, 1, 1, 0},     {36, 2, 1, 1, 0},       {36, 8, 1, 1, 0},         {36, 64, 1, 1, 0},
-    {36, 128, 1, 1, 0},   {36, 3, 1, 1, 0},       {36, 100, 1, 1, 0},       {36, 1000, 1, 1, 100},
-    {36, 256, 1, 1, 100}, {36, 5000, 1, 1, 100},  {36, 8, 2, 1, 100},       {36, 8, 0.125, 1, 0},
-    {36, 8, 1, 0.125, 0}, {36, 4, 0.5, 0.5, 0},   {36, 4, 0.25, 0.25, 100}, {35, 3, 1.0 / 3, 1, 0},
-    {35, 3, third, 1, 0}, {36, 3, third, 1, 100}, {36, 3, 1.0 / 3, 1, 0},   {35, 16, 1, 1, 0},
+    {double_precision, 1, 1, 1, done},
+    {double_precision, 2, 1, 1, done},
+    {double_precision, 8, 1, 1, done},
+    {double_precision, 64, 1, 1, done},
+    {double_precision, 128, 1, 1, done},
+    {double_precision, 3, 1, 1, done},
+    {double_precision, 100, 1, 1, done},
+    {double_precision, 1000, 1, 1, no_breakdown},
+    {double_precision, 256, 1, 1, no_breakdown},
+    {double_precision, 5000, 1, 1, no_breakdown},
+    {double_precision, 8, 2, 1, no_breakdown},
+    {double_precision, 8, 0.125, 1, done},
+    {double_precision, 8, 1, 0.125, done},
+    {double_precision, 4, 0.5, 0.5, done},
+    {double_precision, 4, 0.25, 0.25, no_breakdown},
+    {single, 3, 1.0 / 3, 1, done},
+    {single, 3, third, 1, done},
+    {double_precision, 3, third, 1, no_breakdown},
+    {double_precision, 3, 1.0 / 3, 1, done},
+    {single, 16, 1, 1, done},
 };
 
 TEST(Breakdown, TakesSimpleTransformsOnly) {
   for (const taker& t : takers) {
     SCOPED_TRACE("length " + std::to_string(t.length) + " precision " + std::to_string(t.precision));
     const handle h = make(t.precision, ZOR_DFT_COMPLEX, {t.length});
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 4, t.forward_scale));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), 5, t.backward_scale));
-    const auto apply = t.precision == 36 ? zor_dft_apply_bkdowns_d_c2c_1d : zor_dft_apply_bkdowns_s_c2c_1d;
-    const auto other = t.precision == 36 ? zor_dft_apply_bkdowns_s_c2c_1d : zor_dft_apply_bkdowns_d_c2c_1d;
-    EXPECT_EQ(100, other(h.get())) << "the list of the other precision";
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, t.forward_scale));
+    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_BACKWARD_SCALE, t.backward_scale));
+    const auto apply =
+        t.precision == double_precision ? zor_dft_apply_bkdowns_d_c2c_1d : zor_dft_apply_bkdowns_s_c2c_1d;
+    const auto other =
+        t.precision == double_precision ? zor_dft_apply_bkdowns_s_c2c_1d : zor_dft_apply_bkdowns_d_c2c_1d;
+    EXPECT_EQ(no_breakdown, other(h.get())) << "the list of the other precision";
     for (auto empty :
          {zor_dft_apply_bkdowns_d_c2c_md, zor_dft_apply_bkdowns_d_r2c_1d, zor_dft_apply_bkdowns_d_r2c_md,
           zor_dft_apply_bkdowns_s_c2c_md, zor_dft_apply_bkdowns_s_r2c_1d, zor_dft_apply_bkdowns_s_r2c_md})
-      EXPECT_EQ(100, empty(h.get()));
+      EXPECT_EQ(no_breakdown, empty(h.get()));
     ASSERT_EQ(t.answer, apply(h.get()));
-    EXPECT_EQ(h->commit_status, t.answer == 0 ? 30 : 31);
-    if (t.answer != 0) continue;
+    EXPECT_EQ(h->commit_status, t.answer == done ? ZOR_DFT_COMMITTED : ZOR_DFT_UNCOMMITTED);
+    if (t.answer != done) continue;
     // The round trip of two impulses, and the value of frequency 1.
     const size_t n = size_t(t.length);
     std::vector<double> d(2 * n);
@@ -468,16 +495,17 @@ TEST(Breakdown, TakesSimpleTransformsOnly) {
     d[0] = f[0] = 1;
     d[2 * (n - 1)] += 2;
     f[2 * (n - 1)] += 2;
-    void* x = t.precision == 36 ? static_cast<void*>(d.data()) : f.data();
+    void* x = t.precision == double_precision ? static_cast<void*>(d.data()) : f.data();
     EXPECT_EQ(0, h->compute_forward(h.get(), x, nullptr, nullptr, nullptr));
     const size_t k = n > 1 ? 2 : 0;
     const double angle = n > 1 ? 2 * 3.14159265358979323846 / double(n) : 0;
-    const double re = t.precision == 36 ? d[k] : f[k], im = t.precision == 36 ? d[k + 1] : f[k + 1];
+    const double re = t.precision == double_precision ? d[k] : f[k],
+                 im = t.precision == double_precision ? d[k + 1] : f[k + 1];
     EXPECT_NEAR(re, t.forward_scale * (1 + 2 * std::cos(angle)), 1e-6);
     EXPECT_NEAR(im, t.forward_scale * 2 * std::sin(angle), 1e-6);
     EXPECT_EQ(0, h->compute_backward(h.get(), x, nullptr, nullptr, nullptr));
     const double gain = double(n) * t.forward_scale * t.backward_scale;
-    EXPECT_NEAR(t.precision == 36 ? d[0] : f[0], (n > 1 ? 1 : 3) * gain, 1e-5 * gain);
+    EXPECT_NEAR(t.precision == double_precision ? d[0] : f[0], (n > 1 ? 1 : 3) * gain, 1e-5 * gain);
   }
 }
 
@@ -485,14 +513,14 @@ TEST(Breakdown, NeedsContiguousUnshiftedData) {
   const auto refused = [](auto change) {
     const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {8});
     change(h.get());
-    EXPECT_EQ(100, zor_dft_apply_bkdowns_d_c2c_1d(h.get()));
+    EXPECT_EQ(no_breakdown, zor_dft_apply_bkdowns_d_c2c_1d(h.get()));
   };
   refused([](ZorDftDescriptor* d) { d->input_stride = 2; });
   refused([](ZorDftDescriptor* d) { d->input_offset = 1; });
   refused([](ZorDftDescriptor* d) { d->number_of_transforms = 2; });
   refused([](ZorDftDescriptor* d) { d->complex_storage = ZOR_DFT_REAL_REAL; });
-  refused([](ZorDftDescriptor* d) { d->placement = 44, d->output_stride = 2; });
-  refused([](ZorDftDescriptor* d) { d->placement = 44, d->output_offset = 1; });
+  refused([](ZorDftDescriptor* d) { d->placement = out_of_place, d->output_stride = 2; });
+  refused([](ZorDftDescriptor* d) { d->placement = out_of_place, d->output_offset = 1; });
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {8});
   h->output_stride = 3;
   h->output_offset = 3;
@@ -531,7 +559,7 @@ int32_t waiting_kernel(const void*, void*, ZorDftDescriptor*, void* work) {
 
 TEST(UserThreads, TheFifthCallerOfFourIsRefused) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {1000});
-  ASSERT_EQ(0, zor_dft_set_value(h.get(), 26, zor_int(4)));
+  ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_USER_THREADS, zor_int(4)));
   ASSERT_EQ(0, commit(h));
   const auto kernel = h->kernel_z_fwd;
   gate g;
@@ -547,7 +575,7 @@ TEST(UserThreads, TheFifthCallerOfFourIsRefused) {
     std::unique_lock<std::mutex> lock(g.mutex);
     g.changed.wait(lock, [&] { return g.inside == 4; });
   }
-  EXPECT_EQ(8, h->compute_forward(h.get(), x.data(), nullptr, nullptr, nullptr));
+  EXPECT_EQ(no_free_slot, h->compute_forward(h.get(), x.data(), nullptr, nullptr, nullptr));
   {
     std::lock_guard<std::mutex> lock(g.mutex);
     g.open = true;
@@ -562,7 +590,7 @@ TEST(UserThreads, TheFifthCallerOfFourIsRefused) {
 
 TEST(UserThreads, FourCallersAgreeWithOne) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {60, 35});
-  ASSERT_EQ(0, zor_dft_set_value(h.get(), 26, zor_int(4)));
+  ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_USER_THREADS, zor_int(4)));
   ASSERT_EQ(0, commit(h));
   zor_test::random_bits random(5);
   std::vector<double> given(2 * 60 * 35);
@@ -608,9 +636,9 @@ TEST(Share, TheLastLineSpeaksForItsTile) {
 }
 
 TEST(WholeKernel, UnalignedDataAreMoved) {
-  for (int32_t placement : {43, 44}) {
+  for (int32_t placement : {in_place, out_of_place}) {
     const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {10});
-    ASSERT_EQ(0, zor_dft_set_value(h.get(), 11, placement));
+    ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_PLACEMENT, placement));
     h->whole_z_fwd = whole_doubling;
     h->thread_limit = 2;
     ASSERT_EQ(0, commit(h));
@@ -620,7 +648,7 @@ TEST(WholeKernel, UnalignedDataAreMoved) {
       zor_test::guarded<double> x(20, true, shift), y(20, false, shift);
       for (size_t i = 0; i < 20; ++i) x[i] = double(i);
       ASSERT_EQ(0, h->compute_forward(h.get(), x.data(), y.data(), nullptr, nullptr));
-      const auto& result = placement == 43 ? x : y;
+      const auto& result = placement == in_place ? x : y;
       for (size_t i = 0; i < 20; ++i) EXPECT_EQ(result[i], 2.0 * double(i));
     }
   }
@@ -628,13 +656,13 @@ TEST(WholeKernel, UnalignedDataAreMoved) {
 
 TEST(NioArgs, CountTheArrays) {
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {4});
-  EXPECT_EQ(1, zor_dft_determine_nioargs(h.get()));
-  h->complex_storage = 42;
-  EXPECT_EQ(2, zor_dft_determine_nioargs(h.get()));
-  h->placement = 44;
+  EXPECT_EQ(short_of_memory, zor_dft_determine_nioargs(h.get()));
+  h->complex_storage = split;
+  EXPECT_EQ(bad_argument, zor_dft_determine_nioargs(h.get()));
+  h->placement = out_of_place;
   EXPECT_EQ(4, zor_dft_determine_nioargs(h.get()));
-  h->forward_domain = 33;
-  EXPECT_EQ(2, zor_dft_determine_nioargs(h.get()));
+  h->forward_domain = real_data;
+  EXPECT_EQ(bad_argument, zor_dft_determine_nioargs(h.get()));
 }
 
 // A long line through two dimensions equals the plan of its length to rounding.
@@ -642,7 +670,7 @@ template <class R>
 void check_via_2d(zor_int n, int32_t precision, double tolerance, int32_t (*init)(ZorDftDescriptor*),
                   zor_dft_kernel ZorDftDescriptor::*fwd, zor_dft_kernel ZorDftDescriptor::*bwd) {
   const handle h = make(precision, ZOR_DFT_COMPLEX, {n});
-  ASSERT_EQ(0, zor_dft_set_value(h.get(), 4, 0.5));
+  ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, 0.5));
   ASSERT_EQ(0, commit(h));
   zor_test::random_bits random{uint64_t(n)};
   zor_test::guarded<R> x(2 * size_t(n)), y(2 * size_t(n));
@@ -681,7 +709,7 @@ TEST(Via2D, AgreesWithThePlan) {
   for (int mode : {FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO})
     EXPECT_TRUE(zor_test::same_bits(twiddles.data(), twiddles_in(mode).data(), twiddles.size())) << mode;
   const handle prime = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {65537});
-  EXPECT_EQ(102, zor_dft_xz_init_data_1d_via_2d(prime.get()));
+  EXPECT_EQ(not_splittable, zor_dft_xz_init_data_1d_via_2d(prime.get()));
   EXPECT_EQ(prime->private_data, nullptr);
   const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {1 << 13});
   ASSERT_EQ(0, zor_dft_xz_init_data_1d_via_2d(h.get()));
@@ -700,8 +728,8 @@ struct impulse {
   double height;
 };
 long double root_part(zor_int k, zor_int at, zor_int n, bool imaginary) {
-  const long double turns = (long double)((__int128(k) * at) % n) / (long double)(n);
-  const long double angle = -2 * 3.14159265358979323846264338327950288L * turns;
+  const long double circle = (long double)((__int128(k) * at) % n) / (long double)(n);
+  const long double angle = -2 * 3.14159265358979323846264338327950288L * circle;
   return imaginary ? std::sin(angle) : std::cos(angle);
 }
 
@@ -761,8 +789,8 @@ TEST(Via2D, CommitTakesItAboveTheLimitOfPlans) {
   }
   // The flag for one transform without a driver would leave out all but the first of a batch.
   const handle two = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {n});
-  ASSERT_EQ(0, zor_dft_set_value(two.get(), 7, zor_int(2)));
-  ASSERT_EQ(0, zor_dft_set_value(two.get(), 14, n));
+  ASSERT_EQ(0, zor_dft_set_value(two.get(), ZOR_DFT_NUMBER_OF_TRANSFORMS, zor_int(2)));
+  ASSERT_EQ(0, zor_dft_set_value(two.get(), ZOR_DFT_INPUT_DISTANCE, n));
   ASSERT_EQ(0, commit(two));
   EXPECT_EQ(two->kernel_direct, 0);
 }

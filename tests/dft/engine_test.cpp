@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <cfenv>
+#include <complex>
 #include <thread>
 
-#include "dft/engine/plan/plan.h"
+#include "dft/line.h"
 #include "tests/ref/dft.h"
 #include "tests/support/operand.h"
 #include "tests/support/zalloc.h"
@@ -229,9 +230,9 @@ TEST(Engine, UnorderedIsAPermutation) {
     run(flavour_z_unordered, forward, x.address(), x.address(), p, nullptr);
     std::vector<int> seen(size_t(n), 0);
     for (int k = 0; k < n; ++k) {
-      const double turns = -std::atan2(x.first[size_t(2 * k + 1)], x.first[size_t(2 * k)]) / (2 * M_PI) * n;
-      ++seen[size_t((std::lround(turns) + n) % n)];
-      EXPECT_NEAR(turns, std::round(turns), 1e-8);
+      const double place = -std::atan2(x.first[size_t(2 * k + 1)], x.first[size_t(2 * k)]) / (2 * M_PI) * n;
+      ++seen[size_t((std::lround(place) + n) % n)];
+      EXPECT_NEAR(place, std::round(place), 1e-8);
     }
     EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), n);
     run(flavour_z_unordered, backward, x.address(), x.address(), p, nullptr);
@@ -316,55 +317,6 @@ void check_fixed(fixed_kernel* (*find)(int32_t, direction)) {
 TEST(Engine, FixedKernels) {
   check_fixed<float>(fixed_complex_s);
   check_fixed<double>(fixed_complex_d);
-}
-
-TEST(Engine, WorkSizes) {
-  const struct {
-    int f, n, work;
-  } rows[] = {
-      {flavour_z, 16, 0},
-      {flavour_z, 32, 0},
-      {flavour_z, 64, 1024},
-      {flavour_z, 16384, 262144},
-      {flavour_z, 32768, 65536},
-      {flavour_z, 65536, 65536},
-      {flavour_z, 1 << 18, 262144},
-      {flavour_z, 1 << 19, 131072},
-      {flavour_z, 17, 304},
-      {flavour_z, 89, 1456},
-      {flavour_z, 91, 1520},
-      {flavour_z, 202, 4912},
-      {flavour_z, 303, 20576},
-      {flavour_z, 97, 200 * 32 + 96},
-      {flavour_z, 4097, 262176},
-      {flavour_z, 4099, 524320},
-      {flavour_z, 18, 352},
-      {flavour_z, 12155, 194816},
-      {flavour_c, 64, 512},
-      {flavour_c, 17, 168},
-      {flavour_c, 1000, 8064},
-      {flavour_zs, 1000, 16064},
-      {flavour_d, 16, 0},
-      {flavour_d, 64, 0},
-      {flavour_d, 128, 1024},
-      {flavour_d, 17, 168},
-      {flavour_d, 34, 304},
-      {flavour_d, 194, 200 * 32 + 96},
-      {flavour_d, 105, 1744},
-      {flavour_d, 2000, 16064},
-      {flavour_s, 1001, 8072},
-      {flavour_z_unordered, 5000, 80064},
-      {flavour_z_unordered, 10000, 0},
-      {flavour_z_unordered, 12155, 336},
-      {flavour_c_unordered, 16384, 131072},
-  };
-  for (const auto& row : rows) {
-    plan* p = build(row.f, row.n);
-    int32_t bytes = -1;
-    EXPECT_EQ(engines[row.f].work_size(p, &bytes), engine_done);
-    EXPECT_EQ(bytes, row.work) << "flavour " << row.f << " length " << row.n;
-    engines[row.f].release(p);
-  }
 }
 
 TEST(Engine, CodesAndScales) {
@@ -549,6 +501,44 @@ TEST(Engine, ColumnsGiveTheBitsOfLines) {
     plan* p = build(flavour_z, n);
     EXPECT_EQ(engines[flavour_z].block(p).columns, 0) << n;
     engines[flavour_z].release(p);
+  }
+}
+
+// Lines without a descriptor: a cyclic convolution of small integers, exact once it is rounded.
+template <class R>
+void check_convolution(int n) {
+  SCOPED_TRACE(n);
+  line_transform t;
+  ASSERT_EQ(commit_line<R>(&t, line_kind::real, n, scale_backward_n), engine_done);
+  std::vector<R> x(static_cast<size_t>(n)), y(x);
+  std::vector<long> a(x.size()), b(x.size()), wanted(x.size(), 0);
+  zor_test::random_bits random{uint64_t(n)};
+  for (size_t i = 0; i < x.size(); ++i) {
+    x[i] = R(a[i] = random.between(-9, 9));
+    y[i] = R(b[i] = random.between(-9, 9));
+  }
+  for (size_t i = 0; i < a.size(); ++i)
+    for (size_t j = 0; j < b.size(); ++j) wanted[(i + j) % wanted.size()] += a[i] * b[j];
+  std::vector<char> work(size_t(work_of_line(t)) + 1);
+  ASSERT_EQ(run_line(t, forward, x.data(), x.data(), work.data()), engine_done);
+  ASSERT_EQ(run_line(t, forward, y.data(), y.data(), nullptr), engine_done);
+  const bool even = n % 2 == 0;
+  for (size_t i = 0; i < (even ? 2u : 1u); ++i) x[i] *= y[i];
+  for (size_t i = even ? 2 : 1; i < x.size(); i += 2) {
+    const std::complex<R> product = std::complex<R>(x[i], x[i + 1]) * std::complex<R>(y[i], y[i + 1]);
+    x[i] = product.real();
+    x[i + 1] = product.imag();
+  }
+  ASSERT_EQ(run_line(t, backward, x.data(), x.data(), work.data()), engine_done);
+  for (size_t i = 0; i < x.size(); ++i) ASSERT_EQ(std::lround(x[i]), wanted[i]) << i;
+  free_line(&t);
+  EXPECT_EQ(t.p, nullptr);
+  EXPECT_EQ(commit_line<R>(&t, line_kind::real, 0, scale_none), engine_bad_size);
+}
+TEST(Line, ConvolvesIntegers) {
+  for (int n : {2, 15, 64, 97, 1024, 1155}) {
+    check_convolution<double>(n);
+    check_convolution<float>(n);
   }
 }
 

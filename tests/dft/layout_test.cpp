@@ -25,7 +25,7 @@ using image = std::map<zor_int, long double>;  // values by the index of a real 
 const long double untouched = -7.25e20L;
 const long double pi = 3.14159265358979323846264338327950288L;
 
-struct spec {
+struct transform_case {
   int32_t domain, placement, storage, format;  // storage: the setting of the domain at hand
   std::vector<zor_int> lengths;
   zor_int count;
@@ -87,7 +87,7 @@ std::vector<long double> packed_line(const box& x, int32_t format) {
 
 // A packed spectrum of rank 1 or 2: packed rows, but the columns of frequencies 0 and n/2 are spectra of real
 // signals and packed along dimension 1.
-image packed_image(const spec& s, const box& x, const std::vector<zor_int>& strides) {
+image packed_image(const transform_case& s, const box& x, const std::vector<zor_int>& strides) {
   image values;
   const zor_int n = s.lengths[0], rows = s.lengths.size() > 1 ? s.lengths[1] : 1;
   const zor_int s0 = strides[0], s1 = rows > 1 ? strides[1] : 0;
@@ -110,8 +110,8 @@ image packed_image(const spec& s, const box& x, const std::vector<zor_int>& stri
 
 // One side of one transform as reals by index. The imaginary array of split storage follows after `half`
 // reals.
-void add_side(image* values, const spec& s, const box& x, bool spectrum, const std::vector<zor_int>& strides,
-              zor_int base, zor_int half) {
+void add_side(image* values, const transform_case& s, const box& x, bool spectrum,
+              const std::vector<zor_int>& strides, zor_int base, zor_int half) {
   if (s.packed() && spectrum) {
     for (const auto& [place, value] : packed_image(s, x, strides)) (*values)[base + place] = value;
     return;
@@ -144,7 +144,7 @@ struct problem {
 
 // Random input and the output wanted. A backward real transform reads the spectrum of a real signal.
 template <class R>
-problem make_problem(const spec& s, bool backward, random_bits& random) {
+problem make_problem(const transform_case& s, bool backward, random_bits& random) {
   problem p;
   const auto reach = [&](const std::vector<zor_int>& strides, zor_int offset, zor_int distance) {
     zor_int last = offset + std::max<zor_int>(s.count - 1, 0) * distance;
@@ -173,7 +173,7 @@ problem make_problem(const spec& s, bool backward, random_bits& random) {
   return p;
 }
 
-ZorDftDescriptor* make_descriptor(const spec& s, int32_t precision, int32_t threads) {
+ZorDftDescriptor* make_descriptor(const transform_case& s, int32_t precision, int32_t threads) {
   ZorDftDescriptor* d = nullptr;
   EXPECT_EQ(
       0, zor_dft_create_descriptor_md(&d, precision, s.domain, zor_int(s.lengths.size()), s.lengths.data()));
@@ -202,7 +202,7 @@ ZorDftDescriptor* make_descriptor(const spec& s, int32_t precision, int32_t thre
 }
 
 template <class R>
-void check_values(const spec& s, const image& wanted, const zor_test::guarded<R>& y) {
+void check_values(const transform_case& s, const image& wanted, const zor_test::guarded<R>& y) {
   long double power = 0, worst = 0;
   zor_int worst_at = -1;
   for (const auto& [i, v] : wanted) {
@@ -226,7 +226,8 @@ struct operands {
 
 // Runs the problem on at most `threads` threads. Only the exception flags in `allowed` may be raised.
 template <class R>
-void run_on(const spec& s, const problem& p, bool backward, int32_t threads, int allowed, operands<R>* o) {
+void run_on(const transform_case& s, const problem& p, bool backward, int32_t threads, int allowed,
+            operands<R>* o) {
   for (R& v : o->a) v = R(untouched);
   for (R& v : o->b) v = R(untouched);
   for (const auto& [i, v] : p.in) o->a[size_t(i)] = R(v);
@@ -244,7 +245,7 @@ void run_on(const spec& s, const problem& p, bool backward, int32_t threads, int
 }
 
 template <class R>
-void run_problem(const spec& s, bool backward, random_bits& random) {
+void run_problem(const transform_case& s, bool backward, random_bits& random) {
   SCOPED_TRACE(s.text() + (backward ? " backward" : " forward") + (sizeof(R) == 4 ? " single" : " double"));
   const problem p = make_problem<R>(s, backward, random);
   const auto extent = [](const image& i, zor_int half) {
@@ -296,14 +297,15 @@ void random_layout(random_bits& random, const std::vector<zor_int>& lengths, zor
   }
 }
 
-spec random_spec(random_bits& random, int32_t domain, int32_t storage, size_t rank) {
+transform_case random_case(random_bits& random, int32_t domain, int32_t storage, size_t rank) {
   static const zor_int lengths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 15, 16, 20, 32, 33, 64, 67};
   static const zor_int longest[] = {16, 14, 8, 4};
-  spec s{};
+  transform_case s{};
   s.domain = domain;
   s.storage = storage;
   s.placement = random.between(0, 1) ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE;
-  s.format = s.mixed() ? int32_t(ZOR_DFT_FORMAT_HALF_COMPLEX) : int32_t(random.between(54, 56));
+  s.format = s.mixed() ? int32_t(ZOR_DFT_FORMAT_HALF_COMPLEX)
+                       : int32_t(random.between(ZOR_DFT_FORMAT_PADDED, ZOR_DFT_FORMAT_SECOND));
   for (size_t i = 0; i < rank; ++i) s.lengths.push_back(lengths[random.between(0, longest[rank - 1])]);
   s.count = random.between(0, 5) == 0 ? random.between(0, 21) : random.between(1, 3);
   s.user_threads = random.between(0, 3) == 0 ? 2 : 1;
@@ -321,7 +323,7 @@ spec random_spec(random_bits& random, int32_t domain, int32_t storage, size_t ra
 
 // A real transform with a complex spectrum: its half box has strides of its own, and in the plain cases in
 // place both sides coincide row by row.
-void shape_mixed(random_bits& random, spec* s, bool backward) {
+void shape_mixed(random_bits& random, transform_case* s, bool backward) {
   std::vector<zor_int> half = s->lengths;
   half[0] = half[0] / 2 + 1;
   auto& real_strides = backward ? s->out_strides : s->in_strides;
@@ -354,7 +356,7 @@ void run_random(uint64_t seed, int cases, const family& f) {
   zor_core_set_num_threads(3);
   for (int i = 0; i < cases && !testing::Test::HasFailure(); ++i) {
     const size_t rank = size_t(random.between(1, zor_int(f.max_rank)));
-    spec s = random_spec(random, f.domain, f.storage, rank);
+    transform_case s = random_case(random, f.domain, f.storage, rank);
     for (bool backward : {false, true}) {
       if (s.mixed()) shape_mixed(random, &s, backward);
       run_problem<R>(s, backward, random);

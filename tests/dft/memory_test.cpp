@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-#include "zor/dft.h"
+#include "tests/dft/names.h"
 #include "zor/serv.h"
 
 namespace {
@@ -52,13 +52,15 @@ void free(void* p) {
 
 namespace {
 
+using namespace dft_test;
+
 struct shape {
   const char* name;
-  int32_t precision, domain, storage, placement;
+  int32_t precision = double_precision, domain = complex_data, storage = interleaved, placement = in_place;
   std::vector<zor_int> lengths;
   zor_int stride = 1;  // along dimension 0
   zor_int user_threads = 1;
-  int32_t threads = 1, ordering = 48;
+  int32_t threads = 1, ordering = ordered;
   int32_t (*commit)(zor_fft) = nullptr;  // null: the kernel library's
   bool work_taken = false;               // as if another caller computed in the descriptor's work buffer
 };
@@ -69,45 +71,65 @@ int32_t long_commit(zor_fft fft) {
   return status != 0 ? status : zor_dft_xz_init_data_1d_via_2d(fft);
 }
 
-const shape shapes[] = {{"chirp", 36, 32, 39, 43, {997}},
-                        {"mixed radix", 35, 32, 39, 43, {1000}},
-                        {"power of two", 36, 32, 39, 43, {4096}},
-                        {"grid", 36, 32, 39, 44, {32768}},
-                        {"direct", 36, 32, 39, 43, {89}},
-                        {"strided", 36, 32, 39, 44, {60}, 3},
-                        {"scrambled", 36, 32, 39, 43, {5005}, 1, 1, 1, 49},
-                        {"split", 36, 32, 42, 43, {97}, 2},
-                        {"user threads", 36, 32, 39, 43, {64, 30}, 1, 4},
-                        {"rank 3", 35, 32, 39, 44, {5, 6, 7}},
-                        {"packed plane", 36, 33, 40, 44, {15, 20}},
-                        {"packed odd", 36, 33, 40, 43, {1001}},
-                        {"packed chirp", 35, 33, 40, 43, {194}},
-                        {"mixed cube", 36, 33, 39, 44, {6, 5, 4}},
-                        {"mixed in place", 35, 33, 39, 43, {30, 14}},
-                        {"shared plane", 36, 32, 39, 44, {24, 20}, 1, 1, 2},
-                        {"shared packed plane", 35, 33, 40, 43, {24, 20}, 1, 1, 2},
-                        {"shared cube", 36, 33, 39, 44, {6, 5, 4}, 1, 1, 2},
-                        {"1-D via 2-D", 36, 32, 39, 43, {60 * 64}, 1, 1, 1, 48, long_commit},
-                        {"second caller", 36, 32, 39, 43, {997}, 1, 1, 1, 48, nullptr, true},
-                        {"second caller, shared plane", 36, 32, 39, 44, {24, 20}, 1, 1, 2, 48, nullptr, true},
-                        {"breakdown", 36, 32, 39, 44, {100}, 1, 1, 1, 48, zor_fft_commit}};
+const shape shapes[] = {
+    {.name = "chirp", .lengths = {997}},
+    {.name = "mixed radix", .precision = single, .lengths = {1000}},
+    {.name = "power of two", .lengths = {4096}},
+    {.name = "grid", .placement = out_of_place, .lengths = {32768}},
+    {.name = "direct", .lengths = {89}},
+    {.name = "strided", .placement = out_of_place, .lengths = {60}, .stride = 3},
+    {.name = "scrambled", .lengths = {5005}, .ordering = scrambled},
+    {.name = "split", .storage = split, .lengths = {97}, .stride = 2},
+    {.name = "user threads", .lengths = {64, 30}, .user_threads = 4},
+    {.name = "rank 3", .precision = single, .placement = out_of_place, .lengths = {5, 6, 7}},
+    {.name = "packed plane",
+     .domain = real_data,
+     .storage = packed,
+     .placement = out_of_place,
+     .lengths = {15, 20}},
+    {.name = "packed odd", .domain = real_data, .storage = packed, .lengths = {1001}},
+    {.name = "packed chirp", .precision = single, .domain = real_data, .storage = packed, .lengths = {194}},
+    {.name = "mixed cube", .domain = real_data, .placement = out_of_place, .lengths = {6, 5, 4}},
+    {.name = "mixed in place", .precision = single, .domain = real_data, .lengths = {30, 14}},
+    {.name = "shared plane", .placement = out_of_place, .lengths = {24, 20}, .threads = 2},
+    {.name = "shared packed plane",
+     .precision = single,
+     .domain = real_data,
+     .storage = packed,
+     .lengths = {24, 20},
+     .threads = 2},
+    {.name = "shared cube",
+     .domain = real_data,
+     .placement = out_of_place,
+     .lengths = {6, 5, 4},
+     .threads = 2},
+    {.name = "1-D via 2-D", .lengths = {60 * 64}, .commit = long_commit},
+    {.name = "second caller", .lengths = {997}, .work_taken = true},
+    {.name = "second caller, shared plane",
+     .placement = out_of_place,
+     .lengths = {24, 20},
+     .threads = 2,
+     .work_taken = true},
+    {.name = "breakdown", .placement = out_of_place, .lengths = {100}, .commit = zor_fft_commit}};
 
 zor_fft make(const shape& s) {
   zor_fft fft = nullptr;
   EXPECT_EQ(0, zor_fft_create(&fft, s.precision, s.domain, zor_int(s.lengths.size()), s.lengths.data()));
-  EXPECT_EQ(0, zor_fft_set(fft, s.domain == 33 ? 10 : 8, s.storage));
-  EXPECT_EQ(0, zor_fft_set(fft, 11, s.placement));
-  EXPECT_EQ(0, zor_fft_set(fft, 26, s.user_threads));
-  if (s.ordering != 48) {
-    EXPECT_EQ(0, zor_fft_set(fft, 18, s.ordering));
+  EXPECT_EQ(0,
+            zor_fft_set(fft, s.domain == real_data ? ZOR_DFT_CONJUGATE_EVEN_STORAGE : ZOR_DFT_COMPLEX_STORAGE,
+                        s.storage));
+  EXPECT_EQ(0, zor_fft_set(fft, ZOR_DFT_PLACEMENT, s.placement));
+  EXPECT_EQ(0, zor_fft_set(fft, ZOR_DFT_NUMBER_OF_USER_THREADS, s.user_threads));
+  if (s.ordering != ordered) {
+    EXPECT_EQ(0, zor_fft_set(fft, ZOR_DFT_ORDERING, s.ordering));
   }
-  if (s.domain == 33 && s.storage == 40) {
-    EXPECT_EQ(0, zor_fft_set(fft, 21, ZOR_DFT_FORMAT_TAIL));
+  if (s.domain == real_data && s.storage == packed) {
+    EXPECT_EQ(0, zor_fft_set(fft, ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_TAIL));
   }
   if (s.stride != 1) {
     const zor_int strides[] = {0, s.stride};
-    EXPECT_EQ(0, zor_fft_set(fft, 12, strides));
-    EXPECT_EQ(0, zor_fft_set(fft, 13, strides));
+    EXPECT_EQ(0, zor_fft_set(fft, ZOR_DFT_INPUT_STRIDES, strides));
+    EXPECT_EQ(0, zor_fft_set(fft, ZOR_DFT_OUTPUT_STRIDES, strides));
   }
   fft->thread_limit = s.threads;
   fft->reserved_a = s.work_taken;
@@ -125,7 +147,7 @@ int32_t compute(const shape& s, zor_fft fft, bool backward) {
   double* all = data.x;
   for (size_t i = 0; i < sizeof data / sizeof *all; ++i) all[i] = double(i % 101) - 50;
   const auto run = backward ? zor_fft_backward : zor_fft_forward;
-  return s.storage == 42 ? run(fft, data.x, data.y, data.z, data.w) : run(fft, data.x, data.y);
+  return s.storage == split ? run(fft, data.x, data.y, data.z, data.w) : run(fft, data.x, data.y);
 }
 
 bool computes(const shape& s, zor_fft fft, bool backward, const operands& wanted) {
@@ -156,7 +178,7 @@ void fail_each(const shape& s, const char* what, const Step& step, const After& 
       return;
     }
     if (status == 0 && s.commit == zor_fft_commit) return;  // a breakdown that fails gives way to a plan
-    ASSERT_EQ(1, status) << s.name << " " << what << ", allocation " << n;
+    ASSERT_EQ(short_of_memory, status) << s.name << " " << what << ", allocation " << n;
     after_failure(left);
   }
   ADD_FAILURE() << s.name << " never finished";
@@ -188,7 +210,7 @@ TEST(Memory, EveryAllocationMayFail) {
           [&](long left) {
             if (s.commit == nullptr) {
               EXPECT_EQ(fft->compute_forward, nullptr);
-              EXPECT_EQ(fft->commit_status, 31);
+              EXPECT_EQ(fft->commit_status, ZOR_DFT_UNCOMMITTED);
             }
             if (again) {
               EXPECT_EQ(0, commit(s, fft));
@@ -209,7 +231,7 @@ TEST(Memory, CreateMayFail) {
   fail_at = 0;
   const int32_t status = zor_dft_create_descriptor_md(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 1, &n);
   fail_at = -1;
-  EXPECT_EQ(1, status);
+  EXPECT_EQ(short_of_memory, status);
   EXPECT_EQ(fft, nullptr);
 }
 

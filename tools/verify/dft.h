@@ -77,14 +77,14 @@ class operands {
   void* arrays[4] = {};  // as many as the compute functions take
   void *x, *y;           // input and output as drivers take them, offsets applied
 
-  operands(const problem& p, bool direction, uint64_t turn)
+  operands(const problem& p, bool direction, uint64_t seed)
       : in(side_of(p, direction)),
         out(side_of(p, !direction)),
         halves_(p.data == kind::split ? 2 : 1),
-        source_(turn),
-        given_(size_t(halves_ * (p.in_place ? std::max(reals(in), reals(out)) : reals(in))), turn % 4,
+        source_(seed),
+        given_(size_t(halves_ * (p.in_place ? std::max(reals(in), reals(out)) : reals(in))), seed % 4,
                source_),
-        result_(size_t(p.in_place ? 0 : halves_ * reals(out)), turn / 2 % 4, source_) {
+        result_(size_t(p.in_place ? 0 : halves_ * reals(out)), seed / 2 % 4, source_) {
     R* const first[2] = {given_.data(), p.in_place ? given_.data() : result_.data()};
     const side* const sides[2] = {&in, &out};
     int taken = 0;
@@ -130,11 +130,11 @@ class operands {
 template <class R, class Problems, class Call>
 void drive(recorder& out, const Problems& problems, bool in_place, bool direction, const Call& call,
            int32_t threads = 1) {
-  uint64_t turn = 0;
+  uint64_t seed = 0;
   for (problem p : problems) {
     p.in_place = in_place;
     const owned_descriptor d = committed(p, precision_of<R>::value, direction, threads);
-    operands<R> o(p, direction, ++turn);
+    operands<R> o(p, direction, ++seed);
     out.add(int64_t(call(d.get(), o)));
     o.record(out, p.transforms);
   }

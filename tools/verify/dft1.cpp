@@ -293,7 +293,7 @@ void run_dft1(recorder& out) {
   if (out.begin(#name)) row_copies<R>(out, [](auto... of) { name(of..., R(0.3)); });
 #include "zor/tables/dft_via2d.inc"
 
-#define ROW_OMP(name, apply, commit) \
+#define ROW_OMP(name, ...) \
   if (out.begin(#name)) commits(out, #name, name);
 #define ROW_PAR(name, data, R, direction, place) PAR_##data(name, R, direction, PLACE_##place)
 #define PLACE_in true

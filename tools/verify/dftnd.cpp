@@ -223,6 +223,7 @@ void run_dftnd(recorder& out) {
   if (out.begin(#name)) packed_share<R>(out, true, dir, name);
 #define ROW_PACKED_COLUMNS(name, R, dir) \
   if (out.begin(#name)) packed_share<R>(out, false, dir, name);
+#define ROW_PACKED_COLUMNS_OUT ROW_PACKED_COLUMNS
 #define ROW_PLANES(name, R) \
   if (out.begin(#name)) box_planes<R>(out, true, [](void* x, void*, auto... of) { name(x, of...); });
 #define ROW_PLANES_OUT(name, R) \

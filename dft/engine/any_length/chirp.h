@@ -1,170 +1,33 @@
 // SPDX-License-Identifier: MIT
-// The chirp transform: with c(k) = exp(-pi i k^2 / n), y = c (c x * conj c),
-// the convolution by transforms of a padded length M. A long power of two is
-// taken apart once into 16 L, so that blocks of L are transformed, multiplied
-// by the spectrum and transformed back while they are in cache, and so that the
-// rows that are zero on the way in, or not wanted on the way out, cost nothing.
+// Transforms of any length as a convolution with a chirp (Bluestein). Instances: float and double.
 #pragma once
 
-#include <cstring>
-
-#include "dft/engine/passes/lanes.h"
-#include "dft/engine/plan/transform.h"
+#include "dft/engine/passes/pass.h"
 
 namespace zor::dft {
 
-// body(j, V of lanes) over 0..n in whole vectors, then one by one.
-template <class R, class F>
-[[gnu::always_inline]] inline void over_lanes(ptrdiff_t n, F body) {
-  using V = vec<R>;
-  ptrdiff_t j = 0;
-  for (; j + lanes<V> <= n; j += lanes<V>) body(j, V{});
-  for (; j < n; ++j) body(j, R{});
-}
-
-// The value and the n values of c it is multiplied by.
-template <class V, class R>
-[[gnu::always_inline]] inline complex_lanes<V> times_chirp(const chirp<R>& c, ptrdiff_t j,
-                                                           complex_lanes<V> v) {
-  return multiply(v, load_lanes<V>(c.chirp_re + j), load_lanes<V>(c.chirp_im + j));
-}
-
-// The transform of 16 values of which the last 8 are zero.
-template <class V>
-[[gnu::always_inline]] inline void dft16_of_half(complex_lanes<V>* x) {
-  complex_lanes<V> y[16];
-  unrolled<4>([&](auto b) __attribute__((always_inline)) {
-    const complex_lanes<V> p = x[b], q = x[4 + b];
-    const complex_lanes<V> column[4] = {p + q, {p.re + q.im, p.im - q.re}, p - q, {p.re - q.im, p.im + q.re}};
-    unrolled<4>([&](auto a) __attribute__((always_inline)) { y[4 * a + b] = turn<a * b, 16>(column[a]); });
-  });
-  unrolled<4>([&](auto a) __attribute__((always_inline)) {
-    dft4(y + 4 * a);
-    unrolled<4>([&](auto b) __attribute__((always_inline)) { x[a + 4 * b] = y[4 * a + b]; });
-  });
-}
-
-// Values j to j + W - 1 of n, those behind the last being zero; and those of
-// them that exist to store.
-template <class V, class Load>
-[[gnu::always_inline]] inline complex_lanes<V> load_until(ptrdiff_t n, ptrdiff_t j, Load load) {
-  using R = real_of<V>;
-  if (j + lane_count<V> <= n) return load(j, V{});
-  complex_lanes<V> v{};
-  for (int i = 0; j + i < n; ++i) {
-    const complex_lanes<R> one = load(j + i, R{});
-    v.re[i] = one.re;
-    v.im[i] = one.im;
-  }
-  return v;
-}
-template <class V, class Store>
-[[gnu::always_inline]] inline void store_until(ptrdiff_t n, ptrdiff_t j, complex_lanes<V> v, Store store) {
-  if (j + lane_count<V> <= n)
-    store(j, v);
-  else
-    for (int i = 0; j + i < n; ++i) store(j + i, complex_lanes<real_of<V>>{v.re[i], v.im[i]});
-}
-
-// 16 rows of L values, of which the first `rows` hold n values, to 16 blocks
-// ready for transforms of L.
-template <class R, int rows, class Load>
-void spread_blocks(const chirp<R>& c, ptrdiff_t n, R* re, R* im, Load load) {
-  using V = vec<R>;
-  const ptrdiff_t l = c.padded / 16;
-  const R* w = c.twiddles;
-  for (ptrdiff_t p = 0; p < l; p += lanes<V>, w += 2 * lanes<V> * 15) {
-    complex_lanes<V> u[16];
-    unrolled<rows>([&](auto t) __attribute__((always_inline)) { u[t] = load_until<V>(n, p + l * t, load); });
-    if constexpr (rows == 8)
-      dft16_of_half(u);
-    else
-      dft<16>(u);
-    apply_twiddles<16>(u, w);
-    unrolled<16>([&](auto s) __attribute__((always_inline)) {
-      store(re + p + l * s, u[s].re);
-      store(im + p + l * s, u[s].im);
-    });
-  }
-}
-
-// The way back, on exchanged parts: the first n values of the `rows` rows.
-template <class R, int rows, class Store>
-void join_blocks(const chirp<R>& c, ptrdiff_t n, const R* re, const R* im, Store put) {
-  using V = vec<R>;
-  const ptrdiff_t l = c.padded / 16;
-  const R* w = c.twiddles;
-  for (ptrdiff_t p = 0; p < l; p += lanes<V>, w += 2 * lanes<V> * 15) {
-    complex_lanes<V> u[16];
-    unrolled<16>([&](auto s) __attribute__((always_inline)) {
-      u[s] = {load<V>(im + p + l * s), load<V>(re + p + l * s)};
-    });
-    apply_twiddles<16>(u, w);
-    dft<16>(u);
-    unrolled<rows>([&](auto t) __attribute__((always_inline)) {
-      store_until(n, p + l * t, complex_lanes<V>{u[t].im, u[t].re}, put);
-    });
-  }
-}
-
-// Products of `count` values with the spectrum's.
 template <class R>
-void times_spectrum(const R* s_re, const R* s_im, ptrdiff_t count, R* re, R* im) {
-  over_lanes<R>(
-      count, [&](ptrdiff_t k, auto lane) __attribute__((always_inline)) {
-        using V = decltype(lane);
-        const complex_lanes<V> s = load_complex<form::split, V>(s_re, s_im, k);
-        store_complex<form::split>(re, im, k, multiply(load_complex<form::split, V>(re, im, k), s.re, s.im));
-      });
-}
+struct transform;
 
-// Every block there and back.
+// With c(k) = exp(-pi i k^2 / n) the transform of x is y(k) = c(k) sum over j of (c(j) x(j)) conj(c(k-j)): a
+// convolution, done by transforms of a padded length M.
 template <class R>
-void convolve_blocks(const chirp<R>& c, R* re, R* im, R* work) {
-  const ptrdiff_t l = c.padded / 16;
-  R* const t_re = c.aside ? work : nullptr;
-  R* const t_im = work + l;
-  R* const rest = c.aside ? work + 2 * l : work;
-  for (int s = 0; s < 16; ++s, re += l, im += l) {
-    R* const b_re = c.aside ? t_re : re;
-    R* const b_im = c.aside ? t_im : im;
-    transform_run(*c.inner, pass_data<R>{re, im, b_re, b_im, R(1), R(1), R(1)}, rest);
-    times_spectrum(c.spectrum_re + l * s, c.spectrum_im + l * s, l, b_re, b_im);
-    transform_run(*c.inner, pass_data<R>{b_im, b_re, im, re, R(1), R(1), R(1)}, rest);
-  }
-}
+struct chirp {
+  int32_t padded;
+  R* memory;
+  const R *chirp_re, *chirp_im;        // c, n values each
+  const R *spectrum_re, *spectrum_im;  // the transform of conj(c), divided by M, in the order of blocks
+  const R* twiddles;                   // of the first radix where M is taken apart into blocks, else null
+  bool aside;                          // the work has room for a block beside the inner transform's work
+  transform<R>* inner;                 // of M, or of a block
+};
 
-// load(j, V{}) gives c x for lanes from j < n, store(j, v) takes what c times
-// gives the result, for j < wanted. Work as selected; its first 2 M reals are a
-// split array that load and store may read and write at the places they are
-// asked for.
-template <class R, class Load, class Store>
-[[gnu::always_inline]] inline void convolve(const chirp<R>& c, ptrdiff_t n, ptrdiff_t wanted, R* work,
-                                            Load load, Store put) {
-  const ptrdiff_t m = c.padded;
-  R *const re = work, *const im = work + m, *const rest = work + 2 * m;
-  if (c.twiddles == nullptr) {
-    over_lanes<R>(
-        n, [&](ptrdiff_t j, auto lane)
-               __attribute__((always_inline)) { store_complex<form::split>(re, im, j, load(j, lane)); });
-    std::memset(re + n, 0, size_t(m - n) * sizeof(R));
-    std::memset(im + n, 0, size_t(m - n) * sizeof(R));
-    transform_run(*c.inner, pass_data<R>{re, im, re, im, R(1), R(1), R(1)}, rest);
-    times_spectrum(c.spectrum_re, c.spectrum_im, m, re, im);
-    transform_run(*c.inner, pass_data<R>{im, re, im, re, R(1), R(1), R(1)}, rest);
-    over_lanes<R>(
-        wanted, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-          put(j, load_complex<form::split, decltype(lane)>(re, im, j));
-        });
-  } else if (2 * n <= m) {
-    spread_blocks<R, 8>(c, n, re, im, load);
-    convolve_blocks(c, re, im, rest);
-    join_blocks<R, 8>(c, wanted, re, im, put);
-  } else {
-    spread_blocks<R, 16>(c, n, re, im, load);
-    convolve_blocks(c, re, im, rest);
-    join_blocks<R, 16>(c, wanted, re, im, put);
-  }
-}
+// False when memory is short.
+template <class R>
+bool chirp_build(chirp<R>* c, int32_t n, int32_t padded);
+template <class R>
+void chirp_free(chirp<R>* c);
+template <class R>
+void chirp_run(const chirp<R>& c, int32_t n, form outer, const pass_data<R>& ends, R* work);
 
 }  // namespace zor::dft

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Transforms of odd lengths below 91 from their definition: sums and differences of the pairs x(j), x(n-j);
-// output pair k is x(0) + sum s cos -+ i sum d sin in the order of j, lanes running over k.
+// The formula of prime_dft by table, with lanes over the output pairs k, n - k.
+#include "dft/engine/any_length/direct.h"
+
 #include "dft/engine/passes/lanes.h"
 #include "dft/engine/plan/memory.h"
-#include "dft/engine/plan/transform.h"
 #include "dft/engine/roots/trig.h"
 
 namespace zor::dft {
@@ -11,7 +11,7 @@ namespace {
 
 constexpr int32_t most_pairs = 64;
 
-// sum over j from 0 of a[j] table(j, k), from `start`, for all k of a row.
+// start + sum of a[j] table(j, k) in the order of j, for all k of a row.
 template <class R>
 void weighted_sums(const R* table, ptrdiff_t stride, int32_t row, int32_t pairs, R start, const R* a,
                    R* out) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// A transform in more precision than its result: passes of compensated doubles, or of doubles for floats.
 #include "dft/engine/any_length/spectrum.h"
 
 #include <type_traits>
@@ -43,7 +44,7 @@ complex_lanes<number<R, double>> wide_number(const wide_root& w) {
     return {w.head.re, w.head.im};
 }
 
-// The pass of passes.h, lanes over q; radix 3 and 5 by their definition.
+// The pass of pass.h with lanes over q; radix 3 and 5 by their definition.
 template <class R, int r, class V>
 void wide_pass(const root_table& roots, ptrdiff_t l, ptrdiff_t m, const double* x, double* y) {
   using C = complex_lanes<number<R, V>>;
@@ -61,11 +62,11 @@ void wide_pass(const root_table& roots, ptrdiff_t l, ptrdiff_t m, const double* 
       } else {
         for (int s = 0; s < r; ++s) {
           v[s] = u[0];
-          for (int t = 1; t < r; ++t) v[s] = v[s] + multiply(u[t], root[t * s % r].re, root[t * s % r].im);
+          for (int t = 1; t < r; ++t) v[s] = v[s] + mul(u[t], root[t * s % r].re, root[t * s % r].im);
         }
       }
       for (int s = 0; s < r; ++s)
-        store_wide(y + q + m * (r * p + s), n, s == 0 ? v[s] : multiply(v[s], w[s].re, w[s].im));
+        store_wide(y + q + m * (r * p + s), n, s == 0 ? v[s] : mul(v[s], w[s].re, w[s].im));
     }
   }
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Bodies of the column passes, included by the files that make their instances.
+// Bodies of the column passes, included by the files that make their instances, and the choice among the
+// instances.
 #pragma once
 
 #include "dft/engine/columns/columns.h"
@@ -25,10 +26,10 @@ template <class V, class R>
   store_lanes(p + lane_count<V>, v.im);
 }
 
-// Rows of memory to those of the tile, one after the other: nothing is computed but the sign.
+// Rows of memory to those of the tile, one after the other; nothing is computed but the sign.
 template <class R, class V, form F>
 void copy_rows(const column_call<R>& call) {
-  const column_call<R> c = call;  // held apart from what the stores may reach
+  const column_call<R> c = call;  // a copy that no store can change
   for (ptrdiff_t i = 0; i < c.rows; ++i) {
     const ptrdiff_t row = row_index(c, i);
     for (ptrdiff_t j = 0; j < c.columns; j += lane_count<V>) {
@@ -39,7 +40,7 @@ void copy_rows(const column_call<R>& call) {
   }
 }
 
-// From memory to the tile: rows q + span t, twiddled by w(q s).
+// From memory to the tile: butterflies of rows q + span t, each result s times w(q s).
 template <class R, int r, class V, form F>
 void gather_pass(const column_call<R>& c) {
   constexpr int W = lane_count<V>;
@@ -57,7 +58,7 @@ void gather_pass(const column_call<R>& c) {
       R* const out = c.tile + 2 * (q * c.columns + j);
       store_tile(out, u[0]);
       unrolled<r - 1>([&](auto s) __attribute__((always_inline)) {
-        store_tile(out + 2 * c.columns * c.span * (s + 1), multiply(u[s + 1], w[2 * s], w[2 * s + 1]));
+        store_tile(out + 2 * c.columns * c.span * (s + 1), mul(u[s + 1], w[2 * s], w[2 * s + 1]));
       });
     }
   }
@@ -78,7 +79,7 @@ void tile_pass(const column_call<R>& c) {
         dft<r>(u);
         store_tile(p, u[0]);
         unrolled<r - 1>([&](auto s) __attribute__((always_inline)) {
-          store_tile(p + 2 * c.columns * c.span * (s + 1), multiply(u[s + 1], w[2 * s], w[2 * s + 1]));
+          store_tile(p + 2 * c.columns * c.span * (s + 1), mul(u[s + 1], w[2 * s], w[2 * s + 1]));
         });
       }
     }
@@ -126,7 +127,7 @@ constexpr column_set<R> set_of() {
   return {copy_rows<R, V, F>, gather_pass<R, r, V, F>, tile_pass<R, r, V>, scatter_pass<R, r, V, F>, nullptr};
 }
 
-// Any radix at full width, 8 and 16 at the others, which only grids of powers of two run.
+// Radices of grids, which split data and narrower vectors run alone.
 template <class R, class V, form F>
 column_set<R> column_set_of(int32_t radix) {
   if (radix == 8) return set_of<R, 8, V, F>();
@@ -134,23 +135,22 @@ column_set<R> column_set_of(int32_t radix) {
   return {};
 }
 
-template <class R, int... N>
-column_set<R> full_column_set(int32_t radix, std::integer_sequence<int, N...>) {
+// Interleaved data at full width: every radix of the table, and straight-line lengths up to 15 as one pass.
+template <class R>
+column_set<R> full_column_set(int32_t radix) {
   using V = vec<R>;
   constexpr form F = form::interleaved;
   column_set<R> found{};
-  const auto set = [&]<int r>(std::integral_constant<int, r>) {
-    if (radix != r) return;
-    if constexpr (r <= 13 || r == 16) found = set_of<R, r, V, F>();
-    if constexpr (r < 16) found.whole = whole_pass<R, r, V, F>;
-  };
-  (set(std::integral_constant<int, N + 2>()), ...);
+  with_radix(radix, [&]<int r>(std::integral_constant<int, r>) { found = set_of<R, r, V, F>(); });
+  unrolled<14>([&](auto n) {
+    if (radix == n + 2) found.whole = whole_pass<R, n + 2, V, F>;
+  });
   return found;
 }
 
 template <class R, int index>
 column_set<R> column_set_at(form outer, int32_t radix) {
-  using V = typename lanes_or_real<R, pass_lanes<R>(index)>::type;
+  using V = lanes_or_real<R, pass_lanes<R>(index)>;
   return outer == form::split ? column_set_of<R, V, form::split>(radix)
                               : column_set_of<R, V, form::interleaved>(radix);
 }
@@ -158,7 +158,7 @@ column_set<R> column_set_at(form outer, int32_t radix) {
 template <class R>
 column_set<R> choose_column_set(form outer, int32_t radix, int32_t lanes) {
   if (lanes == pass_lanes<R>(0)) {
-    if (outer == form::interleaved) return full_column_set<R>(radix, std::make_integer_sequence<int, 15>());
+    if (outer == form::interleaved) return full_column_set<R>(radix);
     return column_set_at<R, 0>(outer, radix);
   }
   return lanes == pass_lanes<R>(1) ? column_set_at<R, 1>(outer, radix) : column_set_at<R, 2>(outer, radix);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Plans of columns: twiddles, the order of results, and the calls of their passes.
 #include "dft/engine/columns/columns.h"
 
 #include "dft/engine/roots/root_table.h"
@@ -52,14 +53,14 @@ column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count,
   return p;
 }
 
-// Rows a page and more apart that together pass the second cache: those of one butterfly share few sets and
-// come from memory out of order, so each butterfly waits for its own. Fetching all rows in order before pays
-// once a row is more than one cache line.
+// True for rows that lie pages apart and together pass the second cache. Those of one butterfly share few
+// cache sets and come from memory out of order, so that each butterfly waits for its own. Fetching all rows
+// in order before pays once a row is more than one cache line.
 template <class R>
 bool rows_in_order_first(const column_call<R>& c) {
-  constexpr ptrdiff_t value = 2 * sizeof(R), line = 64, page = 4096, cached = ptrdiff_t{4} << 20;
+  constexpr ptrdiff_t value = 2 * sizeof(R);
   const ptrdiff_t step = c.row_low_step * value;
-  return step % page == 0 && step * c.rows > cached && c.columns * value > line;
+  return step % page == 0 && step * c.rows > rows_in_order_above && c.columns * value > cache_line;
 }
 
 template <class R>

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Transforms of neighbouring columns of memory at once, through a tile that fits into cache: decimation in
-// frequency where the values stand, lanes over columns. A column meets the operations that the passes of the
-// same radices do on a line, so its bits are those of the line.
+// Transforms of neighbouring columns of memory at once, through a tile that fits into cache. The passes
+// decimate in frequency and work in place in the tile, with lanes over columns. A column meets the same
+// operations as a line does in passes of the same radices, so its bits are those of the line.
 #pragma once
 
 #include "dft/engine/passes/pass.h"
+#include "dft/thresholds.h"
 
 namespace zor::dft {
 
@@ -21,14 +22,15 @@ struct column_call {
   ptrdiff_t blocks;          // groups of radix * span rows
   const R* twiddles;         // by row of a block, s from 1: re, im
   const int32_t* frequency;  // last pass: output index of a block's first result
-  // Where the tile is filled from, `start` being row 0 and column 0: row i stands low(i) * row_low_step +
-  // high(i) * row_high_step behind it; a mask of -1 leaves row_low_step alone.
+  // The data that fill the tile. Row i, column 0, stands at
+  //   start + (i & row_low_mask) * row_low_step + (i >> row_shift) * row_high_step,
+  // or, when row_low_mask is -1, at start + i * row_low_step. Rows below moved_rows stand elsewhere: the same
+  // formula with moved_start, moved_low_step and moved_high_step.
   const R *x_re, *x_im;
   ptrdiff_t start;
   ptrdiff_t row_low_mask, row_low_step, row_shift, row_high_step;
-  ptrdiff_t moved_rows, moved_start, moved_low_step,
-      moved_high_step;  // rows below moved_rows stand elsewhere
-  // Where results go, row 0 and column 0, and the step from one row to the next.
+  ptrdiff_t moved_rows, moved_start, moved_low_step, moved_high_step;
+  // The data that results go to: row k, column 0, at out_start + k * out_step.
   R *y_re, *y_im;
   ptrdiff_t out_start, out_step;
   R sign, scale_re, scale_im;
@@ -37,12 +39,14 @@ struct column_call {
 template <class R>
 using column_run = void (*)(const column_call<R>&);
 
-// The passes of a radix: from memory to the tile as it is, the same transformed, within it, from it to
-// memory; and, where the radix is the whole length, from memory to memory. Null where the combination does
-// not exist.
+// The column passes of a radix; null where the combination does not exist.
 template <class R>
 struct column_set {
-  column_run<R> copy, gather, middle, scatter, whole;
+  column_run<R> copy;     // memory to tile, nothing computed
+  column_run<R> gather;   // a first pass: memory to tile
+  column_run<R> middle;   // within the tile
+  column_run<R> scatter;  // a last pass: tile to memory
+  column_run<R> whole;    // the only pass of its length: memory to memory
 };
 template <class R>
 column_set<R> find_column_set(form outer, int32_t radix, int32_t lanes);
@@ -57,7 +61,7 @@ struct column_plan {
   const int32_t* place;      // tile row of output k
 };
 
-// Bytes that make_columns takes, 64-byte aligned and filled with zero, from *memory.
+// Bytes, on a boundary of 64 and filled with zero, that make_columns takes from *memory.
 int64_t column_plan_bytes(int32_t length, int32_t real_bytes);
 // The product of the radices divides the length of the roots.
 struct root_table;
@@ -70,9 +74,7 @@ void fill_tile(const column_plan<R>& p, column_call<R>* c);
 
 // Columns that a plan of lines takes together: two cache lines of a row.
 template <class R>
-inline constexpr ptrdiff_t columns_together = ptrdiff_t(64 / sizeof(R));
-// Longest line that has a column form: its tile is half a megabyte.
-inline constexpr int32_t longest_column = 4096;
+inline constexpr ptrdiff_t columns_together = ptrdiff_t(cache_line / sizeof(R));
 
 // Interleaved data, value i of column j at i * stride + j; `blocks` blocks of columns. The tile takes
 // columns_together values a row.
@@ -94,8 +96,8 @@ T* take(char** memory, int64_t count) {
   return p;
 }
 
-// A radix of 16 as often as needed to save a pass, else 8: how powers of two are taken apart. Returns how
-// many there are.
+// The radices of 2^order, order being 6 or more: as few as do, each 16 or 8, the sixteens first. Their
+// number.
 int32_t radices_of_order(int32_t order, int32_t* radix);
 
 }  // namespace zor::dft

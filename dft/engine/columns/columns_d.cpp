@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Column passes in double precision.
 #include "dft/engine/columns/bodies.h"
 
 namespace zor::dft {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Column passes in single precision.
 #include "dft/engine/columns/bodies.h"
 
 namespace zor::dft {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The grid: its two sweeps over tiles of columns, and the tables of its twiddles.
 #include "dft/engine/columns/grid.h"
 
 #include <cstring>
@@ -11,12 +12,12 @@ namespace zor::dft {
 
 namespace {
 
-// The last radix within the tile, each result times its grid twiddle. That is put together here: a table of
-// all twiddles would be as long as the data. Walking it costs more than these additions from 2^18 values on,
-// and 4 to 9 % less at 2^15 and 2^16, which fit into the second cache with it. The error is that of one
-// rounding, for v is small and u complete.
+// The last radix within the tile, each result times its grid twiddle u + u v. The twiddle is computed here
+// because a table of all would be as long as the data: reading that costs more than these operations from
+// 2^18 values on, and 4 to 9 % less at 2^15 and 2^16, which fit into the second cache together with it. The
+// twiddle has the error of one rounding, since v is small and u comes with what its parts miss.
 template <class R, int r, class V>
-void turned_pass(const column_call<R>& c, const R* u, const R* v) {
+void twiddled_pass(const column_call<R>& c, const R* u, const R* v) {
   constexpr int W = lane_count<V>;
   for (ptrdiff_t b = 0; b < c.blocks; ++b, u += 4 * r) {
     for (ptrdiff_t j = 0; j < c.columns; j += W, v += 2 * W * r) {
@@ -25,15 +26,15 @@ void turned_pass(const column_call<R>& c, const R* u, const R* v) {
       unrolled<r>([&](auto t) __attribute__((always_inline)) { x[t] = load_tile<V>(p + 2 * c.columns * t); });
       dft<r>(x);
       unrolled<r>([&](auto s) __attribute__((always_inline)) {
-        const complex_lanes<V> d = multiply(load_tile<V>(v + 2 * W * s), u[4 * s], u[4 * s + 1]);
+        const complex_lanes<V> d = mul(load_tile<V>(v + 2 * W * s), u[4 * s], u[4 * s + 1]);
         store_tile(p + 2 * c.columns * s,
-                   multiply(x[s], u[4 * s] + (d.re + u[4 * s + 2]), u[4 * s + 1] + (d.im + u[4 * s + 3])));
+                   mul(x[s], u[4 * s] + (d.re + u[4 * s + 2]), u[4 * s + 1] + (d.im + u[4 * s + 3])));
       });
     }
   }
 }
 
-// Columns of the tile to rows of memory, `span` values each; frequency gives the tile row of a value.
+// Columns of the tile to rows of memory of `span` values each; frequency[k] is the tile row of value k.
 template <class R, class V, form F>
 void rows_out_pass(const column_call<R>& c) {
   constexpr int W = lane_count<V>;
@@ -60,7 +61,7 @@ void rows_out_pass(const column_call<R>& c) {
 template <class R, class V>
 void set_passes(grid<R>* g, form outer) {
   const bool wide = g->first->radix[g->first->count - 1] == 16;
-  g->turned = wide ? turned_pass<R, 16, V> : turned_pass<R, 8, V>;
+  g->twiddled = wide ? twiddled_pass<R, 16, V> : twiddled_pass<R, 8, V>;
   g->rows_out =
       outer == form::split ? rows_out_pass<R, V, form::split> : rows_out_pass<R, V, form::interleaved>;
 }
@@ -76,14 +77,14 @@ int32_t lanes_for(int32_t columns) {
 template <class R>
 void set_lanes(grid<R>* g, form outer, int32_t lanes) {
   if (lanes == pass_lanes<R>(0))
-    set_passes<R, typename lanes_or_real<R, pass_lanes<R>(0)>::type>(g, outer);
+    set_passes<R, lanes_or_real<R, pass_lanes<R>(0)>>(g, outer);
   else if (lanes == pass_lanes<R>(1))
-    set_passes<R, typename lanes_or_real<R, pass_lanes<R>(1)>::type>(g, outer);
+    set_passes<R, lanes_or_real<R, pass_lanes<R>(1)>>(g, outer);
   else
     set_passes<R, R>(g, outer);
 }
 
-// `roots` has those of n over the columns of a tile.
+// u of every tile. `roots` holds the roots of the whole length over the columns of a tile.
 template <class R>
 void fill_coarse(const grid<R>& g, const root_table& roots, R* u) {
   for (int64_t tile = 0; tile < int64_t{g.side} * g.middle / g.columns; ++tile, u += 4 * g.side)
@@ -99,7 +100,8 @@ void fill_coarse(const grid<R>& g, const root_table& roots, R* u) {
         });
 }
 
-// `roots`: as many of n as a tile has values.
+// v of the columns of a tile. `roots` holds the first roots of the whole length, as many as a tile has
+// values.
 template <class R>
 void fill_fine(const grid<R>& g, const wide_root* roots, int32_t lanes, R* v) {
   const int32_t last = g.first->radix[g.first->count - 1];
@@ -135,9 +137,10 @@ void move_values(const grid<R>& g, const pass_data<R>& ends, ptrdiff_t from, ptr
   }
 }
 
-// Columns of side values, `tile` along the fastest index and d along the middle one. In place, blocks of
-// columns x columns left of the diagonal have been moved across it by earlier tiles, and those right of it
-// are moved here.
+// One tile of columns of `side` values: number `tile` along the fastest index, number d along the middle one.
+// In place it writes rows that hold columns of tiles still to come. So each tile, once it is read, moves its
+// blocks right of the diagonal across it, and finds those left of the diagonal where earlier tiles have moved
+// them.
 template <class R>
 void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d, int32_t tile,
                  bool in_place) {
@@ -162,7 +165,7 @@ void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d,
   for (ptrdiff_t other = column + w; in_place && other < side; other += w)
     for (ptrdiff_t a = 0; a < w; ++a)
       move_values(g, ends, (column + a) * pitch + d * side + other, (other + a) * pitch + d * side + column);
-  g.turned(c, g.coarse + 4 * side * (d * side / w + tile), g.fine);
+  g.twiddled(c, g.coarse + 4 * side * (d * side / w + tile), g.fine);
   c.y_re = ends.y_re;
   c.y_im = ends.y_im;
   c.out_start = column * pitch + d * side;
@@ -172,7 +175,8 @@ void first_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t d,
   g.rows_out(c);
 }
 
-// Columns of middle * side values at pitch side; value d side + i stands in row i middle + d.
+// One tile of columns of middle * side values, which are the rows of the grid: value d side + i of a column
+// stands in row i middle + d, and rows are `side` apart.
 template <class R>
 void second_sweep(const grid<R>& g, const pass_data<R>& ends, R* work, int32_t tile) {
   const ptrdiff_t side = g.side;
@@ -202,7 +206,7 @@ bool grid_build(grid<R>* g, int32_t order, int64_t work_bytes, form outer) {
   g->side = 1 << side_order;
   g->middle = 1 << (order - 2 * side_order);
   const int64_t room = work_bytes / (2 * int64_t{sizeof(R)} * g->side * g->middle);
-  g->columns = int32_t(room < 16 ? room : 16);
+  g->columns = int32_t(room < widest_grid_tile ? room : widest_grid_tile);
   g->outer = outer;
   const int32_t lanes = lanes_for<R>(g->columns);
   const int64_t values = int64_t{1} << order, tile_values = int64_t{g->side} * g->columns;

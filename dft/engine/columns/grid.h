@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Long powers of two, cache by cache: the data are a grid of side x middle x side values (middle 1 or 2).
-// Tiles of columns are transformed in work along the slowest index, turned and stored as rows; then tiles of
-// columns along the other indices. Out of place the data cross memory twice; in place the first sweep also
-// moves the blocks it displaces.
+// Long powers of two, cache by cache (Bailey's four-step transform): the data are a grid of side x middle x
+// side values, middle being 1 or 2. The first sweep transforms tiles of columns along the slowest index in
+// work, multiplies them by the grid's twiddles and stores them transposed, as rows; the second transforms
+// tiles of columns along the other indices. Out of place the data cross memory twice; in place the first
+// sweep also moves the blocks that its rows displace.
 #pragma once
 
 #include "dft/engine/columns/columns.h"
@@ -16,12 +17,13 @@ struct grid {
   void* memory;
   column_plan<R>* first;   // length side
   column_plan<R>* second;  // length side * middle
-  // The last radix of a first column, then the grid's twiddles.
-  void (*turned)(const column_call<R>& c, const R* coarse, const R* fine);
-  column_run<R> rows_out;  // a tile turned to rows
-  // The twiddle of column c + j (c the tile's first) and frequency f is u + u v, u = w(c f), v = w(j f) - 1.
-  // Both in the order of the tile's rows: u by tile, as real and imaginary parts and what they miss; v by
-  // groups of lanes.
+  // The last radix of the first columns and the grid's twiddles, within the tile.
+  void (*twiddled)(const column_call<R>& c, const R* coarse, const R* fine);
+  column_run<R> rows_out;  // columns of the tile to rows of memory
+  // Column c + j of a tile whose first column is c has the twiddle w((c + j) f) = u + u v at frequency f,
+  // with u = w(c f) and v = w(j f) - 1. `coarse` holds u tile by tile, each as real part, imaginary part, and
+  // what the two miss of the exact values; `fine` holds v by groups of lanes. Both follow the order of the
+  // tile's rows.
   const R* coarse;
   const R* fine;
 };

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Bodies of the passes, included by the files that make their instances.
+// Bodies of the passes, included by the files that make their instances, and the choice among the instances.
 #pragma once
 
 #include "dft/engine/passes/lanes.h"
 
 namespace zor::dft {
 
-// The lanes p to p + W - 1 of a first pass, from their butterflies on.
+// Lanes p to p + W - 1 of a first pass: butterfly, twiddles, store.
 template <class R, int r, class V, form Out>
 [[gnu::always_inline]] inline void finish_first(const pass_data<R>& d, const R* w, ptrdiff_t l, ptrdiff_t p,
                                                 complex_lanes<V>* u) {
@@ -54,7 +54,7 @@ void middle_pass(const pass_data<R>& d, const pass<R>& self) {
       });
       dft<r>(u);
       unrolled<r - 1>([&](auto s) __attribute__((always_inline)) {
-        u[s + 1] = multiply(u[s + 1], w[2 * s], w[2 * s + 1]);
+        u[s + 1] = mul(u[s + 1], w[2 * s], w[2 * s + 1]);
       });
       unrolled<r>([&](auto s) __attribute__((always_inline)) {
         store_complex<F>(d.y_re, d.y_im, q + m * (r * p + s), u[s]);
@@ -86,8 +86,8 @@ void last_pass(const pass_data<R>& d, const pass<R>& self) {
   last_body<R, r, V, In, Out>(d, self.m);
 }
 
-// Any odd radix, at any position: sums and differences of the pairs j, r - j, then each output pair k by
-// a = x(0) + sum s cos, b = sum d sin in the order of j, the angle's index walking modulo r.
+// Any odd radix, at any position, by the formula of prime_dft. The table holds cos and sin of 2 pi e / r; the
+// index e = j k is walked modulo r.
 template <class R, class V>
 [[gnu::always_inline]] inline void generic_dft(int r, const R* table, const complex_lanes<V>* x,
                                                complex_lanes<V>* y) {
@@ -138,7 +138,7 @@ void generic_pass(const pass_data<R>& d, const pass<R>& self) {
         if constexpr (At == position::last) {
           if constexpr (Out != form::split) v = {v.re * d.scale_re, v.im * d.scale_im};
         } else if (s > 0) {
-          v = multiply(v, w[2 * (s - 1)], w[2 * (s - 1) + 1]);
+          v = mul(v, w[2 * (s - 1)], w[2 * (s - 1) + 1]);
         }
         store_complex<Out>(d.y_re, d.y_im, q + m * (r * p + s), v);
       }
@@ -170,13 +170,10 @@ void straight_pass(const pass_data<R>& d, const pass<R>&) {
   });
 }
 
-// The radices that passes exist for in the split form, and in the blocked form.
 template <class R, int index>
-using pass_vector = typename lanes_or_real<R, pass_lanes<R>(index)>::type;
+using pass_vector = lanes_or_real<R, pass_lanes<R>(index)>;
 
-#define ZOR_RADICES(CASE) \
-  CASE(2) CASE(3) CASE(4) CASE(5) CASE(6) CASE(7) CASE(8) CASE(9) CASE(10) CASE(11) CASE(12) CASE(13) CASE(16)
-
+// The blocked form has passes for powers of two alone, of radix 16 and 8.
 template <class R, int r, class V>
 pass_run<R> first_to_blocked(form outer) {
   return outer == form::blocked ? first_pass<R, r, V, form::blocked, form::blocked>
@@ -194,12 +191,12 @@ pass_run<R> first_of(form outer, form inner, int32_t radix) {
       if (radix == 8) return first_to_blocked<R, 8, V>(outer);
     return nullptr;
   }
-#define CASE(r)                                                                 \
-  if (radix == r)                                                               \
-    return outer == form::split ? first_pass<R, r, V, form::split, form::split> \
-                                : first_pass<R, r, V, form::interleaved, form::split>;
-  ZOR_RADICES(CASE)
-#undef CASE
+  pass_run<R> found = nullptr;
+  with_radix(radix, [&]<int r>(std::integral_constant<int, r>) {
+    found = outer == form::split ? first_pass<R, r, V, form::split, form::split>
+                                 : first_pass<R, r, V, form::interleaved, form::split>;
+  });
+  if (found != nullptr) return found;
   if constexpr (lane_count<V> == 1)
     return outer == form::split ? generic_pass<R, V, form::split, form::split, position::first>
                                 : generic_pass<R, V, form::interleaved, form::split, position::first>;
@@ -216,11 +213,10 @@ pass_run<R> middle_of(form inner, int32_t radix) {
     }
     return nullptr;
   }
-#define CASE(r) \
-  if (radix == r) return middle_pass<R, r, V, form::split>;
-  ZOR_RADICES(CASE)
-#undef CASE
-  return generic_pass<R, V, form::split, form::split, position::middle>;
+  pass_run<R> found = generic_pass<R, V, form::split, form::split, position::middle>;
+  with_radix(radix,
+             [&]<int r>(std::integral_constant<int, r>) { found = middle_pass<R, r, V, form::split>; });
+  return found;
 }
 
 template <class R, int r, class V>
@@ -239,16 +235,14 @@ pass_run<R> last_of(form inner, form outer, int32_t radix) {
     }
     return nullptr;
   }
-#define CASE(r)                                                                \
-  if (radix == r)                                                              \
-    return outer == form::split ? last_pass<R, r, V, form::split, form::split> \
-                                : last_pass<R, r, V, form::split, form::interleaved>;
-  ZOR_RADICES(CASE)
-#undef CASE
-  return outer == form::split ? generic_pass<R, V, form::split, form::split, position::last>
-                              : generic_pass<R, V, form::split, form::interleaved, position::last>;
+  pass_run<R> found = outer == form::split
+                          ? generic_pass<R, V, form::split, form::split, position::last>
+                          : generic_pass<R, V, form::split, form::interleaved, position::last>;
+  with_radix(radix, [&]<int r>(std::integral_constant<int, r>) {
+    found = outer == form::split ? last_pass<R, r, V, form::split, form::split>
+                                 : last_pass<R, r, V, form::split, form::interleaved>;
+  });
+  return found;
 }
-
-#undef ZOR_RADICES
 
 }  // namespace zor::dft

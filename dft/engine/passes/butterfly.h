@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Forward transforms of short compile-time lengths on complex lanes. V is a vector of reals or one real;
-// every lane is a transform of its own and sees the same operations in the same order, so the width never
+// every lane is a transform of its own and meets the same operations in the same order, so the width never
 // shows.
 #pragma once
 
@@ -9,49 +9,9 @@
 #include <utility>
 
 #include "dft/engine/roots/double_double.h"
-#include "serv/vec.h"
+#include "serv/element.h"
 
 namespace zor::dft {
-
-template <class V>
-struct real_lane {
-  using type = lane_t<V>;
-  static constexpr int count = lanes<V>;
-};
-template <>
-struct real_lane<float> {
-  using type = float;
-  static constexpr int count = 1;
-};
-template <>
-struct real_lane<double> {
-  using type = double;
-  static constexpr int count = 1;
-};
-template <class V>
-using real_of = typename real_lane<V>::type;
-// Lanes of a vector, or 1 for a plain real.
-template <class V>
-inline constexpr int lane_count = real_lane<V>::count;
-
-template <class V>
-struct complex_lanes {
-  V re, im;
-};
-
-template <class V>
-[[gnu::always_inline]] inline complex_lanes<V> operator+(complex_lanes<V> a, complex_lanes<V> b) {
-  return {a.re + b.re, a.im + b.im};
-}
-template <class V>
-[[gnu::always_inline]] inline complex_lanes<V> operator-(complex_lanes<V> a, complex_lanes<V> b) {
-  return {a.re - b.re, a.im - b.im};
-}
-// The complex product, the one form of it in the engine.
-template <class V, class W>
-[[gnu::always_inline]] inline complex_lanes<V> multiply(complex_lanes<V> a, W re, W im) {
-  return {a.re * re - a.im * im, a.re * im + a.im * re};
-}
 
 // f(0), f(1), ... f(N - 1) with the index as a compile-time constant.
 template <class F, int... I>
@@ -63,14 +23,14 @@ template <int N, class F>
   unrolled(f, std::make_integer_sequence<int, N>());
 }
 
-// a times exp(-2 pi i K / N).
+// a times exp(-2 pi i K / N). Multiples of an eighth take the additions that they need and no more.
 template <int64_t K, int64_t N, class V>
-[[gnu::always_inline]] inline complex_lanes<V> turn(complex_lanes<V> a) {
+[[gnu::always_inline]] inline complex_lanes<V> times_root(complex_lanes<V> a) {
   using R = real_of<V>;
   constexpr zor_c64 w = dd::constant_root(K % N, N);
   constexpr R re = R(w.re), im = R(w.im);
   if constexpr (8 * (K % N) % N != 0) {
-    return multiply(a, re, im);
+    return mul(a, re, im);
   } else {
     constexpr int eighth = int(8 * (K % N) / N);
     if constexpr (eighth == 0) return a;
@@ -99,8 +59,8 @@ constexpr int first_factor(int n) {
   return d;
 }
 
-// Odd prime N: pairs x(j), x(N-j) give sums and differences; output pair k is x(0) + sum s cos -+ i sum d
-// sin, the sums in the order of j.
+// Odd prime N. With s(j) = x(j) + x(N-j) and d(j) = x(j) - x(N-j), outputs k and N-k are a - i b and a + i b,
+// where a = x(0) + sum s(j) cos(2 pi j k / N) and b = sum d(j) sin(2 pi j k / N), both in the order of j.
 template <int N, class V>
 [[gnu::always_inline]] inline void prime_dft(complex_lanes<V>* x) {
   using R = real_of<V>;
@@ -159,28 +119,27 @@ template <class V>
 }
 // re and im each in both lanes of a pair.
 template <class V>
-[[gnu::always_inline]] inline packed_lanes<V> multiply(packed_lanes<V> a, V re, V im) {
+[[gnu::always_inline]] inline packed_lanes<V> mul(packed_lanes<V> a, V re, V im) {
   return {subtract_add_pairs(a.v * re, swap_pairs(a.v) * im)};
 }
-// Times -i.
 template <class V>
-[[gnu::always_inline]] inline packed_lanes<V> quarter_turn(packed_lanes<V> a) {
+[[gnu::always_inline]] inline packed_lanes<V> times_minus_i(packed_lanes<V> a) {
   return {negate_pairs<1>(swap_pairs(a.v))};
 }
 template <int64_t K, int64_t N, class V>
-[[gnu::always_inline]] inline packed_lanes<V> turn(packed_lanes<V> a) {
+[[gnu::always_inline]] inline packed_lanes<V> times_root(packed_lanes<V> a) {
   using R = lane_t<V>;
   static_assert(8 * (K % N) % N == 0 && 8 * (K % N) / N < 4);
   constexpr int eighth = int(8 * (K % N) / N);
   constexpr R re = R(dd::constant_root(K % N, N).re);
   if constexpr (eighth == 0) return a;
-  if constexpr (eighth == 1) return {(a.v + quarter_turn(a).v) * broadcast<V>(re)};
-  if constexpr (eighth == 2) return quarter_turn(a);
+  if constexpr (eighth == 1) return {(a.v + times_minus_i(a).v) * broadcast<V>(re)};
+  if constexpr (eighth == 2) return times_minus_i(a);
   return {subtract_add_pairs(swap_pairs(a.v), a.v) * broadcast_pair<V>(-re, re)};
 }
 template <class V>
 [[gnu::always_inline]] inline void dft4(packed_lanes<V>* x) {
-  const packed_lanes<V> a = x[0] + x[2], b = x[0] - x[2], c = x[1] + x[3], d = quarter_turn(x[1] - x[3]);
+  const packed_lanes<V> a = x[0] + x[2], b = x[0] - x[2], c = x[1] + x[3], d = times_minus_i(x[1] - x[3]);
   x[0] = a + c;
   x[1] = b + d;
   x[2] = a - c;
@@ -207,7 +166,7 @@ template <int N, class C>
       if constexpr (coprime)
         y[a * B + b] = column[a];
       else
-        y[a * B + b] = turn<a * b, N>(column[a]);
+        y[a * B + b] = times_root<a * b, N>(column[a]);
     });
   });
   unrolled<A>([&](auto a) __attribute__((always_inline)) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Chains: factors a length, chooses a pass for every factor, fills the tables, and runs the passes between
+// the caller's data and work.
 #include "dft/engine/passes/chain.h"
 
 #include <cstring>
@@ -6,74 +8,42 @@
 #include "dft/engine/passes/bodies.h"
 #include "dft/engine/plan/memory.h"
 #include "dft/engine/roots/root_table.h"
+#include "dft/thresholds.h"
 
 namespace zor::dft {
 namespace {
 
-constexpr int32_t radix_list[] = {16, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2};
-
-// Additions of a radix per point, which the passes are bound by, and the cost of moving a point through a
-// pass.
-double radix_cost(int32_t r) {
-  constexpr double moving = 6.0;
-  switch (r) {
-    case 2:
-      return moving + 2.0;
-    case 3:
-      return moving + 4.0;
-    case 4:
-      return moving + 4.0;
-    case 5:
-      return moving + 6.4;
-    case 6:
-      return moving + 6.0;
-    case 7:
-      return moving + 8.6;
-    case 8:
-      return moving + 6.5;
-    case 9:
-      return moving + 8.9;
-    case 10:
-      return moving + 8.4;
-    case 11:
-      return moving + 12.7;
-    case 12:
-      return moving + 8.0;
-    case 13:
-      return moving + 14.8;
-    default:
-      return moving + 9.5;
-  }
-}
+// Cost of moving a value through a pass, in additions: what passes are bound by beside their butterflies.
+constexpr double moving = 6.0;
 
 struct factors {
   int32_t count;
   int32_t radix[longest_chain];
 };
 
-// Cost of a pass of radix r with m columns before it, for vectors of 8 (any build: the choice must not follow
-// the width): lanes left empty behind few columns, or in the turned store of a first pass.
+// Cost of a pass of radix r with m columns before it. Lanes that stay empty because the columns are few, or
+// because a first pass stores transposed, count as work; vectors have 8 lanes here in any build, for the
+// choice must not follow the width.
 double pass_cost(int32_t r, int32_t m) {
   const int32_t columns = m == 1 ? r : m;
   const int32_t vectors = (columns + 7) / 8;
   const double waste = double(8 * vectors) / columns - 1.0;
   // Fewer than 8 columns may leave no vector that fits.
   const double narrow = m > 1 && m < 8 ? 3.0 : 0.0;
-  return radix_cost(r) * (1.0 + (m == 1 ? 0.2 : 1.0) * waste + narrow);
+  return (moving + row_of_radix(r).additions) * (1.0 + (m == 1 ? 0.2 : 1.0) * waste + narrow);
 }
 
-// The cheapest passes for the n values left behind m columns. The order matters while the columns are few;
-// from 64 on radices are tried in falling order.
+// The cheapest passes for the n values left behind m columns. The order of radices matters while the columns
+// are few; once they are many, radices are tried in falling order only, from number `from` of the table on.
 double cheapest(int32_t n, int32_t m, int from, factors* best) {
-  constexpr int32_t many = 64;
   best->count = 0;
   if (n == 1) return 0.0;
   double least = 1e30;
-  for (int i = from; i < int(sizeof radix_list / sizeof radix_list[0]); ++i) {
-    const int32_t r = radix_list[i];
+  for (int i = from; i < radix_count; ++i) {
+    const int32_t r = radices[i].radix;
     if (n % r != 0) continue;
     factors rest;
-    const double cost = pass_cost(r, m) + cheapest(n / r, m * r, m * r < many ? 0 : i, &rest);
+    const double cost = pass_cost(r, m) + cheapest(n / r, m * r, m * r < many_columns ? 0 : i, &rest);
     if (cost >= least) continue;
     least = cost;
     best->count = rest.count + 1;
@@ -83,7 +53,7 @@ double cheapest(int32_t n, int32_t m, int from, factors* best) {
   return least;
 }
 
-// Large primes come last, where the columns are many.
+// The radices of a batch of transforms of n. Large primes come last, where the columns are many.
 void factor(int32_t n, int32_t batch, factors* f) {
   int32_t primes[longest_chain];
   int32_t count = 0;
@@ -232,10 +202,10 @@ bool same_data(const pass_data<R>& d) {
          (d.x_im != nullptr && (d.x_im == d.y_im || d.x_re == d.y_im || d.x_im == d.y_re));
 }
 
-// Two passes or more by way of work and y, which a first or a last one in another form replaces. They go to
-// work and y in turn so that the last ends in y. With an odd number of them y comes first; when y is the
-// input, that is either copied to work before or left alone by running the last pass in place, where its
-// places on both sides and its vectors allow it.
+// Two passes or more; `first` and `final` are the first and the last one in the forms that the caller needs.
+// Results alternate between work and y so that the last pass ends in y. With an odd number of passes y comes
+// first. When y is also the input, the last pass runs in place, if its form and its vectors allow that, and
+// otherwise the input is copied to work before.
 template <class R>
 void run_passes(const chain<R>& c, const pass_data<R>& ends, R* work, pass_run<R> first, pass_run<R> final) {
   bool to_work = c.count % 2 == 0;
@@ -265,10 +235,10 @@ void run_passes(const chain<R>& c, const pass_data<R>& ends, R* work, pass_run<R
   }
 }
 
-// Passes to work and y in turn, the last one wherever that leads.
+// Passes whose results alternate between work and y, the last one ending wherever that leads.
 template <class R>
-void run_in_turn(const chain<R>& c, pass_data<R> d, R* y, R* work, bool to_work, pass_run<R> first,
-                 pass_run<R> final) {
+void run_alternating(const chain<R>& c, pass_data<R> d, R* y, R* work, bool to_work, pass_run<R> first,
+                     pass_run<R> final) {
   for (int32_t i = 0; i < c.count; ++i, to_work = !to_work) {
     d.y_re = to_work ? work : y;
     d.y_im = d.y_re + c.n;
@@ -377,7 +347,7 @@ void chain_to_inner(const chain<R>& c, const R* x, R* y, R* work) {
   if (c.inner == form::blocked)
     run_passes(c, d, work, c.passes[0].run, c.last_inner);
   else
-    run_in_turn(c, d, y, work, c.count % 2 == 1, c.passes[0].run, c.last_inner);
+    run_alternating(c, d, y, work, c.count % 2 == 1, c.passes[0].run, c.last_inner);
 }
 
 template <class R>
@@ -387,7 +357,7 @@ void chain_from_inner(const chain<R>& c, R* y, R scale_re, R scale_im, R* work) 
   if (c.inner == form::blocked)
     run_passes(c, d, work, c.first_inner, c.passes[c.count - 1].run);
   else
-    run_in_turn(c, d, y, work, c.count % 2 == 0, c.first_inner, c.passes[c.count - 1].run);
+    run_alternating(c, d, y, work, c.count % 2 == 0, c.first_inner, c.passes[c.count - 1].run);
 }
 
 #define ZOR_INSTANCES(R)                                              \

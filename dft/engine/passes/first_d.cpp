@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// First passes in double precision.
 #include "dft/engine/passes/bodies.h"
 
 namespace zor::dft {

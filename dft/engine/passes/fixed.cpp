@@ -6,7 +6,7 @@
 namespace zor::dft {
 namespace {
 
-// A square of L by L values, a vector holding L: it never leaves registers.
+// A length of L by L values where a vector holds L of them: the square never leaves registers.
 template <class R, int N>
 struct square {
   using V = vec<R>;
@@ -26,7 +26,7 @@ struct square {
   }
   static constexpr twiddle_table table = make();
 };
-// Where halves of vectors would stay empty otherwise.
+// Taken where vectors with the parts apart would stay half empty.
 template <class R, int N>
 inline constexpr bool is_square = lanes_of<R> >= 8 && N == lanes_of<R> / 2 * (lanes_of<R> / 2);
 
@@ -45,7 +45,7 @@ template <class R, int N, bool Plain>
   V rows[L];
   rows[0] = u[0].v;
   unrolled<L - 1>([&](auto s) __attribute__((always_inline)) {
-    rows[s + 1] = multiply(u[s + 1], load<V>(S::table.re[s + 1]), load<V>(S::table.im[s + 1])).v;
+    rows[s + 1] = mul(u[s + 1], load<V>(S::table.re[s + 1]), load<V>(S::table.im[s + 1])).v;
   });
   transpose_units<2>(rows);
   unrolled<L>([&](auto t) __attribute__((always_inline)) { u[t].v = rows[t]; });

@@ -6,15 +6,9 @@
 
 namespace zor::dft {
 
-// V when W is above 1, else the plain real.
+// A vector of W reals, or the plain real for one.
 template <class R, int W>
-struct lanes_or_real {
-  using type = vec<R, W* int(sizeof(R))>;
-};
-template <class R>
-struct lanes_or_real<R, 1> {
-  using type = R;
-};
+using lanes_or_real = vec_or_real<R, W* int(sizeof(R))>;
 
 template <class R>
 [[gnu::always_inline]] inline ptrdiff_t blocked_index(ptrdiff_t j) {
@@ -78,7 +72,7 @@ template <class V>
     return {reverse_lanes(v.re), reverse_lanes(v.im)};
 }
 
-// P vectors to W / P chunks of P lanes each: chunk i holds lane i of every vector, in their order.
+// P vectors of W lanes become W chunks of P lanes: chunk i holds lane i of every vector, in their order.
 template <int P, class V>
 [[gnu::always_inline]] inline void chunk_lanes(V* rows) {
 #pragma GCC unroll 4
@@ -100,9 +94,11 @@ template <int I, int P, class V, class R>
     store(p, slice<P* int(sizeof(R)), I % per_vector>(rows[I / per_vector]));
 }
 
-// Stores results s of lanes p to p + W - 1 at y(r p + s), in the order of addresses: where whole vectors, or
-// chunks for at most half a vector of results, do not divide r, a store runs into the next p's place, which
-// is written after it. Stores that would pass the end of all `count` places are exact.
+// Stores result s of lane i at y(r (p + i) + s), for the r results of W lanes. Stores follow the order of
+// addresses. The results of a lane are written as whole vectors, the last few of them as a chunk where half a
+// vector is enough; where these do not divide r, the last store of a lane runs into the place of the next
+// lane, which is written after it. Stores that would run past the last of all `count` lanes write their own
+// values only.
 template <form Out, int r, class V, class R>
 [[gnu::always_inline]] inline void store_transposed(R* re, R* im, ptrdiff_t p, ptrdiff_t count,
                                                     const complex_lanes<V>* u) {
@@ -160,11 +156,12 @@ template <int r, class V, class R>
 [[gnu::always_inline]] inline void apply_twiddles(complex_lanes<V>* u, const R* w) {
   unrolled<r - 1>([&](auto s) __attribute__((always_inline)) {
     constexpr int W = lane_count<V>;
-    u[s + 1] = multiply(u[s + 1], load_lanes<V>(w + 2 * W * s), load_lanes<V>(w + 2 * W * s + W));
+    u[s + 1] = mul(u[s + 1], load_lanes<V>(w + 2 * W * s), load_lanes<V>(w + 2 * W * s + W));
   });
 }
 
-// The reverse: u[s] takes lane i from x(r (p + i) + s), split form; nothing behind the last place is read.
+// The reverse for one part in split form: lane i of u[s] is x(r (p + i) + s). Nothing behind the last of all
+// `count` lanes is read.
 template <int r, class V, class R>
 [[gnu::always_inline]] inline void load_transposed(const R* x, ptrdiff_t p, ptrdiff_t count, V* u) {
   constexpr int W = lane_count<V>, groups = (r + W - 1) / W;

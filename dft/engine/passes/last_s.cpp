@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Last passes in single precision.
 #include "dft/engine/passes/bodies.h"
 
 namespace zor::dft {

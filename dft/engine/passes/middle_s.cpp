@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Middle passes in single precision.
 #include "dft/engine/passes/bodies.h"
 
 namespace zor::dft {

@@ -13,8 +13,8 @@ struct two_passes {
   static constexpr int r = first_of_two(N), l = N / r, m = r;
   static constexpr int first_lanes = lanes_of<R> < l ? lanes_of<R> : l;
   static constexpr int last_lanes = lanes_of<R> < m ? lanes_of<R> : m;
-  using first_vector = typename lanes_or_real<R, first_lanes>::type;
-  using last_vector = typename lanes_or_real<R, last_lanes>::type;
+  using first_vector = lanes_or_real<R, first_lanes>;
+  using last_vector = lanes_or_real<R, last_lanes>;
 
   struct twiddle_table {
     alignas(64) R values[2 * l * (r - 1)];

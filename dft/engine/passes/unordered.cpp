@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Rows of unordered transforms: a butterfly of every radix in both directions, in place.
 #include "dft/engine/passes/unordered.h"
 
 #include <cstring>
@@ -50,7 +51,7 @@ template <class R, int r, class V>
     complex_lanes<V> v = u[s];
     if (row.span > 1 && s > 0) {
       const complex_lanes<V> w = row_twiddle<V>(row, s, q);
-      v = multiply(v, w.re, w.im);
+      v = mul(v, w.re, w.im);
     }
     store_complex<form::interleaved>(y, y, base + q + row.span * s,
                                      complex_lanes<V>{v.re * scale, v.im * scale});
@@ -68,7 +69,7 @@ template <class R, int r, class V>
     u[t].im = u[t].im * sign;
     if (row.span > 1 && t > 0) {
       const complex_lanes<V> w = row_twiddle<V>(row, t, q);
-      u[t] = multiply(u[t], w.re, w.im);
+      u[t] = mul(u[t], w.re, w.im);
     }
   };
   each_term<decltype(load_term), r>(row.radix, load_term);
@@ -110,26 +111,10 @@ void set_row(row_pass<R>* row) {
 
 template <class R>
 void choose_row(row_pass<R>* row) {
-  switch (row->radix) {
-    case 2:
-      return set_row<R, 2>(row);
-    case 3:
-      return set_row<R, 3>(row);
-    case 4:
-      return set_row<R, 4>(row);
-    case 5:
-      return set_row<R, 5>(row);
-    case 7:
-      return set_row<R, 7>(row);
-    case 8:
-      return set_row<R, 8>(row);
-    case 11:
-      return set_row<R, 11>(row);
-    case 13:
-      return set_row<R, 13>(row);
-    default:
-      return set_row<R, 0>(row);
-  }
+  set_row<R, 0>(row);
+  with_radix(row->radix, [&]<int r>(std::integral_constant<int, r>) {
+    if constexpr (row_of_radix(r).unordered) set_row<R, r>(row);
+  });
 }
 
 // Large factors first, so that the last and narrowest passes have the cheapest butterflies.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Memory of plans and of runs that were given none.
+// Memory of plans, and of runs that were given no work.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Plans of the eight flavours, which are one template over real type and layout: build, runs, release, and
+// the formats of a real spectrum.
 #include <cmath>
 #include <cstring>
 
@@ -7,11 +9,12 @@
 #include "dft/engine/plan/plan.h"
 #include "dft/engine/plan/select.h"
 #include "dft/engine/real/real.h"
+#include "dft/thresholds.h"
 #include "serv/control.h"
 
 namespace zor::dft {
 
-// The one of its three that the plan's flavour and length ask for is filled.
+// One of the three is filled, as the plan's flavour and length ask for.
 template <class R>
 struct flavour_tables {
   transform<R> complex;
@@ -85,7 +88,7 @@ int32_t build(plan** out, int32_t n, int32_t flag, int32_t hint) {
   p->length = n;
   p->hint = hint;
   p->work_size = int32_t(s.work);
-  p->power_of_two = n >= 32 && (n & (n - 1)) == 0;
+  p->power_of_two = n >= least_planned_power && (n & (n - 1)) == 0;
   p->mixed = s.how == method::mixed;
   p->unordered = unordered && p->mixed && n > unordered_above;
   p->odd_real = L == layout::real && n % 2 == 1 && p->mixed;
@@ -152,13 +155,14 @@ void run_tables(const plan& p, const void* in, R end, void* out, direction d, R 
   }
 }
 
-// Work sizes other than those of powers of two leave room for this.
+// Work begins on a boundary of 32 bytes. The sizes leave room for that, but those of powers of two, which
+// need none.
 void* align_work(const plan& p, void* work) {
   if (p.power_of_two) return work;
   return reinterpret_cast<void*>((reinterpret_cast<uintptr_t>(work) + 31) / 32 * 32);
 }
 
-// F says where a real spectrum of even length keeps its last value.
+// F says where a real spectrum of even length keeps its last value when it is read.
 template <class R, layout L, int32_t Kind, direction D, real_format F = real_second>
 int32_t run(const void* in, void* out, const plan* p, void* work) {
   if (in == nullptr || out == nullptr || p == nullptr) return engine_null;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The one-dimensional transform engine: a plan of one length, built once, immutable, run by any number of
-// threads at once, each with its own work.
+// Plans: the transform of one line of one length, built once, immutable, run by any number of threads at
+// once, each with its own work. dft/line.h is the header for callers outside of dft/.
 //
 // Forward is sum x(j) exp(-2 pi i j k / n), backward has the positive sign; neither divides by n except by
 // the plan's scale flag. Output may be the input. A run never allocates when work is given.
@@ -81,8 +81,8 @@ struct split_pair {
 
 enum direction : int32_t { forward, backward };
 
-// Many lines of interleaved data: value i of line j at i * step + j for columns, at i + j * step for
-// contiguous lines, steps in complex values; out may be in with the same step.
+// Many lines of interleaved data, steps in complex values: value i of line j stands at i * step + j for
+// columns, at i + j * step for contiguous lines. out may be in with the same step.
 struct line_data {
   const void* in;
   void* out;

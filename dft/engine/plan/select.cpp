@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: MIT
+// The method of a length and the bytes of work that its runs ask for.
 #include "dft/engine/plan/select.h"
 
+#include <iterator>
+
 #include "dft/engine/plan/plan.h"
+#include "dft/thresholds.h"
 
 namespace zor::dft {
 namespace {
-
-constexpr int32_t straight_below = 17;
-constexpr int32_t direct_below = 91;
-constexpr int32_t widest_even = 150, widest_odd = 90;
-
-// Lengths the chirp transform pads to, up to 8192; powers of two serve above.
-constexpr int16_t padded[] = {128,  144,  160,  192,  200,  256,  288,  320,  384,  400,  512,
-                              576,  640,  768,  800,  1024, 1152, 1280, 1536, 1600, 2048, 2304,
-                              2560, 3072, 3200, 4096, 4608, 5120, 6144, 6400, 8192};
 
 // Limits grow with the memory of an element: single precision reaches twice as far.
 int64_t reach(int64_t limit, int32_t slot) { return limit * (16 / slot); }
@@ -21,16 +16,10 @@ int64_t reach(int64_t limit, int32_t slot) { return limit * (16 / slot); }
 bool is_power_of_two(int32_t n) { return (n & (n - 1)) == 0; }
 int32_t log2_of(int32_t n) { return 31 - __builtin_clz(uint32_t(n)); }
 
-// Top and tile bits of the blocked power-of-two transform of an order from 15 on.
-struct block_bits {
-  int32_t top, tile;
-};
-block_bits bits_of(int32_t order) {
-  if (order == 15) return {3, 8};
-  if (order <= 18) return {4, 10};
-  if (order <= 20) return {6, 13};
-  if (order == 21) return {7, 14};
-  return {8, 14};
+const tile_bits& bits_of(int32_t order) {
+  const tile_bits* b = tiles_of_orders;
+  while (b->up_to_order < order) ++b;
+  return *b;
 }
 
 int32_t select_power_of_two(int32_t n, int32_t slot, selection* s) {
@@ -77,35 +66,35 @@ bool factors_usable(int32_t n, int32_t* widest) {
   for (int32_t d = 3; rest >= 9 && rest >= d * d;) {
     if (rest % d != 0) {
       d += 2;
-      if (d > 90) return false;
+      if (d > factors_searched_to) return false;
       continue;
     }
     rest /= d;
     ++rows;
-    if (d > 13) *widest = d;
+    if (d > largest_small_factor) *widest = d;
   }
-  if (rows == 0 || rest > (n % 2 == 0 ? widest_even : widest_odd)) return false;
-  if (rest > 13) *widest = rest;
+  if (rows == 0 || rest > (n % 2 == 0 ? widest_last_factor_even : widest_last_factor_odd)) return false;
+  if (rest > largest_small_factor) *widest = rest;
   return true;
 }
 
 // The chirp is even, so places n - 1 and 1 - n may coincide: 8192 serves 4097 too.
 int32_t padded_length(int32_t n) {
-  constexpr int32_t longest = 8192;
+  constexpr int32_t longest = *std::rbegin(padded_lengths);
   const int32_t target = 2 * n - 1 == longest + 1 ? longest : 2 * n - 1;
   if (target > longest) return 1 << (log2_of(target - 1) + 1);
   int32_t i = 0;
-  while (padded[i] < target) ++i;
-  return padded[i];
+  while (padded_lengths[i] < target) ++i;
+  return padded_lengths[i];
 }
 
 int64_t power_of_two_work(int32_t order, int32_t slot) {
-  if (order < 6) return 0;
-  if (order < 15) return int64_t{slot} << order;
-  const block_bits b = bits_of(order);
+  if (order < no_work_below_order) return 0;
+  if (order < tiled_from_order) return int64_t{slot} << order;
+  const tile_bits& b = bits_of(order);
   const int64_t inner = power_of_two_work(order - b.top, slot);
   const int64_t tile = int64_t{slot} << b.tile;
-  const int64_t least = order >= 19 ? int64_t{slot} << 13 : 0;
+  const int64_t least = order >= least_tile_from_order ? int64_t{slot} << least_tile_bits : 0;
   const int64_t larger = inner > tile ? inner : tile;
   return larger > least ? larger : least;
 }

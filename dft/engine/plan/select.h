@@ -6,9 +6,6 @@
 
 namespace zor::dft {
 
-// Mixed-radix plans of unordered flavours keep the plan's own order above this length.
-inline constexpr int32_t unordered_above = 5000;
-
 enum class method : int32_t { straight, power_of_two, mixed, direct, chirp };
 
 struct selection {

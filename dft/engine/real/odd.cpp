@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Mixed-radix transforms of real data of odd length.
+// Mixed-radix transforms of real data of odd length: a real pass of one radix, then a batch of complex
+// transforms of half of its results.
 #include <cstring>
 
 #include "dft/engine/passes/lanes.h"
@@ -10,10 +11,8 @@
 namespace zor::dft {
 namespace {
 
-constexpr int32_t odd_radices[] = {13, 11, 9, 7, 5, 3};
-
-// Values 0 to (r - 1) / 2 of the transform of r reals: x(0) + sum s cos - i sum d sin over the pairs j, r -
-// j, in the order of j.
+// Values 0 to (r - 1) / 2 of the transform of r reals: with s(j) = x(j) + x(r-j) and d(j) = x(j) - x(r-j),
+// value k is x(0) + sum s(j) cos(2 pi j k / r) - i sum d(j) sin(2 pi j k / r), both sums in the order of j.
 template <int r, class V>
 [[gnu::always_inline]] inline void real_dft(const V* x, complex_lanes<V>* u) {
   using R = real_of<V>;
@@ -41,7 +40,7 @@ template <int r, class V>
   });
 }
 
-// The real values of a half spectrum, exponent positive, unnormalised.
+// The r reals of a half spectrum: the transform backward, which divides by nothing.
 template <int r, class V>
 [[gnu::always_inline]] inline void real_inverse(const complex_lanes<V>* u, V* x) {
   using R = real_of<V>;
@@ -91,7 +90,7 @@ void first_forward(const odd_chain<R>& c, const R* x, R* re, R* im) {
   }
 }
 
-// The batch has left conjugates, so im enters with a minus; the twiddles turn backwards.
+// The batch leaves conjugates, so that the forward twiddles serve; imaginary parts change sign after them.
 template <class R, int r, class V>
 void last_backward(const odd_chain<R>& c, const R* re, const R* im, R* y, R scale) {
   constexpr int W = lane_count<V>, kept = (r + 1) / 2;
@@ -138,7 +137,7 @@ void generic_forward(const odd_chain<R>& c, const R* x, R* re, R* im) {
         u.re = u.re + s[j] * c.cosines[2 * e];
         u.im = u.im - d[j] * c.cosines[2 * e + 1];
       }
-      u = multiply(u, w[2 * k - 2], w[2 * k - 1]);
+      u = mul(u, w[2 * k - 2], w[2 * k - 1]);
       re[p * c.kept + k] = u.re;
       im[p * c.kept + k] = u.im;
     }
@@ -153,7 +152,7 @@ void generic_backward(const odd_chain<R>& c, const R* re, const R* im, R* y, R s
     const R first = re[p * c.kept];
     R total = first;
     for (int32_t k = 1; k <= h; ++k) {
-      u[k] = multiply(complex_lanes<R>{re[p * c.kept + k], im[p * c.kept + k]}, w[2 * k - 2], w[2 * k - 1]);
+      u[k] = mul(complex_lanes<R>{re[p * c.kept + k], im[p * c.kept + k]}, w[2 * k - 2], w[2 * k - 1]);
       u[k] = {u[k].re + u[k].re, u[k].im + u[k].im};
       total = total + u[k].re;
     }
@@ -179,36 +178,23 @@ void set_radix(odd_chain<R>* c) {
   c->backward = wide ? last_backward<R, r, V> : last_backward<R, r, R>;
 }
 
+// The largest radix of the table that divides n, else the smallest prime.
 template <class R>
 void choose_radix(odd_chain<R>* c, int32_t n) {
   c->lanes = 1;
   c->forward = generic_forward<R>;
   c->backward = generic_backward<R>;
-  for (const int32_t r : odd_radices) {
-    if (n % r != 0) continue;
-    c->radix = r;
-    c->m = n / r;
-    switch (r) {
-      case 13:
-        return set_radix<R, 13>(c);
-      case 11:
-        return set_radix<R, 11>(c);
-      case 9:
-        return set_radix<R, 9>(c);
-      case 7:
-        return set_radix<R, 7>(c);
-      case 5:
-        return set_radix<R, 5>(c);
-      default:
-        return set_radix<R, 3>(c);
-    }
-  }
-  c->radix = 17;
+  int i = 0;
+  while (i < radix_count && (!radices[i].odd_real || n % radices[i].radix != 0)) ++i;
+  c->radix = i < radix_count ? radices[i].radix : largest_radix + 1;
   while (n % c->radix != 0) c->radix += 2;
   c->m = n / c->radix;
+  with_radix(c->radix, [=]<int r>(std::integral_constant<int, r>) {
+    if constexpr (row_of_radix(r).odd_real) set_radix<R, r>(c);
+  });
 }
 
-// Position of value k1 + radix k2 of the spectrum, and whether it stands there as its conjugate.
+// Where value k of n stands in a half spectrum, and whether as its conjugate.
 struct spectrum_place {
   ptrdiff_t index;
   bool conjugate;

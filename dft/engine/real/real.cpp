@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
+// Real transforms: straight-line lengths, the recombination of even lengths, odd lengths by chirp, and the
+// choice of a method.
 #include "dft/engine/real/real.h"
 
 #include <cstring>
 
-#include "dft/engine/any_length/chirp.h"
+#include "dft/engine/any_length/convolve.h"
 #include "dft/engine/plan/memory.h"
 #include "dft/engine/real/recombine.h"
 #include "dft/engine/roots/root_table.h"
+#include "dft/thresholds.h"
 
 namespace zor::dft {
 namespace {
@@ -102,12 +105,12 @@ bool table_build(real_transform<R>* t) {
   return true;
 }
 
-// The pairs' walk: from x, half of the transform of length h, to the spectrum y, or back from the spectrum to
-// what is transformed. The spectrum is interleaved; the other side is too, or stands in the inner form of the
-// passes, which then leave two of their multiplications to the walk: by the scale on the way forward, by the
-// sign on the way back.
+// The recombination as a walk over pairs: forward from x, half of the transform of length h, to the spectrum
+// y, and backward from the spectrum to what the inverse transforms. The spectrum is interleaved. The other
+// side is too, or it is in the inner form of the passes, which then leave one of their multiplications to the
+// walk: that by the scale forward, that by the sign backward.
 template <class R, bool Forward, form Inner>
-struct turn_walk {
+struct pair_walk {
   static constexpr form in = Forward ? Inner : form::interleaved, out = Forward ? form::interleaved : Inner;
   const real_transform<R>& t;
   const R *x_re, *x_im;
@@ -135,7 +138,7 @@ struct turn_walk {
     store(j, reversed(v));
   }
   template <class V>
-  [[gnu::always_inline]] void turn(ptrdiff_t k, complex_lanes<V>* a, complex_lanes<V>* b) const {
+  [[gnu::always_inline]] void combine(ptrdiff_t k, complex_lanes<V>* a, complex_lanes<V>* b) const {
     const V c = load_lanes<V>(t.table + k), s = load_lanes<V>(t.table + t.table_row + k);
     if constexpr (Forward)
       recombine(a, b, c, s);
@@ -144,28 +147,30 @@ struct turn_walk {
   }
 };
 
-// Pairs k, h - k from *k on, as many as whole vectors take.
-template <class V, class Walk>
-[[gnu::always_inline]] inline void turn_range(const Walk& w, ptrdiff_t* k) {
+// All pairs k, h - k from `first` on.
+template <class R, class Walk>
+[[gnu::always_inline]] inline void combine_range(const Walk& w, ptrdiff_t first) {
   const ptrdiff_t h = w.t.n / 2, pairs = (h - 1) / 2;
-  for (; *k + lane_count<V> <= pairs + 1; *k += lane_count<V>) {
-    const ptrdiff_t mirror = h - *k - lane_count<V> + 1;
-    complex_lanes<V> a = w.template load<V>(*k), b = w.template load_reversed<V>(mirror);
-    w.turn(*k, &a, &b);
-    w.store(*k, a);
-    w.store_reversed(mirror, b);
-  }
+  for_vectors<R>(
+      first, pairs + 1, [&]<int Bytes>(ptrdiff_t k) __attribute__((always_inline)) {
+        using V = vec_or_real<R, Bytes>;
+        const ptrdiff_t mirror = h - k - lane_count<V> + 1;
+        complex_lanes<V> a = w.template load<V>(k), b = w.template load_reversed<V>(mirror);
+        w.combine(k, &a, &b);
+        w.store(k, a);
+        w.store_reversed(mirror, b);
+      });
 }
 
-// Pairs from 1 where two vectors that overlap take all of them: both are read before one is written.
+// All pairs by two vectors that overlap: both are read before one is written.
 template <class V, class Walk>
-[[gnu::always_inline]] inline void turn_overlapping(const Walk& w) {
+[[gnu::always_inline]] inline void combine_overlapping(const Walk& w) {
   const ptrdiff_t h = w.t.n / 2, at[2] = {1, (h - 1) / 2 - lane_count<V> + 1};
   complex_lanes<V> a[2], b[2];
   for (int i = 0; i < 2; ++i) {
     a[i] = w.template load<V>(at[i]);
     b[i] = w.template load_reversed<V>(h - at[i] - lane_count<V> + 1);
-    w.turn(at[i], &a[i], &b[i]);
+    w.combine(at[i], &a[i], &b[i]);
   }
   for (int i = 0; i < 2; ++i) {
     w.store(at[i], a[i]);
@@ -173,68 +178,63 @@ template <class V, class Walk>
   }
 }
 
-// From this many values on pairs are taken by blocks: below, waiting costs more than it saves.
-constexpr ptrdiff_t shortest_by_blocks = 64;
-
-// Pairs from 0 to below the value returned, by blocks of W values that begin at multiples of W: no load and
-// no store crosses a cache line. The mirror of a block is all but the first value of one block and the first
-// of the next, so one block of each side waits for its neighbour. Value 0 comes out wrong, and so does value
-// h / 2 where the blocks end there.
+// Pairs from 0 to below the value returned, by blocks of W values that begin at multiples of W, so that no
+// load and no store crosses a cache line. The values that a block is paired with are all but the first of one
+// block and the first of the next, so one block of each side waits for its neighbour. Value 0 comes out
+// wrong, and so does value h / 2 where the blocks end there.
 template <class V, class Walk>
-ptrdiff_t turn_blocks(const Walk& w) {
+ptrdiff_t combine_blocks(const Walk& w) {
   using R = lane_t<V>;
   constexpr ptrdiff_t W = lanes<V>;
   const ptrdiff_t h = w.t.n / 2, end = h / (2 * W) * W;
-  if (h < shortest_by_blocks) return 0;
+  if (h < pairs_by_blocks_from) return 0;
   complex_lanes<V> above{}, waiting{};
   for (ptrdiff_t k = 0; k < end; k += W) {
     complex_lanes<V> a = w.template load<V>(k);
     const complex_lanes<V> below = w.template load<V>(h - k - W);
     complex_lanes<V> b = reversed_behind(above, below);
     above = below;
-    w.turn(k, &a, &b);
+    w.combine(k, &a, &b);
     w.store(k, a);
     if (k > 0) w.store(h - k, reversed_behind(b, waiting));
     waiting = b;
   }
   complex_lanes<R> a = w.template load<R>(end), b = w.template load<R>(h - end);
-  w.turn(end, &a, &b);
+  w.combine(end, &a, &b);
   w.store(h - end, reversed_behind(waiting, waiting));
   w.store(end, a);
   w.store(h - end, b);
   return end + 1;
 }
 
-// All pairs k, h - k from 1, the first value (zero and h are the spectrum's ends there) and the middle one of
+// All values: the pairs, the ends of the spectrum made of the parts `zero` and `end`, and the middle value of
 // even h.
 template <class R, bool Forward, form Inner>
-void turn_pairs(const turn_walk<R, Forward, Inner>& w, R zero, R end) {
+void combine_pairs(const pair_walk<R, Forward, Inner>& w, R zero, R end) {
   using V = vec<R>;
   const ptrdiff_t h = w.t.n / 2;
   const R factor = Forward ? R(2) : R(1);
   const complex_lanes<R> middle = w.template load<R>(h / 2);
   constexpr ptrdiff_t W = lanes<V>;
   const ptrdiff_t pairs = (h - 1) / 2;
-  ptrdiff_t k = turn_blocks<V>(w);
+  ptrdiff_t k = combine_blocks<V>(w);
   if (k == 0) k = 1;
-  // Going back, a short transform would wait for what two overlapping stores left.
+  // Backward, a short transform would wait for two stores that overlap.
   if (Forward && k == 1 && pairs >= W && pairs <= 2 * W) {
-    turn_overlapping<V>(w);
+    combine_overlapping<V>(w);
     k = pairs + 1;
   }
-  turn_range<V>(w, &k);
-  if constexpr (width >= 64) turn_range<vec<R, 32>>(w, &k);
-  if constexpr (width >= 32) turn_range<vec<R, 16>>(w, &k);
-  turn_range<R>(w, &k);
+  combine_range<R>(w, k);
   w.store(0, complex_lanes<R>{(zero + end) * factor, (zero - end) * factor});
   if (h % 2 == 0) w.store(h / 2, complex_lanes<R>{middle.re * R(2), middle.im * R(-2)});
 }
 
-// Whether the passes of the half-length transform can leave or find their values in their inner form.
+// Whether the passes of the half-length transform can end with, or begin with, their values in the inner
+// form.
 template <class R>
 bool joins_passes(const real_transform<R>& t, const R* x, const R* y) {
   const int32_t passes = transform_passes(t.inner);
-  return passes > 1 && t.n / 2 >= shortest_by_blocks &&
+  return passes > 1 && t.n / 2 >= pairs_by_blocks_from &&
          (t.inner.passes.inner == form::blocked || passes % 2 == 1 || x != y);
 }
 
@@ -244,14 +244,14 @@ void join_forward(const real_transform<R>& t, const R* x, R* y, R half, R* work)
   chain_to_inner(c, x, y, work);
   R* const z = inner_place(c, y, work, true);
   const R zero = z[0] * half, end = z[Inner == form::split ? c.n : lanes_of<R>] * half;
-  turn_pairs(turn_walk<R, true, Inner>{t, z, z + c.n, y, y, half}, zero, end);
+  combine_pairs(pair_walk<R, true, Inner>{t, z, z + c.n, y, y, half}, zero, end);
 }
 
 template <class R, form Inner>
 void join_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work) {
   const chain<R>& c = t.inner.passes;
   R* const z = inner_place(c, y, work, false);
-  turn_pairs(turn_walk<R, false, Inner>{t, x, x, z, z + c.n, R(-1)}, x[0], end);
+  combine_pairs(pair_walk<R, false, Inner>{t, x, x, z, z + c.n, R(-1)}, x[0], end);
   chain_from_inner(c, y, scale, -scale, work);
 }
 
@@ -264,7 +264,7 @@ void even_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work
     return;
   }
   transform_run(t.inner, pass_data<R>{x, nullptr, y, nullptr, R(1), half, half}, work);
-  turn_pairs(turn_walk<R, true, form::interleaved>{t, y, y, y, y, R(1)}, y[0], y[1]);
+  combine_pairs(pair_walk<R, true, form::interleaved>{t, y, y, y, y, R(1)}, y[0], y[1]);
 }
 
 template <class R>
@@ -274,18 +274,18 @@ void even_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale,
                                         : join_backward<R, form::blocked>(t, x, end, y, scale, work);
     return;
   }
-  turn_pairs(turn_walk<R, false, form::interleaved>{t, x, x, y, y, R(1)}, x[0], end);
+  combine_pairs(pair_walk<R, false, form::interleaved>{t, x, x, y, y, R(1)}, x[0], end);
   transform_run(t.inner, pass_data<R>{y, nullptr, y, nullptr, R(-1), scale, -scale}, work);
 }
 
-// Odd chirp: half of the complex transform's output, or the real part of all.
+// Odd lengths by chirp: the first half of a complex transform of reals, and the real parts of one of a whole
+// spectrum.
 template <class R>
 void chirp_forward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* work) {
   R *const re = work, *const im = work + c.padded;
   convolve(
       c, n, n / 2 + 1, work,
-      [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-        using V = decltype(lane);
+      [&]<class V>(ptrdiff_t j) __attribute__((always_inline)) {
         const V v = load_lanes<V>(x + j);
         return complex_lanes<V>{v * load_lanes<V>(c.chirp_re + j), v * load_lanes<V>(c.chirp_im + j)};
       },
@@ -294,9 +294,9 @@ void chirp_forward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* w
         store_complex<form::split>(re, im, j, decltype(v){value.re * scale, value.im * scale});
       });
   y[0] = re[0];
-  over_lanes<R>(
-      n / 2, [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-        using V = decltype(lane);
+  for_vectors<R, whole_vectors>(
+      0, n / 2, [&]<int Bytes>(ptrdiff_t j) __attribute__((always_inline)) {
+        using V = vec_or_real<R, Bytes>;
         store_complex<form::interleaved>(y + 1, y + 1, j, load_complex<form::split, V>(re + 1, im + 1, j));
       });
 }
@@ -312,8 +312,8 @@ void chirp_backward(const chirp<R>& c, int32_t n, const R* x, R* y, R scale, R* 
   }
   convolve(
       c, n, n, work,
-      [&](ptrdiff_t j, auto lane) __attribute__((always_inline)) {
-        return times_chirp(c, j, load_complex<form::split, decltype(lane)>(re, im, j));
+      [&]<class V>(ptrdiff_t j) __attribute__((always_inline)) {
+        return times_chirp(c, j, load_complex<form::split, V>(re, im, j));
       },
       [&](ptrdiff_t j, auto v)
           __attribute__((always_inline)) { store_lanes(y + j, times_chirp(c, j, v).re * scale); });

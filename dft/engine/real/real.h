@@ -8,8 +8,8 @@
 
 namespace zor::dft {
 
-// Odd n = radix m: a real pass of the radix leaves (radix + 1) / 2 complex values of each of its m
-// transforms, and a batch of that many complex transforms of length m finishes half the spectrum.
+// Odd n = radix * m. A real pass does m transforms of `radix` reals and keeps the first (radix + 1) / 2
+// values of each; a batch of that many complex transforms of length m then finishes half of the spectrum.
 template <class R>
 struct odd_chain {
   int32_t radix, kept;
@@ -17,7 +17,7 @@ struct odd_chain {
   int32_t lanes;
   R* tables;
   const R* twiddles;
-  const R* cosines;
+  const R* cosines;  // cos and sin of 2 pi k / radix, for the generic pass
   void (*forward)(const odd_chain& c, const R* x, R* re, R* im);
   void (*backward)(const odd_chain& c, const R* re, const R* im, R* y, R scale);
   chain<R> rest;
@@ -27,11 +27,11 @@ template <class R>
 struct real_transform {
   method how;
   int32_t n;
-  void (*straight_forward)(const R* x, R* y, R scale);  // up to 16, and 32, 64, 128
+  void (*straight_forward)(const R* x, R* y, R scale);  // n up to 16, and 32, 64, 128
   void (*straight_backward)(const R* x, R end, R* y, R scale);
-  transform<R> inner;   // even n: half the length; chirp: n
-  R* table;             // even n: w(k) = exp(-2 pi i k / n) for k <= n / 4, real parts, then imaginary parts
-  ptrdiff_t table_row;  // behind this many
+  transform<R> inner;   // complex: of n / 2 for even n, of n for an odd chirp
+  R* table;             // even n: w(k) = exp(-2 pi i k / n) for k <= n / 4, the real parts of all first
+  ptrdiff_t table_row;  // reals from the real parts to the imaginary ones
   odd_chain<R> odd;
   direct_table<R> direct;
 };
@@ -43,7 +43,7 @@ void real_free(real_transform<R>* t);
 // y may be x.
 template <class R>
 void real_forward(const real_transform<R>& t, const R* x, R* y, R scale, R* work);
-// Even n: R(n/2) is `end`, whatever x[1] holds.
+// For even n the value R(n/2) is `end`; x[1] is not read.
 template <class R>
 void real_backward(const real_transform<R>& t, const R* x, R end, R* y, R scale, R* work);
 

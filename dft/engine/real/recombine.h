@@ -6,8 +6,8 @@
 
 namespace zor::dft {
 
-// With Z half of the half-length transform of the pairs x(2j) + i x(2j+1), values k and h - k of the spectrum
-// from a = Z(k) and b = Z(h-k): E + T and conj(E - T), E = a + conj b, T = -i w(k) (a - conj b).
+// Let Z be half of the transform of length h of the pairs x(2j) + i x(2j+1), a = Z(k), b = Z(h-k), E = a +
+// conj(b) and T = -i w(k) (a - conj(b)). Values k and h - k of the spectrum are E + T and conj(E - T).
 template <class V, class W>
 [[gnu::always_inline]] inline void recombine(complex_lanes<V>* a, complex_lanes<V>* b, W w_re, W w_im) {
   const complex_lanes<V> e = {a->re + b->re, a->im - b->im};

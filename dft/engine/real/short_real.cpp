@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Short real transforms of even length: two passes of half the length whose other side, the pairs of the
-// spectrum, never leaves registers (or what the compiler makes of them where they are few). Every value meets
-// the operations that the passes and the recombination of longer lengths do.
+// Real transforms of 32, 64 and 128 values: two passes of half the length, between which and the
+// recombination the values stay in local vectors. Every value meets the same operations as in longer lengths.
 #include "dft/engine/passes/two_passes.h"
 #include "dft/engine/real/real.h"
 #include "dft/engine/real/recombine.h"
@@ -31,10 +30,11 @@ struct short_real {
   static constexpr root_table roots = make();
 };
 
-// The pairs k, h - k of all values in place; value 0 comes out wrong. The mirror of a block is the first
-// value of the block above it and all but the first of the one below that.
+// All pairs k, h - k in place, forward to the spectrum and backward from it; value 0 comes out wrong. The
+// values that a block of W is paired with, in reverse, are the first of one block and all but the first of
+// the block below it.
 template <class R, int N, bool Forward>
-[[gnu::always_inline]] inline void turn_all(complex_lanes<typename short_real<R, N>::V>* z) {
+[[gnu::always_inline]] inline void combine_all(complex_lanes<typename short_real<R, N>::V>* z) {
   using S = short_real<R, N>;
   using V = typename S::V;
   constexpr int W = S::W, blocks = S::blocks;
@@ -77,7 +77,7 @@ void short_forward(const R* x, R* y, R scale) {
     });
   });
   const R zero = z[0].re[0], end = z[0].im[0];
-  turn_all<R, N, true>(z);
+  combine_all<R, N, true>(z);
   unrolled<S::blocks>([&](auto b) __attribute__((always_inline)) {
     store_complex<form::interleaved>(y, y, b * W, z[b]);
   });
@@ -97,7 +97,7 @@ void short_backward(const R* x, R end, R* y, R scale) {
   });
   const R zero = x[0];
   z[0].im[0] = end;  // what stands there may be anything
-  turn_all<R, N, false>(z);
+  combine_all<R, N, false>(z);
   z[0].re[0] = zero + end;
   z[0].im[0] = zero - end;
   alignas(64) R work[N];

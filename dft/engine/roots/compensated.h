@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Sums of two parts on lanes: V is a vector of doubles or one double, and so every lane has the bits of the
-// one.
+// Compensated numbers hi + lo on lanes: V is a vector of doubles or one double, and each lane has the bits of
+// the one.
 #pragma once
 
 namespace zor::dft {

@@ -54,7 +54,7 @@ constexpr double_double divide(double_double a, double d) {
 }
 
 inline constexpr double_double pi{3.141592653589793116, 1.2246467991473532072e-16};
-// First factor 1 (cosine) or x (sine), then the Taylor series in double-double.
+// The Taylor series of the sine or the cosine of x.
 constexpr double_double taylor(double_double x, bool sine) {
   const double_double minus_square = multiply({-x.hi, -x.lo}, x);
   double_double term = sine ? x : double_double{1.0, 0.0};
@@ -66,19 +66,19 @@ constexpr double_double taylor(double_double x, bool sine) {
   return sum;
 }
 
-// exp(-2 pi i k / n) for a compile-time k and a small n, within half an ulp to all intents.
+// exp(-2 pi i k / n) for a small n, computed by the compiler; for n up to 128 the same bits as root_of_unity.
 constexpr zor_c64 constant_root(int64_t k, int64_t n) {
-  const int64_t turned = 8 * (k % n);
-  const int64_t part = turned / n;
-  const int64_t rest = turned - part * n;
-  const int64_t a = part % 2 == 0 ? rest : n - rest;
+  const int64_t eighths = 8 * (k % n);
+  const int64_t octant = eighths / n;
+  const int64_t rest = eighths - octant * n;
+  const int64_t a = octant % 2 == 0 ? rest : n - rest;
   const double_double x = divide(multiply({pi.hi / 4, pi.lo / 4}, {double(a), 0.0}), double(n));
   const double c = taylor(x, false).hi;
   const double s = taylor(x, true).hi;
-  const bool swapped = part % 4 == 1 || part % 4 == 2;
+  const bool swapped = octant % 4 == 1 || octant % 4 == 2;
   const double re = swapped ? s : c;
   const double im = swapped ? c : s;
-  return {part >= 2 && part < 6 ? -re : re, part < 4 ? -im : im};
+  return {octant >= 2 && octant < 6 ? -re : re, octant < 4 ? -im : im};
 }
 
 }  // namespace zor::dd

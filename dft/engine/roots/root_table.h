@@ -9,8 +9,8 @@
 
 namespace zor::dft {
 
-// Keeps the arc that the others mirror, one of `arcs`: an octant where 4 divides n, a quarter where only 2
-// does, half of odd n.
+// The circle is cut into arcs that mirror each other: octants where 4 divides n, quarters where only 2 does,
+// halves for odd n. The table keeps the first.
 struct root_table {
   int64_t n;
   int32_t arcs;

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Roots of unity: the angle is reduced to an octant in integers, and there it is a tabulated node plus a
+// small offset.
 #include "dft/engine/roots/trig.h"
 
 #include "dft/engine/roots/compensated.h"
@@ -32,8 +34,8 @@ constexpr node_table make_nodes() {
 
 constexpr node_table nodes = make_nodes();
 
-// base + rate * s + base * versed, where s = delta + excess is the sine of the offset and versed its cosine
-// - 1.
+// base + rate * s + base * versed, where s = delta + excess is the sine of the offset, and versed its cosine
+// minus 1.
 template <class V>
 [[gnu::always_inline]] inline compensated<V> rotate(double_double base, double_double rate,
                                                     compensated<V> delta, V excess, V versed) {
@@ -43,15 +45,15 @@ template <class V>
   return dft::fast_two_sum(s.hi, s.lo + small);
 }
 
-// cos and sin of (pi / 4) (i / steps + rest / (steps n)), |rest| <= n / 2: node i, turned by an offset of at
-// most pi / 1024 whose own sine and cosine are short series. Only the terms above 2^-63 of the result are
+// cos and sin of (pi / 4) (i / steps + rest / (steps n)), |rest| <= n / 2: node i rotated by an offset of at
+// most pi / 1024, whose own sine and cosine are short series. Only the terms above 2^-63 of the result are
 // kept in two parts.
 template <class V>
 struct cosine_sine {
   compensated<V> c, s;
 };
 template <class V>
-[[gnu::always_inline]] inline cosine_sine<V> octant(int64_t i, V rest, double n) {
+[[gnu::always_inline]] inline cosine_sine<V> near_node(int64_t i, V rest, double n) {
   const V q = rest / n;
   const compensated<V> back = dft::two_product(q, n);
   const V q_low = ((rest - back.hi) - back.lo) / n;
@@ -65,21 +67,22 @@ template <class V>
   return {rotate(c, {-s.hi, -s.lo}, delta, excess, versed), rotate(s, c, delta, excess, versed)};
 }
 
-// k / n of a turn as a part of eighths, and the angle to the nearer axis as a node and the offset from it, in
-// units of an eighth over steps n.
+// The angle 2 pi k / n: the octant it lies in, and the angle to the nearer axis as the nearest node and the
+// rest, in units of an octant over steps n.
 struct reduced_angle {
-  int64_t part, node, rest;
+  int64_t octant, node, rest;
 };
 reduced_angle reduce(int64_t k, int64_t n) {
-  const int64_t turned = 8 * (k % n);
-  const int64_t part = turned / n;
-  const int64_t a = part % 2 == 0 ? turned - part * n : (part + 1) * n - turned;
+  const int64_t eighths = 8 * (k % n);
+  const int64_t octant = eighths / n;
+  const int64_t a = octant % 2 == 0 ? eighths - octant * n : (octant + 1) * n - eighths;
   const int64_t node = (2 * steps * a + n) / (2 * n);
-  return {part, node, steps * a - node * n};
+  return {octant, node, steps * a - node * n};
 }
 
-zor_c64 turned_by_eighths(int64_t part, double c, double s) {
-  switch (part) {
+// exp(-i angle) from cosine and sine of the angle to the nearer axis.
+zor_c64 in_octant(int64_t octant, double c, double s) {
+  switch (octant) {
     case 0:
       return {c, -s};
     case 1:
@@ -99,44 +102,45 @@ zor_c64 turned_by_eighths(int64_t part, double c, double s) {
   }
 }
 
-wide_root to_root(int64_t part, const cosine_sine<double>& w) {
-  return {turned_by_eighths(part, w.c.hi, w.s.hi), turned_by_eighths(part, w.c.lo, w.s.lo)};
+wide_root to_root(int64_t octant, const cosine_sine<double>& w) {
+  return {in_octant(octant, w.c.hi, w.s.hi), in_octant(octant, w.c.lo, w.s.lo)};
 }
 
 }  // namespace
 
 wide_root wide_root_of_unity(int64_t k, int64_t n) {
   const reduced_angle a = reduce(k, n);
-  return to_root(a.part, octant(a.node, double(a.rest), double(n)));
+  return to_root(a.octant, near_node(a.node, double(a.rest), double(n)));
 }
 
 zor_c64 root_of_unity(int64_t k, int64_t n) { return wide_root_of_unity(k, n).head; }
 
-// Neighbours share part and node over some n / (8 steps) places; in odd parts the angle falls.
+// Neighbours share octant and node over some n / (8 steps) places; in odd octants the angle to the axis
+// falls.
 void wide_roots_of_unity(int64_t n, int64_t count, wide_root* out) {
   using V = vec<double>;
   constexpr int W = lanes<V>;
-  constexpr int64_t turn = 8 * steps;
+  constexpr int64_t ahead_each = 8 * steps;  // from one root to the next, in the units of rest
   V place;
-  for (int j = 0; j < W; ++j) place[j] = double(turn * j);
+  for (int j = 0; j < W; ++j) place[j] = double(ahead_each * j);
   for (int64_t k = 0; k < count;) {
     const reduced_angle a = reduce(k, n);
-    const bool falling = a.part % 2 != 0;
+    const bool falling = a.octant % 2 != 0;
     const int64_t room = falling ? n + 2 * a.rest : n - 1 - 2 * a.rest;
-    const int64_t part_end = ((a.part + 1) * n + 7) / 8;
-    int64_t end = k + room / (2 * turn) + 1;
-    if (end > part_end) end = part_end;
+    const int64_t octant_end = ((a.octant + 1) * n + 7) / 8;
+    int64_t end = k + room / (2 * ahead_each) + 1;
+    if (end > octant_end) end = octant_end;
     if (end > count) end = count;
     if (end - k == 1) {
-      out[k++] = to_root(a.part, octant(a.node, double(a.rest), double(n)));
+      out[k++] = to_root(a.octant, near_node(a.node, double(a.rest), double(n)));
       continue;
     }
     V rest = falling ? double(a.rest) - place : double(a.rest) + place;
-    const double ahead = falling ? -double(turn * W) : double(turn * W);
+    const double ahead = falling ? -double(ahead_each * W) : double(ahead_each * W);
     for (; k < end; k += W, rest = rest + ahead) {
-      const auto [c, s] = octant(a.node, rest, double(n));
+      const auto [c, s] = near_node(a.node, rest, double(n));
       for (int j = 0; j < W && k + j < end; ++j)
-        out[k + j] = to_root(a.part, {{c.hi[j], c.lo[j]}, {s.hi[j], s.lo[j]}});
+        out[k + j] = to_root(a.octant, {{c.hi[j], c.lo[j]}, {s.hi[j], s.lo[j]}});
     }
     k = end;
   }
