@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "spblas/element.h"
+#include "spblas/panel.h"
 
 namespace zor {
 namespace {
@@ -31,7 +31,7 @@ void add_terms(zor_int first, zor_int last, R* y, const Term& term) {
 template <class T>
 void merge(zor_int first, zor_int last, zor_int nparts, zor_int stride, const T* work, T* y) {
   using R = real_t<T>;
-  constexpr zor_int run = 1024;
+  constexpr zor_int run = sparse::thresholds::merged_at_once;
   const zor_int from = (first - 1) * parts<T>, to = last * parts<T>, step = stride * parts<T>;
   const R* w = reals(work);
   R* sum = reals(y);

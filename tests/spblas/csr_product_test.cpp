@@ -19,14 +19,22 @@ using zor_ref::shape;
 using zor_test::same_bits;
 
 struct sizes {
-  int64_t m, k, longest, origin;
-  bool orderly = false;
-  int64_t run = 1;
+  int64_t m, k;          // k is that of the general view; the others are square
+  int64_t longest;       // row
+  int64_t origin;        // first row pointer
+  bool orderly = false;  // rows ascend and are often as long as the row before
+  int64_t run = 1;       // rows of one length
 };
-// k is used by the general view alone; the others are square.
-const sizes all_sizes[] = {
-    {1, 1, 3, 1}, {2, 5, 4, 0},    {7, 3, 9, 1},         {23, 23, 14, 0},       {40, 61, 6, 7},
-    {5, 4, 0, 1}, {30, 40, 50, 1}, {90, 80, 9, 0, true}, {99, 99, 45, 1, true}, {60, 60, 7, 0, false, 12}};
+const sizes all_sizes[] = {{.m = 1, .k = 1, .longest = 3, .origin = 1},
+                           {.m = 2, .k = 5, .longest = 4, .origin = 0},
+                           {.m = 7, .k = 3, .longest = 9, .origin = 1},
+                           {.m = 23, .k = 23, .longest = 14, .origin = 0},
+                           {.m = 40, .k = 61, .longest = 6, .origin = 7},
+                           {.m = 5, .k = 4, .longest = 0, .origin = 1},
+                           {.m = 30, .k = 40, .longest = 50, .origin = 1},
+                           {.m = 90, .k = 80, .longest = 9, .origin = 0, .orderly = true},
+                           {.m = 99, .k = 99, .longest = 45, .origin = 1, .orderly = true},
+                           {.m = 60, .k = 60, .longest = 7, .origin = 0, .run = 12}};
 
 // Orderly rows are sorted, some with repeats, and often as long as the row before.
 template <class T>
@@ -131,7 +139,11 @@ void check_mvout_seq(const char* name, const shape& s, zor::csr_mvout_seq_fn<T, 
 struct columns {
   int64_t n, first, last;
 };
-const columns all_columns[] = {{1, 1, 1}, {5, 2, 4}, {37, 1, 37}, {137, 3, 133}, {4, 3, 2}};
+const columns all_columns[] = {{.n = 1, .first = 1, .last = 1},
+                               {.n = 5, .first = 2, .last = 4},
+                               {.n = 37, .first = 1, .last = 37},
+                               {.n = 137, .first = 3, .last = 133},
+                               {.n = 4, .first = 3, .last = 2}};
 
 // Padding of B is NaN and may not show in C; padding of C keeps its values.
 template <class T, class I, class Call>
@@ -276,6 +288,70 @@ TEST(CsrProduct, AsksThePoolAlikeInEveryBuild) {
   EXPECT_EQ(std::vector<float>(60, 20), c);
   EXPECT_EQ(uint64_t(64 * 20 + 64), zor_serv_zor_memstat(&blocks));
   EXPECT_EQ(1, blocks);
+}
+
+// The general column-major products go over rows in blocks, whose size depends on the type, on the average
+// length of rows and on the number of right-hand sides that the call is told, whichever of them it works on.
+// The pool shows the size: a block asks for 64 bytes a row of B that it uses, here those of its own rows, and
+// 64 for the alignment. The sizes are worked out by hand: with P, Q, R, S of a type, blocks are taken from (R
+// average + S n) m = 17,000,000 on and have 17,000,000 / (P average + Q n) / 4 rows, the last one the rest as
+// well.
+struct block_case {
+  int64_t m, n;
+  int64_t s, d,
+      z;  // rows of the largest block in single, double and single complex, double complex and conjugated
+};
+const block_case block_cases[] = {
+    // 8 avg + 12 n = 136 bytes a row in single, just enough; 20 avg + 12 n = 196; 36 avg + 20 n = 340.
+    {.m = 125000, .n = 8, .s = 125000 - 2 * 34274, .d = 125000 - 5 * 19318, .z = 125000 - 10 * 10953},
+    {.m = 124999, .n = 8, .s = 124999, .d = 124999 - 5 * 19318, .z = 124999 - 10 * 10953},
+    // So many that a block has two rows, one row, none: which leaves all rows in one.
+    {.m = 100, .n = 260000, .s = 2, .d = 100, .z = 100},
+    {.m = 100, .n = 150000, .s = 3 + 1, .d = 1, .z = 100},
+};
+// A total beyond the range of 32-bit integers is small to the names that have them: rows of the largest block
+// with either.
+const struct {
+  int64_t m, n, wide, narrow;
+} overflow_of_single = {.m = 400, .n = 500000, .wide = 1, .narrow = 400},
+  overflow_of_double_complex = {.m = 1100, .n = 100000, .wide = 1, .narrow = 1100};
+
+template <class T, class I>
+void check_blocks(const char* name, zor::csr_mmout_par_fn<T, I>* f, int64_t m, int64_t told, int64_t rows) {
+  constexpr int64_t average = 5;
+  zor_ref::row_list<T> list(size_t(m), {size_t(average), {0, T{}}});
+  for (int64_t r = 1; r <= m; ++r)
+    for (auto& e : list[size_t(r - 1)]) e = {r, zor_ref::unity<T>()};
+  const csr_arrays<T, I> a(list, 1, I(1));
+  const I first = 2, last = 3, rows_of_a = I(m), n = I(told);
+  const T alpha = zor_ref::unity<T>();
+  const std::vector<T> b(size_t(3 * m), alpha);
+  std::vector<T> c(size_t(3 * m));
+  int32_t blocks;
+  zor_serv_freebuffers();
+  f(&first, &last, &rows_of_a, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
+    b.data(), &rows_of_a, c.data(), &rows_of_a);
+  EXPECT_EQ(uint64_t(64 * rows + 64), zor_serv_zor_memstat(&blocks)) << name << ", m " << m << ", n " << told;
+  for (int64_t i = 0; i < 3 * m; ++i)
+    ASSERT_EQ(zor_ref::real_part(c[size_t(i)]), i < m ? 0 : average) << name << ", element " << i;
+}
+
+TEST(CsrProduct, BlocksOfRowsAskThePoolForTheirShareOfB) {
+  for (const block_case& b : block_cases) {
+    check_blocks("s", zor_spblas_scsr1ng__f__mmout_par, b.m, b.n, b.s);
+    check_blocks("d", zor_spblas_dcsr1ng__f__mmout_par, b.m, b.n, b.d);
+    check_blocks("c", zor_spblas_ccsr1ng__f__mmout_par, b.m, b.n, b.d);
+    check_blocks("c conjugated", zor_spblas_ccsr1sg__f__mmout_par, b.m, b.n, b.z);
+    check_blocks("z", zor_spblas_zcsr1ng__f__mmout_par, b.m, b.n, b.z);
+    check_blocks("z conjugated", zor_spblas_zcsr1sg__f__mmout_par, b.m, b.n, b.z);
+    check_blocks("d lp64", zor_spblas_lp64_dcsr1ng__f__mmout_par, b.m, b.n, b.d);
+  }
+  const auto& s = overflow_of_single;
+  check_blocks("s", zor_spblas_scsr1ng__f__mmout_par, s.m, s.n, s.wide);
+  check_blocks("s lp64", zor_spblas_lp64_scsr1ng__f__mmout_par, s.m, s.n, s.narrow);
+  const auto& z = overflow_of_double_complex;
+  check_blocks("z", zor_spblas_zcsr1ng__f__mmout_par, z.m, z.n, z.wide);
+  check_blocks("z lp64", zor_spblas_lp64_zcsr1ng__f__mmout_par, z.m, z.n, z.narrow);
 }
 
 // One chain a row, y overwritten even in an empty row.

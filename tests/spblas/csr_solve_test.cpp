@@ -157,27 +157,29 @@ std::vector<T> image_of(const shape& s, const flat_rows<T>& a, const std::vector
 }
 
 struct system_size {
-  int64_t m, longest, origin;
+  int64_t m;
+  int64_t longest;  // row of a random triangle
+  int64_t origin;   // first row pointer
   grid on = {0, 0, false, 0};
 };
-// The last random sizes pass the largest block of rows, two blocks and a remainder.
-const system_size all_sizes[] = {{1, 2, 1},
-                                 {2, 3, 0},
-                                 {9, 4, 5},
-                                 {60, 9, 1},
-                                 {300, 4, 1},
-                                 {4001, 1, 0},
-                                 {20001, 1, 1},
-                                 {400, 0, 1, {8, 400, false, 0}},
-                                 {415, 0, 0, {29, 920, false, 0}},
-                                 {416, 0, 1, {26, 520, false, 1}},
-                                 {600, 0, 1, {24, 600, false, 3}},
-                                 {625, 0, 3, {25, 125, false, 0}},
-                                 {700, 0, 1, {10, 100, false, 2}},
-                                 {300, 0, 1, {26, 300, true, 0}},
-                                 {310, 0, 1, {26, 39, false, 0}},
-                                 {2100, 0, 1, {410, 2100, false, 0}},
-                                 {1700, 0, 0, {405, 1700, false, 1}}};
+const system_size all_sizes[] = {
+    {.m = 1, .longest = 2, .origin = 1},
+    {.m = 2, .longest = 3, .origin = 0},
+    {.m = 9, .longest = 4, .origin = 5},
+    {.m = 60, .longest = 9, .origin = 1},
+    {.m = 300, .longest = 4, .origin = 1},
+    {.m = 4001, .longest = 1, .origin = 0},
+    {.m = 20001, .longest = 1, .origin = 1},
+    {.m = 400, .longest = 0, .origin = 1, .on = {.side = 8, .plane = 400, .linked = false, .faults = 0}},
+    {.m = 415, .longest = 0, .origin = 0, .on = {.side = 29, .plane = 920, .linked = false, .faults = 0}},
+    {.m = 416, .longest = 0, .origin = 1, .on = {.side = 26, .plane = 520, .linked = false, .faults = 1}},
+    {.m = 600, .longest = 0, .origin = 1, .on = {.side = 24, .plane = 600, .linked = false, .faults = 3}},
+    {.m = 625, .longest = 0, .origin = 3, .on = {.side = 25, .plane = 125, .linked = false, .faults = 0}},
+    {.m = 700, .longest = 0, .origin = 1, .on = {.side = 10, .plane = 100, .linked = false, .faults = 2}},
+    {.m = 300, .longest = 0, .origin = 1, .on = {.side = 26, .plane = 300, .linked = true, .faults = 0}},
+    {.m = 310, .longest = 0, .origin = 1, .on = {.side = 26, .plane = 39, .linked = false, .faults = 0}},
+    {.m = 2100, .longest = 0, .origin = 1, .on = {.side = 410, .plane = 2100, .linked = false, .faults = 0}},
+    {.m = 1700, .longest = 0, .origin = 0, .on = {.side = 405, .plane = 1700, .linked = false, .faults = 1}}};
 
 template <class T>
 flat_rows<T> rows_of(random_bits& random, numbers kind, const shape& s, const system_size& z) {
@@ -280,7 +282,11 @@ void check_columns(const std::string& name, const shape& s, const flat_rows<T>& 
 
 template <class T, class I>
 void check_smout(const char* name, const shape& s, zor::csr_smout_par_fn<T, I>* f) {
-  const columns all_columns[] = {{1, 1, 1}, {6, 2, 5}, {21, 1, 21}, {69, 3, 69}, {3, 3, 2}};
+  const columns all_columns[] = {{.n = 1, .first = 1, .last = 1},
+                                 {.n = 6, .first = 2, .last = 5},
+                                 {.n = 21, .first = 1, .last = 21},
+                                 {.n = 69, .first = 3, .last = 69},
+                                 {.n = 3, .first = 3, .last = 2}};
   for (const system_size& z : all_sizes) {
     for (const columns& n : all_columns) {
       if ((z.m > 100 && n.n > 6) || z.on.side != 0) continue;
@@ -313,7 +319,7 @@ void check_refused_workspace(const char* name, const shape& s, zor::csr_smout_pa
     for (int64_t& k : seen.start) k += origin;
     for (int64_t& k : seen.end) k += origin;
   }
-  const columns n = {5, 2, 4};
+  const columns n = {.n = 5, .first = 2, .last = 4};
   const I first = I(n.first), last = I(n.last), m = 60, count = I(INT32_MAX);
   check_columns<T, I>(name, s, rows, seen, origin, n, numbers::fractions, ending::division,
                       [&](const arrays<T, I>& a, T alpha, T* c, I ldc) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Packs: runs of N elements that the sparse kernels work on at once, and how they meet memory. Arithmetic on
-// packs is the lane arithmetic of the vector header plus `mul`; a complex product is
-// (ar xr - ai xi, ar xi + ai xr), with one rounding an operation.
+// packs is the lane arithmetic of the vector header, and `mul` for products.
 #pragma once
 
 #include "serv/element.h"
@@ -29,6 +28,14 @@ template <class T, int N>
 using pack = typename pack_of<T, N>::type;
 template <class T>
 using one = pack<T, 1>;
+
+// x, as a value whose origin the compiler does not know: else it undoes the shift of a pointer by a constant
+// and shifts every index instead, or keeps every place derived from an index in a register of its own.
+template <class X>
+[[gnu::always_inline]] inline X opaque(X x) {
+  asm("" : "+r"(x));
+  return x;
+}
 
 // Elements in the build's widest vector.
 template <class T>
@@ -196,103 +203,5 @@ struct spread_factor<T, N> {
     return re * x + im * swap_pairs(x);
   }
 };
-
-// A dense operand of many right-hand sides: element (row, j), both from 0, stands at row ld + j in row-major
-// layout, at row + j ld in column-major layout. Packs run over j.
-template <class T, bool RowMajor>
-struct dense {
-  T* data;
-  zor_int ld;
-
-  using element_type = std::remove_const_t<T>;
-
-  [[gnu::always_inline]] T* at(zor_int row, zor_int j) const {
-    return RowMajor ? data + row * ld + j : data + row + j * ld;
-  }
-  template <int N>
-  [[gnu::always_inline]] pack<element_type, N> get(zor_int row, zor_int j) const {
-    const element_type* p = at(row, j);
-    if constexpr (RowMajor || N == 1)
-      return load<element_type, N>(p);
-    else
-      return collect<element_type, N>([=, this](int i) { return p + i * ld; });
-  }
-  template <int N>
-  [[gnu::always_inline]] void put(zor_int row, zor_int j, pack<element_type, N> v) const {
-    T* p = at(row, j);
-    if constexpr (RowMajor || N == 1) {
-      store<element_type, N>(p, v);
-    } else {
-      element_type e[N];
-      std::memcpy(e, &v, sizeof e);
-      for (int i = 0; i < N; ++i) std::memcpy(p + i * ld, e + i, sizeof(T));
-    }
-  }
-};
-
-// R packs of neighbouring right-hand sides.
-template <class T, int N, int R>
-struct packs {
-  pack<T, N> at[R];
-};
-// Calls body(0) to body(R - 1), with constants from the start: a loop over packs would leave them in memory.
-template <int R, class Body>
-[[gnu::always_inline]] inline void each(const Body& body) {
-  [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) { (body(I), ...); }
-  (std::make_integer_sequence<int, R>{});
-}
-// Packs abreast at most: those of the widest build hold eight cache lines, and a sum for each of them leaves
-// room in the registers of every build.
-inline constexpr int abreast = 8;
-// For products that change or weigh more than one sum. Column-major packs are put together from as many lines
-// as they have elements: one of them at a time.
-template <bool RowMajor>
-inline constexpr int abreast_in = RowMajor ? abreast / 2 : 1;
-
-// Calls body.operator()<N>(j) for packs that cover the right-hand sides first to last - 1 (from 0): the
-// widest first, then narrower ones. No sum crosses right-hand sides, so the grouping never shows.
-template <class T, class Body>
-[[gnu::always_inline]] inline void for_packs(zor_int first, zor_int last, const Body& body) {
-  for_vectors<T, narrowing{.floor = 8}>(
-      first, last, [&]<int Bytes>(zor_int j) __attribute__((always_inline)) {
-        body.template operator()<units<T, Bytes>>(j);
-      });
-}
-// The same with body.operator()<N, R>(j) for R packs at once: `abreast` of the widest ones while they last,
-// then half as many, and so on.
-template <class T, int R = abreast, class Body>
-[[gnu::always_inline]] inline void for_packs_abreast(zor_int first, zor_int last, const Body& body) {
-  constexpr int n = widest<T>;
-  if constexpr (R > 1) {
-    for (; first + n * R <= last; first += n * R) body.template operator()<n, R>(first);
-    for_packs_abreast<T, R / 2>(first, last, body);
-  } else {
-    for_packs<T>(
-        first,
-        last, [&]<int N>(zor_int j) __attribute__((always_inline)) { body.template operator()<N, 1>(j); });
-  }
-}
-
-// The most rows of a panel.
-template <class T>
-inline constexpr zor_int most_rows = 4 + 2048 / zor_int(sizeof(T));
-
-// Calls body.operator()<N, R>(j, from, to) for the right-hand sides first to last - 1 and the rows `row` to
-// end - 1, upwards or with Down downwards. All right-hand sides pass over a few rows, about half a page of
-// the dense operand, before the next ones: so a row-major operand is one stream.
-template <class T, int R = abreast, bool Down = false, class Body>
-[[gnu::always_inline]] inline void for_panels(zor_int row, zor_int end, zor_int first, zor_int last,
-                                              const Body& body) {
-  const zor_int rows = 4 + 2048 / ((last - first) * zor_int(sizeof(T)));
-  while (row < end) {
-    const zor_int some = end - row < rows ? end - row : rows;
-    const zor_int from = Down ? end - some : row;
-    for_packs_abreast<T, R>(
-        first, last, [&]<int N, int Packs>(zor_int j) __attribute__((always_inline)) {
-          body.template operator()<N, Packs>(j, from, from + some);
-        });
-    (Down ? end : row) += Down ? -some : some;
-  }
-}
 
 }  // namespace zor::sparse

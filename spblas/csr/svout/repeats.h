@@ -7,6 +7,7 @@
 #include <bit>
 
 #include "spblas/csr/matrix.h"
+#include "spblas/thresholds.h"
 
 namespace zor::sparse {
 
@@ -17,7 +18,8 @@ template <bool Down, class I>
   // Wider ones slow the scalar arithmetic that follows.
   constexpr int bytes = width < 32 ? width : 32;
   using V = vec<I, bytes>;
-  constexpr zor_int n = lanes<V>, step = Down ? -1 : 1, ahead = 4096 / sizeof(I) * step;
+  constexpr zor_int n = lanes<V>, step = Down ? -1 : 1;
+  constexpr zor_int ahead = step * thresholds::page_ahead / zor_int(sizeof(I));
   zor_int i = 0;
   for (; i + n <= count; i += n) {
     const zor_int at = Down ? 1 - i - n : i;
@@ -34,10 +36,11 @@ template <bool Down, class I>
 // rows are not looked at.
 template <bool Down, class T, class I>
 [[gnu::always_inline]] inline zor_int repeating_rows(csr<T, I> a, zor_int row, zor_int period, zor_int most) {
-  constexpr zor_int longest = 9, step = Down ? -1 : 1;
+  constexpr zor_int step = Down ? -1 : 1;
   const zor_int move = period * step, begin = a.begin(row), end = a.end(row), length = end - begin;
   const zor_int shift = a.begin(row + move) - begin;
-  if (length < 1 || length > longest || shift * step < length || a.end(row + move) - end != shift) return 0;
+  if (length < 1 || length > thresholds::longest_line_row) return 0;
+  if (shift * step < length || a.end(row + move) - end != shift) return 0;
   for (zor_int k = begin; k < end; ++k)
     if (a.indx[k + shift] - a.indx[k] != move) return 0;
   zor_int rows = equal_steps<Down>(a.pntrb + row + move, a.pntrb + row, shift, most);

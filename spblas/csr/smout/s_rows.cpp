@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/csr/smout/views.h"
+
+ZOR_CSR_MATRIX_SOLVES(float, true)

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/csr/svout/views.h"
+
+ZOR_CSR_VECTOR_SOLVES(zor::c32)
