@@ -80,6 +80,8 @@ std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
 std::vector<bench_case> dftplan_cases(const environment& env);
 std::vector<bench_case> gmp_cases(const environment& env);
+std::vector<bench_case> trans_cases(const environment& env);
+std::vector<bench_case> xblas_cases(const environment& env);
 
 // What a family's table shows beside the time of a call.
 enum class unit { gflops, gbytes, time };
@@ -98,7 +100,9 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"dftreal", unit::gflops, dftreal_cases, {"fftw"}},
                                       {"dftnd", unit::gflops, dftnd_cases, {"fftw"}},
                                       {"dftplan", unit::time, dftplan_cases, {"fftw"}},
-                                      {"gmp", unit::time, gmp_cases, {"libgmp"}}};
+                                      {"gmp", unit::time, gmp_cases, {"libgmp"}},
+                                      {"trans", unit::gbytes, trans_cases, {"OpenBLAS", "loop"}},
+                                      {"xblas", unit::gflops, xblas_cases, {"pairs", "float128"}}};
 
 // Runs what the options select and prints it. Returns the exit status: 1 when a result disagrees or no case
 // fits.

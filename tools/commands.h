@@ -39,6 +39,15 @@ struct solve_options {
 };
 int solve(const solve_options& options);
 
+struct transpose_options {
+  std::string a;
+  std::string output;   // empty: the result is not written
+  std::string scratch;  // folder for the array; empty: memory, beyond half of it the folder of the output
+  bool conjugate = false;
+  int32_t threads = 0;
+};
+int transpose(const transpose_options& options);
+
 int info();
 
 struct fft_options {

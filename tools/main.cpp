@@ -85,6 +85,16 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
   add_threads(command, options.threads, "Threads at most");
 }
 
+void add_transpose(CLI::App& app, zor_tools::transpose_options& options) {
+  CLI::App* command = app.add_subcommand("transpose", "Transpose a matrix in a Matrix Market array file");
+  add_file(command, "A", options.a, "Matrix")->required();
+  add_file(command, "-o,--output", options.output, "File for the transpose; appears whole or not at all");
+  command->add_flag("--conjugate", options.conjugate, "Take the conjugate of every element too");
+  add_file(command, "--scratch", options.scratch,
+           "Folder for the working copy, which is memory while it fits there");
+  add_threads(command, options.threads, "Threads at most");
+}
+
 void add_fft(CLI::App& app, zor_tools::fft_options& options) {
   CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
   add_file(command, "FILE", options.input, "WAV, text or CSV file")->required();
@@ -140,12 +150,14 @@ int run(int argc, char** argv) {
   zor_tools::matmul_options matmul;
   zor_tools::spmv_options spmv;
   zor_tools::solve_options solve;
+  zor_tools::transpose_options transpose;
   zor_tools::fft_options fft;
   zor_tools::verify_options verify;
   zor_bench::options bench;
   add_matmul(app, matmul);
   add_spmv(app, spmv);
   add_solve(app, solve);
+  add_transpose(app, transpose);
   app.add_subcommand("info", "Tell which libraries run, and why");
   add_fft(app, fft);
   add_verify(app, verify);
@@ -159,6 +171,7 @@ int run(int argc, char** argv) {
   if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
   if (app.got_subcommand("spmv")) return zor_tools::spmv(spmv);
   if (app.got_subcommand("solve")) return zor_tools::solve(solve);
+  if (app.got_subcommand("transpose")) return zor_tools::transpose(transpose);
   if (app.got_subcommand("fft")) return zor_tools::fft(fft);
   if (app.got_subcommand("info")) return zor_tools::info();
   if (app.got_subcommand("verify")) return zor_tools::verify(verify);

@@ -182,22 +182,24 @@ double take_whole(const line_reader& lines, string_view& line, const char* what)
   return rounded;
 }
 
-void read_value(const line_reader& lines, string_view& line, mm_matrix& m) {
-  switch (m.field) {
+mm_entry read_value(const line_reader& lines, string_view& line, mm_field field) {
+  mm_entry e = {};
+  switch (field) {
     case mm_field::real:
-      m.re.push_back(take_real(lines, line, "the value"));
+      e.re = take_real(lines, line, "the value");
       break;
     case mm_field::integer:
-      m.re.push_back(take_whole(lines, line, "the value"));
+      e.re = take_whole(lines, line, "the value");
       break;
     case mm_field::pattern:
-      m.re.push_back(1);
+      e.re = 1;
       break;
     case mm_field::complex:
-      m.re.push_back(take_real(lines, line, "the real part"));
-      m.im.push_back(take_real(lines, line, "the imaginary part"));
+      e.re = take_real(lines, line, "the real part");
+      e.im = take_real(lines, line, "the imaginary part");
       break;
   }
+  return e;
 }
 
 void check_place(const line_reader& lines, const mm_matrix& m, int64_t row, int64_t col) {
@@ -248,11 +250,8 @@ int64_t read_size(line_reader& lines, mm_matrix& m) {
   return count;
 }
 
-void read_entries(line_reader& lines, mm_matrix& m, int64_t count) {
-  m.rowind.reserve(size_t(count));
-  m.colind.reserve(size_t(count));
-  m.re.reserve(size_t(count));
-  if (m.field == mm_field::complex) m.im.reserve(size_t(count));
+void read_entries(line_reader& lines, const mm_matrix& m, int64_t count,
+                  const std::function<void(const mm_entry&)>& visit) {
   int64_t row = m.symmetry == mm_symmetry::skew ? 1 : 0, col = 0;
   for (int64_t entry = 0; entry < count; ++entry) {
     string_view line;
@@ -262,13 +261,14 @@ void read_entries(line_reader& lines, mm_matrix& m, int64_t count) {
       col = take_integer(lines, line, "the column") - 1;
       check_place(lines, m, row, col);
     }
-    m.rowind.push_back(row);
-    m.colind.push_back(col);
-    read_value(lines, line, m);
-    if (m.symmetry == mm_symmetry::hermitian && row == col && m.im.back() != 0)
+    mm_entry e = read_value(lines, line, m.field);
+    e.row = row;
+    e.col = col;
+    if (m.symmetry == mm_symmetry::hermitian && row == col && e.im != 0)
       lines.fail("the imaginary part on the diagonal of a Hermitian matrix is not zero");
     if (const string_view more = take_word(line); !more.empty())
       lines.fail(fmt::format("unexpected {} behind the entry", quoted(more)));
+    visit(e);
     if (m.format == mm_format::array) step_place(m, row, col);
   }
   string_view line;
@@ -281,29 +281,35 @@ void store(zor_c64& x, double re, double im, bool add) {
   x = add ? zor_c64{x.re + re, x.im + im} : zor_c64{re, im};
 }
 
-void put_value(std::string& text, double value) {
-  if (std::isnan(value)) {
-    text += "nan";
-    return;
-  }
-  char digits[40];
-  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 17).ptr;
-  text.append(digits, end);
-}
-
-std::string banner(const char* field, int64_t rows, int64_t cols) {
-  return fmt::format("%%MatrixMarket matrix array {} general\n{} {}\n", field, rows, cols);
-}
-
 }  // namespace
 
-mm_matrix mm_read(const std::string& file) {
-  const std::string text = read_file(file);
+void mm_scan(const std::string& file, string_view text,
+             const std::function<void(const mm_matrix&, int64_t)>& begin,
+             const std::function<void(const mm_entry&)>& visit) {
   mm_matrix m{};
   m.file = file;
   line_reader lines(m.file, text);
   read_banner(lines, m);
-  read_entries(lines, m, read_size(lines, m));
+  const int64_t count = read_size(lines, m);
+  begin(m, count);
+  read_entries(lines, m, count, visit);
+}
+
+mm_matrix mm_read(const std::string& file) {
+  mm_matrix m;
+  const auto begin = [&m](const mm_matrix& header, int64_t count) {
+    m = header;
+    m.rowind.reserve(size_t(count));
+    m.colind.reserve(size_t(count));
+    m.re.reserve(size_t(count));
+    if (m.field == mm_field::complex) m.im.reserve(size_t(count));
+  };
+  mm_scan(file, read_file(file), begin, [&m](const mm_entry& e) {
+    m.rowind.push_back(e.row);
+    m.colind.push_back(e.col);
+    m.re.push_back(e.re);
+    if (m.field == mm_field::complex) m.im.push_back(e.im);
+  });
   return m;
 }
 
@@ -333,21 +339,35 @@ void mm_check_dense_size(const mm_matrix& m, size_t element_bytes) {
                                   m.cols, wanted / 0x1p30, memory / 0x1p30));
 }
 
+std::string mm_array_head(const char* field, int64_t rows, int64_t cols) {
+  return fmt::format("%%MatrixMarket matrix array {} general\n{} {}\n", field, rows, cols);
+}
+
+void mm_put_value(std::string& text, double value) {
+  if (std::isnan(value)) {
+    text += "nan";
+    return;
+  }
+  char digits[40];
+  const auto end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 17).ptr;
+  text.append(digits, end);
+}
+
 std::string mm_array_text(int64_t rows, int64_t cols, const double* dense) {
-  std::string text = banner("real", rows, cols);
+  std::string text = mm_array_head("real", rows, cols);
   for (int64_t i = 0; i < rows * cols; ++i) {
-    put_value(text, dense[i]);
+    mm_put_value(text, dense[i]);
     text += '\n';
   }
   return text;
 }
 
 std::string mm_array_text(int64_t rows, int64_t cols, const zor_c64* dense) {
-  std::string text = banner("complex", rows, cols);
+  std::string text = mm_array_head("complex", rows, cols);
   for (int64_t i = 0; i < rows * cols; ++i) {
-    put_value(text, dense[i].re);
+    mm_put_value(text, dense[i].re);
     text += ' ';
-    put_value(text, dense[i].im);
+    mm_put_value(text, dense[i].im);
     text += '\n';
   }
   return text;

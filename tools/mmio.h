@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "zor/types.h"
@@ -43,6 +45,17 @@ struct mm_matrix {
   std::vector<double> im;  // empty unless the field is complex
 };
 
+struct mm_entry {
+  int64_t row, col;
+  double re, im;
+};
+
+// Goes through the text of a file: begin(header without entries, how many there are), then visit(entry) for
+// each. Throws input_error.
+void mm_scan(const std::string& file, std::string_view text,
+             const std::function<void(const mm_matrix&, int64_t)>& begin,
+             const std::function<void(const mm_entry&)>& visit);
+
 // Reads a whole file. Accepted beyond the format's letter: CRLF line ends, blank and comment lines anywhere
 // behind the banner, "nan" and "inf" as values. Throws input_error.
 mm_matrix mm_read(const std::string& file);
@@ -56,6 +69,11 @@ void mm_fill(const mm_matrix& matrix, T* dense);
 // Throws input_error at the size line when rows * cols elements of that many bytes exceed the machine's
 // memory.
 void mm_check_dense_size(const mm_matrix& matrix, size_t element_bytes);
+
+// The lines before the values of a general array file, and a value with 17 digits, so that a reader gets the
+// same bits back.
+std::string mm_array_head(const char* field, int64_t rows, int64_t cols);
+void mm_put_value(std::string& text, double value);
 
 // The text of a general array file; values have 17 digits, so that a reader gets the same bits back.
 std::string mm_array_text(int64_t rows, int64_t cols, const double* dense);

@@ -39,13 +39,17 @@ output_file::~output_file() {
   if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
-void output_file::commit(std::string_view text) {
+void output_file::append(std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(fd_, text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) fail();
     text.remove_prefix(size_t(written));
   }
+}
+
+void output_file::commit(std::string_view text) {
+  append(text);
   const int closed = close(fd_);
   fd_ = -1;
   if (closed != 0) fail();

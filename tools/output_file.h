@@ -17,6 +17,8 @@ class output_file {
   output_file(const output_file&) = delete;
   output_file& operator=(const output_file&) = delete;
 
+  // Writes more of the text; the file appears with commit().
+  void append(std::string_view text);
   void commit(std::string_view text);
 
   // The file that commit() writes, for another program that writes it first.

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+// The public transpositions: every way that a matrix can take, refused arguments, any number of threads.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/ref/trans.h"
+#include "tests/support/elements.h"
+#include "tests/support/operand.h"
+#include "zor/core.h"
+#include "zor/trans.h"
+
+namespace {
+
+using namespace zor_test;
+
+struct shape {
+  zor_int rows, cols;
+};
+
+template <class T>
+std::vector<T> random_elements(size_t count, uint64_t seed) {
+  random_bits random(seed);
+  std::vector<T> v(count);
+  for (T& e : v) e = scalar<T>(random.unit(), random.unit());
+  return v;
+}
+
+template <class T>
+bool same(const std::vector<T>& a, const std::vector<T>& b) {
+  return bool(same_bits(reals(a.data()), reals(b.data()), a.size() * parts<T>));
+}
+
+// Runs call(result) with 1, 2 and 7 threads on copies of `before`; each must give `expected`.
+template <class T, class Call>
+void check_threads(const std::string& what, const std::vector<T>& before, const std::vector<T>& expected,
+                   const Call& call) {
+  for (const int threads : {1, 2, 7}) {
+    zor_core_set_num_threads(threads);
+    std::vector<T> actual = before;
+    call(actual.data());
+    EXPECT_TRUE(same(expected, actual)) << what << " threads " << threads;
+  }
+  zor_core_set_num_threads(0);
+}
+
+bool transposes(char trans) { return zor_ref::among(trans, "TtCc"); }
+
+// From one element to sizes that are divided; rows alone, columns alone, no multiple of any block.
+constexpr shape shapes[] = {{0, 4},     {4, 0},      {1, 1},      {7, 300},   {67, 65},
+                            {700, 611}, {2300, 130}, {130, 2100}, {1, 300000}};
+
+template <class T, class Copy, class Add>
+void check_out_of_place(const char* name, Copy* copy, Add* add) {
+  const T alpha = scalar<T>(0.7, -0.4), beta = scalar<T>(-1.5, 0.1);
+  for (const shape s : shapes)
+    for (const char ordering : {'R', 'c'})
+      for (const char trans : {'N', 't', 'R', 'C'}) {
+        const std::string what =
+            std::string(name) + ordering + trans + std::to_string(s.rows) + "x" + std::to_string(s.cols);
+        const bool columns = ordering == 'c';
+        const shape from = columns ? shape{s.cols, s.rows} : s,
+                    to = transposes(trans) ? shape{from.cols, from.rows} : from;
+        const zor_int lda = from.cols + 3, ldb = to.cols + 1;
+        const auto a = random_elements<T>(size_t(from.rows * lda + 3), 1),
+                   b = random_elements<T>(size_t(to.rows * ldb + 1), 2);
+        auto expected = b;
+        zor_ref::omatcopy(ordering, trans, s.rows, s.cols, alpha, a.data(), lda, 1, expected.data(), ldb, 1);
+        check_threads(what, b, expected, [&](T* result) {
+          copy(ordering, trans, s.rows, s.cols, alpha, a.data(), lda, result, ldb);
+        });
+        // The sum of op(A) and of a matrix that has its shape.
+        const zor_int rows = transposes(trans) ? s.cols : s.rows, cols = transposes(trans) ? s.rows : s.cols;
+        expected = b;
+        zor_ref::omatadd(ordering, trans, 'N', rows, cols, alpha, a.data(), lda, beta, b.data(), ldb,
+                         expected.data(), ldb);
+        check_threads(what, b, expected, [&](T* result) {
+          add(ordering, trans, 'N', rows, cols, alpha, a.data(), lda, beta, result, ldb, result, ldb);
+        });
+      }
+}
+
+TEST(PublicTransposition, CopiesAndSumsAreThoseOfThePlainLoops) {
+  check_out_of_place<float>("s", zor_somatcopy, zor_somatadd);
+  check_out_of_place<double>("d", zor_domatcopy, zor_domatadd);
+  check_out_of_place<zor_c32>("c", zor_comatcopy, zor_comatadd);
+  check_out_of_place<zor_c64>("z", zor_zomatcopy, zor_zomatadd);
+}
+
+TEST(PublicTransposition, StridedCopies) {
+  const shape s = {411, 530};
+  for (const char trans : {'N', 'T'}) {
+    const shape to = trans == 'N' ? s : shape{s.cols, s.rows};
+    for (const shape strides : {shape{1, 1}, shape{3, 1}, shape{2, 5}}) {
+      const zor_int lda = s.cols * strides.rows, ldb = to.cols * strides.cols + 2;
+      const auto a = random_elements<double>(size_t(s.rows * lda), 3),
+                 b = random_elements<double>(size_t(to.rows * ldb), 4);
+      auto expected = b;
+      zor_ref::omatcopy('R', trans, s.rows, s.cols, 0.3, a.data(), lda, strides.rows, expected.data(), ldb,
+                        strides.cols);
+      check_threads("strided", b, expected, [&](double* result) {
+        zor_domatcopy2('R', trans, s.rows, s.cols, 0.3, a.data(), lda, strides.rows, result, ldb,
+                       strides.cols);
+      });
+    }
+    // Lines that lie between the elements of others: columns of a row-major matrix as lines of their own.
+    const auto a = random_elements<double>(size_t(s.rows * s.cols), 5),
+               b = random_elements<double>(a.size(), 6);
+    auto expected = b;
+    zor_ref::omatcopy('R', trans, s.rows, s.cols, 0.3, a.data(), 1, s.rows, expected.data(), 1, to.rows);
+    check_threads("between", b, expected, [&](double* result) {
+      zor_domatcopy2('R', trans, s.rows, s.cols, 0.3, a.data(), 1, s.rows, result, 1, to.rows);
+    });
+  }
+}
+
+template <class T, class Kernel>
+void check_in_place(const char* name, Kernel* kernel, char ordering, char trans, shape s, zor_int pad_a,
+                    zor_int pad_b) {
+  const bool columns = ordering == 'C';
+  const shape from = columns ? shape{s.cols, s.rows} : s,
+              to = transposes(trans) ? shape{from.cols, from.rows} : from;
+  const zor_int lda = pad_a < 0 ? std::max(from.cols, to.cols) - pad_a - 1 : from.cols + pad_a;
+  const zor_int ldb = pad_a < 0 ? lda : to.cols + pad_b;
+  const T alpha = scalar<T>(0.7, -0.4);
+  const auto before = random_elements<T>(size_t(std::max(from.rows * lda, to.rows * ldb)), 7);
+  auto expected = before;
+  zor_ref::imatcopy(ordering, trans, s.rows, s.cols, alpha, expected.data(), lda, ldb, before.size());
+  check_threads(std::string(name) + ordering + trans + " " + std::to_string(s.rows) + " by " +
+                    std::to_string(s.cols) + " lda " + std::to_string(lda) + " ldb " + std::to_string(ldb),
+                before, expected,
+                [&](T* ab) { kernel(ordering, trans, s.rows, s.cols, alpha, ab, lda, ldb); });
+}
+
+// Leading dimensions: equal, equal with gaps, without gaps, with gaps.
+template <class T, class Kernel>
+void check_all_in_place(const char* name, Kernel* kernel) {
+  constexpr shape pads[] = {{-1, 0}, {-4, 0}, {0, 0}, {3, 8}};
+  size_t turn = 0;
+  for (const shape s : {shape{1, 1}, shape{7, 300}, shape{67, 65}, shape{530, 530}, shape{611, 440},
+                        shape{440, 611}, shape{130, 2100}, shape{2300, 130}})
+    for (const char trans : {'N', 't', 'R', 'C'})
+      for (const shape pad : pads)
+        check_in_place<T>(name, kernel, "RC"[++turn / 3 % 2], trans, s, pad.rows, pad.cols);
+}
+
+TEST(PublicTransposition, InPlace) {
+  check_all_in_place<float>("s", zor_simatcopy);
+  check_all_in_place<double>("d", zor_dimatcopy);
+  check_all_in_place<zor_c32>("c", zor_cimatcopy);
+  check_all_in_place<zor_c64>("z", zor_zimatcopy);
+}
+
+// Rectangles beyond 64 MiB are permuted by lines and columns.
+TEST(PublicTransposition, LargeRectanglesInPlace) {
+  check_in_place<zor_c64>("z", zor_zimatcopy, 'R', 'C', {2000, 2222}, 0, 0);  // common divisor 2
+  check_in_place<zor_c64>("z", zor_zimatcopy, 'R', 'T', {2111, 2000}, 0, 0);  // none
+  check_in_place<double>("d", zor_dimatcopy, 'C', 'T', {3000, 2900}, 0, 0);   // 100
+  check_in_place<double>("d", zor_dimatcopy, 'R', 'T', {3, 2800001}, 0, 0);   // few long lines
+  check_in_place<zor_c32>("c", zor_cimatcopy, 'R', 'C', {2800000, 4}, 0, 0);  // many short ones
+  check_in_place<float>("s", zor_simatcopy, 'R', 'T', {1200, 15600}, 0, 0);   // a multiple
+}
+
+// ---- Refused arguments.
+
+std::string reported;
+void remember(const char* routine, int32_t position, const char* argument) {
+  reported = std::string(routine) + " " + std::to_string(position) + " " + argument;
+}
+
+TEST(PublicTransposition, BadArgumentsAreNamedAndNothingIsWritten) {
+  std::vector<double> a(64, 1), b(64, 2), c(64, 3);
+  double* const p = a.data();
+  double* const q = b.data();
+  double* const r = c.data();
+  const zor_int far = INT64_MAX / 4;
+  struct bad_call {
+    const char* report;
+    void (*call)(double* a, double* b, double* c, zor_int far);
+  };
+#define BAD(report, ...)                                     \
+  {                                                          \
+    report, [](double* x, double* y, double* z, zor_int w) { \
+      (void)x, (void)y, (void)z, (void)w;                    \
+      __VA_ARGS__;                                           \
+    }                                                        \
+  }
+  const bad_call calls[] = {
+      BAD("zor_domatcopy 1 ordering", zor_domatcopy('X', 'N', 4, 4, 1, x, 4, y, 4)),
+      BAD("zor_domatcopy 2 trans", zor_domatcopy('R', 'X', 4, 4, 1, x, 4, y, 4)),
+      BAD("zor_domatcopy 3 rows", zor_domatcopy('R', 'N', -1, 4, 1, x, 4, y, 4)),
+      BAD("zor_domatcopy 4 cols", zor_domatcopy('R', 'N', 4, -1, 1, x, 4, y, 4)),
+      BAD("zor_domatcopy 6 a", zor_domatcopy('R', 'N', 4, 4, 1, nullptr, 4, y, 4)),
+      BAD("zor_domatcopy 7 lda", zor_domatcopy('R', 'N', 4, 4, 1, x, 0, y, 4)),
+      BAD("zor_domatcopy 7 lda", zor_domatcopy('R', 'N', 4, 5, 1, x, 4, y, 5)),
+      BAD("zor_domatcopy 7 lda", zor_domatcopy('C', 'N', 5, 4, 1, x, 4, y, 5)),
+      BAD("zor_domatcopy 7 lda", zor_domatcopy('R', 'N', 4, 4, 1, x, w, y, 5)),
+      BAD("zor_domatcopy 7 lda", zor_domatcopy('R', 'N', 0, 0, 1, x, 0, y, 5)),
+      BAD("zor_domatcopy 8 b", zor_domatcopy('R', 'N', 4, 4, 1, x, 4, nullptr, 4)),
+      BAD("zor_domatcopy 8 b", zor_domatcopy('R', 'T', 4, 4, 1, x, 4, x, 4)),
+      BAD("zor_domatcopy 8 b", zor_domatcopy('R', 'N', 4, 4, 1, x, 5, x, 4)),
+      BAD("zor_domatcopy 9 ldb", zor_domatcopy('R', 'T', 5, 4, 1, x, 4, y, 4)),
+      BAD("zor_domatcopy2 7 lda", zor_domatcopy2('R', 'N', 2, 4, 1, x, 0, 2, y, 8, 2)),
+      BAD("zor_domatcopy2 8 stridea", zor_domatcopy2('R', 'N', 2, 4, 1, x, 8, 0, y, 8, 2)),
+      BAD("zor_domatcopy2 8 stridea", zor_domatcopy2('R', 'N', 2, 4, 1, x, 8, w, y, 8, 2)),
+      BAD("zor_domatcopy2 10 ldb", zor_domatcopy2('R', 'N', 2, 4, 1, x, 8, 2, y, 0, 2)),
+      BAD("zor_domatcopy2 11 strideb", zor_domatcopy2('R', 'N', 2, 4, 1, x, 8, 2, y, 8, 0)),
+      BAD("zor_domatcopy2 11 strideb", zor_domatcopy2('R', 'N', 2, 4, 1, x, 8, 2, y, 6, 2)),
+      BAD("zor_dimatcopy 1 ordering", zor_dimatcopy('T', 'N', 4, 4, 1, x, 4, 4)),
+      BAD("zor_dimatcopy 2 trans", zor_dimatcopy('R', 'Q', 4, 4, 1, x, 4, 4)),
+      BAD("zor_dimatcopy 6 ab", zor_dimatcopy('R', 'T', 4, 4, 1, nullptr, 4, 4)),
+      BAD("zor_dimatcopy 7 lda", zor_dimatcopy('R', 'T', 4, 4, 1, x, 0, 4)),
+      BAD("zor_dimatcopy 8 ldb", zor_dimatcopy('R', 'T', 5, 4, 1, x, 4, 4)),
+      BAD("zor_dimatcopy 8 ldb", zor_dimatcopy('R', 'T', 5, 4, 1, x, 4, 0)),
+      BAD("zor_domatadd 1 ordering", zor_domatadd('N', 'N', 'N', 4, 4, 1, x, 4, 1, y, 4, z, 4)),
+      BAD("zor_domatadd 2 transa", zor_domatadd('R', 'x', 'N', 4, 4, 1, x, 4, 1, y, 4, z, 4)),
+      BAD("zor_domatadd 3 transb", zor_domatadd('R', 'N', 'x', 4, 4, 1, x, 4, 1, y, 4, z, 4)),
+      BAD("zor_domatadd 4 rows", zor_domatadd('R', 'N', 'N', -4, 4, 1, x, 4, 1, y, 4, z, 4)),
+      BAD("zor_domatadd 8 lda", zor_domatadd('R', 'T', 'N', 5, 4, 1, x, 4, 1, y, 4, z, 4)),
+      BAD("zor_domatadd 10 b", zor_domatadd('R', 'N', 'N', 4, 4, 1, x, 4, 1, nullptr, 4, z, 4)),
+      BAD("zor_domatadd 11 ldb", zor_domatadd('R', 'N', 'N', 4, 4, 1, x, 4, 1, y, 3, z, 4)),
+      BAD("zor_domatadd 12 c", zor_domatadd('R', 'T', 'N', 4, 4, 1, x, 4, 1, y, 4, x, 4)),
+      BAD("zor_domatadd 12 c", zor_domatadd('R', 'N', 'N', 4, 4, 1, x, 4, 1, y, 4, y, 5)),
+      BAD("zor_domatadd 13 ldc", zor_domatadd('R', 'N', 'N', 4, 4, 1, x, 4, 1, y, 4, z, 3)),
+  };
+#undef BAD
+  const auto old_handler = zor_core_set_error_handler(remember);
+  for (const bad_call& bad : calls) {
+    reported.clear();
+    bad.call(p, q, r, far);
+    EXPECT_EQ(bad.report, reported);
+  }
+  zor_core_set_error_handler(old_handler);
+  EXPECT_EQ(std::vector<double>(64, 1), a);
+  EXPECT_EQ(std::vector<double>(64, 2), b);
+  EXPECT_EQ(std::vector<double>(64, 3), c);
+}
+
+}  // namespace

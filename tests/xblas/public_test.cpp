@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// The public products: bits of the plain loops for every number of threads, refused arguments.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/support/operand.h"
+#include "tests/xblas/routines.h"
+#include "zor/core.h"
+
+namespace {
+
+using namespace zor_test;
+
+template <class T>
+std::vector<T> random_elements(zor_int count, random_bits& random) {
+  std::vector<T> v(size_t(std::max<zor_int>(count, 0)));
+  for (T& e : v) e = scalar<T>(random.unit(), random.unit());
+  return v;
+}
+
+struct sizes {
+  zor_int m, n, kl, ku;
+};
+
+TEST(PublicProducts, BitsOfThePlainLoopsWithAnyNumberOfThreads) {
+  constexpr sizes all[] = {{1, 1, 0, 0}, {9, 7, 2, 3}, {601, 517, 500, 44}, {300, 410, 3, 250}};
+  for_public_products([&](const auto& r) {
+    using T = typename std::decay_t<decltype(r)>::element;
+    for (const sizes& s : all)
+      for (const zor_int trans : {111, 112, 113})
+        for (const zor_int prec : {212, 214}) {
+          random_bits random(uint64_t(s.m));
+          product_call<T> c = {};
+          c.trans = trans, c.uplo = trans == 111 ? 121 : 122, c.m = s.m, c.n = s.n, c.kl = s.kl, c.ku = s.ku;
+          c.lda = r.stored_rows(c) + 1, c.incx = trans == 111 ? -2 : 1, c.incy = trans == 112 ? -1 : 2,
+          c.prec = prec;
+          c.alpha = scalar<T>(0.3, -0.7), c.beta = scalar<T>(1.5, 0.2);
+          const auto a = random_elements<T>(c.lda * c.n, random),
+                     head = random_elements<T>(r.inputs(c) * 2, random),
+                     tail = random_elements<T>(r.inputs(c) * 2, random),
+                     before = random_elements<T>(r.outputs(c) * 2, random);
+          c.a = a.data(), c.head = head.data(), c.tail = tail.data();
+          std::vector<T> expected = before;
+          reference(r, c, expected.data());
+          for (const int threads : {1, 2, 7}) {
+            zor_core_set_num_threads(threads);
+            std::vector<T> y = before;
+            c.y = y.data();
+            r.call(c);
+            EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
+                << r.name << c << " threads " << threads;
+          }
+          zor_core_set_num_threads(0);
+        }
+  });
+}
+
+std::string reported;
+void remember(const char* routine, int32_t position, const char* argument) {
+  reported = std::string(routine) + " " + std::to_string(position) + " " + argument;
+}
+
+TEST(PublicProducts, BadArgumentsAreNamedAndNothingIsWritten) {
+  constexpr double unused[16] = {};
+  const auto refusal = [&](auto&& spoil, auto&& call) {
+    double y[4] = {1, 2, 3, 4};
+    product_call<double> c = {111, 121, 4, 4, 1, 1, 2, unused, 4, unused, unused, 1, 1, y, 1, 214};
+    spoil(c);
+    reported.clear();
+    const auto old_handler = zor_core_set_error_handler(remember);
+    call(c);
+    zor_core_set_error_handler(old_handler);
+    EXPECT_TRUE(y[0] == 1 && y[1] == 2 && y[2] == 3 && y[3] == 4);
+    return reported;
+  };
+  const auto general = [](const product_call<double>& c) {
+    zor_dgemv_x(int32_t(c.trans), c.m, c.n, c.alpha, c.a, c.lda, c.head, c.incx, c.beta, c.y, c.incy,
+                int32_t(c.prec));
+  };
+  const auto band = [](const product_call<double>& c) {
+    zor_dgbmv2_x(int32_t(c.trans), c.m, c.n, c.kl, c.ku, c.alpha, c.a, c.lda, c.head, c.tail, c.incx, c.beta,
+                 c.y, c.incy, int32_t(c.prec));
+  };
+  const auto symmetric = [](const product_call<double>& c) {
+    zor_dsymv_x(int32_t(c.uplo), c.n, c.alpha, c.a, c.lda, c.head, c.incx, c.beta, c.y, c.incy,
+                int32_t(c.prec));
+  };
+  using call = product_call<double>;
+  EXPECT_EQ("zor_dgemv_x 1 trans", refusal([](call& c) { c.trans = 114; }, general));
+  EXPECT_EQ("zor_dgemv_x 2 m", refusal([](call& c) { c.m = -1; }, general));
+  EXPECT_EQ("zor_dgemv_x 3 n", refusal([](call& c) { c.n = -1; }, general));
+  EXPECT_EQ("zor_dgemv_x 5 a", refusal([](call& c) { c.a = nullptr; }, general));
+  EXPECT_EQ("zor_dgemv_x 6 lda", refusal([](call& c) { c.lda = 3; }, general));
+  EXPECT_EQ("zor_dgemv_x 6 lda", refusal([](call& c) { c.lda = 0; }, general));
+  EXPECT_EQ("zor_dgemv_x 6 lda", refusal([](call& c) { c.lda = INT64_MAX / 2; }, general));
+  EXPECT_EQ("zor_dgemv_x 7 x", refusal([](call& c) { c.head = nullptr; }, general));
+  EXPECT_EQ("zor_dgemv_x 8 incx", refusal([](call& c) { c.incx = 0; }, general));
+  EXPECT_EQ("zor_dgemv_x 10 y", refusal([](call& c) { c.y = nullptr; }, general));
+  EXPECT_EQ("zor_dgemv_x 11 incy", refusal([](call& c) { c.incy = 0; }, general));
+  EXPECT_EQ("zor_dgemv_x 12 prec", refusal([](call& c) { c.prec = 215; }, general));
+  EXPECT_EQ("zor_dgbmv2_x 4 kl", refusal([](call& c) { c.kl = -1; }, band));
+  EXPECT_EQ("zor_dgbmv2_x 5 ku", refusal([](call& c) { c.ku = -1; }, band));
+  EXPECT_EQ("zor_dgbmv2_x 5 ku", refusal([](call& c) { c.kl = INT64_MAX; }, band));
+  EXPECT_EQ("zor_dgbmv2_x 8 lda", refusal([](call& c) { c.ku = 3; }, band));
+  EXPECT_EQ("zor_dgbmv2_x 9 head_x", refusal([](call& c) { c.head = nullptr; }, band));
+  EXPECT_EQ("zor_dgbmv2_x 10 tail_x", refusal([](call& c) { c.tail = nullptr; }, band));
+  EXPECT_EQ("zor_dgbmv2_x 15 prec", refusal([](call& c) { c.prec = 210; }, band));
+  EXPECT_EQ("zor_dsymv_x 1 uplo", refusal([](call& c) { c.uplo = 120; }, symmetric));
+  EXPECT_EQ("zor_dsymv_x 2 n", refusal([](call& c) { c.m = c.n = -1; }, symmetric));
+  EXPECT_EQ("zor_dsymv_x 5 lda", refusal([](call& c) { c.lda = 3; }, symmetric));
+  EXPECT_EQ("zor_dsymv_x 7 incx", refusal([](call& c) { c.incx = 0; }, symmetric));
+  EXPECT_EQ("zor_dsymv_x 11 prec", refusal([](call& c) { c.prec = 0; }, symmetric));
+}
+
+}  // namespace
