@@ -255,10 +255,10 @@ void entry(const char* routine, kind k, const product_call<T>& c, product_kernel
         {ZOR_NO_TRANS, uplo, n, n, 0, 0, alpha, a, lda, head_x, tail_x, incx, beta, y, incy, prec}, \
         SYMMETRIC(T, kernel, c.head, c.tail), GENERAL(T, general, c.head, c.tail));                 \
   }
-#define ROW_VALUE_SYMV_X(name, T, ...) SYMMETRIC_ENTRY(name, T, symmetric, __VA_ARGS__)
-#define ROW_VALUE_SYMV2_X(name, T, ...) SYMMETRIC_ENTRY2(name, T, symmetric, __VA_ARGS__)
-#define ROW_VALUE_HEMV_X(name, T, ...) SYMMETRIC_ENTRY(name, T, hermitian, __VA_ARGS__)
-#define ROW_VALUE_HEMV2_X(name, T, ...) SYMMETRIC_ENTRY2(name, T, hermitian, __VA_ARGS__)
+#define ROW_VALUE_SYMV_X(name, T, kernel, general) SYMMETRIC_ENTRY(name, T, symmetric, kernel, general)
+#define ROW_VALUE_SYMV2_X(name, T, kernel, general) SYMMETRIC_ENTRY2(name, T, symmetric, kernel, general)
+#define ROW_VALUE_HEMV_X(name, T, kernel, general) SYMMETRIC_ENTRY(name, T, hermitian, kernel, general)
+#define ROW_VALUE_HEMV2_X(name, T, kernel, general) SYMMETRIC_ENTRY2(name, T, hermitian, kernel, general)
 #include "zor/tables/core_xblas.inc"
 #undef SYMMETRIC_ENTRY
 #undef SYMMETRIC_ENTRY2
