@@ -31,7 +31,7 @@ TEST(TransposeCommand, RefusesInOneLine) {
       {"transpose . -o b.mtx", 2, "zor: .: not a regular file\n"},
       {"transpose empty.mtx -o b.mtx", 2, "zor: empty.mtx:1: the file is empty\n"},
       {"transpose coordinate.mtx -o b.mtx", 2, "zor: coordinate.mtx:1: not an array file\n"},
-      {"transpose short.mtx -o b.mtx", 2, "zor: short.mtx:5: the file ends after 3 of 4 entries\n"},
+      {"transpose short.mtx -o b.mtx", 2, "zor: short.mtx:2: 4 entries announced, but only 6 bytes follow\n"},
       {"transpose a.mtx -o none/b.mtx", 1, "zor: none/b.mtx: No such file or directory\n"},
       {"transpose a.mtx --scratch none", 1, "zor: none: No such file or directory\n"},
   };
