@@ -19,6 +19,8 @@ struct stored_triangle {
       bend;  // row 0 moves by `step` from column 0 to 1, and by `bend` more from each column to the next
   bool upper;
 
+  // From a row of column j to the same row of the next.
+  zor_int column_step(zor_int j) const { return step + j * bend; }
   T* column(zor_int j) const { return data + j * step + j * (j - 1) / 2 * bend; }
   zor_int first_row(zor_int j) const { return !upper ? j : j > reach ? j - reach : 0; }
   zor_int end_row(zor_int j) const { return upper ? j + 1 : n - j > reach ? j + reach + 1 : n; }
