@@ -25,13 +25,24 @@ constexpr bool is_leading(const zor_int* ld, zor_int rows) {
 }
 constexpr bool is_step(const zor_int* inc) { return inc != nullptr && *inc != 0; }
 
-// Whether a matrix of elements of `size` bytes is no longer than the addresses there are; a vector counts as
-// a matrix of one row. The first test passes nearly all matrices there are, at little cost.
-constexpr bool fits_memory(zor_int rows, zor_int columns, zor_int ld, zor_int size) {
-  const zor_int step = ld < 0 ? ~ld : ld;
-  if (((rows | columns | step) >> 28) == 0 || rows < 1 || columns < 1) return true;
+// Whether one of the sizes, leading dimensions or increments is so large that an operand may be longer than
+// all addresses.
+template <class... Sizes>
+constexpr bool any_vast(Sizes... sizes) {
+  constexpr int modest_bits = 28;
+  return (((uint64_t(sizes) + (uint64_t(1) << modest_bits)) | ...) >> (modest_bits + 1)) != 0;
+}
+
+// Whether a matrix of elements of `size` bytes is no longer than all addresses; a vector counts as a matrix
+// of one row.
+[[gnu::cold, gnu::noinline]] inline bool vast_fits_memory(zor_int rows, zor_int columns, zor_int ld,
+                                                          zor_int size) {
+  if (rows < 1 || columns < 1) return true;
   const __int128 last = __int128(columns - 1) * ld;
   return (last < 0 ? -last : last) + rows <= INT64_MAX / size;
+}
+inline bool fits_memory(zor_int rows, zor_int columns, zor_int ld, zor_int size) {
+  return !any_vast(rows, columns, ld) || vast_fits_memory(rows, columns, ld, size);
 }
 
 // Elements first to first + count - 1 of a vector of n elements, as a vector of its own: with a negative

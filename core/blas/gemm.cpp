@@ -25,18 +25,26 @@ int32_t bad_gemm_argument(const char* transa, const char* transb, const zor_int*
   if (!is_size(k)) return 5;
   if (alpha == nullptr) return 6;
   const bool some = *m > 0 && *n > 0, read = some && *k > 0 && !is_zero(*alpha);
-  const bool plain_a = is_plain(transa), plain_b = is_plain(transb);
   if (read && a == nullptr) return 7;
-  if (!is_leading(lda, plain_a ? *m : *k)) return 8;
-  if (read && !fits_memory(plain_a ? *m : *k, plain_a ? *k : *m, *lda, sizeof(T))) return 8;
+  if (!is_leading(lda, is_plain(transa) ? *m : *k)) return 8;
   if (read && b == nullptr) return 9;
-  if (!is_leading(ldb, plain_b ? *k : *n)) return 10;
-  if (read && !fits_memory(plain_b ? *k : *n, plain_b ? *n : *k, *ldb, sizeof(T))) return 10;
+  if (!is_leading(ldb, is_plain(transb) ? *k : *n)) return 10;
   if (beta == nullptr) return 11;
-  const bool written = some && (read || !is_one(*beta));
-  if (written && c == nullptr) return 12;
-  if (!is_leading(ldc, *m)) return 13;
-  return !written || fits_memory(*m, *n, *ldc, sizeof(T)) ? 0 : 13;
+  if (some && c == nullptr && (read || !is_one(*beta))) return 12;
+  return is_leading(ldc, *m) ? 0 : 13;
+}
+// Of otherwise good arguments, the leading dimension of the first operand longer than all addresses.
+template <class T>
+int32_t vast_gemm_argument(const char* transa, const char* transb, zor_int m, zor_int n, zor_int k, T alpha,
+                           zor_int lda, zor_int ldb, T beta, zor_int ldc) {
+  const bool read = k > 0 && !is_zero(alpha);
+  const auto fits = [](bool plain, zor_int rows, zor_int columns, zor_int ld) {
+    return fits_memory(plain ? rows : columns, plain ? columns : rows, ld, sizeof(T));
+  };
+  if (m < 1 || n < 1 || (!read && is_one(beta))) return 0;
+  if (read && !fits(is_plain(transa), m, k, lda)) return 8;
+  if (read && !fits(is_plain(transb), k, n, ldb)) return 10;
+  return fits(true, m, n, ldc) ? 0 : 13;
 }
 
 constexpr zor_int grain = zor::thresholds::product_cut;
@@ -79,7 +87,31 @@ template <class T>
   });
 }
 
-// Nothing here takes the address of an argument, so that the call of the kernel is a jump.
+// In what follows nothing takes the address of an argument or goes on after a call, so that the call of the
+// kernel is a jump.
+template <class T>
+[[gnu::always_inline]] inline void divided_gemm(const char* transa, const char* transb, const zor_int* m,
+                                                const zor_int* n, const zor_int* k, const T* alpha,
+                                                const T* a, const zor_int* lda, const T* b,
+                                                const zor_int* ldb, const T* beta, T* c, const zor_int* ldc) {
+  if (saturating_product(*m, *n, *k) >= zor::thresholds::threaded_products && !is_zero(*alpha)) {
+    const int32_t threads = usable_threads();
+    if (threads > 1)
+      return threaded_gemm(threads, transa, transb, *m, *n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+  }
+  kernels<T>::gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+
+template <class T>
+[[gnu::noinline]] void vast_gemm(const char* routine, const char* transa, const char* transb,
+                                 const zor_int* m, const zor_int* n, const zor_int* k, const T* alpha,
+                                 const T* a, const zor_int* lda, const T* b, const zor_int* ldb,
+                                 const T* beta, T* c, const zor_int* ldc) {
+  if (const int32_t bad = vast_gemm_argument(transa, transb, *m, *n, *k, *alpha, *lda, *ldb, *beta, *ldc))
+    return report_argument(routine, bad, gemm_arguments[bad - 1]);
+  divided_gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+
 template <class T>
 [[gnu::always_inline]] inline void gemm(const char* routine, const char* transa, const char* transb,
                                         const zor_int* m, const zor_int* n, const zor_int* k, const T* alpha,
@@ -87,12 +119,9 @@ template <class T>
                                         const T* beta, T* c, const zor_int* ldc) {
   if (const int32_t bad = bad_gemm_argument(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc))
     return report_argument(routine, bad, gemm_arguments[bad - 1]);
-  if (saturating_product(*m, *n, *k) >= zor::thresholds::threaded_products && !is_zero(*alpha)) {
-    const int32_t threads = usable_threads();
-    if (threads > 1)
-      return threaded_gemm(threads, transa, transb, *m, *n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-  kernels<T>::gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+  if (any_vast(*m, *n, *k, *lda, *ldb, *ldc))
+    return vast_gemm(routine, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+  divided_gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 }  // namespace

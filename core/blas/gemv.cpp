@@ -39,24 +39,32 @@ constexpr zor_int least_bytes = zor::thresholds::threaded_matrix_bytes;
 constexpr zor_int grain = zor::thresholds::matvec_cut;
 
 template <class T>
+[[gnu::noinline]] void threaded_gemv(int32_t threads, const char* trans, const zor_int* m, const zor_int* n,
+                                     const T* alpha, const T* a, zor_int lda, const T* x, const zor_int* incx,
+                                     const T* beta, T* y, const zor_int* incy) {
+  const bool plain = is_plain(trans);
+  const zor_int outputs = plain ? *m : *n, pieces = std::min<zor_int>(outputs / grain, threads);
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    const zor_int first = cut(outputs, grain, pieces, piece);
+    const zor_int count = cut(outputs, grain, pieces, piece + 1) - first;
+    kernels<T>::gemv(trans, plain ? &count : m, plain ? n : &count, alpha, a + (plain ? first : first * lda),
+                     &lda, x, incx, beta, part(y, outputs, *incy, first, count), incy);
+  });
+}
+
+// Nothing here takes the address of an argument, so that the call of the kernel is a jump.
+template <class T>
 void gemv(const char* routine, const char* trans, const zor_int* m, const zor_int* n, const T* alpha,
           const T* a, const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y,
           const zor_int* incy) {
   if (const int32_t bad = bad_gemv_argument(trans, m, n, alpha, a, lda, x, incx, beta, y, incy))
     return report_argument(routine, bad, gemv_arguments[bad - 1]);
-  const bool plain = is_plain(trans);
-  const zor_int outputs = plain ? *m : *n;
-  int32_t threads = 1;
-  if (saturating_product(*m, *n, sizeof(T)) >= least_bytes && outputs >= 2 * grain && !is_zero(*alpha))
-    threads = usable_threads();
-  if (threads == 1) return kernels<T>::gemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy);
-  const zor_int pieces = std::min<zor_int>(outputs / grain, threads);
-  for_each_piece(threads, pieces, [&](zor_int piece) {
-    const zor_int first = cut(outputs, grain, pieces, piece);
-    const zor_int count = cut(outputs, grain, pieces, piece + 1) - first;
-    kernels<T>::gemv(trans, plain ? &count : m, plain ? n : &count, alpha, a + (plain ? first : first * *lda),
-                     lda, x, incx, beta, part(y, outputs, *incy, first, count), incy);
-  });
+  if (saturating_product(*m, *n, sizeof(T)) >= least_bytes && (is_plain(trans) ? *m : *n) >= 2 * grain &&
+      !is_zero(*alpha)) {
+    const int32_t threads = usable_threads();
+    if (threads > 1) return threaded_gemv(threads, trans, m, n, alpha, a, *lda, x, incx, beta, y, incy);
+  }
+  kernels<T>::gemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy);
 }
 
 }  // namespace

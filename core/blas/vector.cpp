@@ -23,9 +23,9 @@ int32_t bad_pair_argument(const zor_int* n, const T* x, const zor_int* incx, con
                           const zor_int* incy) {
   if (n == nullptr) return 1;
   if (*n > 0 && x == nullptr) return 2;
-  if (incx == nullptr || !fits_memory(1, *n, *incx, sizeof(T))) return 3;
+  if (incx == nullptr) return 3;
   if (*n > 0 && y == nullptr) return 4;
-  return incy == nullptr || !fits_memory(1, *n, *incy, sizeof(T)) ? 5 : 0;
+  return incy == nullptr ? 5 : 0;
 }
 
 template <class T>
@@ -35,9 +35,24 @@ int32_t bad_axpy_argument(const zor_int* n, const T* alpha, const T* x, const zo
   if (alpha == nullptr) return 2;
   const bool used = *n > 0 && !is_zero(*alpha);
   if (used && x == nullptr) return 3;
-  if (incx == nullptr || (used && !fits_memory(1, *n, *incx, sizeof(T)))) return 4;
+  if (incx == nullptr) return 4;
   if (used && y == nullptr) return 5;
-  return incy == nullptr || (used && !fits_memory(1, *n, *incy, sizeof(T))) ? 6 : 0;
+  return incy == nullptr ? 6 : 0;
+}
+
+// Makes the call unless one of its vectors is longer than all addresses. `before` arguments stand before n
+// and between n and x.
+template <class T, class Call>
+[[gnu::noinline]] auto call_of_vast(const char* routine, const char* const* arguments, int32_t before,
+                                    const zor_int* n, const zor_int* incx, const zor_int* incy, Call call) {
+  int32_t bad = 0;
+  if (!fits_memory(1, *n, *incx, sizeof(T)))
+    bad = before + 3;
+  else if (!fits_memory(1, *n, *incy, sizeof(T)))
+    bad = before + 5;
+  if (bad == 0) return call();
+  report_argument(routine, bad, arguments[bad - 1]);
+  return decltype(call())();
 }
 
 template <class T>
@@ -45,12 +60,15 @@ constexpr zor_int least_elements = zor::thresholds::threaded_vector_bytes / zor_
 template <class T>
 constexpr zor_int grain = zor::thresholds::vector_cut_bytes / zor_int(sizeof(T));
 
-// Calls body(first, count) for pieces of 0 to n: one piece when threads do not pay.
+// Threads for n elements that may be cut anywhere.
+template <class T>
+int32_t threads_for(zor_int n) {
+  return n < least_elements<T> ? 1 : usable_threads();
+}
+
+// Calls body(first, count) for a piece of 0 to n a thread.
 template <class T, class Body>
-void over_elements(zor_int n, bool separable, const Body& body) {
-  int32_t threads = 1;
-  if (n >= least_elements<T> && separable) threads = usable_threads();
-  if (threads == 1) return body(zor_int(0), n);
+void over_pieces(int32_t threads, zor_int n, const Body& body) {
   for_each_piece(threads, threads, [&](zor_int piece) {
     const zor_int first = cut(n, grain<T>, threads, piece);
     body(first, cut(n, grain<T>, threads, piece + 1) - first);
@@ -58,24 +76,58 @@ void over_elements(zor_int n, bool separable, const Body& body) {
 }
 
 template <class T>
+[[gnu::noinline]] void threaded_axpy(int32_t threads, zor_int n, const T* alpha, const T* x,
+                                     const zor_int* incx, T* y, const zor_int* incy) {
+  over_pieces<T>(threads, n, [&](zor_int first, zor_int count) {
+    kernels<T>::axpy(&count, alpha, part(x, n, *incx, first, count), incx, part(y, n, *incy, first, count),
+                     incy);
+  });
+}
+template <class T>
+[[gnu::noinline]] void threaded_swap(int32_t threads, zor_int n, T* x, const zor_int* incx, T* y,
+                                     const zor_int* incy) {
+  over_pieces<T>(threads, n, [&](zor_int first, zor_int count) {
+    kernels<T>::swap(&count, part(x, n, *incx, first, count), incx, part(y, n, *incy, first, count), incy);
+  });
+}
+
+// In the routines below nothing takes the address of an argument or goes on after a call, so that the call of
+// the kernel is a jump.
+template <class T>
+void divided_axpy(const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* y,
+                  const zor_int* incy) {
+  // An increment of 0 makes y[0] one sum over all of x.
+  if (const int32_t threads = *incy == 0 ? 1 : threads_for<T>(*n); threads > 1)
+    return threaded_axpy(threads, *n, alpha, x, incx, y, incy);
+  kernels<T>::axpy(n, alpha, x, incx, y, incy);
+}
+
+template <class T>
 void axpy(const char* routine, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, T* y,
           const zor_int* incy) {
   if (const int32_t bad = bad_axpy_argument(n, alpha, x, incx, y, incy))
     return report_argument(routine, bad, axpy_arguments[bad - 1]);
-  // An increment of 0 makes y[0] one sum over all of x.
-  over_elements<T>(*n, *incy != 0, [&](zor_int first, zor_int count) {
-    kernels<T>::axpy(&count, alpha, part(x, *n, *incx, first, count), incx, part(y, *n, *incy, first, count),
-                     incy);
-  });
+  if (any_vast(*n, *incx, *incy) && !is_zero(*alpha))
+    return call_of_vast<T>(routine, axpy_arguments, 1, n, incx, incy,
+                           [=] { divided_axpy(n, alpha, x, incx, y, incy); });
+  divided_axpy(n, alpha, x, incx, y, incy);
+}
+
+template <class T>
+void divided_swap(const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy) {
+  if (const int32_t threads = *incx == 0 || *incy == 0 ? 1 : threads_for<T>(*n); threads > 1)
+    return threaded_swap(threads, *n, x, incx, y, incy);
+  kernels<T>::swap(n, x, incx, y, incy);
 }
 
 template <class T>
 void swap(const char* routine, const zor_int* n, T* x, const zor_int* incx, T* y, const zor_int* incy) {
   if (const int32_t bad = bad_pair_argument(n, x, incx, y, incy))
     return report_argument(routine, bad, swap_arguments[bad - 1]);
-  over_elements<T>(*n, *incx != 0 && *incy != 0, [&](zor_int first, zor_int count) {
-    kernels<T>::swap(&count, part(x, *n, *incx, first, count), incx, part(y, *n, *incy, first, count), incy);
-  });
+  if (any_vast(*n, *incx, *incy))
+    return call_of_vast<T>(routine, swap_arguments, 0, n, incx, incy,
+                           [=] { divided_swap(n, x, incx, y, incy); });
+  divided_swap(n, x, incx, y, incy);
 }
 
 template <class T, class Kernel>
@@ -85,6 +137,9 @@ T dot(const char* routine, Kernel* kernel, const zor_int* n, const T* x, const z
     report_argument(routine, bad, swap_arguments[bad - 1]);
     return 0;
   }
+  if (any_vast(*n, *incx, *incy))
+    return call_of_vast<T>(routine, swap_arguments, 0, n, incx, incy,
+                           [=] { return kernel(n, x, incx, y, incy); });
   return kernel(n, x, incx, y, incy);
 }
 
@@ -101,9 +156,14 @@ template <class T>
 void cdot(const char* routine, cdot_kernel<T>& kernel, T* result, const zor_int* n, const T* x,
           const zor_int* incx, const T* y, const zor_int* incy) {
   int32_t bad = result == nullptr ? 1 : bad_pair_argument(n, x, incx, y, incy);
-  if (bad == 0) return kernel.get()(result, n, x, incx, y, incy);
-  if (result != nullptr) ++bad;
-  report_argument(routine, bad, cdot_arguments[bad - 1]);
+  if (bad != 0) {
+    if (result != nullptr) ++bad;
+    return report_argument(routine, bad, cdot_arguments[bad - 1]);
+  }
+  if (any_vast(*n, *incx, *incy))
+    return call_of_vast<T>(routine, cdot_arguments, 1, n, incx, incy,
+                           [=, &kernel] { kernel.get()(result, n, x, incx, y, incy); });
+  kernel.get()(result, n, x, incx, y, incy);
 }
 
 }  // namespace
