@@ -40,11 +40,25 @@ bool parent_was_threaded = false;
                  });
 }
 
+// Modes and flags of the x87 unit, which the MXCSR does not hold: complex quotients in double precision are
+// worked there.
+struct x87_environment {
+  uint32_t control, status, rest[5];
+};
+
+x87_environment read_x87() {
+  x87_environment e;
+  asm volatile("fnstenv %0" : "=m"(e));
+  return e;
+}
+void write_x87(const x87_environment& e) { asm volatile("fldenv %0" : : "m"(e)); }
+
 struct team {
   zor_int pieces;
   piece_fn* fn;
   const void* context;
   zor::control_word control;
+  x87_environment x87;
   std::atomic<zor_int> next{0};
   std::atomic<zor::control_word> raised{0};
 };
@@ -52,15 +66,19 @@ struct team {
 void take_pieces(void* job) {
   team& t = *static_cast<team*>(job);
   const zor::control_word own = zor::read_control();
+  const x87_environment own_x87 = read_x87();
   const bool outside = std::exchange(here.in_piece, true);
   zor::write_control(t.control);
+  write_x87(t.x87);
   for (;;) {
     const zor_int piece = t.next.fetch_add(1, std::memory_order_relaxed);
     if (piece >= t.pieces) break;
     t.fn(t.context, piece);
   }
-  t.raised.fetch_or(zor::read_control() & zor::exception_flags, std::memory_order_relaxed);
+  const zor::control_word flags = (zor::read_control() | read_x87().status) & zor::exception_flags;
+  t.raised.fetch_or(flags, std::memory_order_relaxed);
   zor::write_control(own);
+  write_x87(own_x87);
   here.in_piece = outside;
 }
 
@@ -85,10 +103,14 @@ void run_pieces(int32_t threads, zor_int pieces, piece_fn* fn, const void* conte
     return;
   }
   const zor::control_word before = zor::read_control();
-  team t{pieces, fn, context, before & ~zor::exception_flags};
+  const x87_environment before_x87 = read_x87();
+  x87_environment without_flags = before_x87;
+  without_flags.status = 0;
+  team t{pieces, fn, context, before & ~zor::exception_flags, without_flags};
   worker* const helpers = send_workers(threads - 1, take_pieces, &t);
   take_pieces(&t);
   recall_workers(helpers);
+  write_x87(before_x87);
   zor::write_control(before | t.raised.load(std::memory_order_relaxed));
 }
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <complex>
 #include <limits>
 #include <map>
@@ -485,6 +486,28 @@ TEST(AnyThreads, GiveTheSameBits) {
     SCOPED_TRACE(f.rows);
     check_threads<double>(f);
     check_threads<zor_c32>(f);
+  }
+}
+
+// Complex quotients in double precision are worked in another unit of the processor than the rest, with modes
+// and flags of its own.
+TEST(AnyThreads, FollowTheCallersRoundingInQuotients) {
+  const matrix<zor_c64, int64_t> a({500, 500, 40, 30, true}, {'t', 'l', 'n'}, 0, 0);
+  const auto nearest = with_threads(3, a, 'n');
+  for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    SCOPED_TRACE(mode);
+    std::fesetround(mode);
+    std::feclearexcept(FE_ALL_EXCEPT);
+    const auto one = with_threads(1, a, 'n');
+    const int flags = std::fetestexcept(FE_ALL_EXCEPT);
+    std::feclearexcept(FE_ALL_EXCEPT);
+    const auto three = with_threads(3, a, 'n');
+    EXPECT_EQ(flags, std::fetestexcept(FE_ALL_EXCEPT));
+    EXPECT_EQ(mode, std::fegetround());
+    std::fesetround(FE_TONEAREST);
+    EXPECT_TRUE(same(one, three));
+    EXPECT_FALSE(same(nearest, three));
+    EXPECT_TRUE(same(nearest, with_threads(3, a, 'n'))) << "the team keeps no mode";
   }
 }
 

@@ -2,8 +2,8 @@
 // Level 3 beside the plain product: triangular, symmetric and Hermitian operands, rank updates, products of
 // other kinds.
 #include "tests/fuzz/matrix.h"
-#include "zor/core.h"
 #include "zor/signatures/blas.h"
+#include "zor/signatures/core.h"
 
 namespace zor_fuzz {
 namespace {

@@ -16,8 +16,7 @@
 namespace zor_fuzz {
 namespace {
 
-using zor_ref::box;
-using spec = zor_ref::dft_spec;
+using zor_ref::box, zor_ref::transform_case;
 
 // The transform of a box, line by line.
 box transformed(box x, const std::vector<zor_int>& lengths, int sign) {
@@ -39,7 +38,7 @@ box transformed(box x, const std::vector<zor_int>& lengths, int sign) {
 // One side of a problem: which real number of the array belongs to which part of which element. Parts are
 // counted from 1 over all transforms of the batch; 0 stands for a zero of a packed format.
 struct side {
-  side(const spec& s, bool spectrum, bool output) {
+  side(const transform_case& s, bool spectrum, bool output) {
     // In place the input's layout is the output's, but for a real transform with a complex spectrum.
     const bool second = output && (!s.in_place() || s.mixed());
     const auto& strides = second ? s.out_strides : s.in_strides;
@@ -98,9 +97,9 @@ void draw_layout(trial& t, const std::string& name, const std::vector<zor_int>& 
   }
 }
 
-spec draw_spec(trial& t, int32_t domain, int32_t storage, zor_int ranks, bool backward) {
+transform_case draw_case(trial& t, int32_t domain, int32_t storage, zor_int ranks, bool backward) {
   static const zor_int longest[] = {1500, 150, 40, 14};
-  spec s{};
+  transform_case s{};
   s.domain = domain;
   s.storage = storage;
   s.placement = t.draw("inplace", 0, 1, 0) ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE;
@@ -140,7 +139,7 @@ spec draw_spec(trial& t, int32_t domain, int32_t storage, zor_int ranks, bool ba
 template <class R>
 class plan {
  public:
-  plan(const spec& s, zor_int users) : s_(s) {
+  plan(const transform_case& s, zor_int users) : s_(s) {
     std::vector<zor_int> lengths(s.lengths.rbegin(), s.lengths.rend());
     ok(zor_fft_create(&fft_, sizeof(R) == 4 ? ZOR_DFT_SINGLE : ZOR_DFT_DOUBLE, s.domain,
                       zor_int(lengths.size()), lengths.data()));
@@ -177,20 +176,20 @@ class plan {
     all.insert(all.end(), of.rbegin(), of.rend());
     ok(zor_fft_set(fft_, parameter, all.data()));
   }
-  const spec s_;
+  const transform_case s_;
   zor_fft fft_ = nullptr;
   int32_t status_ = 0;
 };
 
 // Values by number of the part, as a side of a problem holds them.
 template <class R, class Value = R>
-std::vector<Value> parts_of(const spec& s, const side& of, const R* data) {
+std::vector<Value> parts_of(const transform_case& s, const side& of, const R* data) {
   std::vector<Value> values(size_t(2 * s.size() * s.count) + 1);
   of.each([&](zor_int at, zor_int number) { values[size_t(number)] = data[at]; });
   return values;
 }
 
-box box_of(const std::vector<long double>& values, const spec& s, zor_int t) {
+box box_of(const std::vector<long double>& values, const transform_case& s, zor_int t) {
   box x(static_cast<size_t>(s.size()));
   for (size_t j = 0; j < x.size(); ++j) {
     const size_t number = 1 + 2 * (size_t(t * s.size()) + j);
@@ -201,7 +200,7 @@ box box_of(const std::vector<long double>& values, const spec& s, zor_int t) {
 
 template <class R>
 struct problem {
-  problem(trial& t, const spec& shape, bool to_back)
+  problem(trial& t, const transform_case& shape, bool to_back)
       : s(shape),
         backward(to_back),
         given(s, backward && s.real(), false),
@@ -255,7 +254,7 @@ struct problem {
 
   // The same numbers in dense arrays, out of place: the same bits.
   void check_dense(trial& t) const {
-    spec d = s;
+    transform_case d = s;
     d.placement = ZOR_DFT_NOT_INPLACE;
     d.in_offset = d.out_offset = 0;
     const auto lay = [&](std::vector<zor_int>* strides, zor_int* distance, bool spectrum) {
@@ -309,7 +308,7 @@ struct problem {
     }
   }
 
-  spec s;
+  transform_case s;
   bool backward;
   side given, wanted;
   std::vector<box> signals;
@@ -320,7 +319,7 @@ template <class R>
 void transform(trial& t, int32_t domain, int32_t storage, zor_int ranks) {
   const bool backward = t.draw("backward", 0, 1, 0);
   const zor_int callers = t.draw("callers", 0, 19, 0) - 16, users = t.draw("users", 1, 3, 1);
-  problem<R> q(t, draw_spec(t, domain, storage, ranks, backward), backward);
+  problem<R> q(t, draw_case(t, domain, storage, ranks, backward), backward);
   std::unique_ptr<plan<R>> p;
   t.prepare([&] { p = std::make_unique<plan<R>>(q.s, users); });
   t.expect(p->status() == 0, "commit: status " + std::to_string(p->status()));

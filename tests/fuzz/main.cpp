@@ -85,7 +85,7 @@ void work() {
     for (uint64_t seed = first; seed < first + count; ++seed) {
       alarm(seconds_a_case);
       const outcome o = run(choice.empty() ? parse(line) : case_of(seed, choice));
-      std::printf("%016lx %s\n", o.hash, o.fault.c_str());
+      std::printf("%016lx %02x %s\n", o.hash, o.flags, o.fault.c_str());
       std::fflush(stdout);
     }
     alarm(0);
@@ -114,6 +114,7 @@ class worker {
     if (std::fgets(line, sizeof line, from_)) {
       char* rest;
       o.hash = std::strtoull(line, &rest, 16);
+      o.flags = unsigned(std::strtoul(rest, &rest, 16));
       o.fault = rest + 1;
       o.fault.resize(o.fault.find_last_not_of('\n') + 1);
       return o;
@@ -178,14 +179,14 @@ class driver {
       return "seeds " + std::to_string(from) + " " + std::to_string(first + count - from) + " " + filter;
     };
     std::map<uint64_t, std::string> faults;
-    std::vector<uint64_t> hashes(count);
+    std::vector<outcome> references(count);
     const worker* reference = nullptr;
     for (auto& w : workers_) w->send(request(first));
     for (auto& w : workers_) {
       for (uint64_t seed = first; seed < first + count && w->runs_here(); ++seed) {
         const outcome o = w->receive();
         if (w->died(o) && w->runs_here() && seed + 1 < first + count) w->send(request(seed + 1));
-        note(&faults[seed], o, *w, reference, &hashes[seed - first]);
+        note(&faults[seed], o, *w, reference, &references[seed - first]);
       }
       if (w->runs_here() && !reference) reference = w.get();
     }
@@ -201,11 +202,11 @@ class driver {
   // What goes wrong with a case; empty when nothing does.
   std::string fault(const test_case& c) {
     std::string all;
-    uint64_t hash = 0;
+    outcome first{};
     const worker* reference = nullptr;
     for (auto& w : workers_) {
       w->send(c.text());
-      note(&all, w->receive(), *w, reference, &hash);
+      note(&all, w->receive(), *w, reference, &first);
       if (!reference) reference = w.get();
     }
     return all;
@@ -237,10 +238,18 @@ class driver {
     return c;
   }
 
-  void report(const test_case& c, const std::string& what) {
+  // Shrinks a failure and says how to repeat it; `first` is the seed that the workers' present run began
+  // with.
+  void report(const test_case& c, const std::string& what, uint64_t first) {
+    std::printf("FAILED seed %lu: %s\n  %s\n", c.seed, c.what->name, what.c_str());
     const test_case least = shrink(c);
-    std::printf("FAILED seed %lu: %s\n  %s\n  smallest: %s\n  repeat: %s '%s'\n", c.seed, c.what->name,
-                what.c_str(), fault(least).c_str(), program.c_str(), least.text().c_str());
+    const std::string least_fault = fault(least);
+    if (least_fault.empty())
+      std::printf("  does not repeat by itself: %s --first %lu --count %lu\n", program.c_str(), first,
+                  c.seed - first + 1);
+    else
+      std::printf("  smallest: %s\n  repeat: %s '%s'\n", least_fault.c_str(), program.c_str(),
+                  least.text().c_str());
     std::fflush(stdout);
   }
 
@@ -248,20 +257,20 @@ class driver {
 
  private:
   static void note(std::string* all, const outcome& o, const worker& w, const worker* reference,
-                   uint64_t* hash) {
+                   outcome* first) {
     if (!w.runs_here()) return;
-    if (!o.fault.empty())
-      *all += "[" + w.build() + "] " + o.fault + " ";
-    else if (reference && o.hash != *hash)
-      *all += "[" + w.build() + "] other bits or flags than " + reference->build() + " ";
-    if (!reference) *hash = o.hash;
+    if (!reference) *first = o;
+    const std::string difference = reference && o.fault.empty() ? o.difference(*first) : "";
+    if (!o.fault.empty()) *all += "[" + w.build() + "] " + o.fault + " ";
+    if (!difference.empty())
+      *all += "[" + w.build() + "] " + difference + " unlike " + reference->build() + " ";
   }
 
   std::vector<std::unique_ptr<worker>> workers_;
 };
 
 struct options {
-  uint64_t first = 1, count = 20000;
+  uint64_t first = 1, count = 40000;
   double seconds = 0;  // more than 0: seeds from the time of day, no limit but time
   std::string filter, text;
   bool list = false, self_test = false;
@@ -315,7 +324,7 @@ int main_of(const options& o) {
   for (; all < enough && (o.seconds > 0 ? elapsed() < o.seconds : seed < o.first + o.count); seed += chunk) {
     for (const auto& [at, what] : d.seeds(seed, chunk, o.filter)) {
       const test_case c = case_of(at, choice);
-      if (failed[c.what->group]++ == 0) d.report(c, what);
+      if (failed[c.what->group]++ == 0) d.report(c, what, o.first);
       ++all;
     }
   }

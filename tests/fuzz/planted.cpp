@@ -67,14 +67,14 @@ const rows planted_rows("planted", threaded,
 const std::vector<planted>& planted_faults() {
   static const std::vector<planted> list = {
       {"reads_behind", "dies: ", {{"n", 3}, {"incx", 1}, {"threads", 0}, {"rounding", 0}, {"x.place", 0}}, 1},
-      {"reads_a_gap", "other bits or flags with 1 threads", {{"n", 4}, {"incx", 3}, {"data", 1}}, 1},
+      {"reads_a_gap", "other bits with 1 threads", {{"n", 4}, {"incx", 3}, {"data", 1}}, 1},
       {"writes_a_gap", "x: written at 3", {{"n", 5}, {"incx", 2}}, 1},
       {"writes_its_input", "x: written at 0", {{"n", 6}, {"incx", 1}}, 1},
       {"leaves_one_out", "y: not written at 6", {{"n", 7}, {"y.place", 0}}, 1},
       {"is_inexact", "y(6, 0) is ", {{"n", 8}, {"denormals", 0}}, 1},
-      {"knows_its_threads", "other bits or flags with 3 threads", {{"n", 9}, {"threads", 2}}, 1},
-      {"knows_its_build", "other bits or flags than baseline", {{"n", 10}, {"threads", 0}}, 2},
-      {"raises_a_flag", "other bits or flags than baseline", {{"n", 11}, {"threads", 0}}, 2},
+      {"knows_its_threads", "other bits with 3 threads", {{"n", 9}, {"threads", 2}}, 1},
+      {"knows_its_build", "other bits unlike baseline", {{"n", 10}, {"threads", 0}}, 2},
+      {"raises_a_flag", "exception flags 04, not 00, unlike baseline", {{"n", 11}, {"threads", 0}}, 2},
       {"changes_modes", "the floating-point modes were changed", {{"n", 12}, {"rounding", 1}}, 1}};
   return list;
 }

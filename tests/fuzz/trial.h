@@ -64,8 +64,11 @@ struct test_case {
 };
 
 struct outcome {
-  uint64_t hash;      // of outputs, results and exception flags
+  uint64_t hash;      // of outputs and results
+  unsigned flags;     // exceptions raised
   std::string fault;  // empty when all is well
+  // In what it differs from the outcome of the same case elsewhere; empty when in nothing.
+  std::string difference(const outcome& other) const;
 };
 outcome run(const test_case& c);
 // The case with all its draws, found without calling the routine.
@@ -168,7 +171,7 @@ class trial {
 
   const std::vector<drawn>& draws() const { return draws_; }
   int threads() const { return threads_; }
-  uint64_t hash() const { return hash_; }
+  outcome seen() const { return {hash_, flags_, fault}; }
   std::string fault;
 
  private:
@@ -193,6 +196,7 @@ class trial {
   unsigned saved_modes_ = 0, modes_ = 0;
   unsigned short saved_x87_ = 0;
   uint64_t hash_ = 0x9E3779B97F4A7C15u;
+  unsigned flags_ = 0;
 };
 
 template <class T>

@@ -18,7 +18,7 @@ using box = std::vector<complex>;              // dimension 0 fastest
 using image = std::map<zor_int, long double>;  // values by the index of a real within an array
 
 // Lengths and strides from dimension 0, the contiguous one by default, upwards.
-struct dft_spec {
+struct transform_case {
   int32_t domain, placement, storage, format;  // storage: the setting of the domain at hand
   std::vector<zor_int> lengths;
   zor_int count;
@@ -62,7 +62,7 @@ inline std::vector<long double> packed_line(const box& x, int32_t format) {
 
 // A packed spectrum of rank 1 or 2: packed rows, but the columns of frequencies 0 and n/2 are spectra of real
 // signals and packed along dimension 1.
-inline image packed_image(const dft_spec& s, const box& x, const std::vector<zor_int>& strides) {
+inline image packed_image(const transform_case& s, const box& x, const std::vector<zor_int>& strides) {
   image values;
   const zor_int n = s.lengths[0], rows = s.lengths.size() > 1 ? s.lengths[1] : 1;
   const zor_int s0 = strides[0], s1 = rows > 1 ? strides[1] : 0;
@@ -86,7 +86,7 @@ inline image packed_image(const dft_spec& s, const box& x, const std::vector<zor
 // One side of one transform as reals by index. The imaginary array of split storage follows after `half`
 // reals.
 template <class Image>
-void add_side(Image* values, const dft_spec& s, const box& x, bool spectrum,
+void add_side(Image* values, const transform_case& s, const box& x, bool spectrum,
               const std::vector<zor_int>& strides, zor_int base, zor_int half) {
   if (s.packed() && spectrum) {
     for (const auto& [place, value] : packed_image(s, x, strides)) (*values)[base + place] = value;
