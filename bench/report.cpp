@@ -41,8 +41,10 @@ std::string percent(double part) { return fmt::format("{:.0f} %", 100 * part); }
 // The column of a library, "" when the case does not run it.
 std::string value_of(const measured& m, const std::string& library) {
   for (size_t i = 0; i < m.libraries.size(); ++i)
-    if (m.libraries[i].starts_with(library) && (i == 0) == (library == "zor"))
-      return fmt::format("{:.2f}", shown_value(m, m.seconds[i]));
+    if (m.libraries[i].starts_with(library) && (i == 0) == (library == "zor")) {
+      const double value = shown_value(m, m.seconds[i]);
+      return fmt::format("{:.{}f}", value, value < 1e5 ? 2 : 0);
+    }
   return "";
 }
 
