@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The dense side of sparse calls: scaling, right-hand sides over threads, indices in the base of a layout.
+// The dense operands of sparse calls: their scaling, right-hand sides divided over threads, and the base of
+// indices that the kernels expect for a layout.
 #pragma once
 
 #include <cstring>
-#include <limits>
 
 #include "core/blas/arguments.h"
-#include "core/spblas/matrix.h"
+#include "core/spblas/arguments.h"
 #include "core/threads.h"
 #include "serv/scratch.h"
 #include "zor/blas.h"
@@ -33,7 +33,7 @@ inline double negated(double x) { return -x; }
 inline zor_c32 negated(zor_c32 x) { return {-x.re, -x.im}; }
 inline zor_c64 negated(zor_c64 x) { return {-x.re, -x.im}; }
 
-// Runs of a dense operand of m rows and n right-hand sides: body(offset, length) for each.
+// The contiguous lines of a dense operand of m rows and n right-hand sides: body(line, length) for each.
 template <class Body>
 void for_lines(int32_t layout, zor_int m, zor_int n, const Body& body) {
   const bool row_major = layout == ZOR_SPARSE_ROW_MAJOR;
@@ -45,36 +45,24 @@ void scale_lines(int32_t layout, T alpha, zor_int m, zor_int n, T* c, zor_int ld
   for_lines(layout, m, n, [&](zor_int line, zor_int length) { scale(alpha, length, c + line * ldc); });
 }
 
-// Entries that a thread is worth.
-constexpr zor_int least_for_threads = 1 << 15;
-
+// Threads for a product or solve with so many right-hand sides.
 inline int32_t threads_for(const sparse_matrix& a, zor_int right_hand_sides) {
-  return saturating_product(a.used, right_hand_sides) < least_for_threads ? 1 : usable_threads();
+  const zor_int work = saturating_product(a.used, right_hand_sides);
+  return work < sparse_thresholds::least_for_threads ? 1 : usable_threads();
 }
 
-// Cuts n right-hand sides for threads: body(first, last). Row-major ones share cache lines, so they go eight
-// at a time.
+// Cuts n right-hand sides for threads: body(first, last).
 template <class Body>
 void for_right_hand_sides(int32_t threads, int32_t layout, zor_int n, const Body& body) {
-  const zor_int grain = layout == ZOR_SPARSE_ROW_MAJOR ? 8 : 1;
+  const zor_int grain = layout == ZOR_SPARSE_ROW_MAJOR ? sparse_thresholds::row_major_grain : 1;
   const zor_int pieces = std::clamp<zor_int>(n / grain, 1, threads);
   for_each_piece(threads, pieces, [&](zor_int piece) {
     body(cut(n, grain, pieces, piece), cut(n, grain, pieces, piece + 1));
   });
 }
 
-template <class I>
-int32_t bad_columns(int32_t layout, zor_int n) {
-  if (layout != ZOR_SPARSE_ROW_MAJOR && layout != ZOR_SPARSE_COLUMN_MAJOR)
-    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "layout: %d is no value of it", layout);
-  if (n < 0 || n > std::numeric_limits<I>::max())
-    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "n: %lld is not in 0 to %lld", (long long)n,
-                          (long long)std::numeric_limits<I>::max());
-  return ZOR_SPARSE_OK;
-}
-
 // The column indices in the wanted base: the matrix's own array, or a copy. The kernels of many right-hand
-// sides tie the layout to the base.
+// sides take row-major operands with 0-based indices and column-major ones with 1-based.
 template <class I>
 struct indices_of_base {
   indices_of_base(const sparse_matrix& a, int32_t base) : copy(a.base == base ? 0 : a.used) {

@@ -1,37 +1,39 @@
 // SPDX-License-Identifier: MIT
-// A sparse matrix of the public side: the caller's arrays, what the check found out about them, and the parts
-// in which scattering products run.
+// A sparse matrix of the public side: the caller's arrays, what the check has found in them, and the parts in
+// which products that add to outputs of other rows run.
 #pragma once
 
 #include <algorithm>
 
+#include "core/spblas/thresholds.h"
 #include "zor/sparse.h"
 
 struct zor_sparse_matrix {
+  // What the description says.
   uint64_t magic;
-  bool wide;     // 64-bit indices
-  bool checked;  // the last check found no fault
-  char type, structure, triangle, diagonal;
+  bool wide;  // 64-bit indices
+  int32_t format;
+  char type, structure, triangle, diagonal;  // '_' where the view has no triangle or no diagonal
   int32_t base;
   zor_int rows, cols, nnz;
-  zor_int used;                            // entries up to the last row's end
-  const void *val, *indx, *pntrb, *pntre;  // as the kernels take them
-  const void *given_pntrb, *given_pntre;
-  void* own_pointers;  // row pointers that begin at 0, null when the caller's serve
+  const void *val, *indx, *given_pntrb, *given_pntre;
+
+  // What the check has found. All of it is made anew by each check.
+  bool checked;               // the last check found no fault
+  const void *pntrb, *pntre;  // the row pointers that the kernels take: the caller's, or own_pointers
+  void* own_pointers;         // copies of the row pointers that begin at 0, null where they are not needed
+  zor_int used;               // entries up to the end of the last row
 
   enum fault : int32_t { none, unsorted, no_pivot, zero_pivot } unsolvable;
-  zor_int unsolvable_row;
+  zor_int unsolvable_row;  // the first row that a solve cannot take
 
-  // Rows first[p] to first[p+1] - 1 are part p. `neighbours`: outputs of parts of equal parity do not meet.
-  // Parts of a mirrored triangle that are none have part_rows rows each, the last one maybe fewer.
-  static constexpr zor_int most_parts = 64;
+  // Part p is made of the rows first[p] to first[p + 1] - 1. When the parts alternate, no two even parts and
+  // no two odd ones add to the same output. When they do not, each part has an output of its own; those of a
+  // mirrored view are then part_rows rows each, the last one maybe fewer.
   zor_int parts;
-  bool neighbours;
+  bool alternating;
   zor_int part_rows;
-  zor_int first[most_parts + 1];
-
-  // Entries of the rows of a triangular view that a transposed product hands over at a time.
-  static constexpr zor_int most_shifted = 2048;
+  zor_int first[zor_core::sparse_thresholds::most_parts + 1];
 
   // One triangle stands for both.
   bool mirrored() const { return structure == 's' || structure == 'h' || structure == 'a'; }
@@ -41,9 +43,6 @@ struct zor_sparse_matrix {
 namespace zor_core {
 
 using sparse_matrix = zor_sparse_matrix;
-
-// Keeps a text for the calling thread and returns the status.
-[[gnu::cold, gnu::format(printf, 2, 3)]] int32_t sparse_failure(int32_t status, const char* format, ...);
 
 template <class T>
 inline constexpr char type_letter = 0;
@@ -56,16 +55,7 @@ inline constexpr char type_letter<zor_c32> = 'c';
 template <>
 inline constexpr char type_letter<zor_c64> = 'z';
 
-// 0 when the handle is a checked matrix of that type and the option known, and 0 when the matrix can be
-// solved with.
-int32_t bad_matrix(zor_sparse a, char type, int32_t op);
-int32_t bad_solve(const sparse_matrix& a);
-
-// 0 when a dense operand of so many rows and n columns can be addressed. `name` is that of the leading
-// dimension.
-template <class I>
-int32_t bad_dense(const char* name, int32_t layout, zor_int rows, zor_int n, zor_int ld, size_t element);
-
+// The arrays of a matrix in CSR format. Row r holds the entries begin(r) to end(r) - 1 of val and indx.
 template <class T, class I>
 struct csr_arrays {
   const T* val;
@@ -76,15 +66,31 @@ struct csr_arrays {
         indx(static_cast<const I*>(a.indx)),
         pntrb(static_cast<const I*>(a.pntrb)),
         pntre(static_cast<const I*>(a.pntre)) {}
+
+  zor_int begin(zor_int r) const { return zor_int(pntrb[r]) - zor_int(pntrb[0]); }
+  zor_int end(zor_int r) const { return zor_int(pntre[r]) - zor_int(pntrb[0]); }
 };
 
-// Where part `index` of `parts` begins when rows are cut so that each part holds about as many entries.
-template <class I>
-zor_int cut_rows(const I* pntrb, const I* pntre, zor_int rows, zor_int parts, zor_int index) {
+// Where part `index` of `parts` begins when the rows are cut so that each part holds about as many entries.
+template <class T, class I>
+zor_int cut_rows(const csr_arrays<T, I>& m, zor_int rows, zor_int parts, zor_int index) {
   if (index == parts || rows == 0) return index == parts ? rows : 0;
-  const zor_int entries = zor_int(pntre[rows - 1]) - zor_int(pntrb[0]);
-  const zor_int wanted = zor_int(__int128(entries) * index / parts) + zor_int(pntrb[0]);
-  return std::lower_bound(pntrb, pntrb + rows, wanted, [](I p, zor_int w) { return zor_int(p) < w; }) - pntrb;
+  const zor_int wanted = zor_int(__int128(m.end(rows - 1)) * index / parts) + zor_int(m.pntrb[0]);
+  return std::lower_bound(m.pntrb, m.pntrb + rows, wanted, [](I p, zor_int w) { return zor_int(p) < w; }) -
+         m.pntrb;
 }
+
+// Describes a: options, sizes and arrays. A value that cannot be is a failure; the arrays are not read.
+template <class Description>
+int32_t read_description(sparse_matrix& a, const Description& d);
+
+// Reads all row pointers and indices, and fills in what the check finds. The status of the first fault.
+template <class I>
+int32_t check_csr(sparse_matrix& a);
+
+// Fills in the parts of a checked matrix. They depend on the matrix alone, since they decide the order of
+// sums.
+template <class I>
+void cut_into_parts(sparse_matrix& a);
 
 }  // namespace zor_core

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Products with sparse matrices. Rows and right-hand sides that are sums of their own are cut for threads
-// wherever it suits. A product that scatters runs in parts that depend on the matrix alone: those that meet
-// only their neighbours write to y by turns, first the even, then the odd ones; others have an output each,
-// and the outputs are merged in a fixed order. Those of a mirrored triangle are as short as what they write.
+// Products with sparse matrices. Where each row or right-hand side is a sum of its own, threads may share the
+// rows in any way. Other products scatter: they add to outputs of other rows. They run in parts that depend
+// on the matrix alone. Alternating parts add to y itself, first the even ones and then the odd ones. Parts
+// that do not alternate have an output each, and the outputs are merged in a fixed order; those of a mirrored
+// view are no longer than the triangle makes them.
 #include "core/spblas/dense.h"
 #include "core/spblas/kernels.h"
 #include "zor/signatures/sparse.h"
@@ -23,8 +24,9 @@ struct vector_product {
   // Each row is one output of its own.
   bool rows_apart() const { return range != nullptr && (a.structure == 'g' || a.structure == 't'); }
 
-  // Adds the products of rows first to last - 1 to y. Some kernels of a range take x and y from its first
-  // row; a transposed general product has no range, but its rows can be handed over as a matrix of their own.
+  // Adds the products of rows first to last - 1 to y. The kernels that take a range of rows expect the whole
+  // x and y; those of a symmetric view with a stored diagonal expect x and y from the first row on. A
+  // transposed product has no such kernel, and hands its rows over as a matrix of their own.
   void add_rows(zor_int first, zor_int last, T* y) const {
     if (first >= last) return;
     const I count = I(last - first), from = I(first + 1), to = I(last), rows = I(a.rows);
@@ -34,22 +36,21 @@ struct vector_product {
       return range(&from, &to, &rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x + shift, y + shift);
     }
     if (a.structure == 't' && a.parts > 1) return add_shifted(first, last, y);
-    const zor_int skipped = a.identity() || first == 0 ? 0 : position(first);
+    const zor_int skipped = a.identity() || first == 0 ? 0 : m.begin(first);
     whole(&count, &alpha, m.val + skipped, m.indx + skipped, m.pntrb + first, m.pntre + first, x + first, y);
   }
 
-  zor_int position(zor_int row) const { return zor_int(m.pntrb[row]) - zor_int(m.pntrb[0]); }
-
-  // A transposed triangular product compares columns with rows, so some rows as a matrix of their own have
-  // their columns counted from the first of them.
+  // A transposed triangular product compares columns with rows. Rows that are handed over as a matrix of
+  // their own therefore have their columns counted from the first of them, in a copy on the stack.
   void add_shifted(zor_int first, zor_int last, T* y) const {
-    I shifted[sparse_matrix::most_shifted];
+    using sparse_thresholds::longest_shifted_row;
+    I shifted[longest_shifted_row];
     while (first < last) {
-      const zor_int skipped = position(first);
+      const zor_int skipped = m.begin(first);
       zor_int entries = 0, end = first;
       for (; end < last; ++end) {
         const zor_int with_row = zor_int(m.pntre[end]) - zor_int(m.pntrb[first]);
-        if (with_row > sparse_matrix::most_shifted) break;
+        if (with_row > longest_shifted_row) break;
         entries = with_row;
       }
       for (zor_int k = 0; k < entries; ++k) shifted[k] = I(uint64_t(m.indx[skipped + k]) - uint64_t(first));
@@ -60,20 +61,18 @@ struct vector_product {
   }
 };
 
-// y holds the parts' sums by turns: parts of equal parity never meet.
+// Adds alternating parts to y: even parts at the same time, then odd ones.
 template <class T, class I>
-void add_by_turns(const vector_product<T, I>& p, int32_t threads, T* y) {
+void add_even_then_odd(const vector_product<T, I>& p, int32_t threads, T* y) {
   const sparse_matrix& a = p.a;
-  for (zor_int turn = 0; turn < 2; ++turn)
-    for_each_piece(threads, (a.parts + 1 - turn) / 2, [&](zor_int piece) {
-      const zor_int part = 2 * piece + turn;
+  for (zor_int parity = 0; parity < 2; ++parity)
+    for_each_piece(threads, (a.parts + 1 - parity) / 2, [&](zor_int piece) {
+      const zor_int part = 2 * piece + parity;
       p.add_rows(a.first[part], a.first[part + 1], y);
     });
 }
 
-// Outputs of a merge that one thread takes at least.
-constexpr zor_int merge_grain = 4096;
-
+// Each part adds to an output of its own, a whole y long; y := beta y + the outputs.
 template <class T, class I>
 void add_and_merge(const vector_product<T, I>& p, int32_t threads, zor_int outputs, T beta, T* work, T* y) {
   const sparse_matrix& a = p.a;
@@ -82,7 +81,7 @@ void add_and_merge(const vector_product<T, I>& p, int32_t threads, zor_int outpu
     std::memset(static_cast<void*>(own), 0, size_t(outputs) * sizeof(T));
     p.add_rows(a.first[part], a.first[part + 1], own);
   });
-  const zor_int pieces = std::clamp<zor_int>(outputs / merge_grain, 1, threads);
+  const zor_int pieces = std::clamp<zor_int>(outputs / sparse_thresholds::merge_grain, 1, threads);
   for_each_piece(threads, pieces, [&](zor_int piece) {
     const zor_int first = cut(outputs, 1, pieces, piece), last = cut(outputs, 1, pieces, piece + 1);
     scale(beta, last - first, y + first);
@@ -91,15 +90,16 @@ void add_and_merge(const vector_product<T, I>& p, int32_t threads, zor_int outpu
   });
 }
 
-// The outputs of a mirrored triangle's parts, packed: part 0 writes the most, whether the triangle is upper
-// and the parts go down the rows, or lower and they go up. With h rows a part, output q begins behind q
-// outputs of P h, P h - h, ... elements; it is for the rows from q h on, or for those below (P - q) h.
+// The outputs of a mirrored view's P parts of h rows each, packed one behind the other. A part of an upper
+// triangle adds to its own rows and those below, a part of a lower one to its own rows and those above. So
+// output q = 0, 1, ... has (P - q) h elements: for the rows from q h on when the triangle is upper and part q
+// adds to it, for the rows before (P - q) h when the triangle is lower and part P - 1 - q adds to it.
 struct packed_outputs {
   const sparse_matrix& a;
   bool upper = a.triangle == 'u';
   zor_int h = a.part_rows, parts = a.parts;
-  // The merge takes the place of a chunk of rows in each output as one formula, which for a lower triangle
-  // begins so far before the outputs.
+  // The packed merge finds rows c h to c h + h - 1 of output q by one formula in q. For a lower triangle that
+  // formula reaches back by (P - 1) h, which the workspace therefore begins with.
   zor_int lead = upper ? 0 : (parts - 1) * h;
 
   zor_int elements() const { return lead + h * parts * (parts + 1) / 2; }
@@ -120,6 +120,7 @@ struct packed_outputs {
   }
 };
 
+// The same with packed outputs.
 template <class T, class I>
 void add_and_merge_packed(const vector_product<T, I>& p, const packed_outputs& outputs, int32_t threads,
                           T beta, T* work, T* y) {
@@ -147,16 +148,16 @@ int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta
   if (p.rows_apart()) {
     const zor_int pieces = std::min<zor_int>(threads, a.rows);
     for_each_piece(threads, pieces, [&](zor_int piece) {
-      const zor_int first = cut_rows(p.m.pntrb, p.m.pntre, a.rows, pieces, piece);
-      const zor_int last = cut_rows(p.m.pntrb, p.m.pntre, a.rows, pieces, piece + 1);
+      const zor_int first = cut_rows(p.m, a.rows, pieces, piece);
+      const zor_int last = cut_rows(p.m, a.rows, pieces, piece + 1);
       scale(beta, last - first, y + first);
       p.add_rows(first, last, y);
     });
     return ZOR_SPARSE_OK;
   }
-  if (a.neighbours) {
+  if (a.alternating) {
     scale(beta, outputs, y);
-    add_by_turns(p, threads, y);
+    add_even_then_odd(p, threads, y);
     return ZOR_SPARSE_OK;
   }
   const packed_outputs packed{a};

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// Checks of handles and operands.
+#include "core/spblas/arguments.h"
+
+#include "core/blas/arguments.h"
+
+namespace zor_core {
+
+int32_t bad_handle(zor_sparse a) {
+  if (a != nullptr && a->magic == sparse_magic) return ZOR_SPARSE_OK;
+  return sparse_failure(ZOR_SPARSE_BAD_HANDLE, "a: no matrix, or one already freed");
+}
+
+int32_t bad_matrix(zor_sparse a, char type, int32_t op) {
+  if (const int32_t status = bad_handle(a)) return status;
+  if (a->type != type)
+    return sparse_failure(ZOR_SPARSE_BAD_HANDLE, "a: elements of type %c, the call takes type %c", a->type,
+                          type);
+  if (!a->checked) return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "a: its last check failed");
+  if (!one_of(op, "ntcs")) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "op: %d is no value of it", op);
+  return ZOR_SPARSE_OK;
+}
+
+int32_t bad_solve(const sparse_matrix& a) {
+  const long long row = a.unsolvable_row + a.base;
+  if (a.structure != 't' && a.structure != 'd')
+    return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE,
+                          "a: only triangular and diagonal views can be solved with");
+  switch (a.unsolvable) {
+    case zor_sparse_matrix::unsorted:
+      return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: the columns of row %lld do not ascend", row);
+    case zor_sparse_matrix::no_pivot:
+      return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: row %lld has no entry on the diagonal", row);
+    case zor_sparse_matrix::zero_pivot:
+      return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: the entry of row %lld on the diagonal is 0", row);
+    default:
+      return ZOR_SPARSE_OK;
+  }
+}
+
+template <class I>
+int32_t bad_dense(const char* name, int32_t layout, zor_int rows, zor_int n, zor_int ld, size_t element) {
+  const zor_int run = layout == ZOR_SPARSE_ROW_MAJOR ? n : rows,
+                lines = layout == ZOR_SPARSE_ROW_MAJOR ? rows : n;
+  if (ld < std::max<zor_int>(run, 1) || ld > std::numeric_limits<I>::max() ||
+      saturating_product(ld, lines, zor_int(element)) == INT64_MAX)
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "%s: %lld does not fit runs of %lld elements", name,
+                          (long long)ld, (long long)run);
+  return ZOR_SPARSE_OK;
+}
+template int32_t bad_dense<int32_t>(const char*, int32_t, zor_int, zor_int, zor_int, size_t);
+template int32_t bad_dense<int64_t>(const char*, int32_t, zor_int, zor_int, zor_int, size_t);
+
+}  // namespace zor_core

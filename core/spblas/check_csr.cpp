@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// The check of a matrix in CSR format: row pointers that ascend within nnz, columns that are there, and
+// whether the rows of a triangular or diagonal view can be solved with.
+#include "core/spblas/arguments.h"
+#include "serv/scalar.h"
+#include "zor/serv.h"
+
+namespace zor_core {
+namespace {
+
+// Rows follow one another, do not end before they begin, and end within nnz. `previous` is the end of the row
+// before.
+template <class I>
+int32_t bad_row(const sparse_matrix& a, const I* pntrb, const I* pntre, zor_int r, zor_int previous) {
+  const long long row = r + a.base, begin = pntrb[r], end = pntre[r];
+  if (r == 0 && begin < 0)
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntrb: row %lld begins at %lld, below 0", row, begin);
+  zor_int from, to;
+  if (__builtin_sub_overflow(zor_int(pntrb[r]), zor_int(pntrb[0]), &from) || from < previous)
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntrb: row %lld begins at %lld, inside the rows before it",
+                          row, begin);
+  if (__builtin_sub_overflow(zor_int(pntre[r]), zor_int(pntrb[0]), &to) || to < from)
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntre: row %lld ends at %lld, before its begin %lld", row,
+                          end, begin);
+  if (to > a.nnz)
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
+                          "pntre: row %lld ends at %lld, behind the last of %lld entries", row, end,
+                          (long long)a.nnz);
+  return ZOR_SPARSE_OK;
+}
+
+// Keeps the first row that a solve cannot take.
+void note_unsolvable(sparse_matrix& a, zor_sparse_matrix::fault what, zor_int row) {
+  if (a.unsolvable != zor_sparse_matrix::none) return;
+  a.unsolvable = what;
+  a.unsolvable_row = row;
+}
+
+// Columns lie within the matrix. What hinders a solve is no fault, but kept.
+template <class T, class I>
+int32_t check_entries(sparse_matrix& a, const csr_arrays<T, I>& m, zor_int r) {
+  const bool pivots = a.diagonal == 'n';
+  bool sorted = true;
+  zor_int pivot = -1;
+  uint64_t last = 0;
+  for (zor_int k = m.begin(r); k < m.end(r); ++k) {
+    const uint64_t column = uint64_t(m.indx[k]) - uint64_t(a.base);
+    if (column >= uint64_t(a.cols))
+      return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
+                            "indx: entry %lld of row %lld has column %lld, not %d to %lld",
+                            (long long)(k - m.begin(r) + a.base), (long long)(r + a.base),
+                            (long long)m.indx[k], a.base, (long long)(a.cols - 1 + a.base));
+    if (k > m.begin(r) && column <= last) sorted = false;
+    last = column;
+    if (column == uint64_t(r)) pivot = k;
+  }
+  if (!sorted)
+    note_unsolvable(a, zor_sparse_matrix::unsorted, r);
+  else if (pivots && pivot < 0)
+    note_unsolvable(a, zor_sparse_matrix::no_pivot, r);
+  else if (pivots && zor::is_zero(m.val[pivot]))
+    note_unsolvable(a, zor_sparse_matrix::zero_pivot, r);
+  return ZOR_SPARSE_OK;
+}
+
+template <class T, class I>
+int32_t check_rows(sparse_matrix& a) {
+  const csr_arrays<T, I> m(a);
+  for (zor_int r = 0; r < a.rows; ++r) {
+    if (const int32_t status = bad_row(a, m.pntrb, m.pntre, r, a.used)) return status;
+    if (const int32_t status = check_entries(a, m, r)) return status;
+    a.used = m.end(r);
+  }
+  return ZOR_SPARSE_OK;
+}
+
+// A lower triangle that is solved for many right-hand sides gets row pointers that begin at 0: without
+// workspace the kernels take the pointers for positions.
+template <class I>
+int32_t own_pointers_from_zero(sparse_matrix& a) {
+  const csr_arrays<char, I> m(a);
+  if (a.rows == 0 || a.structure != 't' || a.triangle != 'l' || m.pntrb[0] == 0) return ZOR_SPARSE_OK;
+  if (a.own_pointers == nullptr) a.own_pointers = zor_serv_zor_malloc(2 * uint64_t(a.rows) * sizeof(I), 64);
+  if (a.own_pointers == nullptr)
+    return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the row pointers is short");
+  I* const own = static_cast<I*>(a.own_pointers);
+  for (zor_int r = 0; r < a.rows; ++r) {
+    own[r] = I(m.begin(r));
+    own[a.rows + r] = I(m.end(r));
+  }
+  a.pntrb = own;
+  a.pntre = own + a.rows;
+  return ZOR_SPARSE_OK;
+}
+
+}  // namespace
+
+template <class I>
+int32_t check_csr(sparse_matrix& a) {
+  a.pntrb = a.given_pntrb;
+  a.pntre = a.given_pntre;
+  const auto rows = a.type == 's'   ? check_rows<float, I>
+                    : a.type == 'd' ? check_rows<double, I>
+                    : a.type == 'c' ? check_rows<zor_c32, I>
+                                    : check_rows<zor_c64, I>;
+  if (const int32_t status = rows(a)) return status;
+  return own_pointers_from_zero<I>(a);
+}
+template int32_t check_csr<int32_t>(sparse_matrix&);
+template int32_t check_csr<int64_t>(sparse_matrix&);
+
+}  // namespace zor_core

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// The cut of a matrix into parts, for products that add to outputs of other rows.
+#include "core/spblas/matrix.h"
+
+namespace zor_core {
+namespace {
+
+using namespace sparse_thresholds;
+
+// Whether no two parts of equal parity add to the same output. The outputs of a part are taken for a whole
+// range: it holds the columns of the part's rows (of a mirrored view, those within the triangle) and, unless
+// the view is general, the rows themselves.
+template <class I>
+bool parts_alternate(const sparse_matrix& a) {
+  const csr_arrays<char, I> m(a);
+  const char triangle = a.mirrored() ? a.triangle : '_';
+  zor_int reached[2] = {-1, -1};  // highest outputs of the even and of the odd parts so far
+  for (zor_int p = 0; p < a.parts; ++p) {
+    zor_int low = a.structure == 'g' ? a.cols : a.first[p],
+            high = a.structure == 'g' ? -1 : a.first[p + 1] - 1;
+    for (zor_int r = a.first[p]; r < a.first[p + 1]; ++r)
+      for (zor_int k = m.begin(r); k < m.end(r); ++k) {
+        const zor_int column = zor_int(m.indx[k]) - a.base;
+        if (triangle == 'l' ? column > r : triangle == 'u' ? column < r : false) continue;
+        low = std::min(low, column);
+        high = std::max(high, column);
+      }
+    if (high < low) continue;
+    if (low <= reached[p % 2]) return false;
+    reached[p % 2] = high;
+  }
+  return true;
+}
+
+template <class I>
+void cut_by_entries(sparse_matrix& a, zor_int parts) {
+  a.parts = parts;
+  for (zor_int p = 0; p <= parts; ++p) a.first[p] = cut_rows(csr_arrays<char, I>(a), a.rows, parts, p);
+}
+
+// Parts of equally many rows, as the merge of packed outputs takes them.
+void cut_by_rows(sparse_matrix& a, zor_int parts) {
+  a.part_rows = (a.rows + parts - 1) / parts;
+  a.parts = (a.rows + a.part_rows - 1) / a.part_rows;
+  for (zor_int p = 0; p <= a.parts; ++p) a.first[p] = std::min(p * a.part_rows, a.rows);
+}
+
+// Whether the rows of a triangular view are short enough to be shifted on the stack.
+template <class I>
+bool rows_can_be_shifted(const sparse_matrix& a) {
+  const csr_arrays<char, I> m(a);
+  for (zor_int r = 0; r < a.rows; ++r)
+    if (m.end(r) - m.begin(r) > longest_shifted_row) return false;
+  return true;
+}
+
+}  // namespace
+
+// Alternating parts cost nothing. Others need outputs of their own, so there are few of them.
+template <class I>
+void cut_into_parts(sparse_matrix& a) {
+  a.alternating = true;
+  cut_by_entries<I>(a, 1);
+  if (a.rows == 0 || a.structure == 'd') return;
+  if (a.structure == 't' && !rows_can_be_shifted<I>(a)) return;
+  const zor_int most = std::clamp<zor_int>(a.used / entries_of_part, 1, most_parts);
+  for (zor_int parts = most; parts >= least_alternating_parts; parts /= 2) {
+    cut_by_entries<I>(a, parts);
+    if (parts_alternate<I>(a)) return;
+  }
+  const zor_int outputs = a.used / (entries_of_output_element * std::max(a.rows, a.cols));
+  cut_by_entries<I>(a, std::clamp<zor_int>(outputs, 1, std::min(most, most_outputs)));
+  a.alternating = a.parts == 1;
+  if (!a.alternating && a.mirrored()) cut_by_rows(a, a.parts);
+}
+template void cut_into_parts<int32_t>(sparse_matrix&);
+template void cut_into_parts<int64_t>(sparse_matrix&);
+
+}  // namespace zor_core
