@@ -89,11 +89,11 @@ void set_layout(zor_fft fft, const shape& s) {
     in_step *= contiguous && half_in ? s.lengths[i] / 2 + 1 : s.lengths[i];
     out_step *= contiguous && half_out ? s.lengths[i] / 2 + 1 : s.lengths[i];
   }
-  expect_done(zor_fft_set(fft, ZOR_DFT_INPUT_STRIDES, in.data()));
-  expect_done(zor_fft_set(fft, ZOR_DFT_OUTPUT_STRIDES, out.data()));
-  expect_done(zor_fft_set(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, s.transforms));
-  expect_done(zor_fft_set(fft, ZOR_DFT_INPUT_DISTANCE, s.interleaved ? zor_int(1) : in_step));
-  expect_done(zor_fft_set(fft, ZOR_DFT_OUTPUT_DISTANCE, s.interleaved ? zor_int(1) : out_step));
+  expect_done(zor_fft_set_strides(fft, ZOR_DFT_INPUT_STRIDES, in.data()));
+  expect_done(zor_fft_set_strides(fft, ZOR_DFT_OUTPUT_STRIDES, out.data()));
+  expect_done(zor_fft_set_int(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, s.transforms));
+  expect_done(zor_fft_set_int(fft, ZOR_DFT_INPUT_DISTANCE, s.interleaved ? zor_int(1) : in_step));
+  expect_done(zor_fft_set_int(fft, ZOR_DFT_OUTPUT_DISTANCE, s.interleaved ? zor_int(1) : out_step));
 }
 
 template <class R>
@@ -105,8 +105,8 @@ std::shared_ptr<ZorDftDescriptor> plan_ours(const shape& s, int32_t threads) {
                              zor_int(s.lengths.size()), s.lengths.data()));
   const std::shared_ptr<ZorDftDescriptor> owner(fft, [](zor_fft f) { zor_fft_free(&f); });
   if (s.data != kind::complex)
-    expect_done(zor_fft_set(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
-  expect_done(zor_fft_set(fft, ZOR_DFT_PLACEMENT, s.in_place ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE));
+    expect_done(zor_fft_set_int(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
+  expect_done(zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, s.in_place ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE));
   set_layout(fft, s);
   expect_done(zor_fft_commit(fft));
   return owner;

@@ -23,7 +23,7 @@ static int complex_line(void) {
   const zor_int length = n;
   zor_fft fft;
   int32_t status = zor_fft_create(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 1, &length);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_FORWARD_SCALE, 1.0 / n);
+  if (status == 0) status = zor_fft_set_real(fft, ZOR_DFT_FORWARD_SCALE, 1.0 / n);
   if (status == 0) status = zor_fft_commit(fft);
   if (status == 0) status = zor_fft_forward(fft, x);
   zor_fft_free(&fft);
@@ -41,7 +41,7 @@ static int real_line(void) {
   const zor_int length = n;
   zor_fft fft;
   int32_t status = zor_fft_create(&fft, ZOR_DFT_SINGLE, ZOR_DFT_REAL, 1, &length);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_BACKWARD_SCALE, 1.0 / n);
+  if (status == 0) status = zor_fft_set_real(fft, ZOR_DFT_BACKWARD_SCALE, 1.0 / n);
   if (status == 0) status = zor_fft_commit(fft);
   if (status == 0) status = zor_fft_forward(fft, x);
   const float mean = x[0] / n, tone = x[2 * 2] * 2 / n;
@@ -60,7 +60,7 @@ static int complex_image(void) {
   const zor_int lengths[2] = {rows, columns};
   zor_fft fft;
   int32_t status = zor_fft_create(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 2, lengths);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
   if (status == 0) status = zor_fft_commit(fft);
   if (status == 0) status = zor_fft_forward(fft, x, y);
   zor_fft_free(&fft);
@@ -80,11 +80,11 @@ static int batch_of_lines(void) {
   const zor_int length = n;
   zor_fft fft;
   int32_t status = zor_fft_create(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 1, &length);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, (zor_int)lines);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_INPUT_DISTANCE, (zor_int)n);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_OUTPUT_DISTANCE, (zor_int)half);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, (zor_int)lines);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_INPUT_DISTANCE, (zor_int)n);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_OUTPUT_DISTANCE, (zor_int)half);
   if (status == 0) status = zor_fft_commit(fft);
   if (status == 0) status = zor_fft_forward(fft, x, y);
   zor_fft_free(&fft);
@@ -102,7 +102,7 @@ static int split_line(void) {
   const zor_int length = n;
   zor_fft fft;
   int32_t status = zor_fft_create(&fft, ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, 1, &length);
-  if (status == 0) status = zor_fft_set(fft, ZOR_DFT_COMPLEX_STORAGE, ZOR_DFT_REAL_REAL);
+  if (status == 0) status = zor_fft_set_int(fft, ZOR_DFT_COMPLEX_STORAGE, ZOR_DFT_REAL_REAL);
   if (status == 0) status = zor_fft_commit(fft);
   if (status == 0) status = zor_fft_backward(fft, re, im);
   zor_fft_free(&fft);

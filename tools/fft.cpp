@@ -46,9 +46,9 @@ class transform {
  public:
   explicit transform(zor_int n) {
     expect_done(zor_fft_create(&fft_, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 1, &n));
-    expect_done(zor_fft_set(fft_, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE));
-    expect_done(zor_fft_set(fft_, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
-    expect_done(zor_fft_set(fft_, ZOR_DFT_FORWARD_SCALE, 1.0 / double(n)));
+    expect_done(zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE));
+    expect_done(zor_fft_set_int(fft_, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
+    expect_done(zor_fft_set_real(fft_, ZOR_DFT_FORWARD_SCALE, 1.0 / double(n)));
     expect_done(zor_fft_commit(fft_));
   }
   transform(const transform&) = delete;

@@ -7,18 +7,17 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/dft/public.h"
 #include "core/threads.h"
 #include "dft/thresholds.h"
 #include "serv/scratch.h"
-#include "zor/dft.h"
 #include "zor/serv.h"
 
 namespace zor_core {
 namespace {
 
-using zor::dft::most_bytes, zor::dft::most_dimensions, zor::dft::most_user_threads, zor::dft::work_boundary;
-
-bool valid(zor_fft d) { return d != nullptr && d->magic == ZOR_DFT_MAGIC; }
+using zor::dft::most_bytes, zor::dft::most_dimensions, zor::dft::most_real_dimensions,
+    zor::dft::work_boundary;
 
 // True when complex doubles of these lengths, each with the padding of a packed spectrum, can be addressed.
 bool size_fits(zor_int rank, const zor_int* lengths) {
@@ -29,157 +28,6 @@ bool size_fits(zor_int rank, const zor_int* lengths) {
   for (zor_int i = 0; i < rank; ++i)
     if (__builtin_mul_overflow(size, lengths[i], &size)) return false;
   return size <= most_bytes;
-}
-
-// Settings by the type of their value.
-enum value_type { no_value, int_value, wide_value, double_value, stride_values, text_value };
-value_type type_of(int32_t parameter) {
-  switch (parameter) {
-    case ZOR_DFT_FORWARD_SCALE:
-    case ZOR_DFT_BACKWARD_SCALE:
-      return double_value;
-    case ZOR_DFT_NUMBER_OF_TRANSFORMS:
-    case ZOR_DFT_INPUT_DISTANCE:
-    case ZOR_DFT_OUTPUT_DISTANCE:
-    case ZOR_DFT_NUMBER_OF_USER_THREADS:
-      return wide_value;
-    case ZOR_DFT_COMPLEX_STORAGE:
-    case ZOR_DFT_REAL_STORAGE:
-    case ZOR_DFT_CONJUGATE_EVEN_STORAGE:
-    case ZOR_DFT_PLACEMENT:
-    case ZOR_DFT_ORDERING:
-    case ZOR_DFT_PACKED_FORMAT:
-      return int_value;
-    case ZOR_DFT_INPUT_STRIDES:
-    case ZOR_DFT_OUTPUT_STRIDES:
-      return stride_values;
-    case ZOR_DFT_DESCRIPTOR_NAME:
-      return text_value;
-    default:
-      return no_value;
-  }
-}
-
-int32_t set_wide(zor_fft d, int32_t parameter, zor_int value) {
-  const bool count = parameter == ZOR_DFT_NUMBER_OF_TRANSFORMS || parameter == ZOR_DFT_NUMBER_OF_USER_THREADS;
-  const bool threads = parameter == ZOR_DFT_NUMBER_OF_USER_THREADS;
-  const bool refused = (count && value < 1) || (threads && value > most_user_threads);
-  // A refused value uncommits like every other; a number that the kernel library does not know does just
-  // that.
-  if (refused) {
-    zor_dft_set_value(d, -1);
-    return ZOR_DFT_BAD_VALUE;
-  }
-  return zor_dft_set_value(d, parameter, value);
-}
-
-// The fields that lay out one side of a transform.
-struct side_layout {
-  zor_int ZorDftDescriptor::*offset;
-  zor_int ZorDftDescriptor::*stride;
-  zor_int ZorDftDescriptor::*distance;
-};
-constexpr side_layout input_layout{&ZorDftDescriptor::input_offset, &ZorDftDescriptor::input_stride,
-                                   &ZorDftDescriptor::input_distance};
-constexpr side_layout output_layout{&ZorDftDescriptor::output_offset, &ZorDftDescriptor::output_stride,
-                                    &ZorDftDescriptor::output_distance};
-
-// True when no two elements of a side stand in one place for want of a step, and the steps lead nowhere that
-// cannot be addressed.
-bool is_consistent(const ZorDftDescriptor* d, const side_layout& side) {
-  const zor_int element =
-      (d->precision == ZOR_DFT_DOUBLE ? 8 : 4) * (d->forward_domain == ZOR_DFT_COMPLEX ? 2 : 1);
-  const zor_int most = most_bytes / element;
-  __int128 reach = 0;
-  const auto add = [&](zor_int count, zor_int step) {
-    if (step > most || step < -most || (count > 1 && step == 0)) return false;
-    reach += __int128(count - 1) * std::abs(step);
-    return true;
-  };
-  const zor_int offset = d->*side.offset;
-  bool fits = offset <= most && offset >= -most && add(d->number_of_transforms, d->*side.distance);
-  for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r) fits = fits && add(r->length, r->*side.stride);
-  return fits && reach + std::abs(offset) <= most;
-}
-
-// The settings agree with each other. In place the output has a layout of its own only where it is complex
-// and the input real.
-bool consistent(const ZorDftDescriptor* d) {
-  const bool output_counts =
-      d->placement == ZOR_DFT_NOT_INPLACE ||
-      (d->forward_domain == ZOR_DFT_REAL && d->conjugate_even_storage == ZOR_DFT_COMPLEX_COMPLEX);
-  return is_consistent(d, input_layout) && (!output_counts || is_consistent(d, output_layout));
-}
-
-void get_strides(const ZorDftDescriptor* d, zor_int offset, zor_int ZorDftDescriptor::*stride, zor_int* out) {
-  out[0] = offset;
-  for (zor_int k = 0; k < d->rank; ++k) out[d->rank - k] = d[k].*stride;
-}
-
-// The scale that is on the one dimension that carries it.
-double get_scale(const ZorDftDescriptor* d, double ZorDftDescriptor::*scale) {
-  for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r)
-    if (r->length > 1) return r->*scale;
-  return d->*scale;
-}
-
-template <class T>
-int32_t put(void* value, T x) {
-  std::memcpy(value, &x, sizeof x);
-  return ZOR_DFT_OK;
-}
-
-int32_t get(const ZorDftDescriptor* d, int32_t parameter, void* value) {
-  using D = ZorDftDescriptor;
-  switch (parameter) {
-    case ZOR_DFT_GET_DOMAIN:
-      return put(value, d->forward_domain);
-    case ZOR_DFT_GET_RANK:
-      return put(value, d->rank);
-    case ZOR_DFT_GET_PRECISION:
-      return put(value, d->precision);
-    case ZOR_DFT_GET_COMMIT_STATUS:
-      return put(value, d->commit_status);
-    case ZOR_DFT_GET_LENGTHS: {
-      for (zor_int k = 0; k < d->rank; ++k) static_cast<zor_int*>(value)[d->rank - 1 - k] = d[k].length;
-      return ZOR_DFT_OK;
-    }
-    case ZOR_DFT_FORWARD_SCALE:
-      return put(value, get_scale(d, &D::forward_scale_d));
-    case ZOR_DFT_BACKWARD_SCALE:
-      return put(value, get_scale(d, &D::backward_scale_d));
-    case ZOR_DFT_NUMBER_OF_TRANSFORMS:
-      return put(value, d->number_of_transforms);
-    case ZOR_DFT_INPUT_DISTANCE:
-      return put(value, d->input_distance);
-    case ZOR_DFT_OUTPUT_DISTANCE:
-      return put(value, d->output_distance);
-    case ZOR_DFT_NUMBER_OF_USER_THREADS:
-      return put(value, zor_int(d->user_threads));
-    case ZOR_DFT_COMPLEX_STORAGE:
-      return put(value, d->complex_storage);
-    case ZOR_DFT_REAL_STORAGE:
-      return put(value, d->real_storage);
-    case ZOR_DFT_CONJUGATE_EVEN_STORAGE:
-      return put(value, d->conjugate_even_storage);
-    case ZOR_DFT_PLACEMENT:
-      return put(value, d->placement);
-    case ZOR_DFT_ORDERING:
-      return put(value, d->ordering);
-    case ZOR_DFT_PACKED_FORMAT:
-      return put(value, d->packed_format);
-    case ZOR_DFT_INPUT_STRIDES:
-      get_strides(d, d->input_offset, &D::input_stride, static_cast<zor_int*>(value));
-      return ZOR_DFT_OK;
-    case ZOR_DFT_OUTPUT_STRIDES:
-      get_strides(d, d->output_offset, &D::output_stride, static_cast<zor_int*>(value));
-      return ZOR_DFT_OK;
-    case ZOR_DFT_DESCRIPTOR_NAME:
-      std::memcpy(value, d->name, sizeof d->name);
-      return ZOR_DFT_OK;
-    default:
-      return ZOR_DFT_BAD_VALUE;
-  }
 }
 
 using pointers = void* [4];
@@ -222,8 +70,8 @@ int32_t call_shared(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, con
   return status;
 }
 
-// A side's steps with the elements along them: true when none of the positions coincide, as each step passes
-// what the smaller ones cover.
+// True when none of the positions along three steps coincide, as each step passes what the smaller ones
+// cover.
 struct step_count {
   zor_int step, count;
 };
@@ -244,7 +92,7 @@ bool is_nested(step_count (&steps)[3]) {
 template <class R>
 void pad_columns(const ZorDftDescriptor* d, void* data) {
   const bool in_place = d->placement == ZOR_DFT_INPLACE;
-  const side_layout& side = in_place ? input_layout : output_layout;
+  const side_fields& side = in_place ? input_side : output_side;
   const zor_int n = d->length, s0 = d->*side.stride, s1 = d[1].*side.stride, distance = d->*side.distance;
   step_count steps[] = {{s0, n % 2 == 0 ? n + 2 : n + 1}, {s1, 2}, {distance, d->number_of_transforms}};
   if (!is_nested(steps)) return;
@@ -261,22 +109,146 @@ bool has_one_padded_row(const ZorDftDescriptor* d) {
          d[1].length == 1;
 }
 
-int32_t compute(zor_fft d, zor_dft_compute ZorDftDescriptor::*direction, void* data, va_list args) {
-  if (!valid(d)) return ZOR_DFT_BAD_DESCRIPTOR;
-  if (d->*direction == nullptr) return ZOR_DFT_BAD_ARGUMENT;
+// Names of the data pointers, by the number of them and their position.
+const char* data_name(const ZorDftDescriptor* d, int32_t i) {
+  static constexpr const char *one[] = {"data"}, *sides[] = {"in", "out"}, *halves[] = {"re", "im"},
+                              *all[] = {"in_re", "in_im", "out_re", "out_im"};
+  if (d->nio_args == 4) return all[i];
+  if (d->nio_args == 1) return one[i];
+  return is_in_place(d) ? halves[i] : sides[i];
+}
+
+int32_t compute(zor_fft d, bool backward, void* data, va_list args) {
+  if (!is_transform(d)) return bad_handle(d);
+  const auto direction = backward ? &ZorDftDescriptor::compute_backward : &ZorDftDescriptor::compute_forward;
+  if (d->*direction == nullptr)
+    return fft_failure(ZOR_FFT_BAD_ARGUMENT, "fft: not committed, or set since its last commit");
   pointers p = {data, nullptr, nullptr, nullptr};
   for (int32_t i = 1; i < d->nio_args; ++i) p[i] = va_arg(args, void*);
   for (int32_t i = 0; i < d->nio_args; ++i)
-    if (p[i] == nullptr) return ZOR_DFT_BAD_VALUE;
-  const int32_t status = call_shared(d, direction, p);
-  if (status == ZOR_DFT_OK && direction == &ZorDftDescriptor::compute_forward && has_one_padded_row(d)) {
+    if (p[i] == nullptr) return fft_failure(ZOR_FFT_BAD_VALUE, "%s: a null pointer", data_name(d, i));
+  if (is_real(d) && d->private_data != nullptr && backward) {
+    const zor_fft exchanged = static_cast<const attachment*>(d->private_data)->exchanged;
+    if (exchanged != nullptr) d = exchanged;
+  }
+  if ((d->reserved_c & (backward ? overlapping_backward : overlapping_forward)) != 0)
+    return fft_failure(ZOR_FFT_BAD_VALUE, "fft: in this layout the output of a %s transform overlaps itself",
+                       backward ? "backward" : "forward");
+  int32_t status = check_overlap(d, backward, p);
+  if (status != ZOR_FFT_OK) return status;
+  status = call_shared(d, direction, p);
+  if (status != ZOR_FFT_OK) return with_text(status);
+  if (!backward && has_one_padded_row(d)) {
     void* const result = p[d->nio_args - 1];
     d->precision == ZOR_DFT_DOUBLE ? pad_columns<double>(d, result) : pad_columns<float>(d, result);
   }
+  return ZOR_FFT_OK;
+}
+
+void release_attachment(ZorDftDescriptor* d) {
+  auto* const own = static_cast<attachment*>(d->private_data);
+  zor_dft_free(&own->exchanged);
+  release_real_nd(own->nd);
+  zor_serv_zor_free(own);
+  d->private_data = nullptr;
+  d->private_free = nullptr;
+}
+
+// The kernel library takes real data of up to three dimensions.
+int32_t commit_layout(zor_fft d) {
+  return is_real(d) && d->rank > most_real_dimensions ? commit_real_nd(d) : with_text(zor_dft_commit(&d));
+}
+
+// Copies all settings but the name.
+void copy_settings(const ZorDftDescriptor* from, zor_fft to) {
+  for (zor_int k = 0; k < from->rank; ++k) {
+    const ZorDftDescriptor& f = from[k];
+    ZorDftDescriptor& t = to[k];
+    t.number_of_transforms = f.number_of_transforms;
+    t.conjugate_even_storage = f.conjugate_even_storage;
+    t.placement = f.placement;
+    t.packed_format = f.packed_format;
+    t.input_stride = f.input_stride;
+    t.output_stride = f.output_stride;
+    t.input_offset = f.input_offset;
+    t.output_offset = f.output_offset;
+    t.input_distance = f.input_distance;
+    t.output_distance = f.output_distance;
+    t.forward_scale_d = f.forward_scale_d;
+    t.forward_scale_s = f.forward_scale_s;
+    t.backward_scale_d = f.backward_scale_d;
+    t.backward_scale_s = f.backward_scale_s;
+    t.user_threads = f.user_threads;
+  }
+}
+
+// For backward transforms of a default layout, whose sides differ.
+int32_t commit_exchanged(zor_fft d) {
+  zor_int lengths[most_dimensions];
+  for (zor_int k = 0; k < d->rank; ++k) lengths[d->rank - 1 - k] = d[k].length;
+  attachment* const own = attach(d);
+  if (own == nullptr) return with_text(ZOR_FFT_NO_MEMORY);
+  int32_t status = zor_fft_create(&own->exchanged, d->precision, d->forward_domain, d->rank, lengths);
+  if (status != ZOR_FFT_OK) return status;
+  copy_settings(d, own->exchanged);
+  exchange_layouts(own->exchanged);
+  status = check_layout(own->exchanged);
+  return status == ZOR_FFT_OK ? commit_layout(own->exchanged) : status;
+}
+
+// Real data of four dimensions and more: a descriptor of complex data made one of reals.
+int32_t create_real_nd(zor_fft* fft, int32_t precision, zor_int rank, const zor_int* lengths) {
+  const int32_t status = precision == ZOR_DFT_DOUBLE
+                             ? zor_dft_create_nd_d(fft, ZOR_DFT_COMPLEX, rank, lengths)
+                             : zor_dft_create_nd_s(fft, ZOR_DFT_COMPLEX, rank, lengths);
+  if (status == ZOR_FFT_OK)
+    for (zor_int k = 0; k < rank; ++k) (*fft)[k].forward_domain = ZOR_DFT_REAL;
+  return status;
+}
+
+int32_t create(zor_fft* fft, int32_t precision, int32_t domain, zor_int rank, const zor_int* lengths) {
+  if (precision != ZOR_DFT_SINGLE && precision != ZOR_DFT_DOUBLE)
+    return fft_failure(ZOR_FFT_BAD_ARGUMENT, "precision: %d is no value of it", precision);
+  if (domain != ZOR_DFT_COMPLEX && domain != ZOR_DFT_REAL)
+    return fft_failure(ZOR_FFT_BAD_ARGUMENT, "domain: %d is no value of it", domain);
+  if (rank < 1 || rank > most_dimensions)
+    return fft_failure(ZOR_FFT_BAD_ARGUMENT, "rank: %lld is not in 1 to %d", (long long)rank,
+                       int(most_dimensions));
+  if (lengths == nullptr) return fft_failure(ZOR_FFT_BAD_ARGUMENT, "lengths: a null pointer");
+  for (zor_int i = 0; i < rank; ++i)
+    if (lengths[i] < 1)
+      return fft_failure(ZOR_FFT_BAD_ARGUMENT, "lengths: %lld at position %lld is below 1",
+                         (long long)lengths[i], (long long)i);
+  if (!size_fits(rank, lengths))
+    return fft_failure(ZOR_FFT_TOO_LARGE, "lengths: more elements than a process can address");
+  if (domain == ZOR_DFT_REAL && rank > most_real_dimensions)
+    return with_text(create_real_nd(fft, precision, rank, lengths));
+  return with_text(precision == ZOR_DFT_DOUBLE ? zor_dft_create_nd_d(fft, domain, rank, lengths)
+                                               : zor_dft_create_nd_s(fft, domain, rank, lengths));
+}
+
+int32_t commit(zor_fft d) {
+  // What an earlier commit attached goes first: the kernel library keeps it over a commit.
+  if (is_real(d) && d->private_data != nullptr) release_attachment(d);
+  zor_dft_set_value(d, -1);
+  set_default_layout(d);
+  int32_t status = check_layout(d);
+  if (status != ZOR_FFT_OK) return status;
+  status = commit_layout(d);
+  if (status == ZOR_FFT_OK && needs_exchanged_layout(d)) status = commit_exchanged(d);
+  if (status != ZOR_FFT_OK) zor_dft_set_value(d, -1);
   return status;
 }
 
 }  // namespace
+
+attachment* attach(ZorDftDescriptor* d) {
+  if (d->private_data != nullptr) return static_cast<attachment*>(d->private_data);
+  d->private_data = zor_serv_zor_calloc(1, sizeof(attachment), 16);
+  d->private_free = release_attachment;
+  return static_cast<attachment*>(d->private_data);
+}
+
 }  // namespace zor_core
 
 using namespace zor_core;
@@ -285,63 +257,17 @@ extern "C" {
 
 int32_t zor_fft_create(zor_fft* fft, int32_t precision, int32_t domain, zor_int rank,
                        const zor_int* lengths) {
-  if (fft == nullptr) return ZOR_DFT_BAD_VALUE;
+  if (fft == nullptr) return fft_failure(ZOR_FFT_BAD_VALUE, "fft: a null pointer");
   *fft = nullptr;
-  if ((precision != ZOR_DFT_SINGLE && precision != ZOR_DFT_DOUBLE) ||
-      (domain != ZOR_DFT_COMPLEX && domain != ZOR_DFT_REAL) || rank < 1 || rank > most_dimensions ||
-      lengths == nullptr)
-    return ZOR_DFT_BAD_ARGUMENT;
-  for (zor_int i = 0; i < rank; ++i)
-    if (lengths[i] < 1) return ZOR_DFT_BAD_ARGUMENT;
-  if (!size_fits(rank, lengths)) return ZOR_DFT_LENGTH_TOO_LARGE;
-  return precision == ZOR_DFT_DOUBLE ? zor_dft_create_nd_d(fft, domain, rank, lengths)
-                                     : zor_dft_create_nd_s(fft, domain, rank, lengths);
+  return create(fft, precision, domain, rank, lengths);
 }
 
-int32_t zor_fft_set(zor_fft d, int32_t parameter, ...) {
-  if (!valid(d)) return ZOR_DFT_BAD_DESCRIPTOR;
-  va_list args;
-  va_start(args, parameter);
-  int32_t status;
-  switch (type_of(parameter)) {
-    case int_value:
-      status = zor_dft_set_value(d, parameter, va_arg(args, int));
-      break;
-    case wide_value:
-      status = set_wide(d, parameter, va_arg(args, zor_int));
-      break;
-    case double_value:
-      status = zor_dft_set_value(d, parameter, va_arg(args, double));
-      break;
-    case stride_values:
-      status = zor_dft_set_value(d, parameter, va_arg(args, const zor_int*));
-      break;
-    case text_value:
-      status = zor_dft_set_value(d, parameter, va_arg(args, const char*));
-      break;
-    default:
-      status = zor_dft_set_value(d, parameter);
-      break;
-  }
-  va_end(args);
-  return status;
-}
-
-int32_t zor_fft_get(zor_fft d, int32_t parameter, void* value) {
-  if (!valid(d)) return ZOR_DFT_BAD_DESCRIPTOR;
-  return value == nullptr ? int32_t(ZOR_DFT_BAD_VALUE) : get(d, parameter, value);
-}
-
-int32_t zor_fft_commit(zor_fft d) {
-  if (!valid(d)) return ZOR_DFT_BAD_DESCRIPTOR;
-  if (!consistent(d)) return ZOR_DFT_BAD_VALUE;
-  return zor_dft_commit(&d);
-}
+int32_t zor_fft_commit(zor_fft d) { return is_transform(d) ? commit(d) : bad_handle(d); }
 
 int32_t zor_fft_forward(zor_fft d, void* data, ...) {
   va_list args;
   va_start(args, data);
-  const int32_t status = compute(d, &ZorDftDescriptor::compute_forward, data, args);
+  const int32_t status = compute(d, false, data, args);
   va_end(args);
   return status;
 }
@@ -349,15 +275,14 @@ int32_t zor_fft_forward(zor_fft d, void* data, ...) {
 int32_t zor_fft_backward(zor_fft d, void* data, ...) {
   va_list args;
   va_start(args, data);
-  const int32_t status = compute(d, &ZorDftDescriptor::compute_backward, data, args);
+  const int32_t status = compute(d, true, data, args);
   va_end(args);
   return status;
 }
 
-int32_t zor_fft_free(zor_fft* fft) { return zor_dft_free(fft); }
-
-const char* zor_fft_error_text(int32_t status) {
-  return zor_serv_zor_get_msg(status >= 0 && status <= 9 ? 761 + status : 771, 0);
+int32_t zor_fft_free(zor_fft* fft) {
+  if (fft == nullptr || *fft == nullptr) return fft_failure(ZOR_FFT_BAD_VALUE, "fft: a null handle");
+  return with_text(zor_dft_free(fft));
 }
 
 }  // extern "C"

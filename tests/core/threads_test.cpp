@@ -336,8 +336,8 @@ void transform(zor_int rank, const zor_int* lengths, int32_t domain) {
   std::vector<double> x(70000), y(70000);
   zor_fft fft = nullptr;
   zor_fft_create(&fft, ZOR_DFT_DOUBLE, domain, rank, lengths);
-  zor_fft_set(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
-  zor_fft_set(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
+  zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
+  zor_fft_set_int(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
   EXPECT_EQ(ZOR_DFT_OK, zor_fft_commit(fft));
   EXPECT_EQ(ZOR_DFT_OK, zor_fft_forward(fft, x.data(), y.data()));
   EXPECT_EQ(ZOR_DFT_OK, zor_fft_backward(fft, y.data(), x.data()));

@@ -143,17 +143,17 @@ class plan {
     std::vector<zor_int> lengths(s.lengths.rbegin(), s.lengths.rend());
     ok(zor_fft_create(&fft_, sizeof(R) == 4 ? ZOR_DFT_SINGLE : ZOR_DFT_DOUBLE, s.domain,
                       zor_int(lengths.size()), lengths.data()));
-    ok(zor_fft_set(fft_, s.real() ? ZOR_DFT_CONJUGATE_EVEN_STORAGE : ZOR_DFT_COMPLEX_STORAGE, s.storage));
-    if (s.packed()) ok(zor_fft_set(fft_, ZOR_DFT_PACKED_FORMAT, s.format));
-    ok(zor_fft_set(fft_, ZOR_DFT_PLACEMENT, s.placement));
+    ok(zor_fft_set_int(fft_, s.real() ? ZOR_DFT_CONJUGATE_EVEN_STORAGE : ZOR_DFT_COMPLEX_STORAGE, s.storage));
+    if (s.packed()) ok(zor_fft_set_int(fft_, ZOR_DFT_PACKED_FORMAT, s.format));
+    ok(zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, s.placement));
     set_strides(ZOR_DFT_INPUT_STRIDES, s.in_strides, s.in_offset);
     set_strides(ZOR_DFT_OUTPUT_STRIDES, s.out_strides, s.out_offset);
-    ok(zor_fft_set(fft_, ZOR_DFT_INPUT_DISTANCE, s.in_distance));
-    ok(zor_fft_set(fft_, ZOR_DFT_OUTPUT_DISTANCE, s.out_distance));
-    ok(zor_fft_set(fft_, ZOR_DFT_NUMBER_OF_TRANSFORMS, s.count));
-    ok(zor_fft_set(fft_, ZOR_DFT_FORWARD_SCALE, s.forward_scale));
-    ok(zor_fft_set(fft_, ZOR_DFT_BACKWARD_SCALE, s.backward_scale));
-    if (users > 1) ok(zor_fft_set(fft_, ZOR_DFT_NUMBER_OF_USER_THREADS, users));
+    ok(zor_fft_set_int(fft_, ZOR_DFT_INPUT_DISTANCE, s.in_distance));
+    ok(zor_fft_set_int(fft_, ZOR_DFT_OUTPUT_DISTANCE, s.out_distance));
+    ok(zor_fft_set_int(fft_, ZOR_DFT_NUMBER_OF_TRANSFORMS, s.count));
+    ok(zor_fft_set_real(fft_, ZOR_DFT_FORWARD_SCALE, s.forward_scale));
+    ok(zor_fft_set_real(fft_, ZOR_DFT_BACKWARD_SCALE, s.backward_scale));
+    if (users > 1) ok(zor_fft_set_int(fft_, ZOR_DFT_NUMBER_OF_USER_THREADS, users));
     ok(zor_fft_commit(fft_));
   }
   plan(const plan&) = delete;
@@ -174,7 +174,7 @@ class plan {
   void set_strides(int32_t parameter, const std::vector<zor_int>& of, zor_int offset) {
     std::vector<zor_int> all{offset};
     all.insert(all.end(), of.rbegin(), of.rend());
-    ok(zor_fft_set(fft_, parameter, all.data()));
+    ok(zor_fft_set_strides(fft_, parameter, all.data()));
   }
   const transform_case s_;
   zor_fft fft_ = nullptr;

@@ -84,15 +84,16 @@ owned_descriptor make_descriptor(const problem& p, int32_t precision, bool direc
   expect_done(
       zor_fft_create(&fft, precision, p.real() ? ZOR_DFT_REAL : ZOR_DFT_COMPLEX, rank, lengths.data()));
   owned_descriptor d(fft);
-  if (p.data == kind::split) expect_done(zor_fft_set(fft, ZOR_DFT_COMPLEX_STORAGE, ZOR_DFT_REAL_REAL));
-  if (p.data == kind::scrambled) expect_done(zor_fft_set(fft, ZOR_DFT_ORDERING, ZOR_DFT_BACKWARD_SCRAMBLED));
-  if (p.data == kind::packed) expect_done(zor_fft_set(fft, ZOR_DFT_PACKED_FORMAT, p.format));
+  if (p.data == kind::split) expect_done(zor_fft_set_int(fft, ZOR_DFT_COMPLEX_STORAGE, ZOR_DFT_REAL_REAL));
+  if (p.data == kind::scrambled)
+    expect_done(zor_fft_set_int(fft, ZOR_DFT_ORDERING, ZOR_DFT_BACKWARD_SCRAMBLED));
+  if (p.data == kind::packed) expect_done(zor_fft_set_int(fft, ZOR_DFT_PACKED_FORMAT, p.format));
   if (p.data == kind::mixed)
-    expect_done(zor_fft_set(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
-  expect_done(zor_fft_set(fft, ZOR_DFT_PLACEMENT, p.in_place ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE));
-  expect_done(zor_fft_set(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, p.transforms));
-  expect_done(zor_fft_set(fft, ZOR_DFT_FORWARD_SCALE, p.scale));
-  expect_done(zor_fft_set(fft, ZOR_DFT_BACKWARD_SCALE, p.scale));
+    expect_done(zor_fft_set_int(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX));
+  expect_done(zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, p.in_place ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE));
+  expect_done(zor_fft_set_int(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, p.transforms));
+  expect_done(zor_fft_set_real(fft, ZOR_DFT_FORWARD_SCALE, p.scale));
+  expect_done(zor_fft_set_real(fft, ZOR_DFT_BACKWARD_SCALE, p.scale));
   const struct {
     bool spectrum;
     int32_t strides, distance;
@@ -102,8 +103,8 @@ owned_descriptor make_descriptor(const problem& p, int32_t precision, bool direc
     const side s = side_of(p, which.spectrum);
     std::vector<zor_int> strides{s.offset};
     strides.insert(strides.end(), s.strides.rend() - rank, s.strides.rend());
-    expect_done(zor_fft_set(fft, which.strides, strides.data()));
-    expect_done(zor_fft_set(fft, which.distance, s.distance));
+    expect_done(zor_fft_set_strides(fft, which.strides, strides.data()));
+    expect_done(zor_fft_set_int(fft, which.distance, s.distance));
   }
   return d;
 }
