@@ -12,8 +12,9 @@ namespace {
 
 constexpr zor_bitcnt limb_bits = 64;
 
-// Sizes of the modulus, in limbs, for which this is as fast as GMP's own routine, or faster. Below, GMP's rows cost less
-// because they are one piece of assembly; above, it reduces by the inverse of the whole modulus.
+// Sizes of the modulus, in limbs, for which this is as fast as GMP's own routine, or faster. Below, GMP's
+// rows cost less because they are one piece of assembly; above, it reduces by the inverse of the whole
+// modulus.
 constexpr long least_modulus = 25;
 constexpr long largest_modulus = 72;
 

@@ -29,7 +29,10 @@ zor_int scal_runs(zor_int n, A alpha, T* x) {
 
 template <class T, class A>
 void scal(zor_int n, A alpha, T* x, zor_int incx) {
-  if (n < 1 || is_one(alpha)) return;
+  if (n < 1) return;
+  // A compiler may compare before it looks at n, and a denormal alpha then raises a flag for an empty vector.
+  asm volatile("");
+  if (is_one(alpha)) return;
   incx = absolute_step(incx);
   for (zor_int i = incx == 1 ? scal_runs(n, alpha, x) : 0; i < n; ++i) {
     if constexpr (is_complex<A>)

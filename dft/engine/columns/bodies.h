@@ -34,7 +34,7 @@ void copy_rows(const column_call<R>& call) {
     const ptrdiff_t row = row_index(c, i);
     for (ptrdiff_t j = 0; j < c.columns; j += lane_count<V>) {
       complex_lanes<V> v = load_complex<F, V>(c.x_re, c.x_im, row + j);
-      v.im = v.im * c.sign;
+      v.im = with_sign(v.im, c.sign);
       store_tile(c.tile + 2 * (i * c.columns + j), v);
     }
   }
@@ -52,7 +52,7 @@ void gather_pass(const column_call<R>& c) {
       complex_lanes<V> u[r];
       unrolled<r>([&](auto t) __attribute__((always_inline)) {
         u[t] = load_complex<F, V>(c.x_re, c.x_im, row[t] + j);
-        u[t].im = u[t].im * c.sign;
+        u[t].im = with_sign(u[t].im, c.sign);
       });
       dft<r>(u);
       R* const out = c.tile + 2 * (q * c.columns + j);
@@ -112,7 +112,7 @@ void whole_pass(const column_call<R>& c) {
     complex_lanes<V> u[r];
     unrolled<r>([&](auto t) __attribute__((always_inline)) {
       u[t] = load_complex<F, V>(c.x_re, c.x_im, row_index(c, t) + j);
-      u[t].im = u[t].im * c.sign;
+      u[t].im = with_sign(u[t].im, c.sign);
     });
     dft<r>(u);
     unrolled<r>([&](auto s) __attribute__((always_inline)) {

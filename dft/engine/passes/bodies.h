@@ -29,7 +29,7 @@ template <class R, int r, class V, form In, form Out, bool Plain = false>
     complex_lanes<V> u[r];
     unrolled<r>([&](auto t) __attribute__((always_inline)) {
       u[t] = load_complex<In, V>(d.x_re, d.x_im, p + l * t);
-      if constexpr (In == form::interleaved && !Plain) u[t].im = u[t].im * d.sign;
+      if constexpr (In == form::interleaved && !Plain) u[t].im = with_sign(u[t].im, d.sign);
     });
     finish_first<R, r, V, Out>(d, w, l, p, u);
   }
@@ -130,7 +130,7 @@ void generic_pass(const pass_data<R>& d, const pass<R>& self) {
       const ptrdiff_t q = i + W <= m ? i : m - W;
       for (int t = 0; t < r; ++t) {
         x[t] = load_complex<In, V>(d.x_re, d.x_im, q + m * (p + l * t));
-        if constexpr (At == position::first && In != form::split) x[t].im = x[t].im * d.sign;
+        if constexpr (At == position::first && In != form::split) x[t].im = with_sign(x[t].im, d.sign);
       }
       generic_dft<R, V>(r, self.cosines, x, y);
       for (int s = 0; s < r; ++s) {
@@ -155,7 +155,7 @@ void straight_pass(const pass_data<R>& d, const pass<R>&) {
       x[j] = {d.x_re[j], d.x_im[j]};
     else
       x[j] = {d.x_re[2 * j], d.x_re[2 * j + 1]};
-    x[j].im = x[j].im * d.sign;
+    x[j].im = with_sign(x[j].im, d.sign);
   });
   dft<N>(x);
   unrolled<N>([&](auto k) __attribute__((always_inline)) {

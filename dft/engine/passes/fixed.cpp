@@ -36,10 +36,10 @@ template <class R, int N, bool Plain>
   using V = typename S::V;
   constexpr int L = S::L;
   packed_lanes<V> u[L];
-  const V sign = broadcast_pair<V>(R(1), d.sign), scale = broadcast_pair<V>(d.scale_re, d.scale_im);
+  const V scale = broadcast_pair<V>(d.scale_re, d.scale_im);
   unrolled<L>([&](auto t) __attribute__((always_inline)) {
     u[t].v = load<V>(d.x_re + 2 * L * t);
-    if constexpr (!Plain) u[t].v = u[t].v * sign;
+    if constexpr (!Plain) u[t].v = d.sign < 0 ? negate_pairs<1>(u[t].v) : u[t].v;
   });
   dft<L>(u);
   V rows[L];

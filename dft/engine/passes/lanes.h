@@ -30,6 +30,16 @@ template <class V, class R>
     store(p, v);
 }
 
+// v times 1 or -1. Only the sign bit changes: a product would flush denormals where the caller's mode asks
+// for it, and bits would then depend on which pass reads a value first.
+template <class V, class R>
+[[gnu::always_inline]] inline V with_sign(V v, R sign) {
+  if constexpr (lane_count<V> == 1)
+    return sign < 0 ? -v : v;
+  else
+    return V(bits_t<V>(v) ^ (bits_t<V>(broadcast<V>(sign)) & bits_t<V>(broadcast<V>(R(-0.0)))));
+}
+
 template <form F, class V, class R>
 [[gnu::always_inline]] inline complex_lanes<V> load_complex(const R* re, const R* im, ptrdiff_t j) {
   if constexpr (F == form::split) {

@@ -31,7 +31,7 @@ constexpr int pass_lanes(int index) {
 // Data of a pass; for interleaved and blocked data re alone is read. A backward transform is a forward one of
 // data with real and imaginary parts exchanged, and its results are exchanged again. Split data do that by
 // exchanging pointers, and are scaled behind the last pass. Other data are conjugated instead: a first pass
-// multiplies imaginary parts of its input by sign (1 or -1), a last pass multiplies its output by the scales.
+// gives imaginary parts of its input the sign (1 or -1), a last pass multiplies its output by the scales.
 template <class R>
 struct pass_data {
   const R *x_re, *x_im;

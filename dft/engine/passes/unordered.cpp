@@ -66,7 +66,7 @@ template <class R, int r, class V>
   complex_lanes<V> u[r > 0 ? r : largest_generic];
   const auto load_term = [&](auto t) __attribute__((always_inline)) {
     u[t] = load_complex<form::interleaved, V>(x, x, base + q + row.span * t);
-    u[t].im = u[t].im * sign;
+    u[t].im = with_sign(u[t].im, sign);
     if (row.span > 1 && t > 0) {
       const complex_lanes<V> w = row_twiddle<V>(row, t, q);
       u[t] = mul(u[t], w.re, w.im);

@@ -107,7 +107,7 @@ void short_backward(const R* x, R end, R* y, R scale) {
     unrolled<T::r>([&](auto t) __attribute__((always_inline)) {
       constexpr int at = i * L + T::l * t;
       u[t] = {slice<sizeof(F), at % W / L>(z[at / W].re),
-              slice<sizeof(F), at % W / L>(z[at / W].im) * d.sign};
+              with_sign(slice<sizeof(F), at % W / L>(z[at / W].im), d.sign)};
     });
     finish_first<R, T::r, F, form::blocked>(d, T::table.values + i * 2 * L * (T::r - 1), T::l, i * L, u);
   });

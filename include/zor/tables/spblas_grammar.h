@@ -1,5 +1,5 @@
-// The grammar of sparse kernel names, for the tables of the formats (spblas_csr.inc and so on). A name is zor_spblas_ (64-bit integers) or
-// zor_spblas_lp64_ (32-bit), then without separator
+// The grammar of sparse kernel names, for the tables of the formats (spblas_csr.inc and so on): zor_spblas_
+// (64-bit integers) or zor_spblas_lp64_ (32-bit), then without separator
 //
 //   type       s d c z
 //   format     csr coo dia bsr
@@ -19,7 +19,7 @@
 //
 // Each name comes out as ROW_<format>_<kernel>_<exec>(name, T, I, base, op, structure, triangle, diagonal)
 // with T its element and I its integer.
-
+// clang-format off
 #define TYPES_SDCZ(next, ...)     \
   next(s, float, __VA_ARGS__)     \
   next(d, double, __VA_ARGS__)    \
