@@ -145,29 +145,14 @@ int32_t check_steps(const ZorDftDescriptor* d, const side_fields& side) {
   return ZOR_FFT_OK;
 }
 
-// In place every row of reals lies over its own half spectrum: steps of one side are twice those of the
-// other, in whichever direction the transform was laid out.
-bool rows_coincide(const ZorDftDescriptor* d, const side_fields& reals, const side_fields& spectrum) {
-  for (zor_int k = 1; k < d->rank; ++k)
-    if (d[k].length > 1 && d[k].*reals.stride != 2 * (d[k].*spectrum.stride)) return false;
-  return d->number_of_transforms == 1 || d->*reals.distance == 2 * (d->*spectrum.distance);
-}
-
 // The directions whose output has a place for every element: bits of overlapping_output.
 int32_t overlaps(const ZorDftDescriptor* d) {
-  if (is_in_place(d) && is_mixed(d)) {
-    const bool forward =
-        rows_coincide(d, input_side, output_side) && all_apart(steps_of(d, output_side, content::spectrum));
-    const bool backward =
-        rows_coincide(d, output_side, input_side) && all_apart(steps_of(d, input_side, content::spectrum));
-    return (forward ? 0 : overlapping_forward) | (backward ? 0 : overlapping_backward);
-  }
+  const side_fields& written = has_output_layout(d) ? output_side : input_side;
   const content spectrum = is_real(d) ? content::spectrum : content::values;
-  if (is_in_place(d))
-    return all_apart(steps_of(d, input_side, spectrum)) ? 0 : overlapping_forward | overlapping_backward;
-  const content reals = is_real(d) ? content::reals : content::values;
-  return (all_apart(steps_of(d, output_side, spectrum)) ? 0 : overlapping_forward) |
-         (all_apart(steps_of(d, output_side, reals)) ? 0 : overlapping_backward);
+  // In place a packed line takes the room of its reals.
+  const content reals = is_real(d) && has_output_layout(d) ? content::reals : spectrum;
+  return (all_apart(steps_of(d, written, spectrum)) ? 0 : overlapping_forward) |
+         (all_apart(steps_of(d, written, reals)) ? 0 : overlapping_backward);
 }
 
 // First and last byte of a side, from the pointer that the caller gives, and the distance that divides all
@@ -236,10 +221,7 @@ int32_t check_layout(ZorDftDescriptor* d) {
   if (status != ZOR_FFT_OK) return status;
   d->reserved_c = overlaps(d);
   if (d->reserved_c != (overlapping_forward | overlapping_backward)) return ZOR_FFT_OK;
-  if (is_in_place(d) && is_mixed(d))
-    return refused("ZOR_DFT_INPUT_STRIDES, ZOR_DFT_OUTPUT_STRIDES or distances",
-                   "in place each row of reals must lie over its own spectrum, and rows apart");
-  return refused(is_in_place(d) ? input_side.strides_name : output_side.strides_name,
+  return refused(has_output_layout(d) ? output_side.strides_name : input_side.strides_name,
                  "elements of the output overlap");
 }
 

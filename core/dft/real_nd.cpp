@@ -207,12 +207,29 @@ int32_t commit_directions(ZorDftDescriptor* d, real_nd* r) {
   return status;
 }
 
+// In place boxes of three dimensions run one by one, so every row of reals lies over its own half spectrum:
+// steps of one side are twice those of the other.
+bool rows_coincide(const ZorDftDescriptor* d, const side_fields& reals, const side_fields& spectrum) {
+  for (zor_int k = 1; k < d->rank; ++k)
+    if (d[k].length > 1 && d[k].*reals.stride != 2 * (d[k].*spectrum.stride)) return false;
+  return d->number_of_transforms == 1 || d->*reals.distance == 2 * (d->*spectrum.distance);
+}
+
 }  // namespace
 
 int32_t commit_real_nd(ZorDftDescriptor* d) {
   if (is_packed(d))
     return fft_failure(ZOR_FFT_NOT_IMPLEMENTED,
                        "ZOR_DFT_CONJUGATE_EVEN_STORAGE: packed spectra have one or two dimensions");
+  if (is_in_place(d)) {
+    if (!rows_coincide(d, input_side, output_side)) d->reserved_c |= overlapping_forward;
+    if (!rows_coincide(d, output_side, input_side)) d->reserved_c |= overlapping_backward;
+    if (d->reserved_c == (overlapping_forward | overlapping_backward))
+      return fft_failure(
+          ZOR_FFT_BAD_VALUE,
+          "ZOR_DFT_INPUT_STRIDES, ZOR_DFT_OUTPUT_STRIDES or distances: in place, rows of reals of four "
+          "or more dimensions lie over their own spectra");
+  }
   zor_dft_set_value(d, -1);
   attachment* const own = attach(d);
   if (own == nullptr) return with_text(ZOR_FFT_NO_MEMORY);
