@@ -77,6 +77,19 @@ template <class T, int R = thresholds::packs_abreast, class Body>
   }
 }
 
+// The same for entries that are not gathered by rows: R packs of a row-major operand; of a column-major one R
+// columns, each element by itself.
+template <bool RowMajor, class T, class Body>
+[[gnu::always_inline]] inline void for_right_hand_sides(zor_int first, zor_int last, const Body& body) {
+  constexpr int r = thresholds::entries_abreast<RowMajor>;
+  if constexpr (RowMajor) {
+    for_packs_abreast<T, r>(first, last, body);
+  } else {
+    for (; first + r <= last; first += r) body.template operator()<1, r>(first);
+    for (; first < last; ++first) body.template operator()<1, 1>(first);
+  }
+}
+
 // Rows of a panel for so many right-hand sides, and the most rows that any panel has.
 template <class T>
 constexpr zor_int panel_rows(zor_int right_hand_sides) {

@@ -42,6 +42,9 @@ inline constexpr int packs_abreast = 8;
 // from as many lines as it has elements: one at a time.
 template <bool RowMajor>
 inline constexpr int packs_abreast_in = RowMajor ? packs_abreast / 2 : 1;
+// Tuned: packs, or columns, of right-hand sides abreast where entries come one by one.
+template <bool RowMajor>
+inline constexpr int entries_abreast = RowMajor ? 2 : 4;
 // Tuned: packs with four sums each that have room in the registers; more are taken by halves.
 inline constexpr int packs_of_four_sums = width == 64 ? 4 : 2;
 // Tuned: a panel has the rows that fill half a page of the dense operand, and four more: all right-hand sides

@@ -133,6 +133,7 @@ void run_gemm(recorder& out);
 void run_matvec(recorder& out);
 void run_level3(recorder& out);
 void run_spcsr(recorder& out);
+void run_spcoo(recorder& out);
 void run_dft1(recorder& out);
 void run_dftreal(recorder& out);
 void run_dftnd(recorder& out);
@@ -140,8 +141,8 @@ void run_gmp(recorder& out);
 void run_trans(recorder& out);
 void run_xblas(recorder& out);
 inline constexpr battery_family battery[] = {
-    {"vector", run_vector}, {"gemm", run_gemm},   {"matvec", run_matvec},   {"level3", run_level3},
-    {"spcsr", run_spcsr},   {"dft1", run_dft1},   {"dftreal", run_dftreal}, {"dftnd", run_dftnd},
-    {"gmp", run_gmp},       {"trans", run_trans}, {"xblas", run_xblas}};
+    {"vector", run_vector}, {"gemm", run_gemm},   {"matvec", run_matvec}, {"level3", run_level3},
+    {"spcsr", run_spcsr},   {"spcoo", run_spcoo}, {"dft1", run_dft1},     {"dftreal", run_dftreal},
+    {"dftnd", run_dftnd},   {"gmp", run_gmp},     {"trans", run_trans},   {"xblas", run_xblas}};
 
 }  // namespace zor_tools

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/coo/solve.h"
+
+ZOR_COO_SOLVES(zor::c32)

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/coo/product.h"
+
+ZOR_COO_PRODUCTS(zor::c64)

@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: MIT
+// Every product and solve of a matrix in coordinates against plain loops in the stated order, bit for bit,
+// and products of small integers, whose sums are exact, against the dense matrix that a view stands for.
+#include <gtest/gtest.h>
+
+#include "tests/ref/coo.h"
+#include "tests/spblas/sides.h"
+#include "tests/support/zalloc.h"
+#include "zor/serv.h"
+#include "zor/signatures/spblas.h"
+
+namespace {
+
+using namespace sparse_test;
+using zor_ref::triple_list;
+
+struct sizes {
+  int64_t m, k, nnz;  // k is that of the general view; the others are square
+  bool by_rows;       // entries come row after row
+};
+const sizes all_sizes[] = {{.m = 1, .k = 1, .nnz = 3, .by_rows = false},
+                           {.m = 3, .k = 5, .nnz = 0, .by_rows = false},
+                           {.m = 7, .k = 3, .nnz = 20, .by_rows = true},
+                           {.m = 23, .k = 31, .nnz = 150, .by_rows = false},
+                           {.m = 60, .k = 40, .nnz = 700, .by_rows = true}};
+const columns all_columns[] = {{.n = 1, .first = 1, .last = 1},
+                               {.n = 9, .first = 2, .last = 8},
+                               {.n = 37, .first = 1, .last = 37},
+                               {.n = 4, .first = 3, .last = 2}};
+
+template <class T>
+triple_list<T> random_triples(random_bits& random, numbers kind, int64_t m, int64_t k, int64_t nnz,
+                              bool by_rows) {
+  triple_list<T> list;
+  for (int64_t e = 0; e < nnz; ++e) {
+    const int64_t row = random.between(1, m);
+    const bool diagonal = random.between(0, 4) == 0 && row <= k;
+    list.push_back({row, diagonal ? row : random.between(1, k), draw<T>(random, kind)});
+  }
+  if (by_rows)
+    std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.row < b.row; });
+  return list;
+}
+
+// The entries of a solve: as above, small, and a dominant diagonal in every row, in some rows behind a first
+// one that does not count.
+template <class T>
+triple_list<T> random_system(random_bits& random, int64_t m, int64_t nnz, bool by_rows) {
+  auto list = random_triples<T>(random, numbers::fractions, m, m, nnz, by_rows);
+  for (auto& e : list)
+    for (size_t i = 0; i < parts<T>; ++i) reals(&e.value)[i] /= 8;
+  for (int64_t r = m; r >= 1; --r) {
+    T pivot = draw<T>(random, numbers::fractions);
+    reals(&pivot)[0] += 3;
+    const auto behind =
+        std::find_if(list.rbegin(), list.rend(), [&](const auto& e) { return e.row == r && e.column == r; });
+    const int64_t least = list.rend() - behind, place = random.between(least, int64_t(list.size()));
+    list.insert(list.begin() + place, {r, r, pivot});
+  }
+  return list;
+}
+
+template <class T, class I>
+struct coo_arrays {
+  guarded<T> val;
+  guarded<I> rowind, colind;
+  coo_arrays(const triple_list<T>& list, int base)
+      : val(list.size()), rowind(list.size()), colind(list.size()) {
+    for (size_t e = 0; e < list.size(); ++e) {
+      val[e] = list[e].value;
+      rowind[e] = I(list[e].row - 1 + base);
+      colind[e] = I(list[e].column - 1 + base);
+    }
+  }
+};
+
+template <class T>
+zor_ref::row_list<T> rows_of(const triple_list<T>& list, int64_t m) {
+  zor_ref::row_list<T> rows(static_cast<size_t>(m));
+  for (const auto& e : list) rows[size_t(e.row - 1)].push_back({e.column, e.value});
+  return rows;
+}
+
+// Entries first to last and right-hand sides c of a product. call(arrays, m, alpha, b, ldb, c, ldc).
+template <class T, class I, class Call>
+void check_product(const char* name, const shape& s, const sizes& z, int64_t first, int64_t last,
+                   const columns& n, bool row_major, numbers kind, const Call& call) {
+  random_bits random(uint64_t(z.m * 1000 + first + n.n));
+  const int64_t k = s.structure == 'g' ? z.k : z.m;
+  const auto list = random_triples<T>(random, kind, z.m, k, z.nnz, z.by_rows);
+  coo_arrays<T, I> a(list, s.base);
+  sides<T> b(random, kind, k, n.n, row_major, 2), c(random, kind, z.m, n.n, row_major, 3);
+  const T alpha = draw<T>(random, kind);
+  const triple_list<T> taken(list.begin() + (first - 1), list.begin() + std::max(last, first - 1));
+  std::vector<T> expected(c.all.begin(), c.all.end());
+  const bool empty = last < first && s.structure != 'd' && z.nnz > 0;
+  for (int64_t j = n.first; j <= n.last && !empty; ++j) {
+    const auto out = c.column(expected.data(), j);
+    if (kind == numbers::integers)
+      add_dense(zor_ref::dense_of(s, rows_of(taken, z.m), k), z.m, k, alpha, b.get(j), out);
+    else
+      zor_ref::coo_product(s, taken, z.m, alpha, b.get(j), out);
+  }
+  check_call(std::string(name) + ", m " + std::to_string(z.m) + ", entries " + std::to_string(first) + ".." +
+                 std::to_string(last) + ", right-hand sides " + std::to_string(n.first) + ".." +
+                 std::to_string(n.last),
+             kind, expected, c.all, [&] { call(a, alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
+}
+
+// Arguments that a kernel does not read are null.
+template <class T, class I>
+void check_mvout_par(const char* name, const shape& s, zor::coo_mvout_par_fn<T, I>* f) {
+  const bool ranged = (s.structure == 'g' && s.base == 1) || (s.structure != 'g' && s.structure != 't');
+  for (const sizes& z : all_sizes) {
+    const int64_t ranges[][2] = {{1, z.nnz}, {(z.nnz + 2) / 3, z.nnz}, {z.nnz / 2, z.nnz / 2}, {2, 1}};
+    for (const auto& range : ranges) {
+      if (&range != &ranges[0] && !ranged) continue;
+      for (const numbers kind : {numbers::integers, numbers::fractions}) {
+        const I first = I(range[0]), last = I(range[1]), m = I(z.m), nnz = I(z.nnz);
+        if (ranged && nnz < 1) continue;
+        check_product<T, I>(name, s, z, first, last, {1, 1, 1}, false, kind,
+                            [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
+                              f(ranged ? &first : nullptr, ranged ? &last : nullptr,
+                                s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(),
+                                a.rowind.data(), a.colind.data(), ranged ? nullptr : &nnz, x, y);
+                            });
+      }
+    }
+  }
+}
+
+template <class T, class I>
+void check_mvout_seq(const char* name, const shape& s, zor::coo_mvout_seq_fn<T, I>* f) {
+  for (const sizes& z : all_sizes) {
+    for (const numbers kind : {numbers::integers, numbers::fractions}) {
+      const I m = I(z.m), nnz = I(z.nnz);
+      check_product<T, I>(name, s, z, 1, nnz, {1, 1, 1}, false, kind,
+                          [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
+                            f(s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(),
+                              a.rowind.data(), a.colind.data(), s.diagonal == 'u' ? nullptr : &nnz, x, y);
+                          });
+    }
+  }
+}
+
+template <class T, class I>
+void check_mmout_par(const char* name, const shape& s, zor::coo_mmout_par_fn<T, I>* f) {
+  for (const sizes& z : all_sizes) {
+    for (const columns& n : all_columns) {
+      for (const numbers kind : {numbers::integers, numbers::fractions}) {
+        const I first = I(n.first), last = I(n.last), m = I(z.m), nnz = I(z.nnz);
+        check_product<T, I>(name, s, z, 1, nnz, n, s.base == 0, kind,
+                            [&](coo_arrays<T, I>& a, T alpha, const T* b, I ldb, T* c, I ldc) {
+                              f(&first, &last, &m, nullptr, &alpha, a.val.data(), a.rowind.data(),
+                                a.colind.data(), &nnz, b, &ldb, c, &ldc);
+                            });
+      }
+    }
+  }
+}
+
+TEST(CooProduct, RangeOfEntries) {
+#define ROW_coo_mvout_par(name, T, I, base, op, form, tri, diag) \
+  check_mvout_par<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_coo.inc"
+}
+
+TEST(CooProduct, Diagonal) {
+#define ROW_coo_mvout_seq(name, T, I, base, op, form, tri, diag) \
+  check_mvout_seq<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_coo.inc"
+}
+
+TEST(CooProduct, RangeOfRightHandSides) {
+#define ROW_coo_mmout_par(name, T, I, base, op, form, tri, diag) \
+  check_mmout_par<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_coo.inc"
+}
+
+// Solves right-hand sides of one system. With `scans` the solve is the one without memory.
+template <class T, class I, class Call>
+void check_solve(const char* name, const shape& s, const sizes& z, const columns& n, bool row_major,
+                 bool scans, const Call& call) {
+  random_bits random(uint64_t(z.m * 100 + n.n));
+  const auto list = random_system<T>(random, z.m, z.nnz, z.by_rows);
+  coo_arrays<T, I> a(list, s.base);
+  sides<T> x(random, numbers::fractions, z.m, n.n, row_major, 2);
+  std::vector<T> expected(x.all.begin(), x.all.end());
+  for (int64_t j = n.first; j <= n.last; ++j) {
+    const auto out = x.column(expected.data(), j);
+    scans ? zor_ref::coo_scans(s, list, z.m, out) : zor_ref::coo_solve(s, list, z.m, out);
+  }
+  const I nnz = I(list.size());
+  const std::string what = std::string(name) + ", m " + std::to_string(z.m) + ", right-hand sides " +
+                           std::to_string(n.first) + ".." + std::to_string(n.last);
+  check_call(what, numbers::fractions, expected, x.all, [&] { call(a, nnz, x.all.data(), I(x.ld)); });
+}
+
+template <class T, class I>
+void check_svout(const char* name, const shape& s, zor::coo_svout_seq_fn<T, I>* f) {
+  for (const sizes& z : all_sizes) {
+    const I m = I(z.m);
+    check_solve<T, I>(name, s, z, {1, 1, 1}, false, false, [&](coo_arrays<T, I>& a, I nnz, T* y, I) {
+      f(&m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &nnz, nullptr, y);
+    });
+  }
+}
+template <class T, class I>
+void check_smout(const char* name, const shape& s, zor::coo_smout_par_fn<T, I>* f) {
+  for (const sizes& z : all_sizes) {
+    for (const columns& n : all_columns) {
+      const I first = I(n.first), last = I(n.last), m = I(z.m);
+      check_solve<T, I>(name, s, z, n, s.base == 0, false, [&](coo_arrays<T, I>& a, I nnz, T* c, I ldc) {
+        f(&first, &last, &m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &nnz, c, &ldc);
+      });
+    }
+  }
+}
+
+TEST(CooSolve, OneRightHandSide) {
+#define ROW_coo_svout_seq(name, T, I, base, op, form, tri, diag) \
+  check_svout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_coo.inc"
+}
+
+TEST(CooSolve, ManyRightHandSides) {
+#define ROW_coo_smout_par(name, T, I, base, op, form, tri, diag) \
+  check_smout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_coo.inc"
+}
+
+// Each request of a triangular solve fails once: the entries are then scanned for every row, and all memory
+// comes back. Four requests, five with a stored diagonal, behind the first one of all, which is the pool's
+// own and without which it serves requests one by one.
+template <class T, class I>
+void check_short_memory(const char* name, const shape& s, zor::coo_smout_par_fn<T, I>* f) {
+  if (s.structure == 'd') return;
+  const I requests = s.diagonal == 'u' ? 4 : 5;
+  for (I nth = 1; nth <= requests + 2; ++nth) {
+    const I first = 2, last = 4, m = 23;
+    check_solve<T, I>(name, s, {23, 23, 150, false}, {5, 2, 4}, s.base == 0, nth > 1 && nth <= requests + 1,
+                      [&](coo_arrays<T, I>& a, I nnz, T* c, I ldc) {
+                        zor_serv_freebuffers();
+                        zalloc_reset();
+                        zalloc_fail(uint64_t(nth), false);
+                        f(&first, &last, &m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(),
+                          &nnz, c, &ldc);
+                        zalloc_fail(0, false);
+                      });
+    zor_serv_freebuffers();
+    EXPECT_EQ(0, zalloc_live_blocks()) << name << ", request " << nth;
+  }
+}
+TEST(CooSolve, ShortMemory) {
+#define ROW_coo_smout_par(name, T, I, base, op, form, tri, diag) \
+  check_short_memory<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#include "zor/tables/spblas_coo.inc"
+}
+
+// The place of a missing diagonal entry is what the memory held: here that of entry 0.
+TEST(CooSolve, MissingDiagonalReadsWhatMemoryHeld) {
+  const int64_t m = 40, nnz = 1, row[] = {2}, column[] = {1};
+  const double val[] = {4};
+  void* const block = zor_serv_allocate(uint64_t(m) * sizeof(int64_t), 128);
+  std::memset(block, 0, size_t(m) * sizeof(int64_t));
+  zor_serv_deallocate(block);
+  std::vector<double> y(size_t(m), 8);
+  zor_spblas_dcoo1ntlnf__svout_seq(&m, nullptr, nullptr, val, row, column, &nnz, nullptr, y.data());
+  EXPECT_EQ(2, y[0]);
+  EXPECT_EQ(0, y[1]);  // (8 - 4 * 2) / 4
+  EXPECT_EQ(2, y[39]);
+}
+
+}  // namespace

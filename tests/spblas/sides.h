@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// Dense operands of many right-hand sides for the tests of the sparse formats, and what their cases share.
+#pragma once
+
+#include <cfenv>
+#include <cmath>
+#include <string>
+
+#include "tests/spblas/matrices.h"
+
+namespace sparse_test {
+
+using zor_ref::column_of;
+using zor_ref::shape;
+
+#define SHAPE(base, op, form, tri, diag) \
+  shape { base, #op[0], #form[0], #tri[0], #diag[0] }
+
+// Right-hand sides first to last of n, from 1.
+struct columns {
+  int64_t n, first, last;
+};
+
+// n right-hand sides of so many rows between guard pages, with padding of NaN.
+template <class T>
+struct sides {
+  int64_t rows, n, ld;
+  bool row_major;
+  guarded<T> all;
+
+  sides(random_bits& random, numbers kind, int64_t m, int64_t count, bool by_rows, int64_t padding)
+      : rows(m),
+        n(count),
+        ld((by_rows ? count : m) + padding),
+        row_major(by_rows),
+        all(size_t(m < 1 || count < 1 ? 0
+                   : by_rows          ? (m - 1) * ld + count
+                                      : (count - 1) * ld + m)) {
+    for (size_t i = 0; i < all.size() * parts<T>; ++i) reals(all.data())[i] = real<T>(NAN);
+    for (int64_t j = 1; j <= n; ++j)
+      for (int64_t i = 1; i <= rows; ++i) column(all.data(), j)(i) = draw<T>(random, kind);
+  }
+  template <class E>
+  column_of<E> column(E* first, int64_t j) const {
+    return {row_major ? first + j - 1 : first + (j - 1) * ld, row_major ? ld : 1};
+  }
+  column_of<const T> get(int64_t j) {
+    const T* first = all.data();
+    return column(first, j);
+  }
+};
+
+// Runs a call that is to leave `expected` in `actual`, and looks at its flags: integers raise none, fractions
+// no more than that for a rounding.
+template <class T, class Call>
+void check_call(const std::string& what, numbers kind, const std::vector<T>& expected, guarded<T>& actual,
+                const Call& call) {
+  std::feclearexcept(FE_ALL_EXCEPT);
+  call();
+  const int raised = std::fetestexcept(FE_ALL_EXCEPT);
+  EXPECT_TRUE(zor_test::same_bits(reals(expected.data()), reals(actual.data()), expected.size() * parts<T>))
+      << what;
+  EXPECT_EQ(kind == numbers::integers ? raised : raised & ~FE_INEXACT, 0) << what;
+}
+
+// y + alpha D x by plain sums, D dense, `rows` by `cols`; exact for integers.
+template <class T>
+void add_dense(const std::vector<T>& d, int64_t rows, int64_t cols, T alpha, const column_of<const T>& x,
+               const column_of<T>& y) {
+  using namespace zor_ref;
+  for (int64_t i = 1; i <= rows; ++i)
+    for (int64_t l = 1; l <= cols; ++l)
+      y(i) = plus(y(i), times(times(alpha, d[size_t((i - 1) * cols + l - 1)]), x(l)));
+}
+
+}  // namespace sparse_test

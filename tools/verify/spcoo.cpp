@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+// Products and solves of matrices in coordinates, in both integer widths.
+#include "tools/verify/battery.h"
+#include "zor/spblas.h"
+
+namespace zor_tools {
+namespace {
+
+// Square, so that every view applies: entries on both sides, repeats and empty rows in any order; for solves
+// with a diagonal that dominates, so that they do not grow out of range.
+template <class T, class I>
+struct matrix {
+  I m, nnz;
+  std::vector<T> val;
+  std::vector<I> rowind, colind;
+
+  matrix(zor_int rows, int base, bool solved, numbers& source) : m(I(rows)) {
+    for (zor_int e = 0; e < 9 * rows; ++e) {
+      const I row = I(source.below(uint64_t(rows))), column = I(source.below(uint64_t(rows)));
+      add(row + I(base), column + I(base), 0, source);
+      if (solved && e < rows) add(I(rows - 1 - e) + I(base), I(rows - 1 - e) + I(base), 17, source);
+    }
+    nnz = I(val.size());
+  }
+
+ private:
+  void add(I row, I column, double pivot, numbers& source) {
+    const bool diagonal = pivot == 0 && row == column;
+    const double re = source.real() / 64, im = source.real() / 64;
+    rowind.push_back(row);
+    colind.push_back(diagonal ? (column > I(m / 2) ? column - 1 : column + (m > 1 ? 1 : 0)) : column);
+    val.push_back(scalar<T>(pivot + re, im));
+  }
+};
+
+template <class T>
+T factor(uint64_t turn) {
+  return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
+}
+
+constexpr zor_int row_counts[] = {1, 6, 45};
+
+// call(matrix, alpha, x, y) for each size, with ordinary and with special values in x.
+template <class T, class I, class Call>
+void vectors(recorder& out, int base, bool solved, const Call& call) {
+  uint64_t turn = 0;
+  for (const content kind : {content::ordinary, content::special}) {
+    for (const zor_int m : row_counts) {
+      numbers source(++turn);
+      const matrix<T, I> a(m, base, solved, source);
+      block<T> x(size_t(m), turn % 3, source, kind), y(size_t(m), turn % 2, source);
+      call(a, factor<T>(turn), x.data(), y.data());
+      y.record(out);
+    }
+  }
+}
+
+// The same for right-hand sides 2 to n - 1 of n.
+template <class T, class I, class Call>
+void columns(recorder& out, int base, bool solved, const Call& call) {
+  uint64_t turn = 100;
+  for (const zor_int m : row_counts) {
+    for (const zor_int n : {3, 21}) {
+      numbers source(++turn);
+      const matrix<T, I> a(m, base, solved, source);
+      const zor_int ld = (base == 0 ? n : m) + zor_int(turn % 2);
+      const size_t size = size_t(ld * (base == 0 ? m : n));
+      block<T> b(size, turn % 3, source), c(size, turn % 2, source);
+      call(a, factor<T>(turn), I(2), I(n - 1), b.data(), c.data(), I(ld));
+      c.record(out);
+    }
+  }
+}
+
+}  // namespace
+
+void run_spcoo(recorder& out) {
+#define ROW_coo_mvout_par(name, T, I, base, ...)                                                          \
+  if (out.begin(#name))                                                                                   \
+    vectors<T, I>(out, base, false, [](const auto& a, T alpha, const T* x, T* y) {                        \
+      const I first = 1;                                                                                  \
+      name(&first, &a.nnz, &a.m, &a.m, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, x, \
+           y);                                                                                            \
+    });
+#define ROW_coo_mvout_seq(name, T, I, base, ...)                                                 \
+  if (out.begin(#name))                                                                          \
+    vectors<T, I>(out, base, false, [](const auto& a, T alpha, const T* x, T* y) {               \
+      name(&a.m, nullptr, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, x, y); \
+    });
+#define ROW_coo_svout_seq(name, T, I, base, ...)                                                        \
+  if (out.begin(#name))                                                                                 \
+    vectors<T, I>(out, base, true, [](const auto& a, T, const T*, T* y) {                               \
+      name(&a.m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, nullptr, y); \
+    });
+#define ROW_coo_mmout_par(name, T, I, base, ...)                                                          \
+  if (out.begin(#name))                                                                                   \
+    columns<T, I>(out, base, false, [](const auto& a, T alpha, I first, I last, const T* b, T* c, I ld) { \
+      name(&first, &last, &a.m, &a.m, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, b,  \
+           &ld, c, &ld);                                                                                  \
+    });
+#define ROW_coo_smout_par(name, T, I, base, ...)                                                             \
+  if (out.begin(#name))                                                                                      \
+    columns<T, I>(out, base, true, [](const auto& a, T, I first, I last, const T*, T* c, I ld) {             \
+      name(&first, &last, &a.m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, c, \
+           &ld);                                                                                             \
+    });
+#include "zor/tables/spblas_coo.inc"
+}
+
+}  // namespace zor_tools
