@@ -16,19 +16,19 @@ struct matrix {
 
   matrix(zor_int rows, int base, bool solved, numbers& source) : m(I(rows)) {
     for (zor_int e = 0; e < 9 * rows; ++e) {
-      const I row = I(source.below(uint64_t(rows))), column = I(source.below(uint64_t(rows)));
-      add(row + I(base), column + I(base), 0, source);
-      if (solved && e < rows) add(I(rows - 1 - e) + I(base), I(rows - 1 - e) + I(base), 17, source);
+      const zor_int row = zor_int(source.below(uint64_t(rows))),
+                    column = zor_int(source.below(uint64_t(rows)));
+      if (!solved || row != column) add(row, column, base, 0, source);
+      if (solved && e < rows) add(rows - 1 - e, rows - 1 - e, base, 17, source);
     }
     nnz = I(val.size());
   }
 
  private:
-  void add(I row, I column, double pivot, numbers& source) {
-    const bool diagonal = pivot == 0 && row == column;
+  void add(zor_int row, zor_int column, int base, double pivot, numbers& source) {
+    rowind.push_back(I(row + base));
+    colind.push_back(I(column + base));
     const double re = source.real() / 64, im = source.real() / 64;
-    rowind.push_back(row);
-    colind.push_back(diagonal ? (column > I(m / 2) ? column - 1 : column + (m > 1 ? 1 : 0)) : column);
     val.push_back(scalar<T>(pivot + re, im));
   }
 };
