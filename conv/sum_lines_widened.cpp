@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: MIT
+#include "conv/sum_lines.h"
+
+namespace zor::conv {
+
+template void sum_lines<float, double>(const line_geometry&, const line_pairs<float>&, zor_int, float*,
+                                       zor_int);
+template void sum_lines<c32, c64>(const line_geometry&, const line_pairs<c32>&, zor_int, c32*, zor_int);
+
+}  // namespace zor::conv
