@@ -104,6 +104,9 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"trans", unit::gbytes, trans_cases, {"OpenBLAS", "loop"}},
                                       {"xblas", unit::gflops, xblas_cases, {"pairs", "float128"}}};
 
+// Their names, separated by commas.
+std::string family_names();
+
 // Runs what the options select and prints it. Returns the exit status: 1 when a result disagrees or no case
 // fits.
 int run(const options& opts);

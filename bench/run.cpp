@@ -65,7 +65,8 @@ std::vector<selected_case> select(const environment& env) {
   for (const std::string& name : wanted)
     if (std::none_of(std::begin(families), std::end(families),
                      [&](const family& f) { return f.name == name; }))
-      throw std::invalid_argument(fmt::format("there is no family '{}'", name));
+      throw std::invalid_argument(
+          fmt::format("there is no family '{}'; the families are {}", name, family_names()));
   const std::regex filter = compile(env.opts.filter);
   std::vector<selected_case> chosen;
   for (const family& f : families) {
@@ -94,6 +95,12 @@ measured measure(const environment& env, const selected_case& chosen, const ceil
 }
 
 }  // namespace
+
+std::string family_names() {
+  std::string names;
+  for (const family& f : families) names += (names.empty() ? "" : ", ") + std::string(f.name);
+  return names;
+}
 
 int run(const options& opts) {
   environment env;

@@ -13,6 +13,7 @@
 #include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/digest.h"
+#include "tools/names.h"
 #include "tools/output_file.h"
 #include "tools/plot.h"
 #include "tools/signal.h"
@@ -38,7 +39,7 @@ class progress {
 };
 
 void expect_done(int32_t status) {
-  if (status != ZOR_DFT_OK) throw std::runtime_error(zor_fft_error_text(status));
+  if (status != ZOR_DFT_OK) throw std::runtime_error(zor_fft_failure_text());
 }
 
 // Real samples and n/2 + 1 complex values, out of place in either direction; forward divides by n.
@@ -95,10 +96,6 @@ void plot_spectrum(const std::vector<zor_c64>& spectrum, size_t n, double rate, 
   plot.draw();
 }
 
-bool ends_with_wav(const std::string& name) {
-  return name.size() >= 4 && name.compare(name.size() - 4, 4, ".wav") == 0;
-}
-
 // The samples are replaced by those of the frequencies kept.
 size_t filter(transform& t, std::vector<zor_c64> spectrum, double highest, signal* s) {
   const size_t n = s->samples.size();
@@ -142,7 +139,7 @@ int fft(const fft_options& options) {
   if (filtered) {
     bar.enter(n, "filter");
     removed = filter(t, spectrum, options.highest, &s);
-    filtered_text = ends_with_wav(options.filtered) ? wav_text(s) : csv_text(s);
+    filtered_text = has_ending(options.filtered, ".wav") ? wav_text(s) : csv_text(s);
   }
   bar.enter(n, "writing");
   if (plot) plot_spectrum(spectrum, n, s.rate, *plot);

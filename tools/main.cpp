@@ -13,6 +13,8 @@
 #include "bench/choose_build.h"
 #include "tools/commands.h"
 #include "tools/mmio.h"
+#include "tools/names.h"
+#include "tools/standard_streams.h"
 #include "zor/version.h"
 
 namespace {
@@ -21,12 +23,23 @@ constexpr int status_failed = 1;
 constexpr int status_bad_input = 2;
 
 int fail(int status, const char* what) {
-  std::fprintf(stderr, "zor: %s\n", what);
+  std::fprintf(stderr, "zor: %s\n", zor_tools::printable(what).c_str());
   return status;
 }
 
+// A whole number of a range.
+CLI::Validator whole(int64_t low, int64_t high = INT64_MAX) {
+  const auto check = [=](std::string& text) {
+    int64_t value;
+    if (CLI::detail::lexical_cast(text, value) && value >= low && value <= high) return std::string();
+    return high == INT64_MAX ? fmt::format("{} is not a whole number from {}", text, low)
+                             : fmt::format("{} is not a whole number from {} to {}", text, low, high);
+  };
+  return CLI::Validator(check, "");
+}
+
 void add_threads(CLI::App* command, int32_t& threads, const char* help) {
-  command->add_option("--threads", threads, help)->check(CLI::Range(1, 4096));
+  command->add_option("--threads", threads, help)->check(whole(1, 4096));
 }
 
 // A file to read or write. An empty name is no way to leave one out: a script's unset variable would do that.
@@ -45,13 +58,12 @@ CLI::Validator number(bool (*fits)(double), const char* which) {
   return CLI::Validator(check, which);
 }
 
-CLI::Range at_least_one() { return CLI::Range(int64_t(1), INT64_MAX); }
-
 void add_matmul(CLI::App& app, zor_tools::matmul_options& options) {
   CLI::App* command = app.add_subcommand("matmul", "Multiply two matrices in Matrix Market files");
   add_file(command, "A", options.a, "Left factor")->required();
   add_file(command, "B", options.b, "Right factor")->required();
-  add_file(command, "-o,--output", options.output, "File for the product; appears whole or not at all");
+  add_file(command, "-o,--output", options.output,
+           "File for the product; appears whole or not at all; - is the standard output");
   add_threads(command, options.threads, "Threads at most");
 }
 
@@ -60,7 +72,8 @@ void add_spmv(CLI::App& app, zor_tools::spmv_options& options) {
       app.add_subcommand("spmv", "Multiply a sparse matrix in a Matrix Market file by vectors");
   add_file(command, "A", options.a, "Matrix")->required();
   add_file(command, "x", options.x, "Vectors, as columns of a matrix; ones when left out");
-  add_file(command, "-o,--output", options.output, "File for the product; appears whole or not at all");
+  add_file(command, "-o,--output", options.output,
+           "File for the product; appears whole or not at all; - is the standard output");
   command->add_flag("--wide-indices", options.wide,
                     "64-bit indices even where 32 bits serve; the same result");
   add_threads(command, options.threads, "Threads at most");
@@ -71,15 +84,15 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
       app.add_subcommand("solve", "Solve A x = b by conjugate gradients, A symmetric and positive definite");
   add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
   add_file(command, "b", options.b, "Right-hand sides, as columns of a matrix; A times ones when left out");
-  add_file(command, "-o,--output", options.output, "File for the solution; appears whole or not at all");
+  add_file(command, "-o,--output", options.output,
+           "File for the solution; appears whole or not at all; - is the standard output");
   command->add_option("--preconditioner", options.preconditioner, "none or gauss-seidel")
       ->check(CLI::IsMember({"none", "gauss-seidel"}));
   command->add_option("--tolerance", options.tolerance, "Residual to reach, relative to b")
       ->check(number([](double v) { return v >= 0 && v <= 1; }, "a number from 0 to 1"));
-  command->add_option("--iterations", options.iterations, "Iterations at most")->check(at_least_one());
-  command->add_option("--every", options.every, "Iterations from one line to the next")
-      ->check(at_least_one());
-  add_file(command, "--plot", options.plot, "Draw the residuals into an SVG file");
+  command->add_option("--iterations", options.iterations, "Iterations at most")->check(whole(1));
+  command->add_option("--every", options.every, "Iterations from one line to the next")->check(whole(1));
+  add_file(command, "--plot", options.plot, "Draw the residuals into this file: .svg, .png or .pdf");
   command->add_flag("--wide-indices", options.wide,
                     "64-bit indices even where 32 bits serve; the same result");
   add_threads(command, options.threads, "Threads at most");
@@ -88,7 +101,8 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
 void add_transpose(CLI::App& app, zor_tools::transpose_options& options) {
   CLI::App* command = app.add_subcommand("transpose", "Transpose a matrix in a Matrix Market array file");
   add_file(command, "A", options.a, "Matrix")->required();
-  add_file(command, "-o,--output", options.output, "File for the transpose; appears whole or not at all");
+  add_file(command, "-o,--output", options.output,
+           "File for the transpose; appears whole or not at all; - is the standard output");
   command->add_flag("--conjugate", options.conjugate, "Take the conjugate of every element too");
   add_file(command, "--scratch", options.scratch,
            "Folder for the working copy, which is memory while it fits there");
@@ -98,11 +112,11 @@ void add_transpose(CLI::App& app, zor_tools::transpose_options& options) {
 void add_fft(CLI::App& app, zor_tools::fft_options& options) {
   CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
   add_file(command, "FILE", options.input, "WAV, text or CSV file")->required();
-  command->add_option("--column", options.column, "Channel or column, from 1")->check(CLI::Range(1, 65535));
+  command->add_option("--column", options.column, "Channel or column, from 1")->check(whole(1, 65535));
   command->add_option("--rate", options.rate, "Samples a second of a text file")
       ->check(number([](double v) { return v > 0 && std::isfinite(v); }, "a positive finite number"));
   add_file(command, "-o,--output", options.output, "CSV file for the spectrum");
-  add_file(command, "--plot", options.plot, "Draw an SVG file");
+  add_file(command, "--plot", options.plot, "Draw into this file: .svg, .png or .pdf");
   CLI::Option* filter =
       command->add_option("--filter", options.highest, "Keep the frequencies up to this one")
           ->check(number([](double v) { return v >= 0 && std::isfinite(v); }, "a finite number from 0"));
@@ -124,14 +138,12 @@ void add_verify(CLI::App& app, zor_tools::verify_options& options) {
 
 void add_bench(CLI::App& app, zor_bench::options& options) {
   CLI::App* command = app.add_subcommand("bench", "Measure speed side by side with other libraries");
-  std::string names;
-  for (const auto& family : zor_bench::families)
-    names += (names.empty() ? "" : ", ") + std::string(family.name);
-  command->add_option("--family", options.families, "One of " + names + "; may be repeated");
+  command->add_option("--family", options.families,
+                      "One of " + zor_bench::family_names() + "; may be repeated");
   command->add_option("--case", options.filter,
                       "Only cases whose name has a match of this regular expression");
   command->add_flag("--csv", options.csv, "Print comma-separated values instead of tables");
-  add_file(command, "--plot", options.plot, "Draw an SVG file");
+  add_file(command, "--plot", options.plot, "Draw into this file: .svg, .png or .pdf");
   add_threads(command, options.threads, "Threads of every library");
   command->add_flag("--errors", options.errors, "Show the rounding errors of transforms too");
   command->add_flag("--quick", options.quick,
@@ -143,10 +155,25 @@ void add_bench(CLI::App& app, zor_bench::options& options) {
   command->add_option("--openblas-core", options.openblas_core, "Core type OpenBLAS is made to use");
 }
 
+// What is wrong with the arguments, in a line.
+std::string explained(const CLI::App& app, const CLI::ParseError& e) {
+  const std::vector<std::string> rest = app.remaining(true);
+  if (dynamic_cast<const CLI::ExtrasError*>(&e) == nullptr || rest.empty()) return e.what();
+  if (!app.get_subcommands().empty())
+    return fmt::format("{}: '{}' is not expected", app.get_subcommands().front()->get_name(), rest.front());
+  std::string names;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    names += (names.empty() ? "" : ", ") + command->get_name();
+  return fmt::format("there is no command '{}'; the commands are {}", rest.front(), names);
+}
+
 int run(int argc, char** argv) {
   CLI::App app("zor: numerical kernels with the same bits on every processor");
   app.set_version_flag("--version", "zor " ZOR_VERSION);
   app.require_subcommand(0, 1);  // an unknown one is then told by its name
+  app.fallthrough();             // --quiet may stand behind a command too
+  bool quiet = false;
+  app.add_flag("--quiet", quiet, "Print no report; a result for '-' still goes to the standard output");
   zor_tools::matmul_options matmul;
   zor_tools::spmv_options spmv;
   zor_tools::solve_options solve;
@@ -166,8 +193,13 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     if (e.get_exit_code() == 0) return app.exit(e);
-    return fail(status_bad_input, e.what());
+    return fail(status_bad_input, explained(app, e).c_str());
   }
+  if (app.get_subcommands().empty()) {
+    std::fputs(app.help().c_str(), stderr);
+    return status_bad_input;
+  }
+  if (quiet) zor_tools::silence_reports();
   if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
   if (app.got_subcommand("spmv")) return zor_tools::spmv(spmv);
   if (app.got_subcommand("solve")) return zor_tools::solve(solve);
@@ -175,7 +207,6 @@ int run(int argc, char** argv) {
   if (app.got_subcommand("fft")) return zor_tools::fft(fft);
   if (app.got_subcommand("info")) return zor_tools::info();
   if (app.got_subcommand("verify")) return zor_tools::verify(verify);
-  if (!app.got_subcommand("bench")) return fail(status_bad_input, "A subcommand is required");
   zor_bench::choose_build(bench.build, argv);
   return zor_bench::run(bench);
 }
@@ -183,9 +214,11 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  zor_tools::protect_standard_streams();
   try {
     const int status = run(argc, argv);
-    if (std::fflush(stdout) != 0) return fail(status_failed, "the standard output cannot be written");
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+      return fail(status_failed, "the standard output cannot be written");
     return status;
   } catch (const zor_tools::input_error& e) {
     return fail(status_bad_input, e.what());

@@ -30,6 +30,12 @@ struct descriptor {
 }  // namespace
 
 mapped_memory mapped_memory::of_file(const std::string& file) {
+  if (file == "-") {
+    const std::string text = read_file(file);
+    mapped_memory copy = scratch(text.size(), "");
+    std::memcpy(copy.data(), text.data(), text.size());
+    return copy;
+  }
   const descriptor in = {open(file.c_str(), O_RDONLY | O_CLOEXEC)};
   struct stat status;
   if (in.fd < 0 || fstat(in.fd, &status) != 0) throw input_error(file, std::strerror(errno));

@@ -10,7 +10,7 @@ namespace zor_tools {
 
 class mapped_memory {
  public:
-  // The bytes of a file, to be read. Throws input_error.
+  // The bytes of a file, or of the standard input for "-", to be read. Throws input_error.
   static mapped_memory of_file(const std::string& file);
   // Room to work in, all zeros: in a file without a name in `folder`, whose space is taken at once, or in
   // plain memory when `folder` is empty. Throws std::runtime_error with "FOLDER: fault", or std::bad_alloc.

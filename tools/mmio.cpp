@@ -16,13 +16,17 @@
 
 namespace zor_tools {
 
-std::string read_file(const std::string& file) {
-  std::unique_ptr<FILE, int (*)(FILE*)> stream(std::fopen(file.c_str(), "rb"), std::fclose);
+std::string read_file(const std::string& file, const std::function<void(std::string_view)>& accept) {
+  const int input = file == "-" ? dup(STDIN_FILENO) : -1;
+  std::unique_ptr<FILE, int (*)(FILE*)> stream(
+      file == "-" ? fdopen(input, "rb") : std::fopen(file.c_str(), "rb"), std::fclose);
   if (!stream) throw input_error(file, std::strerror(errno));
   std::string text;
   std::vector<char> chunk(1 << 16);
-  for (size_t got; (got = std::fread(chunk.data(), 1, chunk.size(), stream.get())) > 0;)
+  for (size_t got; (got = std::fread(chunk.data(), 1, chunk.size(), stream.get())) > 0;) {
+    if (text.empty() && accept) accept({chunk.data(), got});
     text.append(chunk.data(), got);
+  }
   if (std::ferror(stream.get())) throw input_error(file, std::strerror(errno));
   return text;
 }
@@ -61,7 +65,9 @@ std::string quoted(string_view word) {
 // The lines of a file, with the number of the one at hand.
 class line_reader {
  public:
-  line_reader(const std::string& file, string_view text) : file_(file), rest_(text) {}
+  line_reader(const std::string& file, string_view text) : file_(file), rest_(text) {
+    if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);  // the mark of UTF-8
+  }
 
   bool next(string_view& line) {
     if (rest_.empty()) return false;
@@ -124,7 +130,8 @@ void read_banner(line_reader& lines, mm_matrix& m) {
   string_view line;
   if (!lines.next(line)) lines.fail("the file is empty");
   const string_view mark = take_word(line);
-  if (lower(mark) != "%%matrixmarket") lines.fail("no Matrix Market banner: expected %%MatrixMarket");
+  if (lower(mark) != "%%matrixmarket")
+    lines.fail(fmt::format("no Matrix Market banner: expected %%MatrixMarket, found {}", quoted(mark)));
   const string_view object = take_word(line);
   if (lower(object) != "matrix")
     lines.fail(fmt::format("unknown object {}: expected matrix", quoted(object)));
@@ -140,6 +147,12 @@ void read_banner(line_reader& lines, mm_matrix& m) {
     lines.fail("a pattern is general or symmetric");
   if (m.symmetry == mm_symmetry::hermitian && m.field != mm_field::complex)
     lines.fail("a Hermitian matrix has complex entries");
+}
+
+void check_banner(const std::string& file, string_view head) {
+  line_reader lines(file, head);
+  mm_matrix ignored;
+  read_banner(lines, ignored);
 }
 
 int64_t take_integer(const line_reader& lines, string_view& line, const char* what) {
@@ -304,12 +317,13 @@ mm_matrix mm_read(const std::string& file) {
     m.re.reserve(size_t(count));
     if (m.field == mm_field::complex) m.im.reserve(size_t(count));
   };
-  mm_scan(file, read_file(file), begin, [&m](const mm_entry& e) {
-    m.rowind.push_back(e.row);
-    m.colind.push_back(e.col);
-    m.re.push_back(e.re);
-    if (m.field == mm_field::complex) m.im.push_back(e.im);
-  });
+  mm_scan(file, read_file(file, [&](string_view head) { check_banner(file, head); }), begin,
+          [&m](const mm_entry& e) {
+            m.rowind.push_back(e.row);
+            m.colind.push_back(e.col);
+            m.re.push_back(e.re);
+            if (m.field == mm_field::complex) m.im.push_back(e.im);
+          });
   return m;
 }
 

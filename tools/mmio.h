@@ -22,8 +22,9 @@ class input_error : public std::runtime_error {
   input_error(const std::string& file, const std::string& fault) : std::runtime_error(file + ": " + fault) {}
 };
 
-// All bytes of a file. Throws input_error.
-std::string read_file(const std::string& file);
+// All bytes of a file, or of the standard input for "-". accept is shown the first bytes, up to 64 KiB,
+// before more are read, and throws for a file of another kind. Throws input_error.
+std::string read_file(const std::string& file, const std::function<void(std::string_view)>& accept = {});
 
 enum class mm_format { array, coordinate };
 enum class mm_field { real, integer, complex, pattern };

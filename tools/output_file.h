@@ -8,8 +8,12 @@
 namespace zor_tools {
 
 // Opens a temporary file in the target's folder; commit() writes and renames it. Without a commit nothing is
-// left behind. A target that exists and is no regular file (a device, a pipe) is written in place. Throws
-// std::runtime_error with "FILE: fault".
+// left behind, nor by a signal that ends the program. A file that is replaced keeps its permissions; a link
+// is followed. "-", and the file that is the standard output, mean the standard output, and reports then go
+// to the standard error. A target that exists and is no regular file (a device, a pipe) is written in place.
+// Throws std::runtime_error with "FILE: fault" where the system refuses, std::invalid_argument for a target
+// that must not be replaced: without permission to write, under several names, behind a broken link, the
+// standard error, or the target of another output.
 class output_file {
  public:
   explicit output_file(const std::string& target);
@@ -21,10 +25,8 @@ class output_file {
   void append(std::string_view text);
   void commit(std::string_view text);
 
-  // The file that commit() writes, for another program that writes it first.
-  int descriptor() const { return fd_; }
-
  private:
+  void open_temporary();
   [[noreturn]] void fail();
   std::string target_;
   std::string real_;

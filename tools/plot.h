@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Plots drawn by gnuplot into an SVG file, which appears whole or not at all.
+// Plots drawn by gnuplot into an SVG, PNG or PDF file, as the name ends, which appears whole or not at all.
 #pragma once
 
 #include <string>
@@ -11,14 +11,18 @@ namespace zor_tools {
 
 class svg_plot {
  public:
-  // Throws std::runtime_error with "FILE: fault" when the file cannot be written.
-  explicit svg_plot(const std::string& file) : name_(file), file_(file) {}
-  // Commands and data for gnuplot, from the terminal's size on ("900,500\n..."). Throws std::runtime_error
-  // when gnuplot is missing or fails.
+  // Throws std::invalid_argument for a name of another ending, std::runtime_error with "FILE: fault" when the
+  // file cannot be written or gnuplot is not installed.
+  explicit svg_plot(const std::string& file);
+  // Commands and data for gnuplot, from the size in pixels on ("900,500\n..."). Throws std::runtime_error
+  // when gnuplot fails.
   void draw(std::string_view commands);
 
  private:
+  enum class format { svg, png, pdf };
+  static format format_of(const std::string& name);
   std::string name_;
+  format format_;
   output_file file_;
 };
 

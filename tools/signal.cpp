@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "tools/mmio.h"
+#include "tools/names.h"
 
 namespace zor_tools {
 namespace {
@@ -67,13 +68,20 @@ signal read_wav(const std::string& file, const std::string& bytes, int channel) 
     const std::string name = bytes.substr(at, 4);
     size_t size = field<uint32_t>(bytes, at + 4);
     at += 8;
-    size = std::min(size, bytes.size() - at);
+    // A program that writes into a pipe cannot know the size, and says 0 or all ones.
+    const bool open_end = name == "data" && (size == 0 || size == UINT32_MAX);
+    if (open_end) size = bytes.size() - at;
+    if (size > bytes.size() - at)
+      throw input_error(file, fmt::format("cut off: {} of {} bytes of chunk '{}'", bytes.size() - at, size,
+                                          printable(name)));
     if (name == "fmt ") format = parse_format(file, bytes, at, size);
     if (name == "data") {
       if (format.channels == 0) throw input_error(file, "samples before their format");
       if (channel > format.channels)
         throw input_error(file, fmt::format("channel {} of {}", channel, format.channels));
       const size_t width = format.bits / 8, frame = width * format.channels;
+      if (size % frame != 0 && !open_end)
+        throw input_error(file, fmt::format("{} bytes of samples, no multiple of {}", size, frame));
       signal s{{}, double(format.rate)};
       for (size_t i = 0; i + frame <= size; i += frame) {
         s.samples.push_back(sample(bytes, at + i + width * size_t(channel - 1), format));
@@ -92,11 +100,14 @@ bool begins_number(const char* text) {
   return *text != '\0' && std::strchr("0123456789+-.", *text) != nullptr;
 }
 
-// The text of a column, or null when the line has fewer.
+// The text of a column, behind its quotation mark if it has one, or null when the line has fewer columns.
 const char* find_column(const char* line, int column) {
   for (;;) {
     line += std::strspn(line, " \t");
-    if (--column == 0) return line;
+    const bool in_quotes = *line == '"';
+    if (--column == 0) return line + in_quotes;
+    if (in_quotes) line = std::strchr(line + 1, '"');
+    if (line == nullptr) return nullptr;
     line += std::strcspn(line, ",; \t");
     line += std::strspn(line, " \t");
     if (*line == ',' || *line == ';') ++line;
@@ -120,6 +131,7 @@ signal read_columns(const std::string& file, const std::string& text, int column
     if (value == nullptr) throw input_error(file, number, fmt::format("no column {}", column));
     char* rest = nullptr;
     const double x = std::strtod(value, &rest);
+    if (value != line.c_str() && value[-1] == '"' && *rest == '"') ++rest;
     const bool ends_line = rest == line.data() + line.size();
     if (rest == value || (!ends_line && std::string_view(",; \t").find(*rest) == std::string_view::npos)) {
       if (titles && !begins_number(value)) {
@@ -135,6 +147,15 @@ signal read_columns(const std::string& file, const std::string& text, int column
   return s;
 }
 
+// A WAV file or text.
+void check_kind(const std::string& file, std::string_view head) {
+  if (head.starts_with("RIFF")) return;
+  if (head.starts_with("RF64"))
+    throw input_error(file,
+                      "an RF64 recording, whose samples may pass 4 GiB: only WAV files of RIFF are read");
+  if (head.find('\0') != std::string_view::npos) throw input_error(file, "neither a WAV file nor text");
+}
+
 template <class T>
 void put(std::string& out, T value) {
   out.append(reinterpret_cast<const char*>(&value), sizeof value);
@@ -143,7 +164,7 @@ void put(std::string& out, T value) {
 }  // namespace
 
 signal read_signal(const std::string& file, int column, double rate) {
-  const std::string bytes = read_file(file);
+  const std::string bytes = read_file(file, [&](std::string_view head) { check_kind(file, head); });
   signal s = bytes.compare(0, 4, "RIFF") == 0 ? read_wav(file, bytes, column)
                                               : read_columns(file, bytes, column, rate);
   if (s.samples.empty()) throw input_error(file, "no samples");

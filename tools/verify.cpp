@@ -66,6 +66,13 @@ int differences(const char* family, const rows& results, const rows& kept) {
   return count;
 }
 
+std::string family_names() {
+  std::string names;
+  for (const battery_family& family : battery)
+    names += (names.empty() ? "" : ", ") + std::string(family.name);
+  return names;
+}
+
 std::vector<const battery_family*> select(const std::vector<std::string>& wanted) {
   std::vector<const battery_family*> chosen;
   for (const battery_family& family : battery)
@@ -73,7 +80,8 @@ std::vector<const battery_family*> select(const std::vector<std::string>& wanted
       chosen.push_back(&family);
   for (const std::string& name : wanted)
     if (std::none_of(chosen.begin(), chosen.end(), [&](const auto* family) { return family->name == name; }))
-      throw std::invalid_argument(fmt::format("there is no family '{}'", name));
+      throw std::invalid_argument(
+          fmt::format("there is no family '{}'; the families are {}", name, family_names()));
   return chosen;
 }
 

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The program as a user meets it: arguments, messages, exit status, files left behind.
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <regex>
@@ -37,17 +41,20 @@ TEST(command_line, refuses_in_one_line) {
       {"matmul a.mtx b.mtx -o none/c.mtx", 1, "zor: none/c.mtx: No such file or directory\n"},
       {"matmul a.mtx b.mtx -o /dev/full", 1, "zor: /dev/full: No space left on device\n"},
       {"matmul a.mtx", 2, "zor: B is required\n"},
-      {"matmul a.mtx b.mtx --threads 0", 2, "zor: --threads: Value 0 not in range 1 to 4096\n"},
-      {"verify --family nothing", 2, "zor: there is no family 'nothing'\n"},
-      {"bench --family nothing --quick", 2, "zor: there is no family 'nothing'\n"},
+      {"matmul a.mtx b.mtx --threads 0", 2, "zor: --threads: 0 is not a whole number from 1 to 4096\n"},
+      {"verify --family nothing", 2, "zor: there is no family 'nothing'; the families are NAMES\n"},
+      {"bench --family nothing --quick", 2, "zor: there is no family 'nothing'; the families are NAMES\n"},
+      {"bench --family pool --quick --plot p.gif", 2,
+       "zor: p.gif: the name of a plot ends in .svg, .png or .pdf\n"},
       {"bench --family pool --case nothing --quick", 2, "zor: no case fits\n"},
       {"bench --case '(' --quick", 2, "zor: --case: '(' is no regular expression\n"},
       {"bench --family pool --quick --seconds nan", 2,
        "zor: --seconds: nan is not a number from 0.001 to 600\n"},
       {"bench --family pool --quick --plot none/p.svg", 1, "zor: none/p.svg: No such file or directory\n"},
       {"matmul a.mtx b.mtx -o ''", 2, "zor: --output: the name of the file is empty\n"},
-      {"nothing", 2, "zor: The following argument was not expected: nothing\n"},
-      {"", 2, "zor: A subcommand is required\n"},
+      {"nothing", 2, "zor: there is no command 'nothing'; the commands are NAMES\n"},
+      {"info more", 2, "zor: info: 'more' is not expected\n"},
+      {"matmul 'a\tb\x1b.mtx' b.mtx", 2, "zor: a\\tb\\x1b.mtx: No such file or directory\n"},
   };
   const scratch_folder folder;
   folder.write("a.mtx", array_2_by_3);
@@ -60,7 +67,9 @@ TEST(command_line, refuses_in_one_line) {
     SCOPED_TRACE(c.arguments);
     const outcome got = run(folder, c.arguments);
     EXPECT_EQ(c.status, got.status);
-    EXPECT_EQ(c.message, std::regex_replace(got.err, std::regex("has [0-9.]+\n"), "has GIB\n"));
+    std::string message = std::regex_replace(got.err, std::regex("has [0-9.]+\n"), "has GIB\n");
+    message = std::regex_replace(message, std::regex("s are [a-z0-9, ]+\n"), "s are NAMES\n");
+    EXPECT_EQ(c.message, message);
     EXPECT_EQ(before, folder.names());
   }
 }
@@ -160,8 +169,88 @@ TEST(command_line, writes_through_links_and_to_devices) {
   EXPECT_EQ(0, run(folder, "matmul a.mtx b.mtx -o link.mtx").status);
   EXPECT_TRUE(folder.read("real.mtx").ends_with("531\n642\n")) << folder.read("real.mtx");
   EXPECT_EQ((std::set<std::string>{"a.mtx", "b.mtx", "link.mtx", "real.mtx"}), folder.names());
-  const outcome to_stream = run(folder, "matmul a.mtx b.mtx -o /dev/stdout");
-  EXPECT_NE(std::string::npos, to_stream.out.find("531\n642\n")) << to_stream.out;
+  for (const char* output : {"/dev/stdout", "-"}) {
+    const outcome to_stream = run(folder, std::string("matmul a.mtx b.mtx -o ") + output);
+    EXPECT_EQ(folder.read("real.mtx"), to_stream.out) << "the result alone";
+    EXPECT_NE("none", digest_line(to_stream.err)) << "the report";
+    EXPECT_EQ("", run(folder, std::string("matmul a.mtx b.mtx --quiet -o ") + output).err);
+  }
+  const outcome piped = run(folder, "matmul - b.mtx -o - --quiet < a.mtx");
+  EXPECT_EQ(folder.read("real.mtx"), piped.out) << piped.err;
+}
+
+// What stands at the target decides: kept permissions, nothing replaced that the user could not mean.
+TEST(command_line, respects_what_is_there) {
+  const scratch_folder folder;
+  folder.write("a.mtx", array_2_by_3);
+  folder.write("b.mtx", array_3_by_1);
+  const auto prepare = [&](const char* commands) {
+    ASSERT_EQ(0, std::system(fmt::format("cd '{}' && {}", folder.path(""), commands).c_str()));
+  };
+  prepare(
+      "touch group hard && chmod 640 group && ln hard other && touch locked && chmod 444 locked && ln -s "
+      "none broken");
+  EXPECT_EQ(0, run(folder, "matmul a.mtx b.mtx -o group").status);
+  prepare("test $(stat -c %a group) = 640 && test -s group");
+  const auto before = folder.names();
+  for (const auto& [target, why] : {std::pair{"hard", "has other names, which would keep the old content"},
+                                    {"locked", "is read-only"},
+                                    {"broken", "a link to a file that is not there"}}) {
+    const outcome got = run(folder, std::string("matmul a.mtx b.mtx -o ") + target);
+    EXPECT_EQ(2, got.status);
+    EXPECT_EQ(fmt::format("zor: {}: {}\n", target, why), got.err);
+  }
+  folder.write("signal.txt", "1\n2\n3\n4\n");
+  const outcome twice = run(folder, "fft signal.txt -o x --filter 1 --filtered ./x");
+  EXPECT_EQ(2, twice.status);
+  EXPECT_EQ("zor: ./x: named for two outputs\n", twice.err);
+  EXPECT_EQ("", folder.read("hard"));
+  folder.remove("signal.txt");
+  EXPECT_EQ(before, folder.names());
+}
+
+// Closed streams: no result becomes one of them, and a report that cannot be written is told by the status.
+TEST(command_line, stands_closed_and_full_streams) {
+  const scratch_folder folder;
+  folder.write("a.mtx", array_2_by_3);
+  folder.write("b.mtx", array_3_by_1);
+  const auto status = [&](const char* arguments) {
+    const int result =
+        std::system(fmt::format("cd '{}' && '{}' {}", folder.path(""), ZOR_PROGRAM, arguments).c_str());
+    return WIFEXITED(result) ? WEXITSTATUS(result) : -1;
+  };
+  ASSERT_EQ(0, status("matmul a.mtx b.mtx -o whole.mtx --quiet"));
+  EXPECT_EQ(1, status("matmul a.mtx b.mtx -o c.mtx >&- 2>/dev/null"));
+  EXPECT_EQ(folder.read("whole.mtx"), folder.read("c.mtx"));
+  EXPECT_EQ(1, status("matmul a.mtx b.mtx -o d.mtx <&- >&- 2>&-"));
+  EXPECT_EQ(folder.read("whole.mtx"), folder.read("d.mtx"));
+  for (const char* arguments :
+       {"--version >/dev/full 2>/dev/null", "--version >&- 2>/dev/null", "info >/dev/full 2>/dev/null",
+        "matmul a.mtx b.mtx -o - >/dev/full 2>/dev/null"})
+    EXPECT_EQ(1, status(arguments)) << arguments;
+}
+
+// A program that is ended while it waits for its input leaves nothing behind.
+TEST(command_line, leaves_nothing_when_a_signal_ends_it) {
+  const scratch_folder folder;
+  const std::string pipe = folder.path("pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
+    const pid_t child = fork();
+    if (child == 0) {
+      if (chdir(folder.path("").c_str()) == 0)
+        execl(ZOR_PROGRAM, "zor", "fft", "pipe", "-o", "c.csv", nullptr);
+      _exit(127);
+    }
+    const int input = open(pipe.c_str(), O_WRONLY);  // returns when the program reads, its output being open
+    EXPECT_EQ(2u, folder.names().size()) << "the file that is written, and the pipe";
+    kill(child, signal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    close(input);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << "status " << status;
+    EXPECT_EQ((std::set<std::string>{"pipe"}), folder.names()) << "signal " << signal;
+  }
 }
 
 TEST(command_line, verify_tells_what_differs) {

@@ -23,7 +23,7 @@ struct bad_file {
 constexpr bad_file bad_files[] = {
     // The banner.
     {"", ":1: the file is empty"},
-    {"1 1\n2\n", ":1: no Matrix Market banner: expected %%MatrixMarket"},
+    {"1 1\n2\n", ":1: no Matrix Market banner: expected %%MatrixMarket, found '1'"},
     {"%%MatrixMarket vector array real general\n", ":1: unknown object 'vector': expected matrix"},
     {"%%MatrixMarket matrix\n", ":1: the banner names no format"},
     {"%%MatrixMarket matrix dense real general\n", ":1: unknown format 'dense'"},

@@ -32,6 +32,7 @@ class scratch_folder {
     std::ifstream stream(path(name), std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
   }
+  void remove(const std::string& name) const { std::filesystem::remove(path(name)); }
   std::set<std::string> names() const {
     std::set<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator(path_))

@@ -39,6 +39,8 @@ std::string wav(uint16_t code, uint16_t channels, uint16_t bits, const std::stri
   return out + data;
 }
 
+std::string without_end(const std::string& bytes, size_t cut) { return bytes.substr(0, bytes.size() - cut); }
+
 TEST_F(Signal, ReadsEveryWavFormat) {
   const float f[] = {0.5f, -0.25f};
   const double d[] = {0.5, -0.25};
@@ -74,6 +76,9 @@ TEST_F(Signal, ReadsColumns) {
                                    1, 1)
                 .samples,
             (std::vector<double>{3}));
+  EXPECT_EQ(
+      zor_tools::read_signal(write("q.csv", "\"s, in m\",\"v\"\n\"1,5\",\"-2.5\"\n\"x\",4\n"), 2, 1).samples,
+      (std::vector<double>{-2.5, 4}));
   const signal back = zor_tools::read_signal(write("b.csv", zor_tools::csv_text(s)), 2, 10);
   EXPECT_EQ(back.samples, s.samples);
   const signal wav_back =
@@ -96,10 +101,13 @@ TEST_F(Signal, NamesFaults) {
                {wav(1, 1, 12, ""), 1, "not supported"},
                {wav(1, 1, 16, "ab"), 2, "channel 2 of 1"},
                {wav(1, 1, 16, ""), 1, ": no samples"},
-               {wav(1, 1, 16, "a"), 1, ": no samples"},
+               {wav(1, 1, 16, "a"), 1, ": 1 bytes of samples, no multiple of 2"},
+               {without_end(wav(1, 1, 16, "abcd"), 2), 1, ": cut off: 2 of 4 bytes of chunk 'data'"},
+               {"RF64" + wav(1, 1, 16, "ab").substr(4), 1, ": an RF64 recording"},
+               {"\"1\"\n\"2x\"\n", 1, ":2: not a number"},
                {"1.5x\n2\n", 1, ":1: not a number"},
                {"a\nb\n1\n", 1, ":2: not a number"},
-               {std::string("1\n2\0\n", 5), 1, ":2: not a number"},
+               {std::string("1\n2\0\n", 5), 1, ": neither a WAV file nor text"},
                {wav(3, 1, 32, std::string("\0\0\x80\x3F\0\0\xC0\x7F", 8)), 1, "sample 2 is not a finite"}};
   for (const auto& c : cases) {
     try {
