@@ -128,9 +128,10 @@ void symm(trial& t, bool hermitian, zor::symm_fn<T>* call) {
   });
 }
 
-// The product of a real A and a complex B.
+// The product of a real A and a complex B, or of two complex matrices by real products: their differences
+// have larger terms, by a factor.
 template <class T, class R>
-void mixed(trial& t, zor::mixed_fn<T, R>* call) {
+void mixed(trial& t, zor::mixed_fn<T, R>* call, int factor = 1) {
   const zor_int m = t.size("m", longest), n = t.size("n", longest), k = t.size("k", longest),
                 ldc = t.leading("ldc", m);
   const turned<R> a(t, "a", t.letter("transa", "NTC"), m, k);
@@ -144,6 +145,7 @@ void mixed(trial& t, zor::mixed_fn<T, R>* call) {
     sum_of_terms s;
     s.add(scaled(beta, c, i, j));
     for (zor_int p = 0; p < k; ++p) s.add(times(widened(alpha), times(a(i, p), b(p, j))));
+    s.size *= factor;
     s.compare(t, c.now(i, j), "c", i, j);
   });
 }
@@ -158,6 +160,67 @@ const rows divided("level 3", threaded,
                    {
 #include "zor/tables/core_level3.inc"
                    });
+
+// A block of op(X) with its parts apart, and their sums.
+template <class T, class R>
+void split3(trial& t, char op, zor::split3_fn<T, R>* call) {
+  const zor_int rows = t.size("rows", longest), columns = t.size("columns", longest),
+                row = t.draw("row", 0, 9, 0), column = t.draw("column", 0, 9, 0);
+  const turned<T> x(t, "x", op, row + rows, column + columns);
+  const auto re = t.vector<R>("re", use::out, rows * columns),
+             im = t.vector<R>("im", use::out, rows * columns),
+             sum = t.vector<R>("sum", use::out, rows * columns);
+  t.call([&] { call(&rows, &columns, x.stored, &x.ld, &row, &column, re, im, sum); });
+  t.some_of(rows, columns, [&](zor_int i, zor_int j) {
+    const wide e = x(row + i, column + j);
+    t.near(re.now(i + j * rows), e.real(), 0, 0, "re", i, j);
+    t.near(im.now(i + j * rows), e.imag(), 0, 0, "im", i, j);
+    t.near(sum.now(i + j * rows), e.real() + e.imag(), magnitude(e), 1, "sum", i, j);
+  });
+}
+
+// The parts of alpha op(B) apart, those of C apart and joined again.
+template <class T, class R>
+void mixed_copyb(trial& t, zor::mixed_copyb_fn<T, R>* call) {
+  const zor_int k = t.size("k", longest), n = t.size("n", longest), ld = t.leading("ld", k);
+  const turned<T> b(t, "b", t.letter("transb", "NTC"), k, n);
+  const T alpha = t.scalar<T>("alpha");
+  const auto re = t.matrix<R>("re", use::out, k, n, ld), im = t.matrix<R>("im", use::out, k, n, ld);
+  t.call([&] { call(&b.letter, &k, &n, b.stored, &b.ld, re, im, &ld, &alpha); });
+  t.some_of(k, n, [&](zor_int i, zor_int j) {
+    const wide exact = times(widened(alpha), b(i, j));
+    const long double size = magnitude(widened(alpha)) * magnitude(b(i, j));
+    t.near(re.now(i, j), exact.real(), size, 1, "re", i, j);
+    t.near(im.now(i, j), exact.imag(), size, 1, "im", i, j);
+  });
+}
+template <class T, class R, class Call>
+void mixed_copyc(trial& t, Call* call) {
+  constexpr bool joins = std::is_same_v<Call, zor::mixed_copyc_bwd_fn<T, R>>;
+  const zor_int m = t.size("m", longest), n = t.size("n", longest), ldc = t.leading("ldc", m),
+                ld = t.leading("ld", m);
+  const auto c = t.matrix<T>("c", joins ? use::out : use::in, m, n, ldc);
+  const auto re = t.matrix<R>("re", joins ? use::in : use::out, m, n, ld),
+             im = t.matrix<R>("im", joins ? use::in : use::out, m, n, ld);
+  t.call([&] { call(&m, &n, c, &ldc, re, im, &ld); });
+  t.some_of(m, n, [&](zor_int i, zor_int j) {
+    for (const bool imaginary : {false, true}) {
+      const R joined = part(c.now(i, j), imaginary), apart = imaginary ? im.now(i, j) : re.now(i, j);
+      t.near(joined, (long double)(apart), 0, 0, "c", i, j);
+    }
+  });
+}
+
+#define ROW_XGEMM3M(name, T) {#name, [](trial& t) { mixed<T, T>(t, name, 5); }},
+#define ROW_SPLIT3(name, T, R, form) \
+  {#name, [](trial& t) { split3<T, R>(t, char(#form[0] - 'a' + 'A'), name); }},
+#define ROW_MIXED_COPYB(name, T, R) {#name, [](trial& t) { mixed_copyb<T, R>(t, name); }},
+#define ROW_MIXED_COPYC_FWD(name, T, R) {#name, [](trial& t) { mixed_copyc<T, R>(t, name); }},
+#define ROW_MIXED_COPYC_BWD(name, T, R) {#name, [](trial& t) { mixed_copyc<T, R>(t, name); }},
+const rows parts_apart("products of parts", serial,
+                       {
+#include "zor/tables/blas_level3.inc"
+                       });
 
 #define ROW_XTRSM(name, T) {#name, [](trial& t) { triangular<T>(t, true, name); }},
 #define ROW_XTRMM(name, T) {#name, [](trial& t) { triangular<T>(t, false, name); }},

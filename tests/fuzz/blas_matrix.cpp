@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Matrix products, matrix-vector products and updates, packing, and the routines around packed panels.
 #include <algorithm>
+#include <cstring>
 
 #include "tests/fuzz/matrix.h"
 #include "zor/signatures/blas.h"
@@ -183,6 +184,38 @@ void scratch_size(trial& t, zor::bufs_size_fn* call) {
            "scratch of " + std::to_string(bytes) + " bytes");
 }
 
+// Scratch is a block of the size told, on its boundary, until it is given back.
+template <class Give>
+void scratch(trial& t, zor::getbufs_fn* take, Give* give, zor::bufs_size_fn* size_of) {
+  const zor_int m = t.size("m", 3000, 1), n = t.size("n", 3000, 1), k = t.size("k", 3000, 1);
+  zor_int bytes = 0;
+  void* block = nullptr;
+  t.call([&] {
+    size_of(&m, &n, &k, &bytes);
+    take(&m, &n, &k, &block);
+  });
+  t.expect(block != nullptr && reinterpret_cast<uintptr_t>(block) % 128 == 0, "no block, or on no boundary");
+  if (block != nullptr) std::memset(block, -1, size_t(bytes));
+  t.prepare([&] { give(&block); });
+  t.expect(block == nullptr, "a block that is kept");
+}
+// The mixed product's block holds four parts that do not meet: each is written whole.
+template <class R>
+void mixed_scratch(trial& t, zor::mixed_getbufs_fn<R>* take, zor::mixed_freebufs_fn* give) {
+  const zor_int size = t.size("size", 3000, 1);
+  void* block = nullptr;
+  R* part[4] = {};
+  t.call([&] { take(&size, &size, &size, &block, part, part + 1, part + 2, part + 3); });
+  t.expect(block != nullptr, "no block");
+  std::sort(part, part + 4);
+  for (int i = 0; i < 4 && block != nullptr; ++i) {
+    t.result(zor_int((part[i] - part[0]) * zor_int(sizeof(R))));
+    t.expect(static_cast<void*>(part[i]) >= block, "a part outside the block");
+    *part[i] = 1;
+  }
+  t.prepare([&] { give(block); });
+}
+
 #define ROW_GEMM(name, T) {#name, [](trial& t) { gemm<T>(t, name); }},
 const rows products("gemm", threaded,
                     {
@@ -218,10 +251,23 @@ const rows packing_kernels("packing kernel", serial,
 #define ROW_COPYB_EXT(name, T) {#name, [](trial& t) { pack_any<T>(t, name); }},
 #define ROW_BLKS_SIZE(name, ...) {#name, [](trial& t) { block_sizes(t, name); }},
 #define ROW_BUFS_SIZE(name, ...) {#name, [](trial& t) { scratch_size(t, name); }},
+#define ROW_GETBUFS(name, T)                                                        \
+  {#name, [](trial& t) {                                                            \
+     if constexpr (sizeof(T) == 4)                                                  \
+       scratch(t, name, zor_blas_sgemm_freebufs, zor_blas_sgemm_get_bufs_size_htn); \
+     else                                                                           \
+       scratch(t, name, zor_blas_dgemm_freebufs, zor_blas_dgemm_get_bufs_size_htn); \
+   }},
 const rows panels("panel", threaded,
                   {
 #include "zor/tables/core_generic.inc"
                   });
+
+const rows blocks("panel", serial,
+                  {{"zor_blas_scgemm_getbufs",
+                    [](trial& t) { mixed_scratch(t, zor_blas_scgemm_getbufs, zor_blas_scgemm_freebufs); }},
+                   {"zor_blas_dzgemm_getbufs",
+                    [](trial& t) { mixed_scratch(t, zor_blas_dzgemm_getbufs, zor_blas_dzgemm_freebufs); }}});
 
 }  // namespace
 }  // namespace zor_fuzz

@@ -21,7 +21,7 @@ struct view {
 template <class T, class I>
 class csr {
  public:
-  csr(trial& t, const view& v, int base, bool sorted)
+  csr(trial& t, const view& v, int base, bool sorted, bool gaps = true)
       : what(v),
         m(t.size("rows", sorted ? 600 : 3000)),
         k(v.structure == 'g' ? t.size("columns", 3000) : m),
@@ -29,7 +29,7 @@ class csr {
         most_(t.draw("most", 0, 20, 1)),
         pattern_(t.draw("pattern", 0, 2, 0)) {
     const I origin = I(t.draw("origin", 0, 5, 0));
-    const zor_int gap_after = t.draw("gaps", 1, 9, 9);
+    const zor_int gap_after = gaps ? t.draw("gaps", 1, 9, 9) : 1;
     random_bits r = t.random("pattern's");
     std::vector<I> columns, begins, ends;
     for (zor_int row = 0; row < m; ++row) {
@@ -369,6 +369,19 @@ void mmout(trial& t, const shape& s, Call* call) {
                 ranged ? zor_int(sides.last) : n, [&](zor_int i, zor_int j) { return c(i, j); });
 }
 
+// A plain product with rows that follow one another.
+template <class T, class I>
+void gemvout(trial& t, const shape& s, zor::csr_gemvout_par_fn<T, I>* call) {
+  const csr<T, I> a(t, s.what, s.base, false, false);
+  const range<I> rows(t, a.m);
+  const auto x = t.vector<T>("x", use::in, a.k), y = t.vector<T>("y", use::inout, a.m);
+  t.call([&] { call(&rows.first, &rows.last, nullptr, nullptr, a.val(), a.indx, a.pntrb, nullptr, x, y); });
+  for (zor_int i = 0; i < a.m; ++i)
+    if (i < rows.low() || i >= rows.last) t.near(y.now(i), y(i), 0, 0, "y", i);
+  const auto zero = [](zor_int, zor_int) { return wide(0); };
+  if (rows.low() == 0 && rows.last == a.m) check_product(t, a, false, false, 0, a.m, T(1), x, y, 0, 1, zero);
+}
+
 template <class T, class I>
 void svout(trial& t, const shape& s, zor::csr_svout_seq_fn<T, I>* call) {
   const csr<T, I> a(t, s.what, s.base, true);
@@ -434,6 +447,11 @@ const rows mv_kernels("csr mv kernel", serial,
                       {
 #include "zor/tables/spblas_csr.inc"
                       });
+#define ROW_csr_gemvout_par(...) SHAPED(gemvout, __VA_ARGS__)
+const rows plain_products("csr mv kernel", serial,
+                          {
+#include "zor/tables/spblas_csr.inc"
+                          });
 #define ROW_csr_mmout_par(...) SHAPED(mmout, __VA_ARGS__)
 #define ROW_csr_mmout_seq(...) SHAPED(mmout, __VA_ARGS__)
 const rows mm_kernels("csr mm kernel", serial,
