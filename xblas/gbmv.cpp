@@ -2,6 +2,8 @@
 // A band matrix is taken by diagonals: those of a block of outputs, in their order, bring the terms of every
 // output in the order of its row, and a diagonal has an element for each lane but at the corners of the
 // matrix.
+#include <cstring>
+
 #include "xblas/arguments.h"
 #include "xblas/multiply.h"
 #include "zor/signatures/xblas.h"
@@ -31,6 +33,19 @@ struct band {
 // Diagonals of a panel.
 inline constexpr zor_int band_cols = 32;
 
+// Takes the sums of those rows of a block for which row(i) holds.
+template <class A, int Parts, int Vectors, class Row>
+void take_sums(const block_sums<A, Parts, Vectors>& from, block_sums<A, Parts, Vectors>& to, const Row& row) {
+  using R = typename A::real;
+  constexpr int L = lanes_of<R>, all = int(sizeof from / sizeof(R)), a_vector = all / Vectors;
+  R given[all], kept[all];
+  std::memcpy(given, &from, sizeof from);
+  std::memcpy(kept, &to, sizeof to);
+  for (int i = 0; i < all; ++i)
+    if (row(i / a_vector * L + i % L)) kept[i] = given[i];
+  std::memcpy(static_cast<void*>(&to), kept, sizeof to);
+}
+
 template <class A, int Forms, class T>
 void multiply_band(const band& b, const operands<T>& o, const T* a, bool conj) {
   using R = typename A::real;
@@ -43,8 +58,14 @@ void multiply_band(const band& b, const operands<T>& o, const T* a, bool conj) {
         const zor_int begin = b.below - (first + rows - 1), end = b.inputs + b.below - first;
         zor_int diagonal = begin > 0 ? begin : 0;
         const zor_int last = end < b.diagonals ? end : b.diagonals;
+        // Diagonals with an element for all of them. The others are the corners of the matrix, where a
+        // product of zeros must not be added: a difference of zeros is -0 when rounded down, and would change
+        // the sign of an empty sum.
+        const zor_int whole_begin = b.below - first, whole_end = end - (rows - 1);
         while (diagonal < last) {
-          const zor_int count = last - diagonal < band_cols ? last - diagonal : band_cols;
+          const bool corner = diagonal < whole_begin || diagonal >= whole_end;
+          const zor_int rest = (whole_end < last ? whole_end : last) - diagonal;
+          const zor_int count = corner ? 1 : rest < band_cols ? rest : band_cols;
           const auto input_of = [&](zor_int i, zor_int k) { return first + i - b.below + diagonal + k; };
           const auto exists = [&](zor_int i, zor_int k) {
             return input_of(i, k) >= 0 && input_of(i, k) < b.inputs;
@@ -60,7 +81,13 @@ void multiply_band(const band& b, const operands<T>& o, const T* a, bool conj) {
             return load_element((column % Forms == 0 ? o.head : o.tail) + input_of(i, k) * o.incx);
           });
           const packed_x<R, Vectors, P, Forms> x = {factors};
-          add_panel<A, Forms>(count, panel, x, sums);
+          if (corner) {
+            auto with_zeros = sums;
+            add_panel<A, Forms>(count, panel, x, with_zeros);
+            take_sums(with_zeros, sums, [&](zor_int i) { return exists(i < rows ? i : rows - 1, 0); });
+          } else {
+            add_panel<A, Forms>(count, panel, x, sums);
+          }
           diagonal += count;
         }
       });
