@@ -71,6 +71,7 @@ struct environment {
 };
 
 std::vector<bench_case> gemm_cases(const environment& env);
+std::vector<bench_case> level2_cases(const environment& env);
 std::vector<bench_case> level3_cases(const environment& env);
 std::vector<bench_case> vector_cases(const environment& env);
 std::vector<bench_case> pool_cases(const environment& env);
@@ -92,6 +93,7 @@ struct family {
   const char* own_peers[3] = {};  // the libraries its cases bring along, instead of the BLAS peers
 };
 inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
+                                      {"level2", unit::gbytes, level2_cases},
                                       {"level3", unit::gflops, level3_cases},
                                       {"vector", unit::gbytes, vector_cases},
                                       {"spcsr", unit::gbytes, spcsr_cases, {"loop", "Eigen", "librsb"}},

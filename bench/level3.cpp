@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 
 #include <cstring>
-#include <tuple>
-#include <type_traits>
 
 #include "bench/bench.h"
+#include "bench/blas_call.h"
 #include "bench/operands.h"
 #include "zor/blas.h"
 #include "zor/core.h"
@@ -16,46 +15,6 @@ namespace {
 
 template <class T>
 using real_t = typename real_of<T>::type;
-
-// One routine of a library: its address, and how it is called (integers of 32 bits and the lengths of letters
-// for peers).
-struct routine {
-  void* address;
-  bool ours;
-};
-
-// Calls fn(letters as pointers..., rest...) with every integer in the library's width, passed by address.
-template <class... Args>
-void call(const routine& r, const char* letters, int letter_count, const Args&... args) {
-  const auto pass = []<class I>(I, const auto& a) {
-    if constexpr (std::is_same_v<std::decay_t<decltype(a)>, zor_int>)
-      return I(a);
-    else
-      return a;
-  };
-  const auto go = [&]<class I>(I width) {
-    const auto values = std::make_tuple(pass(width, args)...);
-    const auto address_of = [](const auto& a) -> const void* {
-      if constexpr (std::is_pointer_v<std::decay_t<decltype(a)>>)
-        return a;
-      else
-        return &a;
-    };
-    std::apply(
-        [&](const auto&... a) {
-          const char* const l = letters;
-          if (letter_count == 4)
-            reinterpret_cast<void (*)(const void*, const void*, const void*, const void*,
-                                      decltype(address_of(a))..., size_t, size_t, size_t, size_t)>(r.address)(
-                l, l + 1, l + 2, l + 3, address_of(a)..., 1, 1, 1, 1);
-          else
-            reinterpret_cast<void (*)(const void*, const void*, decltype(address_of(a))..., size_t, size_t)>(
-                r.address)(l, l + 1, address_of(a)..., 1, 1);
-        },
-        values);
-  };
-  r.ours ? go(zor_int()) : go(int32_t());
-}
 
 // Three square matrices; the diagonal of the first is large enough to be solved with.
 template <class T>
@@ -92,16 +51,16 @@ void run_once(form f, bool real_factors, const routine& r, const char* letters, 
   o.restart();
   switch (f) {
     case form::triangular:
-      return call(r, letters, 4, n, n, one, o.a.data(), n, o.c.data(), n);
+      return call<4>(r, letters, n, n, one, o.a.data(), n, o.c.data(), n);
     case form::rank_k:
-      if (real_factors) return call(r, letters, 2, n, n, real_one, o.b.data(), n, real_one, o.c.data(), n);
-      return call(r, letters, 2, n, n, one, o.b.data(), n, one, o.c.data(), n);
+      if (real_factors) return call<2>(r, letters, n, n, real_one, o.b.data(), n, real_one, o.c.data(), n);
+      return call<2>(r, letters, n, n, one, o.b.data(), n, one, o.c.data(), n);
     case form::rank_2k:
       if (real_factors)
-        return call(r, letters, 2, n, n, one, o.a.data(), n, o.b.data(), n, real_one, o.c.data(), n);
-      return call(r, letters, 2, n, n, one, o.a.data(), n, o.b.data(), n, one, o.c.data(), n);
+        return call<2>(r, letters, n, n, one, o.a.data(), n, o.b.data(), n, real_one, o.c.data(), n);
+      return call<2>(r, letters, n, n, one, o.a.data(), n, o.b.data(), n, one, o.c.data(), n);
     default:
-      return call(r, letters, 2, n, n, one, o.a.data(), n, o.b.data(), n, one, o.c.data(), n);
+      return call<2>(r, letters, n, n, one, o.a.data(), n, o.b.data(), n, one, o.c.data(), n);
   }
 }
 

@@ -82,5 +82,7 @@ inline constexpr zor_int vector_cut_bytes = page_bytes;
 // Order of the diagonal blocks of the plain triangular product. Contract: the terms beside a block are added
 // by the matrix product.
 inline constexpr zor_int triangle_block = 64;
+// The same of the triangular solve with one vector. Contract.
+inline constexpr zor_int solve_block = 32;
 
 }  // namespace zor::thresholds

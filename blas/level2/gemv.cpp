@@ -17,24 +17,6 @@ using thresholds::staged_long;
 using thresholds::staged_short;
 
 template <class T>
-void scale(zor_int n, T beta, T* y, zor_int incy) {
-  using E = element<T>;
-  if (is_one(beta)) return;
-  if (is_zero(beta)) {
-    for (zor_int i = 0; i < n; ++i) store_units(y + i * incy, E{});
-  } else if (incy == 1) {
-    for_ranges<T>(0, n, [&]<int Bytes>(zor_int i, zor_int last) {
-      using V = vec<real_t<T>, Bytes>;
-      const factor<T, V> f = make_factor<V>(beta);
-      for (; i < last; i += units<T, Bytes>) store_units(y + i, f * load_units<V>(y + i));
-    });
-  } else {
-    for (zor_int i = 0; i < n; ++i)
-      store_units(y + i * incy, make_factor<E>(beta) * load_units<E>(y + i * incy));
-  }
-}
-
-template <class T>
 void gemv_n(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, T* y) {
   constexpr int group = is_complex<T> ? 4 : 8;
   T s[group];

@@ -6,6 +6,7 @@
 #include "blas/level3/gemm.h"
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
+#include "blas/quotient.h"
 
 namespace zor::level3 {
 
@@ -104,23 +105,6 @@ template <class T, class L>
     return mul(x, broadcast<V>(s.re), broadcast<V>(s.im));
   } else {
     return x * broadcast<L>(s);
-  }
-}
-
-// x / d of complex lanes by the larger part of d (Smith 1962), so that no square overflows; of real lanes the
-// quotient.
-template <class T, class L>
-[[gnu::always_inline]] inline L divided(L x, T d) {
-  if constexpr (!is_complex<T>) {
-    return x / broadcast<L>(d);
-  } else {
-    using V = decltype(x.re);
-    const bool real_larger = magnitude(d.re) >= magnitude(d.im);
-    const auto large = real_larger ? d.re : d.im, small = real_larger ? d.im : d.re;
-    const auto ratio = small / large, sum = large + small * ratio;
-    const V r = broadcast<V>(ratio), s = broadcast<V>(sum);
-    if (real_larger) return {(x.re + x.im * r) / s, (x.im - x.re * r) / s};
-    return {(x.re * r + x.im) / s, (x.im * r - x.re) / s};
   }
 }
 
