@@ -26,6 +26,10 @@ class recorder {
   void add(const T* values, size_t count) {
     digest_.add(values, count);
   }
+  // Indices of either width are recorded alike.
+  void add(const int32_t* values, size_t count) {
+    for (size_t i = 0; i < count; ++i) add(int64_t(values[i]));
+  }
   template <class T>
   void add(T value) {
     digest_.add(&value, 1);
@@ -140,12 +144,16 @@ void run_dftnd(recorder& out);
 void run_gmp(recorder& out);
 void run_trans(recorder& out);
 void run_xblas(recorder& out);
+void run_spgemm(recorder& out);
+void run_spconv(recorder& out);
+void run_sweep(recorder& out);
 void run_conv1(recorder& out);
 void run_convnd(recorder& out);
 inline constexpr battery_family battery[] = {
-    {"vector", run_vector}, {"gemm", run_gemm},    {"matvec", run_matvec}, {"level3", run_level3},
-    {"spcsr", run_spcsr},   {"spcoo", run_spcoo},  {"dft1", run_dft1},     {"dftreal", run_dftreal},
-    {"dftnd", run_dftnd},   {"gmp", run_gmp},      {"trans", run_trans},   {"xblas", run_xblas},
-    {"conv1", run_conv1},   {"convnd", run_convnd}};
+    {"vector", run_vector}, {"gemm", run_gemm},   {"matvec", run_matvec},   {"level3", run_level3},
+    {"spcsr", run_spcsr},   {"spcoo", run_spcoo}, {"spgemm", run_spgemm},   {"spconv", run_spconv},
+    {"sweep", run_sweep},   {"dft1", run_dft1},   {"dftreal", run_dftreal}, {"dftnd", run_dftnd},
+    {"gmp", run_gmp},       {"trans", run_trans}, {"xblas", run_xblas},     {"conv1", run_conv1},
+    {"convnd", run_convnd}};
 
 }  // namespace zor_tools

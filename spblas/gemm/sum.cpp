@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+// C := A + beta B and C := A + beta B^T. Each row of C is the merge of two sorted rows.
+#include <limits>
+
+#include "spblas/gemm/rows.h"
+#include "spblas/panel.h"
+#include "spblas/result_scratch.h"
+#include "spblas/transpose.h"
+#include "zor/signatures/spblas_matrix.h"
+
+namespace zor::sparse {
+namespace {
+
+constexpr zor_int no_room = -1;
+
+// An element in a vector of 16 bytes, copies of it where it is smaller.
+template <class T>
+[[gnu::always_inline]] inline vec<real_t<T>, 16> whole_vector(const T* p) {
+  if constexpr (is_complex<T>)
+    return load<T, 1>(p);
+  else
+    return broadcast<vec<T, 16>>(*p);
+}
+
+// a, b or a + b, as with_a and with_b say. Where one is missing, nothing is added: a copy stays a copy.
+template <class V>
+[[gnu::always_inline]] inline V merged(V a, bool with_a, V b, bool with_b) {
+  using B = bits_t<V>;
+  using lane = typename bits_of<V>::lane;
+  const B in_a = broadcast<B>(-lane(with_a)), in_b = broadcast<B>(-lane(with_b)), both = in_a & in_b;
+  const V sum = V(B(a) & both) + V(B(b) & both);
+  return V((B(sum) & both) | (B(a) & in_a & ~both) | (B(b) & in_b & ~both));
+}
+
+template <class T>
+void scaled_copy(T beta, const T* b, zor_int count, T* c) {
+  for_packs<T>(
+      0, count, [&]<int N>(zor_int k) __attribute__((always_inline)) {
+        store<T, N>(c + k, mul<T>(spread<T, N>(&beta), load<T, N>(b + k)));
+      });
+}
+
+// Rows of the same columns.
+template <class T>
+void added_copy(const T* a, T beta, const T* b, zor_int count, T* c) {
+  for_packs<T>(
+      0, count, [&]<int N>(zor_int k) __attribute__((always_inline)) {
+        store<T, N>(c + k, load<T, N>(a + k) + mul<T>(spread<T, N>(&beta), load<T, N>(b + k)));
+      });
+}
+
+template <class I>
+bool same_columns(const I* ja, zor_int na, const I* jb, zor_int nb) {
+  return na == nb && na > 0 && ja[0] == jb[0] && ja[na - 1] == jb[na - 1] &&
+         std::memcmp(ja, jb, size_t(na) * sizeof(I)) == 0;
+}
+
+// Entries of the merged row.
+template <class I>
+zor_int merged_count(const I* ja, zor_int na, const I* jb, zor_int nb) {
+  if (same_columns(ja, na, jb, nb)) return na;
+  zor_int i = 0, j = 0, k = 0;
+  for (; i < na && j < nb; ++k) {
+    const I ca = ja[i], cb = jb[j];
+    i += ca <= cb;
+    j += cb <= ca;
+  }
+  return k + (na - i) + (nb - j);
+}
+
+// The merged row, or no_room as soon as an entry would pass `room`. The choice of the next entry takes no
+// branch: in matrices of no common pattern it could not be predicted.
+template <class T, class I>
+zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b, I* jc, T* c, zor_int room) {
+  if (same_columns(a.columns, a.count, b.columns, b.count)) {
+    if (a.count > room) return no_room;
+    std::memcpy(jc, a.columns, size_t(a.count) * sizeof(I));
+    added_copy(a.values, beta, b.values, a.count, c);
+    return a.count;
+  }
+  const auto factor = whole_vector(&beta);
+  zor_int i = 0, j = 0, k = 0;
+  for (; i < a.count && j < b.count; ++k) {
+    if (k == room) return no_room;
+    const I ca = a.columns[i], cb = b.columns[j];
+    const bool with_a = ca <= cb, with_b = cb <= ca;
+    const auto product = mul<T>(factor, whole_vector(b.values + j));
+    const auto value = merged(whole_vector(a.values + i), with_a, product, with_b);
+    jc[k] = with_a ? ca : cb;
+    std::memcpy(static_cast<void*>(c + k), &value, sizeof(T));
+    i += with_a;
+    j += with_b;
+  }
+  const zor_int rest_a = a.count - i, rest_b = b.count - j;
+  if (rest_a > room - k || rest_b > room - k) return no_room;
+  std::memcpy(jc + k, a.columns + i, size_t(rest_a) * sizeof(I));
+  std::memcpy(static_cast<void*>(c + k), a.values + i, size_t(rest_a) * sizeof(T));
+  std::memcpy(jc + k, b.columns + j, size_t(rest_b) * sizeof(I));
+  if (rest_b > 0) scaled_copy(beta, b.values + j, rest_b, c + k);
+  return k + rest_a + rest_b;
+}
+
+template <class T, class I>
+struct sum_result {
+  request wanted;
+  T* c;
+  I *jc, *ic;
+  zor_int nzmax;
+};
+
+// Row r of C; false when it has no room.
+template <class T, class I>
+bool sum_row(const sum_result<T, I>& to, zor_int r, const matrix_row<T, I>& a, T beta,
+             const matrix_row<T, I>& b) {
+  const zor_int start = zor_int(to.ic[r]) - 1;
+  if (to.wanted == request::counts) {
+    to.ic[r + 1] = I(start + 1 + merged_count(a.columns, a.count, b.columns, b.count));
+    return true;
+  }
+  const bool checked = to.wanted == request::all;
+  const zor_int room = checked ? to.nzmax - start : std::numeric_limits<zor_int>::max();
+  const zor_int count = room < 0 ? no_room : merge_rows(a, beta, b, to.jc + start, to.c + start, room);
+  if (count == no_room) return false;
+  if (checked) to.ic[r + 1] = I(start + 1 + count);
+  return true;
+}
+
+template <class T, class I>
+I sum(zor_int first, zor_int last, I sort, T* a, I* ja, const I* ia, T beta, T* b, I* jb, const I* ib,
+      const sum_result<T, I>& to) {
+  if (first == 0 && to.wanted != request::values) to.ic[0] = 1;
+  for (zor_int r = first; r < last; ++r) {
+    const matrix_row<T, I> row_a = row_of(ia, ja, a, r), row_b = row_of(ib, jb, b, r);
+    if (sort == 1 || sort == 3) sort_row(row_a);
+    if (sort == 2 || sort == 3) sort_row(row_b);
+    if (!sum_row(to, r, row_a, beta, row_b)) return I(r + 1);
+  }
+  return 0;
+}
+
+template <class T, class I>
+I sum_transposed(zor_int m, zor_int n, I sort, T* a, I* ja, const I* ia, T beta, T* b, I* jb, const I* ib,
+                 const sum_result<T, I>& to) {
+  if (m < 1) return 0;
+  if (sort == 2 || sort == 3)
+    for (zor_int r = 0; r < n; ++r) sort_row(row_of(ib, jb, b, r));
+  const zor_int before = n < 1 ? 0 : zor_int(ib[0]) - 1, entries = n < 1 ? 0 : zor_int(ib[n]) - 1 - before;
+  const result_scratch<I> starts(m + 1), rows(entries);
+  const result_scratch<T> values(to.wanted == request::counts ? 0 : entries);
+  if (starts.data == nullptr || rows.data == nullptr || values.data == nullptr) return -1;
+  const bool with_values = to.wanted != request::counts;
+  transpose<T, I>({n < 1 ? 0 : n, m, ib, jb + before, with_values ? b + before : nullptr, 1, 1},
+                  {starts.data, rows.data, with_values ? values.data : nullptr, 1});
+  return sum<T, I>(0, m,
+                   sort == 3   ? 1
+                   : sort == 2 ? 0
+                               : sort,
+                   a, ja, ia, beta, values.data, rows.data, starts.data, to);
+}
+
+}  // namespace
+}  // namespace zor::sparse
+
+#define ROW_CSR_SUM(name, T, I)                                                             \
+  extern "C" SIG_CSR_SUM(name, T, I) {                                                      \
+    *info = zor::sparse::sum<T, I>(*first - 1, *last, *sort, a, ja, ia, *beta, b, jb, ib,   \
+                                   {zor::sparse::request_of(*request), c, jc, ic, *nzmax}); \
+  }
+#define ROW_CSR_SUM_TR(name, T, I)                                                                     \
+  extern "C" SIG_CSR_SUM_TR(name, T, I) {                                                              \
+    *info = zor::sparse::sum_transposed<T, I>(*m, *n, *sort, a, ja, ia, *beta, b, jb, ib,              \
+                                              {zor::sparse::request_of(*request), c, jc, ic, *nzmax}); \
+  }
+#include "zor/tables/spblas_gemm.inc"

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/sweep/gauss_lanes.h"
+
+ZOR_BLOCK_SWEEPS(double)
