@@ -165,11 +165,11 @@ std::vector<bench_case> level2_cases(const environment& env) {
                                 std::initializer_list<const char*> letters) {
     std::string_view plain = name.substr(std::string_view("zor_blas_").size());
     if (plain[0] == 'x') plain.remove_prefix(1);
-    std::initializer_list<zor_int> sizes = {64, 500, 4000};
+    std::vector<zor_int> sizes = {64, 500, 4000};
     if (is_band(f)) sizes = {100000};
     if (is_packed(f)) sizes = {2000};
     for (const zor_int n : sizes) {
-      if (env.opts.quick && n != *sizes.begin()) continue;
+      if (env.opts.quick && n != sizes.front()) continue;
       if (is_complex<T> && is_single<T>) continue;
       for (const char* l : letters)
         cases.push_back(level2_case<T>(env, plain.data(), reinterpret_cast<void*>(ours),
