@@ -17,7 +17,10 @@ int32_t bad_matrix(zor_sparse a, char type, int32_t op) {
     return sparse_failure(ZOR_SPARSE_BAD_HANDLE, "a: elements of type %c, the call takes type %c", a->type,
                           type);
   if (!a->checked) return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "a: its last check failed");
-  if (!one_of(op, "ntcs")) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "op: %d is no value of it", op);
+  if (!one_of(op, "ntcs"))
+    return op > ' ' && op < 127
+               ? sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "op: '%c' is none of n, t, c and s", op)
+               : sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "op: %d is no letter of n, t, c and s", op);
   return ZOR_SPARSE_OK;
 }
 
@@ -36,6 +39,21 @@ int32_t bad_solve(const sparse_matrix& a) {
     default:
       return ZOR_SPARSE_OK;
   }
+}
+
+int32_t bad_overlap(const dense_run& written, const dense_run& read) {
+  const auto bytes = [](const dense_run& d, zor_int elements) { return elements * zor_int(d.element); };
+  const auto reach = [&](const dense_run& d) { return bytes(d, (d.lines - 1) * d.ld + d.run); };
+  if (written.run < 1 || written.lines < 1 || read.run < 1 || read.lines < 1) return ZOR_SPARSE_OK;
+  const intptr_t w = reinterpret_cast<intptr_t>(written.data), r = reinterpret_cast<intptr_t>(read.data);
+  if (w + reach(written) <= r || r + reach(read) <= w) return ZOR_SPARSE_OK;
+  // Two blocks of columns or rows of one array lie apart where the runs of one stand in the gaps of the
+  // other.
+  if (written.ld == read.ld && (written.lines > 1 || read.lines > 1)) {
+    const intptr_t step = bytes(read, read.ld), shift = ((w - r) % step + step) % step;
+    if (shift >= bytes(read, read.run) && shift + bytes(written, written.run) <= step) return ZOR_SPARSE_OK;
+  }
+  return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "%s: overlaps %s", written.name, read.name);
 }
 
 template <class I>

@@ -36,6 +36,23 @@ int32_t bad_columns(int32_t layout, zor_int n) {
 template <class I>
 int32_t bad_dense(const char* name, int32_t layout, zor_int rows, zor_int n, zor_int ld, size_t element);
 
+// A dense operand in memory: `lines` runs of `run` elements of `element` bytes, ld elements apart.
+struct dense_run {
+  const char* name;
+  const void* data;
+  zor_int run, lines, ld;
+  size_t element;
+};
+// The rows and right-hand sides of an operand in its layout.
+inline dense_run dense_operand(const char* name, const void* data, int32_t layout, zor_int rows, zor_int n,
+                               zor_int ld, size_t element) {
+  return layout == ZOR_SPARSE_ROW_MAJOR ? dense_run{name, data, n, rows, ld, element}
+                                        : dense_run{name, data, rows, n, ld, element};
+}
+
+// What is written shares no memory with what is read.
+int32_t bad_overlap(const dense_run& written, const dense_run& read);
+
 // Whether the letter is one of a list.
 constexpr bool one_of(int32_t letter, const char* letters) {
   for (; *letters != '\0'; ++letters)

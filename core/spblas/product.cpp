@@ -138,6 +138,10 @@ int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta
   const bool read = inputs > 0 && outputs > 0 && !is_zero(alpha);
   if (read && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
   if (outputs > 0 && y == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "y is null");
+  if (read)
+    if (const int32_t status =
+            bad_overlap({"y", y, outputs, 1, outputs, sizeof(T)}, {"x", x, inputs, 1, inputs, sizeof(T)}))
+      return status;
   if (!read) {
     scale(beta, outputs, y);
     return ZOR_SPARSE_OK;
@@ -183,6 +187,10 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
   if (written && c == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "c is null");
   if (const int32_t status = bad_dense<I>("ldc", layout, outputs, n, ldc, sizeof(T))) return status;
   if (!written) return ZOR_SPARSE_OK;
+  if (read)
+    if (const int32_t status = bad_overlap(dense_operand("c", c, layout, outputs, n, ldc, sizeof(T)),
+                                           dense_operand("b", b, layout, inputs, n, ldb, sizeof(T))))
+      return status;
   if (!read) {
     scale_lines(layout, beta, outputs, n, c, ldc);
     return ZOR_SPARSE_OK;

@@ -21,6 +21,10 @@ int32_t solve(const sparse_matrix& a, int32_t op, T alpha, const T* b, T* x) {
   if (a.rows > 0 && b == nullptr && !is_zero(alpha))
     return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b is null");
   if (a.rows > 0 && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
+  if (!is_zero(alpha) && b != x)
+    if (const int32_t status =
+            bad_overlap({"x", x, a.rows, 1, a.rows, sizeof(T)}, {"b", b, a.rows, 1, a.rows, sizeof(T)}))
+      return status;
   if (const int32_t status = bad_solve(a)) return status;
   if (is_zero(alpha)) {
     scale(alpha, a.rows, x);
@@ -47,6 +51,10 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
   if (read && b == x && ldb != ldx)
     return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "ldx: in place it is that of b, %lld, not %lld",
                           (long long)ldb, (long long)ldx);
+  if (read && b != x)
+    if (const int32_t status = bad_overlap(dense_operand("x", x, layout, a.rows, n, ldx, sizeof(T)),
+                                           dense_operand("b", b, layout, a.rows, n, ldb, sizeof(T))))
+      return status;
   if (const int32_t status = bad_solve(a)) return status;
   if (!written) return ZOR_SPARSE_OK;
   if (!read) {

@@ -554,7 +554,12 @@ TEST(Refusals, NameTheArgument) {
   handle("a: no matrix, or one already freed", zor_sparse_free(nullptr));
   handle("a: elements of type d, the call takes type s",
          zor_sparse_smv(a.handle, plain, 1, &single, 0, &single));
-  argument("op: 78 is no value of it", mv('N', x, y));
+  argument("op: 'N' is none of n, t, c and s", mv('N', x, y));
+  argument("op: 7 is no letter of n, t, c and s", mv(7, x, y));
+  for (const zor_int shift : {-3, 0, 3}) argument("y: overlaps x", mv(plain, y + 10 + shift, y + 10));
+  argument("x: overlaps b", sv(y + 1, y));
+  argument("c: overlaps b", mm(f, 2, y + 3, 4, y, 4));
+  argument("c: overlaps b", mm(c, 2, y + 1, 4, y, 4));
   argument("x is null", mv(plain, nullptr, y));
   argument("y is null", mv(plain, x, nullptr));
   argument("layout: 0 is no value of it", mm(0, 2, x, 4, y, 4));
@@ -572,6 +577,9 @@ TEST(Refusals, NameTheArgument) {
   expect(ZOR_SPARSE_NOT_SOLVABLE, "a: only triangular and diagonal views can be solved with",
          zor_sparse_dsv(g.handle, plain, 1, x, y));
   EXPECT_EQ(ZOR_SPARSE_OK, mm(f, 0, nullptr, 4, nullptr, 4)) << "no right-hand side";
+  std::vector<double> columns(16);
+  EXPECT_EQ(ZOR_SPARSE_OK, mm(c, 2, columns.data() + 2, 4, columns.data(), 4)) << "columns of one array";
+  EXPECT_EQ(ZOR_SPARSE_OK, mv(plain, columns.data() + 4, columns.data())) << "side by side";
   EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_dmv(a.handle, plain, 0, nullptr, 1, y)) << "alpha 0 reads no x";
   EXPECT_EQ(before, result);
   zor_sparse freed = nullptr;
