@@ -142,6 +142,7 @@ void run_dft1(recorder& out);
 void run_dftreal(recorder& out);
 void run_dftnd(recorder& out);
 void run_gmp(recorder& out);
+void run_lapack(recorder& out);
 void run_trans(recorder& out);
 void run_xblas(recorder& out);
 void run_spgemm(recorder& out);
@@ -150,10 +151,10 @@ void run_sweep(recorder& out);
 void run_conv1(recorder& out);
 void run_convnd(recorder& out);
 inline constexpr battery_family battery[] = {
-    {"vector", run_vector}, {"gemm", run_gemm},   {"matvec", run_matvec},   {"level3", run_level3},
-    {"spcsr", run_spcsr},   {"spcoo", run_spcoo}, {"spgemm", run_spgemm},   {"spconv", run_spconv},
-    {"sweep", run_sweep},   {"dft1", run_dft1},   {"dftreal", run_dftreal}, {"dftnd", run_dftnd},
-    {"gmp", run_gmp},       {"trans", run_trans}, {"xblas", run_xblas},     {"conv1", run_conv1},
-    {"convnd", run_convnd}};
+    {"vector", run_vector}, {"gemm", run_gemm},     {"matvec", run_matvec},   {"level3", run_level3},
+    {"spcsr", run_spcsr},   {"spcoo", run_spcoo},   {"spgemm", run_spgemm},   {"spconv", run_spconv},
+    {"sweep", run_sweep},   {"dft1", run_dft1},     {"dftreal", run_dftreal}, {"dftnd", run_dftnd},
+    {"gmp", run_gmp},       {"lapack", run_lapack}, {"trans", run_trans},     {"xblas", run_xblas},
+    {"conv1", run_conv1},   {"convnd", run_convnd}};
 
 }  // namespace zor_tools

@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+// Small factorisations against plain loops: bits, flags, info and pivots; and, free of any order, factors
+// that give the matrix back.
+#include <algorithm>
+#include <utility>
+
+#include "tests/lapack/twin.h"
+#include "tests/ref/lapack.h"
+#include "zor/signatures/lapack.h"
+
+namespace {
+
+using namespace zor_test;
+
+constexpr zor_int orders[] = {-1, 0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 18, 31, 33, 40, 130};
+
+// A matrix in one triangle; the other one holds NaN, which nobody reads.
+template <class T>
+struct triangle {
+  triangle(bool upper_, zor_int n_, size_t turn, random_bits& random, content what = content::plain)
+      : upper(upper_),
+        n(n_),
+        lda(std::max<zor_int>(n_, 1) + zor_int(turn % 3)),
+        a(span(n_, n_, lda), placements[turn % std::size(placements)], random, what) {
+    for (zor_int j = 0; j < n; ++j)
+      for (zor_int i = 0; i < (j + 1 < n ? lda : n); ++i)
+        if (upper ? i > j : i < j || i >= n) set(i, j, double(NAN));
+  }
+  void set(zor_int i, zor_int j, double value) {
+    for (size_t h = 0; h < parts<T>; ++h)
+      a.set(size_t(i + j * lda) * parts<T> + h, h == 0 ? real<T>(value) : real<T>(0));
+  }
+  void add_to_diagonal(double value) {
+    for (zor_int j = 0; j < n; ++j)
+      a.set(size_t(j + j * lda) * parts<T>, part(a(false)[j + j * lda], 0) + real<T>(value));
+  }
+
+  const bool upper;
+  const zor_int n, lda;
+  twin<T> a;
+};
+
+// ---- Cholesky.
+
+template <class T>
+void check_potrf(const char* name, zor::potrf_small_fn<T>* kernel, bool upper) {
+  random_bits random(11);
+  size_t turn = 0;
+  for (const zor_int n : orders)
+    for (const char* kind : {"definite", "definite", "indefinite", "special"}) {
+      triangle<T> m(upper, n, ++turn, random, kind[0] == 's' ? content::special : content::plain);
+      if (kind[0] != 's') m.add_to_diagonal(double(n) + 2);
+      const zor_int failing = n > 0 && kind[0] == 'i' ? random.between(1, n) : 0;
+      if (failing > 0) m.set(failing - 1, failing - 1, failing % 2 == 0 ? 0.0 : double(NAN));
+      zor_int info[2] = {-7, -7};
+      EXPECT_TRUE(agree(
+          [&](bool k) {
+            if (k)
+              kernel(nullptr, &n, m.a(k), &m.lda, &info[1]);
+            else if (const zor_int failed = zor_ref::potrf_small(upper, n, m.a(k), m.lda))
+              info[0] = failed;
+          },
+          m.a))
+          << name << " n " << n << " " << kind;
+      EXPECT_EQ(info[0], info[1]) << name << " n " << n << " " << kind;
+      if (kind[0] == 's') continue;
+      EXPECT_EQ(info[1], failing > 0 ? failing : -7) << name << " n " << n;
+    }
+}
+
+TEST(PotrfSmall, BitsFlagsAndInfoOfThePlainLoops) {
+#define ROW_POTRF_SMALL(name, T, upper) check_potrf<T>(#name, name, upper);
+#include "zor/tables/lapack.inc"
+}
+
+// A matrix that is no multiple of its real type away from the origin is factored as well.
+TEST(PotrfSmall, TakesAnyAddress) {
+  const zor_int n = 3;
+  const double a[9] = {4, 2, 1, 0, 5, 3, 0, 0, 6};
+  alignas(16) char moved[sizeof a + 4];
+  double expected[9];
+  std::copy_n(a, 9, expected);
+  std::memcpy(moved + 4, a, sizeof a);
+  zor_int info = 0;
+  zor_lapack_ps_dpotrf_l_small("L", &n, expected, &n, &info);
+  zor_lapack_ps_dpotrf_l_small("L", &n, reinterpret_cast<double*>(moved + 4), &n, &info);
+  EXPECT_EQ(info, 0);
+  EXPECT_EQ(std::memcmp(expected, moved + 4, sizeof a), 0);
+}
+
+// ---- Bunch-Kaufman.
+
+// The product of the factors, P L D L^T P^T, as a full matrix: elementary steps undone from the last to the
+// first.
+template <class R>
+std::vector<double> rebuilt(bool upper, zor_int n, const R* f, zor_int lda, const zor_int* ipiv) {
+  std::vector<double> m(size_t(n * n), 0.0);
+  const auto at = [&](zor_int i, zor_int j) -> double& { return m[size_t(i + j * n)]; };
+  const auto column = [&](zor_int k, zor_int i) { return double(f[i + k * lda]); };
+  const auto exchange = [&](zor_int i, zor_int j) {
+    for (zor_int c = 0; c < n; ++c) std::swap(at(i, c), at(j, c));
+    for (zor_int r = 0; r < n; ++r) std::swap(at(r, i), at(r, j));
+  };
+  std::vector<std::pair<zor_int, zor_int>> steps;
+  for (zor_int k = upper ? n - 1 : 0; k >= 0 && k < n;) {
+    const zor_int l = ipiv[k] > 0 ? k : k + (upper ? -1 : 1);
+    steps.push_back({k, l});
+    k = l + (upper ? -1 : 1);
+  }
+  std::reverse(steps.begin(), steps.end());
+  for (const auto& [k, l] : steps) {
+    const zor_int first = upper ? 0 : std::max(k, l) + 1, end = upper ? std::min(k, l) : n;
+    const double dk = column(k, k), dl = column(l, l), between = k == l ? 0 : column(k, l);
+    for (zor_int j = first; j < end; ++j) {
+      const double x = column(k, j), y = k == l ? 0 : column(l, j);
+      const double u = dk * x + between * y, v = k == l ? 0 : between * x + dl * y;
+      for (zor_int i = first; i < end; ++i) at(i, j) += column(k, i) * u + (k == l ? 0 : column(l, i) * v);
+      at(j, k) = at(k, j) = u;
+      if (k != l) at(j, l) = at(l, j) = v;
+    }
+    at(k, k) = dk;
+    if (k != l) at(l, l) = dl, at(k, l) = at(l, k) = between;
+    exchange(l, std::abs(ipiv[k]) - 1);
+  }
+  return m;
+}
+
+template <class R>
+void check_sytrf(const char* name, zor::sytrf_small_fn<R>* kernel, bool upper) {
+  random_bits random(12);
+  size_t turn = 0;
+  int two_by_two = 0, singular = 0;
+  for (const zor_int n : orders)
+    for (const char* kind : {"plain", "plain", "no diagonal", "zero", "special"}) {
+      triangle<R> m(upper, n, ++turn, random, kind[0] == 's' ? content::special : content::plain);
+      for (zor_int j = 0; kind[0] == 'n' && j < n; ++j) m.set(j, j, 0);
+      // A row and column of zeros is a zero pivot somewhere.
+      const zor_int empty = n > 0 && kind[0] == 'z' ? random.between(0, n - 1) : -1;
+      for (zor_int i = 0; empty >= 0 && i < n; ++i)
+        if (upper == (i <= empty) || i == empty)
+          m.set(i, empty, 0);
+        else
+          m.set(empty, i, 0);
+      const std::vector<R> before(m.a(false), m.a(false) + m.a.size());
+      guarded<zor_int> pivots(size_t(std::max<zor_int>(n, 0)));
+      std::vector<zor_int> expected(pivots.size());
+      zor_int info[2] = {-7, -7};
+      const char uplo = "LlUu"[2 * upper + turn % 2];
+      EXPECT_TRUE(agree(
+          [&](bool k) {
+            if (k)
+              kernel(&uplo, &n, m.a(k), &m.lda, pivots.data(), &info[1]);
+            else
+              info[0] = zor_ref::sytrf_small(upper, n, m.a(k), m.lda, expected.data());
+          },
+          m.a))
+          << name << " n " << n << " " << kind;
+      EXPECT_EQ(info[0], info[1]) << name << " n " << n << " " << kind;
+      EXPECT_TRUE(std::equal(expected.begin(), expected.end(), pivots.begin()))
+          << name << " n " << n << " " << kind;
+      singular += info[1] > 0;
+      if (kind[0] == 's' || n < 1) continue;
+      two_by_two += int(std::count_if(pivots.begin(), pivots.end(), [](zor_int p) { return p < 0; }));
+      const auto product = rebuilt(upper, n, m.a(true), m.lda, pivots.data());
+      double worst = 0;
+      for (zor_int j = 0; j < n; ++j)
+        for (zor_int i = upper ? 0 : j; i < (upper ? j + 1 : n); ++i)
+          worst =
+              std::max(worst, std::fabs(product[size_t(i + j * n)] - double(before[size_t(i + j * m.lda)])));
+      EXPECT_LE(worst, 64 * double(n) * double(std::numeric_limits<R>::epsilon()))
+          << name << " n " << n << " " << kind;
+    }
+  EXPECT_GT(two_by_two, 20);
+  EXPECT_GT(singular, 10);
+}
+
+TEST(SytrfSmall, BitsFlagsInfoAndPivotsOfThePlainLoops) {
+#define ROW_SYTRF_SMALL(name, T, upper) check_sytrf<T>(#name, name, upper);
+#include "zor/tables/lapack.inc"
+}
+
+// ---- The tridiagonal solve with interchanges.
+
+template <class T>
+void check_gtsv(const char* name, zor::gtsv_small_fn<T>* kernel) {
+  random_bits random(13);
+  size_t turn = 0;
+  for (const zor_int n : {0, 1, 2, 3, 4, 5, 8, 13, 50})
+    for (const zor_int nrhs : {0, 1, 2, 3, 5, 8, 11})
+      for (const char* kind : {"plain", "dominant", "zero pivot", "zero row", "special"}) {
+        const placement where = placements[++turn % std::size(placements)];
+        const content what = kind[0] == 's' ? content::special : content::plain;
+        const size_t off = n > 1 ? size_t(n - 1) : 0;
+        const zor_int ldb = std::max<zor_int>(n, 1) + zor_int(turn % 3);
+        twin<T> dl(off, where, random, what), d(size_t(n), where, random, what), du(off, where, random, what),
+            b(span(n, nrhs, ldb), where, random, what);
+        for (zor_int i = 0; kind[0] == 'd' && i < n; ++i) d.set(size_t(i), 4);
+        if (kind[0] == 'z' && n > 0) {
+          const size_t row = size_t(random.between(0, n - 1));
+          d.set(row, 0);
+          if (kind[5] == 'r' && row < off) dl.set(row, 0);
+          if (row > 0) dl.set(row - 1, 0);
+        }
+        zor_int info[2] = {-7, -7};
+        EXPECT_TRUE(agree(
+            [&](bool k) {
+              if (k)
+                kernel(&n, &nrhs, dl(k), d(k), du(k), b(k), &ldb, &info[1]);
+              else
+                info[0] = zor_ref::gtsv_small(n, nrhs, dl(k), d(k), du(k), b(k), ldb);
+            },
+            b, d, dl, du))
+            << name << " n " << n << " nrhs " << nrhs << " " << kind;
+        EXPECT_EQ(info[0], info[1]) << name << " n " << n << " nrhs " << nrhs << " " << kind;
+      }
+}
+
+TEST(GtsvSmall, BitsFlagsAndInfoOfThePlainLoops) {
+#define ROW_GTSV_SMALL(name, T) check_gtsv<T>(#name, name);
+#include "zor/tables/lapack.inc"
+}
+
+// A zero pivot with something below it is exchanged away; with a zero below it the solve stops.
+TEST(GtsvSmall, StopsAtASingularRow) {
+  const zor_int n = 3, one = 1;
+  for (const double below : {2.0, 0.0}) {
+    double dl[] = {below, 1}, d[] = {0, 1, 1}, du[] = {1, 1}, b[] = {1, 2, 3};
+    zor_int info = -1;
+    zor_lapack_ps_dgtsv_small(&n, &one, dl, d, du, b, &n, &info);
+    EXPECT_EQ(info, below == 0 ? 1 : 0);
+  }
+}
+
+}  // namespace

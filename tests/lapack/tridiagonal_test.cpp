@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: MIT
+// Tridiagonal factorisations and solves against plain loops: bits, flags and info; and, free of any order,
+// solutions that satisfy their equations.
+#include <algorithm>
+#include <cstdlib>
+
+#include "tests/lapack/twin.h"
+#include "tests/ref/lapack.h"
+#include "tests/support/zalloc.h"
+#include "zor/signatures/lapack.h"
+
+namespace {
+
+using namespace zor_test;
+
+// The allocator sees every request for scratch memory.
+[[maybe_unused]] const int pool_off = setenv("ZOR_DISABLE_FAST_MM", "1", 1);
+
+constexpr zor_int orders[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 21, 40};
+constexpr zor_int columns[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 16, 17};
+
+// What may stand on the diagonal.
+enum class pivots { dominant, plain, one_zero, one_nan };
+
+template <class T>
+struct system {
+  system(zor_int n, zor_int nrhs, size_t turn, pivots kind, random_bits& random)
+      : ldb(std::max<zor_int>(n, 1) + zor_int(turn % 3)),
+        where(placements[turn % std::size(placements)]),
+        dl(n > 1 ? size_t(n - 1) : 0, where, random),
+        d(size_t(n), where, random),
+        du(n > 1 ? size_t(n - 1) : 0, where, random),
+        b(span(n, nrhs, ldb), where, random, turn % 5 == 4 ? content::special : content::plain) {
+    using R = real<T>;
+    if (kind == pivots::dominant)
+      for (size_t i = 0; i < size_t(n); ++i) d.set(i * parts<T>, R(3 + 0.25 * double(i % 7)));
+    if (n < 1 || kind == pivots::plain || kind == pivots::dominant) return;
+    const size_t row = size_t(random.between(0, n - 1));
+    // Alone in its row and column, the element is the pivot, whatever was eliminated before it.
+    for (size_t h = 0; h < parts<T>; ++h) {
+      d.set(row * parts<T> + h,
+            kind == pivots::one_zero || h == 0 ? (kind == pivots::one_nan ? R(NAN) : R(0)) : R(2));
+      if (row > 0) dl.set((row - 1) * parts<T> + h, 0);
+      if (row + 1 < size_t(n)) dl.set(row * parts<T> + h, 0);
+    }
+  }
+  const zor_int ldb;
+  const placement where;
+  twin<T> dl, d, du, b;
+};
+
+// Calls check(n, nrhs, turn, kind) for all sizes and diagonals.
+template <class Check>
+void for_systems(const Check& check) {
+  size_t turn = 0;
+  for (const zor_int n : orders)
+    for (const zor_int nrhs : columns)
+      for (const pivots kind : {pivots::dominant, pivots::plain, pivots::one_zero, pivots::one_nan})
+        check(n, nrhs, ++turn, kind);
+}
+
+template <class T>
+void check_factor(const char* name, zor::dttrfb_fn<T>* kernel) {
+  random_bits random(4);
+  for_systems([&](zor_int n, zor_int, size_t turn, pivots kind) {
+    system<T> s(n, 0, turn, kind, random);
+    zor_int info[2] = {-7, -7};
+    EXPECT_TRUE(agree(
+        [&](bool k) {
+          if (k)
+            kernel(&n, s.dl(k), s.d(k), s.du(k), &info[1]);
+          else
+            info[0] = zor_ref::dttrfb(n, s.dl(k), s.d(k), s.du(k));
+        },
+        s.dl, s.d, s.du))
+        << name << " n " << n << " kind " << int(kind);
+    EXPECT_EQ(info[0], info[1]) << name << " n " << n << " kind " << int(kind);
+  });
+}
+
+template <class T>
+void check_solve(const char* name, zor::dttrsb_fn<T>* kernel) {
+  random_bits random(5);
+  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
+    const char trans = "NnTtCcx"[turn % 7];
+    system<T> s(n, nrhs, turn, kind, random);
+    zor_int info = -7;
+    EXPECT_TRUE(agree(
+        [&](bool k) {
+          if (k)
+            kernel(&trans, &n, &nrhs, s.dl(k), s.d(k), s.du(k), s.b(k), &s.ldb, &info);
+          else
+            zor_ref::dttrsb(trans, n, nrhs, s.dl(k), s.d(k), s.du(k), s.b(k), s.ldb);
+        },
+        s.b, s.dl, s.d, s.du))
+        << name << " " << trans << " n " << n << " nrhs " << nrhs << " kind " << int(kind);
+    EXPECT_EQ(info, 0);
+  });
+}
+
+template <class T>
+void check_both(const char* name, zor::dtsvb_fn<T>* kernel) {
+  random_bits random(6);
+  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
+    system<T> s(n, nrhs, turn, kind, random);
+    zor_int info[2] = {-7, -7};
+    EXPECT_TRUE(agree(
+        [&](bool k) {
+          if (k)
+            kernel(&n, &nrhs, s.dl(k), s.d(k), s.du(k), s.b(k), &s.ldb, &info[1]);
+          else
+            info[0] = zor_ref::dtsvb(n, nrhs, s.dl(k), s.d(k), s.du(k), s.b(k), s.ldb);
+        },
+        s.b, s.dl, s.d, s.du))
+        << name << " n " << n << " nrhs " << nrhs << " kind " << int(kind);
+    EXPECT_EQ(info[0], info[1]) << name << " n " << n << " nrhs " << nrhs << " kind " << int(kind);
+  });
+}
+
+TEST(DominantTridiagonal, BitsFlagsAndInfoOfThePlainLoops) {
+#define ROW_DTTRFB(name, T) check_factor<T>(#name, name);
+#define ROW_DTTRSB(name, T) check_solve<T>(#name, name);
+#define ROW_DTSVB(name, T) check_both<T>(#name, name);
+#include "zor/tables/lapack.inc"
+}
+
+// The largest component of A x - b, or of the transposed system.
+template <class T>
+double residual(bool transposed, const T* dl, const T* d, const T* du, const T* x, const T* b, zor_int n) {
+  double worst = 0;
+  for (zor_int i = 0; i < n; ++i) {
+    T r = zor_ref::less(zor_ref::times(d[i], x[i]), b[i]);
+    if (i > 0) r = zor_ref::plus(r, zor_ref::times((transposed ? du : dl)[i - 1], x[i - 1]));
+    if (i + 1 < n) r = zor_ref::plus(r, zor_ref::times((transposed ? dl : du)[i], x[i + 1]));
+    for (int h = 0; h < int(parts<T>); ++h) worst = std::max(worst, std::fabs(double(part(r, h))));
+  }
+  return worst;
+}
+
+template <class T>
+void check_equations(zor::dttrfb_fn<T>* factor, zor::dttrsb_fn<T>* solve) {
+  random_bits random(7);
+  for (const zor_int n : {1, 2, 3, 10, 77}) {
+    const zor_int one = 1;
+    system<T> s(n, 1, 0, pivots::dominant, random), f(n, 0, 0, pivots::dominant, random);
+    std::copy_n(s.dl(false), n - 1, f.dl(true));
+    std::copy_n(s.d(false), n, f.d(true));
+    zor_int info;
+    factor(&n, f.dl(true), f.d(true), s.du(true), &info);
+    ASSERT_EQ(info, 0);
+    for (const bool transposed : {false, true}) {
+      std::copy_n(s.b(false), n, s.b(true));
+      const T *first = transposed ? s.du(true) : f.dl(true), *second = transposed ? f.dl(true) : s.du(true);
+      solve(transposed ? "T" : "No transpose", &n, &one, first, f.d(true), second, s.b(true), &n, &info);
+      EXPECT_LE(residual(transposed, s.dl(false), s.d(false), s.du(false), s.b(true), s.b(false), n),
+                32 * std::numeric_limits<real<T>>::epsilon())
+          << n << " " << transposed;
+    }
+  }
+}
+
+// The transposed system is solved by the factors with their two off-diagonals in each other's place.
+TEST(DominantTridiagonal, SolutionsSatisfyTheirEquations) {
+  check_equations<float>(zor_lapack_ps_sdttrfb, zor_lapack_ps_sdttrsb);
+  check_equations<double>(zor_lapack_ps_ddttrfb, zor_lapack_ps_ddttrsb);
+  check_equations<zor_c32>(zor_lapack_ps_cdttrfb, zor_lapack_ps_cdttrsb);
+  check_equations<zor_c64>(zor_lapack_ps_zdttrfb, zor_lapack_ps_zdttrsb);
+}
+
+// ---- Solves with factors made elsewhere.
+
+zor_int grouped(zor_int nrhs, bool memory) { return memory && nrhs >= 4 ? nrhs / 4 * 4 : 0; }
+
+template <class T>
+void check_gtts2(const char* name, zor::gtts2_fn<T>* kernel, bool memory) {
+  random_bits random(8);
+  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
+    system<T> s(n, nrhs, turn, kind, random);
+    twin<T> du2(n > 2 ? size_t(n - 2) : 0, s.where, random);
+    guarded<zor_int> ipiv(size_t(std::max<zor_int>(n, 0)));
+    for (zor_int i = 0; i < n; ++i) ipiv[size_t(i)] = i + 1 + (i + 1 < n && random.next() % 3 == 0);
+    const zor_int itrans = zor_int(turn % 3);
+    EXPECT_TRUE(agree(
+        [&](bool k) {
+          if (k)
+            kernel(&itrans, &n, &nrhs, s.dl(k), s.d(k), s.du(k), du2(k), ipiv.data(), s.b(k), &s.ldb);
+          else
+            zor_ref::gtts2(itrans, n, nrhs, grouped(nrhs, memory), s.dl(k), s.d(k), s.du(k), du2(k),
+                           ipiv.data(), s.b(k), s.ldb);
+        },
+        s.b, s.dl, s.d, s.du, du2))
+        << name << " itrans " << itrans << " n " << n << " nrhs " << nrhs << " kind " << int(kind);
+  });
+}
+
+template <class T, class Kernel>
+void check_ptts2(const char* name, const Kernel& kernel, bool memory) {
+  random_bits random(9);
+  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
+    system<real<T>> diagonal(n, 0, turn, kind, random);
+    system<T> s(n, nrhs, turn, pivots::plain, random);
+    const zor_int iuplo = zor_int(turn % 3);
+    EXPECT_TRUE(agree(
+        [&](bool k) {
+          if (k)
+            kernel(&iuplo, &n, &nrhs, diagonal.d(k), s.dl(k), s.b(k), &s.ldb);
+          else
+            zor_ref::ptts2(iuplo, n, nrhs, grouped(nrhs, memory), diagonal.d(k), s.dl(k), s.b(k), s.ldb);
+        },
+        s.b, diagonal.d, s.dl))
+        << name << " iuplo " << iuplo << " n " << n << " nrhs " << nrhs << " kind " << int(kind);
+  });
+}
+
+void check_solves(bool memory) {
+#define ROW_GTTS2(name, T) check_gtts2<T>(#name, name, memory);
+#define ROW_PTTS2(name, T)                                                                    \
+  check_ptts2<T>(                                                                             \
+      #name,                                                                                  \
+      [](const zor_int*, const zor_int* n, const zor_int* nrhs, const T* d, const T* e, T* b, \
+         const zor_int* ldb) { name(n, nrhs, d, e, b, ldb); },                                \
+      memory);
+#define ROW_COMPLEX_PTTS2(name, T, R) check_ptts2<T>(#name, name, memory);
+#include "zor/tables/lapack.inc"
+}
+
+TEST(TridiagonalSolves, BitsAndFlagsOfThePlainLoops) { check_solves(true); }
+
+TEST(TridiagonalSolves, DivideEveryColumnWithoutMemory) {
+  zalloc_reset();
+  zalloc_fail(1, true);
+  check_solves(false);
+  EXPECT_GT(zalloc_calls(), 0u);
+  zalloc_reset();
+}
+
+// Four columns are multiplied by reciprocals, three are divided: the same data round differently.
+TEST(TridiagonalSolves, FourColumnsRoundOtherwiseThanThree) {
+  const zor_int n = 9, three = 3, four = 4;
+  double d[9], e[8], a[36], b[36];
+  for (int i = 0; i < 36; ++i) a[i] = b[i] = 0.3 + 0.7 * (i % 9);
+  for (int i = 0; i < 9; ++i) d[i] = 3 + i;
+  for (double& x : e) x = 0.1;
+  zor_lapack_ps_dptts2(&n, &three, d, e, a, &n);
+  zor_lapack_ps_dptts2(&n, &four, d, e, b, &n);
+  EXPECT_FALSE(same_bits(a, b, 27));
+  for (int i = 0; i < 27; ++i) EXPECT_NEAR(a[i], b[i], 1e-14);
+}
+
+}  // namespace
