@@ -73,10 +73,19 @@ class line_sum {
     line_pairs<T> all = pairs_;
     listed_ = all.take(list_, longest_list);
     complete_ = all.done;
-    blocks<widest>(0, count);
+    // Outputs that have all taps are apart from those at the ends.
+    const zor_int begin = clamp(g.first < 0 ? (g.step - 1 - g.first) / g.step : 0, count);
+    const zor_int fit = g.signal - g.taps - g.first;
+    const zor_int end = clamp(fit < 0 ? 0 : fit / g.step + 1, count);
+    blocks<widest>(0, end > begin ? begin : count);
+    if (end <= begin) return;
+    blocks<widest>(begin, end);
+    blocks<widest>(end, count);
   }
 
  private:
+  static zor_int clamp(zor_int i, zor_int count) { return i < count ? i : count; }
+
   // Outputs i to end - 1.
   template <int Outputs>
   void blocks(zor_int i, zor_int end) {
@@ -102,6 +111,24 @@ class line_sum {
       line_pairs<T> left = pairs_;
       while ((listed_ = left.take(list_, longest_list)) > 0) add_list<Outputs>(i, sums);
     }
+    write<Outputs>(of_part, z_ + i * z_stride_);
+  }
+
+  // Joins the sums of a block and writes its outputs.
+  template <int Outputs>
+  void write(const R (&of_part)[parts<T>][Outputs * parts<T>], T* z) const {
+    using V = sum_vector<R, Outputs * parts<T>>;
+    if constexpr (std::is_same_v<T, W> && lane_count < V >> 1) {
+      if (z_stride_ == 1) {
+#pragma GCC unroll 16
+        for (int r = 0; r < Outputs * parts<T>; r += lane_count<V>) {
+          V v = load<V>(of_part[0] + r);
+          if constexpr (is_complex<T>) v = subtract_add_pairs(v, swap_pairs(load<V>(of_part[1] + r)));
+          store<V>(zor::reals(z) + r, v);
+        }
+        return;
+      }
+    }
     for (int k = 0; k < Outputs; ++k) {
       T out;
       if constexpr (is_complex<T>) {
@@ -110,7 +137,7 @@ class line_sum {
       } else {
         out = T(of_part[0][k]);
       }
-      store_element(z_ + (i + k) * z_stride_, out);
+      store_element(z + k * z_stride_, out);
     }
   }
 
@@ -220,7 +247,9 @@ class line_sum {
     }
 #pragma GCC unroll 16
     for (int v = 0; v < Vectors; ++v) {
-      const V s = load_reals<V>(at_lane<V>(signal, v));
+      V s = load_reals<V>(at_lane<V>(signal, v));
+      // Held in a register: else it is loaded for each of its products.
+      if constexpr (is_complex<T>) asm("" : "+v"(s));
 #pragma GCC unroll 16
       for (int h = 0; h < parts<T>; ++h) sum[h][v] = sum[h][v] + factor[h] * s;
     }

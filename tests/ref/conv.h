@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Convolution and correlation by their formulas: every output is a plain sum over all elements of x, in the
-// order of x with dimension 0 running fastest, of the products whose other factor exists.
+// Convolution and correlation by their formulas: every output is a plain sum over the elements of x whose
+// other factor exists, in the order of x with dimension 0 running fastest.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -76,26 +77,35 @@ std::vector<W> convolve(const conv_problem& p, const T* x, const T* y) {
                             in_y = conv_places(p.y_shape, p.y_stride);
   const size_t count = conv_count(p.z_shape), dims = p.dims();
   std::vector<W> out(2 * count);
-  std::vector<int64_t> k(dims), i(dims);
+  std::vector<int64_t> i(dims), low(dims), high(dims);
   for (size_t e = 0; e < count; ++e) {
-    size_t left = e;
+    // Along each dimension the i for which y(i + k), of a convolution y(k - i), exists.
+    size_t left = e, of_x = 0, of_y = 0, x_below = 1, y_below = 1;
     for (size_t d = 0; d < dims; ++d) {
-      k[d] = p.start[d] + int64_t(left % size_t(p.z_shape[d])) * p.decimation[d];
+      const int64_t k = p.start[d] + int64_t(left % size_t(p.z_shape[d])) * p.decimation[d];
+      const int64_t m = p.x_shape[d], n = p.y_shape[d];
       left /= size_t(p.z_shape[d]);
+      low[d] = std::max<int64_t>(0, p.correlation ? -k : k - n + 1);
+      high[d] = std::min(m - 1, p.correlation ? n - 1 - k : k);
+      i[d] = low[d];
+      of_x += size_t(i[d]) * x_below;
+      of_y += size_t(p.correlation ? i[d] + k : k - i[d]) * y_below;
+      x_below *= size_t(m);
+      y_below *= size_t(n);
     }
     conv_sums<W> sums;
-    i.assign(dims, 0);
-    for (size_t of_x = 0; of_x < in_x.size(); ++of_x) {
-      int64_t of_y = 0, step = 1;
-      bool exists = true;
-      for (size_t d = 0; d < dims; ++d) {
-        const int64_t j = p.correlation ? i[d] + k[d] : k[d] - i[d];
-        exists = exists && j >= 0 && j < p.y_shape[d];
-        of_y += j * step;
-        step *= p.y_shape[d];
+    for (size_t d = 0; d < dims;) {
+      sums.add(x[in_x[of_x]], y[in_y[of_y]]);
+      x_below = y_below = 1;
+      for (d = 0; d < dims; ++d) {
+        const size_t steps = i[d] < high[d] ? 1 : size_t(low[d] - high[d]);
+        of_x += steps * x_below;
+        of_y += p.correlation ? steps * y_below : -(steps * y_below);
+        x_below *= size_t(p.x_shape[d]);
+        y_below *= size_t(p.y_shape[d]);
+        if (i[d]++ < high[d]) break;
+        i[d] = low[d];
       }
-      if (exists) sums.add(x[in_x[of_x]], y[in_y[size_t(of_y)]]);
-      for (size_t d = 0; d < dims && ++i[d] == p.x_shape[d]; ++d) i[d] = 0;
     }
     out[2 * e] = sums.re();
     out[2 * e + 1] = sums.im();

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tools/verify/battery.h"
-#include "zor/conv.h"
+#include "zor/signatures/conv.h"
 
 namespace zor_tools {
 
@@ -56,6 +56,48 @@ void run_conv(recorder& out, const conv_shape& s, int32_t mode, int32_t internal
                                 z_stride.data())));
   result.record(out);
   zor_conv_DeleteTask(&task);
+}
+
+// A public entry on the same shapes: every mode and method, decimated, with any number of threads.
+template <class T>
+void run_public_conv(recorder& out, int32_t job, zor::convolve_fn<T>* entry, const conv_shape& s) {
+  const std::vector<zor_int> x_shape(s.x.begin(), s.x.end()), y_shape(s.y.begin(), s.y.end());
+  const int32_t dims = int32_t(x_shape.size());
+  for (const int32_t mode : {ZOR_CONV_FULL, ZOR_CONV_SAME, ZOR_CONV_VALID, ZOR_CONV_RANGE})
+    for (const int32_t method : {ZOR_CONV_AUTO, ZOR_CONV_DIRECT, ZOR_CONV_TRANSFORM}) {
+      numbers source(uint64_t(mode * 3 + method));
+      const std::vector<zor_int> decimation(x_shape.size(), method == ZOR_CONV_AUTO ? 1 : 1 + mode % 3);
+      zor_conv_options options = {};
+      options.mode = mode;
+      options.method = method;
+      options.decimation = decimation.data();
+      std::vector<zor_int> z_shape(x_shape.size());
+      out.add(int64_t(
+          zor_conv_output_shape(job, dims, x_shape.data(), y_shape.data(), &options, z_shape.data())));
+      out.add(z_shape.data(), z_shape.size());
+      size_t count = 1;
+      for (const zor_int n : z_shape) count *= size_t(n);
+      block<T> x(elements_of(s.x), 0, source), y(elements_of(s.y), 1, source), z(count, 0, source);
+      out.add(int64_t(entry(dims, x_shape.data(), x.data(), y_shape.data(), y.data(), z_shape.data(),
+                            z.data(), &options)));
+      z.record(out);
+      const int32_t type = is_complex<T> ? ZOR_CONV_COMPLEX : ZOR_CONV_REAL;
+      const int32_t precision = sizeof(real_t<T>) == 8 ? ZOR_CONV_DOUBLE : ZOR_CONV_SINGLE;
+      out.add(int64_t(zor_conv_method(job, type, precision, dims, x_shape.data(), y_shape.data(),
+                                      z_shape.data(), &options)));
+    }
+}
+
+// Every public entry, a row each.
+template <class Shapes>
+void run_public_convs(recorder& out, const Shapes& shapes) {
+#define ROW_CONVOLVE(name, T) \
+  if (out.begin(#name))       \
+    for (const conv_shape& s : shapes) run_public_conv<T>(out, ZOR_CONV_CONVOLUTION, name, s);
+#define ROW_CORRELATE(name, T) \
+  if (out.begin(#name))        \
+    for (const conv_shape& s : shapes) run_public_conv<T>(out, ZOR_CONV_CORRELATION, name, s);
+#include "zor/tables/core_conv.inc"
 }
 
 // Every body on problems of one rank or more, a row each.

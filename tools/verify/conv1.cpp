@@ -10,6 +10,9 @@ namespace {
 // product.
 const conv_shape lines[] = {{{1}, {1}},    {{5}, {3}},     {{40}, {7}},   {{7}, {40}},
                             {{150}, {63}}, {{130}, {130}}, {{900}, {70}}, {{300}, {280}}};
+// Through the public entries: the last two have several tiles and are divided over threads.
+const conv_shape public_lines[] = {{{1}, {1}},     {{40}, {7}},      {{7}, {40}},
+                                   {{300}, {280}}, {{20000}, {150}}, {{9000}, {16}}};
 constexpr int32_t lengths[][2] = {{1, 1}, {9, 4}, {448, 64}, {5000, 63}, {64, 448}, {3000, 100}, {700, 600}};
 
 template <class R>
@@ -60,6 +63,7 @@ void run_conv1(recorder& out) {
 #define ROW_CONV_FFT_REAL(name, T) \
   if (out.begin(#name)) line_kernel<T>(out, name);
 #include "zor/tables/conv.inc"
+  run_public_convs(out, public_lines);
 }
 
 }  // namespace zor_tools

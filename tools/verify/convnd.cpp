@@ -15,6 +15,7 @@ void run_convnd(recorder& out) {
                                      {{2, 3, 1, 2, 2, 2}, {2, 1, 3, 2, 1, 2}},
                                      {{2, 2, 1, 2, 2, 1, 3}, {2, 1, 2, 2, 1, 2, 1}}};
   run_conv_bodies(out, boxes);
+  run_public_convs(out, boxes);
 }
 
 }  // namespace zor_tools

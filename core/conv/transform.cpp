@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: MIT
+// Products of spectra, tile by tile (overlap-save, Stockham, 1966, in every dimension). Tiles are cut by the
+// shapes alone and share no value of z, so that threads do not show.
+#include <atomic>
+#include <cstring>
+
+#include "core/blas/arguments.h"
+#include "core/conv/problem.h"
+#include "core/heap_array.h"
+#include "core/threads.h"
+#include "zor/dft.h"
+
+namespace zor_core {
+namespace {
+
+using zor::is_complex, zor::real_t;
+
+// One dimension as a convolution of the longer operand with taps: lengths, signed steps, and the place of the
+// first wanted value in the full result.
+struct filtered_dimension {
+  zor_int signal, taps, signal_step, taps_step, first;
+};
+
+int32_t status_of(int32_t fft_status) {
+  if (fft_status == ZOR_FFT_OK) return ZOR_CONV_OK;
+  return fft_status == ZOR_FFT_NO_MEMORY ? ZOR_CONV_NO_MEMORY : ZOR_CONV_TRANSFORM_FAILED;
+}
+
+// Calls line(a, b) for the lines along dimension 0 of a box of this shape in two arrays.
+template <class A, class B, class Line>
+void for_lines(int dims, const zor_int* shape, A* a, const zor_int* a_step, B* b, const zor_int* b_step,
+               const Line& line) {
+  zor_int index[conv_most_dims] = {};
+  for (;;) {
+    line(a, b);
+    int d = 1;
+    for (; d < dims; ++d) {
+      a += a_step[d], b += b_step[d];
+      if (++index[d] < shape[d]) break;
+      a -= shape[d] * a_step[d], b -= shape[d] * b_step[d];
+      index[d] = 0;
+    }
+    if (d >= dims) return;
+  }
+}
+
+template <class R>
+void multiply(zor_int count, std::type_identity_t<R>* a, const R* b) {
+  for (zor_int i = 0; i < 2 * count; i += 2) {
+    const R re = a[i] * b[i] - a[i + 1] * b[i + 1], im = a[i] * b[i + 1] + a[i + 1] * b[i];
+    a[i] = re;
+    a[i + 1] = im;
+  }
+}
+
+template <class T>
+class filter {
+  using R = real_t<T>;
+  static constexpr bool complex = is_complex<T>;
+
+ public:
+  filter(const conv_problem<T>& p, const conv_plan& plan) : p_(p), plan_(plan) {
+    zor_int x = 1, y = 1;
+    for (int i = 0; i < p.dims; ++i) {
+      x = saturating_product(x, p.of[i].m);
+      y = saturating_product(y, p.of[i].n);
+    }
+    const bool taps_are_y = y <= x;
+    // A correlation is the convolution with x reversed.
+    const T* x_first = p.x;
+    for (int i = 0; i < p.dims; ++i) {
+      const conv_dimension& d = p.of[i];
+      const zor_int x_step = p.correlation ? -d.x_step : d.x_step;
+      if (p.correlation) x_first += (d.m - 1) * d.x_step;
+      of_[i] = taps_are_y ? filtered_dimension{d.m, d.n, x_step, d.y_step, 0}
+                          : filtered_dimension{d.n, d.m, d.y_step, x_step, 0};
+      of_[i].first = d.start + (p.correlation ? d.m - 1 : 0);
+      box_step_[i] = i == 0 ? 1 : box_step_[i - 1] * plan.padded[i - 1];
+      points_ *= plan.padded[i];
+      tiles_[i] = (d.count + plan.tile[i] - 1) / plan.tile[i];
+      all_tiles_ *= tiles_[i];
+    }
+    signal_ = taps_are_y ? x_first : p.y;
+    taps_ = taps_are_y ? p.y : x_first;
+    spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
+  }
+  ~filter() {
+    if (fft_ != nullptr) zor_fft_free(&fft_);
+  }
+
+  int32_t run() {
+    if (const int32_t status = commit()) return status;
+    const int32_t threads = int32_t(std::min<zor_int>(usable_threads(), all_tiles_));
+    // Reals of a box and of a spectrum, on whole cache lines; complex boxes are their own spectra.
+    const zor_int spectrum = (2 * spectrum_count_ + 15) / 16 * 16,
+                  box = complex ? 0 : (points_ + 15) / 16 * 16;
+    const heap_array<R> memory(saturating_product(spectrum + box, threads) + spectrum);
+    if (memory.data() == nullptr) return ZOR_CONV_NO_MEMORY;
+    R* const of_taps = memory.data();
+    const auto space_of = [&](zor_int thread) {
+      R* const own = of_taps + spectrum + thread * (spectrum + box);
+      return space{own, complex ? own : own + spectrum};
+    };
+    zor_int shape[conv_most_dims], step[conv_most_dims];
+    for (int i = 0; i < p_.dims; ++i) shape[i] = of_[i].taps, step[i] = of_[i].taps_step;
+    const space first = space_of(0);
+    load(taps_, shape, step, complex ? of_taps : first.box);
+    if (const int32_t status = forward(complex ? of_taps : first.box, of_taps)) return status;
+    std::atomic<int32_t> status{ZOR_CONV_OK};
+    for_each_piece(threads, threads, [&](zor_int thread) {
+      const space own = space_of(thread);
+      const zor_int end = cut(all_tiles_, 1, threads, thread + 1);
+      for (zor_int tile = cut(all_tiles_, 1, threads, thread); tile < end; ++tile)
+        if (const int32_t bad = run_tile(tile, of_taps, own)) status.store(bad, std::memory_order_relaxed);
+    });
+    return status;
+  }
+
+ private:
+  struct space {
+    R* spectrum;
+    R* box;
+  };
+
+  int32_t commit() {
+    zor_int lengths[conv_most_dims];
+    for (int i = 0; i < p_.dims; ++i) lengths[p_.dims - 1 - i] = plan_.padded[i];
+    int32_t status = zor_fft_create(&fft_, sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
+                                    complex ? ZOR_DFT_COMPLEX : ZOR_DFT_REAL, p_.dims, lengths);
+    if (status == ZOR_FFT_OK && !complex)
+      status = zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
+    if (status == ZOR_FFT_OK && !complex)
+      status = zor_fft_set_int(fft_, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
+    if (status == ZOR_FFT_OK) status = zor_fft_set_real(fft_, ZOR_DFT_BACKWARD_SCALE, 1.0 / double(points_));
+    if (status == ZOR_FFT_OK) status = zor_fft_commit(fft_);
+    return status_of(status);
+  }
+  int32_t forward(const R* box, R* spectrum) {
+    return status_of(complex ? zor_fft_forward(fft_, spectrum)
+                             : zor_fft_forward(fft_, const_cast<R*>(box), spectrum));
+  }
+  int32_t backward(R* spectrum, R* box) {
+    return status_of(complex ? zor_fft_backward(fft_, spectrum) : zor_fft_backward(fft_, spectrum, box));
+  }
+
+  // A box of elements to the corner of a padded one.
+  void load(const T* from, const zor_int* shape, const zor_int* step, R* box) {
+    T* const to = reinterpret_cast<T*>(box);
+    zor_int count = 1;
+    for (int i = 0; i < p_.dims; ++i) count *= shape[i];
+    if (p_.dims == 1)
+      std::memset(static_cast<void*>(to + count), 0, size_t(points_ - count) * sizeof(T));
+    else if (count < points_)
+      std::memset(static_cast<void*>(to), 0, size_t(points_) * sizeof(T));
+    for_lines(p_.dims, shape, from, step, to, box_step_, [&](const T* a, T* b) {
+      if (step[0] == 1)
+        std::memcpy(static_cast<void*>(b), a, size_t(shape[0]) * sizeof(T));
+      else
+        for (zor_int i = 0; i < shape[0]; ++i) b[i] = a[i * step[0]];
+    });
+  }
+
+  int32_t run_tile(zor_int tile, const R* of_taps, const space& own) {
+    zor_int counts[conv_most_dims], shape[conv_most_dims], from_step[conv_most_dims],
+        signal_step[conv_most_dims], z_step[conv_most_dims];
+    const T* signal = signal_;
+    T* z = p_.z;
+    zor_int at = 0;  // of the first value in the box
+    for (int i = 0; i < p_.dims; ++i) {
+      const conv_dimension& d = p_.of[i];
+      const zor_int index = tile % tiles_[i] * plan_.tile[i];
+      tile /= tiles_[i];
+      counts[i] = std::min(plan_.tile[i], d.count - index);
+      const zor_int k0 = of_[i].first + index * d.step, k1 = k0 + (counts[i] - 1) * d.step;
+      const zor_int s0 = std::max<zor_int>(0, k0 - of_[i].taps + 1), s1 = std::min(of_[i].signal - 1, k1);
+      shape[i] = s1 - s0 + 1;
+      signal += s0 * of_[i].signal_step;
+      z += index * d.z_step;
+      at += (k0 - s0) * box_step_[i];
+      signal_step[i] = of_[i].signal_step;
+      from_step[i] = d.step * box_step_[i];
+      z_step[i] = d.z_step;
+    }
+    // A line of reals that fills the box is transformed where it stands.
+    const bool in_place = !complex && p_.dims == 1 && signal_step[0] == 1 && shape[0] == points_;
+    if (!in_place) load(signal, shape, signal_step, own.box);
+    const R* const box = in_place ? reinterpret_cast<const R*>(signal) : own.box;
+    if (const int32_t status = forward(box, own.spectrum)) return status;
+    multiply<R>(spectrum_count_, own.spectrum, of_taps);
+    if (const int32_t status = backward(own.spectrum, own.box)) return status;
+    for_lines(p_.dims, counts, reinterpret_cast<const T*>(own.box) + at, from_step, z, z_step,
+              [&](const T* a, T* b) {
+                if (from_step[0] == 1 && z_step[0] == 1)
+                  std::memcpy(static_cast<void*>(b), a, size_t(counts[0]) * sizeof(T));
+                else
+                  for (zor_int i = 0; i < counts[0]; ++i) b[i * z_step[0]] = a[i * from_step[0]];
+              });
+    return ZOR_CONV_OK;
+  }
+
+  const conv_problem<T>& p_;
+  const conv_plan& plan_;
+  filtered_dimension of_[conv_most_dims];
+  zor_int box_step_[conv_most_dims], tiles_[conv_most_dims];
+  zor_int points_ = 1, all_tiles_ = 1, spectrum_count_;
+  const T *signal_, *taps_;
+  zor_fft fft_ = nullptr;
+};
+
+}  // namespace
+
+template <class T>
+int32_t convolve_by_transform(const conv_problem<T>& p, const conv_plan& plan) {
+  return filter<T>(p, plan).run();
+}
+
+template int32_t convolve_by_transform(const conv_problem<float>&, const conv_plan&);
+template int32_t convolve_by_transform(const conv_problem<double>&, const conv_plan&);
+template int32_t convolve_by_transform(const conv_problem<zor_c32>&, const conv_plan&);
+template int32_t convolve_by_transform(const conv_problem<zor_c64>&, const conv_plan&);
+
+}  // namespace zor_core
