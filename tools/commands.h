@@ -39,6 +39,14 @@ struct solve_options {
 };
 int solve(const solve_options& options);
 
+struct refine_options {
+  std::string a;
+  std::string b;
+  std::string output;  // empty: the solution is not written
+  int32_t threads = 0;
+};
+int refine(const refine_options& options);
+
 struct transpose_options {
   std::string a;
   std::string output;   // empty: the result is not written

@@ -98,6 +98,16 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
   add_threads(command, options.threads, "Threads at most");
 }
 
+void add_refine(CLI::App& app, zor_tools::refine_options& options) {
+  CLI::App* command =
+      app.add_subcommand("refine", "Solve A x = b to the last digit, and bound the error before and after");
+  add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
+  add_file(command, "b", options.b, "Right-hand sides, as columns of a matrix")->required();
+  add_file(command, "-o,--output", options.output,
+           "File for the solution; appears whole or not at all; - is the standard output");
+  add_threads(command, options.threads, "Threads at most");
+}
+
 void add_transpose(CLI::App& app, zor_tools::transpose_options& options) {
   CLI::App* command = app.add_subcommand("transpose", "Transpose a matrix in a Matrix Market array file");
   add_file(command, "A", options.a, "Matrix")->required();
@@ -177,6 +187,7 @@ int run(int argc, char** argv) {
   zor_tools::matmul_options matmul;
   zor_tools::spmv_options spmv;
   zor_tools::solve_options solve;
+  zor_tools::refine_options refine;
   zor_tools::transpose_options transpose;
   zor_tools::fft_options fft;
   zor_tools::verify_options verify;
@@ -184,6 +195,7 @@ int run(int argc, char** argv) {
   add_matmul(app, matmul);
   add_spmv(app, spmv);
   add_solve(app, solve);
+  add_refine(app, refine);
   add_transpose(app, transpose);
   app.add_subcommand("info", "Tell which libraries run, and why");
   add_fft(app, fft);
@@ -203,6 +215,7 @@ int run(int argc, char** argv) {
   if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
   if (app.got_subcommand("spmv")) return zor_tools::spmv(spmv);
   if (app.got_subcommand("solve")) return zor_tools::solve(solve);
+  if (app.got_subcommand("refine")) return zor_tools::refine(refine);
   if (app.got_subcommand("transpose")) return zor_tools::transpose(transpose);
   if (app.got_subcommand("fft")) return zor_tools::fft(fft);
   if (app.got_subcommand("info")) return zor_tools::info();
