@@ -11,6 +11,13 @@ int32_t bad_handle(zor_sparse a) {
   return sparse_failure(ZOR_SPARSE_BAD_HANDLE, "a: no matrix, or one already freed");
 }
 
+int32_t bad_operand(const char* name, zor_sparse a) {
+  if (a == nullptr || a->magic != sparse_magic)
+    return sparse_failure(ZOR_SPARSE_BAD_HANDLE, "%s: no matrix, or one already freed", name);
+  if (!a->checked) return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "%s: its last check failed", name);
+  return ZOR_SPARSE_OK;
+}
+
 int32_t bad_matrix(zor_sparse a, char type, int32_t op) {
   if (const int32_t status = bad_handle(a)) return status;
   if (a->type != type)
@@ -25,10 +32,14 @@ int32_t bad_matrix(zor_sparse a, char type, int32_t op) {
 }
 
 int32_t bad_solve(const sparse_matrix& a) {
-  const long long row = a.unsolvable_row + a.base;
   if (a.structure != 't' && a.structure != 'd')
     return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE,
                           "a: only triangular and diagonal views can be solved with");
+  return bad_rows_to_solve(a);
+}
+
+int32_t bad_rows_to_solve(const sparse_matrix& a) {
+  const long long row = a.unsolvable_row + a.base;
   switch (a.unsolvable) {
     case zor_sparse_matrix::unsorted:
       return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: the columns of row %lld do not ascend", row);

@@ -17,8 +17,12 @@ int32_t bad_handle(zor_sparse a);
 // The handle is a checked matrix of the type, and the operation is known.
 int32_t bad_matrix(zor_sparse a, char type, int32_t op);
 
-// The matrix can be solved with.
+// The handle, which the call names so, is a checked matrix.
+int32_t bad_operand(const char* name, zor_sparse a);
+
+// The matrix can be solved with, and its rows can be.
 int32_t bad_solve(const sparse_matrix& a);
+int32_t bad_rows_to_solve(const sparse_matrix& a);
 
 // The layout is known, and the kernels can count n right-hand sides.
 template <class I>

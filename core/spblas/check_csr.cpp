@@ -22,10 +22,10 @@ int32_t bad_row(const sparse_matrix& a, const I* pntrb, const I* pntre, zor_int 
   if (__builtin_sub_overflow(zor_int(pntre[r]), zor_int(pntrb[0]), &to) || to < from)
     return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntre: row %lld ends at %lld, before its begin %lld", row,
                           end, begin);
-  if (to > a.nnz)
+  if (to > a.stored)
     return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
                           "pntre: row %lld ends at %lld, behind the last of %lld entries", row, end,
-                          (long long)a.nnz);
+                          (long long)a.stored);
   return ZOR_SPARSE_OK;
 }
 
@@ -39,7 +39,7 @@ void note_unsolvable(sparse_matrix& a, zor_sparse_matrix::fault what, zor_int ro
 // Columns lie within the matrix. What hinders a solve is no fault, but kept.
 template <class T, class I>
 int32_t check_entries(sparse_matrix& a, const csr_arrays<T, I>& m, zor_int r) {
-  const bool pivots = a.diagonal == 'n';
+  const bool pivots = a.diagonal == 'n' || (a.structure == 'g' && a.rows == a.cols);
   bool sorted = true;
   zor_int pivot = -1;
   uint64_t last = 0;
@@ -97,8 +97,12 @@ int32_t own_pointers_from_zero(sparse_matrix& a) {
 
 template <class I>
 int32_t check_csr(sparse_matrix& a) {
-  a.pntrb = a.given_pntrb;
-  a.pntre = a.given_pntre;
+  const bool given = a.format == ZOR_SPARSE_CSR;
+  a.val = given ? a.given_val : a.expanded.val;
+  a.indx = given ? a.given_indx : a.expanded.indx;
+  a.pntrb = given ? a.given_pntrb : a.expanded.pntr;
+  a.pntre = given ? a.given_pntre : static_cast<const I*>(a.expanded.pntr) + 1;
+  if (given) a.stored = a.nnz;
   const auto rows = a.type == 's'   ? check_rows<float, I>
                     : a.type == 'd' ? check_rows<double, I>
                     : a.type == 'c' ? check_rows<zor_c32, I>

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "core/spblas/owned_arrays.h"
 #include "core/spblas/thresholds.h"
 #include "zor/sparse.h"
 
@@ -15,11 +16,16 @@ struct zor_sparse_matrix {
   int32_t format;
   char type, structure, triangle, diagonal;  // '_' where the view has no triangle or no diagonal
   int32_t base;
-  zor_int rows, cols, nnz;
-  const void *val, *indx, *given_pntrb, *given_pntre;
+  zor_int rows, cols, nnz, lb, lval;
+  const void *given_val, *given_indx, *given_rowind, *given_pntrb, *given_pntre;
+
+  // Arrays that belong to the record: of a matrix that a call has made, and of the CSR form of other formats.
+  zor_core::owned_arrays own, expanded;
 
   // What the check has found. All of it is made anew by each check.
   bool checked;               // the last check found no fault
+  const void *val, *indx;     // of the CSR form, in the base of the description
+  zor_int stored;             // entries that val and indx hold
   const void *pntrb, *pntre;  // the row pointers that the kernels take: the caller's, or own_pointers
   void* own_pointers;         // copies of the row pointers that begin at 0, null where they are not needed
   zor_int used;               // entries up to the end of the last row
@@ -84,9 +90,17 @@ zor_int cut_rows(const csr_arrays<T, I>& m, zor_int rows, zor_int parts, zor_int
 template <class Description>
 int32_t read_description(sparse_matrix& a, const Description& d);
 
+// Checks a described matrix and makes a handle of it. On failure its arrays are released.
+template <class I>
+int32_t make_handle(sparse_matrix& a, zor_sparse* handle);
+
 // Reads all row pointers and indices, and fills in what the check finds. The status of the first fault.
 template <class I>
 int32_t check_csr(sparse_matrix& a);
+
+// The same for the other formats: checks the arrays, and makes the CSR form that products and solves run on.
+template <class I>
+int32_t expand(sparse_matrix& a);
 
 // Fills in the parts of a checked matrix. They depend on the matrix alone, since they decide the order of
 // sums.

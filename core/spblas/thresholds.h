@@ -21,6 +21,12 @@ inline constexpr zor_int most_outputs = 8, entries_of_output_element = 2;
 // columns of a row are copied to the stack, and shifted there.
 inline constexpr zor_int longest_shifted_row = 2048;
 
+// ---- Formats.
+
+// Contract: the highest order of the blocks of a BSR matrix, and the elements that DIA, BSR or skyline may
+// store for each entry or row. What fills in more is no matrix for that format.
+inline constexpr zor_int most_block = 1024, most_fill = 1000;
+
 // ---- Division over threads, which shows in no result.
 
 // Measured: entries times right-hand sides from which a call starts threads.

@@ -65,8 +65,8 @@ struct lower_triangle {
       }
       pointers.push_back(zor_int(val.size()) + 1);
     }
-    return {ZOR_SPARSE_CSR,      'd',        1,           structure,       'l',    'n', rows, rows,
-            zor_int(val.size()), val.data(), indx.data(), pointers.data(), nullptr};
+    return {ZOR_SPARSE_CSR,      'd',        1,           structure,       'l',     'n',     rows, rows,
+            zor_int(val.size()), val.data(), indx.data(), pointers.data(), nullptr, nullptr, 0,    0};
   }
 };
 
@@ -129,6 +129,47 @@ TEST(ShortMemory, SparseCallsCompleteOrSaySo) {
       });
   }
   zor_core_set_num_threads(0);
+}
+
+// Calls that make a matrix: all requests until the call succeeds, refused in turn.
+template <class Call>
+void expect_made_or_short(const char* name, const Call& call) {
+  SCOPED_TRACE(name);
+  const int64_t live = (zor_serv_freebuffers(), zalloc_live_blocks());
+  int32_t status = ZOR_SPARSE_NO_MEMORY;
+  for (uint64_t failing = 1; failing < 60 && status != ZOR_SPARSE_OK; ++failing)
+    for (bool onwards : {true, false}) {
+      zalloc_reset();
+      zalloc_fail(failing, onwards);
+      zor_sparse made = nullptr;
+      status = call(&made);
+      zalloc_fail(0, false);
+      EXPECT_TRUE(status == ZOR_SPARSE_OK || status == ZOR_SPARSE_NO_MEMORY) << zor_sparse_error_text();
+      EXPECT_EQ(status == ZOR_SPARSE_OK, made != nullptr);
+      if (made != nullptr) zor_sparse_free(&made);
+      zor_serv_freebuffers();
+      EXPECT_EQ(live, zalloc_live_blocks()) << "request " << failing;
+    }
+  EXPECT_EQ(ZOR_SPARSE_OK, status);
+}
+
+TEST(ShortMemory, MatricesAreMadeOrNot) {
+  lower_triangle l;
+  lower_triangle same;
+  const zor_sparse_desc general = l.description('g'), triangle = same.description('t');
+  zor_sparse a = nullptr, t = nullptr;
+  ASSERT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&a, &general));
+  ASSERT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&t, &triangle));
+  const double beta = 2;
+  for (const int32_t format :
+       {ZOR_SPARSE_CSR, ZOR_SPARSE_COO, ZOR_SPARSE_DIA, ZOR_SPARSE_BSR, ZOR_SPARSE_SKY})
+    expect_made_or_short("convert", [&](zor_sparse* b) { return zor_sparse_convert(b, t, format, 3); });
+  for (const char op : {'n', 't'}) {
+    expect_made_or_short("add", [&](zor_sparse* c) { return zor_sparse_add(c, a, op, &beta, a); });
+    expect_made_or_short("multiply", [&](zor_sparse* c) { return zor_sparse_multiply(c, op, a, a); });
+  }
+  zor_sparse_free(&a);
+  zor_sparse_free(&t);
 }
 
 }  // namespace

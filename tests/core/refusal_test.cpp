@@ -184,7 +184,8 @@ std::string transform_created() {
 std::string matrix_created() {
   const double val[] = {1};
   const zor_int indx[] = {0}, rows[] = {0, 1};
-  const zor_sparse_desc d{ZOR_SPARSE_CSR, 'd', 0, 'g', 0, 0, 1, 1, 1, val, indx, rows, nullptr};
+  const zor_sparse_desc d{ZOR_SPARSE_CSR, 'd',  0,       'g',     0, 0, 1, 1, 1, val,
+                          indx,           rows, nullptr, nullptr, 0, 0};
   zor_sparse a = nullptr;
   const int32_t status = zor_sparse_create(&a, &d);
   return status == ZOR_SPARSE_NO_MEMORY && a == nullptr ? "" : "status " + std::to_string(status);

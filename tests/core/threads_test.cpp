@@ -361,8 +361,8 @@ void* call_every_family(void*) {
     pointers.push_back(zor_int(indx.size()));
   }
   const zor_sparse_desc d{
-      ZOR_SPARSE_CSR,  'd',    0, 't', 'l', 'n', m, m, pointers.back(), val.data(), indx.data(),
-      pointers.data(), nullptr};
+      ZOR_SPARSE_CSR,  'd',     0,       't', 'l', 'n', m, m, pointers.back(), val.data(), indx.data(),
+      pointers.data(), nullptr, nullptr, 0,   0};
   zor_sparse a = nullptr;
   EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&a, &d));
   for (int32_t op : {ZOR_SPARSE_PLAIN, ZOR_SPARSE_TRANSPOSE}) {

@@ -197,8 +197,8 @@ class handle {
   handle(trial& t, const csr<T, I>& a, int32_t base) {
     constexpr char letter = parts<T> == 2 ? (sizeof(T) == 8 ? 'c' : 'z') : sizeof(T) == 4 ? 's' : 'd';
     const std::conditional_t<sizeof(I) == 8, zor_sparse_desc, zor_sparse_desc_lp64> what = {
-        ZOR_SPARSE_CSR, letter,  base,    a.what.structure, a.what.triangle, a.what.diagonal, I(a.m),
-        I(a.k),         a.count, a.val(), a.indx,           a.pntrb,         a.pntre};
+        ZOR_SPARSE_CSR, letter,  base,   a.what.structure, a.what.triangle, a.what.diagonal, I(a.m), I(a.k),
+        a.count,        a.val(), a.indx, a.pntrb,          a.pntre,         nullptr,         0,      0};
     t.prepare([&] { status_ = create(what); });
     t.expect(status_ == ZOR_SPARSE_OK, std::string("create: ") + (status_ ? zor_sparse_error_text() : ""));
   }

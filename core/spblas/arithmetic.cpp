@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: MIT
+// Sums and products of sparse matrices in two passes: the entries of each row are counted, arrays of just
+// that size are made, and the rows are filled in. Threads take ranges of rows; no sum crosses rows.
+#include <algorithm>
+#include <limits>
+
+#include "core/spblas/csr_copy.h"
+#include "core/spblas/kernels.h"
+#include "serv/scratch.h"
+
+namespace zor_core {
+namespace {
+
+int32_t short_of_memory() { return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the result is short"); }
+
+// op(A) as the kernels take it: the caller's arrays where they serve, else a copy.
+template <class T, class I>
+struct counted_rows {
+  zor_int rows, cols;
+  const T* val = nullptr;
+  const I *indx = nullptr, *pntr = nullptr;
+  scoped_arrays copy;
+
+  counted_rows(const sparse_matrix& a, int32_t op)
+      : rows(is_transposed(op) ? a.cols : a.rows), cols(is_transposed(op) ? a.rows : a.cols) {
+    if (op == ZOR_SPARSE_PLAIN && serves(a)) {
+      const csr_arrays<T, I> m(a);
+      val = m.val, indx = m.indx, pntr = static_cast<const I*>(m.pntrb);
+    } else if (copy_of_operation<T, I>(a, op, copy)) {
+      const auto own = rows_of<T, I>(copy);
+      val = own.val, indx = own.indx, pntr = own.pntr;
+    }
+  }
+  bool short_of_memory() const { return pntr == nullptr; }
+  bool sort() {
+    for (zor_int r = 0; r < rows; ++r)
+      for (zor_int k = zor_int(pntr[r]); k < zor_int(pntr[r + 1]) - 1; ++k)
+        if (indx[k] < indx[k - 1]) return sort_copy();
+    return true;
+  }
+
+ private:
+  // Counted from 1, without gaps.
+  static bool serves(const sparse_matrix& a) {
+    const csr_arrays<T, I> m(a);
+    if (a.base != 1 || a.rows == 0 || zor_int(m.pntrb[0]) != 1) return false;
+    if (static_cast<const void*>(m.pntre) != static_cast<const void*>(m.pntrb + 1)) return false;
+    return true;
+  }
+  bool sort_copy() {
+    if (copy.pntr == nullptr) {
+      const zor_int entries = zor_int(pntr[rows]) - 1;
+      if (!allocate_rows<T, I>(copy, rows, entries)) return false;
+      const auto own = rows_of<T, I>(copy);
+      std::copy(val, val + entries, own.val);
+      std::copy(indx, indx + entries, own.indx);
+      std::copy(pntr, pntr + rows + 1, own.pntr);
+      val = own.val, indx = own.indx, pntr = own.pntr;
+    }
+    const auto own = rows_of<T, I>(copy);
+    sort_all_rows<T, I>(rows, 1, own.pntr, own.indx, own.val);
+    return true;
+  }
+};
+
+// A result of `rows` rows whose counts are known: row pointers from 1 on, and room for its entries.
+template <class T, class I, class Count>
+int32_t make_room(scoped_arrays& made, zor_int rows, const Count& count) {
+  I* const pntr = static_cast<I*>(made.pntr);
+  zor_int entries = 0;
+  pntr[0] = 1;
+  for (zor_int r = 0; r < rows; ++r) {
+    entries += count(r);
+    if (entries >= std::numeric_limits<I>::max())
+      return sparse_failure(ZOR_SPARSE_TOO_LARGE, "the result has more entries than %d-bit indices can count",
+                            int(8 * sizeof(I)));
+    pntr[r + 1] = I(entries + 1);
+  }
+  if (!owned_arrays::allocate(made.val, entries, sizeof(T)) ||
+      !owned_arrays::allocate(made.indx, entries, sizeof(I)))
+    return short_of_memory();
+  return ZOR_SPARSE_OK;
+}
+
+// Rows in ranges of about equal work. work(r) is the work of the rows before r.
+template <class Body>
+void for_rows_of_work(const zor_int* work, zor_int rows, const Body& body) {
+  const zor_int all = work[rows] + rows;
+  const int32_t threads = all < sparse_thresholds::least_for_threads ? 1 : usable_threads();
+  const zor_int pieces = std::clamp<zor_int>(rows, 1, threads == 1 ? 1 : 4 * zor_int(threads));
+  const auto start = [&](zor_int piece) {
+    if (piece == pieces) return rows;
+    const zor_int wanted = zor_int(__int128(work[rows]) * piece / pieces);
+    return piece == 0 ? 0 : zor_int(std::lower_bound(work, work + rows, wanted) - work);
+  };
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    const zor_int first = start(piece), last = start(piece + 1);
+    if (first < last) body(first, last);
+  });
+}
+
+// The result as a matrix of the general view in the base of A.
+template <class I>
+int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, scoped_arrays& made, zor_sparse* c) {
+  I *const pntr = static_cast<I*>(made.pntr), *const indx = static_cast<I*>(made.indx);
+  sparse_matrix to{};
+  to.nnz = rows == 0 ? 0 : zor_int(pntr[rows]) - 1;
+  if (a.base == 0) {
+    for (zor_int k = 0; k < to.nnz; ++k) --indx[k];
+    for (zor_int r = 0; r <= rows; ++r) --pntr[r];
+  }
+  to.wide = a.wide;
+  to.format = ZOR_SPARSE_CSR;
+  to.type = a.type;
+  to.base = a.base;
+  to.structure = 'g';
+  to.triangle = to.diagonal = '_';
+  to.rows = rows;
+  to.cols = cols;
+  to.own = made.hand_on();
+  to.given_val = to.own.val;
+  to.given_indx = to.own.indx;
+  to.given_pntrb = to.own.pntr;
+  to.given_pntre = pntr + 1;
+  return make_handle<I>(to, c);
+}
+
+template <class T, class I>
+int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor_sparse* c) {
+  const counted_rows<T, I> left(a, op), right(b, ZOR_SPARSE_PLAIN);
+  const zor_int rows = left.rows, cols = right.cols;
+  const zor::scratch<zor_int> work(rows + 1);
+  scoped_arrays made;
+  if (left.short_of_memory() || right.short_of_memory() || work.data == nullptr ||
+      !owned_arrays::allocate(made.pntr, rows + 1, sizeof(I)))
+    return short_of_memory();
+  work.data[0] = 0;
+  for (zor_int r = 0; r < rows; ++r) {
+    zor_int products = 0;
+    for (zor_int k = zor_int(left.pntr[r]) - 1; k < zor_int(left.pntr[r + 1]) - 1; ++k)
+      products += zor_int(right.pntr[left.indx[k]]) - zor_int(right.pntr[left.indx[k] - 1]);
+    work.data[r + 1] = work.data[r] + products;
+  }
+  bool failed = false;
+  const auto pass = [&](I request) {
+    for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
+      const I from = I(first + 1), to = I(last), m = I(rows), n = I(cols), nzmax = 0;
+      I info = 0;
+      product_of<T, I>()(&from, &to, &m, &n, &request, left.val, left.indx, left.pntr, right.val, right.indx,
+                         right.pntr, static_cast<T*>(made.val), static_cast<I*>(made.indx),
+                         static_cast<I*>(made.pntr), &nzmax, &info);
+      if (info != 0) __atomic_store_n(&failed, true, __ATOMIC_RELAXED);
+    });
+    return !failed;
+  };
+  if (!pass(1)) return short_of_memory();
+  I* const pntr = static_cast<I*>(made.pntr);
+  const int32_t status = make_room<T, I>(made, rows, [&](zor_int r) { return zor_int(pntr[r + 1]); });
+  if (status != ZOR_SPARSE_OK) return status;
+  if (!pass(2)) return short_of_memory();
+  return finish<I>(a, rows, cols, made, c);
+}
+
+template <class T, class I>
+int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, zor_sparse* c) {
+  counted_rows<T, I> left(a, ZOR_SPARSE_PLAIN), right(b, op);
+  const zor_int rows = left.rows;
+  scoped_arrays made;
+  // Ranges count on their own, each from a first pointer of its own.
+  const zor::scratch<I> counts(std::max<zor_int>(rows, 1));
+  const zor::scratch<zor_int> work(rows + 1);
+  if (left.short_of_memory() || right.short_of_memory() || counts.data == nullptr || work.data == nullptr ||
+      !left.sort() || !right.sort() || !owned_arrays::allocate(made.pntr, rows + 1, sizeof(I)))
+    return short_of_memory();
+  for (zor_int r = 0; r <= rows; ++r) work.data[r] = zor_int(left.pntr[r]) + zor_int(right.pntr[r]) - 2;
+  const auto pass = [&](I request, zor_int first, zor_int last, I* ic) {
+    const I from = 1, to = I(last - first), sort = 0, nzmax = 0;
+    I info = 0;
+    sum_of<T, I>()(&from, &to, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
+                   left.pntr + first, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
+                   right.pntr + first, static_cast<T*>(made.val), static_cast<I*>(made.indx), ic, &nzmax,
+                   &info);
+  };
+  I* const row_counts = counts.data;
+  for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
+    // The kernel counts row after row; one row at a time leaves its count alone.
+    for (zor_int r = first; r < last; ++r) {
+      I ends[2];
+      pass(1, r, r + 1, ends);
+      row_counts[r] = I(ends[1] - 1);
+    }
+  });
+  const int32_t status = make_room<T, I>(made, rows, [&](zor_int r) { return zor_int(row_counts[r]); });
+  if (status != ZOR_SPARSE_OK) return status;
+  for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
+    pass(2, first, last, static_cast<I*>(made.pntr) + first);
+  });
+  return finish<I>(a, rows, left.cols, made, c);
+}
+
+// Two matrices that can be added or multiplied.
+int32_t bad_pair(zor_sparse a, zor_sparse b, int32_t op, zor_sparse* c) {
+  if (c == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "c is null");
+  *c = nullptr;
+  if (const int32_t status = bad_operand("a", a)) return status;
+  if (!one_of(op, "ntcs")) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "op: %d is no value of it", op);
+  if (const int32_t status = bad_operand("b", b)) return status;
+  if (a->type != b->type)
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b: elements of type %c, those of a are of type %c",
+                          b->type, a->type);
+  if (a->wide != b->wide)
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b: indices of %d bits, those of a have %d",
+                          b->wide ? 64 : 32, a->wide ? 64 : 32);
+  for (const auto& [name, m] : {std::pair{"a", a}, std::pair{"b", b}})
+    if (m->structure != 'g')
+      return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "%s: sums and products take the general view", name);
+  return ZOR_SPARSE_OK;
+}
+
+int32_t bad_shape(const char* what, zor_int found, zor_int wanted) {
+  return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b: %s %lld, not %lld", what, (long long)found,
+                        (long long)wanted);
+}
+
+}  // namespace
+
+}  // namespace zor_core
+
+using namespace zor_core;
+
+#define ZOR_FOR_TYPE(call)          \
+  (a->type == 's'   ? call(float)   \
+   : a->type == 'd' ? call(double)  \
+   : a->type == 'c' ? call(zor_c32) \
+                    : call(zor_c64))
+
+extern "C" int32_t zor_sparse_add(zor_sparse* c, zor_sparse a, int32_t op, const void* beta, zor_sparse b) {
+  if (const int32_t status = bad_pair(a, b, op, c)) return status;
+  if (beta == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "beta is null");
+  const zor_int rows = is_transposed(op) ? b->cols : b->rows, cols = is_transposed(op) ? b->rows : b->cols;
+  if (rows != a->rows) return bad_shape("rows of op(b):", rows, a->rows);
+  if (cols != a->cols) return bad_shape("columns of op(b):", cols, a->cols);
+#define ZOR_ADD(T) (a->wide ? add<T, int64_t> : add<T, int32_t>)(*a, op, *static_cast<const T*>(beta), *b, c)
+  return ZOR_FOR_TYPE(ZOR_ADD);
+#undef ZOR_ADD
+}
+
+extern "C" int32_t zor_sparse_multiply(zor_sparse* c, int32_t op, zor_sparse a, zor_sparse b) {
+  if (const int32_t status = bad_pair(a, b, op, c)) return status;
+  const zor_int inner = is_transposed(op) ? a->rows : a->cols;
+  if (b->rows != inner) return bad_shape("rows:", b->rows, inner);
+#define ZOR_MULTIPLY(T) (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*a, op, *b, c)
+  return ZOR_FOR_TYPE(ZOR_MULTIPLY);
+#undef ZOR_MULTIPLY
+}

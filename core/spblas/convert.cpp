@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+// Conversion between all formats: a sorted CSR copy in which entries of one place are added, and from it the
+// wanted format.
+#include <algorithm>
+#include <limits>
+
+#include "core/spblas/csr_copy.h"
+#include "core/spblas/kernels.h"
+#include "core/spblas/numbers.h"
+#include "serv/scratch.h"
+
+namespace zor_core {
+namespace {
+
+int32_t short_of_memory() {
+  return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the converted matrix is short");
+}
+
+// Whether the format would store far more elements than the matrix has entries and rows.
+bool fills_in(const sparse_matrix& a, zor_int elements, zor_int entries) {
+  return elements > saturating_product(std::max({entries, a.rows, zor_int(1)}), sparse_thresholds::most_fill);
+}
+int32_t too_full(const char* format, zor_int elements, zor_int entries) {
+  return sparse_failure(ZOR_SPARSE_TOO_LARGE, "format: as %s the matrix has %lld elements for %lld entries",
+                        format, (long long)elements, (long long)entries);
+}
+
+template <class T, class I>
+struct conversion {
+  const sparse_matrix& a;
+  row_arrays<T, I> csr;
+  zor_int entries;
+  sparse_matrix& to;
+  scoped_arrays& made;
+
+  // Elements of the result from the numbers that the kernels have placed.
+  bool fetch_values(const double* numbers, zor_int elements) {
+    if (!owned_arrays::allocate(made.val, elements, sizeof(T))) return false;
+    fetch_elements(a.type, csr.val, numbers, elements, made.val);
+    return true;
+  }
+
+  int32_t to_csr(scoped_arrays& copy) {
+    static_cast<owned_arrays&>(made) = copy.hand_on();
+    to.nnz = entries;
+    return ZOR_SPARSE_OK;
+  }
+
+  int32_t to_coo() {
+    const zor::scratch<double> numbers(entries), moved(entries);
+    if (entries > 0 && (numbers.data == nullptr || moved.data == nullptr)) return short_of_memory();
+    if (!owned_arrays::allocate(made.indx, entries, sizeof(I)) ||
+        !owned_arrays::allocate(made.rowind, entries, sizeof(I)))
+      return short_of_memory();
+    number_all(entries, numbers.data);
+    const I job[6] = {0, I(a.base), I(a.base), 0, I(entries), 3}, n = I(a.rows);
+    I nnz = 0, info = 0;
+    coo_conversion<I>()(job, &n, numbers.data, csr.indx, csr.pntr, &nnz, moved.data,
+                        static_cast<I*>(made.rowind), static_cast<I*>(made.indx), &info);
+    to.nnz = nnz;
+    return fetch_values(moved.data, entries) ? ZOR_SPARSE_OK : short_of_memory();
+  }
+
+  // The distances that occur, in ascending order; null when memory is short.
+  zor_int distances(I* list) const {
+    const zor_int all = std::max<zor_int>(2 * a.rows - 1, 1);
+    const zor::scratch<char> met(all);
+    if (met.data == nullptr) return -1;
+    std::memset(met.data, 0, size_t(all));
+    for (zor_int r = 0; r < a.rows; ++r)
+      for (zor_int k = csr.pntr[r] - a.base; k < csr.pntr[r + 1] - a.base; ++k)
+        met.data[zor_int(csr.indx[k]) - a.base - r + a.rows - 1] = 1;
+    zor_int count = 0;
+    for (zor_int d = 0; d < all; ++d) {
+      if (met.data[d] == 0) continue;
+      if (list != nullptr) list[count] = I(d - (a.rows - 1));
+      ++count;
+    }
+    return count;
+  }
+  int32_t to_dia() {
+    const zor_int count = distances(nullptr),
+                  elements = saturating_product(std::max<zor_int>(count, 0), a.rows);
+    if (count < 0) return short_of_memory();
+    if (fills_in(a, elements, entries)) return too_full("DIA", elements, entries);
+    const zor::scratch<double> numbers(entries), moved(elements);
+    if ((entries > 0 && numbers.data == nullptr) || (elements > 0 && moved.data == nullptr) ||
+        !owned_arrays::allocate(made.indx, count, sizeof(I)))
+      return short_of_memory();
+    if (distances(static_cast<I*>(made.indx)) != count) return short_of_memory();
+    number_all(entries, numbers.data);
+    const I job[6] = {0, I(a.base), I(a.base), 0, 0, 0}, n = I(a.rows), lval = n;
+    I used = I(count);
+    dia_conversion<I>()(job, &n, numbers.data, csr.indx, csr.pntr, moved.data, &lval,
+                        static_cast<I*>(made.indx), &used, nullptr, nullptr, nullptr);
+    to.nnz = count;
+    to.lval = a.rows;
+    return fetch_values(moved.data, elements) ? ZOR_SPARSE_OK : short_of_memory();
+  }
+
+  int32_t to_sky() {
+    if (!one_of(a.structure, "tsha"))
+      return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT,
+                            "format: skyline stores a triangle, and so must the view");
+    if (!owned_arrays::allocate(made.pntr, a.rows + 1, sizeof(I))) return short_of_memory();
+    I* const pntr = static_cast<I*>(made.pntr);
+    const I n = I(a.rows), limit = std::numeric_limits<I>::max();
+    I job[6] = {0, I(a.base), 1, I(a.triangle == 'u'), limit, 1}, info = 0;
+    zor_int elements = 0;
+    if (!profile_elements(elements)) return short_of_memory();
+    if (fills_in(a, elements, entries)) return too_full("skyline", elements, entries);
+    if (elements >= limit) return too_full("skyline of 32-bit positions", elements, entries);
+    const zor::scratch<double> numbers(entries), moved(elements);
+    if ((entries > 0 && numbers.data == nullptr) || (elements > 0 && moved.data == nullptr))
+      return short_of_memory();
+    number_all(entries, numbers.data);
+    job[5] = 0;
+    sky_conversion<I>()(job, &n, numbers.data, csr.indx, csr.pntr, moved.data, pntr, &info);
+    to.nnz = elements;
+    return fetch_values(moved.data, elements) ? ZOR_SPARSE_OK : short_of_memory();
+  }
+  // The lengths of all profiles together, in 64 bits whatever the integers of the matrix.
+  bool profile_elements(zor_int& elements) const {
+    const zor::scratch<zor_int> longest(a.rows);
+    if (longest.data == nullptr && a.rows > 0) return false;
+    for (zor_int r = 0; r < a.rows; ++r) longest.data[r] = 0;
+    for (zor_int r = 0; r < a.rows; ++r)
+      for (zor_int k = csr.pntr[r] - a.base; k < csr.pntr[r + 1] - a.base; ++k) {
+        const zor_int c = zor_int(csr.indx[k]) - a.base, profile = a.triangle == 'u' ? c : r;
+        const zor_int before = a.triangle == 'u' ? c - r : r - c;
+        longest.data[profile] = std::max(longest.data[profile], before);
+      }
+    elements = a.rows;
+    for (zor_int r = 0; r < a.rows; ++r) elements += longest.data[r];
+    return true;
+  }
+
+  int32_t to_bsr(zor_int lb) {
+    const zor_int lines = a.rows == 0 ? 0 : (a.rows - 1) / lb + 1;
+    if (!owned_arrays::allocate(made.pntr, lines + 1, sizeof(I)) ||
+        !owned_arrays::allocate(made.indx, entries, sizeof(I)))
+      return short_of_memory();
+    I *const pntr = static_cast<I*>(made.pntr), *const indx = static_cast<I*>(made.indx);
+    pntr[0] = I(a.base);
+    const I n = I(a.rows), order = I(lb), stored = I(lb * lb);
+    I job[6] = {0, I(a.base), I(a.base), 0, I(entries), 2}, info = 0;
+    bsr_conversion<I>()(job, &n, &order, &stored, nullptr, csr.indx, csr.pntr, nullptr, indx, pntr, &info);
+    if (info != 0) return short_of_memory();
+    const zor_int blocks = zor_int(pntr[lines]) - zor_int(pntr[0]),
+                  elements = saturating_product(blocks, lb, lb);
+    if (fills_in(a, elements, entries)) return too_full("BSR", elements, entries);
+    const zor::scratch<double> numbers(entries), moved(elements), order_of_blocks(blocks);
+    if ((entries > 0 && numbers.data == nullptr) || (elements > 0 && moved.data == nullptr) ||
+        (blocks > 0 && order_of_blocks.data == nullptr))
+      return short_of_memory();
+    number_all(entries, numbers.data);
+    job[5] = 3;
+    bsr_conversion<I>()(job, &n, &order, &stored, numbers.data, csr.indx, csr.pntr, moved.data, indx, pntr,
+                        &info);
+    if (info != 0) return short_of_memory();
+    // The kernel stores blocks as the rows meet them; solves and sweeps want them sorted.
+    number_all(blocks, order_of_blocks.data);
+    sort_all_rows<double, I>(lines, a.base, pntr, indx, order_of_blocks.data);
+    if (!owned_arrays::allocate(made.val, elements, sizeof(T))) return short_of_memory();
+    for (zor_int p = 0; p < blocks; ++p) {
+      const zor_int from = zor_int(order_of_blocks.data[p]) - 1;
+      fetch_elements(a.type, csr.val, moved.data + from * lb * lb, lb * lb,
+                     static_cast<T*>(made.val) + p * lb * lb);
+    }
+    to.nnz = blocks;
+    to.lb = lb;
+    return ZOR_SPARSE_OK;
+  }
+};
+
+template <class T, class I>
+int32_t convert(const sparse_matrix& a, int32_t format, zor_int lb, zor_sparse* handle) {
+  const zor_int given = entries_of<T, I>(a);
+  scoped_arrays copy, made;
+  if (!allocate_rows<T, I>(copy, a.rows, given)) return short_of_memory();
+  const auto csr = rows_of<T, I>(copy);
+  copy_rows(a, a.base, csr);
+  sort_all_rows<T, I>(a.rows, a.base, csr.pntr, csr.indx, csr.val);
+  add_repeats(a.rows, a.base, csr);
+  sparse_matrix to{};
+  to.wide = a.wide;
+  to.format = format;
+  to.type = a.type;
+  to.base = a.base;
+  to.structure = a.structure;
+  to.triangle = a.triangle;
+  to.diagonal = a.diagonal;
+  to.rows = a.rows;
+  to.cols = a.cols;
+  conversion<T, I> c{a, csr, zor_int(csr.pntr[a.rows]) - a.base, to, made};
+  const int32_t status = format == ZOR_SPARSE_CSR   ? c.to_csr(copy)
+                         : format == ZOR_SPARSE_COO ? c.to_coo()
+                         : format == ZOR_SPARSE_DIA ? c.to_dia()
+                         : format == ZOR_SPARSE_BSR ? c.to_bsr(lb)
+                                                    : c.to_sky();
+  if (status != ZOR_SPARSE_OK) return status;
+  to.own = made.hand_on();
+  to.given_val = to.own.val;
+  to.given_indx = to.own.indx;
+  to.given_rowind = to.own.rowind;
+  to.given_pntrb = to.own.pntr;
+  to.given_pntre = to.own.pntr == nullptr ? nullptr : static_cast<const I*>(to.own.pntr) + 1;
+  return make_handle<I>(to, handle);
+}
+
+}  // namespace
+}  // namespace zor_core
+
+extern "C" int32_t zor_sparse_convert(zor_sparse* b, zor_sparse a, int32_t format, zor_int lb) {
+  using namespace zor_core;
+  if (b == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "b is null");
+  *b = nullptr;
+  if (const int32_t status = bad_operand("a", a)) return status;
+  if (format < ZOR_SPARSE_CSR || format > ZOR_SPARSE_SKY)
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "format: %d is no value of it", format);
+  if (a->identity())
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "a: a unit diagonal alone has no entries to convert");
+  if (format != ZOR_SPARSE_CSR && format != ZOR_SPARSE_COO && a->rows != a->cols)
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "format: it takes a square matrix, not %lld by %lld",
+                          (long long)a->rows, (long long)a->cols);
+  if (format == ZOR_SPARSE_BSR && (lb < 1 || lb > sparse_thresholds::most_block))
+    return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "lb: %lld is not in 1 to %lld", (long long)lb,
+                          (long long)sparse_thresholds::most_block);
+#define ZOR_CONVERT(T) (a->wide ? convert<T, int64_t> : convert<T, int32_t>)(*a, format, lb, b)
+  return a->type == 's'   ? ZOR_CONVERT(float)
+         : a->type == 'd' ? ZOR_CONVERT(double)
+         : a->type == 'c' ? ZOR_CONVERT(zor_c32)
+                          : ZOR_CONVERT(zor_c64);
+#undef ZOR_CONVERT
+}

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+// Matrices in coordinates, diagonals, blocks and skyline: the check of their arrays, and the CSR form of
+// sorted rows on which products and solves run.
+#include <algorithm>
+
+#include "core/spblas/arguments.h"
+#include "core/spblas/conversion_kernels.h"
+#include "core/spblas/numbers.h"
+#include "serv/scalar.h"
+#include "serv/scratch.h"
+
+namespace zor_core {
+namespace {
+
+template <class T>
+zor_int number_nonzeros_of(const T* val, zor_int count, double* numbers) {
+  zor_int found = 0;
+  for (zor_int k = 0; k < count; ++k) {
+    const bool counts = !zor::is_zero(val[k]);
+    numbers[k] = counts ? double(k + 1) : 0.0;
+    found += counts;
+  }
+  return found;
+}
+
+// Indices of `what` lie within base to base + limit - 1.
+template <class I>
+int32_t bad_indices(const sparse_matrix& a, const char* array, const char* what, const void* indices,
+                    zor_int limit) {
+  const I* const indx = static_cast<const I*>(indices);
+  for (zor_int k = 0; k < a.nnz; ++k)
+    if (uint64_t(indx[k]) - uint64_t(a.base) >= uint64_t(limit))
+      return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "%s: entry %lld has %s %lld, not %d to %lld", array,
+                            (long long)(k + a.base), what, (long long)indx[k], a.base,
+                            (long long)(limit - 1 + a.base));
+  return ZOR_SPARSE_OK;
+}
+
+template <class I>
+int32_t bad_distances(const sparse_matrix& a) {
+  const I* const distance = static_cast<const I*>(a.given_indx);
+  for (zor_int d = 0; d < a.nnz; ++d)
+    if (zor_int(distance[d]) <= -a.rows || zor_int(distance[d]) >= a.rows)
+      return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
+                            "indx: diagonal %lld has distance %lld, outside the matrix",
+                            (long long)(d + a.base), (long long)distance[d]);
+  return ZOR_SPARSE_OK;
+}
+
+// Pointers of `lines` rows without gaps that end within nnz.
+template <class I>
+int32_t bad_pointers(const sparse_matrix& a, zor_int lines) {
+  const I *const begin = static_cast<const I*>(a.given_pntrb), *const end =
+                                                                   static_cast<const I*>(a.given_pntre);
+  for (zor_int r = 0; r < lines; ++r) {
+    const long long from = begin[r], to = begin[r + 1];
+    if (from < 0 || to < from || to - begin[0] > a.nnz)
+      return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
+                            "pntrb: row %lld goes from %lld to %lld, with %lld entries stored",
+                            (long long)(r + a.base), from, to, (long long)a.nnz);
+    if (end[r] != begin[r + 1])
+      return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntre: row %lld ends at %lld, the next begins at %lld",
+                            (long long)(r + a.base), (long long)end[r], to);
+  }
+  return ZOR_SPARSE_OK;
+}
+
+template <class I>
+int32_t bad_profiles(const sparse_matrix& a) {
+  if (const int32_t status = bad_pointers<I>(a, a.rows)) return status;
+  const I* const pntr = static_cast<const I*>(a.given_pntrb);
+  for (zor_int r = 0; r < a.rows; ++r) {
+    const zor_int length = zor_int(pntr[r + 1]) - zor_int(pntr[r]);
+    if (length < 1 || length > r + 1)
+      return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntrb: profile %lld has %lld elements, not 1 to %lld",
+                            (long long)(r + a.base), (long long)length, (long long)(r + 1));
+  }
+  return ZOR_SPARSE_OK;
+}
+
+zor_int block_rows(const sparse_matrix& a) { return (a.rows + a.lb - 1) / a.lb; }
+
+// Elements of val.
+zor_int elements(const sparse_matrix& a) {
+  if (a.format == ZOR_SPARSE_DIA) return a.nnz == 0 ? 0 : saturating_product(a.nnz - 1, a.lval) + a.rows;
+  return a.format == ZOR_SPARSE_BSR ? saturating_product(a.nnz, a.lb, a.lb) : a.nnz;
+}
+
+template <class I>
+int32_t bad_arrays(const sparse_matrix& a) {
+  switch (a.format) {
+    case ZOR_SPARSE_COO:
+      if (const int32_t status = bad_indices<I>(a, "rowind", "row", a.given_rowind, a.rows)) return status;
+      return bad_indices<I>(a, "indx", "column", a.given_indx, a.cols);
+    case ZOR_SPARSE_DIA:
+      return bad_distances<I>(a);
+    case ZOR_SPARSE_BSR:
+      if (const int32_t status = bad_pointers<I>(a, block_rows(a))) return status;
+      return bad_indices<I>(a, "indx", "block column", a.given_indx, block_rows(a));
+    default:
+      return bad_profiles<I>(a);
+  }
+}
+
+// The conversion itself: numbers of the format to numbers, columns and row pointers of CSR.
+template <class I>
+void convert_numbers(const sparse_matrix& a, double* from, double* to, I* ja, I* ia) {
+  I* const indx = const_cast<I*>(static_cast<const I*>(a.given_indx));
+  I* const pntr = const_cast<I*>(static_cast<const I*>(a.given_pntrb));
+  I* const rowind = const_cast<I*>(static_cast<const I*>(a.given_rowind));
+  const I n = I(a.rows), lb = I(a.lb), stored = lb * lb, base = I(a.base);
+  const I job[6] = {1, base, base, I(a.triangle == 'u'), std::numeric_limits<I>::max(), 0};
+  I nnz = I(a.nnz), info = 0;
+  if (a.format == ZOR_SPARSE_COO)
+    coo_conversion<I>()(job, &n, to, ja, ia, &nnz, from, rowind, indx, &info);
+  else if (a.format == ZOR_SPARSE_DIA) {
+    const I lval = I(a.lval);
+    dia_conversion<I>()(job, &n, to, ja, ia, from, &lval, indx, &nnz, nullptr, nullptr, nullptr);
+  } else if (a.format == ZOR_SPARSE_BSR)
+    bsr_conversion<I>()(job, &n, &lb, &stored, to, ja, ia, from, indx, pntr, &info);
+  else
+    sky_conversion<I>()(job, &n, to, ja, ia, from, pntr, &info);
+}
+
+int32_t short_of_memory() {
+  return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the CSR form of the matrix is short");
+}
+
+}  // namespace
+
+zor_int number_nonzeros(char type, const void* val, zor_int count, double* numbers) {
+  return type == 's'   ? number_nonzeros_of(static_cast<const float*>(val), count, numbers)
+         : type == 'd' ? number_nonzeros_of(static_cast<const double*>(val), count, numbers)
+         : type == 'c' ? number_nonzeros_of(static_cast<const zor_c32*>(val), count, numbers)
+                       : number_nonzeros_of(static_cast<const zor_c64*>(val), count, numbers);
+}
+
+template <class I>
+int32_t expand(sparse_matrix& a) {
+  a.expanded.release();
+  const zor_int given = elements(a);
+  if (given > std::numeric_limits<zor_int>::max() / zor_int(sizeof(zor_c64)))
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "nnz: %lld make more elements than can be counted",
+                          (long long)a.nnz);
+  if (const int32_t status = bad_arrays<I>(a)) return status;
+  const zor::scratch<double> numbers(std::max<zor_int>(given, 1));
+  if (numbers.data == nullptr) return short_of_memory();
+  zor_int entries = given;
+  if (a.format == ZOR_SPARSE_COO)
+    number_all(given, numbers.data);
+  else
+    entries = number_nonzeros(a.type, a.given_val, given, numbers.data);
+  if (entries > std::numeric_limits<I>::max() - 1)
+    return sparse_failure(ZOR_SPARSE_TOO_LARGE, "a: its %lld entries do not fit %d-bit positions",
+                          (long long)entries, int(8 * sizeof(I)));
+  const zor::scratch<double> sorted(std::max<zor_int>(entries, 1));
+  owned_arrays& to = a.expanded;
+  if (sorted.data == nullptr || !owned_arrays::allocate(to.val, entries, element_size(a.type)) ||
+      !owned_arrays::allocate(to.indx, entries, sizeof(I)) ||
+      !owned_arrays::allocate(to.pntr, a.rows + 1, sizeof(I)))
+    return short_of_memory();
+  I *const ja = static_cast<I*>(to.indx), *const ia = static_cast<I*>(to.pntr);
+  ia[0] = I(a.base);
+  if (a.rows > 0) convert_numbers<I>(a, numbers.data, sorted.data, ja, ia);
+  sort_all_rows<double, I>(a.rows, a.base, ia, ja, sorted.data);
+  a.stored = zor_int(ia[a.rows]) - zor_int(ia[0]);
+  fetch_elements(a.type, a.given_val, sorted.data, a.stored, to.val);
+  return ZOR_SPARSE_OK;
+}
+template int32_t expand<int32_t>(sparse_matrix&);
+template int32_t expand<int64_t>(sparse_matrix&);
+
+}  // namespace zor_core

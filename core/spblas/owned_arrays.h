@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Arrays that a matrix of the public side owns. Plain, since records are copied; release() ends their life.
+#pragma once
+
+#include <utility>
+
+#include "core/blas/arguments.h"
+#include "zor/serv.h"
+
+namespace zor_core {
+
+struct owned_arrays {
+  void *val, *indx, *pntr, *rowind;
+
+  // `count` elements of `size` bytes for one of the arrays, at least one; false when memory is short.
+  static bool allocate(void*& array, zor_int count, size_t size) {
+    const zor_int bytes = saturating_product(count < 1 ? 1 : count, zor_int(size));
+    array = bytes == INT64_MAX ? nullptr : zor_serv_zor_malloc(uint64_t(bytes), 64);
+    return array != nullptr;
+  }
+  void release() {
+    for (void* array : {val, indx, pntr, rowind})
+      if (array != nullptr) zor_serv_zor_free(array);
+    *this = {};
+  }
+};
+
+// The same for the length of a scope, unless they are handed on.
+struct scoped_arrays : owned_arrays {
+  scoped_arrays() : owned_arrays{} {}
+  scoped_arrays(const scoped_arrays&) = delete;
+  scoped_arrays& operator=(const scoped_arrays&) = delete;
+  ~scoped_arrays() { release(); }
+  owned_arrays hand_on() { return std::exchange(static_cast<owned_arrays&>(*this), owned_arrays{}); }
+};
+
+}  // namespace zor_core

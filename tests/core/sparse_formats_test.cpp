@@ -1,0 +1,620 @@
+// SPDX-License-Identifier: MIT
+// The described matrix in every format: conversions read back by what each format means, products and solves
+// of every view with integers that are exact in any order, sums and products of matrices, sweeps, the LDLT
+// solve, the same bits for any number of threads, bad arguments.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <complex>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/elements.h"
+#include "tests/support/operand.h"
+#include "zor/core.h"
+#include "zor/sparse.h"
+
+namespace {
+
+using namespace zor_test;
+
+template <class I>
+using description = std::conditional_t<sizeof(I) == 8, zor_sparse_desc, zor_sparse_desc_lp64>;
+int32_t create(zor_sparse* a, const zor_sparse_desc& d) { return zor_sparse_create(a, &d); }
+int32_t create(zor_sparse* a, const zor_sparse_desc_lp64& d) { return zor_sparse_create_lp64(a, &d); }
+int32_t describe(zor_sparse a, zor_sparse_desc* d) { return zor_sparse_describe(a, d); }
+int32_t describe(zor_sparse a, zor_sparse_desc_lp64* d) { return zor_sparse_describe_lp64(a, d); }
+
+template <class T>
+struct calls;
+#define CALLS(T, t)                                          \
+  template <>                                                \
+  struct calls<T> {                                          \
+    static constexpr int32_t letter = #t[0];                 \
+    static constexpr auto* mv = &zor_sparse_##t##mv;         \
+    static constexpr auto* sm = &zor_sparse_##t##sm;         \
+    static constexpr auto* gauss = &zor_sparse_##t##gauss;   \
+    static constexpr auto* jacobi = &zor_sparse_##t##jacobi; \
+  };
+CALLS(float, s)
+CALLS(double, d)
+CALLS(zor_c32, c)
+CALLS(zor_c64, z)
+
+#define EVERY_TYPE(check)    \
+  check<float, int32_t>();   \
+  check<float, int64_t>();   \
+  check<double, int32_t>();  \
+  check<double, int64_t>();  \
+  check<zor_c32, int32_t>(); \
+  check<zor_c32, int64_t>(); \
+  check<zor_c64, int32_t>(); \
+  check<zor_c64, int64_t>();
+
+struct owner {
+  zor_sparse a = nullptr;
+  owner() = default;
+  owner(const owner&) = delete;
+  owner& operator=(const owner&) = delete;
+  ~owner() {
+    if (a != nullptr) zor_sparse_free(&a);
+  }
+};
+
+// Integers with their parts, exact in every type here.
+struct whole {
+  int64_t re = 0, im = 0;
+  bool operator==(const whole&) const = default;
+};
+whole operator+(whole x, whole y) { return {x.re + y.re, x.im + y.im}; }
+whole operator*(whole x, whole y) { return {x.re * y.re - x.im * y.im, x.re * y.im + x.im * y.re}; }
+template <class T>
+whole whole_of(const T& x) {
+  return {int64_t(part(x, 0)), int64_t(part(x, 1))};
+}
+template <class T>
+T element_of(whole x) {
+  return scalar<T>(double(x.re), double(x.im));
+}
+
+// (row, column) from 0 to the sum of the entries there.
+using dense_map = std::map<std::pair<int64_t, int64_t>, whole>;
+
+// A matrix in CSR of small integers, in any order, with repeats.
+template <class T, class I>
+struct csr_matrix {
+  std::vector<T> val;
+  std::vector<I> indx, pntr;
+  dense_map dense;
+  int64_t rows, cols;
+  int32_t base;
+
+  csr_matrix(int64_t m, int64_t n, int32_t b, int64_t most, uint64_t seed) : rows(m), cols(n), base(b) {
+    random_bits random(seed);
+    pntr.push_back(I(base));
+    for (int64_t r = 0; r < m; ++r) {
+      for (int64_t k = random.between(0, most); k > 0; --k) put(r, random.between(0, n - 1), random);
+      pntr.push_back(I(indx.size()) + I(base));
+    }
+  }
+  void put(int64_t r, int64_t c, random_bits& random) {
+    const whole v{random.between(1, 4), calls<T>::letter < 'd' || calls<T>::letter == 'z'
+                                            ? (parts<T> == 2 ? random.between(-3, 3) : 0)
+                                            : 0};
+    val.push_back(element_of<T>(v));
+    indx.push_back(I(c) + I(base));
+    dense[{r, c}] = dense[{r, c}] + v;
+  }
+  description<I> described(char structure = 'g', char triangle = 0, char diagonal = 0) const {
+    return {ZOR_SPARSE_CSR, calls<T>::letter, base,        structure,   triangle, diagonal, I(rows), I(cols),
+            I(indx.size()), val.data(),       indx.data(), pntr.data(), nullptr,  nullptr,  0,       0};
+  }
+};
+
+// What the arrays of a description say, by the definition of its format; entries in the order in which the
+// format lists them.
+template <class T, class I>
+dense_map read_back(const description<I>& d) {
+  dense_map all;
+  const T* const val = static_cast<const T*>(d.val);
+  const auto put = [&](int64_t r, int64_t c, const T& v) {
+    if (whole_of(v) == whole{}) return;
+    ASSERT_TRUE(r >= 0 && r < d.rows && c >= 0 && c < d.cols) << r << ", " << c;
+    EXPECT_EQ(all.count({r, c}), 0u) << "two entries in one place";
+    all[{r, c}] = whole_of(v);
+  };
+  for (int64_t r = 0; d.format == ZOR_SPARSE_CSR && r < d.rows; ++r)
+    for (int64_t k = d.pntrb[r] - d.base; k < d.pntre[r] - d.base; ++k) put(r, d.indx[k] - d.base, val[k]);
+  for (int64_t k = 0; d.format == ZOR_SPARSE_COO && k < d.nnz; ++k)
+    put(d.rowind[k] - d.base, d.indx[k] - d.base, val[k]);
+  for (int64_t k = 0; d.format == ZOR_SPARSE_DIA && k < d.nnz; ++k)
+    for (int64_t r = 0; r < d.rows; ++r) put(r, r + d.indx[k], val[r + k * d.lval]);
+  for (int64_t R = 0; d.format == ZOR_SPARSE_BSR && R * d.lb < d.rows; ++R)
+    for (int64_t p = d.pntrb[R] - d.base; p < d.pntrb[R + 1] - d.base; ++p)
+      for (int64_t e = 0; e < d.lb * d.lb; ++e)
+        put(R * d.lb + e % d.lb, (d.indx[p] - d.base) * d.lb + e / d.lb, val[p * d.lb * d.lb + e]);
+  for (int64_t p = 0; d.format == ZOR_SPARSE_SKY && p < d.rows; ++p)
+    for (int64_t k = d.pntrb[p]; k < d.pntrb[p + 1]; ++k) {
+      const int64_t other = p - (d.pntrb[p + 1] - 1 - k);
+      put(d.triangle == 'u' ? other : p, d.triangle == 'u' ? p : other, val[k - d.pntrb[0]]);
+    }
+  return all;
+}
+
+dense_map without_zeros(dense_map all) {
+  std::erase_if(all, [](const auto& e) { return e.second == whole{}; });
+  return all;
+}
+dense_map triangle_of(const dense_map& all, char triangle) {
+  dense_map kept;
+  for (const auto& [at, v] : all)
+    if (triangle == 'u' ? at.second >= at.first : at.second <= at.first) kept[at] = v;
+  return kept;
+}
+
+struct target {
+  int32_t format;
+  int lb;
+};
+constexpr target targets[] = {{ZOR_SPARSE_CSR, 0}, {ZOR_SPARSE_COO, 0}, {ZOR_SPARSE_DIA, 0},
+                              {ZOR_SPARSE_BSR, 1}, {ZOR_SPARSE_BSR, 4}, {ZOR_SPARSE_SKY, 0}};
+
+template <class T, class I>
+void check_conversions() {
+  for (const int32_t base : {0, 1}) {
+    for (const char triangle : {'l', 'u'}) {
+      const csr_matrix<T, I> m(29, 29, base, 6, 3);
+      owner given;
+      ASSERT_EQ(create(&given.a, m.described('t', triangle)), ZOR_SPARSE_OK);
+      for (const target& first : targets) {
+        owner made;
+        ASSERT_EQ(zor_sparse_convert(&made.a, given.a, first.format, first.lb), ZOR_SPARSE_OK)
+            << zor_sparse_error_text();
+        description<I> d{};
+        ASSERT_EQ(describe(made.a, &d), ZOR_SPARSE_OK);
+        const bool sky = first.format == ZOR_SPARSE_SKY;
+        const dense_map wanted = without_zeros(sky ? triangle_of(m.dense, triangle) : m.dense);
+        EXPECT_EQ((read_back<T, I>(d)), wanted) << "format " << first.format;
+        for (const target& second : targets) {
+          owner again;
+          ASSERT_EQ(zor_sparse_convert(&again.a, made.a, second.format, second.lb), ZOR_SPARSE_OK);
+          ASSERT_EQ(describe(again.a, &d), ZOR_SPARSE_OK);
+          EXPECT_EQ((read_back<T, I>(d)),
+                    second.format == ZOR_SPARSE_SKY ? triangle_of(wanted, triangle) : wanted)
+              << first.format << " to " << second.format;
+        }
+      }
+    }
+  }
+}
+TEST(SparseFormats, ConvertIntoEachOther) { EVERY_TYPE(check_conversions) }
+
+struct view {
+  char structure, triangle, diagonal;
+};
+constexpr view views[] = {{'g', 0, 0},     {'t', 'l', 'n'}, {'t', 'u', 'u'}, {'s', 'l', 'n'},
+                          {'s', 'u', 'u'}, {'h', 'l', 'n'}, {'a', 'u', 0},   {'d', 0, 'n'}};
+
+// op(A) x of a view, from the entries.
+std::vector<whole> product_of(const dense_map& all, const view& v, char op, const std::vector<whole>& x) {
+  std::vector<whole> y(x.size());
+  const auto add = [&](int64_t r, int64_t c, whole a) {
+    if (op == 't' || op == 'c') std::swap(r, c);
+    if (op == 'c' || op == 's') a.im = -a.im;
+    y[size_t(r)] = y[size_t(r)] + a * x[size_t(c)];
+  };
+  for (const auto& [at, a] : all) {
+    const auto [r, c] = at;
+    const bool inside = v.triangle == 'u' ? c > r : c < r,
+               mirrored = std::string("sha").find(v.structure) != std::string::npos;
+    if (v.structure == 'g' ||
+        (r == c ? v.structure != 'a' && v.diagonal != 'u' : inside && v.structure != 'd'))
+      add(r, c, a);
+    if (mirrored && inside)
+      add(c, r, v.structure == 's' ? a : v.structure == 'h' ? whole{a.re, -a.im} : whole{-a.re, -a.im});
+  }
+  for (size_t r = 0; r < x.size() && v.diagonal == 'u'; ++r) add(int64_t(r), int64_t(r), {1, 0});
+  return y;
+}
+
+template <class T, class I>
+void check_views() {
+  const csr_matrix<T, I> m(23, 23, 1, 5, 7);
+  for (const view& v : views) {
+    if (v.structure == 'h' && parts<T> == 1) continue;
+    owner given;
+    ASSERT_EQ(create(&given.a, m.described(v.structure, v.triangle, v.diagonal)), ZOR_SPARSE_OK);
+    std::vector<whole> x(23);
+    std::vector<T> in, out(23);
+    random_bits random(9);
+    for (whole& e : x) {
+      e = {random.between(-3, 3), parts<T> == 2 ? random.between(-3, 3) : 0};
+      in.push_back(element_of<T>(e));
+    }
+    for (const target& to : targets) {
+      if (to.format == ZOR_SPARSE_SKY && (v.structure == 'g' || v.structure == 'd')) continue;
+      owner made, own_arrays;
+      ASSERT_EQ(zor_sparse_convert(&made.a, given.a, to.format, to.lb), ZOR_SPARSE_OK);
+      // The same arrays described by the user.
+      description<I> d{};
+      ASSERT_EQ(describe(made.a, &d), ZOR_SPARSE_OK);
+      ASSERT_EQ(create(&own_arrays.a, d), ZOR_SPARSE_OK) << zor_sparse_error_text();
+      for (const zor_sparse a : {made.a, own_arrays.a})
+        for (const char op : {'n', 't', 'c', 's'}) {
+          ASSERT_EQ(calls<T>::mv(a, op, scalar<T>(1, 0), in.data(), scalar<T>(0, 0), out.data()),
+                    ZOR_SPARSE_OK);
+          const auto wanted = product_of(m.dense, v, op, x);
+          for (size_t i = 0; i < 23; ++i)
+            EXPECT_TRUE(whole_of(out[i]) == wanted[i]) << v.structure << op << " format " << to.format;
+        }
+    }
+  }
+}
+TEST(SparseFormats, MultiplyAsTheViewSays) { EVERY_TYPE(check_views) }
+
+// Triangles with a diagonal of ones, so that solves are exact; two right-hand sides.
+template <class T, class I>
+void check_solves() {
+  random_bits random(11);
+  for (const char triangle : {'l', 'u'}) {
+    csr_matrix<T, I> m(19, 19, 1, 0, 1);
+    m.indx.clear(), m.val.clear(), m.dense.clear(), m.pntr.assign(1, 1);
+    for (int64_t r = 0; r < 19; ++r) {
+      for (int64_t c = 0; c < 19; ++c)
+        if (c == r || ((triangle == 'l' ? c < r : c > r) && random.between(0, 5) == 0)) {
+          m.put(r, c, random);
+          if (c == r) m.val.back() = scalar<T>(1, 0), m.dense[{r, c}] = {1, 0};
+        }
+      m.pntr.push_back(I(m.indx.size()) + 1);
+    }
+    owner given;
+    ASSERT_EQ(create(&given.a, m.described('t', triangle)), ZOR_SPARSE_OK);
+    std::vector<whole> x(19);
+    for (whole& e : x) e = {random.between(-1, 1), 0};
+    for (const target& to : targets) {
+      owner made;
+      ASSERT_EQ(zor_sparse_convert(&made.a, given.a, to.format, to.lb), ZOR_SPARSE_OK);
+      for (const char op : {'n', 't'}) {
+        std::vector<T> b;
+        for (int copies = 0; copies < 2; ++copies)
+          for (const whole& e : product_of(m.dense, {'t', triangle, 'n'}, op, x))
+            b.push_back(element_of<T>(e));
+        ASSERT_EQ(
+            calls<T>::sm(made.a, op, ZOR_SPARSE_COLUMN_MAJOR, 2, scalar<T>(1, 0), b.data(), 19, b.data(), 19),
+            ZOR_SPARSE_OK)
+            << zor_sparse_error_text();
+        for (size_t i = 0; i < 38; ++i) EXPECT_TRUE(whole_of(b[i]) == x[i % 19]) << "format " << to.format;
+      }
+    }
+  }
+}
+TEST(SparseFormats, SolveTriangles) { EVERY_TYPE(check_solves) }
+
+// Rectangular matrices in any order, of both bases; the result has the base of A.
+template <class T, class I>
+void check_arithmetic() {
+  for (const int32_t base : {0, 1}) {
+    const csr_matrix<T, I> a(17, 31, base, 9, 21), b(17, 31, 1 - base, 5, 22), c(31, 12, 1, 6, 23);
+    const csr_matrix<T, I> turned(31, 17, base, 6, 24);
+    owner ha, hb, hc, ht;
+    ASSERT_EQ(create(&ha.a, a.described()), ZOR_SPARSE_OK);
+    ASSERT_EQ(create(&hb.a, b.described()), ZOR_SPARSE_OK);
+    ASSERT_EQ(create(&hc.a, c.described()), ZOR_SPARSE_OK);
+    ASSERT_EQ(create(&ht.a, turned.described()), ZOR_SPARSE_OK);
+    const whole beta{3, parts<T> == 2 ? -1 : 0};
+    const T factor = element_of<T>(beta);
+    const auto conj_if = [](bool wanted, whole v) { return wanted ? whole{v.re, -v.im} : v; };
+    for (const char op : {'n', 't', 'c', 's'}) {
+      const bool flip = op == 't' || op == 'c', conjugated = parts<T> == 2 && (op == 'c' || op == 's');
+      owner sum, product;
+      ASSERT_EQ(zor_sparse_add(&sum.a, ha.a, op, &factor, flip ? ht.a : hb.a), ZOR_SPARSE_OK)
+          << zor_sparse_error_text();
+      dense_map wanted = a.dense;
+      for (const auto& [at, v] : flip ? turned.dense : b.dense) {
+        const std::pair key(flip ? at.second : at.first, flip ? at.first : at.second);
+        wanted[key] = wanted[key] + beta * conj_if(conjugated, v);
+      }
+      description<I> d{};
+      ASSERT_EQ(describe(sum.a, &d), ZOR_SPARSE_OK);
+      EXPECT_EQ(d.base, base);
+      // Repeats of an operand stay apart or meet; the matrix is the same.
+      owner once;
+      ASSERT_EQ(zor_sparse_convert(&once.a, sum.a, ZOR_SPARSE_CSR, 0), ZOR_SPARSE_OK);
+      ASSERT_EQ(describe(once.a, &d), ZOR_SPARSE_OK);
+      EXPECT_EQ((read_back<T, I>(d)), without_zeros(wanted)) << op;
+
+      ASSERT_EQ(zor_sparse_multiply(&product.a, op, flip ? ht.a : ha.a, hc.a), ZOR_SPARSE_OK);
+      wanted.clear();
+      for (const auto& [at, v] : flip ? turned.dense : a.dense)
+        for (const auto& [bt, w] : c.dense) {
+          const auto [r, k] = flip ? std::pair(at.second, at.first) : at;
+          if (k == bt.first) wanted[{r, bt.second}] = wanted[{r, bt.second}] + conj_if(conjugated, v) * w;
+        }
+      ASSERT_EQ(describe(product.a, &d), ZOR_SPARSE_OK);
+      EXPECT_EQ((read_back<T, I>(d)), without_zeros(wanted)) << op;
+      for (I r = 0; r < d.rows; ++r)
+        EXPECT_TRUE(std::is_sorted(d.indx + d.pntrb[r] - base, d.indx + d.pntre[r] - base));
+    }
+  }
+}
+TEST(SparseArithmetic, AddsAndMultiplies){EVERY_TYPE(check_arithmetic)}
+
+// Fractions, so that any other order of sums would show.
+TEST(SparseArithmetic, AnyThreadsGiveTheSameBits) {
+  constexpr zor_int n = 9000;
+  random_bits random(31);
+  std::vector<double> val;
+  std::vector<zor_int> indx, pntr{0};
+  for (zor_int r = 0; r < n; ++r) {
+    for (zor_int k = random.between(0, r % 100 == 0 ? 300 : 12); k > 0; --k) {
+      val.push_back(random.unit());
+      indx.push_back(random.between(0, n - 1));
+    }
+    pntr.push_back(zor_int(val.size()));
+  }
+  const zor_sparse_desc what{ZOR_SPARSE_CSR, 'd',        0,           'g',         0,       0,       n, n,
+                             pntr.back(),    val.data(), indx.data(), pntr.data(), nullptr, nullptr, 0, 0};
+  owner a;
+  ASSERT_EQ(zor_sparse_create(&a.a, &what), ZOR_SPARSE_OK);
+  std::vector<double> first;
+  std::vector<zor_int> columns;
+  const double beta = 0.7;
+  for (const int32_t threads : {1, 2, 3, 7}) {
+    zor_set_threads(threads);
+    std::vector<double> got;
+    std::vector<zor_int> where;
+    for (const bool sum : {false, true}) {
+      owner c;
+      const int32_t status =
+          sum ? zor_sparse_add(&c.a, a.a, 't', &beta, a.a) : zor_sparse_multiply(&c.a, 'n', a.a, a.a);
+      ASSERT_EQ(status, ZOR_SPARSE_OK) << zor_sparse_error_text();
+      zor_sparse_desc d{};
+      zor_sparse_describe(c.a, &d);
+      const double* const v = static_cast<const double*>(d.val);
+      got.insert(got.end(), v, v + d.nnz);
+      where.insert(where.end(), d.indx, d.indx + d.nnz);
+      where.insert(where.end(), d.pntrb, d.pntrb + n + 1);
+    }
+    if (threads == 1) first = got, columns = where;
+    ASSERT_EQ(columns, where) << threads;
+    EXPECT_TRUE(same_bits(first.data(), got.data(), got.size())) << threads;
+  }
+  zor_set_threads(0);
+}
+
+// A column of ones times a row of ones: more entries than 32-bit indices count.
+TEST(SparseArithmetic, RefusesAResultThatIndicesCannotCount) {
+  constexpr int32_t n = 46400;
+  const std::vector<float> ones(n, 1);
+  const std::vector<int32_t> same(n, 0);
+  std::vector<int32_t> each(n + 1);
+  for (int32_t i = 0; i <= n; ++i) each[size_t(i)] = i;
+  const int32_t whole_row[] = {0, n};
+  const zor_sparse_desc_lp64 column{ZOR_SPARSE_CSR, 's',         0,           'g',     0,       0, n, 1, n,
+                                    ones.data(),    same.data(), each.data(), nullptr, nullptr, 0, 0};
+  const zor_sparse_desc_lp64 row{ZOR_SPARSE_CSR, 's',         0,         'g',     0,       0, 1, n, n,
+                                 ones.data(),    each.data(), whole_row, nullptr, nullptr, 0, 0};
+  owner a, b;
+  zor_sparse c = a.a;
+  ASSERT_EQ(create(&a.a, column), ZOR_SPARSE_OK);
+  ASSERT_EQ(create(&b.a, row), ZOR_SPARSE_OK);
+  EXPECT_EQ(zor_sparse_multiply(&c, 'n', a.a, b.a), ZOR_SPARSE_TOO_LARGE);
+  EXPECT_EQ(c, nullptr);
+  EXPECT_STREQ(zor_sparse_error_text(), "the result has more entries than 32-bit indices can count");
+}
+
+// Sweeps of a matrix with a dominant diagonal against plain ones in long double; with blocks the same.
+template <class T, class I>
+void check_sweeps() {
+  constexpr int64_t n = 24;
+  csr_matrix<T, I> m(n, n, 1, 0, 1);
+  random_bits random(41);
+  m.indx.clear(), m.val.clear(), m.dense.clear(), m.pntr.assign(1, 1);
+  for (int64_t r = 0; r < n; ++r) {
+    for (int64_t c = 0; c < n; ++c)
+      if (c == r || random.between(0, 6) == 0) {
+        m.put(r, c, random);
+        if (c == r) m.val.back() = scalar<T>(64, 0), m.dense[{r, c}] = {64, 0};
+      }
+    m.pntr.push_back(I(m.indx.size()) + 1);
+  }
+  owner plain, blocks;
+  ASSERT_EQ(create(&plain.a, m.described()), ZOR_SPARSE_OK);
+  ASSERT_EQ(zor_sparse_convert(&blocks.a, plain.a, ZOR_SPARSE_BSR, 4), ZOR_SPARSE_OK);
+  using wide = std::complex<long double>;
+  for (const zor_sparse a : {plain.a, blocks.a}) {
+    for (const char direction : {'f', 'b', 's'}) {
+      std::vector<T> b, x(n);
+      std::vector<wide> exact(n);
+      for (int64_t i = 0; i < n; ++i) b.push_back(scalar<T>(random.unit(), random.unit()));
+      for (int repeat = 0; repeat < 2; ++repeat) {
+        ASSERT_EQ(calls<T>::gauss(a, direction, b.data(), x.data()), ZOR_SPARSE_OK);
+        for (const char step : {'f', 'b'}) {
+          if (direction != 's' && direction != step) continue;
+          for (int64_t k = 0; k < n; ++k) {
+            const int64_t r = step == 'f' ? k : n - 1 - k;
+            wide rest(part(b[size_t(r)], 0), part(b[size_t(r)], 1));
+            for (const auto& [at, v] : m.dense)
+              if (at.first == r && at.second != r)
+                rest -= wide((long double)v.re, (long double)v.im) * exact[size_t(at.second)];
+            exact[size_t(r)] = rest / 64.0L;
+          }
+        }
+      }
+      for (size_t i = 0; i < n; ++i)
+        EXPECT_LE(std::abs(exact[i] - wide(part(x[i], 0), part(x[i], 1))),
+                  20 * std::numeric_limits<real<T>>::epsilon());
+      std::vector<T> scaled = b;
+      ASSERT_EQ(calls<T>::jacobi(a, scaled.data()), ZOR_SPARSE_OK);
+      for (size_t i = 0; i < n; ++i) EXPECT_EQ(part(scaled[i], 0), part(b[i], 0) / 64);
+    }
+  }
+}
+TEST(SparseSweeps, AreThoseOfGaussAndSeidel){EVERY_TYPE(check_sweeps)}
+
+// Bidiagonal factors, the second kind with a block of order 2 at the end: L D L^T x for integers x.
+TEST(SparseSweeps, LdltSolvesInWhole) {
+  for (const int32_t n : {1, 2, 500, 2500}) {
+    for (const bool pair : {false, true}) {
+      if (pair && n < 4) continue;
+      std::vector<double> val, d(size_t(n), 2), e(size_t(n), 1), x, b, solved(static_cast<size_t>(n));
+      std::vector<int32_t> ia, ja;
+      std::vector<uint32_t> piv(size_t(n / 32 + 1));
+      const int32_t singles = pair ? n - 2 : n;
+      for (int32_t i = 0; i < n; ++i) {
+        ia.push_back(int32_t(val.size()));
+        x.push_back(i % 5 - 2);
+        if (i < singles && i + 1 < n) val.push_back(i % 2 ? 1 : -1), ja.push_back(i + 1);
+      }
+      ia.push_back(int32_t(val.size()));
+      if (pair)
+        piv[size_t((n - 2) / 32)] |= 1u << ((n - 2) % 32), piv[size_t((n - 1) / 32)] |= 1u << ((n - 1) % 32);
+      std::vector<double> t = x;
+      for (int32_t i = 0; i < n; ++i)
+        for (int32_t p = ia[size_t(i)]; p < ia[size_t(i) + 1]; ++p)
+          t[size_t(i)] += val[size_t(p)] * x[size_t(ja[size_t(p)])];
+      std::vector<double> u(t);
+      for (size_t i = 0; i < size_t(n); ++i) u[i] = 2 * t[i];
+      if (pair) u[size_t(n - 2)] += t[size_t(n - 1)], u[size_t(n - 1)] += t[size_t(n - 2)];
+      b = u;
+      for (int32_t i = 0; i < n; ++i)
+        for (int32_t p = ia[size_t(i)]; p < ia[size_t(i) + 1]; ++p)
+          b[size_t(ja[size_t(p)])] += val[size_t(p)] * u[size_t(i)];
+      ASSERT_EQ(zor_sparse_ldlt_solve(n, val.data(), ia.data(), ja.data(), d.data(), e.data(), piv.data(),
+                                      b.data(), solved.data()),
+                ZOR_SPARSE_OK)
+          << zor_sparse_error_text();
+      for (size_t i = 0; i < size_t(n); ++i) EXPECT_NEAR(solved[i], x[i], 1e-9) << n << ", " << i;
+    }
+  }
+}
+
+// ---- What is refused, with the argument named.
+
+// Arrays that serve every format: order 4, one entry a row on the diagonal.
+struct small {
+  std::vector<double> val = std::vector<double>(64, 1);
+  std::vector<zor_int> indx{1, 2, 3, 4}, rowind{1, 2, 3, 4}, pntr{1, 2, 3, 4, 5};
+  zor_sparse_desc d = {ZOR_SPARSE_COO, 'd',         1,           't',     'l',           'n', 4, 4, 4,
+                       val.data(),     indx.data(), pntr.data(), nullptr, rowind.data(), 2,   4};
+};
+
+TEST(SparseFormats, DescriptionsAreRefusedByName) {
+  const struct {
+    void (*spoil)(small&);
+    const char* text;
+  } cases[] = {
+      {[](small&) {}, nullptr},
+      {[](small& s) { s.d.rowind = nullptr; }, "rowind is null"},
+      {[](small& s) { s.rowind[2] = 5; }, "rowind: entry 3 has row 5, not 1 to 4"},
+      {[](small& s) { s.indx[0] = 0; }, "indx: entry 1 has column 0, not 1 to 4"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_DIA, s.d.lval = 3; }, "lval: 3 is below the 4 rows"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_DIA; }, "indx: diagonal 4 has distance 4, outside the matrix"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_DIA, s.indx[0] = INT64_MIN; },
+       "indx: diagonal 1 has distance -9223372036854775808, outside the matrix"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_DIA, s.d.structure = 'g', s.d.cols = 5; },
+       "cols: this format is square, not 4 by 5"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_BSR, s.d.lb = 0; }, "lb: 0 is not in 1 to 1024"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_BSR; }, "indx: entry 3 has block column 3, not 1 to 2"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_BSR, s.pntr[1] = 9; },
+       "pntrb: row 1 goes from 1 to 9, with 4 entries stored"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_BSR, s.d.pntre = s.pntr.data(); },
+       "pntre: row 1 ends at 1, the next begins at 2"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_BSR, s.d.nnz = INT64_MAX / 16; },
+       "nnz: 576460752303423487 make more elements than can be counted"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_SKY; }, nullptr},
+      {[](small& s) { s.d.format = ZOR_SPARSE_SKY, s.d.structure = 'g'; },
+       "structure: skyline stores a triangle, and so must its view"},
+      {[](small& s) {
+         s.d.format = ZOR_SPARSE_SKY, s.pntr = {1, 1, 2, 3, 4};
+       },
+       "pntrb: profile 1 has 0 elements, not 1 to 1"},
+      {[](small& s) {
+         s.d.format = ZOR_SPARSE_SKY, s.pntr = {1, 3, 4, 5, 5};
+       },
+       "pntrb: profile 1 has 2 elements, not 1 to 1"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text == nullptr ? "good" : c.text);
+    small s;
+    c.spoil(s);
+    s.d.pntrb = s.pntr.data();
+    owner a;
+    EXPECT_EQ(zor_sparse_create(&a.a, &s.d), c.text == nullptr ? ZOR_SPARSE_OK : ZOR_SPARSE_BAD_MATRIX);
+    if (c.text != nullptr) {
+      EXPECT_STREQ(zor_sparse_error_text(), c.text);
+    }
+  }
+}
+
+TEST(SparseFormats, CallsAreRefusedByName) {
+  const csr_matrix<double, int64_t> m(6, 6, 1, 3, 51), wide(6, 9, 1, 3, 52);
+  const csr_matrix<float, int64_t> single(6, 6, 1, 3, 53);
+  owner a, w, f, t;
+  ASSERT_EQ(create(&a.a, m.described()), ZOR_SPARSE_OK);
+  ASSERT_EQ(create(&w.a, wide.described()), ZOR_SPARSE_OK);
+  ASSERT_EQ(create(&f.a, single.described()), ZOR_SPARSE_OK);
+  ASSERT_EQ(create(&t.a, m.described('s', 'l')), ZOR_SPARSE_OK);
+  zor_sparse c = nullptr;
+  zor_sparse_desc_lp64 narrow{};
+  const double one = 1;
+  double x[9] = {};
+  const int32_t ia[] = {0, 1, 1}, ja[] = {1}, back[] = {0};
+  const double val[] = {1}, d[] = {1, 1}, zero[] = {1, 0};
+  const uint32_t none[] = {0}, lone[] = {2};
+  const struct {
+    std::function<int32_t()> call;
+    int32_t status;
+    const char* text;
+  } cases[] = {
+      {[&] { return zor_sparse_convert(nullptr, a.a, 0, 0); }, ZOR_SPARSE_BAD_ARGUMENT, "b is null"},
+      {[&] { return zor_sparse_convert(&c, nullptr, 0, 0); }, ZOR_SPARSE_BAD_HANDLE,
+       "a: no matrix, or one already freed"},
+      {[&] { return zor_sparse_convert(&c, a.a, 5, 0); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "format: 5 is no value of it"},
+      {[&] { return zor_sparse_convert(&c, a.a, ZOR_SPARSE_BSR, 0); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "lb: 0 is not in 1 to 1024"},
+      {[&] { return zor_sparse_convert(&c, w.a, ZOR_SPARSE_DIA, 0); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "format: it takes a square matrix, not 6 by 9"},
+      {[&] { return zor_sparse_convert(&c, a.a, ZOR_SPARSE_SKY, 0); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "format: skyline stores a triangle, and so must the view"},
+      {[&] { return zor_sparse_convert(&c, a.a, ZOR_SPARSE_BSR, 1024); }, ZOR_SPARSE_TOO_LARGE, nullptr},
+      {[&] { return zor_sparse_add(nullptr, a.a, 'n', &one, a.a); }, ZOR_SPARSE_BAD_ARGUMENT, "c is null"},
+      {[&] { return zor_sparse_add(&c, a.a, 'n', nullptr, a.a); }, ZOR_SPARSE_BAD_ARGUMENT, "beta is null"},
+      {[&] { return zor_sparse_add(&c, a.a, 'x', &one, a.a); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "op: 120 is no value of it"},
+      {[&] { return zor_sparse_add(&c, a.a, 'n', &one, w.a); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "b: columns of op(b): 9, not 6"},
+      {[&] { return zor_sparse_add(&c, a.a, 'n', &one, f.a); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "b: elements of type s, those of a are of type d"},
+      {[&] { return zor_sparse_multiply(&c, 'n', w.a, a.a); }, ZOR_SPARSE_BAD_ARGUMENT, "b: rows: 6, not 9"},
+      {[&] { return zor_sparse_multiply(&c, 'n', t.a, a.a); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "a: sums and products take the general view"},
+      {[&] { return zor_sparse_describe_lp64(a.a, &narrow); }, ZOR_SPARSE_BAD_HANDLE,
+       "a: its indices have 64 bits, the call takes 32"},
+      {[&] { return zor_sparse_dgauss(w.a, 'f', x, x); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "a: sweeps take a square matrix of the general view"},
+      {[&] { return zor_sparse_dgauss(a.a, 'x', x, x); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "direction: 120 is no value of it"},
+      {[&] { return zor_sparse_dgauss(a.a, 'f', nullptr, x); }, ZOR_SPARSE_BAD_ARGUMENT, "b is null"},
+      {[&] { return zor_sparse_ldlt_solve(-1, val, ia, ja, d, d, none, x, x); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "n: -1 is below 0"},
+      {[&] { return zor_sparse_ldlt_solve(2, val, ia, ja, d, d, nullptr, x, x); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "piv is null"},
+      {[&] { return zor_sparse_ldlt_solve(2, val, ia, ja, d, d, lone, x, x); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "piv: row 1 has no partner"},
+      {[&] { return zor_sparse_ldlt_solve(2, val, ia, ja, zero, d, none, x, x); }, ZOR_SPARSE_NOT_SOLVABLE,
+       "d: element 1 is 0"},
+      {[&] { return zor_sparse_ldlt_solve(2, val, ia, back, d, d, none, x, x); }, ZOR_SPARSE_BAD_ARGUMENT,
+       "ja: entry 0 of row 0 has column 0"}};
+  for (const auto& e : cases) {
+    EXPECT_EQ(e.call(), e.status) << zor_sparse_error_text();
+    if (e.text != nullptr) {
+      EXPECT_STREQ(zor_sparse_error_text(), e.text);
+    }
+    EXPECT_EQ(c, nullptr);
+  }
+}
+
+}  // namespace
