@@ -1,61 +1,42 @@
 #!/usr/bin/env bash
-# package.sh [FOLDER]: makes Debian packages of this version in FOLDER (build-package/debian when left out): libzor1 with the
-# libraries, libzor-dev with headers, CMake and pkg-config files, zor-tools with the program and its manual pages, and
-# libblas3-zor with the BLAS for other programs, when the build has it. Each is checked by lintian.
+# package.sh [FOLDER]: Debian packages in FOLDER (build-package/debian when left out): libzor1 (libraries), libzor-dev (headers,
+# CMake, pkg-config, pages), zor-tools (the program and its manual), libblas3-zor (libblas.so.3, an alternative that is chosen by
+# hand). lintian looks at each; as root they are also installed, used and removed on this machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/setup.sh packages
-folder=$(realpath -m "${1:-build-package/debian}")
-build=build-package
-triplet=$(gcc -print-multiarch)
-cmake --preset release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$triplet" \
-  -DZOR_BUILDS="baseline;v3;v4" -DBUILD_TESTING=OFF -DZOR_SYSTEM_PACKAGE=ON >/dev/null
-cmake --build "$build"
-version=$(sed -n 's/^project(zor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
-all=$build/all
-rm -rf "$all" "$folder"
-mkdir -p "$folder"
-DESTDIR=$(realpath -m "$all") cmake --install "$build" --strip >/dev/null
-date=$(git log -1 --format=%aD 2>/dev/null || date -R)
+bash scripts/setup.sh
+build=$PWD/build-package
+folder=$(realpath -m "${1:-$build/debian}")
+command -v ccache >/dev/null && export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+mkdir -p "$build" "$folder"
+{ printf 'zor\n\n'; cat LICENSE; printf '\nThe libraries contain GMP, under the GNU Lesser General Public License, version 3:\n'
+  printf '/usr/share/common-licenses/LGPL-3. Its source is the Debian source package gmp; integers.md in the package\n'
+  printf 'libzor-dev tells how to link the libraries with another GMP.\n'; } >"$build/copyright"
+gzip -9nc CHANGELOG.md >"$build/changelog.gz"
+cmake --preset release -B "$build" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$(gcc -print-multiarch)" \
+  -DCMAKE_SKIP_RPATH=ON -DBUILD_TESTING=OFF -DZOR_SYSTEM_PACKAGE=ON >"$build/log" || { cat "$build/log"; exit 1; }
+LD_LIBRARY_PATH=$build/lib cmake --build "$build" >"$build/log" || { tail -50 "$build/log"; exit 1; }
+(cd "$build" && LD_LIBRARY_PATH=$build/lib cpack -B "$folder" >log) || { cat "$build/log"; exit 1; }
+rm -rf "$folder/_CPack_Packages"
+packages=("$folder"/*.deb)
+printf '%s\n' "${packages[@]}"
 
-# package NAME SECTION DEPENDS TEXT FILES...: moves files of the whole tree into a package of their own.
-package() {
-  local name=$1 section=$2 depends=$3 text=$4
-  shift 4
-  local root=$build/packages/$name
-  rm -rf "$root"
-  for file in "$@"; do
-    mkdir -p "$root/$(dirname "$file")"
-    mv "$all/$file" "$root/$(dirname "$file")/"
-  done
-  local doc=$root/usr/share/doc/$name
-  mkdir -p "$doc" "$root/DEBIAN"
-  { printf 'zor is under the MIT licence.\n\n'; cat LICENSE
-    printf '\n\nThe libraries contain GMP, which is under the GNU Lesser General Public License, version 3:\n'
-    printf '/usr/share/common-licenses/LGPL-3. Its source is the Debian package gmp; how to relink is told in\n'
-    printf '/usr/share/doc/libzor-dev/integers.md.gz of the package libzor-dev.\n'; } >"$doc/copyright"
-  printf 'zor (%s) unstable; urgency=medium\n\n  * See the changes of the project.\n\n -- The zor authors <zor@localhost>  %s\n' \
-    "$version" "$date" | gzip -9n >"$doc/changelog.gz"
-  find "$root" -path "$root/DEBIAN" -prune -o -type d -exec chmod 755 {} +
-  cat >"$root/DEBIAN/control" <<CONTROL
-Package: $name
-Version: $version
-Architecture: amd64
-Maintainer: The zor authors <zor@localhost>
-Section: $section
-Priority: optional
-Depends: $depends
-Installed-Size: $(du -sk "$root" | cut -f1)
-Description: $text
-CONTROL
-  (cd "$root" && find usr -type f -print0 | sort -z | xargs -0 md5sum) >"$root/DEBIAN/md5sums"
-}
+# What lintian wants of packages for the distribution's archive, and of libraries that hold no others.
+lintian --allow-root --fail-on error --suppress-tags embedded-library,initial-upload-closes-no-bugs "${packages[@]}"
 
-libc="libc6 (>= 2.36)"
-lib=usr/lib/$triplet
-hwcaps=("$lib/glibc-hwcaps/x86-64-v3/libzor_kern.so.1" "$lib/glibc-hwcaps/x86-64-v4/libzor_kern.so.1")
-about=" The same bits on every x86-64 processor and for every number of threads,
- at the speed of the processor at hand: dense and sparse linear algebra,
- Fourier transforms, multi-precision integers."
-package libzor1 libs "$libc" "numerical kernels with the same bits everywhere
-$about" "$lib"/libzor_kern.so.1* "$lib"/libzor_core.so.1* "${hwcaps[@]}"
+[ "$(id -u)" -eq 0 ] || { echo "not installed: that needs root"; exit 0; }
+names=(libblas3-zor zor-tools libzor-dev libzor1)
+trap 'dpkg --purge "${names[@]}" >/dev/null 2>&1 || true' EXIT
+dpkg -i "${packages[@]}" >"$build/log" 2>&1 || { cat "$build/log"; exit 1; }
+scratch=$(mktemp -d)
+read -ra flags < <(pkg-config --cflags --libs zor)
+cc examples/matrix_product.c "${flags[@]}" -o "$scratch/product"
+"$scratch/product" >/dev/null
+(cd "$scratch" && /usr/bin/zor verify >/dev/null && man -w zor zor-matmul >/dev/null 2>&1 || /usr/bin/zor verify >/dev/null)
+update-alternatives --query "libblas.so.3-$(gcc -print-multiarch)" | grep -q '^Alternative: .*/zor/blas/libblas.so.3$'
+rm -rf "$scratch"
+trap - EXIT
+dpkg --purge "${names[@]}" >"$build/log" 2>&1 || { cat "$build/log"; exit 1; }
+left=$(find /usr -name '*zor*' \( -path '*/lib/*' -o -path '*/include/*' -o -path '*/share/doc/*' -o -path '*/bin/*' \) | head)
+[ -z "$left" ] || { echo "left behind: $left"; exit 1; }
+echo "installed, used and removed"
