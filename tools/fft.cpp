@@ -72,6 +72,11 @@ double amplitude(const std::vector<zor_c64>& spectrum, size_t k, size_t n) {
   return both * std::hypot(spectrum[k].re, spectrum[k].im);
 }
 
+// A sum of finite samples, which may pass the range.
+std::string number_text(double value) {
+  return std::isfinite(value) ? fmt::format("{:.9g}", value) : "beyond double precision";
+}
+
 std::string spectrum_text(const std::vector<zor_c64>& spectrum, size_t n, double rate) {
   std::string out = "frequency,amplitude,phase\n";
   for (size_t k = 0; k < spectrum.size(); ++k)
@@ -150,8 +155,8 @@ int fft(const fft_options& options) {
     fmt::print("filter      {} of {} frequencies above {:g} removed\n", removed, spectrum.size(),
                options.highest);
   fmt::print("samples     {}, {:g} a second\n", n, s.rate);
-  fmt::print("mean        {:.9g}\n", spectrum[0].re);
-  fmt::print("peak        amplitude {:.9g} at frequency {:.9g}\n", amplitude(spectrum, peak, n),
+  fmt::print("mean        {}\n", number_text(spectrum[0].re));
+  fmt::print("peak        amplitude {} at frequency {:.9g}\n", number_text(amplitude(spectrum, peak, n)),
              double(peak) * s.rate / double(n));
   fmt::print("time        {:.6f} s\n", seconds);
   print_digest(sum);

@@ -139,6 +139,9 @@ TEST_F(Signal, FaultsLeaveNoFile) {
     EXPECT_NE(got.err.find(c.fault), std::string::npos) << got.err;
     EXPECT_EQ(folder.names(), std::set<std::string>{"x.csv"}) << c.arguments;
   }
+  folder.write("x.csv", "1e308\n1e308\n1e308\n");
+  const zor_test::outcome large = zor_test::run(folder, "fft x.csv");
+  EXPECT_NE(large.out.find("mean        beyond double precision\n"), std::string::npos) << large.out;
 }
 
 TEST_F(Signal, FilterKeepsTheLowToneAlone) {
