@@ -1,17 +1,22 @@
 # cmake --install: libraries with their builds, headers, program, documents, and what find_package and pkg-config need.
+# Components, which become packages: libraries, development, tools, blas.
 include(CMakePackageConfigHelpers)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
 foreach(target ${ZOR_KERN_TARGETS})
   string(REPLACE zor_kern_ "" build ${target})
   if(build STREQUAL "baseline")
     set_target_properties(${target} PROPERTIES EXPORT_NAME kern)
-    install(TARGETS ${target} EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(TARGETS ${target} EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+            COMPONENT libraries NAMELINK_COMPONENT development)
   else()
-    install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/glibc-hwcaps/x86-64-${build} NAMELINK_SKIP)
+    install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/glibc-hwcaps/x86-64-${build}
+            COMPONENT libraries NAMELINK_SKIP)
   endif()
 endforeach()
 set_target_properties(zor_core PROPERTIES EXPORT_NAME core)
-install(TARGETS zor_core zor EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS zor_core zor EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        COMPONENT libraries NAMELINK_COMPONENT development)
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/zor DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 
@@ -30,7 +35,17 @@ install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 if(TARGET zor_program)
   file(RELATIVE_PATH lib_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   set_property(TARGET zor_program APPEND PROPERTY INSTALL_RPATH "$ORIGIN/${lib_from_bin}")
-  install(TARGETS zor_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS zor_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  find_program(HELP2MAN help2man)
+  if(HELP2MAN)
+    set(manual ${PROJECT_BINARY_DIR}/manual)
+    add_custom_command(OUTPUT ${manual}/zor.1
+                       COMMAND ${PROJECT_SOURCE_DIR}/cmake/manual.sh $<TARGET_FILE:zor_program> ${PROJECT_VERSION} ${manual}
+                       DEPENDS zor_program ${PROJECT_SOURCE_DIR}/cmake/manual.sh VERBATIM)
+    add_custom_target(zor_manual ALL DEPENDS ${manual}/zor.1)
+    install(DIRECTORY ${manual}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools OPTIONAL
+            FILES_MATCHING PATTERN "*.1")
+  endif()
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE
@@ -40,6 +55,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOC
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(PROJECT_IS_TOP_LEVEL)
+  include(cmake/packages.cmake)
   add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -DMANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt -P
                     ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)
 endif()

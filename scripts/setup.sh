@@ -3,7 +3,7 @@
 # when something is missing.
 set -euo pipefail
 
-build=(g++ cmake ninja-build ccache libgmp-dev libcli11-dev libfmt-dev libssl-dev)
+build=(g++ cmake ninja-build ccache libgmp-dev libcli11-dev libfmt-dev libssl-dev help2man)
 tests=(libgtest-dev libmpfr-dev qemu-user binutils)
 peers=(libopenblas0-pthread libblis4-pthread libblas3 libfftw3-double3 libfftw3-single3 libeigen3-dev librsb0)
 plots=(gnuplot-nox)
