@@ -14,6 +14,7 @@ struct kernels;
   static constexpr auto* mscale = &zor_blas_##letter##gemm_mscale; \
   static constexpr auto* gemv = &zor_blas_x##letter##gemv;         \
   static constexpr auto* axpy = &zor_blas_x##letter##axpy;         \
+  static constexpr auto* copy = &zor_blas_x##letter##copy;         \
   static constexpr auto* swap = &zor_blas_x##letter##swap;         \
   static constexpr auto* copyan = &zor_blas_##letter##gemm_copyan; \
   static constexpr auto* copyat = &zor_blas_##letter##gemm_copyat; \

@@ -3,11 +3,9 @@
 // and stays on the calling thread.
 #include <string_view>
 
-#include "blas/thresholds.h"
-#include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
+#include "core/blas/vector_pieces.h"
 #include "core/kern.h"
-#include "core/threads.h"
 #include "zor/signatures/blas.h"
 
 namespace zor_core {
@@ -53,26 +51,6 @@ template <class T, class Call>
   if (bad == 0) return call();
   report_argument(routine, bad, arguments[bad - 1]);
   return decltype(call())();
-}
-
-template <class T>
-constexpr zor_int least_elements = zor::thresholds::threaded_vector_bytes / zor_int(sizeof(T));
-template <class T>
-constexpr zor_int grain = zor::thresholds::vector_cut_bytes / zor_int(sizeof(T));
-
-// Threads for n elements that may be cut anywhere.
-template <class T>
-int32_t threads_for(zor_int n) {
-  return n < least_elements<T> ? 1 : usable_threads();
-}
-
-// Calls body(first, count) for a piece of 0 to n a thread.
-template <class T, class Body>
-void over_pieces(int32_t threads, zor_int n, const Body& body) {
-  for_each_piece(threads, threads, [&](zor_int piece) {
-    const zor_int first = cut(n, grain<T>, threads, piece);
-    body(first, cut(n, grain<T>, threads, piece + 1) - first);
-  });
 }
 
 template <class T>

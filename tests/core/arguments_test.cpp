@@ -41,6 +41,25 @@ const signature syr_signature = {{"uplo", kind::uplo}, {"n", kind::size},    {"a
                                  {"x", kind::data},    {"incx", kind::step}, {"a", kind::data},
                                  {"lda", kind::lead}};
 
+const signature scal_signature = {
+    {"n", kind::walk}, {"alpha", kind::scalar}, {"x", kind::data}, {"incx", kind::walk}};
+const signature axpby_signature = {{"n", kind::walk},    {"alpha", kind::scalar}, {"x", kind::data},
+                                   {"incx", kind::walk}, {"beta", kind::scalar},  {"y", kind::data},
+                                   {"incy", kind::walk}};
+const signature rot_signature = {{"n", kind::walk},  {"x", kind::data},    {"incx", kind::walk},
+                                 {"y", kind::data},  {"incy", kind::walk}, {"c", kind::scalar},
+                                 {"s", kind::scalar}};
+const signature rotm_signature = {{"n", kind::walk}, {"x", kind::data},    {"incx", kind::walk},
+                                  {"y", kind::data}, {"incy", kind::walk}, {"param", kind::data}};
+const signature reduction_signature = {{"n", kind::walk}, {"x", kind::data}, {"incx", kind::walk}};
+const signature sdsdot_signature = {{"n", kind::walk},    {"sb", kind::scalar}, {"x", kind::data},
+                                    {"incx", kind::walk}, {"y", kind::data},    {"incy", kind::walk}};
+const signature gemmt_signature = {{"uplo", kind::uplo}, {"transa", kind::trans}, {"transb", kind::trans},
+                                   {"n", kind::size},    {"k", kind::size},       {"alpha", kind::scalar},
+                                   {"a", kind::data},    {"lda", kind::lead},     {"b", kind::data},
+                                   {"ldb", kind::lead},  {"beta", kind::scalar},  {"c", kind::data},
+                                   {"ldc", kind::lead}};
+
 struct routine {
   const char* name;
   void* address;
@@ -56,6 +75,20 @@ const routine routines[] = {
 #define ROW_CDOT(name, T, conj) {#name, reinterpret_cast<void*>(name), &cdot_signature},
 #define ROW_SYR(name, T) {#name, reinterpret_cast<void*>(name), &syr_signature},
 #include "zor/tables/core_blas.inc"
+#define ROW_COPY(name, T, kernel) {#name, reinterpret_cast<void*>(name), &swap_signature},
+#define ROW_SCAL(name, T, A) {#name, reinterpret_cast<void*>(name), &scal_signature},
+#define ROW_AXPBY(name, T) {#name, reinterpret_cast<void*>(name), &axpby_signature},
+#define ROW_ROT(name, T, C, S, kernel) {#name, reinterpret_cast<void*>(name), &rot_signature},
+#define ROW_ROTM(name, T) {#name, reinterpret_cast<void*>(name), &rotm_signature},
+#define ROW_ASUM(name, T, R) {#name, reinterpret_cast<void*>(name), &reduction_signature},
+#define ROW_NRM2 ROW_ASUM
+#define ROW_IAMAX(name, T) {#name, reinterpret_cast<void*>(name), &reduction_signature},
+#define ROW_IAMIN ROW_IAMAX
+#define ROW_DSDOT(name) {#name, reinterpret_cast<void*>(name), &swap_signature},
+#define ROW_SDSDOT(name) {#name, reinterpret_cast<void*>(name), &sdsdot_signature},
+#include "zor/tables/core_vector.inc"
+#define ROW_GEMMT(name, T) {#name, reinterpret_cast<void*>(name), &gemmt_signature},
+#include "zor/tables/core_level3.inc"
 };
 
 // All entries take pointers only, so any of them can be called through this type: arguments beyond an entry's
