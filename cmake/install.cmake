@@ -32,6 +32,14 @@ file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zor.pc.in ${PROJECT_BINARY_DIR}/zor.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# The BLAS libraries: a folder each, so that a library path chooses one, and a description for pkg-config.
+foreach(name blas blas64 blas64_)
+  install(TARGETS zor_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zor/${name})
+  set(library ${name})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/zor-blas.pc.in ${PROJECT_BINARY_DIR}/zor-${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/zor-${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+
 if(TARGET zor_program)
   file(RELATIVE_PATH lib_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   set_property(TARGET zor_program APPEND PROPERTY INSTALL_RPATH "$ORIGIN/${lib_from_bin}")

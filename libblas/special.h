@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+// Level 1 routines whose results differ from those of the reference BLAS for increments that are not
+// positive, infinities or NaN: here they are made the same. In all other cases the routine of libzor_core
+// answers.
+#pragma once
+
+#include <cmath>
+#include <limits>
+
+#include "libblas/call.h"
+#include "serv/control.h"
+
+namespace zor_libblas {
+
+constexpr zor::control_word invalid_flag = _MM_EXCEPT_INVALID;
+
+template <class T, class R>
+R asum(R (*routine)(const zor_int*, const T*, const zor_int*), const zor_int* n, const T* x,
+       const zor_int* incx) {
+  return *incx > 0 ? routine(n, x, incx) : R(0);
+}
+
+template <class T, class A>
+void scal(void (*routine)(const zor_int*, const A*, T*, const zor_int*), const zor_int* n, const A* alpha,
+          T* x, const zor_int* incx) {
+  if (*incx > 0) routine(n, alpha, x, incx);
+}
+
+// Reading a NaN must not raise a flag, so its bits are looked at.
+template <class R>
+bool is_nan(R x) {
+  R magnitude = x;
+  uint64_t bits = 0;
+  std::memcpy(&bits, &magnitude, sizeof x);
+  constexpr int width = 8 * sizeof(R), exponent = sizeof(R) == 4 ? 8 : 11;
+  const uint64_t largest = ((uint64_t(1) << exponent) - 1) << (width - 1 - exponent);
+  return (bits & ~(uint64_t(1) << (width - 1))) > largest;
+}
+template <class T>
+bool holds_nan(const T& x) {
+  if constexpr (is_complex<T>)
+    return is_nan(x.re) || is_nan(x.im);
+  else
+    return is_nan(x);
+}
+
+// A norm that is not a number although the elements are comes from several infinities, whose quotient raised
+// the invalid flag; with a NaN among the elements the norm is one, and no reason for a flag either.
+template <class T, class R>
+[[gnu::cold, gnu::noinline]] R norm_of_infinities(R norm, zor_int n, const T* x, zor_int step,
+                                                  zor::control_word before) {
+  zor::write_control((zor::read_control() & ~invalid_flag) | (before & invalid_flag));
+  for (zor_int i = 0; i < n; ++i)
+    if (holds_nan(x[i * step])) return norm;
+  return std::numeric_limits<R>::infinity();
+}
+
+template <class T, class R>
+R nrm2(R (*routine)(const zor_int*, const T*, const zor_int*), const zor_int* n, const T* x,
+       const zor_int* incx) {
+  const zor::control_word before = zor::read_control();
+  const R norm = routine(n, x, incx);
+  if (!is_nan(norm)) return norm;
+  return norm_of_infinities(norm, *n, x, *incx < 0 ? -*incx : *incx, before);
+}
+
+template <class T>
+auto magnitude(const T& x) {
+  if constexpr (is_complex<T>)
+    return std::fabs(x.re) + std::fabs(x.im);
+  else
+    return std::fabs(x);
+}
+
+// The routine takes a NaN where it meets one, the reference only at the first place.
+template <class T>
+[[gnu::cold, gnu::noinline]] zor_int search_beside_nan(bool largest, zor_int n, const T* x, zor_int step) {
+  zor_int found = 0;
+  for (zor_int i = 1; i < n; ++i) {
+    const auto kept = magnitude(x[found * step]), next = magnitude(x[i * step]);
+    if (largest ? next > kept : next < kept) found = i;
+  }
+  return found + 1;
+}
+
+// A NaN shows by the invalid flag that its comparisons raise.
+template <bool Largest, class T>
+zor_int search(zor_int (*routine)(const zor_int*, const T*, const zor_int*), const zor_int* n, const T* x,
+               const zor_int* incx) {
+  const zor::control_word before = zor::read_control();
+  if ((before & invalid_flag) != 0) zor::write_control(before & ~invalid_flag);
+  zor_int found = routine(n, x, incx);
+  const zor::control_word after = zor::read_control();
+  if ((after & invalid_flag) != 0)
+    found = search_beside_nan(Largest, *n, x, *incx);
+  else if ((before & invalid_flag) != 0)
+    zor::write_control(after | invalid_flag);
+  return found;
+}
+
+// CBLAS counts from 0, and finds 0 in nothing.
+inline size_t index(zor_int position) { return position > 0 ? size_t(position) - 1 : 0; }
+
+}  // namespace zor_libblas
