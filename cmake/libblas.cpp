@@ -315,7 +315,7 @@ void cblas(std::string& out, std::set<std::string>& names, const routine& r) {
         out += "  auto* routine = &" + r.target + ";\n";
         target = "routine";
       }
-      out += "  if (here.by_rows) {\n    " + rule + "\n  }\n";
+      out += "  if (here.by_rows) {\n    " + replaced(rule, "; ", ";\n    ") + "\n  }\n";
     }
   }
   out += "  " + before + call_of(r, target, given) + after + ";\n}\n";

@@ -1,15 +1,19 @@
 #!/usr/bin/env bash
-# Installs what building, testing and measuring need (Debian 12), leaving alone what is there. Needs root or sudo only
-# when something is missing.
+# setup.sh [external]: installs what building, testing and measuring need (Debian 12), with `external` also the programs that
+# scripts/external.sh runs, leaving alone what is there. Needs root or sudo only when something is missing.
 set -euo pipefail
 
 build=(g++ cmake ninja-build ccache libgmp-dev libcli11-dev libfmt-dev libssl-dev help2man)
-tests=(libgtest-dev libmpfr-dev qemu-user binutils)
+tests=(libgtest-dev libmpfr-dev qemu-user binutils libblas-test libblas64-test)
 peers=(libopenblas0-pthread libblis4-pthread libblas3 libfftw3-double3 libfftw3-single3 libeigen3-dev librsb0)
 plots=(gnuplot-nox)
+external=()
+[ "${1-}" != external ] ||
+  external=(liblapack-test python3-numpy python3-scipy python3-pytest python3-hypothesis python3-threadpoolctl octave
+    r-base-core openmpi-bin libscalapack-openmpi-dev libopenmpi-dev scalapack-mpi-test hpcc)
 
 missing=()
-for package in "${build[@]}" "${tests[@]}" "${peers[@]}" "${plots[@]}"; do
+for package in "${build[@]}" "${tests[@]}" "${peers[@]}" "${plots[@]}" "${external[@]}"; do
   [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0

@@ -13,8 +13,8 @@
 namespace {
 
 // What an argument is. size: at least 0. step: an increment other than 0; walk: any increment. lead_x: a
-// leading dimension of at least 3. scalar, data: must not be null.
-enum class kind { trans, uplo, size, step, walk, lead, scalar, data };
+// leading dimension of at least 3. band: diagonals of a band of 3 rows. scalar, data: must not be null.
+enum class kind { trans, uplo, diag, size, band, step, walk, lead, scalar, data };
 
 struct parameter {
   const char* name;
@@ -60,6 +60,36 @@ const signature gemmt_signature = {{"uplo", kind::uplo}, {"transa", kind::trans}
                                    {"ldb", kind::lead},  {"beta", kind::scalar},  {"c", kind::data},
                                    {"ldc", kind::lead}};
 
+const parameter p_alpha = {"alpha", kind::scalar}, p_beta = {"beta", kind::scalar},
+                p_order = {"n", kind::size}, p_a = {"a", kind::data}, p_lda = {"lda", kind::lead},
+                p_ap = {"ap", kind::data}, p_x = {"x", kind::data}, p_y = {"y", kind::data},
+                p_incx = {"incx", kind::step}, p_incy = {"incy", kind::step}, p_uplo = {"uplo", kind::uplo},
+                p_trans = {"trans", kind::trans}, p_diag = {"diag", kind::diag}, p_band = {"k", kind::band};
+const signature ger_signature = {{"m", kind::size}, p_order, p_alpha, p_x, p_incx, p_y, p_incy, p_a, p_lda};
+const signature gbmv_signature = {p_trans,
+                                  {"m", kind::size},
+                                  p_order,
+                                  {"kl", kind::band},
+                                  {"ku", kind::band},
+                                  p_alpha,
+                                  p_a,
+                                  p_lda,
+                                  p_x,
+                                  p_incx,
+                                  p_beta,
+                                  p_y,
+                                  p_incy};
+const signature symv_signature = {p_uplo, p_order, p_alpha, p_a, p_lda, p_x, p_incx, p_beta, p_y, p_incy};
+const signature sbmv_signature = {p_uplo, p_order, p_band, p_alpha, p_a,   p_lda,
+                                  p_x,    p_incx,  p_beta, p_y,     p_incy};
+const signature spmv_signature = {p_uplo, p_order, p_alpha, p_ap, p_x, p_incx, p_beta, p_y, p_incy};
+const signature spr_signature = {p_uplo, p_order, p_alpha, p_x, p_incx, p_ap};
+const signature syr2_signature = {p_uplo, p_order, p_alpha, p_x, p_incx, p_y, p_incy, p_a, p_lda};
+const signature spr2_signature = {p_uplo, p_order, p_alpha, p_x, p_incx, p_y, p_incy, p_ap};
+const signature trmv_signature = {p_uplo, p_trans, p_diag, p_order, p_a, p_lda, p_x, p_incx};
+const signature tbmv_signature = {p_uplo, p_trans, p_diag, p_order, p_band, p_a, p_lda, p_x, p_incx};
+const signature tpmv_signature = {p_uplo, p_trans, p_diag, p_order, p_ap, p_x, p_incx};
+
 struct routine {
   const char* name;
   void* address;
@@ -87,6 +117,30 @@ const routine routines[] = {
 #define ROW_DSDOT(name) {#name, reinterpret_cast<void*>(name), &swap_signature},
 #define ROW_SDSDOT(name) {#name, reinterpret_cast<void*>(name), &sdsdot_signature},
 #include "zor/tables/core_vector.inc"
+#define ROW_GER(name, T) {#name, reinterpret_cast<void*>(name), &ger_signature},
+#define ROW_GERU ROW_GER
+#define ROW_GERC ROW_GER
+#define ROW_GBMV(name, T) {#name, reinterpret_cast<void*>(name), &gbmv_signature},
+#define ROW_SYMV(name, T, kernel) {#name, reinterpret_cast<void*>(name), &symv_signature},
+#define ROW_HEMV ROW_SYMV
+#define ROW_SBMV(name, T) {#name, reinterpret_cast<void*>(name), &sbmv_signature},
+#define ROW_HBMV ROW_SBMV
+#define ROW_SPMV(name, T) {#name, reinterpret_cast<void*>(name), &spmv_signature},
+#define ROW_HPMV ROW_SPMV
+#define ROW_HER(name, T, R) {#name, reinterpret_cast<void*>(name), &syr_signature},
+#define ROW_SPR(name, T) {#name, reinterpret_cast<void*>(name), &spr_signature},
+#define ROW_HPR(name, T, R) {#name, reinterpret_cast<void*>(name), &spr_signature},
+#define ROW_SYR2(name, T, kernel) {#name, reinterpret_cast<void*>(name), &syr2_signature},
+#define ROW_HER2 ROW_SYR2
+#define ROW_SPR2(name, T) {#name, reinterpret_cast<void*>(name), &spr2_signature},
+#define ROW_HPR2 ROW_SPR2
+#define ROW_TRMV(name, T, kernel) {#name, reinterpret_cast<void*>(name), &trmv_signature},
+#define ROW_TRSV ROW_TRMV
+#define ROW_TBMV(name, T) {#name, reinterpret_cast<void*>(name), &tbmv_signature},
+#define ROW_TBSV ROW_TBMV
+#define ROW_TPMV(name, T) {#name, reinterpret_cast<void*>(name), &tpmv_signature},
+#define ROW_TPSV ROW_TPMV
+#include "zor/tables/core_matvec.inc"
 #define ROW_GEMMT(name, T) {#name, reinterpret_cast<void*>(name), &gemmt_signature},
 #include "zor/tables/core_level3.inc"
 };
@@ -122,9 +176,15 @@ struct call {
         case kind::uplo:
           operands[i].bytes[0] = 'u';
           break;
+        case kind::diag:
+          operands[i].bytes[0] = 'n';
+          break;
         case kind::size:
         case kind::lead:
           set(i, 3);
+          break;
+        case kind::band:
+          set(i, std::strcmp((*r.parameters)[i].name, "k") == 0 ? 2 : 1);
           break;
         case kind::step:
         case kind::walk:
@@ -163,13 +223,15 @@ bool spoil(call& c, size_t i, int way) {
   }
   switch ((*c.which.parameters)[i].what) {
     case kind::trans:
-    case kind::uplo: {
+    case kind::uplo:
+    case kind::diag: {
       const char wrong[] = {'X', '\0', '@', char('N' + 64), '1'};
       if (way > int(std::size(wrong))) return false;
       c.operands[i].bytes[0] = static_cast<unsigned char>(wrong[way - 1]);
       return true;
     }
     case kind::size:
+    case kind::band:
       c.set(i, -way);
       return way <= 2;
     case kind::lead:

@@ -159,6 +159,43 @@ TEST(VectorCalls, AxpbyReadsNoOperandOfAFactorZero) {
   EXPECT_EQ(expected, sum);
 }
 
+// Updates that are divided by columns and, having few of them, by rows. A column of a zero y is left alone.
+template <class T>
+void check_ger(const char* name, bool conjugated, zor::xger_fn<T>* ger) {
+  const struct {
+    zor_int m, n, incx, incy;
+  } cases[] = {{600, 611, 1, 2}, {611, 450, -2, -1}, {100003, 3, 1, 1}, {3, 50001, 1, 1}, {7, 5, 3, -2}};
+  for (const auto& c : cases) {
+    vector<T> x(c.m, c.incx, 1), y(c.n, c.incy, 2);
+    y.at(c.n / 2) = T{};
+    x.at(0) = scalar<T>(std::numeric_limits<double>::infinity(), 0);
+    const zor_int lda = c.m + 1;
+    const T alpha = scalar<T>(0.3, -0.2);
+    const vector<T> start(lda * c.n, 1, 3);
+    vector<T> expected = start;
+    for (zor_int j = 0; j < c.n; ++j) {
+      if (is(y.at(j), 0)) continue;
+      const T t = times(alpha, conjugated ? conjugate(y.at(j)) : y.at(j));
+      for (zor_int i = 0; i < c.m; ++i)
+        expected.at(i + j * lda) = plus(expected.at(i + j * lda), times(t, x.at(i)));
+    }
+    for (const int32_t threads : thread_counts) {
+      zor_set_threads(threads);
+      vector<T> a = start;
+      ger(&c.m, &c.n, &alpha, x.data.data(), &c.incx, y.data.data(), &c.incy, a.data.data(), &lda);
+      ASSERT_TRUE(same(expected, a)) << name << " m=" << c.m << " n=" << c.n << " threads=" << threads;
+    }
+  }
+  zor_set_threads(0);
+}
+
+TEST(VectorCalls, RankOneUpdatesForAllThreads) {
+#define ROW_GER(name, T) check_ger<T>(#name, false, name);
+#define ROW_GERU ROW_GER
+#define ROW_GERC(name, T) check_ger<T>(#name, true, name);
+#include "zor/tables/core_matvec.inc"
+}
+
 // Small integers, so that every order of sums is exact; NaN in what may not be read.
 template <class T>
 void check_gemmt(const char* name, zor::gemmt_fn<T>* gemmt) {
