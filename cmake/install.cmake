@@ -34,10 +34,10 @@ install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 
 # The BLAS libraries: a folder each, so that a library path chooses one, and a description for pkg-config.
 foreach(name blas blas64 blas64_)
-  install(TARGETS zor_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zor/${name})
+  install(TARGETS zor_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zor/${name} COMPONENT blas)
   set(library ${name})
   configure_file(${PROJECT_SOURCE_DIR}/cmake/zor-blas.pc.in ${PROJECT_BINARY_DIR}/zor-${name}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/zor-${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${PROJECT_BINARY_DIR}/zor-${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT blas)
 endforeach()
 
 if(TARGET zor_program)
