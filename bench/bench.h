@@ -81,6 +81,7 @@ std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
 std::vector<bench_case> dftplan_cases(const environment& env);
 std::vector<bench_case> gmp_cases(const environment& env);
+std::vector<bench_case> lapack_cases(const environment& env);
 std::vector<bench_case> trans_cases(const environment& env);
 std::vector<bench_case> xblas_cases(const environment& env);
 
@@ -103,6 +104,7 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"dftnd", unit::gflops, dftnd_cases, {"fftw"}},
                                       {"dftplan", unit::time, dftplan_cases, {"fftw"}},
                                       {"gmp", unit::time, gmp_cases, {"libgmp"}},
+                                      {"lapack", unit::time, lapack_cases, {"LAPACK", "OpenBLAS", "loop"}},
                                       {"trans", unit::gbytes, trans_cases, {"OpenBLAS", "loop"}},
                                       {"xblas", unit::gflops, xblas_cases, {"pairs", "float128"}}};
 

@@ -12,7 +12,9 @@ enum class dense_operation {
   pair_product,    // y := alpha A x + beta y, A column-major, sums in pairs of doubles
   pair_symmetric,  // the same, the upper triangle of A standing for both
   quad_product,    // the same two with sums in quadruple precision
-  quad_symmetric
+  quad_symmetric,
+  rotations,  // (a, b) := (c a + d b, c b - d a) for `cols` elements, c and d vectors too; s or d
+  reflector   // the triples (a, b, c) through the reflector (1, h1, h2), alpha = tau, beta = h1, h2; s or d
 };
 
 struct dense_job {
@@ -22,6 +24,7 @@ struct dense_job {
   double alpha[2], beta[2];
   const void *a, *b;  // b is x in a product
   void* c;            // y in a product
+  const void* d = nullptr;
 };
 
 using dense_loop = void(const dense_job& job);

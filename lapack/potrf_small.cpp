@@ -12,9 +12,9 @@
 namespace zor {
 namespace {
 
-// Orders up to which the products are computed in line. Measured: at 64 the calls take as long as half of the
-// products.
-inline constexpr zor_int largest_inline_lower = 128, largest_inline_upper = 16;
+// Orders up to which the products are computed in line. Beyond them the core's routines, which know of blocks
+// and threads, are as fast.
+inline constexpr zor_int largest_inline = 128, largest_inline_complex = 16;
 
 template <class T>
 constexpr T minus_one() {
@@ -77,7 +77,7 @@ template <int Bytes, int Vectors, class T>
 // y := (y - the sum of columns k times conj(row[k])) r, over m rows; `a` and y begin at the same row.
 template <class T>
 void update_column(zor_int m, zor_int terms, const T* row, const T* a, zor_int lda, real_t<T> r, T* y) {
-  T f[largest_inline_lower];
+  T f[largest_inline];
   for (zor_int k = 0; k < terms; ++k)
     f[k] = mul_adding(minus_one<T>(), conj_by_sign(load_element(row + k * lda)));
   constexpr zor_int block = 4 * units<T>;
@@ -90,19 +90,137 @@ void update_column(zor_int m, zor_int terms, const T* row, const T* a, zor_int l
 }
 
 template <class T>
-zor_int factor_small_lower(zor_int n, T* a, zor_int lda) {
+zor_int factor_by_columns(zor_int n, T* a, zor_int lda) {
   for (zor_int j = 0; j < n; ++j) {
     T* ajj = a + j + j * lda;
-    real_t<T> squares = 0;
-    if constexpr (is_complex<T>)
-      squares = sum_of_squares(j, a + j, lda);
-    else
-      for (zor_int k = 0; k < j; ++k) squares = squares + a[j + k * lda] * a[j + k * lda];
     real_t<T> root;
-    if (!take_root(real_part(load_element(ajj)) - squares, ajj, root)) return j + 1;
+    if (!take_root(real_part(load_element(ajj)) - sum_of_squares(j, a + j, lda), ajj, root)) return j + 1;
     update_column(n - j - 1, j, a + j, a + j + 1, lda, 1 / root, ajj + 1);
   }
   return 0;
+}
+
+// Four columns at a time: the sums of four columns are chains of their own, and an element of the columns
+// before them is loaded once for the four.
+inline constexpr int group = 4;
+
+// What the rows below a group need of it: factors of the columns before it, of those within it, and its
+// scales.
+template <class R>
+struct group_factors {
+  R before[largest_inline][group];
+  R within[group][group] = {};
+  R scale[group] = {};
+};
+
+// The triangle of Columns columns at `corner`, factored in registers; `left` points to its first row in
+// column 0. Columns beyond a pivot that fails are not touched. Returns how many columns are done.
+template <int Columns, class R>
+[[gnu::always_inline]] inline int factor_corner(zor_int terms, const R* left, zor_int lda, R* corner,
+                                                group_factors<R>& f) {
+  R squares[Columns] = {}, e[Columns][Columns];
+#pragma GCC unroll 4
+  for (int c = 0; c < Columns; ++c)
+#pragma GCC unroll 4
+    for (int r = c; r < Columns; ++r) e[r][c] = corner[r + c * lda];
+  for (zor_int k = 0; k < terms; ++k) {
+    R l[Columns];
+#pragma GCC unroll 4
+    for (int r = 0; r < Columns; ++r) l[r] = left[r + k * lda];
+#pragma GCC unroll 4
+    for (int c = 0; c < Columns; ++c) {
+      f.before[k][c] = -1 * l[c];
+      squares[c] = squares[c] + l[c] * l[c];
+#pragma GCC unroll 4
+      for (int r = c + 1; r < Columns; ++r) e[r][c] = e[r][c] + f.before[k][c] * l[r];
+    }
+  }
+#pragma GCC unroll 4
+  for (int c = 0; c < Columns; ++c) {
+    R root;
+    if (!take_root(e[c][c] - squares[c], corner + c + c * lda, root)) return c;
+    f.scale[c] = 1 / root;
+#pragma GCC unroll 4
+    for (int r = c + 1; r < Columns; ++r) {
+      e[r][c] = f.scale[c] * e[r][c];
+      corner[r + c * lda] = e[r][c];
+      squares[r] = squares[r] + e[r][c] * e[r][c];
+      f.within[r][c] = -1 * e[r][c];
+    }
+#pragma GCC unroll 4
+    for (int d = c + 1; d < Columns; ++d)
+#pragma GCC unroll 4
+      for (int r = d + 1; r < Columns; ++r) e[r][d] = e[r][d] + f.within[d][c] * e[r][c];
+  }
+  return Columns;
+}
+template <class R>
+int factor_corner_of(int columns, zor_int terms, const R* left, zor_int lda, R* corner, group_factors<R>& f) {
+  if (columns == 4) return factor_corner<4>(terms, left, lda, corner, f);
+  if (columns == 3) return factor_corner<3>(terms, left, lda, corner, f);
+  if (columns == 2) return factor_corner<2>(terms, left, lda, corner, f);
+  return factor_corner<1>(terms, left, lda, corner, f);
+}
+
+// Vectors of rows from i on, below a whole group.
+template <int Bytes, int Vectors, class R>
+[[gnu::always_inline]] inline void update_below(zor_int i, zor_int terms, const R* a, zor_int lda,
+                                                const group_factors<R>& f) {
+  using V = vec<R, Bytes>;
+  constexpr int U = units<R, Bytes>;
+  R* const columns = const_cast<R*>(a) + terms * lda;
+  V sum[group][Vectors];
+#pragma GCC unroll 4
+  for (int c = 0; c < group; ++c)
+#pragma GCC unroll 2
+    for (int v = 0; v < Vectors; ++v) sum[c][v] = load<V>(columns + i + v * U + c * lda);
+  for (zor_int k = 0; k < terms; ++k)
+#pragma GCC unroll 2
+    for (int v = 0; v < Vectors; ++v) {
+      const V x = load<V>(a + i + v * U + k * lda);
+#pragma GCC unroll 4
+      for (int c = 0; c < group; ++c) sum[c][v] = sum[c][v] + broadcast<V>(f.before[k][c]) * x;
+    }
+#pragma GCC unroll 4
+  for (int c = 0; c < group; ++c)
+#pragma GCC unroll 2
+    for (int v = 0; v < Vectors; ++v) {
+      sum[c][v] = broadcast<V>(f.scale[c]) * sum[c][v];
+      store<V>(columns + i + v * U + c * lda, sum[c][v]);
+#pragma GCC unroll 4
+      for (int d = c + 1; d < group; ++d) sum[d][v] = sum[d][v] + broadcast<V>(f.within[d][c]) * sum[c][v];
+    }
+}
+
+template <class R>
+zor_int factor_by_groups(zor_int n, R* a, zor_int lda) {
+  group_factors<R> f;
+  for (zor_int j = 0; j < n; j += group) {
+    const int columns = n - j < group ? int(n - j) : group;
+    const int done = factor_corner_of(columns, j, a + j, lda, a + j + j * lda, f);
+    const zor_int below = j + columns;
+    if (done < columns) {
+      for (zor_int c = j; c < j + done; ++c)
+        update_column(n - below, c, a + c, a + below, lda, f.scale[c - j], a + below + c * lda);
+      return j + done + 1;
+    }
+    constexpr zor_int block = 2 * units<R>;
+    zor_int i = below;
+    for (; i + block <= n; i += block) update_below<width, 2>(i, j, a, lda, f);
+    for_vectors<R>(
+        i, n, [&]<int Bytes>(zor_int at) __attribute__((always_inline)) {
+          update_below<Bytes, 1>(at, j, a, lda, f);
+        });
+  }
+  return 0;
+}
+
+template <class T>
+zor_int factor_small_lower(zor_int n, T* a, zor_int lda) {
+  if constexpr (is_complex<T>)
+    return factor_by_columns(n, a, lda);
+  else
+    return factor_by_groups(n, a, lda);
 }
 
 // ---- Upper triangle, in line.
@@ -128,7 +246,7 @@ template <int Columns, class T>
 }
 
 template <class T>
-zor_int factor_small_upper(zor_int n, T* a, zor_int lda) {
+zor_int factor_by_rows(zor_int n, T* a, zor_int lda) {
   for (zor_int j = 0; j < n; ++j) {
     T* column = a + j * lda;
     real_t<T> root;
@@ -140,6 +258,96 @@ zor_int factor_small_upper(zor_int n, T* a, zor_int lda) {
     for (; k < n; ++k) update_columns<1>(j, column, a + k * lda, lda, r);
   }
   return 0;
+}
+
+// Four rows at a time: an element above them is loaded once for the four, and their sums are the lanes of a
+// vector. The rows of the group in Columns columns from b on are finished; `before` holds the group's
+// columns, row by row.
+template <int Columns, class R>
+[[gnu::always_inline]] inline void finish_group(zor_int j, const R (*before)[group], const R* corner,
+                                                const R* scale, R* b, zor_int lda) {
+  constexpr int bytes = group * sizeof(R) < size_t(width) ? int(group * sizeof(R)) : width;
+  constexpr int pieces = int(group * sizeof(R)) / bytes;
+  using V = vec<R, bytes>;
+  V sum[Columns][pieces] = {};
+  for (zor_int i = 0; i < j; ++i)
+#pragma GCC unroll 2
+    for (int p = 0; p < pieces; ++p) {
+      const V x = load<V>(before[i] + p * lanes<V>);
+#pragma GCC unroll 4
+      for (int k = 0; k < Columns; ++k) sum[k][p] = sum[k][p] + x * broadcast<V>(b[i + k * lda]);
+    }
+#pragma GCC unroll 4
+  for (int k = 0; k < Columns; ++k) {
+    R s[group], *y = b + j + k * lda;
+#pragma GCC unroll 2
+    for (int p = 0; p < pieces; ++p) store<V>(s + p * lanes<V>, sum[k][p]);
+#pragma GCC unroll 4
+    for (int c = 0; c < group; ++c) {
+      R e = y[c];
+      if (c > 0 || j > 0) e = e + -1 * s[c];
+      y[c] = e = scale[c] * e;
+#pragma GCC unroll 4
+      for (int d = c + 1; d < group; ++d) s[d] = s[d] + corner[c + d * lda] * e;
+    }
+  }
+}
+// Rows j to j + Rows - 1 of one column, with nothing computed beyond them.
+template <int Rows, class R>
+[[gnu::always_inline]] inline void finish_rows(zor_int j, const R (*before)[group], const R* corner,
+                                               const R* scale, R* b, zor_int lda) {
+  R sum[Rows] = {};
+  for (zor_int i = 0; i < j; ++i)
+#pragma GCC unroll 4
+    for (int c = 0; c < Rows; ++c) sum[c] = sum[c] + before[i][c] * b[i];
+#pragma GCC unroll 4
+  for (int c = 0; c < Rows; ++c) {
+    R e = b[j + c];
+    if (c > 0 || j > 0) e = e + -1 * sum[c];
+    b[j + c] = e = scale[c] * e;
+#pragma GCC unroll 4
+    for (int d = c + 1; d < Rows; ++d) sum[d] = sum[d] + corner[c + d * lda] * e;
+  }
+}
+template <class R>
+void finish_rows_of(int rows, zor_int j, const R (*before)[group], const R* corner, const R* scale, R* b,
+                    zor_int lda) {
+  if (rows == 1) finish_rows<1>(j, before, corner, scale, b, lda);
+  if (rows == 2) finish_rows<2>(j, before, corner, scale, b, lda);
+  if (rows == 3) finish_rows<3>(j, before, corner, scale, b, lda);
+}
+
+template <class R>
+zor_int factor_by_row_groups(zor_int n, R* a, zor_int lda) {
+  R before[largest_inline][group], scale[group];
+  for (zor_int j = 0; j < n; j += group) {
+    const int columns = n - j < group ? int(n - j) : group;
+    for (zor_int i = 0; i < j; ++i)
+      for (int c = 0; c < columns; ++c) before[i][c] = a[i + (j + c) * lda];
+    const R* corner = a + j + j * lda;
+    for (int c = 0; c < columns; ++c) {
+      R* column = a + (j + c) * lda;
+      finish_rows_of(c, j, before, corner, scale, column, lda);
+      R root;
+      if (!take_root(column[j + c] - sum_of_squares(j + c, column, 1), column + j + c, root)) {
+        for (zor_int k = j + c + 1; k < n; ++k) finish_rows_of(c, j, before, corner, scale, a + k * lda, lda);
+        return j + c + 1;
+      }
+      scale[c] = 1 / root;
+    }
+    zor_int k = j + columns;
+    for (; k + 4 <= n; k += 4) finish_group<4>(j, before, corner, scale, a + k * lda, lda);
+    for (; k < n; ++k) finish_group<1>(j, before, corner, scale, a + k * lda, lda);
+  }
+  return 0;
+}
+
+template <class T>
+zor_int factor_small_upper(zor_int n, T* a, zor_int lda) {
+  if constexpr (is_complex<T>)
+    return factor_by_rows(n, a, lda);
+  else
+    return factor_by_row_groups(n, a, lda);
 }
 
 // ---- Any order, by calls: the products are the core's, which divides large ones over threads.
@@ -173,7 +381,7 @@ template <bool Upper, class T>
 void potrf_small(zor_int n, T* a, zor_int lda, zor_int* info) {
   if (n < 1) return;
   zor_int failed;
-  if (on_real_boundary(a) && n <= (Upper ? largest_inline_upper : largest_inline_lower)) {
+  if (on_real_boundary(a) && n <= (is_complex<T> && Upper ? largest_inline_complex : largest_inline)) {
     if constexpr (Upper)
       failed = factor_small_upper(n, a, lda);
     else

@@ -49,6 +49,12 @@ std::vector<peer> load_blas_peers(int32_t threads, const std::string& openblas_c
   return found;
 }
 
+std::vector<peer> load_peer(const peer_adapter& adapter) {
+  std::vector<peer> found;
+  load(adapter, 1, found);
+  return found;
+}
+
 void* find_symbol(const peer& p, const std::string& name) { return dlsym(p.handle, name.c_str()); }
 
 }  // namespace zor_bench

@@ -28,11 +28,16 @@ struct peer_adapter {
 extern const peer_adapter openblas_adapter;
 extern const peer_adapter blis_adapter;
 extern const peer_adapter reference_blas_adapter;
+// Not among the BLAS peers: its BLAS is another's.
+extern const peer_adapter reference_lapack_adapter;
 
 // Loads every BLAS that is installed, each with its own symbols, and gives it that many threads. An
 // environment that would narrow OpenBLAS to an older processor is cleared; `openblas_core` (empty: none)
 // narrows it on purpose.
 std::vector<peer> load_blas_peers(int32_t threads, const std::string& openblas_core);
+
+// One library, or none when it is not installed.
+std::vector<peer> load_peer(const peer_adapter& adapter);
 
 void* find_symbol(const peer& p, const std::string& name);
 

@@ -90,7 +90,38 @@ void multiply(const arrays<T>& s, bool symmetric) {
 }
 
 template <class T>
+void rotate(int64_t n, T* __restrict x, T* __restrict y, const T* c, const T* s) {
+  for (int64_t i = 0; i < n; ++i) {
+    const T xi = x[i], yi = y[i];
+    x[i] = c[i] * xi + s[i] * yi;
+    y[i] = c[i] * yi - s[i] * xi;
+  }
+}
+template <class T>
+void reflect(int64_t n, T* __restrict x, T* __restrict y, T* __restrict z, T tau, T h1, T h2) {
+  for (int64_t i = 0; i < n; ++i) {
+    const T t = (x[i] + h1 * y[i] + h2 * z[i]) * tau;
+    x[i] -= t;
+    y[i] -= h1 * t;
+    z[i] -= h2 * t;
+  }
+}
+// x and y of these are written too.
+template <class T>
+void run_vectors(const dense_job& job) {
+  T *const x = static_cast<T*>(const_cast<void*>(job.a)), *const y =
+                                                              static_cast<T*>(const_cast<void*>(job.b));
+  if (job.what == dense_operation::rotations)
+    rotate(job.cols, x, y, static_cast<const T*>(job.c), static_cast<const T*>(job.d));
+  else
+    reflect(job.cols, x, y, static_cast<T*>(job.c), T(job.alpha[0]), T(job.beta[0]), T(job.beta[1]));
+}
+
+template <class T>
 void run(const dense_job& job, T alpha, T beta) {
+  if constexpr (std::is_floating_point_v<T>)
+    if (job.what == dense_operation::rotations || job.what == dense_operation::reflector)
+      return run_vectors<T>(job);
   const arrays<T> s = {job.rows,
                        job.cols,
                        alpha,
