@@ -2,7 +2,7 @@
 // y := alpha op(A) x + beta y with a band matrix, in the orders of gemv: beta first; op(A) = A by columns in
 // order, y := y + (alpha x[j]) A(:,j), alpha x[j] rounded once; otherwise one running sum from 0 over the
 // rows of a column in order, y[j] := y[j] + alpha sum. Only elements of the band are read.
-#include "blas/level2/matvec.h"
+#include "blas/level2/band_rows.h"
 #include "zor/signatures/blas.h"
 
 namespace zor {
@@ -34,16 +34,34 @@ void add_columns_of(const band<T>& a, zor_int n, T alpha, const T* x, zor_int in
 }
 
 template <bool Conj, class T>
+void add_dot(const band<T>& a, zor_int j, T alpha, const T* x, zor_int incx, T* yj) {
+  const T* const column = a.column(j);
+  const zor_int end = a.end_row(j);
+  value<T> sum{};
+  for (zor_int i = a.first_row(j); i < end; ++i)
+    sum = plus_term<Conj>(sum, load_element(x + i * incx), column + i);
+  T total;
+  store_value(&total, sum);
+  add_term(alpha, &total, yj);
+}
+
+// The columns whose band lies in the matrix as a whole are taken as lanes.
+template <bool Conj, class T>
 void add_dots(const band<T>& a, zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
-  for (zor_int j = 0; j < n; ++j) {
-    const T* const column = a.column(j);
-    const zor_int end = a.end_row(j);
-    element<T> sum{};
-    for (zor_int i = a.first_row(j); i < end; ++i)
-      sum = plus_term<Conj>(sum, load_element(x + i * incx), column + i);
-    T total;
-    store_units(&total, sum);
-    add_term(alpha, &total, y + j * incy);
+  constexpr int U = units<T, square_width>;
+  using V = vec<real_t<T>, square_width>;
+  const zor_int rows = a.kl + a.ku + 1, whole_end = incx == 1 && rows >= U ? a.m - a.kl : 0;
+  for (zor_int j = 0; j < n;) {
+    if (j < a.ku || j + U > n || j + U > whole_end) {
+      add_dot<Conj>(a, j, alpha, x, incx, y + j * incy);
+      ++j;
+      continue;
+    }
+    const zor_int first = j - a.ku;
+    T sums[U];
+    store_units(sums, add_band_rows<Conj, true>(V{}, a.column(j) + first, a.lda, rows, x + first));
+    for (int l = 0; l < U; ++l) add_term(alpha, sums + l, y + (j + l) * incy);
+    j += U;
   }
 }
 

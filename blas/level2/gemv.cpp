@@ -42,51 +42,85 @@ void gemv_n(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, 
   }
 }
 
-// Sums of Groups * U columns side by side, one lane group a column. Squares of U rows by U columns are
-// transposed in registers; the last rows come from a square that reaches back over rows already summed, and
-// only its new rows are used. Column pointers past the last one repeat it.
-template <int Bytes, int Groups, bool Conj, class T>
+// Sums of Groups * U columns side by side, of which the first `columns` are wanted: past the last one the
+// groups repeat it. The last rows come from squares that reach back over rows already summed, and only their
+// new rows are used.
+template <int Bytes, int Groups, bool Whole, bool Conj, class T>
 void dot_columns(zor_int m, int columns, T alpha, const T* a, zor_int lda, const T* x, T* y) {
   using R = real_t<T>;
   using V = vec<R, Bytes>;
   constexpr int U = units<T, Bytes>;
-  const T* column[Groups * U];
-  for (int j = 0; j < Groups * U; ++j) column[j] = a + (j < columns ? j : columns - 1) * lda;
   V sum[Groups] = {};
-  const auto add_square = [&]<bool Whole>(std::bool_constant<Whole>, zor_int row, int skip) {
-    for (int g = 0; g < Groups; ++g) {
-      V square[U];
+  const auto add_square = [&]<bool All>(std::bool_constant<All>, V & s, const auto& at, const T* xs, int skip)
+      __attribute__((always_inline)) {
+    V square[U];
+    load_square<T>(square, at);
+    transpose_square<T>(square);
 #pragma GCC unroll 16
-      for (int j = 0; j < U; ++j) square[j] = load_units<V>(column[g * U + j] + row);
-      transpose_units<int(sizeof(T) / sizeof(R))>(square);
-#pragma GCC unroll 16
-      for (int i = 0; i < U; ++i)
-        if (Whole || i >= skip) sum[g] = sum[g] + make_factor<V, Conj>(x[row + i]) * square[i];
-    }
+    for (int i = 0; i < U; ++i)
+      if (All || i >= skip) s = s + make_factor<V, Conj>(load_element(xs + i)) * square[i];
   };
   zor_int row = 0;
-  for (; row + U <= m; row += U) add_square(std::true_type{}, row, 0);
-  if (row < m) add_square(std::false_type{}, m - U, int(U - (m - row)));
+  if constexpr (Whole) {
+    // One address a group, and the columns at multiples of lda from it: an address for each column would not
+    // stay in a register.
+    const T* group[Groups];
+#pragma GCC unroll 8
+    for (int g = 0; g < Groups; ++g) group[g] = a + g * U * lda;
+    for (; row + U <= m; row += U) {
+#pragma GCC unroll 8
+      for (int g = 0; g < Groups; ++g) {
+        asm("" : "+r"(group[g]));
+        const auto at = [&](int l) __attribute__((always_inline)) { return group[g] + l * lda; };
+        add_square(std::true_type{}, sum[g], at, x + row, 0);
+        group[g] += U;
+      }
+    }
+  } else {
+    const auto column = [=](int j) __attribute__((always_inline)) {
+      return a + (j < columns ? j : columns - 1) * lda;
+    };
+    for (; row + U <= m; row += U)
+      for (int g = 0; g < Groups; ++g)
+        add_square(
+            std::true_type{}, sum[g], [&](int l) { return column(g * U + l) + row; }, x + row, 0);
+  }
+  if (row < m) {
+    const int skip = int(U - (m - row));
+    for (int g = 0; g < Groups; ++g)
+      add_square(
+          std::false_type{}, sum[g],
+          [&](int l) {
+            const int j = g * U + l;
+            return a + (Whole || j < columns ? j : columns - 1) * lda + (m - U);
+          },
+          x + (m - U), skip);
+  }
   T product[Groups * U];
   for (int g = 0; g < Groups; ++g) store_units(product + g * U, make_factor<V>(alpha) * sum[g]);
   using E = element<T>;
-  for (int j = 0; j < columns; ++j) store_units(y + j, load_units<E>(y + j) + load_units<E>(product + j));
+  for (int j = 0; j < (Whole ? Groups * U : columns); ++j)
+    store_units(y + j, load_units<E>(y + j) + load_units<E>(product + j));
 }
 
 // All columns with vectors of Bytes, or narrower ones when there are fewer rows or columns than fill them.
 template <int Bytes, bool Conj, class T>
 void gemv_t(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, T* y) {
-  constexpr int U = units<T, Bytes>;
+  constexpr int U = units<T, Bytes>, groups = 4;
   if constexpr (U > 1) {
     constexpr int next = Bytes > 16 ? Bytes / 2 : int(sizeof(T));
     if (m < U || 2 * n <= U) return gemv_t<next, Conj>(m, n, alpha, a, lda, x, y);
   }
   zor_int j = 0;
-  for (; j + U < n; j += 2 * U) {
+  for (; j + groups * U <= n; j += groups * U)
+    dot_columns<Bytes, groups, true, Conj>(m, groups * U, alpha, a + j * lda, lda, x, y + j);
+  for (; j < n; j += 2 * U) {
     const int columns = int(n - j < 2 * U ? n - j : 2 * U);
-    dot_columns<Bytes, 2, Conj>(m, columns, alpha, a + j * lda, lda, x, y + j);
+    if (columns > U)
+      dot_columns<Bytes, 2, false, Conj>(m, columns, alpha, a + j * lda, lda, x, y + j);
+    else
+      dot_columns<Bytes, 1, false, Conj>(m, columns, alpha, a + j * lda, lda, x, y + j);
   }
-  if (j < n) dot_columns<Bytes, 1, Conj>(m, int(n - j), alpha, a + j * lda, lda, x, y + j);
 }
 
 template <class T>
@@ -115,7 +149,7 @@ void gemv_t_staged(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const
     for (zor_int i = 0; i < m; i += staged_long) {
       const zor_int rows = m - i < staged_long ? m - i : staged_long;
       gather(rows, x + i * incx, incx, xs);
-      gemv_t<width, Conj>(rows, columns, alpha, a + i + j * lda, lda, xs, ys);
+      gemv_t<square_width, Conj>(rows, columns, alpha, a + i + j * lda, lda, xs, ys);
     }
     scatter(columns, ys, y + j * incy, incy);
   }
@@ -139,7 +173,7 @@ void gemv_transposed(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, con
   if (!on_real_boundary(a) || !on_real_boundary(x) || !on_real_boundary(y))
     gemv_t_plain<Conj>(m, n, alpha, a, lda, x, incx, y, incy);
   else if (incx == 1 && incy == 1)
-    gemv_t<width, Conj>(m, n, alpha, a, lda, x, y);
+    gemv_t<square_width, Conj>(m, n, alpha, a, lda, x, y);
   else
     gemv_t_staged<Conj>(m, n, alpha, a, lda, x, incx, y, incy);
 }

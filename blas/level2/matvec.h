@@ -25,28 +25,55 @@ void scale(zor_int n, T beta, T* y, zor_int incy) {
   }
 }
 
-// sum + s a, with Conj sum + s conj(a), of one element a in memory.
+// One element in a register. A real number is no vector of one lane, which the compiler would keep in memory.
+template <class T>
+using value = std::conditional_t<is_complex<T>, element<T>, T>;
+template <class T>
+[[gnu::always_inline]] inline value<T> load_value(const T* p) {
+  if constexpr (is_complex<T>)
+    return load_units<element<T>>(p);
+  else
+    return load_element(p);
+}
+template <class T>
+[[gnu::always_inline]] inline void store_value(T* p, value<T> v) {
+  if constexpr (is_complex<T>)
+    store_units(p, v);
+  else
+    store_element(p, v);
+}
+
+// s a, with Conj s conj(a).
 template <bool Conj = false, class T>
-[[gnu::always_inline]] inline element<T> plus_term(element<T> sum, T s, const T* a) {
-  return sum + make_factor<element<T>, Conj>(s) * load_units<element<T>>(a);
+[[gnu::always_inline]] inline value<T> times_element(T s, value<T> a) {
+  if constexpr (is_complex<T>)
+    return make_factor<element<T>, Conj>(s) * a;
+  else
+    return s * a;
+}
+// sum + s a of an element a in memory.
+template <bool Conj = false, class T>
+[[gnu::always_inline]] inline value<T> plus_term(value<T> sum, T s, const T* a) {
+  return sum + times_element<Conj>(s, load_value(a));
 }
 // y := y + s a of one element each.
 template <bool Conj = false, class T>
 [[gnu::always_inline]] inline void add_term(T s, const T* a, T* y) {
-  store_units(y, plus_term<Conj>(load_units<element<T>>(y), s, a));
+  store_value(y, plus_term<Conj>(load_value(y), s, a));
 }
 
 // y := y + s[0] a_0 + ... + s[Columns-1] a_(Columns-1), one addition after the other; column(j) is where a_j
 // stands. Unit strides.
 template <int Columns, class T, class Column>
 void add_columns(zor_int m, const T* s, const Column& column, T* y) {
+  const Column at = column;  // a copy, which the loops keep in registers
   for_ranges<T>(0, m, [&]<int Bytes>(zor_int i, zor_int last) {
     using V = vec<real_t<T>, Bytes>;
     factor<T, V> f[Columns];
     for (int j = 0; j < Columns; ++j) f[j] = make_factor<V>(s[j]);
     for (; i < last; i += units<T, Bytes>) {
       V sum = load_units<V>(y + i);
-      for (int j = 0; j < Columns; ++j) sum = sum + f[j] * load_units<V>(column(j) + i);
+      for (int j = 0; j < Columns; ++j) sum = sum + f[j] * load_units<V>(at(j) + i);
       store_units(y + i, sum);
     }
   });
@@ -61,6 +88,30 @@ void add_columns(zor_int m, const T* s, const T* a, zor_int lda, T* y) {
 template <class T>
 void add_column(zor_int m, T s, const T* a, T* y) {
   add_columns<1>(m, &s, a, 0, y);
+}
+
+// Running sums over rows, a lane a column, come from squares of columns that are transposed in registers. In
+// vectors of 32 bytes the transposition takes the fewest operations a byte; columns beyond those of a vector
+// are further sums side by side.
+inline constexpr int square_width = width < 32 ? width : 32;
+// The bytes of a vector for squares over `Columns` columns at least, which are 1 or fill 16 bytes.
+template <class T, int Columns>
+inline constexpr int square_bytes = Columns* int(sizeof(T)) < square_width ? Columns* int(sizeof(T))
+                                                                           : square_width;
+// Half as many columns, or a single one where half of them do not fill 16 bytes.
+template <class T, int Columns>
+inline constexpr int fewer_columns = Columns / 2 * int(sizeof(T)) >= 16 ? Columns / 2 : 1;
+
+// A square of as many rows as the vector has elements, `at(l)` being column l at its first row; row i is
+// square[i] after the transposition.
+template <class T, class V, int U, class At>
+[[gnu::always_inline]] inline void load_square(V (&square)[U], const At& at) {
+#pragma GCC unroll 16
+  for (int l = 0; l < U; ++l) square[l] = load_units<V>(at(l));
+}
+template <class T, class V, int U>
+[[gnu::always_inline]] inline void transpose_square(V (&square)[U]) {
+  transpose_units<int(sizeof(T) / sizeof(real_t<T>))>(square);
 }
 
 }  // namespace zor

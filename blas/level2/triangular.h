@@ -9,6 +9,7 @@
 // transposed: the sums of a group of them are lanes, and squares are transposed in registers.
 #pragma once
 
+#include "blas/level2/band_rows.h"
 #include "blas/level2/matvec.h"
 #include "blas/level2/triangle.h"
 #include "blas/quotient.h"
@@ -36,16 +37,20 @@ class triangular_walk {
   void run() {
     constexpr int least_reach = 2 * units < T >> 2 * column_count ? 2 * units<T> : 2 * column_count;
     const bool narrow = a_.reach < least_reach && a_.reach < a_.n - 1;
-    if (incx_ != 1 || narrow)
+    if (incx_ == 1 && narrow && !solving && Op != operation::plain && a_.bend == 0 &&
+        a_.reach >= units<T, square_width>)
+      by_band_lanes();
+    else if (incx_ != 1 || narrow)
       by_rows();
     else if constexpr (Op == operation::plain)
       by_columns();
     else
-      by_lanes<width>(0, a_.n);
+      by_lanes<most_lanes>(0, a_.n);
   }
 
  private:
-  using E = element<T>;
+  using E = value<T>;
+  static constexpr int most_lanes = sizeof(T) == 16 ? 4 : 8;  // rows of op(A) whose sums are lanes
   static constexpr bool conj = Op == operation::conjugate, solving = Task == task::solve;
   static constexpr int column_count = is_complex<T> ? 4 : 8;  // columns of a group
 
@@ -75,30 +80,63 @@ class triangular_walk {
   void divide(zor_int i) const {
     if (unit_) return;
     const T d = diagonal(i), xi = load_element(at(i));
+    store_element(at(i), quotient(xi, d));
+  }
+  static T quotient(T x, T d) {
     if constexpr (is_complex<T>) {
-      const auto q = divided(complex_lanes<real_t<T>>{xi.re, xi.im}, d);
-      store_element(at(i), T{q.re, q.im});
+      const auto q = divided(complex_lanes<real_t<T>>{x.re, x.im}, d);
+      return {q.re, q.im};
     } else {
-      store_element(at(i), divided(xi, d));
+      return divided(x, d);
     }
   }
   E times_diagonal(zor_int i) const {
-    const E xi = load_units<E>(at(i));
-    return unit_ ? xi : make_factor<E, conj>(load_element(at(i))) * load_units<E>(a_.column(i) + i);
+    return unit_ ? load_value(at(i)) : times_element<conj>(load_element(at(i)), load_value(a_.column(i) + i));
   }
 
-  void by_rows() const {
-    for (zor_int k = 0; k < a_.n; ++k) {
-      const zor_int i = upwards() ? k : a_.n - 1 - k;
-      const zor_int before = lower_ ? i : a_.n - 1 - i, count = before < a_.reach ? before : a_.reach;
-      const zor_int nearest = lower_ ? i - 1 : i + 1, farthest = lower_ ? i - count : i + count;
-      if constexpr (solving) {
-        store_units(at(i), add_terms(load_units<E>(at(i)), i, farthest, count));
-        divide(i);
-      } else {
-        store_units(at(i), add_terms(times_diagonal(i), i, nearest, count));
-      }
+  void single_row(zor_int i) const {
+    const zor_int before = lower_ ? i : a_.n - 1 - i, count = before < a_.reach ? before : a_.reach;
+    const zor_int nearest = lower_ ? i - 1 : i + 1, farthest = lower_ ? i - count : i + count;
+    if constexpr (solving) {
+      store_value(at(i), add_terms(load_value(at(i)), i, farthest, count));
+      divide(i);
+    } else {
+      store_value(at(i), add_terms(times_diagonal(i), i, nearest, count));
     }
+  }
+  void by_rows() const {
+    for (zor_int k = 0; k < a_.n; ++k) single_row(upwards() ? k : a_.n - 1 - k);
+  }
+
+  // ---- Products of a transposed band. Its columns are rows of op(A): those that the band holds whole are
+  // lanes.
+
+  void by_band_lanes() const {
+    constexpr int U = units<T, square_width>;
+    const zor_int n = a_.n, k = a_.reach;
+    for (zor_int done = 0; done < n;) {
+      const zor_int i = upwards() ? done : n - done - U;
+      const bool whole = done + U <= n && (lower_ ? i >= k : i + U + k <= n);
+      if (whole)
+        band_group(i);
+      else
+        single_row(upwards() ? done : n - 1 - done);
+      done += whole ? U : 1;
+    }
+  }
+  void band_group(zor_int i) const {
+    using V = vec<real_t<T>, square_width>;
+    constexpr int U = units<T, square_width>;
+    const T* const diagonal_at = a_.column(i) + i;
+    const zor_int lda = a_.step + 1, k = a_.reach;
+    T sums[U];
+    for (int l = 0; l < U; ++l) store_value(sums + l, times_diagonal(i + l));
+    V sum = load_units<V>(sums);
+    if (lower_)
+      sum = add_band_rows<conj, false>(sum, diagonal_at - k, lda, k, x_ + i - k);
+    else
+      sum = add_band_rows<conj, true>(sum, diagonal_at + 1, lda, k, x_ + i + 1);
+    store_units(x_ + i, sum);
   }
 
   // ---- By columns.
@@ -116,19 +154,50 @@ class triangular_walk {
     add_columns<Count>(
         end - first, s, [&](int k) __attribute__((always_inline)) { return column[k]; }, at(first));
   }
-  // The triangle of columns and rows j to j + Count - 1.
-  template <int Count>
-  void near_triangle(zor_int j) const {
+  // The triangle of rows and columns i to i + Count - 1 of op(A), in registers: v holds x or the sums so far.
+  // Columns of op(A) are taken in the order of the walk, so a product takes those of a row away from the
+  // diagonal.
+  template <int Count, bool Up>
+  [[gnu::always_inline]] void near_triangle(zor_int i, E (&v)[Count]) const {
+    E given[Count];
+#pragma GCC unroll 8
+    for (int k = 0; k < Count; ++k) given[k] = v[k];
+#pragma GCC unroll 8
     for (int k = 0; k < Count; ++k) {
-      const zor_int jk = upwards() ? j + k : j + Count - 1 - k;
-      if (solving) divide(jk);
-      const T xj = load_element(at(jk)), s = solving ? negated(xj) : xj;
-      const T* const column = a_.column(jk);
-      const zor_int first = lower_ ? jk + 1 : j, end = lower_ ? j + Count : jk;
-      for (zor_int i = first; i < end; ++i) add_term(s, column + i, at(i));
-      if (!solving) store_units(at(jk), times_diagonal(jk));
+      const int j = Up ? k : Count - 1 - k;
+      const T* const diagonal_at = a_.column(i + j) + i + j;
+      T xj;
+      if (solving) {
+        store_value(&xj, v[j]);
+        if (!unit_) xj = quotient(xj, conj_by_sign_if(conj, load_element(diagonal_at)));
+        v[j] = load_value(&xj);
+        xj = negated(xj);
+      } else {
+        store_value(&xj, given[j]);
+        if (!unit_) v[j] = times_element<conj>(xj, load_value(diagonal_at));
+      }
+#pragma GCC unroll 8
+      for (int r = 0; r < Count; ++r) {
+        // Rows of a solve that are still to come, rows of a product that have begun.
+        if (Up == solving ? r <= j : r >= j) continue;
+        const T* const a = Op == operation::plain ? a_.column(i + j) + i + r : a_.column(i + r) + i + j;
+        v[r] = v[r] + times_element<conj>(xj, load_value(a));
+      }
     }
   }
+  template <int Count>
+  void near_triangle(zor_int i, T* sums) const {
+    E v[Count];
+#pragma GCC unroll 8
+    for (int k = 0; k < Count; ++k) v[k] = load_value(sums + k);
+    if (upwards())
+      near_triangle<Count, true>(i, v);
+    else
+      near_triangle<Count, false>(i, v);
+#pragma GCC unroll 8
+    for (int k = 0; k < Count; ++k) store_value(sums + k, v[k]);
+  }
+
   // Rows that all columns of the group have, then those that only the columns nearer to them have.
   template <int Count>
   void rest_of_columns(zor_int j) const {
@@ -156,7 +225,7 @@ class triangular_walk {
   template <int Count>
   void column_group(zor_int j) const {
     if (!solving) rest_of_columns<Count>(j);
-    near_triangle<Count>(j);
+    near_triangle<Count>(j, at(j));
     if (solving) rest_of_columns<Count>(j);
   }
   void by_columns() const {
@@ -184,89 +253,85 @@ class triangular_walk {
 
   // ---- By lanes.
 
-  // The sums of rows i to i + units - 1 of op(A), columns of A, go on with `squares` squares beside the
+  // The sums of rows i to i + Lanes - 1 of op(A), columns of A, go on with `squares` squares beside the
   // triangle on the diagonal.
-  template <int Bytes>
+  template <int Lanes>
   void add_squares(zor_int i, zor_int squares, T* sums) const {
-    using V = vec<real_t<T>, Bytes>;
-    constexpr int U = units<T, Bytes>;
-    const T* column[U];
-#pragma GCC unroll 16
-    for (int l = 0; l < U; ++l) column[l] = a_.column(i + l);
-    V sum = load_units<V>(sums);
+    using V = vec<real_t<T>, square_bytes<T, Lanes>>;
+    constexpr int U = units<T, sizeof(V)>, groups = Lanes / U;
+    const T* column[Lanes];
+#pragma GCC unroll 8
+    for (int l = 0; l < Lanes; ++l) column[l] = a_.column(i + l);
+    V sum[groups];
+    for (int g = 0; g < groups; ++g) sum[g] = load_units<V>(sums + g * U);
     const auto add_square = [&]<bool Up>(std::bool_constant<Up>, zor_int row) __attribute__((always_inline)) {
-      V square[U];
-#pragma GCC unroll 16
-      for (int l = 0; l < U; ++l) square[l] = load_units<V>(column[l] + row);
-      transpose_units<int(sizeof(T) / sizeof(real_t<T>))>(square);
-#pragma GCC unroll 16
-      for (int k = 0; k < U; ++k) {
-        const int p = Up ? k : U - 1 - k;
-        const T xj = load_element(x_ + row + p);
-        sum = sum + make_factor<V, conj>(solving ? negated(xj) : xj) * square[p];
+#pragma GCC unroll 8
+      for (int g = 0; g < groups; ++g) {
+        V square[U];
+        load_square<T>(
+            square, [&](int l) __attribute__((always_inline)) { return column[g * U + l] + row; });
+        transpose_square<T>(square);
+#pragma GCC unroll 8
+        for (int k = 0; k < U; ++k) {
+          const int p = Up ? k : U - 1 - k;
+          const T xj = load_element(x_ + row + p);
+          sum[g] = sum[g] + make_factor<V, conj>(solving ? negated(xj) : xj) * square[p];
+        }
       }
     };
-    const zor_int low = lower_ ? i - squares * U : i + U, high = low + squares * U;
+    const zor_int low = lower_ ? i - squares * U : i + Lanes, high = low + squares * U;
     if (upwards())
       for (zor_int row = low; row < high; row += U) add_square(std::true_type{}, row);
     else
       for (zor_int row = high - U; row >= low; row -= U) add_square(std::false_type{}, row);
-    store_units(sums, sum);
+    for (int g = 0; g < groups; ++g) store_units(sums + g * U, sum[g]);
   }
 
-  template <int Bytes>
+  template <int Lanes>
   void lane_group(zor_int i) const {
-    constexpr int U = units<T, Bytes>;
+    constexpr int U = units<T, square_bytes<T, Lanes>>;
     // Terms beyond the triangle on the diagonal: those of the row that has fewest come in squares.
-    const zor_int fewest_beside = lower_ ? i - a_.first_row(i + U - 1) : a_.end_row(i) - (i + U);
+    const zor_int fewest_beside = lower_ ? i - a_.first_row(i + Lanes - 1) : a_.end_row(i) - (i + Lanes);
     const zor_int squares = fewest_beside / U;
-    T sums[U];
-    const auto far_terms = [&](int l) __attribute__((always_inline)) {
-      const zor_int edge = lower_ ? i - squares * U : i + U + squares * U;
-      const zor_int end = lower_ ? a_.first_row(i + l) : a_.end_row(i + l);
-      const zor_int count = lower_ ? edge - end : end - edge;
-      const zor_int from = solving == lower_ ? (lower_ ? end : edge) : (lower_ ? edge - 1 : end - 1);
-      store_units(sums + l, add_terms(load_units<E>(sums + l), i + l, from, count));
+    const zor_int edge = lower_ ? i - squares * U : i + Lanes + squares * U;
+    T sums[Lanes];
+    const auto add_far_terms = [&] {
+      for (int l = 0; l < Lanes; ++l) {
+        const zor_int end = lower_ ? a_.first_row(i + l) : a_.end_row(i + l);
+        const zor_int count = lower_ ? edge - end : end - edge;
+        if (count == 0) continue;
+        const zor_int low = lower_ ? end : edge, high = lower_ ? edge : end;
+        store_value(sums + l, add_terms(load_value(sums + l), i + l, upwards() ? low : high - 1, count));
+      }
     };
+    for (int l = 0; l < Lanes; ++l) sums[l] = load_element(x_ + i + l);
     if constexpr (solving) {
-      for (int l = 0; l < U; ++l) {
-        sums[l] = load_element(x_ + i + l);
-        far_terms(l);
-      }
-      if (squares > 0) add_squares<Bytes>(i, squares, sums);
-      for (int k = 0; k < U; ++k) {
-        const int l = lower_ ? k : U - 1 - k;
-        store_units(at(i + l), add_terms(load_units<E>(sums + l), i + l, lower_ ? i : i + U - 1, k));
-        divide(i + l);
-      }
+      add_far_terms();
+      if (squares > 0) add_squares<Lanes>(i, squares, sums);
+      near_triangle<Lanes>(i, sums);
     } else {
-      for (int l = 0; l < U; ++l) {
-        const int count = lower_ ? l : U - 1 - l;
-        store_units(sums + l, add_terms(times_diagonal(i + l), i + l, lower_ ? i + l - 1 : i + l + 1, count));
-      }
-      if (squares > 0) add_squares<Bytes>(i, squares, sums);
-      for (int l = 0; l < U; ++l) {
-        far_terms(l);
-        store_element(at(i + l), sums[l]);
-      }
+      near_triangle<Lanes>(i, sums);
+      if (squares > 0) add_squares<Lanes>(i, squares, sums);
+      add_far_terms();
     }
+    for (int l = 0; l < Lanes; ++l) store_element(x_ + i + l, sums[l]);
   }
 
-  // Rows first to end - 1, in groups that fill vectors of Bytes, the rest in narrower ones. The rest lies
-  // where the rows of a full triangle are longest, so that all of them consist of whole squares.
-  template <int Bytes>
+  // Rows first to end - 1 in groups of Lanes, the rest in smaller ones. The rest lies where the rows of a
+  // full triangle are longest, so that all of them consist of whole squares.
+  template <int Lanes>
   void by_lanes(zor_int first, zor_int end) const {
-    constexpr int U = units<T, Bytes>;
-    const zor_int rest = (end - first) % U, whole = end - first - rest;
+    const zor_int rest = (end - first) % Lanes, whole = end - first - rest;
     const zor_int begin = lower_ ? first : first + rest;
     const auto narrower = [&] {
-      if constexpr (U > 1) {
-        constexpr int next = Bytes > 16 ? Bytes / 2 : int(sizeof(T));
+      if constexpr (Lanes > 1) {
+        constexpr int next = fewer_columns<T, Lanes>;
         if (rest > 0) lower_ ? by_lanes<next>(begin + whole, end) : by_lanes<next>(first, begin);
       }
     };
     if (!solving) narrower();
-    for (zor_int k = 0; k < whole; k += U) lane_group<Bytes>(upwards() ? begin + k : begin + whole - U - k);
+    for (zor_int k = 0; k < whole; k += Lanes)
+      lane_group<Lanes>(upwards() ? begin + k : begin + whole - Lanes - k);
     if (solving) narrower();
   }
 
@@ -304,29 +369,101 @@ void walk_triangle(const triangular_options& o, const stored_triangle<const T>& 
 // A full triangle in diagonal blocks of `block`, cut from where the walk begins: upwards for the solve of a
 // lower op(A) and the product of an upper one. x is where the walk over the elements starts. The rectangle
 // beside a block, with the elements of x that are known (solve) or wanted (product), goes through gemv.
+//
+// Where gemv adds columns one after the other, the sums of a row may be taken up where they were left, and
+// the rectangles of many blocks are added together: long pieces of columns, not one strip of `block` rows
+// after the other through all of A.
 template <task Task, class T, class Gemv>
-void walk_blocks(const triangular_options& o, zor_int n, zor_int block, const T* a, zor_int lda, T* x,
-                 zor_int incx, Gemv& gemv) {
-  constexpr bool solving = Task == task::solve;
-  const bool lower = o.lower(), upwards = lower == solving;
-  // A run of elements as gemv takes it: with a negative increment it begins at the far end.
-  const auto run = [=](zor_int first, zor_int count) {
-    return x + (incx < 0 ? first + count - 1 : first) * incx;
-  };
-  for (zor_int done = 0; done < n; done += block) {
-    const zor_int size = n - done < block ? n - done : block, i = upwards ? done : n - done - size;
-    const auto add_rectangle = [&] {
-      const zor_int j = lower ? 0 : i + size, count = lower ? i : n - j;
-      if (count == 0) return;
-      const T factor = solving ? negated(one_of<T>()) : one_of<T>(), one = one_of<T>();
-      const bool plain = o.plain();
-      gemv(&o.trans, plain ? &size : &count, plain ? &count : &size, &factor,
-           plain ? a + i + j * lda : a + j + i * lda, &lda, run(j, count), &incx, &one, run(i, size), &incx);
-    };
-    if (solving) add_rectangle();
-    walk_triangle<Task, T>(o, full_triangle(o.upper(), size, a + i + i * lda, lda), x + i * incx, incx);
-    if (!solving) add_rectangle();
+class block_walk {
+ public:
+  block_walk(const triangular_options& o, zor_int n, zor_int block, const T* a, zor_int lda, T* x,
+             zor_int incx, Gemv& gemv)
+      : o_(o), a_(a), x_(x), n_(n), block_(block), lda_(lda), incx_(incx), gemv_(gemv) {}
+
+  void run() const {
+    if (!o_.plain() || (solving && !o_.lower()))
+      by_single_blocks();
+    else if (solving)
+      solve_lower();
+    else if (o_.lower())
+      multiply_lower();
+    else
+      multiply_upper();
   }
-}
+
+ private:
+  static constexpr bool solving = Task == task::solve;
+  static constexpr zor_int together = 512;  // rows whose rectangles are added together, whole blocks
+
+  // Elements as gemv takes them: with a negative increment a vector begins at its far end.
+  T* part(zor_int first, zor_int count) const { return x_ + (incx_ < 0 ? first + count - 1 : first) * incx_; }
+  // x[row ..] grows by the product of `rows` rows of op(A) with v, the elements of the columns from `column`.
+  void add_product(zor_int row, zor_int rows, zor_int column, zor_int columns, const T* v,
+                   zor_int incv) const {
+    if (rows <= 0 || columns <= 0) return;
+    const T factor = solving ? negated(one_of<T>()) : one_of<T>(), one = one_of<T>();
+    const bool plain = o_.plain();
+    const T* const a = plain ? a_ + row + column * lda_ : a_ + column + row * lda_;
+    gemv_(&o_.trans, plain ? &rows : &columns, plain ? &columns : &rows, &factor, a, &lda_, v, &incv, &one,
+          part(row, rows), &incx_);
+  }
+  void add_product(zor_int row, zor_int rows, zor_int column, zor_int columns) const {
+    add_product(row, rows, column, columns, part(column, columns), incx_);
+  }
+  void direct(zor_int i, zor_int size) const {
+    walk_triangle<Task, T>(o_, full_triangle(o_.upper(), size, a_ + i + i * lda_, lda_), x_ + i * incx_,
+                           incx_);
+  }
+  zor_int at_most(zor_int size, zor_int left) const { return size < left ? size : left; }
+
+  void by_single_blocks() const {
+    const bool lower = o_.lower(), upwards = lower == solving;
+    for (zor_int done = 0; done < n_; done += block_) {
+      const zor_int size = at_most(block_, n_ - done), i = upwards ? done : n_ - done - size;
+      const zor_int j = lower ? 0 : i + size, count = lower ? i : n_ - j;
+      if (solving) add_product(i, size, j, count);
+      direct(i, size);
+      if (!solving) add_product(i, size, j, count);
+    }
+  }
+  void solve_lower() const {
+    for (zor_int first = 0; first < n_; first += together) {
+      const zor_int rows = at_most(together, n_ - first);
+      add_product(first, rows, 0, first);
+      for (zor_int i = first; i < first + rows; i += block_) {
+        const zor_int size = at_most(block_, first + rows - i);
+        direct(i, size);
+        add_product(i + size, first + rows - i - size, i, size);
+      }
+    }
+  }
+  void multiply_upper() const {
+    for (zor_int i = 0; i < n_; i += block_) {
+      const zor_int size = at_most(block_, n_ - i);
+      add_product(0, i, i, size);
+      direct(i, size);
+    }
+  }
+  // A row adds columns of its own group of blocks after all before the group, from a copy of x.
+  void multiply_lower() const {
+    T copy[together];
+    for (zor_int end = n_; end > 0; end -= together) {
+      const zor_int first = end > together ? end - together : 0;
+      gather(end - first, x_ + first * incx_, incx_, copy);
+      // Blocks are cut from the end.
+      const zor_int short_block = (end - first) % block_ == 0 ? block_ : (end - first) % block_;
+      for (zor_int i = first, size = short_block; i < end; i += size, size = block_) direct(i, size);
+      add_product(first, end - first, 0, first);
+      for (zor_int i = first, size = short_block; i < end; i += size, size = block_)
+        add_product(i + size, end - i - size, i, size, copy + (i - first), 1);
+    }
+  }
+
+  const triangular_options o_;
+  const T* const a_;
+  T* const x_;
+  const zor_int n_, block_, lda_, incx_;
+  Gemv& gemv_;
+};
 
 }  // namespace zor

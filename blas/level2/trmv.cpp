@@ -21,8 +21,9 @@ constexpr gemv_fn<c64>* gemv_kernel<c64> = &zor_blas_xzgemv;
 
 template <class T>
 void multiply_full(const triangular_options& o, zor_int n, const T* a, zor_int lda, T* x, zor_int incx) {
-  walk_blocks<task::multiply>(o, n, thresholds::triangle_block, a, lda, walk_start(x, n, incx), incx,
-                              *gemv_kernel<T>);
+  block_walk<task::multiply, T, std::remove_reference_t<decltype(*gemv_kernel<T>)>>(
+      o, n, thresholds::triangle_block, a, lda, walk_start(x, n, incx), incx, *gemv_kernel<T>)
+      .run();
 }
 
 }  // namespace

@@ -21,8 +21,9 @@ constexpr auto* public_gemv<c64> = &core::zor_blas_zgemv;
 
 template <class T>
 void solve_full(const triangular_options& o, zor_int n, const T* a, zor_int lda, T* x, zor_int incx) {
-  walk_blocks<task::solve>(o, n, thresholds::solve_block, a, lda, walk_start(x, n, incx), incx,
-                           *public_gemv<T>);
+  block_walk<task::solve, T, std::remove_reference_t<decltype(*public_gemv<T>)>>(
+      o, n, thresholds::solve_block, a, lda, walk_start(x, n, incx), incx, *public_gemv<T>)
+      .run();
 }
 
 }  // namespace

@@ -60,12 +60,41 @@ void add_tile(const triangle_of<T>& t, const T* tile) {
   }
 }
 
-// Calls body(j, order, first, rows) for each diagonal block and the rows of C beside it in its columns.
-template <class T, class Body>
-void for_diagonal_blocks(const triangle_of<T>& t, zor_int step, const Body& body) {
-  for (zor_int j = 0; j < t.n; j += step) {
-    const zor_int order = t.n - j < step ? t.n - j : step;
-    body(j, order, t.lower ? j + order : 0, t.lower ? t.n - j - order : j);
+// Fewer rows or columns than these make a product take another way.
+inline constexpr zor_int least_product = 8;
+
+// Calls diagonal(j, order) for each diagonal block, and rectangle(row, rows, column, columns) for what the
+// triangle holds beside them. The rectangles of neighbouring blocks are joined where none of their parts
+// falls short of `least_product`: the sums of an element stay what they are, and A is packed less often.
+template <class T, class Diagonal, class Rectangle>
+void for_diagonal_blocks(const triangle_of<T>& t, zor_int step, const Diagonal& diagonal,
+                         const Rectangle& rectangle) {
+  constexpr zor_int joined = 256;
+  for (zor_int first = 0; first < t.n; first += joined) {
+    const zor_int end = t.n - first < joined ? t.n : first + joined;
+    const bool join = t.lower ? t.n - end >= least_product : (end - first - 1) % step + 1 >= least_product;
+    for (zor_int j = first; j < end; j += step) {
+      const zor_int order = end - j < step ? end - j : step;
+      diagonal(j, order);
+      const zor_int row = t.lower ? j + order : join ? first : 0;
+      rectangle(row, (t.lower ? join ? end : t.n : j) - row, j, order);
+    }
+    if (join) rectangle(t.lower ? end : 0, t.lower ? t.n - end : first, first, end - first);
+  }
+}
+
+// A diagonal block is computed by strips of columns, without most of the triangle that nobody wants. Their
+// width is a multiple of all groups of rows and columns that the product takes, and none is so narrow that
+// the product would take another way for it: no element's sum changes.
+inline constexpr zor_int strip_columns = 32;
+
+// Calls body(column, columns, row, rows) for the strips of a block and the rows of the triangle in each.
+template <class Body>
+void for_strips(bool lower, zor_int order, const Body& body) {
+  for (zor_int j = 0, columns; j < order; j += columns) {
+    const zor_int left = order - j;
+    columns = left < strip_columns + least_product ? left : strip_columns;
+    body(j, columns, lower ? j : 0, lower ? left : j + columns);
   }
 }
 

@@ -31,16 +31,18 @@ void syr2k(bool lower, bool trans, zor_int n, zor_int k, T alpha, const T* a, zo
   const char first = trans ? other : 'N', second = trans ? 'N' : other;
   alignas(64) T tile[tile_order * tile_order];
   for_diagonal_blocks(
-      t, diagonal_order<T>(trans, true), [&](zor_int j, zor_int order, zor_int row, zor_int rows) {
-        const T *const a_block = rows_of(trans, a, lda, j), *const b_block = rows_of(trans, b, ldb, j);
-        multiply_add(first, second, order, order, k, alpha, a_block, lda, b_block, ldb, from_real<T>(0), tile,
-                     tile_order);
+      t, diagonal_order<T>(trans, true),
+      [&](zor_int j, zor_int order) {
+        multiply_add(first, second, order, order, k, alpha, rows_of(trans, a, lda, j), lda,
+                     rows_of(trans, b, ldb, j), ldb, from_real<T>(0), tile, tile_order);
         add_tile_and_transpose<Hermitian>(t.block(j, order), tile);
-        T* const rectangle = c + row + j * ldc;
-        multiply_add(first, second, rows, order, k, alpha, rows_of(trans, a, lda, row), lda, b_block, ldb,
-                     from_real<T>(1), rectangle, ldc);
-        multiply_add(first, second, rows, order, k, mirrored, rows_of(trans, b, ldb, row), ldb, a_block, lda,
-                     from_real<T>(1), rectangle, ldc);
+      },
+      [&](zor_int row, zor_int rows, zor_int column, zor_int columns) {
+        T* const rectangle = c + row + column * ldc;
+        multiply_add(first, second, rows, columns, k, alpha, rows_of(trans, a, lda, row), lda,
+                     rows_of(trans, b, ldb, column), ldb, from_real<T>(1), rectangle, ldc);
+        multiply_add(first, second, rows, columns, k, mirrored, rows_of(trans, b, ldb, row), ldb,
+                     rows_of(trans, a, lda, column), lda, from_real<T>(1), rectangle, ldc);
       });
 }
 

@@ -80,7 +80,10 @@ void compare(guarded<T>& out, const Reference& reference, const Kernel& kernel) 
   EXPECT_EQ(expected_flags, flags);
 }
 
-const zor_int sizes[] = {0, 1, 2, 3, 5, 8, 15, 16, 17, 31, 33, 63, 64, 65, 67, 97, 130};
+// The settings that differ in more than scalars come first.
+constexpr size_t placements = 8;
+
+const zor_int sizes[] = {0, 1, 2, 3, 5, 8, 16, 17, 33, 63, 64, 67, 130};
 
 template <class T>
 constexpr double subnormal = std::is_same_v<real<T>, float> ? 1e-45 : 5e-324;
@@ -283,6 +286,7 @@ void check_triangular(const char* name, kind stored, task what, zor_int block, c
   SCOPED_TRACE(name);
   uint64_t turn = 0;
   const auto check = [&](char uplo, const layout& l, const setting& s) {
+    if (size_t(&s - settings) >= placements) return;
     for (const char trans : {'N', 't', 'c'})
       for (const char diag : {'n', 'U'}) {
         SCOPED_TRACE(::testing::Message() << trans << diag);

@@ -90,8 +90,8 @@ void check_updates(const char* letters, zor_int n, zor_int k, zor_int pad, const
 TEST(RankUpdate, SizesFactorsAndLetters) {
   for (const char* letters : {"UN", "LN", "UT", "LT", "UC", "LC"})
     for (const factors& f : all_factors)
-      for (zor_int n : {1, 2, 7, 16, 31, 33, 65, 130})
-        for (zor_int k : {0, 1, 6, 40})
+      for (zor_int n : {1, 2, 7, 16, 31, 33, 65, 130, 259, 263, 264, 300})
+        for (zor_int k : {0, 1, 6, 40, 120})
           if (n < 40 || k == 6) check_updates(letters, n, k, n % 3, f);
 }
 
