@@ -98,11 +98,10 @@ scalapack_folder() {
 run_scalapack() {
   local test name expected
   scalapack_folder
-  for test in xdlu:60 xzllt:108 xsqr:88 PBLAS/dpb3tst:129 PBLAS/zpb3tst:177 PBLAS/cpb1tst:161; do
+  for test in xdlu:60 xzllt:108 xsqr:88 PBLAS/dpb3tst:128 PBLAS/zpb3tst:176 PBLAS/cpb1tst:160; do
     name=${test%:*} expected=${test#*:}
     (cd "scalapack/$(dirname "$name")" && over_ours "${mpi[@]}" "./$(basename "$name")") >log 2>&1 || true
-    cat "scalapack/$(dirname "$name")"/*SUMM* >>log 2>/dev/null || true
-    rm -f "scalapack/$(dirname "$name")"/*SUMM*
+    sed -i '/flagged as\|SUBROUTINE/d' log # headings
     row "$(basename "$name"), 2 ranks" "$(count '\bPASSED\b' log)" "$(count '\bFAILED\b' log)" "$expected"
   done
 }
@@ -110,7 +109,7 @@ run_scalapack() {
 run_hpl() {
   sed -e '6s/.*/2000/' -e '8s/.*/128/' -e '11s/.*/1/' -e '12s/.*/2/' /usr/share/doc/hpcc/examples/_hpccinf.txt >hpccinf.txt
   over_ours "${mpi[@]}" hpcc >log 2>&1 || true
-  row "HPL, 2 ranks" "$(count 'PASSED' hpccoutf.txt)" "$(count 'FAILED' hpccoutf.txt)" "$(count '\.\.\.\.\.\. (PASSED|FAILED)' hpccoutf.txt)" \
+  row "HPL, 2 ranks" "$(count '\.\.\.\.\.\. PASSED' hpccoutf.txt)" "$(count 'FAILED' hpccoutf.txt)" 1 \
     "$(awk -F= '/^HPL_Tflops=/ {printf "%.1f GFLOP/s", 1000 * $2}' hpccoutf.txt)"
 }
 

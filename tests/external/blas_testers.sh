@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# blas_testers.sh TESTERS LIBRARIES: runs the BLAS and CBLAS testers of the reference implementation, which Debian's packages
+# blas_testers.sh TESTERS LIBRARIES [FLAG]: runs the BLAS and CBLAS testers of the reference implementation, which Debian's packages
 # libblas-test and libblas64-test put into TESTERS, with LIBRARIES as library path. A line a tester: program, passed, failed,
-# expected. Status 0 when all pass as often as over the reference's own library, 77 without the testers.
+# expected. Status 0 when all pass as often as over the reference's own library, 77 without the testers, or on a processor
+# without FLAG of /proc/cpuinfo.
 set -euo pipefail
 testers=$1
 [ -x "$testers/xblat1d" ] || { echo "not run: no testers in $testers"; exit 77; }
+grep -qw -m1 "${3-flags}" /proc/cpuinfo || { echo "not run: this processor has no $3"; exit 77; }
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cp "$testers"/*.in "$testers"/?in? "$testers"/x* "$scratch"

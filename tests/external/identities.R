@@ -1,7 +1,7 @@
 # Identities of linear algebra in R, on matrices of 200 rows, each to a bound of rounding errors.
 n <- 200
 i <- row(matrix(0, n, n)); j <- col(i)
-a <- ((i * 7919 + j * 104729 + i * j * 31) %% 2003 - 1001) / 1024
+a <- ((i * 7919 + j * 104729 + i * j * 31) %% 2003 - 1001) / 1024 + 40 * diag(n)
 s <- crossprod(a) / n + diag(n)
 close <- function(x, y) max(Mod(x - y)) <= 1e-9 * max(1, Mod(y))
 e <- eigen(s); v <- svd(a); q <- qr(a); z <- eigen(a)

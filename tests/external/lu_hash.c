@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
   int* pivots = malloc(sizeof(int) * (n + block));
   for (int local = 0; local < columns; ++local) {
     const long j = (local / block * size + rank) * (long)block + local % block;
-    for (long i = 0; i < n; ++i) a[i + (long)local * n] = (double)((i * 7919 + j * 104729 + i * j * 31) % 2003 - 1001) / 1024;
+    for (long i = 0; i < n; ++i)
+      a[i + (long)local * n] = (double)((i * 7919 + j * 104729 + i * j * 31) % 2003 - 1001) / 1024 + (i == j ? 40 : 0);
   }
   int description[9], info;
   descinit_(description, &n, &n, &block, &block, &zero, &zero, &context, &n, &info);
