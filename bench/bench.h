@@ -76,6 +76,10 @@ std::vector<bench_case> level3_cases(const environment& env);
 std::vector<bench_case> vector_cases(const environment& env);
 std::vector<bench_case> pool_cases(const environment& env);
 std::vector<bench_case> spcsr_cases(const environment& env);
+std::vector<bench_case> spcoo_cases(const environment& env);
+std::vector<bench_case> spdia_cases(const environment& env);
+std::vector<bench_case> spbsr_cases(const environment& env);
+std::vector<bench_case> spsky_cases(const environment& env);
 std::vector<bench_case> dft1_cases(const environment& env);
 std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
@@ -98,6 +102,10 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"level3", unit::gflops, level3_cases},
                                       {"vector", unit::gbytes, vector_cases},
                                       {"spcsr", unit::gbytes, spcsr_cases, {"loop", "Eigen", "librsb"}},
+                                      {"spcoo", unit::gbytes, spcoo_cases, {"loop", "CSR"}},
+                                      {"spdia", unit::gbytes, spdia_cases, {"loop", "CSR"}},
+                                      {"spbsr", unit::gbytes, spbsr_cases, {"loop", "CSR"}},
+                                      {"spsky", unit::gbytes, spsky_cases, {"loop"}},
                                       {"pool", unit::time, pool_cases, {"malloc"}},
                                       {"dft1", unit::gflops, dft1_cases, {"fftw"}},
                                       {"dftreal", unit::gflops, dftreal_cases, {"fftw"}},

@@ -92,6 +92,8 @@ T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   for (zor_int i = 0; i < n; ++i) sum = sum + load_element(x + i * incx) * load_element(y + i * incy);
   return sum;
 }
+template float dot(zor_int, const float*, zor_int, const float*, zor_int);
+template double dot(zor_int, const double*, zor_int, const double*, zor_int);
 
 }  // namespace zor
 

@@ -8,6 +8,13 @@
 
 namespace zor::sparse {
 
+namespace thresholds {
+// Tuned: entries from which operands are taken to be beyond the second cache, the step from one entry to the
+// next that no stream of the processor follows, and how far ahead such entries are asked for.
+inline constexpr zor_int coo_far_entries = zor_int(1) << 18, coo_far_step = zor_int(1) << 15;
+inline constexpr zor_int coo_entries_ahead = 24;
+}  // namespace thresholds
+
 // Entry e has row rowind[e] and column colind[e], both in the base of the matrix.
 template <class T, class I>
 struct coo {

@@ -5,6 +5,9 @@
 // diagonal adds alpha b(r, j) to every row last.
 #pragma once
 
+#include <cstdlib>
+
+#include "spblas/add_scaled.h"
 #include "spblas/coo/coo.h"
 
 namespace zor::sparse {
@@ -29,31 +32,43 @@ struct entry_rule {
   }
 };
 
-// The entries for R packs of right-hand sides from j on. The sums of a row stay in registers until an entry
-// of another row comes, since entries are often sorted by rows; with Whole, the view is the general one.
-template <int N, int R, bool Whole, class T, bool RowMajor, class I>
+// The entries for R packs of right-hand sides from j on; at least one. The sums of a row stay in registers
+// until an entry of another row comes, since entries are often sorted by rows. Whole is the general view, and
+// Far asks for operands some entries ahead.
+template <int N, int R, bool Whole, bool Far, class T, bool RowMajor, class I>
 [[gnu::noinline]] void add_entries(const coo_product<T, RowMajor, I>& p, view v, zor_int j) {
   const entry_rule rule(v);
   const bool conj = v.conjugates_entry(), conj_image = v.conjugates_image(), skew = v.skew();
   const one<T> alpha = load<T, 1>(&p.alpha);
+  const T* const val = p.a.val;
+  const I *const rowind = p.a.rowind, *const colind = p.a.colind;
   // Addressed by rows and columns in the base of the matrix.
   const dense<const T, RowMajor> b{opaque(p.b.at(-p.a.base, j)), p.b.ld};
   const dense<T, RowMajor> c{opaque(p.c.at(-p.a.base, j)), p.c.ld};
   const auto factor_of = [&](zor_int e, bool conjugate) __attribute__((always_inline)) {
-    return spread<T, N>(mul<T>(conj_if<T>(conjugate, load<T, 1>(p.a.val + e)), alpha));
+    return spread<T, N>(mul<T>(conj_if<T>(conjugate, load<T, 1>(val + e)), alpha));
   };
-  const auto keep = [&](zor_int row, const packs<T, N, R>& s) __attribute__((always_inline)) {
-    each<R>([&](int i) __attribute__((always_inline)) { c.template put<N>(row, i * N, s.at[i]); });
+  packs<T, N, R> sum;
+  zor_int row = rowind[p.first];
+  const auto get = [&] __attribute__((always_inline)) {
+    each<R>([&](int i) __attribute__((always_inline)) { sum.at[i] = c.template get<N>(row, i * N); });
   };
-  packs<T, N, R> sum{};
-  zor_int row = -1;
-  for (zor_int e = p.first; e < p.last; ++e) {
-    const zor_int r = p.a.rowind[e], column = p.a.colind[e], distance = rule.distance(r, column);
+  const auto put = [&] __attribute__((always_inline)) {
+    each<R>([&](int i) __attribute__((always_inline)) { c.template put<N>(row, i * N, sum.at[i]); });
+  };
+  const zor_int last = p.last, near = Far ? last - thresholds::coo_entries_ahead : last;
+  get();
+  for (zor_int e = p.first; e < last; ++e) {
+    if (Far && e < near) {
+      touch(b.at(colind[e + thresholds::coo_entries_ahead], 0));
+      touch(c.at(rowind[e + thresholds::coo_entries_ahead], 0));
+    }
+    const zor_int r = rowind[e], column = colind[e], distance = rule.distance(r, column);
     if (!Whole && !rule.takes(distance)) continue;
     if (r != row) {
-      if (row >= 0) keep(row, sum);
+      put();
       row = r;
-      each<R>([&](int i) __attribute__((always_inline)) { sum.at[i] = c.template get<N>(r, i * N); });
+      get();
     }
     const pack<T, N> t = factor_of(e, conj);
     each<R>([&](int i) __attribute__((always_inline)) {
@@ -67,26 +82,35 @@ template <int N, int R, bool Whole, class T, bool RowMajor, class I>
       c.template put<N>(column, i * N, skew ? before - product : before + product);
     });
   }
-  if (row >= 0) keep(row, sum);
+  put();
 }
 
-// y[i] := y[i] + alpha x[i].
-template <class T>
-[[gnu::noinline]] void add_scaled(zor_int n, T alpha, const T* x, T* y) {
-  for_packs<T>(
-      0, n, [&]<int N>(zor_int i) __attribute__((always_inline)) {
-        store<T, N>(y + i, load<T, N>(y + i) + mul<T>(spread<T, N>(&alpha), load<T, N>(x + i)));
-      });
+// Whether entries that follow one another mostly lie far apart, as a look at some of them tells.
+template <class T, class I>
+bool is_scattered(const coo<T, I>& a, zor_int first, zor_int last) {
+  constexpr zor_int looks = 64;
+  if (last - first < thresholds::coo_far_entries) return false;
+  zor_int far = 0;
+  for (zor_int n = 0; n < looks; ++n) {
+    const zor_int e = first + (last - first - 2) / looks * n;
+    const zor_int rows = zor_int(a.rowind[e + 1]) - a.rowind[e],
+                  columns = zor_int(a.colind[e + 1]) - a.colind[e];
+    far += std::abs(rows) > thresholds::coo_far_step || std::abs(columns) > thresholds::coo_far_step;
+  }
+  return far > looks / 2;
 }
 
 template <class T, bool RowMajor, class I>
 void multiply(view v, const coo_product<T, RowMajor, I>& p) {
   const auto add = [&]<int N, int R>(zor_int j) __attribute__((always_inline)) {
-    if constexpr (N * R == 1)
-      if (v.structure == 'g') return add_entries<N, R, true>(p, v, j);
-    add_entries<N, R, false>(p, v, j);
+    if constexpr (!RowMajor && N * R == 1) {
+      const bool far = is_scattered(p.a, p.first, p.last);
+      if (v.structure == 'g' && far) return add_entries<N, R, true, true>(p, v, j);
+      if (v.structure == 'g') return add_entries<N, R, true, false>(p, v, j);
+    }
+    add_entries<N, R, false, false>(p, v, j);
   };
-  if (v.structure != 'd' || !v.unit()) for_right_hand_sides<RowMajor, T>(p.from_column, p.to_column, add);
+  if (p.first < p.last) for_right_hand_sides<RowMajor, T>(p.from_column, p.to_column, add);
   if (!v.unit()) return;
   const zor_int length = RowMajor ? p.to_column - p.from_column : p.m;
   const zor_int count = RowMajor ? p.m : p.to_column - p.from_column;

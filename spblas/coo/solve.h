@@ -80,10 +80,17 @@ template <int N, int R, class T, bool RowMajor, class I>
   const zor_int step = upwards ? 1 : -1;
   listed_entries<T, I> entries{p.a.val, p.a.colind, index.order.data + (upwards ? 0 : index.listed - 1),
                                step};
+  const bool far = index.listed >= thresholds::coo_far_entries;
+  zor_int left = index.listed - thresholds::coo_entries_ahead;
   kept_row<T, N, R> last;
   in_order(
       upwards, p.m, [&](zor_int row) __attribute__((always_inline)) {
         const zor_int count = zor_int(index.count.data[row]), r = row + p.a.base;
+        for (zor_int k = 0; far && k < count && k < left; ++k) {
+          touch(entries.value(k + thresholds::coo_entries_ahead));
+          touch(p.a.colind + entries.at(k + thresholds::coo_entries_ahead));
+        }
+        left -= count;
         const auto s = row_dots<N, R, 0, true>(entries, conj, 0, count, solved, last);
         entries.order += step * count;
         const T pivot = v.unit() ? T{} : conj_by_sign_if(conj, p.a.val[zor_int(index.diagonal.data[row])]);

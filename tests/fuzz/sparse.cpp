@@ -408,6 +408,76 @@ void smout(trial& t, const shape& s, zor::csr_smout_par_fn<T, I>* call) {
               c, sides.low(), sides.last);
 }
 
+// The entries of rows as coordinates, one after the other.
+template <class T, class I>
+struct coordinates {
+  coordinates(trial& t, const shape& s, bool sorted)
+      : a(t, s.what, s.base, sorted, false), m(I(a.m)), k(I(a.k)) {
+    std::vector<I> row;
+    for (zor_int r = 0; r < a.m; ++r) row.insert(row.end(), size_t(a.end(r) - a.begin(r)), I(r + s.base));
+    rowind = t.integers("rowind", row);
+  }
+  csr<T, I> a;
+  I m, k;
+  const I* rowind = nullptr;
+};
+
+// Without entries a range is empty, and not even a unit diagonal is added.
+template <class T, class I, class Call>
+void coo_mvout(trial& t, const shape& s, Call* call) {
+  const coordinates<T, I> c(t, s, false);
+  const T alpha = t.scalar<T>("alpha");
+  const auto x = t.vector<T>("x", use::in, c.k), y = t.vector<T>("y", use::inout, c.m);
+  const I first = 1;
+  t.call([&] {
+    if constexpr (std::is_same_v<Call, zor::coo_mvout_par_fn<T, I>>)
+      call(&first, &c.a.count, &c.m, &c.k, &alpha, c.a.val(), c.rowind, c.a.indx, &c.a.count, x, y);
+    else
+      call(&c.m, nullptr, &alpha, c.a.val(), c.rowind, c.a.indx, &c.a.count, x, y);
+  });
+  if (c.a.count > 0)
+    check_product(t, c.a, false, s.conjugate(), 0, c.m, alpha, x, y, 0, 1,
+                  [&](zor_int i, zor_int) { return y(i); });
+}
+
+template <class T, class I>
+void coo_mmout(trial& t, const shape& s, zor::coo_mmout_par_fn<T, I>* call) {
+  const coordinates<T, I> a(t, s, false);
+  const zor_int n = t.size("n", 60);
+  const T alpha = t.scalar<T>("alpha");
+  const range<I> sides(t, n);
+  const dense<T> b(t, "b", use::in, a.k, n, s.base == 0), c(t, "c", use::inout, a.m, n, s.base == 0);
+  const I ldb = I(b.ld), ldc = I(c.ld);
+  t.call([&] {
+    call(&sides.first, &sides.last, &a.m, &a.k, &alpha, a.a.val(), a.rowind, a.a.indx, &a.a.count, b.stored,
+         &ldb, c.stored, &ldc);
+  });
+  check_product(t, a.a, false, s.conjugate(), 0, a.m, alpha, b, c, sides.low(), sides.last,
+                [&](zor_int i, zor_int j) { return c(i, j); });
+}
+
+template <class T, class I>
+void coo_svout(trial& t, const shape& s, zor::coo_svout_seq_fn<T, I>* call) {
+  const coordinates<T, I> a(t, s, true);
+  const auto y = t.vector<T>("y", use::inout, a.m);
+  t.call([&] { call(&a.m, nullptr, nullptr, a.a.val(), a.rowind, a.a.indx, &a.a.count, nullptr, y); });
+  check_solve(t, a.a, false, s.conjugate(), zor_test::scalar<T>(1, 0), y, y, 0, 1);
+}
+
+template <class T, class I>
+void coo_smout(trial& t, const shape& s, zor::coo_smout_par_fn<T, I>* call) {
+  const coordinates<T, I> a(t, s, true);
+  const zor_int n = t.size("n", 60);
+  const range<I> sides(t, n);
+  const dense<T> c(t, "c", use::inout, a.m, n, s.base == 0);
+  const I ldc = I(c.ld);
+  t.call([&] {
+    call(&sides.first, &sides.last, &a.m, nullptr, nullptr, a.a.val(), a.rowind, a.a.indx, &a.a.count,
+         c.stored, &ldc);
+  });
+  check_solve(t, a.a, false, s.conjugate(), zor_test::scalar<T>(1, 0), c, c, sides.low(), sides.last);
+}
+
 // y := y + the parts of work.
 template <class T, class I>
 void merge(trial& t, zor::merge_fn<T, I>* call) {
@@ -464,6 +534,19 @@ const rows solve_kernels("csr solve kernel", serial,
                          {
 #include "zor/tables/spblas_csr.inc"
                          });
+#define ROW_coo_mvout_par(...) SHAPED(coo_mvout, __VA_ARGS__)
+#define ROW_coo_mvout_seq(...) SHAPED(coo_mvout, __VA_ARGS__)
+#define ROW_coo_mmout_par(...) SHAPED(coo_mmout, __VA_ARGS__)
+const rows coo_products("coo product kernel", serial,
+                        {
+#include "zor/tables/spblas_coo.inc"
+                        });
+#define ROW_coo_svout_seq(...) SHAPED(coo_svout, __VA_ARGS__)
+#define ROW_coo_smout_par(...) SHAPED(coo_smout, __VA_ARGS__)
+const rows coo_solves("coo solve kernel", serial,
+                      {
+#include "zor/tables/spblas_coo.inc"
+                      });
 #define ROW_MERGE(name, T, I) {#name, [](trial& t) { merge<T, I>(t, name); }},
 const rows services("sparse service", serial,
                     {

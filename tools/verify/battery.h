@@ -138,6 +138,9 @@ void run_matvec(recorder& out);
 void run_level3(recorder& out);
 void run_spcsr(recorder& out);
 void run_spcoo(recorder& out);
+void run_spdia(recorder& out);
+void run_spbsr(recorder& out);
+void run_spsky(recorder& out);
 void run_dft1(recorder& out);
 void run_dftreal(recorder& out);
 void run_dftnd(recorder& out);
@@ -151,10 +154,11 @@ void run_sweep(recorder& out);
 void run_conv1(recorder& out);
 void run_convnd(recorder& out);
 inline constexpr battery_family battery[] = {
-    {"vector", run_vector}, {"gemm", run_gemm},     {"matvec", run_matvec},   {"level3", run_level3},
-    {"spcsr", run_spcsr},   {"spcoo", run_spcoo},   {"spgemm", run_spgemm},   {"spconv", run_spconv},
-    {"sweep", run_sweep},   {"dft1", run_dft1},     {"dftreal", run_dftreal}, {"dftnd", run_dftnd},
-    {"gmp", run_gmp},       {"lapack", run_lapack}, {"trans", run_trans},     {"xblas", run_xblas},
-    {"conv1", run_conv1},   {"convnd", run_convnd}};
+    {"vector", run_vector}, {"gemm", run_gemm},       {"matvec", run_matvec}, {"level3", run_level3},
+    {"spcsr", run_spcsr},   {"spcoo", run_spcoo},     {"spdia", run_spdia},   {"spbsr", run_spbsr},
+    {"spsky", run_spsky},   {"spgemm", run_spgemm},   {"spconv", run_spconv}, {"sweep", run_sweep},
+    {"dft1", run_dft1},     {"dftreal", run_dftreal}, {"dftnd", run_dftnd},   {"gmp", run_gmp},
+    {"lapack", run_lapack}, {"trans", run_trans},     {"xblas", run_xblas},   {"conv1", run_conv1},
+    {"convnd", run_convnd}};
 
 }  // namespace zor_tools

@@ -18,7 +18,8 @@
 //   ROWS(format, kernel, exec, types, op, structure, views)
 //
 // Each name comes out as ROW_<format>_<kernel>_<exec>(name, T, I, base, op, structure, triangle, diagonal)
-// with T its element and I its integer.
+// with T its element and I its integer. ROWS_OF(kind, ...) calls the rows ROW_<kind> instead, for names whose
+// arguments differ from those of their kernel's other names.
 // clang-format off
 #define TYPES_SDCZ(next, ...)     \
   next(s, float, __VA_ARGS__)     \
@@ -39,6 +40,9 @@
 #define VIEWS_STORED_TRIANGLES(t, T, format, ...)   \
   BASES_##format(t, T, format, l, n, __VA_ARGS__)   \
   BASES_##format(t, T, format, u, n, __VA_ARGS__)
+#define VIEWS_UNIT_TRIANGLES(t, T, format, ...)     \
+  BASES_##format(t, T, format, l, u, __VA_ARGS__)   \
+  BASES_##format(t, T, format, u, u, __VA_ARGS__)
 #define VIEWS_SIDES(t, T, format, ...)              \
   BASES_##format(t, T, format, l, _, __VA_ARGS__)   \
   BASES_##format(t, T, format, u, _, __VA_ARGS__)
@@ -58,13 +62,15 @@
   TWINS(0, f, __VA_ARGS__)     \
   TWINS(1, f, __VA_ARGS__)
 
-#define TWINS(base, layout, t, T, format, tri, diag, op, structure, kernel, exec)                        \
-  ROW_##format##_##kernel##_##exec(                                                                      \
+#define TWINS(base, layout, t, T, format, tri, diag, op, structure, kernel, exec, kind)                  \
+  ROW_##kind(                                                                                            \
       zor_spblas_##t##format##base##op##structure##tri##diag##layout##__##kernel##_##exec, T, int64_t,   \
       base, op, structure, tri, diag)                                                                    \
-  ROW_##format##_##kernel##_##exec(                                                                      \
+  ROW_##kind(                                                                                            \
       zor_spblas_lp64_##t##format##base##op##structure##tri##diag##layout##__##kernel##_##exec, T,       \
       int32_t, base, op, structure, tri, diag)
 
+#define ROWS_OF(kind, format, kernel, exec, types, op, structure, views) \
+  TYPES_##types(VIEWS_##views, format, op, structure, kernel, exec, kind)
 #define ROWS(format, kernel, exec, types, op, structure, views) \
-  TYPES_##types(VIEWS_##views, format, op, structure, kernel, exec)
+  ROWS_OF(format##_##kernel##_##exec, format, kernel, exec, types, op, structure, views)

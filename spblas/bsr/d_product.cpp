@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/bsr/product.h"
+
+ZOR_BSR_PRODUCTS(double)

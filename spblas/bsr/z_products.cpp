@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/bsr/products.h"
+
+ZOR_BSR_MATRIX_PRODUCTS(zor::c64)

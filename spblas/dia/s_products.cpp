@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/dia/product.h"
+
+ZOR_DIA_PRODUCTS(float)

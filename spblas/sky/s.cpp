@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/sky/profiles.h"
+
+ZOR_SKY_KERNELS(float)
