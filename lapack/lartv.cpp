@@ -2,7 +2,7 @@
 // A vector of independent plane rotations: (x, y) := (c x + s y, c y - conj(s) x), element by element, c
 // real. A complex product with s is formed first: s y = (sr yr - si yi, sr yi + si yr), conj(s) x = (sr xr +
 // si xi, sr xi - si xr).
-#include "blas/level1/walk.h"
+#include "serv/element.h"
 #include "zor/signatures/lapack.h"
 
 namespace zor {
@@ -30,9 +30,9 @@ zor_int lartv_runs(zor_int n, T* x, T* y, const real_t<T>* c, const T* s) {
           rotate_units<T>(zip_high(both, both), s + next, x + next, y + next);
         });
   } else {
-    return for_runs_of<false>(
-        n, {c, s, x, y}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
-          rotate_units<T>(load<V>(c + i), s + i, x + i, y + i);
+    return for_vectors<T, narrowing{.least = 16}, 4>(
+        0, n, [=]<int Bytes>(zor_int i) __attribute__((always_inline)) {
+          rotate_units<T>(load<vec<R, Bytes>>(c + i), s + i, x + i, y + i);
         });
   }
 }
