@@ -135,6 +135,7 @@ struct battery_family {
 void run_vector(recorder& out);
 void run_gemm(recorder& out);
 void run_matvec(recorder& out);
+void run_level2(recorder& out);
 void run_level3(recorder& out);
 void run_spcsr(recorder& out);
 void run_spcoo(recorder& out);
@@ -159,6 +160,6 @@ inline constexpr battery_family battery[] = {
     {"spsky", run_spsky},   {"spgemm", run_spgemm},   {"spconv", run_spconv}, {"sweep", run_sweep},
     {"dft1", run_dft1},     {"dftreal", run_dftreal}, {"dftnd", run_dftnd},   {"gmp", run_gmp},
     {"lapack", run_lapack}, {"trans", run_trans},     {"xblas", run_xblas},   {"conv1", run_conv1},
-    {"convnd", run_convnd}};
+    {"convnd", run_convnd}, {"level2", run_level2}};
 
 }  // namespace zor_tools
