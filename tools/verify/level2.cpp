@@ -54,7 +54,8 @@ void general_updates(recorder& out, zor::xger_fn<T>* fn) {
   for (const zor_int m : orders)
     for (const zor_int n : {1, 4, 13})
       for (int turn = 0; turn < 4; ++turn) {
-        operands<T> o(++round, n, m + zor_int(round % 2), m, n);
+        ++round;
+        operands<T> o(round, n, m + zor_int(round % 2), m, n);
         fn(&m, &n, &o.alpha, o.x.data(), &o.incx, o.y.data(), &o.incy, o.a.data(), &o.lda);
         o.a.record(out);
       }
