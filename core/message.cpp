@@ -35,14 +35,25 @@ constexpr message catalogue[] = {
 constexpr bool by_number(const message& a, const message& b) { return a.number < b.number; }
 static_assert(std::is_sorted(std::begin(catalogue), std::end(catalogue), by_number));
 
+// The texts of the solvers stand in parallel sets, for the callers of two languages and in two precisions,
+// which read alike. One set of each is kept.
+constexpr int32_t solver_set = 10, solver_twin = 203, solver_size = 191;
+constexpr int32_t trig_set = 410, trig_size = 39, trig_sets = 4;
+constexpr int32_t kept_number(int32_t number) {
+  if (number >= solver_twin && number < solver_twin + solver_size) return number - solver_twin + solver_set;
+  if (number >= trig_set && number < trig_set + trig_sets * trig_size)
+    return (number - trig_set) % trig_size + trig_set;
+  return number;
+}
+
 constexpr size_t longest_text = 1024;
 
 // Null for an unknown number, or when fewer arguments come than the text shows.
 const char* format_text(int32_t number, int32_t count, va_list arguments) {
   static thread_local char text[longest_text];
-  const message key{number, nullptr, 0};
+  const message key{kept_number(number), nullptr, 0};
   const message* m = std::lower_bound(std::begin(catalogue), std::end(catalogue), key, by_number);
-  if (m == std::end(catalogue) || m->number != number || count < m->arguments) return nullptr;
+  if (m == std::end(catalogue) || m->number != key.number || count < m->arguments) return nullptr;
   std::vsnprintf(text, sizeof text, m->format, arguments);
   return text;
 }

@@ -103,4 +103,26 @@ TEST(RootOfUnity, CompileTimeRootsAreTheSame) {
   }
 }
 
+// Angles of all quarters, multiples of an eighth of the circle and their neighbours, small ones.
+TEST(CosineAndSine, WithinHalfAnUlp) {
+  zor_test::random_bits random(6);
+  exact_root exact;
+  double worst = 0;
+  for (long i = 0; i < arguments(); ++i) {
+    double angle = random.unit() * std::ldexp(1.0, int(random.between(-30, 19)));
+    if (i % 3 == 0) angle = double(random.between(-40, 40)) * (3.14159265358979311600 / 4) + angle * 0x1p-40;
+    const zor::cosine_and_sine w = zor::cosine_and_sine_of(angle);
+    mpfr_set_d(exact.re, angle, MPFR_RNDN);
+    mpfr_sin_cos(exact.im, exact.re, exact.re, MPFR_RNDN);
+    ASSERT_NEAR(mpfr_get_d(exact.re, MPFR_RNDN), w.cosine, 0x1p-53) << angle;
+    ASSERT_NEAR(mpfr_get_d(exact.im, MPFR_RNDN), w.sine, 0x1p-53) << angle;
+    if (std::fabs(w.cosine) > 0x1p-9) worst = std::max(worst, ulps(exact.re, w.cosine));
+    if (std::fabs(w.sine) > 0x1p-9) worst = std::max(worst, ulps(exact.im, w.sine));
+    ASSERT_LE(worst, 0.501) << angle;
+  }
+  const zor::cosine_and_sine zero = zor::cosine_and_sine_of(0), far = zor::cosine_and_sine_of(0x1p20);
+  EXPECT_TRUE(zero.cosine == 1 && zero.sine == 0);
+  EXPECT_TRUE(std::isnan(far.cosine) && std::isnan(far.sine));
+}
+
 }  // namespace

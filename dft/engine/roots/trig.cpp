@@ -3,6 +3,8 @@
 // small offset.
 #include "dft/engine/roots/trig.h"
 
+#include <utility>
+
 #include "dft/engine/roots/compensated.h"
 #include "dft/engine/roots/double_double.h"
 #include "serv/vec.h"
@@ -144,6 +146,31 @@ void wide_roots_of_unity(int64_t n, int64_t count, wide_root* out) {
     }
     k = end;
   }
+}
+
+// The nearest of the nodes, whose distance is known to twice the precision, turned by the rest. Beyond an
+// eighth of the circle the complement is looked up, and the quarters exchange and negate the two.
+cosine_and_sine cosine_and_sine_of(double angle) {
+  constexpr double largest = 0x1p20, rounder = 0x1.8p52;
+  if (!(angle > -largest && angle < largest)) return {__builtin_nan(""), __builtin_nan("")};
+  const double turns = (angle * (1.0 / step.hi) + rounder) - rounder;
+  const compensated<double> p = dft::two_product(turns, step.hi);
+  const double back = angle - p.hi;
+  const compensated<double> delta = dft::two_sum(back, -(p.lo + turns * step.lo));
+  const int64_t node = int64_t(turns), quarter = (node >> 8) & 3;
+  const bool beyond = (node & 255) > steps;
+  const int64_t at = beyond ? 2 * steps - (node & 255) : node & 255;
+  const double d = beyond ? -delta.hi : delta.hi, d_low = beyond ? -delta.lo : delta.lo;
+  const double x2 = d * d;
+  const double excess = d * x2 * (-1.0 / 6 + x2 * (1.0 / 120 - x2 * (1.0 / 5040)));
+  const double versed = x2 * (-0.5 + x2 * (1.0 / 24 - x2 * (1.0 / 720)));
+  const double_double s = nodes.sine[at], c = nodes.cosine[at];
+  double sine = rotate(s, c, compensated<double>{d, d_low}, excess, versed).hi;
+  double cosine = rotate(c, {-s.hi, -s.lo}, compensated<double>{d, d_low}, excess, versed).hi;
+  if (beyond != (quarter % 2 != 0)) std::swap(sine, cosine);
+  if (quarter == 1 || quarter == 2) cosine = -cosine;
+  if (quarter >= 2) sine = -sine;
+  return {cosine, sine};
 }
 
 }  // namespace zor

@@ -22,4 +22,11 @@ wide_root wide_root_of_unity(int64_t k, int64_t n);
 // The same for k from 0 to count - 1 <= n / 2, by vectors.
 void wide_roots_of_unity(int64_t n, int64_t count, wide_root* out);
 
+// Cosine and sine of an angle in radians, |angle| < 2^20, each within 0.501 units in the last place or 2^-62,
+// for tables whose angles are given as sums and products of their own. Not a number for larger angles.
+struct cosine_and_sine {
+  double cosine, sine;
+};
+cosine_and_sine cosine_and_sine_of(double angle);
+
 }  // namespace zor
