@@ -88,6 +88,10 @@ std::vector<bench_case> gmp_cases(const environment& env);
 std::vector<bench_case> lapack_cases(const environment& env);
 std::vector<bench_case> trans_cases(const environment& env);
 std::vector<bench_case> xblas_cases(const environment& env);
+std::vector<bench_case> trig_cases(const environment& env);
+std::vector<bench_case> poisson2_cases(const environment& env);
+std::vector<bench_case> poisson3_cases(const environment& env);
+std::vector<bench_case> sphere_cases(const environment& env);
 
 // What a family's table shows beside the time of a call.
 enum class unit { gflops, gbytes, time };
@@ -114,7 +118,11 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"gmp", unit::time, gmp_cases, {"libgmp"}},
                                       {"lapack", unit::time, lapack_cases, {"LAPACK", "OpenBLAS", "loop"}},
                                       {"trans", unit::gbytes, trans_cases, {"OpenBLAS", "loop"}},
-                                      {"xblas", unit::gflops, xblas_cases, {"pairs", "float128"}}};
+                                      {"xblas", unit::gflops, xblas_cases, {"pairs", "float128"}},
+                                      {"trig", unit::gflops, trig_cases, {"fftw"}},
+                                      {"poisson2", unit::gbytes, poisson2_cases, {"fftw", "copy"}},
+                                      {"poisson3", unit::gbytes, poisson3_cases, {"fftw", "copy"}},
+                                      {"sphere", unit::time, sphere_cases}};
 
 // Their names, separated by commas.
 std::string family_names();

@@ -21,8 +21,10 @@ struct line_batch {
   int32_t kind;
   bool forward;
   bool mirrored;  // element n - j in the place of element j; the transform stays where it is
+  bool alone;     // one line that is not part of a division: it takes the way of one line, whose bits differ
   bool doubled_first, doubled_last;  // forward: elements 0 and n count twice
-  const T* tables;                   // the real parameter array of types 0 to 5
+  T scale;  // of the results: with 1 forward gives n times, backward twice, what zor_pdett_* do
+  const T* tables;  // the real parameter array of types 0 to 5
   T* f;
   int64_t step, distance, count;
 };
@@ -51,9 +53,8 @@ struct mode_systems {
 
 template <class T>
 struct kernel_set {
-  // Lines that are taken together, and the bytes of scratch, at a boundary of 64, that any number of them
-  // takes. No lines: memory is short.
-  int64_t (*scratch_of_lines)(ZorDftDescriptor* d);
+  // Bytes of scratch, at a boundary of 64, for any number of lines; 0: memory is short.
+  int64_t (*scratch_of_lines)(ZorDftDescriptor* d, bool alone);
   // 0, -200 for a table entry of zero, -1000.
   int64_t (*run_lines)(ZorDftDescriptor* d, const line_batch<T>& b, void* scratch);
   int64_t (*scratch_of_systems)(const mode_systems<T>& s);
@@ -70,6 +71,7 @@ struct kernel_table {
   uint64_t mark;
   kernel_set<float> s;
   kernel_set<double> d;
+  double (*sine)(double angle);
 };
 inline constexpr uint64_t kernel_mark = 0x7A6F722070646531;  // "zor pde1"
 

@@ -8,11 +8,13 @@
 #include <type_traits>
 
 #include "dft/engine/plan/memory.h"
+#include "dft/engine/roots/trig.h"
 #include "dft/interleaved.h"
 #include "pde/kernels.h"
 #include "pde/poisson/tridiagonal.h"
 #include "pde/trig/steps.h"
 #include "pde/trig/transform.h"
+#include "serv/control.h"
 #include "serv/vec.h"
 
 namespace zor::pde {
@@ -20,20 +22,17 @@ namespace {
 
 using descriptor = ZorDftDescriptor;
 
-// What the runs of one length read: rows, or the line.
+// What the runs of one length read: lines side by side where the length has that form, and a line alone. Each
+// is made by the first run that wants it.
 template <class T>
-struct batch_plan {
+struct rows_plan {
   dft::real_rows<T> rows;
-  dft::line_transform line;
-  bool side_by_side;
-  int64_t scratch;
+  bool exists;
 };
-
-// Stands in the descriptor. The plan is made by the first run that wants it.
 struct line_kernels {
   const kernel_table* table;
   zor_int n;
-  std::atomic<void*> plan;
+  std::atomic<void*> rows, line;
 };
 
 constexpr int64_t boundary = 64;
@@ -42,55 +41,67 @@ template <class T>
 constexpr ptrdiff_t width_of = ptrdiff_t(lines_together<T>);
 
 template <class T>
-void free_plan(batch_plan<T>* p) {
+void free_rows(rows_plan<T>* p) {
   if (p == nullptr) return;
   dft::free_real_rows(&p->rows);
-  dft::free_line(&p->line);
+  dft::engine_free(p);
+}
+void release_line(dft::line_transform* p) {
+  if (p == nullptr) return;
+  dft::free_line(p);
   dft::engine_free(p);
 }
 
 template <class T>
-batch_plan<T>* make_plan(zor_int n) {
-  void* const block = dft::engine_allocate(sizeof(batch_plan<T>));
+rows_plan<T>* make_rows(zor_int n) {
+  void* const block = dft::engine_allocate(sizeof(rows_plan<T>));
   if (block == nullptr) return nullptr;
-  auto* const p = new (block) batch_plan<T>{};
-  int32_t code = dft::commit_real_rows(&p->rows, int32_t(n));
-  p->side_by_side = code == dft::engine_done;
-  const int64_t row = boundary;
-  if (p->side_by_side) {
-    p->scratch = 2 * (n + 1) * row;
-  } else {
-    if (code == dft::engine_bad_size)
-      code = dft::commit_line<T>(&p->line, dft::line_kind::real, int32_t(n), dft::scale_none);
-    if (code != dft::engine_done) {
-      free_plan(p);
-      return nullptr;
-    }
-    p->scratch = rounded_up((n + 2) * int64_t(sizeof(T))) + rounded_up(dft::work_of_line(p->line)) + boundary;
-  }
-  return p;
+  auto* const p = new (block) rows_plan<T>{};
+  const int32_t code = dft::commit_real_rows(&p->rows, int32_t(n));
+  p->exists = code == dft::engine_done;
+  if (p->exists || code == dft::engine_bad_size) return p;
+  free_rows(p);
+  return nullptr;
+}
+template <class T>
+dft::line_transform* make_line(zor_int n) {
+  void* const block = dft::engine_allocate(sizeof(dft::line_transform));
+  if (block == nullptr) return nullptr;
+  auto* const p = new (block) dft::line_transform{};
+  if (dft::commit_line<T>(p, dft::line_kind::real, int32_t(n), dft::scale_none) == dft::engine_done) return p;
+  release_line(p);
+  return nullptr;
 }
 
+// The plan in its place, made if it is the first time; two threads may make it, and one of them wins.
+template <class P>
+const P* plan_in(std::atomic<void*>& place, zor_int n, P* (*make)(zor_int), void (*release)(P*)) {
+  void* found = place.load(std::memory_order_acquire);
+  if (found != nullptr) return static_cast<const P*>(found);
+  P* const made = make(n);
+  if (made == nullptr || place.compare_exchange_strong(found, made)) return made;
+  release(made);
+  return static_cast<const P*>(found);
+}
+line_kernels* kernels_at(descriptor* d) { return static_cast<line_kernels*>(d->private_data); }
 template <class T>
-const batch_plan<T>* plan_of(descriptor* d) {
-  auto* const k = static_cast<line_kernels*>(d->private_data);
-  void* const found = k->plan;
-  if (found != nullptr) return static_cast<const batch_plan<T>*>(found);
-  auto* const made = make_plan<T>(k->n);
-  if (made == nullptr) return nullptr;
-  void* first = nullptr;
-  if (k->plan.compare_exchange_strong(first, made)) return made;
-  free_plan(made);
-  return static_cast<const batch_plan<T>*>(first);
+const rows_plan<T>* rows_of(descriptor* d) {
+  line_kernels* const k = kernels_at(d);
+  return plan_in<rows_plan<T>>(k->rows, k->n, make_rows<T>, free_rows<T>);
+}
+template <class T>
+const dft::line_transform* line_of(descriptor* d) {
+  line_kernels* const k = kernels_at(d);
+  return plan_in<dft::line_transform>(k->line, k->n, make_line<T>, release_line);
 }
 
 void release_kernels(descriptor* d) {
-  auto* const k = static_cast<line_kernels*>(d->private_data);
-  void* const plan = k->plan;
+  line_kernels* const k = kernels_at(d);
   if (d->precision == ZOR_DFT_DOUBLE)
-    free_plan(static_cast<batch_plan<double>*>(plan));
+    free_rows(static_cast<rows_plan<double>*>(k->rows.load()));
   else
-    free_plan(static_cast<batch_plan<float>*>(plan));
+    free_rows(static_cast<rows_plan<float>*>(k->rows.load()));
+  release_line(static_cast<dft::line_transform*>(k->line.load()));
   dft::engine_free(k);
 }
 
@@ -221,13 +232,13 @@ constexpr scatter_fn<T>* scatters[3][2] = {{scatter_contiguous<T, false>, scatte
 // One vector of lines of the tile after the other. The discrete transform takes them all, so it stands
 // between two walks; what the first walk of transform 1 leaves goes to the second one.
 template <class T>
-int64_t run_tile(const batch_plan<T>& p, const line_batch<T>& b, T* tile, T* engine_tile) {
+int64_t run_tile(const dft::real_rows<T>& rows, const line_batch<T>& b, T* tile, T* engine_tile) {
   using V = vec<T>;
   constexpr ptrdiff_t W = width_of<T>, groups = W / lanes<V>;
-  const ptrdiff_t n = p.rows.n;
+  const ptrdiff_t n = rows.n;
   T* const x = b.kind == 3 ? tile + W : tile;
   if (b.kind == lines_periodic) {
-    dft::run_real_rows(p.rows, b.forward ? dft::forward : dft::backward, x, engine_tile);
+    dft::run_real_rows(rows, b.forward ? dft::forward : dft::backward, x, engine_tile);
     return status_done;
   }
   using steps = trig_steps<V, T, W>;
@@ -237,7 +248,7 @@ int64_t run_tile(const batch_plan<T>& p, const line_batch<T>& b, T* tile, T* eng
   };
   each([&](const steps& s, V& c) { c = s.before(b.kind, b.forward); });
   const bool dft_forward = b.kind < 2 || !b.forward;
-  dft::run_real_rows(p.rows, dft_forward ? dft::forward : dft::backward, x, engine_tile);
+  dft::run_real_rows(rows, dft_forward ? dft::forward : dft::backward, x, engine_tile);
   bool divided = true;
   each([&](const steps& s, V c) { divided = s.after(b.kind, b.forward, c) && divided; });
   return divided ? status_done : status_zero_divisor;
@@ -245,10 +256,10 @@ int64_t run_tile(const batch_plan<T>& p, const line_batch<T>& b, T* tile, T* eng
 
 // The line alone, in the same memory layout of one element a row.
 template <class T>
-int64_t run_one(const batch_plan<T>& p, const line_batch<T>& b, ptrdiff_t n, T* line, void* work) {
+int64_t run_one(const dft::line_transform& plan, const line_batch<T>& b, ptrdiff_t n, T* line, void* work) {
   T* const x = b.kind == 3 ? line + 1 : line;
   const auto dft = [&](bool dft_forward) {
-    return dft::run_line(p.line, dft_forward ? dft::forward : dft::backward, x, x, work) == dft::engine_done;
+    return dft::run_line(plan, dft_forward ? dft::forward : dft::backward, x, x, work) == dft::engine_done;
   };
   if (b.kind == lines_periodic) return dft(b.forward) ? status_done : status_transform_failed;
   using steps = trig_steps<T, T, 1>;
@@ -259,20 +270,14 @@ int64_t run_one(const batch_plan<T>& p, const line_batch<T>& b, ptrdiff_t n, T* 
 }
 
 template <class T>
-T factor_of(const line_batch<T>& b, ptrdiff_t n) {
-  if (b.kind == lines_periodic) return T(1);
-  return b.forward ? T(1) / T(n) : T(0.5);
-}
-
-template <class T>
 void double_row(T* row, ptrdiff_t count) {
   for (ptrdiff_t i = 0; i < count; ++i) row[i] = T(2) * row[i];
 }
 
 template <class T>
-int64_t run_side_by_side(const batch_plan<T>& p, const line_batch<T>& b, T* tile) {
+int64_t run_side_by_side(const dft::real_rows<T>& rows, const line_batch<T>& b, T* tile) {
   constexpr ptrdiff_t W = width_of<T>;
-  const ptrdiff_t n = p.rows.n;
+  const ptrdiff_t n = rows.n;
   T* const engine_tile = tile + W * (n + 1);
   // Lines that run downwards are read upwards from their other end.
   const bool downwards = b.step == -1;
@@ -291,49 +296,65 @@ int64_t run_side_by_side(const batch_plan<T>& p, const line_batch<T>& b, T* tile
     gathers<T>[layout][mirror_in](g, from, n, tile);
     if (b.doubled_first) double_row(tile_row<T, false>(tile, n, b.mirrored ? n : 0), W);
     if (b.doubled_last) double_row(tile_row<T, false>(tile, n, b.mirrored ? 0 : n), W);
-    const int64_t status = run_tile(p, b, tile, engine_tile);
+    const int64_t status = run_tile(rows, b, tile, engine_tile);
     if (status != status_done) return status;
-    scatters<T>[layout][mirror_out](g, to, n, tile, factor_of(b, n));
+    scatters<T>[layout][mirror_out](g, to, n, tile, b.scale);
   }
   return status_done;
 }
 
 template <class T>
-int64_t run_one_by_one(const batch_plan<T>& p, const line_batch<T>& b, ptrdiff_t n, T* line) {
+int64_t run_one_by_one(const dft::line_transform& plan, const line_batch<T>& b, ptrdiff_t n, T* line) {
   void* const work = reinterpret_cast<char*>(line) + rounded_up((n + 2) * int64_t(sizeof(T)));
   const element_range inside = elements_of(b.kind, n);
-  const T factor = factor_of(b, n);
   const auto place = [&](ptrdiff_t j, bool mirrored) { return b.step * (mirrored ? n - j : j); };
   for (ptrdiff_t i = 0; i < b.count; ++i) {
     T* const f = b.f + b.distance * i;
     for (ptrdiff_t j = inside.first; j <= inside.last; ++j) line[j] = f[place(j, b.mirrored && b.forward)];
     if (b.doubled_first) double_row(line + (b.mirrored ? n : 0), 1);
     if (b.doubled_last) double_row(line + (b.mirrored ? 0 : n), 1);
-    const int64_t status = run_one(p, b, n, line, work);
+    const int64_t status = run_one(plan, b, n, line, work);
     if (status != status_done) return status;
     for (ptrdiff_t j = inside.first; j <= inside.last; ++j)
-      f[place(j, b.mirrored && !b.forward)] = factor * line[j];
+      f[place(j, b.mirrored && !b.forward)] = b.scale * line[j];
   }
   return status_done;
 }
 
+// Lines in company share their arithmetic; a line alone would pay for all of a row.
 template <class T>
-int64_t run_lines(descriptor* d, const line_batch<T>& b, void* scratch) {
-  const batch_plan<T>* const p = plan_of<T>(d);
-  if (p == nullptr) return status_transform_failed;
-  T* const room = static_cast<T*>(scratch);
-  return p->side_by_side ? run_side_by_side(*p, b, room) : run_one_by_one(*p, b, ptrdiff_t(d->length), room);
+bool goes_side_by_side(const rows_plan<T>* rows, bool alone) {
+  return !alone && rows->exists;
 }
 
 template <class T>
-int64_t scratch_of_lines(descriptor* d) {
-  const batch_plan<T>* const p = plan_of<T>(d);
-  return p == nullptr ? 0 : p->scratch;
+int64_t run_lines(descriptor* d, const line_batch<T>& b, void* scratch) {
+  T* const room = static_cast<T*>(scratch);
+  const rows_plan<T>* const rows = rows_of<T>(d);
+  if (rows == nullptr) return status_transform_failed;
+  if (goes_side_by_side(rows, b.alone)) return run_side_by_side(rows->rows, b, room);
+  const dft::line_transform* const line = line_of<T>(d);
+  return line == nullptr ? status_transform_failed : run_one_by_one(*line, b, ptrdiff_t(d->length), room);
+}
+
+template <class T>
+int64_t scratch_of_lines(descriptor* d, bool alone) {
+  const rows_plan<T>* const rows = rows_of<T>(d);
+  if (rows == nullptr) return 0;
+  const int64_t n = d->length;
+  if (goes_side_by_side(rows, alone)) return 2 * (n + 1) * boundary;
+  const dft::line_transform* const line = line_of<T>(d);
+  if (line == nullptr) return 0;
+  return rounded_up((n + 2) * int64_t(sizeof(T))) + rounded_up(dft::work_of_line(*line)) + boundary;
+}
+
+double sine(double angle) {
+  return in_default_modes([angle] { return cosine_and_sine_of(angle).sine; });
 }
 
 template <class T>
 constexpr kernel_set<T> set_of = {scratch_of_lines<T>, run_lines<T>, scratch_of_systems<T>, solve_systems<T>};
-constexpr kernel_table table = {kernel_mark, set_of<float>, set_of<double>};
+constexpr kernel_table table = {kernel_mark, set_of<float>, set_of<double>, sine};
 
 }  // namespace
 

@@ -155,12 +155,16 @@ void run_sweep(recorder& out);
 void run_conv1(recorder& out);
 void run_convnd(recorder& out);
 void run_trig(recorder& out);
+void run_poisson2(recorder& out);
+void run_poisson3(recorder& out);
+void run_sphere(recorder& out);
 inline constexpr battery_family battery[] = {
-    {"vector", run_vector}, {"gemm", run_gemm},       {"matvec", run_matvec}, {"level3", run_level3},
-    {"spcsr", run_spcsr},   {"spcoo", run_spcoo},     {"spdia", run_spdia},   {"spbsr", run_spbsr},
-    {"spsky", run_spsky},   {"spgemm", run_spgemm},   {"spconv", run_spconv}, {"sweep", run_sweep},
-    {"dft1", run_dft1},     {"dftreal", run_dftreal}, {"dftnd", run_dftnd},   {"gmp", run_gmp},
-    {"lapack", run_lapack}, {"trans", run_trans},     {"xblas", run_xblas},   {"conv1", run_conv1},
-    {"convnd", run_convnd}, {"level2", run_level2},   {"trig", run_trig}};
+    {"vector", run_vector},     {"gemm", run_gemm},       {"matvec", run_matvec}, {"level3", run_level3},
+    {"spcsr", run_spcsr},       {"spcoo", run_spcoo},     {"spdia", run_spdia},   {"spbsr", run_spbsr},
+    {"spsky", run_spsky},       {"spgemm", run_spgemm},   {"spconv", run_spconv}, {"sweep", run_sweep},
+    {"dft1", run_dft1},         {"dftreal", run_dftreal}, {"dftnd", run_dftnd},   {"gmp", run_gmp},
+    {"lapack", run_lapack},     {"trans", run_trans},     {"xblas", run_xblas},   {"conv1", run_conv1},
+    {"convnd", run_convnd},     {"level2", run_level2},   {"trig", run_trig},     {"poisson2", run_poisson2},
+    {"poisson3", run_poisson3}, {"sphere", run_sphere}};
 
 }  // namespace zor_tools
