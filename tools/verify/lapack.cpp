@@ -231,6 +231,56 @@ void reflections(recorder& out, zor::larfx_fn<T>* fn) {
   });
 }
 
+// ---- Entries of the core.
+
+// Large enough to be divided over threads.
+constexpr zor_int divided_order = 900, divided_columns = 100;
+
+template <class T, class Call>
+void divided_solves(recorder& out, const Call& call) {
+  for (const zor_int nrhs : {zor_int(1), zor_int(5), divided_columns}) {
+    tridiagonal<T> m(uint64_t(nrhs), divided_order, nrhs, content::ordinary);
+    for (zor_int i = 0; i < divided_order; ++i) m.d.data()[i] = scalar<T>(100 + double(i % 9), 3);
+    out.add(call(divided_order, nrhs, m));
+    m.b.record(out);
+  }
+}
+
+template <class T, class Factor, class Solve>
+void batches(recorder& out, const Factor& factor, const Solve& solve) {
+  for (const zor_int n : {1, 5, 12, 33})
+    for (const char uplo : {'U', 'L'}) {
+      constexpr zor_int count = 50, nrhs = 2;
+      numbers source{uint64_t(n)};
+      block<T> a(size_t(n * n * count), 1, source), b(size_t(n * nrhs * count), 0, source);
+      for (zor_int k = 0; k < count; k += 2)
+        for (zor_int j = 0; j < n; ++j) a.data()[k * n * n + j + j * n] = scalar<T>(64.0 * double(n), 0);
+      std::vector<zor_int> info(size_t{count}), ipiv(size_t(n * count));
+      factor(uplo, n, a.data(), count, ipiv.data(), info.data());
+      solve(uplo, n, nrhs, a.data(), count, ipiv.data(), b.data(), info.data());
+      a.record(out);
+      b.record(out);
+      out.add(info.data(), info.size());
+    }
+}
+
+template <class T>
+void refined(recorder& out, zor::solve_refined_fn<T>* fn) {
+  for (const zor_int n : {1, 3, 20, 70})
+    for (const char kind : {'G', 'U', 'L'}) {
+      numbers source{uint64_t(n)};
+      block<T> a(size_t(n * n), 1, source), b(size_t(n * 2), 0, source), x(size_t(n * 2), 1, source);
+      for (zor_int j = 0; j < n; ++j) a.data()[j + j * n] = scalar<T>(64.0 * double(n), 0);
+      zor_refinement reports[2];
+      out.add(fn(kind, n, 2, a.data(), n, b.data(), n, x.data(), n, nullptr, reports));
+      x.record(out);
+      for (const zor_refinement& r : reports) {
+        out.add(r.steps);
+        out.add(r.error_bound);
+      }
+    }
+}
+
 }  // namespace
 
 void run_lapack(recorder& out) {
@@ -278,6 +328,51 @@ void run_lapack(recorder& out) {
 #define ROW_LARFX(name, T) \
   if (out.begin(#name)) reflections<T>(out, name);
 #include "zor/tables/lapack.inc"
+
+#define ROW_VALUE_DTSV(name, T, ...)                                                 \
+  if (out.begin(#name))                                                              \
+    divided_solves<T>(out, [](zor_int n, zor_int nrhs, tridiagonal<T>& m) {          \
+      return name(n, nrhs, m.dl.data(), m.d.data(), m.du.data(), m.b.data(), m.ldb); \
+    });
+#define ROW_VALUE_GTSV ROW_VALUE_DTSV
+#define ROW_VALUE_DTTRS(name, T, ...)                                                                 \
+  if (out.begin(#name))                                                                               \
+    divided_solves<T>(out, [](zor_int n, zor_int nrhs, tridiagonal<T>& m) {                           \
+      return name("NTC"[nrhs % 3], n, nrhs, m.dl.data(), m.d.data(), m.du.data(), m.b.data(), m.ldb); \
+    });
+#define ROW_SOLVE_REFINED(name, T) \
+  if (out.begin(#name)) refined<T>(out, name);
+#include "zor/tables/core_lapack.inc"
+#define BATCHES(letter, T)                                                                      \
+  if (out.begin("zor_" #letter "potrs_batch"))                                                  \
+    batches<T>(                                                                                 \
+        out,                                                                                    \
+        [](char uplo, zor_int n, T* a, zor_int count, zor_int*, zor_int* info) {                \
+          zor_##letter##potrf_batch(uplo, n, a, n, n* n, count, info);                          \
+        },                                                                                      \
+        [](char uplo, zor_int n, zor_int nrhs, const T* a, zor_int count, const zor_int*, T* b, \
+           zor_int* info) {                                                                     \
+          zor_##letter##potrs_batch(uplo, n, nrhs, a, n, n* n, b, n, n* nrhs, count, info);     \
+        });
+  BATCHES(s, float)
+  BATCHES(d, double)
+  BATCHES(c, zor_c32)
+  BATCHES(z, zor_c64)
+#undef BATCHES
+#define BATCHES(letter, T)                                                                           \
+  if (out.begin("zor_" #letter "sytrs_batch"))                                                       \
+    batches<T>(                                                                                      \
+        out,                                                                                         \
+        [](char uplo, zor_int n, T* a, zor_int count, zor_int* ipiv, zor_int* info) {                \
+          zor_##letter##sytrf_batch(uplo, n, a, n, n* n, ipiv, count, info);                         \
+        },                                                                                           \
+        [](char uplo, zor_int n, zor_int nrhs, const T* a, zor_int count, const zor_int* ipiv, T* b, \
+           zor_int* info) {                                                                          \
+          zor_##letter##sytrs_batch(uplo, n, nrhs, a, n, n* n, ipiv, b, n, n* nrhs, count, info);    \
+        });
+  BATCHES(s, float)
+  BATCHES(d, double)
+#undef BATCHES
 }
 
 }  // namespace zor_tools
