@@ -92,6 +92,8 @@ std::vector<bench_case> trig_cases(const environment& env);
 std::vector<bench_case> poisson2_cases(const environment& env);
 std::vector<bench_case> poisson3_cases(const environment& env);
 std::vector<bench_case> sphere_cases(const environment& env);
+std::vector<bench_case> conv1_cases(const environment& env);
+std::vector<bench_case> convnd_cases(const environment& env);
 
 // What a family's table shows beside the time of a call.
 enum class unit { gflops, gbytes, time };
@@ -122,7 +124,9 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"trig", unit::gflops, trig_cases, {"fftw"}},
                                       {"poisson2", unit::gbytes, poisson2_cases, {"fftw", "copy"}},
                                       {"poisson3", unit::gbytes, poisson3_cases, {"fftw", "copy"}},
-                                      {"sphere", unit::time, sphere_cases}};
+                                      {"sphere", unit::time, sphere_cases},
+                                      {"conv1", unit::time, conv1_cases, {"whole", "fftw", "loop"}},
+                                      {"convnd", unit::time, convnd_cases, {"whole", "fftw", "loop"}}};
 
 // Their names, separated by commas.
 std::string family_names();

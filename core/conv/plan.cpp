@@ -20,6 +20,8 @@ constexpr double beside_factor = 1.5, beyond_factor = 2;
 constexpr double column_factor = 1.25;
 // What complex and single data cost, as multiples.
 constexpr double complex_transform = 1.9, complex_product = 3;
+// What a term costs where lines are decimated, as a multiple.
+constexpr double decimated_factor = 2;
 constexpr double single_transform = 0.65, single_product = 0.5;
 // A value costs this beside its products, a call this beside its values; a plan so many times a tile.
 constexpr double output_cost = 8, direct_call_cost = 5e3, transform_call_cost = 2e4, plan_share = 1.5;
@@ -105,7 +107,8 @@ double direct_cost(bool complex, bool single, bool correlation, int dims, const 
     const double share = double(d.count) * double(d.step) / full;
     terms *= std::min(longest, mean / std::max(share, mean / longest));
   }
-  const double value = terms * (complex ? complex_product : 1) + output_cost;
+  const double product = (complex ? complex_product : 1) * (of[0].step > 1 ? decimated_factor : 1);
+  const double value = terms * product + output_cost;
   return outputs * value * (single ? single_product : 1) + direct_call_cost;
 }
 

@@ -5,10 +5,10 @@
 #include <cstring>
 
 #include "core/blas/arguments.h"
+#include "core/conv/kept_plans.h"
 #include "core/conv/problem.h"
-#include "core/heap_array.h"
 #include "core/threads.h"
-#include "zor/dft.h"
+#include "serv/scratch.h"
 
 namespace zor_core {
 namespace {
@@ -20,6 +20,9 @@ using zor::is_complex, zor::real_t;
 struct filtered_dimension {
   zor_int signal, taps, signal_step, taps_step, first;
 };
+
+// Beyond all memory.
+constexpr zor_int most_points = INT64_C(1) << 40;
 
 int32_t status_of(int32_t fft_status) {
   if (fft_status == ZOR_FFT_OK) return ZOR_CONV_OK;
@@ -75,8 +78,8 @@ class filter {
       of_[i] = taps_are_y ? filtered_dimension{d.m, d.n, x_step, d.y_step, 0}
                           : filtered_dimension{d.n, d.m, d.y_step, x_step, 0};
       of_[i].first = d.start + (p.correlation ? d.m - 1 : 0);
-      box_step_[i] = i == 0 ? 1 : box_step_[i - 1] * plan.padded[i - 1];
-      points_ *= plan.padded[i];
+      box_step_[i] = i == 0 ? 1 : saturating_product(box_step_[i - 1], plan.padded[i - 1]);
+      points_ = saturating_product(points_, plan.padded[i]);
       tiles_[i] = (d.count + plan.tile[i] - 1) / plan.tile[i];
       all_tiles_ *= tiles_[i];
     }
@@ -85,18 +88,19 @@ class filter {
     spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
   }
   ~filter() {
-    if (fft_ != nullptr) zor_fft_free(&fft_);
+    if (fft_ != nullptr) return_transform(fft_);
   }
 
   int32_t run() {
+    if (points_ > most_points) return ZOR_CONV_NO_MEMORY;
     if (const int32_t status = commit()) return status;
     const int32_t threads = int32_t(std::min<zor_int>(usable_threads(), all_tiles_));
     // Reals of a box and of a spectrum, on whole cache lines; complex boxes are their own spectra.
     const zor_int spectrum = (2 * spectrum_count_ + 15) / 16 * 16,
                   box = complex ? 0 : (points_ + 15) / 16 * 16;
-    const heap_array<R> memory(saturating_product(spectrum + box, threads) + spectrum);
-    if (memory.data() == nullptr) return ZOR_CONV_NO_MEMORY;
-    R* const of_taps = memory.data();
+    const zor::scratch<R> memory(saturating_product(spectrum + box, threads) + spectrum + 16);
+    if (memory.data == nullptr) return ZOR_CONV_NO_MEMORY;
+    R* const of_taps = zor::align_up<R>(memory.data, 64);
     const auto space_of = [&](zor_int thread) {
       R* const own = of_taps + spectrum + thread * (spectrum + box);
       return space{own, complex ? own : own + spectrum};
@@ -123,17 +127,12 @@ class filter {
   };
 
   int32_t commit() {
-    zor_int lengths[conv_most_dims];
-    for (int i = 0; i < p_.dims; ++i) lengths[p_.dims - 1 - i] = plan_.padded[i];
-    int32_t status = zor_fft_create(&fft_, sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
-                                    complex ? ZOR_DFT_COMPLEX : ZOR_DFT_REAL, p_.dims, lengths);
-    if (status == ZOR_FFT_OK && !complex)
-      status = zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
-    if (status == ZOR_FFT_OK && !complex)
-      status = zor_fft_set_int(fft_, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
-    if (status == ZOR_FFT_OK) status = zor_fft_set_real(fft_, ZOR_DFT_BACKWARD_SCALE, 1.0 / double(points_));
-    if (status == ZOR_FFT_OK) status = zor_fft_commit(fft_);
-    return status_of(status);
+    transform_key key = {sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
+                         complex ? ZOR_DFT_COMPLEX : ZOR_DFT_REAL,
+                         p_.dims,
+                         {}};
+    for (int i = 0; i < p_.dims; ++i) key.lengths[p_.dims - 1 - i] = plan_.padded[i];
+    return status_of(take_transform(key, &fft_));
   }
   int32_t forward(const R* box, R* spectrum) {
     return status_of(complex ? zor_fft_forward(fft_, spectrum)

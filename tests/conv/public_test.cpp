@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The public convolutions: every mode, method, rank and layout against plain sums, for any number of threads;
 // refused arguments.
-#include "zor/core.h"
+#include <thread>
 
 #include "tests/conv/problems.h"
+#include "zor/core.h"
 
 namespace {
 
@@ -282,6 +283,34 @@ TEST(PublicConv, OperandsInterleaved) {
   EXPECT_EQ(halves(-4), 0);
   EXPECT_EQ(halves(16), 0);
   EXPECT_EQ(halves(17), ZOR_CONV_OVERLAP);
+}
+
+// Plans are kept between calls and shared: callers at once, with more lengths than are kept.
+TEST(PublicConv, CallersAtOnce) {
+  constexpr int lengths = 12, callers = 4;
+  const auto result = [](int which) {
+    const zor_int m = 300 + 211 * which, n = 150 + 90 * which, full = m + n - 1;
+    random_bits random{uint64_t(which)};
+    std::vector<double> x(static_cast<size_t>(m)), y(static_cast<size_t>(n)), z(static_cast<size_t>(full));
+    for (double& v : x) v = random.unit();
+    for (double& v : y) v = random.unit();
+    zor_conv_options options = {};
+    options.method = ZOR_CONV_TRANSFORM;
+    EXPECT_EQ(zor_convolve_d(1, &m, x.data(), &n, y.data(), &full, z.data(), &options), 0);
+    return z;
+  };
+  std::vector<std::vector<double>> expected;
+  for (int which = 0; which < lengths; ++which) expected.push_back(result(which));
+  std::vector<std::thread> threads;
+  for (int caller = 0; caller < callers; ++caller)
+    threads.emplace_back([&, caller] {
+      for (int turn = 0; turn < 40; ++turn) {
+        const int which = (turn * (caller + 1) + caller) % lengths;
+        const std::vector<double> z = result(which);
+        EXPECT_TRUE(same_bits(expected[size_t(which)].data(), z.data(), z.size())) << which;
+      }
+    });
+  for (std::thread& t : threads) t.join();
 }
 
 }  // namespace
