@@ -70,6 +70,25 @@ struct fft_options {
 };
 int fft(const fft_options& options);
 
+struct convolve_options {
+  std::string input;   // a WAV recording, or a PGM or PPM image
+  std::string kernel;  // an impulse response; of an image gauss, sobel or a file of numbers
+  std::string output;
+  double sigma = 1.5;  // of gauss
+  double gain = 1;     // factor of the result
+  int32_t threads = 0;
+};
+int convolve(const convolve_options& options);
+
+struct correlate_options {
+  std::string pattern;  // an image or a signal
+  std::string input;    // what is searched, of the same kind
+  std::string plot;     // empty: none
+  int32_t column = 1;   // channel of a WAV file, column of text
+  int32_t threads = 0;
+};
+int correlate(const correlate_options& options);
+
 struct verify_options {
   bool list = false;
   std::vector<std::string> families;  // empty: all

@@ -137,6 +137,32 @@ void add_fft(CLI::App& app, zor_tools::fft_options& options) {
   add_threads(command, options.threads, "Threads at most");
 }
 
+void add_convolve(CLI::App& app, zor_tools::convolve_options& options) {
+  CLI::App* command = app.add_subcommand(
+      "convolve", "Put a recording through an impulse response, or an image through a kernel");
+  add_file(command, "FILE", options.input, "WAV recording, PGM or PPM image")->required();
+  add_file(command, "KERNEL", options.kernel,
+           "WAV file of the response; for an image gauss, sobel or a text file with rows of numbers")
+      ->required();
+  add_file(command, "-o,--output", options.output,
+           "File for the result, of the kind of the input; appears whole or not at all")
+      ->required();
+  command->add_option("--sigma", options.sigma, "Standard deviation of gauss, in pixels")
+      ->check(number([](double v) { return v > 0 && v <= 1000; }, "a number above 0 and up to 1000"));
+  command->add_option("--gain", options.gain, "Factor of the result")
+      ->check(number([](double v) { return std::isfinite(v); }, "a finite number"));
+  add_threads(command, options.threads, "Threads at most");
+}
+
+void add_correlate(CLI::App& app, zor_tools::correlate_options& options) {
+  CLI::App* command = app.add_subcommand("correlate", "Find a template in a signal or an image");
+  add_file(command, "TEMPLATE", options.pattern, "PGM or PPM image, WAV, text or CSV file")->required();
+  add_file(command, "FILE", options.input, "What is searched, of the same kind")->required();
+  command->add_option("--column", options.column, "Channel or column, from 1")->check(whole(1, 65535));
+  add_file(command, "--plot", options.plot, "Draw into this file: .svg, .png or .pdf");
+  add_threads(command, options.threads, "Threads at most");
+}
+
 void add_verify(CLI::App& app, zor_tools::verify_options& options) {
   CLI::App* command = app.add_subcommand("verify", "Compare the bits of every routine with the kept digests");
   command->add_flag("--list", options.list, "Print the digest of every name");
@@ -190,6 +216,8 @@ int run(int argc, char** argv) {
   zor_tools::refine_options refine;
   zor_tools::transpose_options transpose;
   zor_tools::fft_options fft;
+  zor_tools::convolve_options convolve;
+  zor_tools::correlate_options correlate;
   zor_tools::verify_options verify;
   zor_bench::options bench;
   add_matmul(app, matmul);
@@ -199,6 +227,8 @@ int run(int argc, char** argv) {
   add_transpose(app, transpose);
   app.add_subcommand("info", "Tell which libraries run, and why");
   add_fft(app, fft);
+  add_convolve(app, convolve);
+  add_correlate(app, correlate);
   add_verify(app, verify);
   add_bench(app, bench);
   try {
@@ -218,6 +248,8 @@ int run(int argc, char** argv) {
   if (app.got_subcommand("refine")) return zor_tools::refine(refine);
   if (app.got_subcommand("transpose")) return zor_tools::transpose(transpose);
   if (app.got_subcommand("fft")) return zor_tools::fft(fft);
+  if (app.got_subcommand("convolve")) return zor_tools::convolve(convolve);
+  if (app.got_subcommand("correlate")) return zor_tools::correlate(correlate);
   if (app.got_subcommand("info")) return zor_tools::info();
   if (app.got_subcommand("verify")) return zor_tools::verify(verify);
   zor_bench::choose_build(bench.build, argv);

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+// zor convolve and zor correlate: recordings of every sample format, images, templates; results against plain
+// sums, and what is refused.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "tests/tools/program.h"
+
+namespace {
+
+using namespace zor_test;
+
+using samples = std::vector<double>;  // of all channels, frame by frame
+
+struct format {
+  bool floating;
+  int bits, channels;
+};
+
+std::string wav(const format& f, const samples& values, uint32_t rate = 8000) {
+  std::string data, out = "RIFF....WAVEfmt ";
+  const auto put = [](std::string* to, auto v) { to->append(reinterpret_cast<const char*>(&v), sizeof v); };
+  for (const double v : values) {
+    if (f.floating) {
+      f.bits == 32 ? put(&data, float(v)) : put(&data, v);
+    } else {
+      const int32_t number = int32_t(std::lround(std::ldexp(v, f.bits - 1)));
+      data.append(reinterpret_cast<const char*>(&number), size_t(f.bits) / 8);
+    }
+  }
+  put(&out, uint32_t(16)), put(&out, uint16_t(f.floating ? 3 : 1)), put(&out, uint16_t(f.channels));
+  put(&out, rate), put(&out, uint32_t(rate * f.bits / 8)), put(&out, uint16_t(f.channels * f.bits / 8));
+  put(&out, uint16_t(f.bits));
+  out += "data";
+  put(&out, uint32_t(data.size()));
+  return out + data;
+}
+
+samples samples_of(const std::string& bytes, const format& f) {
+  samples values;
+  const size_t step = size_t(f.bits) / 8;
+  for (size_t at = 44; at + step <= bytes.size(); at += step) {
+    if (f.floating) {
+      float single;
+      double wide;
+      std::memcpy(&single, bytes.data() + at, 4);
+      if (step == 8) std::memcpy(&wide, bytes.data() + at, 8);
+      values.push_back(step == 8 ? wide : double(single));
+    } else {
+      int32_t number = 0;
+      std::memcpy(reinterpret_cast<char*>(&number) + 4 - step, bytes.data() + at, step);
+      values.push_back(number * 0x1p-31);
+    }
+  }
+  return values;
+}
+
+samples noise(size_t count, double size) {
+  samples values;
+  uint64_t state = count;
+  for (size_t i = 0; i < count; ++i) {
+    state = state * 6364136223846793005u + 1442695040888963407u;
+    // Exact in every format.
+    values.push_back(std::floor(double(int64_t(state) >> 40) * 0x1p-23 * size * 0x1p15) * 0x1p-15);
+  }
+  return values;
+}
+
+// Every format; a response of one channel for all or of one each; more frames than are taken at once.
+TEST(ConvCli, RecordingsThroughResponses) {
+  const struct {
+    format f;
+    size_t frames;
+    int response_channels;
+  } cases[] = {{{false, 16, 1}, 5000, 1},
+               {{false, 24, 2}, 3000, 1},
+               {{false, 32, 1}, 100, 1},
+               {{true, 32, 2}, 300000, 2},
+               {{true, 64, 1}, 262145, 1}};
+  for (const auto& c : cases) {
+    const scratch_folder folder;
+    const size_t channels = size_t(c.f.channels), taps = 40;
+    const samples x = noise(c.frames * channels, 0.1), h = noise(taps * size_t(c.response_channels), 0.2);
+    folder.write("x.wav", wav(c.f, x));
+    folder.write("h.wav", wav({true, 64, c.response_channels}, h));
+    const outcome o = run(folder, "convolve x.wav h.wav -o z.wav --gain 0.5");
+    ASSERT_EQ(o.status, 0) << o.err;
+    const samples z = samples_of(folder.read("z.wav"), c.f);
+    ASSERT_EQ(z.size(), (c.frames + taps - 1) * channels);
+    const double step = c.f.floating ? 1e-7 : std::ldexp(0.5000001, 1 - c.f.bits);
+    for (size_t k = 0; k < c.frames + taps - 1; ++k)
+      for (size_t channel = 0; channel < channels; ++channel) {
+        double sum = 0;
+        for (size_t j = k < c.frames ? 0 : k - c.frames + 1; j < taps && j <= k; ++j)
+          sum += x[(k - j) * channels + channel] * h[c.response_channels == 1 ? j : j * channels + channel];
+        ASSERT_NEAR(z[k * channels + channel], 0.5 * sum, step + 1e-12) << c.f.bits << " bits, frame " << k;
+      }
+  }
+}
+
+TEST(ConvCli, ClippedSamplesAreCounted) {
+  const scratch_folder folder;
+  folder.write("x.wav", wav({false, 16, 1}, {0.5, -0.75, 0.25, 0}));
+  folder.write("h.wav", wav({true, 32, 1}, {2}));
+  const outcome o = run(folder, "convolve x.wav h.wav -o z.wav");
+  ASSERT_EQ(o.status, 0) << o.err;
+  EXPECT_NE(o.out.find("peak        1.5, 2 samples clipped"), std::string::npos) << o.out;
+  EXPECT_EQ(samples_of(folder.read("z.wav"), {false, 16, 1}), (samples{32767.0 / 32768, -1, 0.5, 0}));
+}
+
+// Pixels beyond the border repeat those of the border.
+TEST(ConvCli, ImagesThroughKernels) {
+  const int rows = 9, columns = 13;
+  std::vector<int> red(rows * columns), green = red, blue = red;
+  for (int p = 0; p < rows * columns; ++p)
+    red[size_t(p)] = p * 37 % 251, green[size_t(p)] = p * p % 200, blue[size_t(p)] = p;
+  std::string grey = "P5 # grey\n13 9\n255\n", colour = "P3\n13 9\n1000\n";
+  for (size_t p = 0; p < red.size(); ++p) {
+    grey += char(red[p]);
+    colour += fmt::format("{} {} {}\n", red[p], green[p], blue[p]);
+  }
+  const scratch_folder folder;
+  folder.write("grey.pgm", grey);
+  folder.write("colour.ppm", colour);
+  folder.write("kernel", "# an odd one\n0 0.5 0.25\n0.125 0 0.125\n");
+  const auto neighbour = [&](const std::vector<int>& plane, int i, int j) {
+    return plane[size_t(std::clamp(i, 0, rows - 1) * columns + std::clamp(j, 0, columns - 1))];
+  };
+  const double kernel[2][3] = {{0, 0.5, 0.25}, {0.125, 0, 0.125}};
+  outcome o = run(folder, "convolve colour.ppm kernel -o z.ppm");
+  ASSERT_EQ(o.status, 0) << o.err;
+  const std::string z = folder.read("z.ppm"), head = "P6\n13 9\n1000\n";
+  ASSERT_EQ(z.size(), head.size() + red.size() * 6);
+  ASSERT_EQ(z.substr(0, head.size()), head);
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < columns; ++j)
+      for (int c = 0; c < 3; ++c) {
+        double sum = 0;
+        for (int a = 0; a < 2; ++a)
+          for (int b = 0; b < 3; ++b)
+            sum += kernel[a][b] * neighbour(c == 0 ? red : c == 1 ? green : blue, i - a + 0, j + 1 - b);
+        const size_t at = head.size() + size_t((i * columns + j) * 3 + c) * 2;
+        const int value = uint8_t(z[at]) * 256 + uint8_t(z[at + 1]);
+        ASSERT_EQ(value, int(std::nearbyint(sum))) << i << " " << j << " plane " << c;
+      }
+  o = run(folder, "convolve grey.pgm sobel -o s.pgm --gain 0.25");
+  ASSERT_EQ(o.status, 0) << o.err;
+  const std::string s = folder.read("s.pgm");
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < columns; ++j) {
+      double across = 0, down = 0;
+      for (int k = -1; k <= 1; ++k) {
+        const int weight = k == 0 ? 2 : 1;
+        across += weight * (neighbour(red, i + k, j + 1) - neighbour(red, i + k, j - 1));
+        down += weight * (neighbour(red, i + 1, j + k) - neighbour(red, i - 1, j + k));
+      }
+      const double size = std::min(255.0, 0.25 * std::sqrt(across * across + down * down));
+      ASSERT_NEAR(uint8_t(s[s.size() - red.size() + size_t(i * columns + j)]), size, 0.5001);
+    }
+  // A constant image stays what it is under a mean.
+  folder.write("flat.pgm", "P2 3 2 255 7 7 7 7 7 7");
+  ASSERT_EQ(run(folder, "convolve flat.pgm gauss --sigma 4 -o f.pgm").status, 0);
+  EXPECT_EQ(folder.read("f.pgm"), "P5\n3 2\n255\n" + std::string(6, 7));
+}
+
+TEST(ConvCli, TemplatesAreFound) {
+  const scratch_folder folder;
+  std::string text, part;
+  for (int i = 0; i < 500; ++i) {
+    const std::string line = fmt::format("{}\n", (i * i * 7919 + i) % 1009);
+    text += line;
+    if (i >= 217 && i < 250) part += line;
+  }
+  folder.write("signal.txt", text);
+  folder.write("part.txt", part);
+  outcome o = run(folder, "correlate part.txt signal.txt --plot p.svg");
+  ASSERT_EQ(o.status, 0) << o.err;
+  EXPECT_NE(o.out.find("best        217, correlation 1.000000\n"), std::string::npos) << o.out;
+  EXPECT_NE(folder.read("p.svg").find("<svg"), std::string::npos);
+  // Half as bright and a little lighter than in the image, which has a brighter place elsewhere.
+  std::string image = "P2 40 30 255\n", pattern = "P2 6 5 255\n";
+  for (int i = 0; i < 30; ++i)
+    for (int j = 0; j < 40; ++j) {
+      const int value = i > 20 && j > 30 ? 255 : (i * 31 + j * 17 + i * j) % 97;
+      image += fmt::format("{} ", value);
+      if (i >= 11 && i < 16 && j >= 23 && j < 29) pattern += fmt::format("{} ", value / 2 + 9);
+    }
+  folder.write("image.pgm", image);
+  folder.write("pattern.pgm", pattern);
+  o = run(folder, "correlate pattern.pgm image.pgm --plot q.svg");
+  ASSERT_EQ(o.status, 0) << o.err;
+  EXPECT_NE(o.out.find("best        column 23, row 11, correlation 0.99"), std::string::npos) << o.out;
+  EXPECT_EQ(digest_line(o.out), digest_line(run(folder, "correlate pattern.pgm image.pgm --threads 7").out));
+}
+
+// Refused with status 2 and a line that names the file; no output appears.
+TEST(ConvCli, Refusals) {
+  const scratch_folder folder;
+  folder.write("x.wav", wav({false, 16, 2}, {0, 0, 0, 0}));
+  folder.write("other.wav", wav({true, 32, 1}, {1}, 44100));
+  folder.write("three.wav", wav({true, 32, 3}, {1, 1, 1}));
+  folder.write("nan.wav", wav({true, 32, 2}, {1, NAN}));
+  folder.write("h.wav", wav({true, 32, 1}, {1}));
+  folder.write("eight.wav", wav({false, 8, 1}, {0}));
+  folder.write("cut.wav", wav({false, 16, 1}, {0.5, 0.5}).substr(0, 46));
+  folder.write("i.pgm", "P5 2 2 255\nabcd");
+  folder.write("cut.pgm", "P5 2 2 255\nabc");
+  folder.write("big.pgm", "P2 2 2 70000 1 1 1 1");
+  folder.write("uneven", "1 2\n3\n");
+  folder.write("words", "1 two\n");
+  folder.write("short.txt", "1\n2\n");
+  folder.write("long.txt", "1\n2\n3\n");
+  const char* const commands[] = {
+      "convolve x.wav other.wav -o z", "convolve x.wav three.wav -o z", "convolve nan.wav h.wav -o z",
+      "convolve eight.wav h.wav -o z", "convolve cut.wav h.wav -o z",   "convolve absent.wav h.wav -o z",
+      "convolve cut.pgm gauss -o z",   "convolve big.pgm gauss -o z",   "convolve i.pgm uneven -o z",
+      "convolve i.pgm words -o z",     "convolve i.pgm absent -o z",    "convolve i.pgm gauss -o z --sigma 0",
+      "convolve long.txt gauss -o z",  "convolve i.pgm gauss",          "correlate long.txt short.txt",
+      "correlate long.txt i.pgm",      "correlate i.pgm absent"};
+  const auto before = folder.names();
+  for (const char* command : commands) {
+    const outcome o = run(folder, command);
+    EXPECT_EQ(o.status, 2) << command << ": " << o.out << o.err;
+    EXPECT_EQ(o.err.substr(0, 5), "zor: ") << command;
+    EXPECT_EQ(folder.names(), before) << command;
+  }
+}
+
+}  // namespace
