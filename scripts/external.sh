@@ -69,8 +69,11 @@ pytest() { # NAME EXPECTED MODULES...
   local name=$1 expected=$2
   shift 2
   over_ours /usr/bin/python3 -m pytest -q -p no:cacheprovider --pyargs "$@" >pytest.log 2>&1 || true
-  row "$name" "$(grep -oE '[0-9]+ passed' pytest.log | tail -1 | cut -d' ' -f1)" \
-    "$(grep -oE '[0-9]+ (failed|errors?)' pytest.log | awk '{n += $1} END {print n + 0}')" "$expected"
+  local passed failed
+  passed=$(grep -oE '[0-9]+ passed' pytest.log | tail -1 | cut -d' ' -f1) || true
+  failed=$(grep -oE '[0-9]+ (failed|errors?)' pytest.log | awk '{n += $1} END {print n + 0}') || true
+  printf '%-22s %6s %6s %6s or more\n' "$name" "${passed:=0}" "$failed" "$expected"
+  [ "$passed" -ge "$expected" ] && [ "$failed" = 0 ] || status=1
 }
 run_numpy() { pytest numpy 1763 numpy.linalg numpy.core.tests.test_multiarray; }
 run_scipy() {

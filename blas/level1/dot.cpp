@@ -39,7 +39,8 @@ R dot_unit(zor_int n, const R* x, const R* y) {
 
   partial_sums<R, 64, long_width> sums;
   using P = typename partial_sums<R, 64, long_width>::V;
-  sums.part[0][0] = first;
+  // Made whole: a single lane that is set by itself goes through memory.
+  sums.part[0] = P{first};
   constexpr int block = block_bytes / int(sizeof(R));
   for (; n >= block; n -= block, x += block, y += block) {
     if constexpr (Long) {
