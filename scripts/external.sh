@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # external.sh [name...]: runs programs that nobody of this project wrote over our BLAS libraries and prints a table: program,
-# passed, failed, expected. Names: blas blas64 lapack numpy scipy fork octave r scalapack hpl hash; without one, all. "ref"
+# passed, failed, expected. Names: blas blas64 lapack numpy scipy scipy-signal fork octave r scalapack hpl hash; without one, all. "ref"
 # behind an expected number: counted over the reference BLAS in the same run. Status 0 when all passes are as expected.
 # Wants a finished build (scripts/build.sh); installs what is missing of Debian's packages.
 set -euo pipefail
@@ -92,6 +92,13 @@ run_octave() {
   read -r -a theirs <<<"$(over_reference octave-cli --no-init-file "$external/linear_algebra.m" 2>/dev/null | tail -1)"
   row_like_reference octave "${own[0]-0}" "${own[2]-none}" "${theirs[0]-0}" "${theirs[2]-none}"
 }
+# Convolutions and correlations of random arrays beside scipy.signal.
+run_scipy-signal() {
+  local line cases
+  read -r -a line <<<"$(/usr/bin/python3 "$root/scripts/external/scipy_signal.py" "$build/lib" 2000 | tail -1)"
+  cases=${line[2]-0}
+  row "scipy-signal" "$((cases - ${line[4]-cases}))" "${line[4]-none}" 2000
+}
 # R puts a folder of its own before the library path.
 run_r() { counted "R" 13 "$(LD_PRELOAD="$ours/libblas.so.3 $debian/lapack/liblapack.so.3" Rscript "$external/identities.R" | tail -1)"; }
 
@@ -171,7 +178,7 @@ run_hash() {
 }
 
 printf '%-22s %6s %6s %6s\n' program pass fail want
-[ $# -gt 0 ] || set -- blas blas64 lapack numpy scipy fork octave r scalapack hpl hash
+[ $# -gt 0 ] || set -- blas blas64 lapack numpy scipy scipy-signal fork octave r scalapack hpl hash
 for name in "$@"; do
   declare -F "run_$name" >/dev/null || { echo "external: no program is called $name"; exit 2; }
   "run_$name"

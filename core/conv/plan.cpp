@@ -21,7 +21,7 @@ constexpr double column_factor = 1.25;
 // What complex and single data cost, as multiples.
 constexpr double complex_transform = 1.9, complex_product = 3;
 // What a term costs where lines are decimated, as a multiple.
-constexpr double decimated_factor = 2;
+constexpr double decimated_factor = 3;
 constexpr double single_transform = 0.65, single_product = 0.5;
 // A value costs this beside its products, a call this beside its values; a plan so many times a tile.
 constexpr double output_cost = 8, direct_call_cost = 5e3, transform_call_cost = 2e4, plan_share = 1.5;
