@@ -1,0 +1,31 @@
+#!/usr/bin/env python3
+"""Writes the images that cloning.c joins, lake.pgm and boat.pgm. Integer arithmetic decides every pixel, so each run
+writes the same files."""
+
+import pathlib
+
+
+def write(path, width, height, pixel):
+    data = bytes(pixel(i, j) for j in range(height) for i in range(width))
+    path.write_bytes(b"P5\n%d %d\n255\n" % (width, height) + data)
+
+
+def water(i, j):
+    """A lake that darkens downwards, with waves."""
+    return 200 - j // 2 + (i * 7 + j * j * 3) % 11
+
+
+def boat(i, j):
+    """A boat with a sail on another, brighter water."""
+    light = 235 - j // 4 + (i * 5 + j * 13) % 9
+    if 30 <= j <= 36 and 18 + (j - 30) <= i <= 50 - (j - 30):
+        return 60
+    if 8 <= j <= 28 and 34 <= i <= 34 + (j - 8) // 2:
+        return 150
+    return 90 if i == 33 and 6 <= j <= 30 else light
+
+
+if __name__ == "__main__":
+    folder = pathlib.Path(__file__).parent
+    write(folder / "lake.pgm", 160, 120, water)
+    write(folder / "boat.pgm", 65, 49, boat)
