@@ -79,15 +79,47 @@ void add_spmv(CLI::App& app, zor_tools::spmv_options& options) {
   add_threads(command, options.threads, "Threads at most");
 }
 
+void add_spmm(CLI::App& app, zor_tools::spmm_options& options) {
+  CLI::App* command = app.add_subcommand("spmm", "Multiply two sparse matrices in Matrix Market files");
+  add_file(command, "A", options.a, "Left factor")->required();
+  add_file(command, "B", options.b, "Right factor")->required();
+  add_file(command, "-o,--output", options.output,
+           "Coordinate file for the product; appears whole or not at all; - is the standard output");
+  command->add_flag("--wide-indices", options.wide,
+                    "64-bit indices even where 32 bits serve; the same result");
+  add_threads(command, options.threads, "Threads at most");
+}
+
+void add_convert(CLI::App& app, zor_tools::convert_options& options) {
+  CLI::App* command = app.add_subcommand("convert", "Tell what a sparse matrix needs in a storage format");
+  add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
+  command->add_option("--format", options.format, "csr, coo, dia, bsr or sky")
+      ->required()
+      ->check(CLI::IsMember({"csr", "coo", "dia", "bsr", "sky"}));
+  command->add_option("--block", options.block, "Order of the blocks of bsr")->check(whole(1, 1024));
+  add_file(command, "-o,--output", options.output,
+           "Coordinate file of the matrix as the format holds it; - is the standard output");
+  command->add_flag("--wide-indices", options.wide,
+                    "64-bit indices even where 32 bits serve; the same result");
+  add_threads(command, options.threads, "Threads at most");
+}
+
 void add_solve(CLI::App& app, zor_tools::solve_options& options) {
-  CLI::App* command =
-      app.add_subcommand("solve", "Solve A x = b by conjugate gradients, A symmetric and positive definite");
+  CLI::App* command = app.add_subcommand(
+      "solve", "Solve A x = b: symmetric positive definite by cg, others by bicgstab or gmres");
   add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
   add_file(command, "b", options.b, "Right-hand sides, as columns of a matrix; A times ones when left out");
   add_file(command, "-o,--output", options.output,
            "File for the solution; appears whole or not at all; - is the standard output");
-  command->add_option("--preconditioner", options.preconditioner, "none or gauss-seidel")
-      ->check(CLI::IsMember({"none", "gauss-seidel"}));
+  command->add_option("--method", options.method, "cg (the default), bicgstab or gmres")
+      ->check(CLI::IsMember({"cg", "bicgstab", "gmres"}));
+  command
+      ->add_option("--preconditioner", options.preconditioner,
+                   "none, gauss-seidel or, for bicgstab and gmres, block-gauss-seidel")
+      ->check(CLI::IsMember({"none", "gauss-seidel", "block-gauss-seidel"}));
+  command->add_option("--block", options.block, "Order of the blocks of block-gauss-seidel")
+      ->check(whole(1, 1024));
+  command->add_option("--restart", options.restart, "Directions that gmres keeps")->check(whole(1, 10000));
   command->add_option("--tolerance", options.tolerance, "Residual to reach, relative to b")
       ->check(number([](double v) { return v >= 0 && v <= 1; }, "a number from 0 to 1"));
   command->add_option("--iterations", options.iterations, "Iterations at most")->check(whole(1));
@@ -212,6 +244,8 @@ int run(int argc, char** argv) {
   app.add_flag("--quiet", quiet, "Print no report; a result for '-' still goes to the standard output");
   zor_tools::matmul_options matmul;
   zor_tools::spmv_options spmv;
+  zor_tools::spmm_options spmm;
+  zor_tools::convert_options convert;
   zor_tools::solve_options solve;
   zor_tools::refine_options refine;
   zor_tools::transpose_options transpose;
@@ -222,6 +256,8 @@ int run(int argc, char** argv) {
   zor_bench::options bench;
   add_matmul(app, matmul);
   add_spmv(app, spmv);
+  add_spmm(app, spmm);
+  add_convert(app, convert);
   add_solve(app, solve);
   add_refine(app, refine);
   add_transpose(app, transpose);
@@ -244,6 +280,8 @@ int run(int argc, char** argv) {
   if (quiet) zor_tools::silence_reports();
   if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
   if (app.got_subcommand("spmv")) return zor_tools::spmv(spmv);
+  if (app.got_subcommand("spmm")) return zor_tools::spmm(spmm);
+  if (app.got_subcommand("convert")) return zor_tools::convert(convert);
   if (app.got_subcommand("solve")) return zor_tools::solve(solve);
   if (app.got_subcommand("refine")) return zor_tools::refine(refine);
   if (app.got_subcommand("transpose")) return zor_tools::transpose(transpose);

@@ -87,7 +87,8 @@ template <class Body>
 void for_rows_of_work(const zor_int* work, zor_int rows, const Body& body) {
   const zor_int all = work[rows] + rows;
   const int32_t threads = all < sparse_thresholds::least_for_threads ? 1 : usable_threads();
-  const zor_int pieces = std::clamp<zor_int>(rows, 1, threads == 1 ? 1 : 4 * zor_int(threads));
+  // One range a thread: a product clears an element a column for each.
+  const zor_int pieces = std::clamp<zor_int>(rows, 1, threads);
   const auto start = [&](zor_int piece) {
     if (piece == pieces) return rows;
     const zor_int wanted = zor_int(__int128(work[rows]) * piece / pieces);

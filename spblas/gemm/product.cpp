@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// C := A B, row by row (Gustavson, 1978). A row is made in two passes over its rows of B: the first collects
-// its columns as a set of bits, from which they come in ascending order, each being told its position; the
-// second adds products into those positions. So nothing is sorted, and no product asks whether its column is
-// new.
+// C := A B, row by row (Gustavson, 1978). The products of a row are added into an array with an element a
+// column, and their columns collected as a set of bits, from which they come in ascending order: nothing is
+// sorted. The array holds neutral elements between rows, so that no product asks whether its column is new.
 #include <limits>
 
 #include "spblas/gemm/column_set.h"
@@ -40,68 +39,78 @@ struct product_result {
   zor_int nzmax;
 };
 
+// The positions of the row of B that entry e of A multiplies.
+struct range {
+  zor_int first, end;
+};
+template <class T, class I>
+[[gnu::always_inline]] inline range row_of_entry(const factors<T, I>& f, zor_int e) {
+  const I* const p = f.ib + f.ja[e];
+  return {zor_int(p[-1]) - 1, zor_int(p[0]) - 1};
+}
+
+// ic[r + 1] := the number of columns of row r. A column that the row has met carries the row's number.
+template <class T, class I>
+void count_rows(zor_int first, zor_int last, zor_int n, const factors<T, I>& f, I* met, I* ic) {
+  std::memset(met, 0, size_t(n) * sizeof(I));
+  I* const by_column = met - 1;
+  for (zor_int r = first; r < last; ++r) {
+    const I number = I(r + 1);
+    I count = 0;
+    for (zor_int e = zor_int(f.ia[r]) - 1, end = zor_int(f.ia[r + 1]) - 1; e < end; ++e) {
+      const range row = row_of_entry(f, e);
+      for (zor_int at = row.first; at < row.end; ++at) {
+        I& last_met = by_column[f.jb[at]];
+        count += last_met != number;
+        last_met = number;
+      }
+    }
+    ic[r + 1] = count;
+  }
+}
+
 template <class T, class I>
 class row_product {
  public:
-  // `positions` has an element a column.
-  row_product(const factors<T, I>& f, const column_set& columns, I* positions)
-      : f_(f), columns_(columns), positions_(positions) {}
+  // `sums` has an element a column.
+  row_product(const factors<T, I>& f, const column_set& columns, T* sums, zor_int n)
+      : f_(f), columns_(columns), sums_(sums), start_(neutral<T>()) {
+    for (zor_int c = 0; c < n; ++c) sums[c] = start_;
+  }
 
-  // Collects the columns of row r.
-  void collect(zor_int r) {
-    for (zor_int e = zor_int(f_.ia[r]) - 1, last = zor_int(f_.ia[r + 1]) - 1; e < last; ++e) {
-      const auto [k, end] = row_of_entry(e);
-      touch(f_.b + k);
-      for (zor_int at = k; at < end; ++at) columns_.add(zor_int(f_.jb[at]) - 1);
+  void add(zor_int r) {
+    for (zor_int e = zor_int(f_.ia[r]) - 1, end = zor_int(f_.ia[r + 1]) - 1; e < end; ++e) {
+      const sparse::factor<T> p(load<T, 1>(f_.a + e));
+      const range row = row_of_entry(f_, e);
+      for (zor_int at = row.first; at < row.end; ++at) {
+        const zor_int column = zor_int(f_.jb[at]) - 1;
+        columns_.add(column);
+        T* const sum = sums_ + column;
+        store<T, 1>(sum, load<T, 1>(sum) + p.template times<false>(f_.b + at));
+      }
     }
   }
-  // The number of columns collected; they are forgotten.
-  zor_int count() {
-    zor_int n = 0;
-    columns_.drain([&](zor_int, uint64_t bits) { n += __builtin_popcountll(bits); });
-    return n;
-  }
-  // Writes them to jc, as far as there is room, and keeps their positions. Returns their number.
-  zor_int place(I* jc, zor_int room) {
+  // Takes the row to jc and c, as far as there is room, and leaves nothing of it. Returns its entries.
+  zor_int take(I* jc, T* c, zor_int room) {
     zor_int n = 0;
     columns_.drain([&](zor_int first, uint64_t bits) {
       for (; bits != 0; bits &= bits - 1, ++n) {
-        if (n >= room) continue;
         const zor_int column = first + __builtin_ctzll(bits);
-        jc[n] = I(column + 1);
-        positions_[column] = I(n);
+        if (n < room) {
+          jc[n] = I(column + 1);
+          c[n] = sums_[column];
+        }
+        sums_[column] = start_;
       }
     });
     return n;
   }
-  // Adds the products of row r into the `count` places of c.
-  void add(zor_int r, T* c, zor_int count) const {
-    const T start = neutral<T>();
-    for (zor_int i = 0; i < count; ++i) c[i] = start;
-    const I* const positions = positions_ - 1;
-    for (zor_int e = zor_int(f_.ia[r]) - 1, last = zor_int(f_.ia[r + 1]) - 1; e < last; ++e) {
-      const sparse::factor<T> p(load<T, 1>(f_.a + e));
-      const auto [k, end] = row_of_entry(e);
-      for (zor_int at = k; at < end; ++at) {
-        T* const place = c + positions[f_.jb[at]];
-        store<T, 1>(place, load<T, 1>(place) + p.template times<false>(f_.b + at));
-      }
-    }
-  }
 
  private:
-  struct range {
-    zor_int first, end;
-  };
-  // The positions of the row of B that entry e of A multiplies.
-  [[gnu::always_inline]] range row_of_entry(zor_int e) const {
-    const I* const p = f_.ib + f_.ja[e];
-    return {zor_int(p[-1]) - 1, zor_int(p[0]) - 1};
-  }
-
   factors<T, I> f_;
   column_set columns_;
-  I* positions_;
+  T* sums_;
+  T start_;
 };
 
 template <class T, class I>
@@ -109,23 +118,24 @@ I multiply(zor_int first, zor_int last, zor_int n, request wanted, const factors
            const product_result<T, I>& to) {
   if (last <= first) return 0;
   const zor_int columns = n > 0 ? n : 0;
+  if (wanted == request::counts) {
+    const result_scratch<I> met(columns);
+    if (met.data == nullptr) return -1;
+    count_rows(first, last, columns, f, met.data, to.ic);
+    return 0;
+  }
   const result_scratch<uint64_t> bits(column_set::words(columns));
-  const result_scratch<I> positions(wanted == request::counts ? 0 : columns);
-  if (bits.data == nullptr || positions.data == nullptr) return -1;
-  row_product<T, I> row(f, column_set(bits.data, columns), positions.data);
-  if (wanted == request::all) to.ic[0] = 1;
+  const result_scratch<T> sums(columns);
+  if (bits.data == nullptr || sums.data == nullptr) return -1;
+  row_product<T, I> row(f, column_set(bits.data, columns), sums.data, columns);
+  const bool checked = wanted == request::all;
+  if (checked) to.ic[0] = 1;
   for (zor_int r = first; r < last; ++r) {
-    row.collect(r);
-    if (wanted == request::counts) {
-      to.ic[r + 1] = I(row.count());
-      continue;
-    }
-    const bool checked = wanted == request::all;
     const zor_int start = zor_int(to.ic[r]) - 1;
     const zor_int room = checked ? to.nzmax - start : std::numeric_limits<zor_int>::max();
-    const zor_int count = row.place(to.jc + start, room);
+    row.add(r);
+    const zor_int count = row.take(to.jc + start, to.c + start, room);
     if (count > room) return I(r + 1);
-    row.add(r, to.c + start, count);
     if (checked) to.ic[r + 1] = I(start + 1 + count);
   }
   return 0;

@@ -13,25 +13,6 @@ namespace {
 
 constexpr zor_int no_room = -1;
 
-// An element in a vector of 16 bytes, copies of it where it is smaller.
-template <class T>
-[[gnu::always_inline]] inline vec<real_t<T>, 16> whole_vector(const T* p) {
-  if constexpr (is_complex<T>)
-    return load<T, 1>(p);
-  else
-    return broadcast<vec<T, 16>>(*p);
-}
-
-// a, b or a + b, as with_a and with_b say. Where one is missing, nothing is added: a copy stays a copy.
-template <class V>
-[[gnu::always_inline]] inline V merged(V a, bool with_a, V b, bool with_b) {
-  using B = bits_t<V>;
-  using lane = typename bits_of<V>::lane;
-  const B in_a = broadcast<B>(-lane(with_a)), in_b = broadcast<B>(-lane(with_b)), both = in_a & in_b;
-  const V sum = V(B(a) & both) + V(B(b) & both);
-  return V((B(sum) & both) | (B(a) & in_a & ~both) | (B(b) & in_b & ~both));
-}
-
 template <class T>
 void scaled_copy(T beta, const T* b, zor_int count, T* c) {
   for_packs<T>(
@@ -68,8 +49,7 @@ zor_int merged_count(const I* ja, zor_int na, const I* jb, zor_int nb) {
   return k + (na - i) + (nb - j);
 }
 
-// The merged row, or no_room as soon as an entry would pass `room`. The choice of the next entry takes no
-// branch: in matrices of no common pattern it could not be predicted.
+// The merged row, or no_room as soon as an entry would pass `room`.
 template <class T, class I>
 zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b, I* jc, T* c, zor_int room) {
   if (same_columns(a.columns, a.count, b.columns, b.count)) {
@@ -78,18 +58,21 @@ zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b,
     added_copy(a.values, beta, b.values, a.count, c);
     return a.count;
   }
-  const auto factor = whole_vector(&beta);
+  const sparse::factor<T> scale(load<T, 1>(&beta));
   zor_int i = 0, j = 0, k = 0;
   for (; i < a.count && j < b.count; ++k) {
     if (k == room) return no_room;
     const I ca = a.columns[i], cb = b.columns[j];
-    const bool with_a = ca <= cb, with_b = cb <= ca;
-    const auto product = mul<T>(factor, whole_vector(b.values + j));
-    const auto value = merged(whole_vector(a.values + i), with_a, product, with_b);
-    jc[k] = with_a ? ca : cb;
-    std::memcpy(static_cast<void*>(c + k), &value, sizeof(T));
-    i += with_a;
-    j += with_b;
+    if (ca < cb) {
+      jc[k] = ca;
+      c[k] = a.values[i++];
+    } else if (ca == cb) {
+      jc[k] = ca;
+      store<T, 1>(c + k, load<T, 1>(a.values + i++) + scale.template times<false>(b.values + j++));
+    } else {
+      jc[k] = cb;
+      store<T, 1>(c + k, scale.template times<false>(b.values + j++));
+    }
   }
   const zor_int rest_a = a.count - i, rest_b = b.count - j;
   if (rest_a > room - k || rest_b > room - k) return no_room;
