@@ -25,16 +25,38 @@ struct spmv_options {
 };
 int spmv(const spmv_options& options);
 
+struct spmm_options {
+  std::string a;
+  std::string b;
+  std::string output;  // empty: the product is not written
+  bool wide = false;   // 64-bit indices, whatever the size
+  int32_t threads = 0;
+};
+int spmm(const spmm_options& options);
+
+struct convert_options {
+  std::string a;
+  std::string format;  // csr, coo, dia, bsr or sky
+  std::string output;  // empty: the matrix is not written
+  int64_t block = 4;   // order of the blocks of bsr
+  bool wide = false;   // 64-bit indices, whatever the size
+  int32_t threads = 0;
+};
+int convert(const convert_options& options);
+
 struct solve_options {
   std::string a;
-  std::string b;       // empty: A times ones
-  std::string output;  // empty: the solution is not written
-  std::string plot;    // SVG file of the residuals; empty: none
-  std::string preconditioner = "none";
-  double tolerance = 1e-10;  // of the residual over the right-hand side
-  int64_t iterations = 0;    // at most; 0: twice the rows and 100 more
-  int64_t every = 10;        // iterations from one line to the next
-  bool wide = false;         // 64-bit indices, whatever the size
+  std::string b;                        // empty: A times ones
+  std::string output;                   // empty: the solution is not written
+  std::string plot;                     // SVG file of the residuals; empty: none
+  std::string method = "cg";            // or bicgstab, gmres
+  std::string preconditioner = "none";  // or gauss-seidel, block-gauss-seidel
+  int64_t block = 4;                    // order of the blocks
+  int64_t restart = 50;                 // directions that gmres keeps
+  double tolerance = 1e-10;             // of the residual over the right-hand side
+  int64_t iterations = 0;               // at most; 0: twice the rows and 100 more
+  int64_t every = 10;                   // iterations from one line to the next
+  bool wide = false;                    // 64-bit indices, whatever the size
   int32_t threads = 0;
 };
 int solve(const solve_options& options);

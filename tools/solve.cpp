@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Conjugate gradients for real symmetric matrices, plain or with one symmetric Gauss-Seidel sweep.
+// Iterative solves of real matrices: conjugate gradients for symmetric positive definite ones, BiCGSTAB and
+// GMRES for others, plain or with one symmetric Gauss-Seidel sweep.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -13,11 +14,11 @@
 #include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/digest.h"
+#include "tools/krylov.h"
 #include "tools/operand.h"
 #include "tools/output_file.h"
 #include "tools/plot.h"
-#include "tools/sparse_file.h"
-#include "zor/blas.h"
+#include "tools/sparse_result.h"
 #include "zor/core.h"
 
 namespace zor_tools {
@@ -35,8 +36,9 @@ csr<double, I> lower_half(const std::string& file, const csr<double, I>& a) {
       const double value = mirror == end || *mirror != I(r + 1) ? 0 : a.val[size_t(mirror - a.indx.begin())];
       if (value != a.val[k])
         throw input_error(
-            file, fmt::format("not symmetric: row {}, column {} holds {}, row {}, column {} holds {}", r + 1,
-                              c + 1, a.val[k], c + 1, r + 1, value));
+            file, fmt::format("not symmetric: row {}, column {} holds {}, row {}, column {} holds {}; try "
+                              "--method gmres",
+                              r + 1, c + 1, a.val[k], c + 1, r + 1, value));
       if (c > r) continue;
       lower.val.push_back(a.val[k]);
       lower.indx.push_back(a.indx[k]);
@@ -49,7 +51,7 @@ csr<double, I> lower_half(const std::string& file, const csr<double, I>& a) {
 template <class I>
 csr<double, I> lower_triangle(const mm_matrix& a) {
   if (a.field == mm_field::complex || a.symmetry == mm_symmetry::skew)
-    throw input_error(a.file, 1, "conjugate gradients need a real symmetric matrix");
+    throw input_error(a.file, 1, "conjugate gradients need a real symmetric matrix; try --method gmres");
   if (a.rows != a.cols)
     throw input_error(a.file, a.size_line, fmt::format("{} by {} is not square", a.rows, a.cols));
   csr<double, I> stored = csr_of<double, I>(a);
@@ -57,7 +59,7 @@ csr<double, I> lower_triangle(const mm_matrix& a) {
 }
 
 [[noreturn]] void not_positive(const std::string& file, const std::string& why) {
-  throw std::runtime_error(fmt::format("{}: not positive definite: {}", file, why));
+  throw std::runtime_error(fmt::format("{}: not positive definite: {}; try --method gmres", file, why));
 }
 
 template <class I>
@@ -70,12 +72,6 @@ void expect_positive_diagonal(const std::string& file, const csr<double, I>& low
   }
 }
 
-constexpr zor_int step = 1;
-double dot(zor_int n, const double* x, const double* y) { return zor_blas_ddot(&n, x, &step, y, &step); }
-double norm(zor_int n, const double* x) { return std::sqrt(dot(n, x, x)); }
-void axpy(zor_int n, double alpha, const double* x, double* y) {
-  zor_blas_daxpy(&n, &alpha, x, &step, y, &step);
-}
 void times(const sparse_view& a, const double* x, double* y) {
   expect_sparse_done(zor_sparse_dmv(a.get(), ZOR_SPARSE_PLAIN, 1, x, 0, y));
 }
@@ -98,9 +94,6 @@ struct gauss_seidel {
   sparse_view triangle;
   operand<double> diagonal;
 };
-
-// What an iteration reports to: its number and the residual, relative to the right-hand side.
-using observer = std::function<void(int64_t iteration, double residual)>;
 
 // The power of two of the largest element. Scaled by it, b has squares that neither overflow nor vanish, and
 // bits are those of the unscaled run where that stays in range.
@@ -186,27 +179,30 @@ observer report_to(history& residuals, const solve_options& options) {
   };
 }
 
-template <class I>
-void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& options, output_file* output,
-                log_plot* plot) {
-  const csr<double, I> lower = lower_triangle<I>(a);
-  const zor_int n = lower.rows, columns = b != nullptr ? b->cols : 1;
-  expect_positive_diagonal(a.file, lower);
-  const sparse_view matrix(lower, ZOR_SPARSE_SYMMETRIC);
-  std::optional<gauss_seidel> preconditioner;
-  if (options.preconditioner == "gauss-seidel") preconditioner.emplace(lower);
+// What a method works on: the matrix as it multiplies, how one right-hand side is solved, and what is told.
+struct prepared_system {
+  zor_int n;
+  int64_t entries;  // of the whole matrix
+  const sparse_view* matrix;
+  std::string kind, method;
+  double flops_of_iteration;
+  std::function<bool(const double* b, double* x, int64_t most, const observer& tell)> run;
+};
+
+void solve_columns(const mm_matrix& a, const mm_matrix* b, const prepared_system& system,
+                   const solve_options& options, output_file* output, log_plot* plot) {
+  const zor_int n = system.n, columns = b != nullptr ? b->cols : 1;
   const operand<double> rhs = b != nullptr ? dense<double>(*b) : allocate<double>(n),
                         x = allocate<double>(n * columns);
   if (b == nullptr) {
     std::fill_n(x.get(), n, 1.0);
-    times(matrix, x.get(), rhs.get());
+    times(*system.matrix, x.get(), rhs.get());
   }
-  const int64_t whole = 2 * int64_t(lower.val.size()) - n,
-                most = options.iterations > 0 ? options.iterations : 2 * n + 100;
-  fmt::print("A           {} by {}, {} entries, {}\n", n, n, whole, symmetry_name(mm_symmetry::symmetric));
+  const int64_t most = options.iterations > 0 ? options.iterations : 2 * n + 100;
+  fmt::print("A           {} by {}, {} entries, {}\n", n, n, system.entries, system.kind);
   fmt::print("b           {}, {} column{}\n", b != nullptr ? b->file : "A times ones", columns,
              columns == 1 ? "" : "s");
-  fmt::print("method      conjugate gradients{}\n", preconditioner ? ", symmetric Gauss-Seidel" : "");
+  fmt::print("method      {}\n", system.method);
 
   std::vector<history> residuals(static_cast<size_t>(columns));
   double seconds = 0, worst = 0;
@@ -218,15 +214,14 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
     const int exponent = exponent_of(n, b_j);
     scale_by(n, -exponent, b_j);
     const auto start = std::chrono::steady_clock::now();
-    const bool solved = conjugate_gradients(a.file, n, matrix, preconditioner ? &*preconditioner : nullptr,
-                                            b_j, x_j, options.tolerance, most, report_to(own, options));
+    const bool solved = system.run(b_j, x_j, most, report_to(own, options));
     seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     zor_bench::clear_progress();
     if (!solved)
       throw std::runtime_error(fmt::format("{}: no convergence: the residual after iteration {} is {:.3g}",
                                            a.file, most, own.back()));
     iterations += int64_t(own.size()) - 1;
-    worst = std::max(worst, true_residual(n, matrix, x_j, b_j));
+    worst = std::max(worst, true_residual(n, *system.matrix, x_j, b_j));
     scale_by(n, exponent, x_j);
     if (!std::all_of(x_j, x_j + n, [](double v) { return std::isfinite(v); }))
       throw std::runtime_error(fmt::format("{}: the solution is beyond double precision", a.file));
@@ -235,16 +230,80 @@ void solve_with(const mm_matrix& a, const mm_matrix* b, const solve_options& opt
   if (output != nullptr) output->commit(mm_array_text(n, columns, x.get()));
   digest sum;
   sum.add(x.get(), size_t(n * columns));
-  const double sweep = preconditioner ? 2.0 * double(whole + n) : 0;
   fmt::print("check       |b - A x| / |b| is {:.3e}\n", worst);
   if (b == nullptr) {
     double error = 0;
     for (zor_int i = 0; i < n; ++i) error = std::max(error, std::abs(x[size_t(i)] - 1));
     fmt::print("error       largest |x - 1| is {:.3e}\n", error);
   }
-  print_time(seconds, double(iterations) * (2.0 * double(whole) + sweep + 12.0 * double(n)));
+  print_time(seconds, double(iterations) * system.flops_of_iteration);
   print_digest(sum);
   if (plot != nullptr) draw(residuals, *plot);
+}
+
+template <class I>
+void solve_symmetric(const mm_matrix& a, const mm_matrix* b, const solve_options& options,
+                     output_file* output, log_plot* plot) {
+  if (options.preconditioner == "block-gauss-seidel")
+    throw std::invalid_argument("--preconditioner: block-gauss-seidel goes with bicgstab and gmres");
+  const csr<double, I> lower = lower_triangle<I>(a);
+  const zor_int n = lower.rows;
+  expect_positive_diagonal(a.file, lower);
+  const sparse_view matrix(lower, ZOR_SPARSE_SYMMETRIC);
+  std::optional<gauss_seidel> preconditioner;
+  if (options.preconditioner == "gauss-seidel") preconditioner.emplace(lower);
+  const int64_t whole = 2 * int64_t(lower.val.size()) - n;
+  const double sweep = preconditioner ? 2.0 * double(whole + n) : 0;
+  const auto run = [&](const double* b_j, double* x, int64_t most, const observer& tell) {
+    return conjugate_gradients(a.file, n, matrix, preconditioner ? &*preconditioner : nullptr, b_j, x,
+                               options.tolerance, most, tell);
+  };
+  solve_columns(a, b,
+                {n, whole, &matrix, symmetry_name(mm_symmetry::symmetric),
+                 fmt::format("conjugate gradients{}", preconditioner ? ", symmetric Gauss-Seidel" : ""),
+                 2.0 * double(whole) + sweep + 12.0 * double(n), run},
+                options, output, plot);
+}
+
+template <class I>
+void solve_general(const mm_matrix& a, const mm_matrix* b, const solve_options& options, output_file* output,
+                   log_plot* plot) {
+  if (a.field == mm_field::complex)
+    throw input_error(a.file, 1, "the matrix is complex; a real one is wanted");
+  if (a.rows != a.cols)
+    throw input_error(a.file, a.size_line, fmt::format("{} by {} is not square", a.rows, a.cols));
+  const csr<double, I> stored = csr_of<double, I>(whole_matrix(a));
+  const sparse_view matrix(stored, ZOR_SPARSE_GENERAL);
+  const zor_int n = stored.rows;
+  sparse_made blocks;
+  linear_system system{a.file, n,       [&](const double* x, double* y) { times(matrix, x, y); },
+                       {},     nullptr, options.tolerance,
+                       0,      {}};
+  const bool by_blocks = options.preconditioner == "block-gauss-seidel";
+  if (by_blocks)
+    expect_sparse_done(zor_sparse_convert(blocks.place(), matrix.get(), ZOR_SPARSE_BSR, options.block));
+  if (options.preconditioner != "none")
+    system.precondition = [&](const double* x, double* y) {
+      std::fill_n(y, n, 0.0);
+      expect_sparse_done(zor_sparse_dgauss(by_blocks ? blocks.get() : matrix.get(), 's', x, y));
+    };
+  const auto run = [&](const double* b_j, double* x, int64_t most, const observer& tell) {
+    system.b = b_j;
+    system.most = most;
+    system.tell = tell;
+    return options.method == "gmres" ? gmres(system, options.restart, x) : bicgstab(system, x);
+  };
+  const double entries = double(stored.val.size()), sweeps = system.precondition ? 8 * entries : 0;
+  const bool restarted = options.method == "gmres";
+  const double vectors = restarted ? 2.0 * double(std::min<int64_t>(options.restart, n)) : 20.0;
+  solve_columns(a, b,
+                {n, int64_t(stored.val.size()), &matrix, symmetry_name(a.symmetry),
+                 fmt::format("{}{}", restarted ? "gmres" : "bicgstab",
+                             by_blocks ? fmt::format(", Gauss-Seidel by blocks of {}", options.block)
+                             : system.precondition ? ", symmetric Gauss-Seidel"
+                                                   : ""),
+                 (restarted ? 1 : 2) * (2 * entries + sweeps) + vectors * double(n), run},
+                options, output, plot);
 }
 
 }  // namespace
@@ -265,7 +324,9 @@ int solve(const solve_options& options) {
   if (!options.output.empty()) output.emplace(options.output);
   std::optional<log_plot> plot;
   if (!options.plot.empty()) plot.emplace(options.plot, "iteration", "relative residual");
-  const auto run = !options.wide && fits_32_bits(a) ? solve_with<int32_t> : solve_with<int64_t>;
+  const bool narrow = !options.wide && fits_32_bits(a, INT32_MAX / 2);
+  const auto run = options.method == "cg" ? (narrow ? solve_symmetric<int32_t> : solve_symmetric<int64_t>)
+                                          : (narrow ? solve_general<int32_t> : solve_general<int64_t>);
   run(a, b ? &*b : nullptr, options, output ? &*output : nullptr, plot ? &*plot : nullptr);
   return 0;
 }

@@ -38,6 +38,7 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"uneven.mtx", coordinate + "real general\n2 2 4\n1 1 2\n1 2 1\n2 1 3\n2 2 2\n"},
       {"hole.mtx", coordinate + "real symmetric\n2 2 2\n1 1 2\n2 1 1\n"},
       {"saddle.mtx", coordinate + "real symmetric\n2 2 3\n1 1 1\n2 1 2\n2 2 1\n"},
+      {"null.mtx", coordinate + "real general\n2 2 1\n1 1 1\n"},
       {"nan.mtx", coordinate + "real symmetric\n2 2 3\n1 1 1\n2 1 nan\n2 2 1\n"}};
   const struct {
     const char* arguments;
@@ -58,13 +59,16 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"solve spd.mtx four.mtx -o y.mtx", 2, "four.mtx:2: 4 rows do not fit the 3 rows of spd.mtx"},
       {"solve spd.mtx z.mtx -o y.mtx", 2, "z.mtx:1: the right-hand side is complex"},
       {"solve rect.mtx -o y.mtx", 2, "rect.mtx:2: 2 by 3 is not square"},
-      {"solve skew.mtx -o y.mtx", 2, "skew.mtx:1: conjugate gradients need a real symmetric matrix"},
-      {"solve herm.mtx -o y.mtx", 2, "herm.mtx:1: conjugate gradients need a real symmetric matrix"},
+      {"solve skew.mtx -o y.mtx", 2,
+       "skew.mtx:1: conjugate gradients need a real symmetric matrix; try --method gmres"},
+      {"solve herm.mtx -o y.mtx", 2,
+       "herm.mtx:1: conjugate gradients need a real symmetric matrix; try --method gmres"},
       {"solve uneven.mtx -o y.mtx", 2,
-       "uneven.mtx: not symmetric: row 1, column 2 holds 1, row 2, column 1 holds 3"},
-      {"solve hole.mtx -o y.mtx", 1, "hole.mtx: not positive definite: the diagonal of row 2 is 0"},
+       "uneven.mtx: not symmetric: row 1, column 2 holds 1, row 2, column 1 holds 3; try --method gmres"},
+      {"solve hole.mtx -o y.mtx", 1,
+       "hole.mtx: not positive definite: the diagonal of row 2 is 0; try --method gmres"},
       {"solve saddle.mtx two.mtx -o y.mtx --plot p.svg", 1,
-       "saddle.mtx: not positive definite: p'Ap / p'p is -1 in iteration 1"},
+       "saddle.mtx: not positive definite: p'Ap / p'p is -1 in iteration 1; try --method gmres"},
       {"solve nan.mtx three.mtx -o y.mtx", 2, "three.mtx:2: 3 rows do not fit the 2 rows of nan.mtx"},
       {"solve nan.mtx -o y.mtx", 1, "the norm of the right-hand side is not finite"},
       {"solve spd.mtx --iterations 1 -o y.mtx", 1,
@@ -74,7 +78,28 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"solve spd.mtx --tolerance 2", 2, "--tolerance: 2 is not a number from 0 to 1"},
       {"solve spd.mtx --tolerance nan", 2, "--tolerance: nan is not a number from 0 to 1"},
       {"solve spd.mtx --every 0", 2, "--every: 0 is not a whole number from 1"},
-      {"solve spd.mtx --preconditioner jacobi", 2, "--preconditioner: jacobi not in {none,gauss-seidel}"},
+      {"solve spd.mtx --preconditioner jacobi", 2,
+       "--preconditioner: jacobi not in {none,gauss-seidel,block-gauss-seidel}"},
+      {"solve spd.mtx --preconditioner block-gauss-seidel", 2,
+       "--preconditioner: block-gauss-seidel goes with bicgstab and gmres"},
+      {"solve herm.mtx --method gmres -o y.mtx", 2,
+       "herm.mtx:1: the matrix is complex; a real one is wanted"},
+      {"solve rect.mtx --method bicgstab -o y.mtx", 2, "rect.mtx:2: 2 by 3 is not square"},
+      {"solve hole.mtx two.mtx --method gmres --preconditioner gauss-seidel -o y.mtx", 1,
+       "a: row 2 has no entry on the diagonal"},
+      {"solve skew.mtx two.mtx --method bicgstab -o y.mtx", 1,
+       "skew.mtx: bicgstab breaks down (A p is orthogonal to b) in iteration 1; try --method gmres"},
+      {"solve null.mtx two.mtx --method gmres -o y.mtx", 1,
+       "null.mtx: gmres stagnates at a residual of 0.707 after iteration 7; the matrix may be singular, or "
+       "wants "
+       "a larger --restart or a --preconditioner"},
+      {"spmm spd.mtx two.mtx -o y.mtx", 2, "two.mtx:2: 2 rows do not fit the 3 columns of spd.mtx"},
+      {"spmm spd.mtx word.mtx -o y.mtx", 2, "word.mtx:4: the column 'x' is not an integer"},
+      {"convert spd.mtx -o y.mtx", 2, "--format is required"},
+      {"convert spd.mtx --format ell", 2, "--format: ell not in {csr,coo,dia,bsr,sky}"},
+      {"convert rect.mtx --format dia -o y.mtx", 1, "format: it takes a square matrix, not 2 by 3"},
+      {"convert uneven.mtx --format sky -o y.mtx", 1,
+       "format: skyline stores a triangle, and so must the view"},
   };
   const scratch_folder folder;
   for (const auto& [name, text] : files) folder.write(name, text);
@@ -290,6 +315,86 @@ TEST(SparseCommands, SolveAtEveryMagnitude) {
       for (const double x : zor_tools::mm_read(folder.path("x.mtx")).re) EXPECT_NEAR(1, x / c.x, 1e-9);
     }
   }
+}
+
+// Products of two files, and matrices read back from every format, of small integers, whose sums are exact.
+TEST(SparseCommands, MultiplyTwoMatricesAndConvert) {
+  const std::string head = "%%MatrixMarket matrix coordinate ";
+  const std::string matrices[] = {spd, head + "real general\n3 3 5\n3 1 5\n1 3 2\n3 1 -1\n1 1 7\n3 3 1\n",
+                                  head + "real skew-symmetric\n3 3 2\n2 1 3\n3 2 -4\n",
+                                  head + "complex hermitian\n3 3 3\n1 1 2 0\n3 1 2 -3\n3 2 1 1\n",
+                                  head + "real general\n3 3 0\n"};
+  const scratch_folder folder;
+  for (const std::string& m : matrices) {
+    folder.write("a.mtx", m);
+    const mm_matrix a = zor_tools::mm_read(folder.path("a.mtx"));
+    for (const std::string& other : matrices) {
+      folder.write("b.mtx", other);
+      const mm_matrix b = zor_tools::mm_read(folder.path("b.mtx"));
+      std::string told[2];
+      for (const bool wide : {false, true}) {
+        const outcome got = run(
+            folder, std::string("spmm a.mtx b.mtx -o c.mtx") + (wide ? " --wide-indices --threads 3" : ""));
+        ASSERT_EQ(0, got.status) << got.err;
+        told[wide] = digest_line(got.out);
+        const mm_matrix c = zor_tools::mm_read(folder.path("c.mtx"));
+        std::vector<zor_c64> dense(9);
+        mm_fill(c, dense.data());
+        const auto expected = dense_product(a, b);
+        for (size_t i = 0; i < 9; ++i) {
+          EXPECT_EQ(expected[i].re, dense[i].re);
+          EXPECT_EQ(expected[i].im, dense[i].im);
+        }
+      }
+      EXPECT_EQ(told[0], told[1]);
+    }
+    for (const char* format : {"csr", "coo", "dia", "bsr --block 2", "sky"}) {
+      const outcome got = run(folder, fmt::format("convert a.mtx -o c.mtx --format {}", format));
+      if (a.symmetry == zor_tools::mm_symmetry::general && format == std::string("sky")) {
+        EXPECT_EQ(1, got.status);
+        continue;
+      }
+      ASSERT_EQ(0, got.status) << got.err;
+      std::vector<zor_c64> expected(9), dense(9);
+      mm_fill(a, expected.data());
+      mm_fill(zor_tools::mm_read(folder.path("c.mtx")), dense.data());
+      for (size_t i = 0; i < 9; ++i) {
+        EXPECT_EQ(expected[i].re, dense[i].re) << format;
+        EXPECT_EQ(expected[i].im, dense[i].im) << format;
+      }
+    }
+  }
+}
+
+// A matrix of a flow: not symmetric, its diagonal dominant. Every method and preconditioner finds the ones.
+TEST(SparseCommands, SolveGeneralMatrices) {
+  constexpr int side = 12, n = side * side;
+  std::string text;
+  int count = 0;
+  const auto put = [&](int r, int c, double v) {
+    text += fmt::format("{} {} {}\n", r + 1, c + 1, v);
+    ++count;
+  };
+  for (int r = 0; r < n; ++r) {
+    put(r, r, 4.5);
+    if (r % side > 0) put(r, r - 1, -1.5);
+    if (r % side < side - 1) put(r, r + 1, -0.5);
+    if (r >= side) put(r, r - side, -1.25);
+    if (r + side < n) put(r, r + side, -0.75);
+  }
+  const scratch_folder folder;
+  folder.write("a.mtx",
+               fmt::format("%%MatrixMarket matrix coordinate real general\n{} {} {}\n{}", n, n, count, text));
+  for (const char* method : {"bicgstab", "gmres", "gmres --restart 5"})
+    for (const char* preconditioner : {"none", "gauss-seidel", "block-gauss-seidel --block 4"}) {
+      SCOPED_TRACE(fmt::format("{}, {}", method, preconditioner));
+      const std::string command =
+          fmt::format("solve a.mtx -o x.mtx --method {} --preconditioner {}", method, preconditioner);
+      const outcome got = run(folder, command);
+      ASSERT_EQ(0, got.status) << got.err;
+      EXPECT_EQ(digest_line(got.out), digest_line(run(folder, command + " --threads 3 --wide-indices").out));
+      for (const double x : zor_tools::mm_read(folder.path("x.mtx")).re) EXPECT_NEAR(1, x, 1e-8);
+    }
 }
 
 }  // namespace
