@@ -163,15 +163,26 @@ struct reach {
 };
 reach reach_of(const ZorDftDescriptor* d, const side_fields& side, content what, const void* data) {
   const zor_int real_bytes = d->precision == ZOR_DFT_DOUBLE ? 8 : 4, unit = real_bytes * parts(d, what);
-  const extents e = elements(d, what);
   zor_int low = 0, high = 0, common = 0;
-  const auto along = [&](zor_int step, zor_int count) {
-    if (count < 2) return;
-    (step < 0 ? low : high) += step * (count - 1);
-    common = std::gcd(common, step);
+  const auto add = [&](const extents& e) {
+    zor_int first = 0, last = 0;
+    const auto along = [&](zor_int step, zor_int count) {
+      if (count < 2) return;
+      (step < 0 ? first : last) += step * (count - 1);
+      common = std::gcd(common, step);
+    };
+    for (zor_int k = 0; k < d->rank; ++k) along(d[k].*side.stride, e.count[k]);
+    along(d->*side.distance, d->number_of_transforms);
+    low = std::min(low, first);
+    high = std::max(high, last);
   };
-  for (zor_int k = 0; k < d->rank; ++k) along(d[k].*side.stride, e.count[k]);
-  along(d->*side.distance, d->number_of_transforms);
+  extents e = elements(d, what);
+  if (what == content::spectrum && is_packed(d) && d->rank == 2) {
+    // Rows beyond the lengths pad the columns of frequency 0 and n/2 alone.
+    add({{d->length % 2 == 0 ? d->length + 1 : 1, e.count[1]}});
+    e.count[1] = d[1].length;
+  }
+  add(e);
   const intptr_t start = reinterpret_cast<intptr_t>(data) + d->*side.offset * unit;
   return {start + low * unit, start + (high + 1) * unit, common * unit};
 }

@@ -301,6 +301,28 @@ TEST(Operands, ThatOverlapAreRefused) {
   for (zor_fft* fft : {&dense, &columns, &halves}) zor_fft_free(fft);
 }
 
+// A padded plane ends with its last padded column, not with its last padded row: arrays side by side do not
+// overlap.
+TEST(Operands, OfPaddedPlanesMayStandSideBySide) {
+  const struct {
+    zor_int rows, n, spectrum;
+  } cases[] = {{3, 4, 3 * 6 + 4 + 1}, {4, 3, 5 * 4 + 1}, {1, 3, 4 + 1}, {1, 4, 6 + 4 + 1}, {5, 1, 5 * 2 + 1}};
+  for (const auto& c : cases) {
+    const zor_int lengths[] = {c.rows, c.n};
+    zor_fft fft = nullptr;
+    ASSERT_EQ(0, zor_fft_create(&fft, double_precision, real_data, 2, lengths));
+    ASSERT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, out_of_place));
+    ASSERT_EQ(0, zor_fft_commit(fft));
+    std::vector<double> x(100, 1.0);
+    double* const reals = x.data() + c.spectrum;
+    EXPECT_EQ(done, zor_fft_forward(fft, reals, x.data())) << c.rows << " by " << c.n;
+    EXPECT_EQ(1.0, *reals) << c.rows << " by " << c.n;
+    EXPECT_EQ(bad_value, zor_fft_forward(fft, reals - 1, x.data())) << c.rows << " by " << c.n;
+    EXPECT_EQ(done, zor_fft_backward(fft, x.data(), reals)) << c.rows << " by " << c.n;
+    zor_fft_free(&fft);
+  }
+}
+
 // Each state and argument has a text of its own.
 TEST(Texts, NameTheArgumentAndTheState) {
   const zor_int n = 8, bad[] = {4, -1};
