@@ -10,6 +10,7 @@
 //   values<N>(i)  the values of entries i to i + N - 1
 //   column(i)     the place of its x
 //   touch(i)      a request for what stands behind entry i in memory, where it pays
+// They are passed by value: by reference the compiler keeps them in memory.
 #pragma once
 
 #include "spblas/panel.h"
@@ -36,11 +37,11 @@ struct stored_entries {
 
 // The sum over entries 0 to count - 1; Conj conjugates each within its product.
 template <class T, bool Conj, class Entries>
-[[gnu::always_inline]] inline one<T> row_dot(const Entries& entries, zor_int count, const T* x) {
+[[gnu::always_inline]] inline one<T> row_dot(Entries entries, zor_int count, const T* x) {
   // In 32 bytes a complex product takes fewer instructions than in 64.
   constexpr int most = is_complex<T> && 2 < widest<T> ? int(32 / sizeof(T)) : widest<T>;
   constexpr int group = thresholds::accumulators, n = most < group ? most : group, registers = group / n;
-  const auto term = [&](zor_int i) __attribute__((always_inline)) {
+  const auto term = [=](zor_int i) __attribute__((always_inline)) {
     return mul_at<T, Conj>(entries.value(i), load<T, 1>(x + entries.column(i)));
   };
   one<T> sum{};
@@ -49,7 +50,7 @@ template <class T, bool Conj, class Entries>
     pack<T, n> s[registers] = {};
     for (; k + group <= count; k += group) {
       for (int i = 0; i < registers; ++i) {
-        const auto xs = collect<T, n>([&](int lane) { return x + entries.column(k + i * n + lane); });
+        const auto xs = collect<T, n>([=](int lane) { return x + entries.column(k + i * n + lane); });
         s[i] = s[i] + mul<T, Conj>(entries.template values<n>(k + i * n), xs);
       }
     }
@@ -69,7 +70,7 @@ template <class T, bool Conj, class Entries>
 
 // The same sum where the number of entries is known to be Count, from 1 to 7, or 0 where it is not.
 template <int Count, class T, bool Conj, class Entries>
-[[gnu::always_inline]] inline one<T> row_dot_of(const Entries& entries, zor_int count, const T* x) {
+[[gnu::always_inline]] inline one<T> row_dot_of(Entries entries, zor_int count, const T* x) {
   static_assert(Count < thresholds::least_for_accumulators, "a longer row is no single chain");
   if constexpr (Count == 0) return row_dot<T, Conj>(entries, count, x);
   one<T> sum{};
@@ -98,8 +99,8 @@ template <int First, int R, class T, int N, int All>
 // With Kept the row `kept` of x is not loaded. Fewer than eight entries are one chain, whatever their
 // grouping.
 template <int N, int R = 1, int Count = 0, bool Kept = false, class T, bool RowMajor, class Entries>
-[[gnu::always_inline]] inline packs<T, N, R> row_dots(const Entries& entries, bool conj, zor_int k,
-                                                      zor_int end, dense<const T, RowMajor> x,
+[[gnu::always_inline]] inline packs<T, N, R> row_dots(Entries entries, bool conj, zor_int k, zor_int end,
+                                                      dense<const T, RowMajor> x,
                                                       const kept_row<T, N, R>& kept = {}) {
   static_assert(Count < thresholds::least_for_accumulators, "a longer row is no single chain");
   const typename spread_factor<T, N>::signs signs(conj);

@@ -12,12 +12,11 @@ using thresholds::run_rule;
 
 // A walk over rows upwards, or downwards with Down. Invariant between its steps: the rows before r in that
 // direction are done, and the others up to `beyond` are not begun.
-template <run_rule Rule, bool Down, class T, class I, class Row>
+template <run_rule Rule, bool Down, bool Far, class T, class I, class Row>
 struct row_walk {
   static constexpr zor_int step = Down ? -1 : 1;
   csr<T, I> a;
   zor_int r, beyond;
-  bool far;  // the entries come from memory: those of a page ahead are asked for
   const Row& row;
 
   [[gnu::always_inline]] zor_int rest() const { return (beyond - r) * step; }
@@ -26,7 +25,7 @@ struct row_walk {
   template <int Count>
   [[gnu::always_inline]] void take(zor_int k) const {
     constexpr zor_int ahead = step * thresholds::page_ahead / zor_int(sizeof(T));
-    if (far) touch(a.val + k + ahead), touch(a.indx + k + ahead);
+    if constexpr (Far) touch(a.val + k + ahead), touch(a.indx + k + ahead);
     if constexpr (requires { row.template operator()<Count>(r, k); })
       row.template operator()<Count>(r, k);
     else
@@ -61,12 +60,11 @@ struct row_walk {
 
 // Calls row.operator()<Count>(r, k), or without k, for rows first to last - 1 in order, or in reverse with
 // Down; k is the position where row r begins. Count is the number of its entries inside a run of equally long
-// rows, as Rule says, and 0 elsewhere. `far` as in row_walk.
-template <run_rule Rule, bool Down = false, class T, class I, class Row>
-[[gnu::always_inline]] inline void for_rows(csr<T, I> a, zor_int first, zor_int last, const Row& row,
-                                            bool far = false) {
+// rows, as Rule says, and 0 elsewhere. With Far the entries of a page ahead are asked for.
+template <run_rule Rule, bool Down = false, bool Far = false, class T, class I, class Row>
+[[gnu::always_inline]] inline void for_rows(csr<T, I> a, zor_int first, zor_int last, const Row& row) {
   if (last <= first) return;
-  row_walk<Rule, Down, T, I, Row> walk{a, Down ? last - 1 : first, Down ? first - 1 : last, far, row};
+  row_walk<Rule, Down, Far, T, I, Row> walk{a, Down ? last - 1 : first, Down ? first - 1 : last, row};
   if constexpr (Rule.longest == 0) {
     walk.take_any(walk.rest());
   } else {
@@ -87,6 +85,16 @@ template <run_rule Rule, bool Down = false, class T, class I, class Row>
 template <class T, class I>
 bool are_far(csr<T, I> a, zor_int first, zor_int last) {
   return first < last && (a.end(last - 1) - a.begin(first)) * zor_int(sizeof(T)) > thresholds::cached_values;
+}
+
+// The same upwards, with Far where that pays. Two loops: a test in each row of one would cost a cycle or two.
+template <run_rule Rule, class T, class I, class Row>
+[[gnu::always_inline]] inline void for_near_or_far_rows(csr<T, I> a, zor_int first, zor_int last,
+                                                        const Row& row) {
+  if (are_far(a, first, last))
+    for_rows<Rule, false, true>(a, first, last, row);
+  else
+    for_rows<Rule>(a, first, last, row);
 }
 
 }  // namespace zor::sparse

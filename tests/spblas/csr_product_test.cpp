@@ -290,6 +290,78 @@ TEST(CsrProduct, AsksThePoolAlikeInEveryBuild) {
   EXPECT_EQ(1, blocks);
 }
 
+// The general column-major products go over rows in blocks, whose size depends on the type, on the average
+// length of rows and on the number of right-hand sides that the call is told, whichever of them it works on.
+// The pool shows the size: a block asks for 64 bytes for each row of B that it uses, here as many as it has
+// rows, and 64 for the alignment. The sizes are worked out by hand: with P, Q, R, S of a type, blocks are
+// taken from (R average + S n) m = 17,000,000 on and have 17,000,000 / (P average + Q n) / 4 rows, but all
+// rows are one block where that gives no two.
+struct block_case {
+  int64_t m, n;
+  // Rows of a block in single, in double and single complex, in double complex and conjugated.
+  int64_t s, d, z;
+};
+const block_case block_cases[] = {
+    // 8 avg + 12 n = 136 bytes a row in single, just enough; 20 avg + 12 n = 196; 36 avg + 20 n = 340.
+    {.m = 125000, .n = 8, .s = 34274, .d = 19318, .z = 10953},
+    {.m = 124999, .n = 8, .s = 124999, .d = 19318, .z = 10953},
+    // So many right-hand sides that a block has a few rows, one, or none, which leaves all rows in one.
+    {.m = 100, .n = 260000, .s = 2, .d = 100, .z = 100},
+    {.m = 100, .n = 150000, .s = 3, .d = 1, .z = 100},
+};
+// A total beyond the range of 32-bit integers is small to the names that have them: rows of a block with
+// either.
+const struct {
+  int64_t m, n, wide, narrow;
+} overflow_of_single = {.m = 400, .n = 500000, .wide = 1, .narrow = 400},
+  overflow_of_double_complex = {.m = 1100, .n = 100000, .wide = 1, .narrow = 1100};
+
+// What the pool holds after blocks of so many rows of m, the last of which has the rest as well: it is one
+// request more where it is larger than the others.
+uint64_t pool_bytes(int64_t m, int64_t rows) {
+  const auto request = [](int64_t r) { return uint64_t(64 * r + 64); };
+  const int64_t last = m - (m / rows - 1) * rows;
+  return last > rows ? request(rows) + request(last) : request(last);
+}
+
+template <class T, class I>
+void check_blocks(const char* name, zor::csr_mmout_par_fn<T, I>* f, int64_t m, int64_t told, int64_t rows) {
+  constexpr int64_t average = 5;
+  zor_ref::row_list<T> list(size_t(m), {size_t(average), {0, T{}}});
+  for (int64_t r = 1; r <= m; ++r)
+    for (auto& e : list[size_t(r - 1)]) e = {r, zor_ref::unity<T>()};
+  const csr_arrays<T, I> a(list, 1, I(1));
+  const I first = 2, last = 3, rows_of_a = I(m), n = I(told);
+  const T alpha = zor_ref::unity<T>();
+  const std::vector<T> b(size_t(3 * m), alpha);
+  std::vector<T> c(size_t(3 * m));
+  int32_t blocks;
+  zor_serv_freebuffers();
+  f(&first, &last, &rows_of_a, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
+    b.data(), &rows_of_a, c.data(), &rows_of_a);
+  EXPECT_EQ(pool_bytes(m, rows), zor_serv_zor_memstat(&blocks)) << name << ", m " << m << ", n " << told;
+  for (int64_t i = 0; i < 3 * m; ++i)
+    ASSERT_EQ(zor_ref::real_part(c[size_t(i)]), i < m ? 0 : average) << name << ", element " << i;
+}
+
+TEST(CsrProduct, BlocksOfRowsAskThePoolForTheirShareOfB) {
+  for (const block_case& b : block_cases) {
+    check_blocks("s", zor_spblas_scsr1ng__f__mmout_par, b.m, b.n, b.s);
+    check_blocks("d", zor_spblas_dcsr1ng__f__mmout_par, b.m, b.n, b.d);
+    check_blocks("c", zor_spblas_ccsr1ng__f__mmout_par, b.m, b.n, b.d);
+    check_blocks("c conjugated", zor_spblas_ccsr1sg__f__mmout_par, b.m, b.n, b.z);
+    check_blocks("z", zor_spblas_zcsr1ng__f__mmout_par, b.m, b.n, b.z);
+    check_blocks("z conjugated", zor_spblas_zcsr1sg__f__mmout_par, b.m, b.n, b.z);
+    check_blocks("d lp64", zor_spblas_lp64_dcsr1ng__f__mmout_par, b.m, b.n, b.d);
+  }
+  const auto& s = overflow_of_single;
+  check_blocks("s", zor_spblas_scsr1ng__f__mmout_par, s.m, s.n, s.wide);
+  check_blocks("s lp64", zor_spblas_lp64_scsr1ng__f__mmout_par, s.m, s.n, s.narrow);
+  const auto& z = overflow_of_double_complex;
+  check_blocks("z", zor_spblas_zcsr1ng__f__mmout_par, z.m, z.n, z.wide);
+  check_blocks("z lp64", zor_spblas_lp64_zcsr1ng__f__mmout_par, z.m, z.n, z.narrow);
+}
+
 // One chain a row, y overwritten even in an empty row.
 template <class T, class I>
 void check_gemvout(const char* name, zor::csr_gemvout_par_fn<T, I>* f) {

@@ -26,8 +26,9 @@ void scatter_rows(const vector_product<T, I>& given) {
 // Transposed, triangular view, a row: every entry is scattered as y(c) = y(c) + (a alpha) x(r), a unit
 // diagonal adds x(r) alpha, and a second pass takes away what the entries outside the view brought in.
 template <class T, class I>
-[[gnu::noinline]] void scatter_twice(view v, const vector_product<T, I>& p, zor_int r,
+[[gnu::noinline]] void scatter_twice(view v, const vector_product<T, I>& given, zor_int r,
                                      row_entries<0, T, I> row) {
+  const vector_product<T, I> p = given.with_stored_numbers();
   const one<T> x = p.x_at(r), alpha = p.scale();
   const auto term = [&](const T* a) {
     return mul<T>(x, mul<T>(conj_if<T>(v.conjugated(), load<T, 1>(a)), alpha));
@@ -46,8 +47,9 @@ void scatter_triangle_rows(view v, const vector_product<T, I>& given) {
   const factor<T> alpha(p.scale());
   each_row<thresholds::unit_runs>(
       p, [&](zor_int r, auto row) __attribute__((always_inline)) {
+        // Given `given`, since p would have to stand in memory to be handed over.
         if (!row.ascends()) [[unlikely]]
-          return scatter_twice<T, I>(v, p, r, {row.val, row.indx, row.count});
+          return scatter_twice<T, I>(v, given, r, {row.val, row.indx, row.count});
         const one<T> x = p.x_at(r);
         bool met = !Unit;
         const auto term = [&]<int N>(const T* a) __attribute__((always_inline)) {

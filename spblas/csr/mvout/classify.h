@@ -81,9 +81,8 @@ template <class T, int Side, bool Gather, bool Mirror, class I>
 template <class T, int Side, bool Gather, bool Mirror, class I>
 [[gnu::noinline]] void classify_short_rows(const vector_product<T, I>& given) {
   const vector_product<T, I> p = given.with_stored_numbers();
-  for_rows<thresholds::classified_runs>(
-      p.a, p.first, p.last,
-      [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
+  for_near_or_far_rows<thresholds::classified_runs>(
+      p.a, p.first, p.last, [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
         classified_row<T, Side, Gather, Mirror, I> row(p, r);
         constexpr int diagonal = Side > 0 ? Count - 1 : 0;
         if constexpr (Count > 0)
@@ -91,8 +90,7 @@ template <class T, int Side, bool Gather, bool Mirror, class I>
         else
           row.take(k, p.a.end(r));
         row.end();
-      },
-      are_far(p.a, p.first, p.last));
+      });
 }
 
 template <class T, int Side, bool Gather, bool Mirror, class I>

@@ -13,14 +13,12 @@ namespace zor::sparse {
 template <class T, bool Conj, class I>
 void general_rows(const vector_product<T, I>& given) {
   const vector_product<T, I> p = given.with_stored_numbers();
-  for_rows<thresholds::dot_runs>(
-      p.a, p.first, p.last,
-      [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
+  for_near_or_far_rows<thresholds::dot_runs>(
+      p.a, p.first, p.last, [&]<int Count>(zor_int r, zor_int k) __attribute__((always_inline)) {
         const stored_entries<T, I> entries{p.a.val + k, p.a.indx + k};
         const one<T> s = row_dot_of<Count, T, Conj>(entries, p.a.end(r) - k, p.x);
         p.set_y(r, p.y_at(r) + p.scaled(s));
-      },
-      are_far(p.a, p.first, p.last));
+      });
 }
 
 // Stored diagonal: s = row dot, then s = s - a x(c) for each entry outside the triangle; y(r) = alpha s +
