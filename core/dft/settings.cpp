@@ -6,13 +6,12 @@
 #include <cstring>
 
 #include "core/dft/public.h"
+#include "core/failure_text.h"
 #include "dft/thresholds.h"
 #include "zor/serv.h"
 
 namespace zor_core {
 namespace {
-
-thread_local char failure_text[256] = "no failure";
 
 using zor::dft::most_user_threads;
 
@@ -174,7 +173,7 @@ int32_t get(const ZorDftDescriptor* d, int32_t parameter, void* value) {
 int32_t fft_failure(int32_t status, const char* format, ...) {
   va_list args;
   va_start(args, format);
-  std::vsnprintf(failure_text, sizeof failure_text, format, args);
+  std::vsnprintf(failure_text(), longest_failure, format, args);
   va_end(args);
   return status;
 }
@@ -237,7 +236,7 @@ int32_t zor_fft_get(zor_fft d, int32_t parameter, void* value) {
   return get(d, parameter, value);
 }
 
-const char* zor_fft_failure_text(void) { return failure_text; }
+const char* zor_fft_failure_text(void) { return failure_text(); }
 
 const char* zor_fft_error_text(int32_t status) {
   return zor_serv_zor_get_msg(status >= 0 && status <= 9 ? 761 + status : 771, 0);

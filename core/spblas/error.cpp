@@ -5,23 +5,18 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "core/failure_text.h"
 #include "zor/sparse.h"
 
 namespace zor_core {
-namespace {
-
-thread_local char failure_text[256] = "no failure";
-
-}  // namespace
-
 int32_t sparse_failure(int32_t status, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  std::vsnprintf(failure_text, sizeof failure_text, format, arguments);
+  std::vsnprintf(failure_text(), longest_failure, format, arguments);
   va_end(arguments);
   return status;
 }
 
 }  // namespace zor_core
 
-extern "C" const char* zor_sparse_error_text(void) { return zor_core::failure_text; }
+extern "C" const char* zor_sparse_error_text(void) { return zor_core::failure_text(); }
