@@ -200,9 +200,9 @@ using namespace zor_core;
     static constinit kern_function<zor::rotm_fn<T>> own(#name); \
     rotm<T>(#name, own, n, x, incx, y, incy, param);            \
   }
-#define ROW_AXPBY(name, T)                                                      \
-  extern "C" SIG_AXPBY(name, T) {                                               \
+#define ROW_AXPBY(name, T)                                                        \
+  extern "C" SIG_AXPBY(name, T) {                                                 \
     static constinit kern_function<zor::scal_fn<T, T>> scale(scal_of<T>::kernel); \
-    axpby<T>(#name, scale, n, alpha, x, incx, beta, y, incy);                   \
+    axpby<T>(#name, scale, n, alpha, x, incx, beta, y, incy);                     \
   }
 #include "zor/tables/core_vector.inc"
