@@ -47,12 +47,12 @@ if(TARGET zor_program)
   find_program(HELP2MAN help2man)
   if(HELP2MAN)
     set(manual ${PROJECT_BINARY_DIR}/manual)
-    add_custom_command(OUTPUT ${manual}/zor.1
+    add_custom_command(OUTPUT ${manual}/zor.1.gz
                        COMMAND ${PROJECT_SOURCE_DIR}/cmake/manual.sh $<TARGET_FILE:zor_program> ${PROJECT_VERSION} ${manual}
                        DEPENDS zor_program ${PROJECT_SOURCE_DIR}/cmake/manual.sh VERBATIM)
-    add_custom_target(zor_manual ALL DEPENDS ${manual}/zor.1)
+    add_custom_target(zor_manual ALL DEPENDS ${manual}/zor.1.gz)
     install(DIRECTORY ${manual}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools OPTIONAL
-            FILES_MATCHING PATTERN "*.1")
+            FILES_MATCHING PATTERN "*.1.gz")
   endif()
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -14,6 +14,7 @@ page() { # NAME ARGUMENTS...: one page; the wrapper stands for the program with 
   what=$("$scratch/$name" --help | head -1 | sed 's/\.$//')
   help2man --no-info --no-discard-stderr --version-string="$version" --name="$what" --output="$folder/$name.1" \
     "$scratch/$name"
+  gzip -9nf "$folder/$name.1"
 }
 page zor
 "$program" --help | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z0-9-]*\) .*/\1/p' | while read -r command; do

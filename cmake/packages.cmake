@@ -8,12 +8,14 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_COMPONENTS_ALL libraries development tools blas)
 
-set(about "The same bits on every x86-64 processor and for every number of threads, at the speed of the processor at hand:
-dense and sparse linear algebra, Fourier transforms, Poisson solvers, convolution, multi-precision integers.")
+set(about "The same bits on every x86-64 processor and for every number of
+threads, at the speed of the processor at hand: dense and sparse linear
+algebra, Fourier transforms, Poisson solvers, convolution, integers.")
 # describe(COMPONENT package section depends summary)
 macro(describe component package section depends summary)
   string(TOUPPER ${component} upper)
@@ -41,7 +43,7 @@ set(link_name libblas.so.3-${CMAKE_LIBRARY_ARCHITECTURE})
 set(blas_link /usr/${CMAKE_INSTALL_LIBDIR}/libblas.so.3)
 set(blas_file /usr/${CMAKE_INSTALL_LIBDIR}/zor/blas/libblas.so.3)
 file(WRITE ${control}/blas/postinst
-     "#!/bin/sh\nset -e\nif [ \"$1\" = configure ]; then\n  update-alternatives --install ${blas_link} ${link_name} ${blas_file} 5\n  ldconfig\nfi\n")
+     "#!/bin/sh\nset -e\nif [ \"$1\" = configure ]; then\n  update-alternatives --install ${blas_link} ${link_name} ${blas_file} 5\nfi\n")
 file(WRITE ${control}/blas/prerm
      "#!/bin/sh\nset -e\nif [ \"$1\" != upgrade ]; then\n  update-alternatives --remove ${link_name} ${blas_file}\nfi\n")
 file(CHMOD ${control}/blas/postinst ${control}/blas/prerm
