@@ -4,7 +4,7 @@
 # hand). lintian looks at each; as root they are also installed, used and removed on this machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/setup.sh
+bash scripts/setup.sh packages
 build=$PWD/build-package
 folder=$(realpath -m "${1:-$build/debian}")
 command -v ccache >/dev/null && export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
@@ -38,8 +38,9 @@ cc examples/matrix_product.c "${flags[@]}" -o "$scratch/product"
 [ -e /usr/share/man/man1/zor-matmul.1.gz ]
 update-alternatives --query "libblas.so.3-$(gcc -print-multiarch)" | grep -q '^Alternative: .*/zor/blas/libblas.so.3$'
 rm -rf "$scratch"
+files=$(dpkg -L "${names[@]}")
 trap - EXIT
 dpkg --purge "${names[@]}" >"$build/log" 2>&1 || { cat "$build/log"; exit 1; }
-left=$(find /usr -name '*zor*' \( -path '*/lib/*' -o -path '*/include/*' -o -path '*/share/doc/*' -o -path '*/bin/*' \) | head)
+left=$(while read -r file; do [ -d "$file" ] || ! [ -e "$file" ] || echo "$file"; done <<<"$files")
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
 echo "installed, used and removed"
