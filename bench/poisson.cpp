@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <memory>
 
 #include "bench/bench.h"
@@ -117,10 +116,7 @@ bench_case lines_case(const environment& env, zor_int kind, zor_int n, zor_int l
         worst = std::max(worst, std::fabs(scaled - double(x.data()[i])));
         largest = std::max(largest, std::fabs(scaled));
       }
-      // The odd and the shifted kinds divide by sines down to 1/n, and their errors grow with n squared.
-      const double size = double(n), unit = double(std::numeric_limits<R>::epsilon());
-      return worst <=
-             largest * std::min(0.5, size * (sizeof(R) == 8 ? 1e-14 : 1e-5) + 0.5 * size * size * unit);
+      return worst <= largest * double(n) * (sizeof(R) == 8 ? 1e-14 : 1e-5);
     });
   };
   return c;
