@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/core/sparse_calls.h"
 #include "tests/support/elements.h"
 #include "tests/support/operand.h"
 #include "zor/core.h"
@@ -18,40 +19,11 @@
 
 namespace {
 
+using namespace sparse_test;
 using namespace zor_test;
 
-template <class I>
-using description = std::conditional_t<sizeof(I) == 8, zor_sparse_desc, zor_sparse_desc_lp64>;
-int32_t create(zor_sparse* a, const zor_sparse_desc& d) { return zor_sparse_create(a, &d); }
-int32_t create(zor_sparse* a, const zor_sparse_desc_lp64& d) { return zor_sparse_create_lp64(a, &d); }
 int32_t describe(zor_sparse a, zor_sparse_desc* d) { return zor_sparse_describe(a, d); }
 int32_t describe(zor_sparse a, zor_sparse_desc_lp64* d) { return zor_sparse_describe_lp64(a, d); }
-
-template <class T>
-struct calls;
-#define CALLS(T, t)                                          \
-  template <>                                                \
-  struct calls<T> {                                          \
-    static constexpr int32_t letter = #t[0];                 \
-    static constexpr auto* mv = &zor_sparse_##t##mv;         \
-    static constexpr auto* sm = &zor_sparse_##t##sm;         \
-    static constexpr auto* gauss = &zor_sparse_##t##gauss;   \
-    static constexpr auto* jacobi = &zor_sparse_##t##jacobi; \
-  };
-CALLS(float, s)
-CALLS(double, d)
-CALLS(zor_c32, c)
-CALLS(zor_c64, z)
-
-#define EVERY_TYPE(check)    \
-  check<float, int32_t>();   \
-  check<float, int64_t>();   \
-  check<double, int32_t>();  \
-  check<double, int64_t>();  \
-  check<zor_c32, int32_t>(); \
-  check<zor_c32, int64_t>(); \
-  check<zor_c64, int32_t>(); \
-  check<zor_c64, int64_t>();
 
 struct owner {
   zor_sparse a = nullptr;

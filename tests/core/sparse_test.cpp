@@ -15,6 +15,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/core/sparse_calls.h"
 #include "tests/support/elements.h"
 #include "tests/support/operand.h"
 #include "zor/core.h"
@@ -22,6 +23,7 @@
 
 namespace {
 
+using namespace sparse_test;
 using namespace zor_test;
 using wide = std::complex<long double>;
 
@@ -32,28 +34,6 @@ const view views[] = {{'g', 'l', 'n'}, {'t', 'l', 'n'}, {'t', 'u', 'n'}, {'t', '
                       {'s', 'l', 'n'}, {'s', 'u', 'n'}, {'s', 'l', 'u'}, {'s', 'u', 'u'}, {'h', 'l', 'n'},
                       {'h', 'u', 'n'}, {'h', 'l', 'u'}, {'h', 'u', 'u'}, {'a', 'l', 'n'}, {'a', 'u', 'n'},
                       {'d', 'l', 'n'}, {'d', 'l', 'u'}};
-
-// The calls of an element type.
-template <class T>
-struct calls;
-#define CALLS(T, t)                                  \
-  template <>                                        \
-  struct calls<T> {                                  \
-    static constexpr int32_t letter = #t[0];         \
-    static constexpr auto* mv = &zor_sparse_##t##mv; \
-    static constexpr auto* mm = &zor_sparse_##t##mm; \
-    static constexpr auto* sv = &zor_sparse_##t##sv; \
-    static constexpr auto* sm = &zor_sparse_##t##sm; \
-  };
-CALLS(float, s)
-CALLS(double, d)
-CALLS(zor_c32, c)
-CALLS(zor_c64, z)
-
-template <class I>
-using description = std::conditional_t<sizeof(I) == 8, zor_sparse_desc, zor_sparse_desc_lp64>;
-int32_t create(zor_sparse* a, const zor_sparse_desc& d) { return zor_sparse_create(a, &d); }
-int32_t create(zor_sparse* a, const zor_sparse_desc_lp64& d) { return zor_sparse_create_lp64(a, &d); }
 
 template <class T>
 T draw(random_bits& random) {
@@ -222,16 +202,6 @@ std::vector<std::vector<T>> columns_of(zor_int m, zor_int n, uint64_t seed) {
   for (zor_int j = 0; j < n; ++j) all.push_back(numbers<T>(size_t(m), seed + uint64_t(j)));
   return all;
 }
-
-#define EVERY_TYPE(check, ...)          \
-  check<float, int32_t>(__VA_ARGS__);   \
-  check<float, int64_t>(__VA_ARGS__);   \
-  check<double, int32_t>(__VA_ARGS__);  \
-  check<double, int64_t>(__VA_ARGS__);  \
-  check<zor_c32, int32_t>(__VA_ARGS__); \
-  check<zor_c32, int64_t>(__VA_ARGS__); \
-  check<zor_c64, int32_t>(__VA_ARGS__); \
-  check<zor_c64, int64_t>(__VA_ARGS__);
 
 bool solvable(const view& v) { return v.structure == 't' || v.structure == 'd'; }
 

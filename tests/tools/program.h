@@ -3,6 +3,7 @@
 #pragma once
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -28,6 +29,25 @@ inline outcome run(const scratch_folder& folder, const std::string& arguments) {
                                           arguments, streams.path("out"), streams.path("err"));
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
+}
+
+// A run that is refused, and all of the standard error stream.
+struct refused_run {
+  const char* arguments;
+  int status;
+  const char* message;
+};
+
+// Each run tells its fault and leaves the folder as it was.
+template <size_t Count>
+void expect_refused(const scratch_folder& folder, const refused_run (&runs)[Count]) {
+  const auto before = folder.names();
+  for (const refused_run& c : runs) {
+    const outcome got = run(folder, c.arguments);
+    EXPECT_EQ(c.status, got.status) << c.arguments;
+    EXPECT_EQ(c.message, got.err) << c.arguments;
+    EXPECT_EQ(before, folder.names()) << c.arguments;
+  }
 }
 
 inline std::string digest_line(const std::string& out) {

@@ -55,11 +55,7 @@ TEST(RefineCommand, RefusesInOneLine) {
   folder.write("b.mtx", array + "2 1\n1\n2\n");
   folder.write("none.mtx", array + "2 0\n");
   folder.write("long.mtx", array + "3 1\n1\n2\n3\n");
-  const struct {
-    const char* arguments;
-    int status;
-    const char* message;
-  } cases[] = {
+  const zor_test::refused_run cases[] = {
       {"refine", 2, "zor: A is required\n"},
       {"refine a.mtx", 2, "zor: b is required\n"},
       {"refine missing.mtx b.mtx", 2, "zor: missing.mtx: No such file or directory\n"},
@@ -68,13 +64,7 @@ TEST(RefineCommand, RefusesInOneLine) {
       {"refine a.mtx none.mtx", 2, "zor: none.mtx:2: no right-hand side\n"},
       {"refine a.mtx b.mtx -o x.mtx", 1, "zor: a.mtx: singular: pivot 2 is 0\n"},
   };
-  const auto before = folder.names();
-  for (const auto& c : cases) {
-    const outcome got = run(folder, c.arguments);
-    EXPECT_EQ(c.status, got.status) << c.arguments;
-    EXPECT_EQ(c.message, got.err) << c.arguments;
-    EXPECT_EQ(before, folder.names()) << c.arguments;
-  }
+  expect_refused(folder, cases);
 }
 
 }  // namespace

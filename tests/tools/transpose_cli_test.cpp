@@ -21,11 +21,7 @@ TEST(TransposeCommand, RefusesInOneLine) {
   folder.write("coordinate.mtx", "%%MatrixMarket matrix coordinate real general\n2 2 1\n1 1 1\n");
   folder.write("short.mtx", array + "real general\n2 2\n1\n2\n3\n");
   folder.write("empty.mtx", "");
-  const struct {
-    const char* arguments;
-    int status;
-    const char* message;
-  } cases[] = {
+  const zor_test::refused_run cases[] = {
       {"transpose", 2, "zor: A is required\n"},
       {"transpose missing.mtx -o b.mtx", 2, "zor: missing.mtx: No such file or directory\n"},
       {"transpose . -o b.mtx", 2, "zor: .: not a regular file\n"},
@@ -35,13 +31,7 @@ TEST(TransposeCommand, RefusesInOneLine) {
       {"transpose a.mtx -o none/b.mtx", 1, "zor: none/b.mtx: No such file or directory\n"},
       {"transpose a.mtx --scratch none", 1, "zor: none: No such file or directory\n"},
   };
-  const auto before = folder.names();
-  for (const auto& c : cases) {
-    const outcome got = run(folder, c.arguments);
-    EXPECT_EQ(c.status, got.status) << c.arguments;
-    EXPECT_EQ(c.message, got.err) << c.arguments;
-    EXPECT_EQ(before, folder.names()) << c.arguments;
-  }
+  expect_refused(folder, cases);
 }
 
 // A rectangle, in memory and in a file, with values that a product with a complex 1 would not keep; and the
