@@ -106,24 +106,25 @@ const std::set<std::string> searches = {"IAMAX", "IAMIN"};
 // with an underscore are the variables that the routine is then called with; x and y of a Hermitian or
 // conjugated operation are handed over conjugated. @other is the routine without the conjugation.
 const std::string product_by_rows = "swap(transa_, transb_), swap(m_, n_), swap(a_, b_), swap(lda_, ldb_);";
-const std::string sided_by_rows = "turn_side(side_), turn_uplo(uplo_), swap(m_, n_);";
-const std::string triangle_by_rows = "turn_uplo(uplo_);";
+const std::string sided_by_rows = "swap_side(side_), swap_uplo(uplo_), swap(m_, n_);";
+const std::string triangle_by_rows = "swap_uplo(uplo_);";
 const std::string vectors_by_rows = "swap(x_, y_), swap(incx_, incy_);";
-const std::string rank_by_rows = "turn_uplo(uplo_), turn_rank_trans<T>(trans_, @3);";
+const std::string rank_by_rows = "swap_uplo(uplo_), transpose_rank_op<T>(trans_, @3);";
 const std::string vector_by_rows =
-    "if (!turn_trans<T>(trans_)) { conjugate(alpha_), conjugate(beta_); "
-    "if (!x.copy(x_, m_, incx_)) return; y.turn(y_, n_, incy_); } swap(m_, n_);";
-const std::string triangular_by_rows = "turn_uplo(uplo_); if (!turn_trans<T>(trans_)) x.turn(x_, n_, incx_);";
+    "if (!transpose_op<T>(trans_)) { conjugate(alpha_), conjugate(beta_); "
+    "if (!x.copy(x_, m_, incx_)) return; y.conjugate_in_place(y_, n_, incy_); } swap(m_, n_);";
+const std::string triangular_by_rows =
+    "swap_uplo(uplo_); if (!transpose_op<T>(trans_)) x.conjugate_in_place(x_, n_, incx_);";
 const std::string hermitian_by_rows =
-    "turn_uplo(uplo_), conjugate(alpha_), conjugate(beta_); if (!x.copy(x_, n_, incx_)) return; "
-    "y.turn(y_, n_, incy_);";
+    "swap_uplo(uplo_), conjugate(alpha_), conjugate(beta_); if (!x.copy(x_, n_, incx_)) return; "
+    "y.conjugate_in_place(y_, n_, incy_);";
 const std::string hermitian_rank_2 =
-    "turn_uplo(uplo_); if (!x.copy(x_, n_, incx_) || !y.copy(y_, n_, incy_)) return; " + vectors_by_rows;
+    "swap_uplo(uplo_); if (!x.copy(x_, n_, incx_) || !y.copy(y_, n_, incy_)) return; " + vectors_by_rows;
 
 const std::map<std::string, std::string> by_rows = {
     {"GEMM", product_by_rows},
     {"GEMM3M", product_by_rows},
-    {"GEMMT", "turn_uplo(uplo_), swap(transa_, transb_), swap(a_, b_), swap(lda_, ldb_);"},
+    {"GEMMT", "swap_uplo(uplo_), swap(transa_, transb_), swap(a_, b_), swap(lda_, ldb_);"},
     {"PUBLIC_SYMM", sided_by_rows},
     {"TRSM", sided_by_rows},
     {"TRMM", sided_by_rows},
@@ -144,8 +145,8 @@ const std::map<std::string, std::string> by_rows = {
     {"SPR", triangle_by_rows},
     {"SYR2", triangle_by_rows},
     {"SPR2", triangle_by_rows},
-    {"HER", "turn_uplo(uplo_); if (!x.copy(x_, n_, incx_)) return;"},
-    {"HPR", "turn_uplo(uplo_); if (!x.copy(x_, n_, incx_)) return;"},
+    {"HER", "swap_uplo(uplo_); if (!x.copy(x_, n_, incx_)) return;"},
+    {"HPR", "swap_uplo(uplo_); if (!x.copy(x_, n_, incx_)) return;"},
     {"HER2", hermitian_rank_2},
     {"HPR2", hermitian_rank_2},
     {"TRMV", triangular_by_rows},

@@ -61,10 +61,11 @@ class call {
   bool refused_ = false;
 };
 
-// ---- What a matrix stored by rows turns over.
+// ---- A matrix stored by rows is the transpose of one stored by columns: the options of the call for the
+// latter.
 
-inline void turn_side(char& side) { side = side == 'L' ? 'R' : 'L'; }
-inline void turn_uplo(char& uplo) { uplo = uplo == 'U' ? 'L' : 'U'; }
+inline void swap_side(char& side) { side = side == 'L' ? 'R' : 'L'; }
+inline void swap_uplo(char& uplo) { uplo = uplo == 'U' ? 'L' : 'U'; }
 
 template <class T>
 constexpr bool is_complex = requires(T x) {
@@ -73,7 +74,7 @@ constexpr bool is_complex = requires(T x) {
 
 // False when the operation was a conjugate transpose: conjugated it is the plain one.
 template <class T>
-bool turn_trans(char& trans) {
+bool transpose_op(char& trans) {
   const bool conjugate = is_complex<T> && trans == 'C';
   trans = trans == 'N' ? 'T' : trans == 'R' ? 'R' : 'N';
   return !conjugate;
@@ -82,7 +83,7 @@ bool turn_trans(char& trans) {
 // An update C := op(A) op(A)^T: its transposition is the other one of two letters (for real types T and C are
 // the same), and a letter that it does not have stays one.
 template <class T>
-void turn_rank_trans(char& trans, bool hermitian) {
+void transpose_rank_op(char& trans, bool hermitian) {
   const char other = hermitian ? 'C' : 'T';
   if (trans == 'N')
     trans = other;
@@ -90,9 +91,9 @@ void turn_rank_trans(char& trans, bool hermitian) {
     trans = 'N';
 }
 
-// Signs are turned as bits: no operation, no exception flag.
+// The sign changes as a bit: no operation, no exception flag.
 template <class R>
-void turn_sign(R& x) {
+void flip_sign(R& x) {
   using bits = std::conditional_t<sizeof(R) == 4, uint32_t, uint64_t>;
   bits b;
   std::memcpy(&b, &x, sizeof b);
@@ -101,7 +102,7 @@ void turn_sign(R& x) {
 }
 template <class T>
 void conjugate(T& x) {
-  if constexpr (is_complex<T>) turn_sign(x.im);
+  if constexpr (is_complex<T>) flip_sign(x.im);
 }
 
 // A complex vector that a call takes conjugated: a copy of an input, or the vector itself until the call is
@@ -113,7 +114,7 @@ class conjugated {
   conjugated(const conjugated&) = delete;
   conjugated& operator=(const conjugated&) = delete;
   ~conjugated() {
-    turn_all();
+    conjugate_all();
     std::free(memory_);
   }
 
@@ -139,14 +140,14 @@ class conjugated {
     return true;
   }
 
-  void turn(T* x, zor_int n, zor_int incx) {
+  void conjugate_in_place(T* x, zor_int n, zor_int incx) {
     if (n < 1 || x == nullptr || incx == 0) return;
     x_ = x, n_ = n, step_ = incx < 0 ? -incx : incx;
-    turn_all();
+    conjugate_all();
   }
 
  private:
-  void turn_all() {
+  void conjugate_all() {
     for (zor_int i = 0; i < n_; ++i) conjugate(x_[i * step_]);
   }
 

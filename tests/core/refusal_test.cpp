@@ -140,7 +140,7 @@ std::string dot_of_integers(void (*dot)(T*, const zor_int*, const T*, const zor_
   return result.re == expected.re && result.im == expected.im ? "" : "wrong sum";
 }
 
-// Small integers: every road of a product gives the same bits.
+// Small integers: every path of a product gives the same bits.
 std::string product_of_integers(int32_t threads) {
   constexpr zor_int n = 160;
   static double a[n * n], c[n * n];

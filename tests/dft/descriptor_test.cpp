@@ -769,7 +769,7 @@ TEST(Via2D, VeryLongLinesOfImpulses) {
   }
 }
 
-// Above the limit of the plans commit itself takes this road, alone and in a batch, on any number of threads.
+// Above the limit of the plans commit itself takes this path, alone and in a batch, on any number of threads.
 TEST(Via2D, CommitTakesItAboveTheLimitOfPlans) {
   if (std::getenv("ZOR_DFT_LONG") == nullptr) GTEST_SKIP() << "takes gigabytes: in the soak preset";
   const zor_int n = 18 * 18 * 18 * 18 * 18 * 18;

@@ -10,7 +10,7 @@ struct shape {
   zor_int m, n, k;
 };
 
-// Sizes of the plain road, tails of every tile, one and several panels in the depth, B packed and in place.
+// Sizes of the plain path, tails of every tile, one and several panels in the depth, B packed and in place.
 constexpr shape shapes[] = {{1, 1, 1},     {2, 5, 4},    {5, 2, 9},  {3, 3, 3},    {4, 8, 8},
                             {7, 6, 5},     {8, 8, 8},    {9, 9, 10}, {11, 14, 16}, {13, 10, 65},
                             {16, 12, 64},  {17, 23, 29}, {26, 9, 0}, {33, 5, 113}, {10, 31, 150},
