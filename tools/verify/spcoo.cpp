@@ -40,9 +40,15 @@ T factor(uint64_t turn) {
 
 constexpr zor_int row_counts[] = {1, 6, 45};
 
-// call(matrix, alpha, x, y) for each size, with ordinary and with special values in x.
-template <class T, class I, class Call>
-void vectors(recorder& out, int base, bool solved, const Call& call) {
+// The calls are plain functions, so that each pair of types has one loop over the cases for all its names.
+template <class T, class I>
+using vector_call = void (*)(const matrix<T, I>& a, T alpha, const T* x, T* y);
+template <class T, class I>
+using column_call = void (*)(const matrix<T, I>& a, T alpha, I first, I last, const T* b, T* c, I ld);
+
+// The call for each size, with ordinary and with special values in x.
+template <class T, class I>
+void vectors(recorder& out, int base, bool solved, vector_call<T, I> call) {
   uint64_t turn = 0;
   for (const content kind : {content::ordinary, content::special}) {
     for (const zor_int m : row_counts) {
@@ -56,8 +62,8 @@ void vectors(recorder& out, int base, bool solved, const Call& call) {
 }
 
 // The same for right-hand sides 2 to n - 1 of n.
-template <class T, class I, class Call>
-void columns(recorder& out, int base, bool solved, const Call& call) {
+template <class T, class I>
+void columns(recorder& out, int base, bool solved, column_call<T, I> call) {
   uint64_t turn = 100;
   for (const zor_int m : row_counts) {
     for (const zor_int n : {3, 21}) {
@@ -77,30 +83,31 @@ void columns(recorder& out, int base, bool solved, const Call& call) {
 void run_spcoo(recorder& out) {
 #define ROW_coo_mvout_par(name, T, I, base, ...)                                                          \
   if (out.begin(#name))                                                                                   \
-    vectors<T, I>(out, base, false, [](const auto& a, T alpha, const T* x, T* y) {                        \
+    vectors<T, I>(out, base, false, [](const matrix<T, I>& a, T alpha, const T* x, T* y) {                \
       const I first = 1;                                                                                  \
       name(&first, &a.nnz, &a.m, &a.m, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, x, \
            y);                                                                                            \
     });
 #define ROW_coo_mvout_seq(name, T, I, base, ...)                                                 \
   if (out.begin(#name))                                                                          \
-    vectors<T, I>(out, base, false, [](const auto& a, T alpha, const T* x, T* y) {               \
+    vectors<T, I>(out, base, false, [](const matrix<T, I>& a, T alpha, const T* x, T* y) {       \
       name(&a.m, nullptr, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, x, y); \
     });
 #define ROW_coo_svout_seq(name, T, I, base, ...)                                                        \
   if (out.begin(#name))                                                                                 \
-    vectors<T, I>(out, base, true, [](const auto& a, T, const T*, T* y) {                               \
+    vectors<T, I>(out, base, true, [](const matrix<T, I>& a, T, const T*, T* y) {                       \
       name(&a.m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, nullptr, y); \
     });
-#define ROW_coo_mmout_par(name, T, I, base, ...)                                                          \
-  if (out.begin(#name))                                                                                   \
-    columns<T, I>(out, base, false, [](const auto& a, T alpha, I first, I last, const T* b, T* c, I ld) { \
-      name(&first, &last, &a.m, &a.m, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, b,  \
-           &ld, c, &ld);                                                                                  \
-    });
+#define ROW_coo_mmout_par(name, T, I, base, ...)                                                            \
+  if (out.begin(#name))                                                                                     \
+    columns<T, I>(out, base, false,                                                                         \
+                  [](const matrix<T, I>& a, T alpha, I first, I last, const T* b, T* c, I ld) {             \
+                    name(&first, &last, &a.m, &a.m, &alpha, a.val.data(), a.rowind.data(), a.colind.data(), \
+                         &a.nnz, b, &ld, c, &ld);                                                           \
+                  });
 #define ROW_coo_smout_par(name, T, I, base, ...)                                                             \
   if (out.begin(#name))                                                                                      \
-    columns<T, I>(out, base, true, [](const auto& a, T, I first, I last, const T*, T* c, I ld) {             \
+    columns<T, I>(out, base, true, [](const matrix<T, I>& a, T, I first, I last, const T*, T* c, I ld) {     \
       name(&first, &last, &a.m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &a.nnz, c, \
            &ld);                                                                                             \
     });

@@ -51,9 +51,15 @@ T factor(uint64_t turn) {
   return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
-// fn(matrix, alpha, x, y, source) for each size, with ordinary and with special values in x.
-template <class T, class I, class Call>
-void vectors(recorder& out, const fields& f, bool sorted, const Call& call) {
+// The calls are plain functions, so that each pair of types has one loop over the cases for all its names.
+template <class T, class I>
+using vector_call = void (*)(const matrix<T, I>& a, T alpha, const T* x, T* y);
+template <class T, class I>
+using column_call = void (*)(const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld);
+
+// The call for each size, with ordinary and with special values in x.
+template <class T, class I>
+void vectors(recorder& out, const fields& f, bool sorted, vector_call<T, I> call) {
   uint64_t turn = 0;
   for (const content kind : {content::ordinary, content::special}) {
     for (const zor_int m : row_counts) {
@@ -67,8 +73,8 @@ void vectors(recorder& out, const fields& f, bool sorted, const Call& call) {
 }
 
 // The same for right-hand sides 2 to n - 1 of n.
-template <class T, class I, class Call>
-void columns(recorder& out, const fields& f, bool sorted, const Call& call) {
+template <class T, class I>
+void columns(recorder& out, const fields& f, bool sorted, column_call<T, I> call) {
   uint64_t turn = 100;
   for (const zor_int m : row_counts) {
     for (const zor_int n : {3, 21}) {
@@ -88,48 +94,51 @@ void columns(recorder& out, const fields& f, bool sorted, const Call& call) {
 void run_spcsr(recorder& out) {
 #define ROW_csr_mvout_par(name, T, I, ...)                                                                   \
   if (out.begin(#name))                                                                                      \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const auto& a, T alpha, const T* x, T* y) {            \
+    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T alpha, const T* x, T* y) {    \
       const I first = 1, last = I(a.m);                                                                      \
       name(&first, &last, &last, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y); \
     });
-#define ROW_csr_mvout_seq(name, T, I, ...)                                                        \
-  if (out.begin(#name))                                                                           \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const auto& a, T alpha, const T* x, T* y) { \
-      const I m = I(a.m);                                                                         \
-      name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);        \
+#define ROW_csr_mvout_seq(name, T, I, ...)                                                                \
+  if (out.begin(#name))                                                                                   \
+    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T alpha, const T* x, T* y) { \
+      const I m = I(a.m);                                                                                 \
+      name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);                \
     });
 #define ROW_csr_gemvout_par(name, T, I, ...)                                                             \
   if (out.begin(#name))                                                                                  \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const auto& a, T, const T* x, T* y) {              \
+    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T, const T* x, T* y) {      \
       const I first = 1, last = I(a.m);                                                                  \
       name(&first, &last, nullptr, nullptr, a.val.data(), a.indx.data(), a.pntrb.data(), nullptr, x, y); \
     });
-#define ROW_csr_svout_seq(name, T, I, ...)                                                     \
-  if (out.begin(#name))                                                                        \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), true, [](const auto& a, T alpha, const T*, T* y) { \
-      const I m = I(a.m);                                                                      \
-      name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y);        \
+#define ROW_csr_svout_seq(name, T, I, ...)                                                             \
+  if (out.begin(#name))                                                                                \
+    vectors<T, I>(out, FIELDS(__VA_ARGS__), true, [](const matrix<T, I>& a, T alpha, const T*, T* y) { \
+      const I m = I(a.m);                                                                              \
+      name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y);                \
     });
-#define ROW_csr_mmout_par(name, T, I, ...)                                                                   \
-  if (out.begin(#name))                                                                                      \
-    columns<T, I>(out, FIELDS(__VA_ARGS__), false, [](const auto& a, T alpha, I n, const T* b, T* c, I ld) { \
-      const I first = 2, last = n - 1, m = I(a.m);                                                           \
-      name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b,    \
-           &ld, c, &ld);                                                                                     \
-    });
+#define ROW_csr_mmout_par(name, T, I, ...)                                                           \
+  if (out.begin(#name))                                                                              \
+    columns<T, I>(out, FIELDS(__VA_ARGS__), false,                                                   \
+                  [](const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld) {                  \
+                    const I first = 2, last = n - 1, m = I(a.m);                                     \
+                    name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), \
+                         a.pntre.data(), b, &ld, c, &ld);                                            \
+                  });
 #define ROW_csr_mmout_seq(name, T, I, ...)                                                                   \
   if (out.begin(#name))                                                                                      \
-    columns<T, I>(out, FIELDS(__VA_ARGS__), false, [](const auto& a, T alpha, I n, const T* b, T* c, I ld) { \
-      const I m = I(a.m);                                                                                    \
-      name(&m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c, &ld);     \
-    });
-#define ROW_csr_smout_par(name, T, I, ...)                                                                \
-  if (out.begin(#name))                                                                                   \
-    columns<T, I>(out, FIELDS(__VA_ARGS__), true, [](const auto& a, T alpha, I n, const T*, T* c, I ld) { \
-      const I first = 2, last = n - 1, m = I(a.m);                                                        \
-      name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), c, \
-           &ld);                                                                                          \
-    });
+    columns<T, I>(                                                                                           \
+        out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld) {   \
+          const I m = I(a.m);                                                                                \
+          name(&m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c, &ld); \
+        });
+#define ROW_csr_smout_par(name, T, I, ...)                                                           \
+  if (out.begin(#name))                                                                              \
+    columns<T, I>(out, FIELDS(__VA_ARGS__), true,                                                    \
+                  [](const matrix<T, I>& a, T alpha, I n, const T*, T* c, I ld) {                    \
+                    const I first = 2, last = n - 1, m = I(a.m);                                     \
+                    name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), \
+                         a.pntre.data(), c, &ld);                                                    \
+                  });
 #include "zor/tables/spblas_csr.inc"
 
 #define ROW_ZEROS(name, T, I)  \

@@ -33,10 +33,13 @@ T factor(uint64_t turn) {
   return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
-// call(matrix, alpha, n, ld, b, c) for vectors of several sizes, or with Many for right-hand sides of a
-// matrix.
-template <class T, class I, class Call>
-void cases(recorder& out, bool many, const Call& call) {
+// A call is a plain function, so that each pair of types has one loop over the cases for all its names.
+template <class T, class I>
+using dia_call = void (*)(matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c);
+
+// The call for vectors of several sizes, or for the right-hand sides of a matrix.
+template <class T, class I>
+void cases(recorder& out, bool many, dia_call<T, I> call) {
   uint64_t turn = many ? 100 : 0;
   for (const content kind : {content::ordinary, content::special}) {
     for (const zor_int m : {1, 8, 45, 1300}) {
@@ -68,7 +71,7 @@ auto last_of(const A& a, char triangle) {
 void run_spdia(recorder& out) {
 #define CASES(name, T, I, many, triangle, ...)                                             \
   if (out.begin(#name))                                                                    \
-    cases<T, I>(out, many, [](auto& a, T alpha, I n, I ld, const T* b, T* c) {             \
+    cases<T, I>(out, many, [](matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c) {     \
       const I first = 1, dfirst = first_of(a, *#triangle), dlast = last_of(a, *#triangle); \
       (void)alpha, (void)n, (void)ld, (void)b, (void)first, (void)dfirst, (void)dlast;     \
       name(__VA_ARGS__);                                                                   \

@@ -28,9 +28,12 @@ struct matrix {
   }
 };
 
-// call(matrix, alpha, n, ld, b, c, flag1, flag2, diag).
-template <class T, class I, class Call>
-void cases(recorder& out, I n, const Call& call) {
+// A call is a plain function, so that each pair of types has one loop over the cases for all its names.
+template <class T, class I>
+using sky_call = void (*)(matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c, I flag1, I flag2, I diag);
+
+template <class T, class I>
+void cases(recorder& out, I n, sky_call<T, I> call) {
   uint64_t turn = 0;
   for (const I m : {1, 9, 130}) {
     for (const I flags : {0, 1, 2, 3}) {
@@ -51,10 +54,11 @@ void cases(recorder& out, I n, const Call& call) {
 void run_spsky(recorder& out) {
 #define CASES(name, T, I, n, ...)                                                                       \
   if (out.begin(#name))                                                                                 \
-    cases<T, I>(out, n, [](auto& a, T alpha, I rhs, I ld, const T* b, T* c, I flag1, I flag2, I diag) { \
-      (void)alpha, (void)rhs, (void)ld, (void)b, (void)flag1, (void)flag2, (void)diag;                  \
-      name(__VA_ARGS__);                                                                                \
-    });
+    cases<T, I>(out, n,                                                                                 \
+                [](matrix<T, I>& a, T alpha, I rhs, I ld, const T* b, T* c, I flag1, I flag2, I diag) { \
+                  (void)alpha, (void)rhs, (void)ld, (void)b, (void)flag1, (void)flag2, (void)diag;      \
+                  name(__VA_ARGS__);                                                                    \
+                });
 #define ROW_SKY_TRIANGULAR(name, T, I)                                                                     \
   CASES(name, T, I, 3, &flag1, nullptr, &a.m, &rhs, &flag2, &diag, &alpha, a.val.data(), a.pntr.data(), b, \
         &ld, c, &ld)
