@@ -45,6 +45,9 @@ int32_t bad_rows_to_solve(const sparse_matrix& a) {
       return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: the columns of row %lld do not ascend", row);
     case zor_sparse_matrix::no_pivot:
       return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: row %lld has no entry on the diagonal", row);
+    case zor_sparse_matrix::two_pivots:
+      return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: row %lld has more than one entry on the diagonal",
+                            row);
     case zor_sparse_matrix::zero_pivot:
       return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: the entry of row %lld on the diagonal is 0", row);
     default:

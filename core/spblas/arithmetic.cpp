@@ -118,11 +118,7 @@ int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, scoped_arrays
   to.triangle = to.diagonal = '_';
   to.rows = rows;
   to.cols = cols;
-  to.own = made.hand_on();
-  to.given_val = to.own.val;
-  to.given_indx = to.own.indx;
-  to.given_pntrb = to.own.pntr;
-  to.given_pntre = pntr + 1;
+  to.take_arrays(made.hand_on(), sizeof(I));
   return make_handle<I>(to, c);
 }
 
@@ -241,7 +237,11 @@ extern "C" int32_t zor_sparse_add(zor_sparse* c, zor_sparse a, int32_t op, const
   const zor_int rows = is_transposed(op) ? b->cols : b->rows, cols = is_transposed(op) ? b->rows : b->cols;
   if (rows != a->rows) return bad_shape("rows of op(b):", rows, a->rows);
   if (cols != a->cols) return bad_shape("columns of op(b):", cols, a->cols);
-#define ZOR_ADD(T) (a->wide ? add<T, int64_t> : add<T, int32_t>)(*a, op, *static_cast<const T*>(beta), *b, c)
+  const scoped_rows_form left(*a), right(*b);
+  if (left.status != ZOR_SPARSE_OK) return left.status;
+  if (right.status != ZOR_SPARSE_OK) return right.status;
+#define ZOR_ADD(T) \
+  (a->wide ? add<T, int64_t> : add<T, int32_t>)(*left.data, op, *static_cast<const T*>(beta), *right.data, c)
   return ZOR_FOR_TYPE(ZOR_ADD);
 #undef ZOR_ADD
 }
@@ -250,7 +250,11 @@ extern "C" int32_t zor_sparse_multiply(zor_sparse* c, int32_t op, zor_sparse a, 
   if (const int32_t status = bad_pair(a, b, op, c)) return status;
   const zor_int inner = is_transposed(op) ? a->rows : a->cols;
   if (b->rows != inner) return bad_shape("rows:", b->rows, inner);
-#define ZOR_MULTIPLY(T) (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*a, op, *b, c)
+  const scoped_rows_form left(*a), right(*b);
+  if (left.status != ZOR_SPARSE_OK) return left.status;
+  if (right.status != ZOR_SPARSE_OK) return right.status;
+#define ZOR_MULTIPLY(T) \
+  (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*left.data, op, *right.data, c)
   return ZOR_FOR_TYPE(ZOR_MULTIPLY);
 #undef ZOR_MULTIPLY
 }

@@ -22,10 +22,10 @@ int32_t bad_row(const sparse_matrix& a, const I* pntrb, const I* pntre, zor_int 
   if (__builtin_sub_overflow(zor_int(pntre[r]), zor_int(pntrb[0]), &to) || to < from)
     return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "pntre: row %lld ends at %lld, before its begin %lld", row,
                           end, begin);
-  if (to > a.stored)
+  if (to > a.nnz)
     return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
                           "pntre: row %lld ends at %lld, behind the last of %lld entries", row, end,
-                          (long long)a.stored);
+                          (long long)a.nnz);
   return ZOR_SPARSE_OK;
 }
 
@@ -97,12 +97,10 @@ int32_t own_pointers_from_zero(sparse_matrix& a) {
 
 template <class I>
 int32_t check_csr(sparse_matrix& a) {
-  const bool given = a.format == ZOR_SPARSE_CSR;
-  a.val = given ? a.given_val : a.expanded.val;
-  a.indx = given ? a.given_indx : a.expanded.indx;
-  a.pntrb = given ? a.given_pntrb : a.expanded.pntr;
-  a.pntre = given ? a.given_pntre : static_cast<const I*>(a.expanded.pntr) + 1;
-  if (given) a.stored = a.nnz;
+  a.val = a.given_val;
+  a.indx = a.given_indx;
+  a.pntrb = a.given_pntrb;
+  a.pntre = a.given_pntre;
   const auto rows = a.type == 's'   ? check_rows<float, I>
                     : a.type == 'd' ? check_rows<double, I>
                     : a.type == 'c' ? check_rows<zor_c32, I>

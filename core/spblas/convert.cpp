@@ -183,15 +183,7 @@ int32_t convert(const sparse_matrix& a, int32_t format, zor_int lb, zor_sparse* 
   sort_all_rows<T, I>(a.rows, a.base, csr.pntr, csr.indx, csr.val);
   add_repeats(a.rows, a.base, csr);
   sparse_matrix to{};
-  to.wide = a.wide;
-  to.format = format;
-  to.type = a.type;
-  to.base = a.base;
-  to.structure = a.structure;
-  to.triangle = a.triangle;
-  to.diagonal = a.diagonal;
-  to.rows = a.rows;
-  to.cols = a.cols;
+  to.take_view(a, format);
   conversion<T, I> c{a, csr, zor_int(csr.pntr[a.rows]) - a.base, to, made};
   const int32_t status = format == ZOR_SPARSE_CSR   ? c.to_csr(copy)
                          : format == ZOR_SPARSE_COO ? c.to_coo()
@@ -199,12 +191,7 @@ int32_t convert(const sparse_matrix& a, int32_t format, zor_int lb, zor_sparse* 
                          : format == ZOR_SPARSE_BSR ? c.to_bsr(lb)
                                                     : c.to_sky();
   if (status != ZOR_SPARSE_OK) return status;
-  to.own = made.hand_on();
-  to.given_val = to.own.val;
-  to.given_indx = to.own.indx;
-  to.given_rowind = to.own.rowind;
-  to.given_pntrb = to.own.pntr;
-  to.given_pntre = to.own.pntr == nullptr ? nullptr : static_cast<const I*>(to.own.pntr) + 1;
+  to.take_arrays(made.hand_on(), sizeof(I));
   return make_handle<I>(to, handle);
 }
 
@@ -226,7 +213,9 @@ extern "C" int32_t zor_sparse_convert(zor_sparse* b, zor_sparse a, int32_t forma
   if (format == ZOR_SPARSE_BSR && (lb < 1 || lb > sparse_thresholds::most_block))
     return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "lb: %lld is not in 1 to %lld", (long long)lb,
                           (long long)sparse_thresholds::most_block);
-#define ZOR_CONVERT(T) (a->wide ? convert<T, int64_t> : convert<T, int32_t>)(*a, format, lb, b)
+  const scoped_rows_form rows(*a);
+  if (rows.status != ZOR_SPARSE_OK) return rows.status;
+#define ZOR_CONVERT(T) (a->wide ? convert<T, int64_t> : convert<T, int32_t>)(*rows.data, format, lb, b)
   return a->type == 's'   ? ZOR_CONVERT(float)
          : a->type == 'd' ? ZOR_CONVERT(double)
          : a->type == 'c' ? ZOR_CONVERT(zor_c32)

@@ -7,6 +7,7 @@
 
 #include "core/blas/arguments.h"
 #include "core/spblas/arguments.h"
+#include "core/spblas/kernels.h"
 #include "core/threads.h"
 #include "serv/scratch.h"
 #include "zor/blas.h"
@@ -51,30 +52,62 @@ inline int32_t threads_for(const sparse_matrix& a, zor_int right_hand_sides) {
   return work < sparse_thresholds::least_for_threads ? 1 : usable_threads();
 }
 
-// Cuts n right-hand sides for threads: body(first, last).
+// Cuts n right-hand sides for threads: body(first, last, piece).
+inline zor_int grain_of(int32_t layout) {
+  return layout == ZOR_SPARSE_ROW_MAJOR ? sparse_thresholds::row_major_grain : 1;
+}
+inline zor_int pieces_of_right_hand_sides(int32_t threads, int32_t layout, zor_int n) {
+  return std::clamp<zor_int>(n / grain_of(layout), 1, threads);
+}
 template <class Body>
 void for_right_hand_sides(int32_t threads, int32_t layout, zor_int n, const Body& body) {
-  const zor_int grain = layout == ZOR_SPARSE_ROW_MAJOR ? sparse_thresholds::row_major_grain : 1;
-  const zor_int pieces = std::clamp<zor_int>(n / grain, 1, threads);
+  const zor_int grain = grain_of(layout), pieces = pieces_of_right_hand_sides(threads, layout, n);
   for_each_piece(threads, pieces, [&](zor_int piece) {
-    body(cut(n, grain, pieces, piece), cut(n, grain, pieces, piece + 1));
+    body(cut(n, grain, pieces, piece), cut(n, grain, pieces, piece + 1), piece);
   });
 }
 
-// The column indices in the wanted base: the matrix's own array, or a copy. The kernels of many right-hand
-// sides take row-major operands with 0-based indices and column-major ones with 1-based.
+// The right-hand side as a solve wants it, in x. Kernels of a stored diagonal view in compressed rows apply
+// alpha themselves.
+template <class T>
+void prepare(const sparse_matrix& a, T alpha, zor_int n, const T* b, T* x) {
+  if (n > 0 && b != x) std::memcpy(static_cast<void*>(x), b, size_t(n) * sizeof(T));
+  if (a.structure == 't' || a.identity() || a.format != ZOR_SPARSE_CSR) scale(alpha, n, x);
+}
+
+// Parts with an output each, a whole y long, to which add(part, output) adds; y := beta y + the outputs.
+template <class T, class I, class Add>
+void add_and_merge(const sparse_matrix& a, int32_t threads, zor_int outputs, T beta, T* work, T* y,
+                   const Add& add) {
+  for_each_piece(threads, a.parts, [&](zor_int part) {
+    T* const own = work + part * outputs;
+    std::memset(static_cast<void*>(own), 0, size_t(outputs) * sizeof(T));
+    add(part, own);
+  });
+  const zor_int pieces = std::clamp<zor_int>(outputs / sparse_thresholds::merge_grain, 1, threads);
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    const zor_int first = cut(outputs, 1, pieces, piece), last = cut(outputs, 1, pieces, piece + 1);
+    scale(beta, last - first, y + first);
+    const I from = I(first + 1), to = I(last), parts = I(a.parts), stride = I(outputs);
+    merge_of<T, I>()(&from, &to, &parts, &stride, work, y);
+  });
+}
+
+// Stored indices in the wanted base: the array itself, or a copy. The kernels of many right-hand sides take
+// row-major operands with 0-based indices and column-major ones with 1-based.
 template <class I>
-struct indices_of_base {
-  indices_of_base(const sparse_matrix& a, int32_t base) : copy(a.base == base ? 0 : a.used) {
-    const I* const given = static_cast<const I*>(a.indx);
-    data = a.base == base ? given : copy.data;
-    if (copy.data == nullptr) return;
-    for (zor_int k = 0; k < a.used; ++k)
-      copy.data[k] = I(uint64_t(given[k]) + uint64_t(base) - uint64_t(a.base));
+struct indices_in_base {
+  indices_in_base(const void* indices, zor_int count, int32_t from, int32_t to)
+      : copy(from == to ? 0 : count) {
+    const I* const given = static_cast<const I*>(indices);
+    data = from == to ? given : copy.data;
+    short_of_memory = data == nullptr && count > 0;
+    for (zor_int k = 0; copy.data != nullptr && k < count; ++k)
+      copy.data[k] = I(uint64_t(given[k]) + uint64_t(to) - uint64_t(from));
   }
-  bool short_of_memory(const sparse_matrix& a) const { return data == nullptr && a.used > 0; }
   zor::scratch<I> copy;
   const I* data;
+  bool short_of_memory;
 };
 
 }  // namespace zor_core

@@ -1,12 +1,27 @@
 // SPDX-License-Identifier: MIT
 // Matrices are created, checked again and freed.
+#include <atomic>
 #include <new>
+#include <utility>
 
 #include "core/spblas/arguments.h"
 #include "zor/serv.h"
 
 namespace zor_core {
 namespace {
+
+// Frees what belongs to a record, and the record itself where it is a handle's.
+void release_arrays(sparse_matrix& a) {
+  a.own.release();
+  for (void* const array : {a.own_pointers, a.own_blocks})
+    if (array != nullptr) zor_serv_zor_free(array);
+}
+void free_record(zor_sparse a) {
+  if (a->rows_form != nullptr) free_record(a->rows_form);
+  a->magic = 0;
+  release_arrays(*a);
+  zor_serv_zor_free(a);
+}
 
 template <class I>
 int32_t check(sparse_matrix& a) {
@@ -16,11 +31,14 @@ int32_t check(sparse_matrix& a) {
   a.parts = 1;
   a.alternating = true;
   a.first[1] = a.rows;
+  if (a.rows_form != nullptr) free_record(std::exchange(a.rows_form, nullptr));
   if (!a.identity()) {
-    if (a.format != ZOR_SPARSE_CSR)
-      if (const int32_t status = expand<I>(a)) return status;
-    if (const int32_t status = check_csr<I>(a)) return status;
-    cut_into_parts<I>(a);
+    const bool rows = a.format == ZOR_SPARSE_CSR;
+    if (const int32_t status = rows ? check_csr<I>(a) : check_format<I>(a)) return status;
+    if (rows)
+      cut_into_parts<I>(a);
+    else if (a.format == ZOR_SPARSE_COO)
+      cut_entries_into_parts(a);
   }
   a.checked = true;
   return ZOR_SPARSE_OK;
@@ -77,13 +95,41 @@ int32_t make_handle(sparse_matrix& a, zor_sparse* handle) {
     *handle = new (place) sparse_matrix(a);
     return status;
   }
-  a.expanded.release();
-  a.own.release();
+  release_arrays(a);
   zor_serv_zor_free(place);
   return status;
 }
 template int32_t make_handle<int32_t>(sparse_matrix&, zor_sparse*);
 template int32_t make_handle<int64_t>(sparse_matrix&, zor_sparse*);
+
+// Of several calls that make the form at the same time, the first one to finish keeps its own.
+int32_t kept_rows_form(const sparse_matrix& a, const sparse_matrix** form) {
+  *form = &a;
+  if (a.format == ZOR_SPARSE_CSR || a.identity()) return ZOR_SPARSE_OK;
+  const std::atomic_ref<zor_sparse> kept(const_cast<zor_sparse&>(a.rows_form));
+  zor_sparse found = kept.load(std::memory_order_acquire), made = nullptr;
+  if (found == nullptr) {
+    const int32_t status = (a.wide ? make_rows_form<int64_t> : make_rows_form<int32_t>)(a, &made);
+    if (status != ZOR_SPARSE_OK) return status;
+    if (kept.compare_exchange_strong(found, made, std::memory_order_acq_rel))
+      found = made;
+    else
+      free_record(made);
+  }
+  *form = found;
+  return ZOR_SPARSE_OK;
+}
+
+scoped_rows_form::scoped_rows_form(const sparse_matrix& a) : data(&a) {
+  if (a.format == ZOR_SPARSE_CSR || a.identity()) return;
+  data = std::atomic_ref<zor_sparse>(const_cast<zor_sparse&>(a.rows_form)).load(std::memory_order_acquire);
+  if (data != nullptr) return;
+  status = (a.wide ? make_rows_form<int64_t> : make_rows_form<int32_t>)(a, &made_);
+  data = made_;
+}
+scoped_rows_form::~scoped_rows_form() {
+  if (made_ != nullptr) free_record(made_);
+}
 
 }  // namespace zor_core
 
@@ -114,11 +160,7 @@ int32_t zor_sparse_describe_lp64(zor_sparse a, zor_sparse_desc_lp64* description
 
 int32_t zor_sparse_free(zor_sparse* a) {
   if (const int32_t status = bad_handle(a == nullptr ? nullptr : *a)) return status;
-  (*a)->magic = 0;
-  (*a)->expanded.release();
-  (*a)->own.release();
-  zor_serv_zor_free((*a)->own_pointers);
-  zor_serv_zor_free(*a);
+  free_record(*a);
   *a = nullptr;
   return ZOR_SPARSE_OK;
 }

@@ -19,18 +19,23 @@ struct zor_sparse_matrix {
   zor_int rows, cols, nnz, lb, lval;
   const void *given_val, *given_indx, *given_rowind, *given_pntrb, *given_pntre;
 
-  // Arrays that belong to the record: of a matrix that a call has made, and of the CSR form of other formats.
-  zor_core::owned_arrays own, expanded;
+  // Arrays of a matrix that a call has made, which belong to the record.
+  zor_core::owned_arrays own;
+
+  // The same matrix in compressed rows, made by the first call that has no kernel of the format; null before.
+  // Calls may share a matrix, so it is read and set atomically.
+  zor_sparse_matrix* rows_form;
 
   // What the check has found. All of it is made anew by each check.
   bool checked;               // the last check found no fault
-  const void *val, *indx;     // of the CSR form, in the base of the description
-  zor_int stored;             // entries that val and indx hold
+  const void *val, *indx;     // of CSR, in the base of the description
   const void *pntrb, *pntre;  // the row pointers that the kernels take: the caller's, or own_pointers
   void* own_pointers;         // copies of the row pointers that begin at 0, null where they are not needed
-  zor_int used;               // entries up to the end of the last row
+  zor_int used;               // entries up to the end of the last row; elements of the other formats
+  void* own_blocks;           // block columns counted from 1, null where those of the description are
+  bool blocks_serve;          // the kernels of BSR read the blocks as the description means them
 
-  enum fault : int32_t { none, unsorted, no_pivot, zero_pivot } unsolvable;
+  enum fault : int32_t { none, unsorted, no_pivot, zero_pivot, two_pivots } unsolvable;
   zor_int unsolvable_row;  // the first row that a solve cannot take
 
   // Part p is made of the rows first[p] to first[p + 1] - 1. When the parts alternate, no two even parts and
@@ -44,6 +49,17 @@ struct zor_sparse_matrix {
   // One triangle stands for both.
   bool mirrored() const { return structure == 's' || structure == 'h' || structure == 'a'; }
   bool identity() const { return structure == 'd' && diagonal == 'u'; }
+
+  // Describes the matrix as `a` in a format, and by arrays that become its own.
+  void take_view(const zor_sparse_matrix& a, int32_t in_format) {
+    wide = a.wide, format = in_format, type = a.type, base = a.base, rows = a.rows, cols = a.cols;
+    structure = a.structure, triangle = a.triangle, diagonal = a.diagonal;
+  }
+  void take_arrays(const zor_core::owned_arrays& made, size_t pointer_size) {
+    own = made;
+    given_val = own.val, given_indx = own.indx, given_rowind = own.rowind, given_pntrb = own.pntr;
+    given_pntre = own.pntr == nullptr ? nullptr : static_cast<const char*>(own.pntr) + pointer_size;
+  }
 };
 
 namespace zor_core {
@@ -67,11 +83,12 @@ struct csr_arrays {
   const T* val;
   const I *indx, *pntrb, *pntre;
 
-  explicit csr_arrays(const sparse_matrix& a)
-      : val(static_cast<const T*>(a.val)),
-        indx(static_cast<const I*>(a.indx)),
-        pntrb(static_cast<const I*>(a.pntrb)),
-        pntre(static_cast<const I*>(a.pntre)) {}
+  csr_arrays(const void* v, const void* i, const void* begins, const void* ends)
+      : val(static_cast<const T*>(v)),
+        indx(static_cast<const I*>(i)),
+        pntrb(static_cast<const I*>(begins)),
+        pntre(static_cast<const I*>(ends)) {}
+  explicit csr_arrays(const sparse_matrix& a) : csr_arrays(a.val, a.indx, a.pntrb, a.pntre) {}
 
   zor_int begin(zor_int r) const { return zor_int(pntrb[r]) - zor_int(pntrb[0]); }
   zor_int end(zor_int r) const { return zor_int(pntre[r]) - zor_int(pntrb[0]); }
@@ -98,13 +115,36 @@ int32_t make_handle(sparse_matrix& a, zor_sparse* handle);
 template <class I>
 int32_t check_csr(sparse_matrix& a);
 
-// The same for the other formats: checks the arrays, and makes the CSR form that products and solves run on.
+// The same for the other formats.
 template <class I>
-int32_t expand(sparse_matrix& a);
+int32_t check_format(sparse_matrix& a);
+
+// A matrix of another format in compressed rows, sorted, with a handle of its own.
+template <class I>
+int32_t make_rows_form(const sparse_matrix& a, zor_sparse* form);
+
+// A matrix in compressed rows: itself, or the form that is kept with it from the first call on.
+int32_t kept_rows_form(const sparse_matrix& a, const sparse_matrix** form);
+
+// The same for one call: made where it is not kept, and then freed at the end of the scope.
+struct scoped_rows_form {
+  explicit scoped_rows_form(const sparse_matrix& a);
+  ~scoped_rows_form();
+  scoped_rows_form(const scoped_rows_form&) = delete;
+  scoped_rows_form& operator=(const scoped_rows_form&) = delete;
+
+  const sparse_matrix* data = nullptr;
+  int32_t status = 0;
+
+ private:
+  zor_sparse made_ = nullptr;
+};
 
 // Fills in the parts of a checked matrix. They depend on the matrix alone, since they decide the order of
 // sums.
 template <class I>
 void cut_into_parts(sparse_matrix& a);
+// Those of coordinates: parts of equally many entries, with an output each.
+void cut_entries_into_parts(sparse_matrix& a);
 
 }  // namespace zor_core

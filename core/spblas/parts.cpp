@@ -45,6 +45,12 @@ void cut_by_rows(sparse_matrix& a, zor_int parts) {
   for (zor_int p = 0; p <= a.parts; ++p) a.first[p] = std::min(p * a.part_rows, a.rows);
 }
 
+// How many parts may have an output each.
+zor_int parts_with_outputs(const sparse_matrix& a) {
+  const zor_int outputs = a.used / (entries_of_output_element * std::max(a.rows, a.cols));
+  return std::clamp<zor_int>(outputs, 1, std::clamp<zor_int>(a.used / entries_of_part, 1, most_outputs));
+}
+
 // Whether the rows of a triangular view are short enough to be shifted on the stack.
 template <class I>
 bool rows_can_be_shifted(const sparse_matrix& a) {
@@ -68,12 +74,19 @@ void cut_into_parts(sparse_matrix& a) {
     cut_by_entries<I>(a, parts);
     if (parts_alternate<I>(a)) return;
   }
-  const zor_int outputs = a.used / (entries_of_output_element * std::max(a.rows, a.cols));
-  cut_by_entries<I>(a, std::clamp<zor_int>(outputs, 1, std::min(most, most_outputs)));
+  cut_by_entries<I>(a, parts_with_outputs(a));
   a.alternating = a.parts == 1;
   if (!a.alternating && a.mirrored()) cut_by_rows(a, a.parts);
 }
 template void cut_into_parts<int32_t>(sparse_matrix&);
 template void cut_into_parts<int64_t>(sparse_matrix&);
+
+// A unit diagonal is added once for all entries, and a diagonal view by a kernel without parts.
+void cut_entries_into_parts(sparse_matrix& a) {
+  const bool whole = a.rows == 0 || a.cols == 0 || a.diagonal == 'u' || a.structure == 'd';
+  a.parts = whole ? 1 : parts_with_outputs(a);
+  a.alternating = a.parts == 1;
+  for (zor_int p = 0; p <= a.parts; ++p) a.first[p] = zor_int(__int128(a.used) * p / a.parts);
+}
 
 }  // namespace zor_core

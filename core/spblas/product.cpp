@@ -5,6 +5,7 @@
 // that do not alternate have an output each, and the outputs are merged in a fixed order; those of a mirrored
 // view are no longer than the triangle makes them.
 #include "core/spblas/dense.h"
+#include "core/spblas/format_calls.h"
 #include "core/spblas/kernels.h"
 #include "zor/signatures/sparse.h"
 
@@ -72,24 +73,6 @@ void add_even_then_odd(const vector_product<T, I>& p, int32_t threads, T* y) {
     });
 }
 
-// Each part adds to an output of its own, a whole y long; y := beta y + the outputs.
-template <class T, class I>
-void add_and_merge(const vector_product<T, I>& p, int32_t threads, zor_int outputs, T beta, T* work, T* y) {
-  const sparse_matrix& a = p.a;
-  for_each_piece(threads, a.parts, [&](zor_int part) {
-    T* const own = work + part * outputs;
-    std::memset(static_cast<void*>(own), 0, size_t(outputs) * sizeof(T));
-    p.add_rows(a.first[part], a.first[part + 1], own);
-  });
-  const zor_int pieces = std::clamp<zor_int>(outputs / sparse_thresholds::merge_grain, 1, threads);
-  for_each_piece(threads, pieces, [&](zor_int piece) {
-    const zor_int first = cut(outputs, 1, pieces, piece), last = cut(outputs, 1, pieces, piece + 1);
-    scale(beta, last - first, y + first);
-    const I from = I(first + 1), to = I(last), parts = I(a.parts), stride = I(outputs);
-    merge_of<T, I>()(&from, &to, &parts, &stride, work, y);
-  });
-}
-
 // The outputs of a mirrored view's P parts of h rows each, packed one behind the other. A part of an upper
 // triangle adds to its own rows and those below, a part of a lower one to its own rows and those above. So
 // output q = 0, 1, ... has (P - q) h elements: for the rows from q h on when the triangle is upper and part q
@@ -146,6 +129,7 @@ int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta
     scale(beta, outputs, y);
     return ZOR_SPARSE_OK;
   }
+  if (has_product<T>(a, op)) return multiply_in_format<T, I>(a, op, alpha, x, beta, y);
   const vector_product<T, I> p{a, csr_arrays<T, I>(a), name_of<T>(a, op, a.base),
                                a.structure == 'a' && transposed ? negated(alpha) : alpha, x};
   const int32_t threads = threads_for(a, 1);
@@ -171,7 +155,8 @@ int32_t multiply(const sparse_matrix& a, int32_t op, T alpha, const T* x, T beta
   if (a.mirrored())
     add_and_merge_packed(p, packed, threads, beta, work.data, y);
   else
-    add_and_merge(p, threads, outputs, beta, work.data, y);
+    add_and_merge<T, I>(a, threads, outputs, beta, work.data, y,
+                        [&](zor_int part, T* own) { p.add_rows(a.first[part], a.first[part + 1], own); });
   return ZOR_SPARSE_OK;
 }
 
@@ -195,8 +180,10 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
     scale_lines(layout, beta, outputs, n, c, ldc);
     return ZOR_SPARSE_OK;
   }
-  const indices_of_base<I> indx(a, row_major ? 0 : 1);
-  if (indx.short_of_memory(a))
+  if (has_product<T>(a, op))
+    return multiply_in_format_many<T, I>(a, op, layout, n, alpha, b, ldb, beta, c, ldc);
+  const indices_in_base<I> indx(a.indx, a.used, a.base, row_major ? 0 : 1);
+  if (indx.short_of_memory)
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the indices in the layout's base is short");
   const csr_arrays<T, I> m(a);
   const kernel_name name = name_of<T>(a, op, row_major ? 0 : 1);
@@ -204,7 +191,7 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
   const auto range = find_mmout_par<T, I>(name);
   const auto whole = find_mmout_seq<T, I>(name);
   const I rows = I(a.rows), all = I(n), ldb_i = I(ldb), ldc_i = I(ldc);
-  for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last) {
+  for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last, zor_int) {
     const zor_int b_shift = row_major ? first : first * ldb, c_shift = row_major ? first : first * ldc;
     const I from = I(first + 1), to = I(last), count = I(last - first);
     scale_lines(layout, beta, outputs, last - first, c + c_shift, ldc);
@@ -217,20 +204,30 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
   return ZOR_SPARSE_OK;
 }
 
+// The matrix whose kernels a product with op(A) runs on: A, or its form in compressed rows.
+template <class T>
+int32_t matrix_to_multiply(zor_sparse a, int32_t op, const sparse_matrix** m) {
+  if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;
+  *m = a;
+  return has_product<T>(*a, op) ? int32_t(ZOR_SPARSE_OK) : kept_rows_form(*a, m);
+}
+
 }  // namespace
 }  // namespace zor_core
 
 #define ROW_SPARSE_MV(name, T)                                                                 \
   extern "C" SIG_SPARSE_MV(name, T) {                                                          \
     using namespace zor_core;                                                                  \
-    if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;               \
-    return (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*a, op, alpha, x, beta, y); \
+    const sparse_matrix* m = nullptr;                                                          \
+    if (const int32_t status = matrix_to_multiply<T>(a, op, &m)) return status;                \
+    return (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*m, op, alpha, x, beta, y); \
   }
 #define ROW_SPARSE_MM(name, T)                                                                            \
   extern "C" SIG_SPARSE_MM(name, T) {                                                                     \
     using namespace zor_core;                                                                             \
-    if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;                          \
-    return (a->wide ? multiply_many<T, int64_t> : multiply_many<T, int32_t>)(*a, op, layout, n, alpha, b, \
+    const sparse_matrix* m = nullptr;                                                                     \
+    if (const int32_t status = matrix_to_multiply<T>(a, op, &m)) return status;                           \
+    return (a->wide ? multiply_many<T, int64_t> : multiply_many<T, int32_t>)(*m, op, layout, n, alpha, b, \
                                                                              ldb, beta, c, ldc);          \
   }
 #include "zor/tables/core_spblas.inc"

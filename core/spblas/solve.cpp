@@ -3,18 +3,12 @@
 // alpha first; those of a stored diagonal apply it themselves. One right-hand side is solved in order, on the
 // calling thread; several are cut for threads.
 #include "core/spblas/dense.h"
+#include "core/spblas/format_calls.h"
 #include "core/spblas/kernels.h"
 #include "zor/signatures/sparse.h"
 
 namespace zor_core {
 namespace {
-
-// The right-hand side as the kernel wants it, in x.
-template <class T>
-void prepare(const sparse_matrix& a, T alpha, zor_int n, const T* b, T* x) {
-  if (n > 0 && b != x) std::memcpy(static_cast<void*>(x), b, size_t(n) * sizeof(T));
-  if (a.structure == 't' || a.identity()) scale(alpha, n, x);
-}
 
 template <class T, class I>
 int32_t solve(const sparse_matrix& a, int32_t op, T alpha, const T* b, T* x) {
@@ -30,6 +24,8 @@ int32_t solve(const sparse_matrix& a, int32_t op, T alpha, const T* b, T* x) {
     scale(alpha, a.rows, x);
     return ZOR_SPARSE_OK;
   }
+  if (has_solve<T>(a, op))
+    return solve_in_format<T, I>(a, op, ZOR_SPARSE_COLUMN_MAJOR, 1, alpha, b, a.rows, x, a.rows);
   prepare(a, alpha, a.rows, b, x);
   if (a.rows == 0 || a.identity()) return ZOR_SPARSE_OK;
   const csr_arrays<T, I> m(a);
@@ -61,13 +57,14 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
     scale_lines(layout, alpha, a.rows, n, x, ldx);
     return ZOR_SPARSE_OK;
   }
-  const indices_of_base<I> indx(a, row_major ? 0 : 1);
-  if (indx.short_of_memory(a))
+  if (has_solve<T>(a, op)) return solve_in_format<T, I>(a, op, layout, n, alpha, b, ldb, x, ldx);
+  const indices_in_base<I> indx(a.indx, a.used, a.base, row_major ? 0 : 1);
+  if (indx.short_of_memory)
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the indices in the layout's base is short");
   const csr_arrays<T, I> m(a);
   const auto kernel = find_smout_par<T, I>(name_of<T>(a, op, row_major ? 0 : 1));
   const I rows = I(a.rows), all = I(n), ldx_i = I(ldx);
-  for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last) {
+  for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last, zor_int) {
     const zor_int b_shift = row_major ? first : first * ldb, x_shift = row_major ? first : first * ldx;
     const I from = I(first + 1), to = I(last);
     for_lines(layout, a.rows, last - first, [&](zor_int line, zor_int length) {
@@ -78,20 +75,31 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
   return ZOR_SPARSE_OK;
 }
 
+// The matrix whose kernels a solve with op(A) runs on: A, or its form in compressed rows.
+template <class T>
+int32_t matrix_to_solve(zor_sparse a, int32_t op, const sparse_matrix** m) {
+  if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;
+  *m = a;
+  const bool solvable = a->structure == 't' || a->structure == 'd';
+  return !solvable || has_solve<T>(*a, op) ? int32_t(ZOR_SPARSE_OK) : kept_rows_form(*a, m);
+}
+
 }  // namespace
 }  // namespace zor_core
 
 #define ROW_SPARSE_SV(name, T)                                                     \
   extern "C" SIG_SPARSE_SV(name, T) {                                              \
     using namespace zor_core;                                                      \
-    if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;   \
-    return (a->wide ? solve<T, int64_t> : solve<T, int32_t>)(*a, op, alpha, b, x); \
+    const sparse_matrix* m = nullptr;                                              \
+    if (const int32_t status = matrix_to_solve<T>(a, op, &m)) return status;       \
+    return (a->wide ? solve<T, int64_t> : solve<T, int32_t>)(*m, op, alpha, b, x); \
   }
 #define ROW_SPARSE_SM(name, T)                                                                              \
   extern "C" SIG_SPARSE_SM(name, T) {                                                                       \
     using namespace zor_core;                                                                               \
-    if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;                            \
-    return (a->wide ? solve_many<T, int64_t> : solve_many<T, int32_t>)(*a, op, layout, n, alpha, b, ldb, x, \
+    const sparse_matrix* m = nullptr;                                                                       \
+    if (const int32_t status = matrix_to_solve<T>(a, op, &m)) return status;                                \
+    return (a->wide ? solve_many<T, int64_t> : solve_many<T, int32_t>)(*m, op, layout, n, alpha, b, ldb, x, \
                                                                        ldx);                                \
   }
 #include "zor/tables/core_spblas.inc"

@@ -34,7 +34,7 @@ constexpr auto product_with() {
 int32_t bad_sweep(const sparse_matrix& a) {
   if (a.structure != 'g' || a.rows != a.cols)
     return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "a: sweeps take a square matrix of the general view");
-  return bad_rows_to_solve(a);
+  return ZOR_SPARSE_OK;
 }
 
 // The blocks of a BSR matrix as the sweeps want them: sorted in each block row, a diagonal block in each.
@@ -52,6 +52,16 @@ bool blocks_serve(const sparse_matrix& a) {
     if (!diagonal) return false;
   }
   return true;
+}
+
+// The matrix that a sweep solves with: the blocks themselves where they serve, else compressed rows.
+template <class I>
+int32_t sweep_form(const sparse_matrix& a, const sparse_matrix** form, bool* blocks) {
+  *form = &a;
+  *blocks = blocks_serve<I>(a);
+  if (!*blocks)
+    if (const int32_t status = kept_rows_form(a, form)) return status;
+  return bad_rows_to_solve(**form);
 }
 
 // r := (D + L)^-1 r, or with U.
@@ -80,18 +90,20 @@ int32_t sweep(zor_sparse handle, int32_t direction, const T* b, T* x) {
   if (a.rows > 0 && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
   if (const int32_t status = bad_sweep(a)) return status;
   if (a.rows == 0) return ZOR_SPARSE_OK;
+  const sparse_matrix* form = nullptr;
+  bool blocks = false;
+  if (const int32_t status = sweep_form<I>(a, &form, &blocks)) return status;
   const zor::scratch<T> residual(a.rows);
   if (residual.data == nullptr)
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the residual is short");
   T* const r = residual.data;
-  const bool blocks = blocks_serve<I>(a);
   const T one = zor::one_of<T>();
   for (const char step : {'f', 'b'}) {
     if (direction != 's' && direction != step) continue;
     std::memcpy(static_cast<void*>(r), b, size_t(a.rows) * sizeof(T));
     const int32_t status = product_with<T>()(handle, ZOR_SPARSE_PLAIN, negated(one), x, one, r);
     if (status != ZOR_SPARSE_OK) return status;
-    solve_triangle<T, I>(a, blocks, step == 'b', r);
+    solve_triangle<T, I>(*form, blocks, step == 'b', r);
     for (zor_int i = 0; i < a.rows; ++i) x[i] = zor::add(x[i], r[i]);
   }
   return ZOR_SPARSE_OK;
@@ -102,15 +114,18 @@ int32_t scale_by_diagonal(const sparse_matrix& a, T* x) {
   if (a.rows > 0 && x == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "x is null");
   if (const int32_t status = bad_sweep(a)) return status;
   if (a.rows == 0) return ZOR_SPARSE_OK;
+  const sparse_matrix* form = nullptr;
+  bool blocks = false;
+  if (const int32_t status = sweep_form<I>(a, &form, &blocks)) return status;
   const I rows = I(a.rows);
-  if (blocks_serve<I>(a)) {
+  if (blocks) {
     const I flag = 1, lb = I(a.lb), mb = rows / lb;
     const I* const pntr = static_cast<const I*>(a.given_pntrb);
     block_scaling_of<T, I>()(&mb, &flag, &lb, static_cast<const T*>(a.given_val),
                              static_cast<const I*>(a.given_indx), pntr, pntr + 1, x);
     return ZOR_SPARSE_OK;
   }
-  const csr_arrays<T, I> m(a);
+  const csr_arrays<T, I> m(*form);
   const T alpha = zor::one_of<T>();
   find_svout_seq<T, I>({a.base, 'n', 'd', '_', 'n'})(&rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x);
   return ZOR_SPARSE_OK;

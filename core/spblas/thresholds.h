@@ -36,5 +36,7 @@ inline constexpr zor_int merge_grain = 4096;
 // Measured: right-hand sides of a row-major operand that stay with one thread. Eight doubles are a cache
 // line.
 inline constexpr zor_int row_major_grain = 8;
+// Right-hand sides of a row-major operand that are staged in columns at once: a cache line of doubles.
+inline constexpr zor_int staged_columns = 8;
 
 }  // namespace zor_core::sparse_thresholds

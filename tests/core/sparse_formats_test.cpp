@@ -166,8 +166,11 @@ TEST(SparseFormats, ConvertIntoEachOther) { EVERY_TYPE(check_conversions) }
 struct view {
   char structure, triangle, diagonal;
 };
-constexpr view views[] = {{'g', 0, 0},     {'t', 'l', 'n'}, {'t', 'u', 'u'}, {'s', 'l', 'n'},
-                          {'s', 'u', 'u'}, {'h', 'l', 'n'}, {'a', 'u', 0},   {'d', 0, 'n'}};
+constexpr view views[] = {{'g', 0, 0},     {'t', 'l', 'n'}, {'t', 'l', 'u'}, {'t', 'u', 'n'},
+                          {'t', 'u', 'u'}, {'s', 'l', 'n'}, {'s', 'l', 'u'}, {'s', 'u', 'n'},
+                          {'s', 'u', 'u'}, {'h', 'l', 'n'}, {'h', 'l', 'u'}, {'h', 'u', 'n'},
+                          {'h', 'u', 'u'}, {'a', 'l', 0},   {'a', 'u', 0},   {'d', 0, 'n'}};
+bool skyline_stores(const view& v) { return v.structure != 'g' && v.structure != 'd'; }
 
 // op(A) x of a view, from the entries.
 std::vector<whole> product_of(const dense_map& all, const view& v, char op, const std::vector<whole>& x) {
@@ -191,74 +194,242 @@ std::vector<whole> product_of(const dense_map& all, const view& v, char op, cons
   return y;
 }
 
+// The description in coordinates of the entries as they stand, repeats included.
 template <class T, class I>
-void check_views() {
-  const csr_matrix<T, I> m(23, 23, 1, 5, 7);
+description<I> in_coordinates(const csr_matrix<T, I>& m, const view& v, std::vector<I>& rowind) {
+  description<I> d = m.described(v.structure, v.triangle, v.diagonal);
+  for (int64_t r = 0; r < m.rows; ++r)
+    rowind.resize(size_t(m.pntr[size_t(r) + 1] - m.base), I(r) + I(m.base));
+  d.format = ZOR_SPARSE_COO;
+  d.pntrb = nullptr, d.rowind = rowind.data();
+  return d;
+}
+
+// 2 op(A) X - Y for one vector and for columns in both layouts.
+template <class T>
+void expect_products(zor_sparse a, char op, const dense_map& dense, const view& v, int64_t n) {
+  constexpr int64_t columns = 11;
+  random_bits random(9);
+  std::vector<whole> x(static_cast<size_t>(n));
+  for (whole& e : x) e = {random.between(-3, 3), parts<T> == 2 ? random.between(-3, 3) : 0};
+  const auto wanted = product_of(dense, v, op, x);
+  for (const char layout : {'v', 'f', 'c'}) {
+    const int64_t count = layout == 'v' ? 1 : columns, ld = layout == 'c' ? columns + 1 : n + 2;
+    const auto at = [&](int64_t i, int64_t j) { return size_t(layout == 'c' ? i * ld + j : i + j * ld); };
+    std::vector<T> in(size_t(ld * std::max(n, columns))), out(in.size(), scalar<T>(5, 0));
+    for (int64_t i = 0; i < n; ++i)
+      for (int64_t j = 0; j < count; ++j)
+        in[at(i, j)] = element_of<T>(whole{j + 1, 0} * x[size_t(i)]), out[at(i, j)] = scalar<T>(double(i), 0);
+    const int32_t status = layout == 'v'
+                               ? calls<T>::mv(a, op, scalar<T>(2, 0), in.data(), scalar<T>(-1, 0), out.data())
+                               : calls<T>::mm(a, op, layout, count, scalar<T>(2, 0), in.data(), ld,
+                                              scalar<T>(-1, 0), out.data(), ld);
+    ASSERT_EQ(status, ZOR_SPARSE_OK) << zor_sparse_error_text();
+    for (int64_t i = 0; i < n; ++i)
+      for (int64_t j = 0; j < count; ++j)
+        ASSERT_TRUE(whole_of(out[at(i, j)]) == whole({2 * (j + 1), 0}) * wanted[size_t(i)] + whole({-i, 0}))
+            << v.structure << v.triangle << v.diagonal << op << layout << ", " << i << ", " << j;
+    EXPECT_TRUE(whole_of(out.back()) == whole({5, 0}) || layout == 'v');
+  }
+}
+
+template <class T, class I>
+void check_views(int32_t base) {
+  const csr_matrix<T, I> m(23, 23, base, 5, 7);
   for (const view& v : views) {
     if (v.structure == 'h' && parts<T> == 1) continue;
-    owner given;
+    owner given, coordinates;
+    std::vector<I> rowind;
     ASSERT_EQ(create(&given.a, m.described(v.structure, v.triangle, v.diagonal)), ZOR_SPARSE_OK);
-    std::vector<whole> x(23);
-    std::vector<T> in, out(23);
-    random_bits random(9);
-    for (whole& e : x) {
-      e = {random.between(-3, 3), parts<T> == 2 ? random.between(-3, 3) : 0};
-      in.push_back(element_of<T>(e));
-    }
+    ASSERT_EQ(create(&coordinates.a, in_coordinates(m, v, rowind)), ZOR_SPARSE_OK);
+    for (const char op : {'n', 't', 'c', 's'}) expect_products<T>(coordinates.a, op, m.dense, v, 23);
     for (const target& to : targets) {
-      if (to.format == ZOR_SPARSE_SKY && (v.structure == 'g' || v.structure == 'd')) continue;
+      SCOPED_TRACE(to.format);
+      if (to.format == ZOR_SPARSE_SKY && !skyline_stores(v)) continue;
       owner made, own_arrays;
       ASSERT_EQ(zor_sparse_convert(&made.a, given.a, to.format, to.lb), ZOR_SPARSE_OK);
       // The same arrays described by the user.
       description<I> d{};
       ASSERT_EQ(describe(made.a, &d), ZOR_SPARSE_OK);
       ASSERT_EQ(create(&own_arrays.a, d), ZOR_SPARSE_OK) << zor_sparse_error_text();
-      for (const zor_sparse a : {made.a, own_arrays.a})
-        for (const char op : {'n', 't', 'c', 's'}) {
-          ASSERT_EQ(calls<T>::mv(a, op, scalar<T>(1, 0), in.data(), scalar<T>(0, 0), out.data()),
-                    ZOR_SPARSE_OK);
-          const auto wanted = product_of(m.dense, v, op, x);
-          for (size_t i = 0; i < 23; ++i)
-            EXPECT_TRUE(whole_of(out[i]) == wanted[i]) << v.structure << op << " format " << to.format;
-        }
+      for (const char op : {'n', 't', 'c', 's'}) expect_products<T>(own_arrays.a, op, m.dense, v, 23);
     }
   }
 }
-TEST(SparseFormats, MultiplyAsTheViewSays) { EVERY_TYPE(check_views) }
+TEST(SparseFormats, MultiplyAsTheViewSaysFromZero){
+    EVERY_TYPE(check_views, 0)} TEST(SparseFormats, MultiplyAsTheViewSaysFromOne){EVERY_TYPE(check_views, 1)}
 
-// Triangles with a diagonal of ones, so that solves are exact; two right-hand sides.
-template <class T, class I>
-void check_solves() {
-  random_bits random(11);
-  for (const char triangle : {'l', 'u'}) {
-    csr_matrix<T, I> m(19, 19, 1, 0, 1);
-    m.indx.clear(), m.val.clear(), m.dense.clear(), m.pntr.assign(1, 1);
-    for (int64_t r = 0; r < 19; ++r) {
-      for (int64_t c = 0; c < 19; ++c)
-        if (c == r || ((triangle == 'l' ? c < r : c > r) && random.between(0, 5) == 0)) {
-          m.put(r, c, random);
-          if (c == r) m.val.back() = scalar<T>(1, 0), m.dense[{r, c}] = {1, 0};
-        }
-      m.pntr.push_back(I(m.indx.size()) + 1);
-    }
+// Blocks that reach beyond the matrix with something else than zeros, a unit triangle with a block row that
+// has no diagonal block, diagonals in any order and twice.
+TEST(SparseFormats, MultiplyWithWhatKernelsMisread) {
+  const std::vector<double> elements(64, 3);
+  const std::vector<int64_t> blocks{1, 1, 2}, pntr{1, 2, 4}, lone{2, 1, 1}, distances{2, -1, 0, 2, -2};
+  const auto checked = [&](int32_t format, const std::vector<int64_t>& indx, int64_t order, const view& v) {
+    const zor_sparse_desc d{format,
+                            'd',
+                            1,
+                            v.structure,
+                            v.triangle,
+                            v.diagonal,
+                            order,
+                            order,
+                            int64_t(indx.size()),
+                            elements.data(),
+                            indx.data(),
+                            pntr.data(),
+                            nullptr,
+                            nullptr,
+                            3,
+                            order};
+    owner a;
+    ASSERT_EQ(zor_sparse_create(&a.a, &d), ZOR_SPARSE_OK) << zor_sparse_error_text();
+    dense_map dense;
+    for (int64_t r = 0; r < order; ++r)
+      for (int64_t c = 0; c < order; ++c)
+        for (size_t k = 0; k < indx.size(); ++k)
+          if (format == ZOR_SPARSE_DIA ? indx[k] == c - r
+                                       : indx[k] - 1 == c / 3 && int64_t(k) >= pntr[size_t(r / 3)] - 1 &&
+                                             int64_t(k) < pntr[size_t(r / 3) + 1] - 1)
+            dense[{r, c}] = dense[{r, c}] + whole{3, 0};
+    for (const char op : {'n', 't'}) expect_products<double>(a.a, op, dense, v, order);
+  };
+  checked(ZOR_SPARSE_BSR, blocks, 5, {'g', 0, 0});
+  checked(ZOR_SPARSE_BSR, blocks, 5, {'s', 'l', 'n'});
+  checked(ZOR_SPARSE_BSR, lone, 6, {'t', 'u', 'u'});
+  for (const view& v : views)
+    if (v.structure != 'h') checked(ZOR_SPARSE_DIA, distances, 7, v);
+}
+
+// A product reads the arrays of the description, not a copy.
+TEST(SparseFormats, FollowTheCallersValues) {
+  const csr_matrix<double, int64_t> m(20, 20, 1, 4, 5);
+  owner given;
+  ASSERT_EQ(create(&given.a, m.described('s', 'l')), ZOR_SPARSE_OK);
+  for (const target& to : targets) {
+    owner made;
+    ASSERT_EQ(zor_sparse_convert(&made.a, given.a, to.format, to.lb), ZOR_SPARSE_OK);
+    zor_sparse_desc d{};
+    describe(made.a, &d);
+    std::vector<double> x(20, 1), once(20), twice(20);
+    zor_sparse_dmv(made.a, 'n', 1, x.data(), 0, once.data());
+    const int64_t elements = d.nnz * (to.format == ZOR_SPARSE_DIA   ? d.lval
+                                      : to.format == ZOR_SPARSE_BSR ? d.lb * d.lb
+                                                                    : 1);
+    double* const val = const_cast<double*>(static_cast<const double*>(d.val));
+    std::transform(val, val + elements, val, [](double v) { return 2 * v; });
+    zor_sparse_dmv(made.a, 'n', 0.5, x.data(), 0, twice.data());
+    EXPECT_EQ(once, twice) << to.format;
+  }
+}
+
+// Fractions, so that any other order of sums would show.
+TEST(SparseFormats, AnyThreadsGiveTheSameBits) {
+  constexpr int64_t n = 6001, columns = 17;
+  csr_matrix<double, int64_t> m(0, n, 1, 0, 1);
+  m.rows = n;
+  random_bits random(19);
+  for (int64_t r = 0; r < n; ++r) {
+    for (const int64_t distance : {-70, -3, -1, 0, 1, 2, 90})
+      if (r + distance >= 0 && r + distance < n)
+        m.val.push_back(distance == 0 ? 4 + random.unit() : random.unit()),
+            m.indx.push_back(r + distance + 1);
+    m.pntr.push_back(int64_t(m.val.size()) + 1);
+  }
+  std::vector<double> x(n * columns);
+  for (double& e : x) e = random.unit();
+  for (const view& v : views) {
+    if (v.structure == 'h') continue;
     owner given;
-    ASSERT_EQ(create(&given.a, m.described('t', triangle)), ZOR_SPARSE_OK);
-    std::vector<whole> x(19);
-    for (whole& e : x) e = {random.between(-1, 1), 0};
+    ASSERT_EQ(create(&given.a, m.described(v.structure, v.triangle, v.diagonal)), ZOR_SPARSE_OK);
     for (const target& to : targets) {
+      if (to.format == ZOR_SPARSE_SKY && !skyline_stores(v)) continue;
       owner made;
       ASSERT_EQ(zor_sparse_convert(&made.a, given.a, to.format, to.lb), ZOR_SPARSE_OK);
       for (const char op : {'n', 't'}) {
-        std::vector<T> b;
-        for (int copies = 0; copies < 2; ++copies)
-          for (const whole& e : product_of(m.dense, {'t', triangle, 'n'}, op, x))
-            b.push_back(element_of<T>(e));
-        ASSERT_EQ(
-            calls<T>::sm(made.a, op, ZOR_SPARSE_COLUMN_MAJOR, 2, scalar<T>(1, 0), b.data(), 19, b.data(), 19),
-            ZOR_SPARSE_OK)
-            << zor_sparse_error_text();
-        for (size_t i = 0; i < 38; ++i) EXPECT_TRUE(whole_of(b[i]) == x[i % 19]) << "format " << to.format;
+        std::vector<double> first;
+        for (const int32_t threads : {1, 3}) {
+          zor_set_threads(threads);
+          std::vector<double> got(n, 0.3), y(n * columns, 0.3);
+          zor_sparse_dmv(made.a, op, 0.7, x.data(), 1.1, got.data());
+          for (const char layout : {'f', 'c'}) {
+            const int64_t ld = layout == 'f' ? n : columns;
+            zor_sparse_dmm(made.a, op, layout, columns, 0.7, x.data(), ld, 1.1, y.data(), ld);
+            got.insert(got.end(), y.begin(), y.end());
+            if (v.structure != 't' && v.structure != 'd') continue;
+            zor_sparse_dsm(made.a, op, layout, columns, 0.7, x.data(), ld, y.data(), ld);
+            got.insert(got.end(), y.begin(), y.end());
+          }
+          if (threads == 1) first = got;
+          EXPECT_TRUE(same_bits(first.data(), got.data(), got.size()))
+              << v.structure << v.triangle << v.diagonal << op << " format " << to.format;
+        }
       }
+    }
+  }
+  zor_set_threads(0);
+}
+
+// Triangles with a diagonal of ones, so that solves are exact, and the diagonal alone.
+template <class T, class I>
+void check_solves() {
+  constexpr int64_t n = 19, columns = 11;
+  random_bits random(11);
+  for (const view& v : {view{'t', 'l', 'n'}, view{'t', 'l', 'u'}, view{'t', 'u', 'n'}, view{'t', 'u', 'u'},
+                        view{'d', 0, 'n'}}) {
+    csr_matrix<T, I> m(0, n, int32_t(random.between(0, 1)), 0, 1);
+    m.rows = n;
+    for (int64_t r = 0; r < n; ++r) {
+      for (int64_t c = 0; c < n; ++c)
+        if (c == r || (v.structure == 't' && (v.triangle == 'l') == (c < r) && random.between(0, 5) == 0)) {
+          m.put(r, c, random);
+          if (c == r) m.val.back() = scalar<T>(1, 0), m.dense[{r, c}] = {1, 0};
+        }
+      m.pntr.push_back(I(m.indx.size()) + I(m.base));
+    }
+    owner given;
+    ASSERT_EQ(create(&given.a, m.described(v.structure, v.triangle, v.diagonal)), ZOR_SPARSE_OK);
+    std::vector<whole> x(n);
+    for (whole& e : x) e = {random.between(-1, 1), 0};
+    for (const target& to : targets) {
+      if (to.format == ZOR_SPARSE_SKY && !skyline_stores(v)) continue;
+      owner made, backwards;
+      ASSERT_EQ(zor_sparse_convert(&made.a, given.a, to.format, to.lb), ZOR_SPARSE_OK);
+      // Diagonals and entries in descending order.
+      description<I> d{};
+      ASSERT_EQ(describe(made.a, &d), ZOR_SPARSE_OK);
+      std::vector<I> indx(d.indx, d.indx + (d.indx == nullptr ? 0 : d.nnz)), rowind;
+      std::vector<T> val;
+      if (to.format == ZOR_SPARSE_DIA || to.format == ZOR_SPARSE_COO) {
+        const int64_t run = to.format == ZOR_SPARSE_DIA ? n : 1;
+        std::reverse(indx.begin(), indx.end());
+        for (int64_t k = d.nnz - 1; k >= 0; --k) {
+          val.insert(val.end(), static_cast<const T*>(d.val) + k * run,
+                     static_cast<const T*>(d.val) + (k + 1) * run);
+          if (run == 1) rowind.push_back(d.rowind[k]);
+        }
+        d.val = val.data(), d.indx = indx.data(), d.rowind = rowind.data();
+      }
+      ASSERT_EQ(create(&backwards.a, d), ZOR_SPARSE_OK) << zor_sparse_error_text();
+      for (const zor_sparse a : {made.a, backwards.a})
+        for (const char op : {'n', 't', 'c', 's'})
+          for (const char layout : {'f', 'c'}) {
+            const auto right = product_of(m.dense, v, op, x);
+            std::vector<T> b(n * columns);
+            const auto at = [&](int64_t i, int64_t j) {
+              return size_t(layout == 'c' ? i * columns + j : i + j * n);
+            };
+            for (int64_t i = 0; i < n; ++i)
+              for (int64_t j = 0; j < columns; ++j)
+                b[at(i, j)] = element_of<T>(whole{2 * j, 0} * right[size_t(i)]);
+            const int64_t ld = layout == 'c' ? columns : n;
+            ASSERT_EQ(calls<T>::sm(a, op, layout, columns, scalar<T>(0.5, 0), b.data(), ld, b.data(), ld),
+                      ZOR_SPARSE_OK)
+                << zor_sparse_error_text();
+            for (int64_t i = 0; i < n; ++i)
+              for (int64_t j = 0; j < columns; ++j)
+                ASSERT_TRUE(whole_of(b[at(i, j)]) == whole({j, 0}) * x[size_t(i)])
+                    << v.structure << v.triangle << v.diagonal << op << layout << " format " << to.format;
+          }
     }
   }
 }
@@ -514,6 +685,51 @@ TEST(SparseFormats, DescriptionsAreRefusedByName) {
     s.d.pntrb = s.pntr.data();
     owner a;
     EXPECT_EQ(zor_sparse_create(&a.a, &s.d), c.text == nullptr ? ZOR_SPARSE_OK : ZOR_SPARSE_BAD_MATRIX);
+    if (c.text != nullptr) {
+      EXPECT_STREQ(zor_sparse_error_text(), c.text);
+    }
+  }
+}
+
+// What hinders a solve is no fault of the description.
+TEST(SparseFormats, SolvesAreRefusedByName) {
+  const struct {
+    void (*spoil)(small&);
+    const char* text;
+  } cases[] = {
+      {[](small&) {}, nullptr},
+      {[](small& s) { s.indx[2] = s.rowind[2] = 2; }, "a: row 2 has more than one entry on the diagonal"},
+      {[](small& s) { s.indx[2] = 1; }, "a: row 3 has no entry on the diagonal"},
+      {[](small& s) { s.val[3] = 0; }, "a: the entry of row 4 on the diagonal is 0"},
+      {[](small& s) { s.d.structure = 'd', s.val[0] = 0; }, "a: the entry of row 1 on the diagonal is 0"},
+      {[](small& s) { s.d.structure = 's'; }, "a: only triangular and diagonal views can be solved with"},
+      {[](small& s) {
+         s.d.format = ZOR_SPARSE_DIA, s.indx = {-1, -2, 3, 2};
+       },
+       "a: row 1 has no entry on the diagonal"},
+      {[](small& s) {
+         s.d.format = ZOR_SPARSE_DIA, s.indx = {-1, 0, 3, 0};
+       },
+       "a: row 1 has more than one entry on the diagonal"},
+      {[](small& s) {
+         s.d.format = ZOR_SPARSE_DIA, s.indx = {-1, 3, 0, 1}, s.val[10] = 0;
+       },
+       "a: the entry of row 3 on the diagonal is 0"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_SKY, s.val[1] = 0; },
+       "a: the entry of row 2 on the diagonal is 0"},
+      {[](small& s) {
+         s.d.format = ZOR_SPARSE_BSR, s.d.nnz = 2, s.pntr = {1, 2, 3}, s.val[4] = 0;
+       },
+       "a: row 3 has no entry on the diagonal"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text == nullptr ? "good" : c.text);
+    small s;
+    c.spoil(s);
+    s.d.pntrb = s.pntr.data(), s.d.indx = s.indx.data();
+    owner a;
+    ASSERT_EQ(zor_sparse_create(&a.a, &s.d), ZOR_SPARSE_OK) << zor_sparse_error_text();
+    double x[4] = {1, 1, 1, 1};
+    EXPECT_EQ(zor_sparse_dsv(a.a, 'n', 1, x, x), c.text == nullptr ? ZOR_SPARSE_OK : ZOR_SPARSE_NOT_SOLVABLE);
     if (c.text != nullptr) {
       EXPECT_STREQ(zor_sparse_error_text(), c.text);
     }
