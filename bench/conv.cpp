@@ -2,7 +2,6 @@
 // Full convolutions through the public entries beside a plain loop and beside the same method on FFTW:
 // overlap-save with plans of its MEASURE, in the fastest of several tilings, whose spectra and buffers are
 // made once. Nominal operations: 2 a product (complex: 8) of the direct sums.
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include "bench/bench.h"
 #include "bench/convolution.h"
 #include "bench/operands.h"
+#include "bench/peers/fftw.h"
 #include "zor/core.h"
 #include "zor/signatures/conv.h"
 
@@ -43,37 +43,6 @@ struct problem {
     return l;
   }
 };
-
-// FFTW's functions of one precision, or nulls.
-struct fftw {
-  using plan = void*;
-  plan (*forward)(int, const int*, void*, void*, unsigned);
-  plan (*backward)(int, const int*, void*, void*, unsigned);
-  plan (*complex)(int, const int*, void*, void*, int, unsigned);
-  void (*execute)(plan);
-  void (*destroy)(plan);
-};
-
-template <class R>
-const fftw* find_fftw() {
-  static const fftw found = [] {
-    const std::string prefix = sizeof(R) == 8 ? "fftw_" : "fftwf_";
-    void* library = dlopen(sizeof(R) == 8 ? "libfftw3.so.3" : "libfftw3f.so.3", RTLD_NOW | RTLD_LOCAL);
-    fftw f{};
-    if (library == nullptr) return f;
-    const auto find = [&](auto& slot, const char* name) {
-      slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(
-          dlsym(library, fmt::format("{}{}", prefix, name).c_str()));
-    };
-    find(f.forward, "plan_dft_r2c");
-    find(f.backward, "plan_dft_c2r");
-    find(f.complex, "plan_dft");
-    find(f.execute, "execute");
-    find(f.destroy, "destroy_plan");
-    return f;
-  }();
-  return found.forward != nullptr ? &found : nullptr;
-}
 
 template <class R>
 std::shared_ptr<R> reals(zor_int count) {
@@ -119,11 +88,11 @@ class fftw_method {
     spectrum_ = reals<R>(2 * spectrum_count_);
     of_y_ = reals<R>(2 * spectrum_count_);
     if (parts == 2) {
-      forward_ = {f.complex(rank, n.data(), box_.get(), spectrum_.get(), -1, 0), f.destroy};
-      backward_ = {f.complex(rank, n.data(), spectrum_.get(), box_.get(), 1, 0), f.destroy};
+      forward_ = {f.plan_dft(rank, n.data(), box_.get(), spectrum_.get(), -1, 0), f.destroy_plan};
+      backward_ = {f.plan_dft(rank, n.data(), spectrum_.get(), box_.get(), 1, 0), f.destroy_plan};
     } else {
-      forward_ = {f.forward(rank, n.data(), box_.get(), spectrum_.get(), 0), f.destroy};
-      backward_ = {f.backward(rank, n.data(), spectrum_.get(), box_.get(), 0), f.destroy};
+      forward_ = {f.plan_dft_r2c(rank, n.data(), box_.get(), spectrum_.get(), 0), f.destroy_plan};
+      backward_ = {f.plan_dft_c2r(rank, n.data(), spectrum_.get(), box_.get(), 0), f.destroy_plan};
     }
     std::memset(box_.get(), 0, size_t(parts * product(padded)) * sizeof(R));
     copy_box(p.y, reinterpret_cast<const R*>(y), p.y, box_.get(), padded, parts);

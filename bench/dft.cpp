@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Fourier transforms beside FFTW, planned with its MEASURE. Nominal operations: 5 n log2 n, half of it for
 // real data. Planning is measured against FFTW's ESTIMATE, with nothing remembered from an earlier plan.
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -11,9 +10,9 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
-#include <type_traits>
 
 #include "bench/bench.h"
+#include "bench/peers/fftw.h"
 #include "zor/core.h"
 #include "zor/dft.h"
 
@@ -122,40 +121,6 @@ runner ours(const shape& s, const operands<R>& data, int32_t threads) {
 }
 
 // FFTW's functions of one precision, or nulls.
-struct fftw {
-  using plan = void*;
-  plan (*complex)(int, const int*, int, void*, const int*, int, int, void*, const int*, int, int, int,
-                  unsigned);
-  plan (*forward)(int, const int*, int, void*, const int*, int, int, void*, const int*, int, int, unsigned);
-  plan (*backward)(int, const int*, int, void*, const int*, int, int, void*, const int*, int, int, unsigned);
-  void (*execute)(plan);
-  void (*destroy)(plan);
-  void (*forget_wisdom)();
-};
-enum : unsigned { fftw_measure = 0, fftw_estimate = 1u << 6 };
-
-template <class R>
-const fftw* find_fftw() {
-  static const fftw found = [] {
-    const std::string prefix = sizeof(R) == 8 ? "fftw_" : "fftwf_";
-    void* library = dlopen(sizeof(R) == 8 ? "libfftw3.so.3" : "libfftw3f.so.3", RTLD_NOW | RTLD_LOCAL);
-    fftw f{};
-    if (library == nullptr) return f;
-    const auto find = [&](auto& slot, const char* name) {
-      slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(
-          dlsym(library, fmt::format("{}{}", prefix, name).c_str()));
-    };
-    find(f.complex, "plan_many_dft");
-    find(f.forward, "plan_many_dft_r2c");
-    find(f.backward, "plan_many_dft_c2r");
-    find(f.execute, "execute");
-    find(f.destroy, "destroy_plan");
-    find(f.forget_wisdom, "forget_wisdom");
-    return f;
-  }();
-  return found.complex != nullptr ? &found : nullptr;
-}
-
 template <class R>
 std::shared_ptr<void> plan_theirs(const fftw& f, const shape& s, const operands<R>& data, unsigned flags) {
   const std::vector<int> n(s.lengths.begin(), s.lengths.end());
@@ -165,12 +130,12 @@ std::shared_ptr<void> plan_theirs(const fftw& f, const shape& s, const operands<
   void *x = data.in.get(), *y = data.out.get();
   fftw::plan p = nullptr;
   if (s.data == kind::complex)
-    p = f.complex(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, full, -1, flags);
+    p = f.plan_many_dft(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, full, -1, flags);
   else if (s.data == kind::real_forward)
-    p = f.forward(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, half, flags);
+    p = f.plan_many_dft_r2c(rank, n.data(), many, x, nullptr, stride, full, y, nullptr, stride, half, flags);
   else
-    p = f.backward(rank, n.data(), many, x, nullptr, stride, half, y, nullptr, stride, full, flags);
-  return {p, f.destroy};
+    p = f.plan_many_dft_c2r(rank, n.data(), many, x, nullptr, stride, half, y, nullptr, stride, full, flags);
+  return {p, f.destroy_plan};
 }
 
 // Planning runs the transform on the operands, so they are filled behind it.

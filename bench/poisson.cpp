@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Sine and cosine transforms beside FFTW's real-to-real transforms of the same kind, and the solvers beside
 // the same method written on those with a plain tridiagonal loop.
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <cmath>
@@ -10,6 +9,7 @@
 
 #include "bench/bench.h"
 #include "bench/operands.h"
+#include "bench/peers/fftw.h"
 #include "zor/core.h"
 #include "zor/signatures/poisson.h"
 #include "zor/signatures/trig.h"
@@ -22,39 +22,11 @@ constexpr int their_kind[] = {0, 7, 3, 5, 4, 9, 8, 6, 10};
 constexpr const char* kind_names[] = {"",       "DST-I",   "DCT-I",  "DCT-II", "DCT-III",
                                       "DST-II", "DST-III", "DCT-IV", "DST-IV"};
 
-struct fftw {
-  using plan = void*;
-  plan (*many)(int rank, const int* n, int howmany, void* in, const int* inembed, int istride, int idist,
-               void* out, const int* onembed, int ostride, int odist, const int* kind, unsigned flags);
-  void (*execute)(plan);
-  void (*destroy)(plan);
-};
-constexpr unsigned fftw_measure = 0;
-
-template <class R>
-const fftw* find_fftw() {
-  static const fftw found = [] {
-    const std::string prefix = sizeof(R) == 8 ? "fftw_" : "fftwf_";
-    void* library = dlopen(sizeof(R) == 8 ? "libfftw3.so.3" : "libfftw3f.so.3", RTLD_NOW | RTLD_LOCAL);
-    fftw f{};
-    if (library == nullptr) return f;
-    const auto take = [&](auto& slot, const char* name) {
-      slot =
-          reinterpret_cast<std::remove_reference_t<decltype(slot)>>(dlsym(library, (prefix + name).c_str()));
-    };
-    take(f.many, "plan_many_r2r");
-    take(f.execute, "execute");
-    take(f.destroy, "destroy_plan");
-    return f;
-  }();
-  return found.many != nullptr ? &found : nullptr;
-}
-
 template <class R>
 std::shared_ptr<void> plan_lines(const fftw& f, R* x, int m, int lines, int stride, int distance, int kind) {
-  return {
-      f.many(1, &m, lines, x, nullptr, stride, distance, x, nullptr, stride, distance, &kind, fftw_measure),
-      f.destroy};
+  return {f.plan_many_r2r(1, &m, lines, x, nullptr, stride, distance, x, nullptr, stride, distance, &kind,
+                          fftw_measure),
+          f.destroy_plan};
 }
 
 template <class R>

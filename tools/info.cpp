@@ -57,7 +57,8 @@ int info() {
   fmt::print("threads     at most {} of {} processors\n", zor_core_num_threads(),
              std::thread::hardware_concurrency());
   print_pool();
-  const auto peers = zor_bench::load_blas_peers(1, "");
+  auto peers = zor_bench::load_blas_peers(1, "");
+  for (auto& other : zor_bench::load_other_peers()) peers.push_back(std::move(other));
   if (peers.empty()) fmt::print("peers       none\n");
   for (const auto& peer : peers) fmt::print("peer        {} {} ({})\n", peer.name, peer.details, peer.file);
   return 0;

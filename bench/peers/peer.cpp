@@ -22,6 +22,19 @@ std::string loaded_file(void* handle, const char* file) {
   return std::string(folder) + "/" + name.substr(name.rfind('/') + 1);
 }
 
+// FFTW's text of its version, behind the name and a dash.
+std::string fftw_version(void* handle, const char* symbol) {
+  const void* const text = dlsym(handle, symbol);
+  const std::string name = text == nullptr ? "" : static_cast<const char*>(text);
+  return name.substr(name.find('-') + 1);
+}
+std::string double_fftw_version(void* handle) { return fftw_version(handle, "fftw_version"); }
+std::string single_fftw_version(void* handle) { return fftw_version(handle, "fftwf_version"); }
+std::string gmp_version(void* handle) {
+  const void* const version = dlsym(handle, "__gmp_version");
+  return version == nullptr ? "" : *static_cast<const char* const*>(version);
+}
+
 void load(const peer_adapter& adapter, int32_t threads, std::vector<peer>& found) {
   for (const char* file : adapter.files) {
     void* handle = dlopen(file, load_flags);
@@ -46,6 +59,19 @@ std::vector<peer> load_blas_peers(int32_t threads, const std::string& openblas_c
   std::vector<peer> found;
   for (const peer_adapter* adapter : {&openblas_adapter, &blis_adapter, &reference_blas_adapter})
     load(*adapter, threads, found);
+  return found;
+}
+
+std::vector<peer> load_other_peers() {
+  const peer_adapter others[] = {
+      {"FFTW", {"libfftw3.so.3"}, true, nullptr, double_fftw_version},
+      {"FFTW, single", {"libfftw3f.so.3"}, true, nullptr, single_fftw_version},
+      {"librsb", {"librsb.so.0"}, true, nullptr, nullptr},
+      {"Eigen", {"$ORIGIN/../lib/bench/zor_peer_eigen.so"}, true, nullptr, nullptr},
+      {"libgmp", {"libgmp.so.10"}, true, nullptr, gmp_version},
+  };
+  std::vector<peer> found = load_peer(reference_lapack_adapter);
+  for (const peer_adapter& adapter : others) load(adapter, 1, found);
   return found;
 }
 

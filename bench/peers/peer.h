@@ -36,6 +36,9 @@ extern const peer_adapter reference_lapack_adapter;
 // narrows it on purpose.
 std::vector<peer> load_blas_peers(int32_t threads, const std::string& openblas_core);
 
+// The others: transforms, sparse matrices, integers, LAPACK. A bench looks up what it calls by itself.
+std::vector<peer> load_other_peers();
+
 // One library, or none when it is not installed.
 std::vector<peer> load_peer(const peer_adapter& adapter);
 
