@@ -53,11 +53,17 @@ template <class T, class V, int Vectors, int Columns, reading From>
   constexpr int copies = spread ? tile_shape<T>::lanes : 1;
   const zor_int a_step = From == reading::in_place ? t.a_step : Vectors * parts<T> * n;
   const zor_int step = packed ? Columns * parts<T> * copies : t.b_step * parts<T>;
-  const auto b_value = [](const real_t<T>* at) __attribute__((always_inline)) {
-    if constexpr (spread)
-      return load_aligned<V>(at);
-    else
-      return broadcast<V>(*at);
+  // Vectors of 64 bytes repeat an element from memory as an operand of the product, at no cost, while an
+  // instruction for the repetition takes one of the pipes of additions or products. So every product reads
+  // its element anew: the compiler is not to know that b is where it was. Measured on Zen 4: 44 to 58 GFLOP/s
+  // in double.
+  const auto b_value = [&](zor_int offset) __attribute__((always_inline)) {
+    if constexpr (spread) {
+      return load_aligned<V>(b + offset);
+    } else {
+      if constexpr (width == 64) asm("" : "+r"(b));
+      return broadcast<V>(b[offset]);
+    }
   };
 #pragma GCC unroll 16
   for (int j = 0; j < Columns; ++j)
@@ -72,22 +78,20 @@ template <class T, class V, int Vectors, int Columns, reading From>
 #pragma GCC unroll 16
       for (int j = 0; j < Columns; ++j) {
         if constexpr (is_complex<T>) {
-          const V br = b_value(b + j * column);
+          const zor_int re = j * column, im = re + copies;
 #pragma GCC unroll 16
           for (int v = 0; v < Vectors; ++v) {
-            sum[j][v] = sum[j][v] + br * av[v];
-            sum[j][Vectors + v] = sum[j][Vectors + v] + br * av[Vectors + v];
+            sum[j][v] = sum[j][v] + b_value(re) * av[v];
+            sum[j][Vectors + v] = sum[j][Vectors + v] + b_value(re) * av[Vectors + v];
           }
-          const V bi = b_value(b + j * column + copies);
 #pragma GCC unroll 16
           for (int v = 0; v < Vectors; ++v) {
-            sum[j][v] = sum[j][v] - bi * av[Vectors + v];
-            sum[j][Vectors + v] = sum[j][Vectors + v] + bi * av[v];
+            sum[j][v] = sum[j][v] - b_value(im) * av[Vectors + v];
+            sum[j][Vectors + v] = sum[j][Vectors + v] + b_value(im) * av[v];
           }
         } else {
-          const V bj = b_value(b + j * column);
 #pragma GCC unroll 16
-          for (int v = 0; v < Vectors; ++v) sum[j][v] = sum[j][v] + av[v] * bj;
+          for (int v = 0; v < Vectors; ++v) sum[j][v] = sum[j][v] + av[v] * b_value(j * column);
         }
       }
       a += a_step;
