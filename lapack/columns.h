@@ -3,12 +3,9 @@
 // several columns run side by side.
 #pragma once
 
-#include "spblas/quotient.h"
+#include "serv/quotient.h"
 
 namespace zor {
-
-using sparse::quotient;
-using sparse::reciprocal;
 
 // x - y z.
 template <class T>

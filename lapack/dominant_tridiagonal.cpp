@@ -5,7 +5,7 @@
 // reciprocals.
 //
 // Every element is the result of one stated chain: products and differences rounded one by one, complex
-// products (xr yr - xi yi, xr yi + xi yr), complex reciprocals as in spblas/quotient.h. A running element is
+// products (xr yr - xi yi, xr yi + xi yr), complex reciprocals as in serv/quotient.h. A running element is
 // stored at each step and carried in a register; where the chains meet it is read again.
 #include "lapack/columns.h"
 #include "zor/signatures/lapack.h"

@@ -69,12 +69,12 @@ void apply_by_calls(bool left, zor_int m, zor_int n, const T* v, T tau, T* c, zo
   else
     minus = -tau;
   if (left) {
-    blas_of<T>::gemv(is_complex<T> ? "Conjugate transpose" : "Transpose", &m, &n, &plus, c, &ldc, v, &step,
-                     &nothing, work, &step);
-    blas_of<T>::gerc(&m, &n, &minus, v, &step, work, &step, c, &ldc);
+    gemv_of<T>(is_complex<T> ? "Conjugate transpose" : "Transpose", &m, &n, &plus, c, &ldc, v, &step,
+               &nothing, work, &step);
+    gerc_of<T>(&m, &n, &minus, v, &step, work, &step, c, &ldc);
   } else {
-    blas_of<T>::gemv("No transpose", &m, &n, &plus, c, &ldc, v, &step, &nothing, work, &step);
-    blas_of<T>::gerc(&m, &n, &minus, work, &step, v, &step, c, &ldc);
+    gemv_of<T>("No transpose", &m, &n, &plus, c, &ldc, v, &step, &nothing, work, &step);
+    gerc_of<T>(&m, &n, &minus, work, &step, v, &step, c, &ldc);
   }
 }
 

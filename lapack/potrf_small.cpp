@@ -342,12 +342,95 @@ zor_int factor_by_row_groups(zor_int n, R* a, zor_int lda) {
   return 0;
 }
 
+// Up to `tiny` columns stay in registers: one column after the other, each sum unrolled. A call of the dot
+// product, and vectors loaded where single elements have just been stored, would take longer than all else.
+inline constexpr int tiny = 8;
+
+// The sum of the squares of a column's first M elements in the order of the dot product, Peel elements of it
+// standing before the boundary of 16 bytes. The accumulators of blocks stay empty in so short a column.
+template <int M, int Peel, class R>
+[[gnu::always_inline]] inline R squares_in_order(const R* e) {
+  constexpr int L = 16 / sizeof(R), peel = Peel < M ? Peel : M, rest = M - peel;
+  static_assert(rest < 4 * L);
+  R a0[L] = {}, a1[L] = {};
+  int i = 0;
+#pragma GCC unroll 8
+  for (; i < peel; ++i) a0[0] = a0[0] + e[i] * e[i];
+  if constexpr ((rest & 2 * L) != 0) {
+#pragma GCC unroll 4
+    for (int l = 0; l < L; ++l) {
+      a0[l] = a0[l] + e[i + l] * e[i + l];
+      a1[l] = a1[l] + e[i + L + l] * e[i + L + l];
+    }
+    i += 2 * L;
+  }
+  if constexpr ((rest & L) != 0) {
+#pragma GCC unroll 4
+    for (int l = 0; l < L; ++l) a0[l] = a0[l] + e[i + l] * e[i + l];
+    i += L;
+  }
+#pragma GCC unroll 4
+  for (; i < M; ++i) a0[0] = a0[0] + e[i] * e[i];
+  R sum = a0[0] + a1[0];
+#pragma GCC unroll 4
+  for (int l = 1; l < L; ++l) sum = sum + (a0[l] + a1[l]);
+  return sum;
+}
+template <int M, class R>
+[[gnu::always_inline]] inline R squares_at(const R* column, const R* e) {
+  const uintptr_t peel = (0 - reinterpret_cast<uintptr_t>(column)) % 16 / sizeof(R);
+  if constexpr (sizeof(R) == 4) {
+    if (peel == 3) return squares_in_order<M, 3>(e);
+    if (peel == 2) return squares_in_order<M, 2>(e);
+  }
+  return peel == 1 ? squares_in_order<M, 1>(e) : squares_in_order<M, 0>(e);
+}
+
+// Columns K and beyond of n; above[k] holds column k of the factor, row by row. Returns info.
+template <int K, class R>
+[[gnu::always_inline]] inline zor_int factor_tiny_columns(int n, R* a, zor_int lda, R (&above)[tiny][tiny],
+                                                          R (&scale)[tiny]) {
+  if constexpr (K < tiny) {
+    if (K == n) return 0;
+    R* const column = a + K * lda;
+#pragma GCC unroll 8
+    for (int i = 0; i < K; ++i) {
+      R sum = 0, e = column[i];
+#pragma GCC unroll 8
+      for (int l = 0; l < i; ++l) sum = sum + above[i][l] * above[K][l];
+      if (i > 0) e = e + -1 * sum;
+      column[i] = above[K][i] = scale[i] * e;
+    }
+    R root;
+    if (!take_root(column[K] - squares_at<K>(column, above[K]), column + K, root)) {
+      // The rows above the failed pivot are finished in the columns beyond it, too.
+      for (zor_int k = K + 1; k < n; ++k)
+        for (int i = 0; i < K; ++i) {
+          R sum = 0, e = a[i + k * lda];
+          for (int l = 0; l < i; ++l) sum = sum + above[i][l] * a[l + k * lda];
+          if (i > 0) e = e + -1 * sum;
+          a[i + k * lda] = scale[i] * e;
+        }
+      return K + 1;
+    }
+    scale[K] = 1 / root;
+    return factor_tiny_columns<K + 1>(n, a, lda, above, scale);
+  } else {
+    return 0;
+  }
+}
+template <class R>
+zor_int factor_tiny_upper(zor_int n, R* a, zor_int lda) {
+  R above[tiny][tiny], scale[tiny];
+  return factor_tiny_columns<0>(int(n), a, lda, above, scale);
+}
+
 template <class T>
 zor_int factor_small_upper(zor_int n, T* a, zor_int lda) {
   if constexpr (is_complex<T>)
     return factor_by_rows(n, a, lda);
   else
-    return factor_by_row_groups(n, a, lda);
+    return n <= tiny ? factor_tiny_upper(n, a, lda) : factor_by_row_groups(n, a, lda);
 }
 
 // ---- Any order, by calls: the products are the core's, which divides large ones over threads.
@@ -367,9 +450,9 @@ zor_int factor_by_calls(zor_int n, T* a, zor_int lda) {
     if (j > 0) {
       conjugate(j, l, step);
       if constexpr (Upper)
-        blas_of<T>::gemv("Transpose", &j, &left, &minus, l + lda, &lda, l, &step, &plus, y, &lda);
+        gemv_of<T>("Transpose", &j, &left, &minus, l + lda, &lda, l, &step, &plus, y, &lda);
       else
-        blas_of<T>::gemv("No transpose", &left, &j, &minus, l + 1, &lda, l, &step, &plus, y, &one);
+        gemv_of<T>("No transpose", &left, &j, &minus, l + 1, &lda, l, &step, &plus, y, &one);
       conjugate(j, l, step);
     }
     scale(left, 1 / root, y, beside);

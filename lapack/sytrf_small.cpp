@@ -73,7 +73,7 @@ struct bunch_kaufman {
     if (left == 0) return;
     const zor_int first = first_beyond(k);
     const T r = 1 / at(k, k), minus = -r;
-    blas_of<T>::syr(uplo, &left, &minus, &at(first, k), &one, &at(first, first), &lda);
+    syr_of<T>(uplo, &left, &minus, &at(first, k), &one, &at(first, first), &lda);
     scale(left, r, &at(first, k), 1);
   }
 

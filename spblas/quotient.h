@@ -1,24 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Divisions of the solves, the same for every format.
+// Divisions of packs, the same in the solves of every format.
 #pragma once
 
+#include "serv/quotient.h"
 #include "spblas/pack.h"
 
 namespace zor::sparse {
-
-// The format in which a complex quotient is worked before it is rounded once.
-template <class T>
-using wide = std::conditional_t<std::is_same_v<T, c32>, double, long double>;
-
-// n / d, complex by a reciprocal in the wider format.
-template <class T>
-inline T quotient(T n, T d) {
-  return quotient_by_reciprocal<wide<T>>(n, d);
-}
-template <class T>
-inline T reciprocal(T d) {
-  return quotient(one_of<T>(), d);
-}
 
 // Each element of a pack over d.
 template <class T, int N>

@@ -31,7 +31,7 @@ template <int Bytes, class T, class Straight, class... Crossed>
 
 // Columns of C that are written before its next rows: their lines of the crossed matrices are read once, a
 // line being asked for while the tiles of the line before it are moved.
-inline constexpr zor_int block_cols = 256;
+inline constexpr zor_int block_cols = 4096;
 inline constexpr zor_int line_bytes = 64;
 
 template <int Bytes, class T, class Straight, class... Crossed>
