@@ -34,7 +34,7 @@ class value_arguments : public argument_list {
                           zor_int matrices) {
     const zor_int last = saturating_product(cols - 1, ld);
     const bool empty = rows < 1 || cols < 1;
-    next(name, empty || matrices < 2 ||
+    next(name, empty || matrices == 0 || matrices == 1 ||
                    (step >= rows && step - rows >= last && fits_memory(step, matrices, step, sizeof(T))));
     return *this;
   }

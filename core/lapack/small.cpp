@@ -37,15 +37,27 @@ struct batch {
   T* a;
   zor_int lda, stride, count;
 
-  bool empty() const { return n < 1 || count < 1; }
+  // A count that is bad leaves operands in use: they stand before it.
+  bool used() const { return n != 0 && count != 0; }
   T* matrix(zor_int k) const { return a + k * stride; }
 };
 
 template <class T>
-value_arguments& look_at(value_arguments& arguments, const batch<T>& m, zor_int nrhs = -1) {
+struct right_sides {
+  zor_int nrhs;
+  T* b;
+  zor_int ldb, stride;
+};
+
+template <class T>
+value_arguments& look_at(value_arguments& arguments, const batch<T>& m) {
   arguments.letter("uplo", m.uplo, 'U', 'L', 'L').count("n", m.n);
-  if (nrhs != -1) arguments.count("nrhs", nrhs);
-  return arguments.columns("a", m.a, "lda", m.lda, m.n, nrhs == 0 || m.count < 1 ? 0 : m.n);
+  return arguments.columns("a", m.a, "lda", m.lda, m.n, m.used() ? m.n : 0);
+}
+template <class T>
+value_arguments& look_at(value_arguments& arguments, const batch<const T>& m, const right_sides<T>& r) {
+  arguments.letter("uplo", m.uplo, 'U', 'L', 'L').count("n", m.n).count("nrhs", r.nrhs);
+  return arguments.columns("a", m.a, "lda", m.lda, m.n, m.used() && r.nrhs != 0 ? m.n : 0);
 }
 
 // ---- Cholesky.
@@ -75,20 +87,13 @@ zor_int potrf_batch(const char* routine, const batch<T>& m, zor_int* info) {
 }
 
 template <class T>
-struct right_sides {
-  zor_int nrhs;
-  T* b;
-  zor_int ldb, stride;
-};
-
-template <class T>
 bool bad_solve(const char* routine, const batch<const T>& m, bool pivoted, const zor_int* ipiv,
                const right_sides<T>& r, bool many) {
   value_arguments arguments;
-  look_at(arguments, m, r.nrhs);
+  look_at(arguments, m, r);
   if (many) arguments.stride<T>("stridea", m.stride, m.n, m.n, m.lda, m.count);
-  if (pivoted) arguments.array("ipiv", ipiv, !m.empty() && r.nrhs > 0);
-  arguments.columns("b", r.b, "ldb", r.ldb, m.n, m.count < 1 ? 0 : r.nrhs);
+  if (pivoted) arguments.array("ipiv", ipiv, m.used() && r.nrhs != 0);
+  arguments.columns("b", r.b, "ldb", r.ldb, m.n, m.used() ? r.nrhs : 0);
   if (many)
     arguments.stride<T>("strideb", r.stride, m.n, r.nrhs, r.ldb, m.count)
         .count("count", m.count)
@@ -100,7 +105,7 @@ bool bad_solve(const char* routine, const batch<const T>& m, bool pivoted, const
 template <class T, class Body>
 zor_int for_factored(const batch<const T>& m, const right_sides<T>& r, const zor_int* info,
                      const Body& body) {
-  if (m.empty() || r.nrhs < 1) return ZOR_LAPACK_OK;
+  if (!m.used() || r.nrhs == 0) return ZOR_LAPACK_OK;
   for_matrices(saturating_product(m.n, m.n + r.nrhs), m.count, [&](zor_int k) {
     if (info == nullptr || info[k] == 0) body(k);
   });
@@ -137,7 +142,7 @@ zor_int sytrf_batch(const char* routine, const batch<T>& m, zor_int* ipiv, zor_i
   value_arguments arguments;
   look_at(arguments, m);
   arguments.stride<T>("stride", m.stride, m.n, m.n, m.lda, m.count)
-      .array("ipiv", ipiv, !m.empty())
+      .array("ipiv", ipiv, m.used())
       .count("count", m.count)
       .array("info", info, m.count > 0);
   if (arguments.reported(routine)) return ZOR_LAPACK_ARGUMENT;

@@ -31,7 +31,7 @@ bool overlaps(line_counts size, zor_int ld, zor_int stride) {
 // A stride that is bad is told by its own name, behind this one.
 template <class T>
 bool leads(zor_int ld, line_counts size, zor_int stride) {
-  if (stride == 1) return is_line_length<T>(ld, size);
+  if (stride <= 1) return is_line_length<T>(ld, size);
   return ld >= 1 && fits_memory(1, size.lines, ld, sizeof(T));
 }
 

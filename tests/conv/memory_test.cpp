@@ -1,46 +1,18 @@
 // SPDX-License-Identifier: MIT
-// Memory that runs short: each allocation of a task and of every kind of body fails in turn. The call answers
-// with its status, or does without; nothing leaks, and nothing is written behind a refused allocation. The
-// program's own malloc counts.
-#include <atomic>
+// Memory that runs short: each allocation of a task, of every kind of body and of the public entries fails in
+// turn. The call answers with its status, or does without; nothing leaks, and nothing is written behind a
+// refused allocation.
 #include <cstdlib>
 
 #include "tests/conv/problems.h"
-
-namespace {
-std::atomic<long> fail_at{-1};  // allocations to go before one fails; below 0: none
-std::atomic<long> live{0};
-std::atomic<bool> counting{false};
-
-[[gnu::constructor]] void switch_pool_off() { setenv("ZOR_MM_DISABLE", "1", 1); }
-
-bool refuse() { return counting && fail_at.load() >= 0 && fail_at.fetch_sub(1) == 0; }
-}  // namespace
-
-extern "C" {
-void* __libc_malloc(size_t);
-void* __libc_calloc(size_t, size_t);
-void __libc_free(void*);
-
-void* malloc(size_t n) {
-  if (refuse()) return nullptr;
-  if (counting) ++live;
-  return __libc_malloc(n);
-}
-void* calloc(size_t n, size_t size) {
-  if (refuse()) return nullptr;
-  if (counting) ++live;
-  return __libc_calloc(n, size);
-}
-void free(void* p) {
-  if (counting && p != nullptr) --live;
-  __libc_free(p);
-}
-}
+#include "tests/support/failing_malloc.h"
+#include "zor/core.h"
 
 namespace {
 
 using namespace conv_test;
+
+[[gnu::constructor]] void switch_pool_off() { setenv("ZOR_MM_DISABLE", "1", 1); }
 
 struct memory_case {
   shape x, y;
@@ -76,20 +48,15 @@ void check(const memory_case& c, int32_t internal) {
       zor_conv_DeleteTask(&task);
       continue;
     }
-    live = 0;
-    fail_at = n;
-    counting = true;
-    const int32_t status = o.exec(task, p);
-    counting = false;
-    const bool happened = fail_at < 0;
-    fail_at = -1;
-    EXPECT_EQ(live, 0) << "allocation " << n;
+    int32_t status = 0;
+    const short_memory met = with_failure(n, false, [&] { status = o.exec(task, p); });
+    EXPECT_EQ(met.left, 0) << "allocation " << n;
     if (status == 0) {
       const std::vector<real<T>> actual = o.outputs();
       EXPECT_TRUE(same_bits(expected.data(), actual.data(), actual.size())) << "allocation " << n;
     } else {
       ++refused;
-      EXPECT_TRUE(happened);
+      EXPECT_TRUE(met.happened);
       EXPECT_TRUE(status == ZOR_CONV_NO_MEMORY || status == ZOR_CONV_TRANSFORM_FAILED) << status;
       // The first request of a strided operand's body is its own.
       if (n == 0 && c.strided) {
@@ -99,7 +66,7 @@ void check(const memory_case& c, int32_t internal) {
       for (T& e : o.z) e = operands<T>::pattern();
     }
     EXPECT_EQ(zor_conv_DeleteTask(&task), 0);
-    if (!happened) break;
+    if (!met.happened) break;
   }
   if (c.strided || c.mode == ZOR_CONV_TRANSFORM) {
     EXPECT_GT(refused, 0);
@@ -118,24 +85,61 @@ TEST(ConvMemory, EveryAllocationFails) {
 TEST(ConvMemory, TasksWithoutMemory) {
   const shape one = {1};
   ZorConvTask *task = nullptr, *copy = nullptr;
+  int32_t status = 0;
   const auto create = [&] {
-    return zor_conv_NewTask(&task, 1, 0, 1, 1, 2, 1, one.data(), one.data(), one.data());
+    status = zor_conv_NewTask(&task, 1, 0, 1, 1, 2, 1, one.data(), one.data(), one.data());
   };
-  counting = true;
-  fail_at = 0;
-  const int32_t refused = create();
-  counting = false;
-  EXPECT_EQ(refused, ZOR_CONV_NO_TASK_MEMORY);
+  with_failure(0, false, create);
+  EXPECT_EQ(status, ZOR_CONV_NO_TASK_MEMORY);
   EXPECT_EQ(task, nullptr);
-  ASSERT_EQ(create(), 0);
-  counting = true;
-  fail_at = 0;
-  const int32_t copied = zor_conv_CopyTask(&copy, task);
-  counting = false;
-  EXPECT_EQ(copied, ZOR_CONV_NO_TASK_MEMORY);
+  create();
+  ASSERT_EQ(status, 0);
+  with_failure(0, false, [&] { status = zor_conv_CopyTask(&copy, task); });
+  EXPECT_EQ(status, ZOR_CONV_NO_TASK_MEMORY);
   EXPECT_EQ(copy, nullptr);
   EXPECT_EQ(task->status, 0);
   zor_conv_DeleteTask(&task);
+}
+
+// Lengths of its own for each turn: plans that stay in the library are made anew.
+TEST(ConvMemory, PublicEntries) {
+  random_bits random(8);
+  zor_int turn = 0;
+  for (const int32_t threads : {1, 3})
+    for (const int32_t method : {ZOR_CONV_DIRECT, ZOR_CONV_TRANSFORM})
+      for (const bool onwards : {false, true}) {
+        zor_core_set_num_threads(threads);
+        bool done = false;
+        for (long n = 0; n < 400 && !done; ++n) {
+          const zor_int m = 9000 + 2048 * (turn++ % 9), taps = 300, full = m + taps - 1;
+          std::vector<double> x(static_cast<size_t>(m)), y(static_cast<size_t>(taps)),
+              z(static_cast<size_t>(full));
+          for (double& e : x) e = double(random.between(-3, 3));
+          for (double& e : y) e = double(random.between(-3, 3));
+          zor_conv_options options = {};
+          options.method = method;
+          int32_t status = 0;
+          const short_memory met = with_failure(n, onwards, [&] {
+            status = zor_convolve_d(1, &m, x.data(), &taps, y.data(), &full, z.data(), &options);
+          });
+          done = !met.happened;
+          if (done) {
+            EXPECT_EQ(status, 0);
+          }
+          if (status != 0) {
+            EXPECT_TRUE(status == ZOR_CONV_NO_MEMORY || status == ZOR_CONV_TRANSFORM_FAILED) << status;
+            continue;
+          }
+          for (zor_int k : {zor_int(0), m / 2, full - 1}) {
+            double sum = 0;
+            for (zor_int i = std::max<zor_int>(0, k - taps + 1); i <= std::min(m - 1, k); ++i)
+              sum += x[size_t(i)] * y[size_t(k - i)];
+            EXPECT_NEAR(z[size_t(k)], sum, 1e-9) << "allocation " << n;
+          }
+        }
+        EXPECT_TRUE(done);
+      }
+  zor_core_set_num_threads(0);
 }
 
 }  // namespace

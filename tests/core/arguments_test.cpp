@@ -3,18 +3,53 @@
 // once, and no operand is written.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "zor/blas.h"
 #include "zor/core.h"
+#include "zor/lapack.h"
+#include "zor/trans.h"
+#include "zor/xblas.h"
 
 namespace {
 
-// What an argument is. size: at least 0. step: an increment other than 0; walk: any increment. lead_x: a
-// leading dimension of at least 3. band: diagonals of a band of 3 rows. scalar, data: must not be null.
-enum class kind { trans, uplo, diag, size, band, step, walk, lead, scalar, data };
+// What an argument is. size: at least 0. step: an increment other than 0; walk: any increment. lead: a
+// leading dimension of at least 3. band: diagonals of a band of 3 rows. scalar, data: must not be null. The
+// others stand in routines by value alone: letters (which: what is factored), codes, a stride of at least 1,
+// the distance of matrices of 9 elements, row interchanges, a factorisation of the caller, a pointer that may
+// be null.
+enum class kind {
+  trans,
+  uplo,
+  diag,
+  size,
+  band,
+  step,
+  walk,
+  lead,
+  scalar,
+  data,
+  ordering,
+  which,
+  trans_code,
+  uplo_code,
+  precision,
+  stride,
+  distance,
+  pivots,
+  factors,
+  optional
+};
+constexpr bool is_letter(kind what) {
+  return what == kind::trans || what == kind::uplo || what == kind::diag || what == kind::ordering ||
+         what == kind::which;
+}
+constexpr bool is_pointer(kind what) {
+  return what == kind::data || what == kind::pivots || what == kind::factors || what == kind::optional;
+}
 
 struct parameter {
   const char* name;
@@ -90,10 +125,92 @@ const signature trmv_signature = {p_uplo, p_trans, p_diag, p_order, p_a, p_lda, 
 const signature tbmv_signature = {p_uplo, p_trans, p_diag, p_order, p_band, p_a, p_lda, p_x, p_incx};
 const signature tpmv_signature = {p_uplo, p_trans, p_diag, p_order, p_ap, p_x, p_incx};
 
+// Routines by value; a scalar by value may be anything.
+const parameter p_m = {"m", kind::size}, p_nrhs = {"nrhs", kind::size}, p_dl = {"dl", kind::data},
+                p_d = {"d", kind::data}, p_du = {"du", kind::data}, p_b = {"b", kind::data},
+                p_ldb = {"ldb", kind::lead}, p_stride = {"stride", kind::distance},
+                p_stridea = {"stridea", kind::distance}, p_strideb = {"strideb", kind::distance},
+                p_ipiv = {"ipiv", kind::pivots}, p_count = {"count", kind::size},
+                p_info = {"info", kind::data}, p_known_info = {"info", kind::optional},
+                p_ordering = {"ordering", kind::ordering}, p_rows = {"rows", kind::size},
+                p_cols = {"cols", kind::size}, p_code = {"trans", kind::trans_code},
+                p_triangle = {"uplo", kind::uplo_code}, p_prec = {"prec", kind::precision},
+                p_head = {"head_x", kind::data}, p_tail = {"tail_x", kind::data}, p_kl = {"kl", kind::band},
+                p_ku = {"ku", kind::band};
+const signature dttrf_signature = {p_order, p_dl, p_d, p_du};
+const signature dttrs_signature = {p_trans, p_order, p_nrhs, p_dl, p_d, p_du, p_b, p_ldb};
+const signature dtsv_signature = {p_order, p_nrhs, p_dl, p_d, p_du, p_b, p_ldb};
+const signature potrf_signature = {p_uplo, p_order, p_a, p_lda};
+const signature potrs_signature = {p_uplo, p_order, p_nrhs, p_a, p_lda, p_b, p_ldb};
+const signature potrf_batch_signature = {p_uplo, p_order, p_a, p_lda, p_stride, p_count, p_info};
+const signature potrs_batch_signature = {p_uplo, p_order, p_nrhs,    p_a,     p_lda,       p_stridea,
+                                         p_b,    p_ldb,   p_strideb, p_count, p_known_info};
+const signature sytrf_signature = {p_uplo, p_order, p_a, p_lda, p_ipiv};
+const signature sytrs_signature = {p_uplo, p_order, p_nrhs, p_a, p_lda, p_ipiv, p_b, p_ldb};
+const signature sytrf_batch_signature = {p_uplo, p_order, p_a, p_lda, p_stride, p_ipiv, p_count, p_info};
+const signature sytrs_batch_signature = {p_uplo, p_order, p_nrhs, p_a,       p_lda,   p_stridea,
+                                         p_ipiv, p_b,     p_ldb,  p_strideb, p_count, p_known_info};
+const signature refined_signature = {{"kind", kind::which},
+                                     p_order,
+                                     p_nrhs,
+                                     p_a,
+                                     p_lda,
+                                     p_b,
+                                     p_ldb,
+                                     p_x,
+                                     {"ldx", kind::lead},
+                                     {"factors", kind::factors},
+                                     {"reports", kind::optional}};
+const signature imatcopy_signature = {p_ordering,         p_trans, p_rows, p_cols, p_alpha,
+                                      {"ab", kind::data}, p_lda,   p_ldb};
+const signature omatcopy_signature = {p_ordering, p_trans, p_rows, p_cols, p_alpha, p_a, p_lda, p_b, p_ldb};
+const signature omatcopy2_signature = {p_ordering,
+                                       p_trans,
+                                       p_rows,
+                                       p_cols,
+                                       p_alpha,
+                                       p_a,
+                                       p_lda,
+                                       {"stridea", kind::stride},
+                                       p_b,
+                                       p_ldb,
+                                       {"strideb", kind::stride}};
+const signature omatadd_signature = {p_ordering,
+                                     {"transa", kind::trans},
+                                     {"transb", kind::trans},
+                                     p_rows,
+                                     p_cols,
+                                     p_alpha,
+                                     p_a,
+                                     p_lda,
+                                     p_beta,
+                                     p_b,
+                                     p_ldb,
+                                     {"c", kind::data},
+                                     {"ldc", kind::lead}};
+const signature gemv_x_signature = {p_code, p_m,    p_order, p_alpha, p_a,    p_lda,
+                                    p_x,    p_incx, p_beta,  p_y,     p_incy, p_prec};
+const signature gemv2_x_signature = {p_code, p_m,    p_order, p_alpha, p_a,    p_lda, p_head,
+                                     p_tail, p_incx, p_beta,  p_y,     p_incy, p_prec};
+const signature gbmv_x_signature = {p_code, p_m, p_order, p_kl,   p_ku, p_alpha, p_a,
+                                    p_lda,  p_x, p_incx,  p_beta, p_y,  p_incy,  p_prec};
+const signature gbmv2_x_signature = {p_code, p_m,    p_order, p_kl,   p_ku, p_alpha, p_a,   p_lda,
+                                     p_head, p_tail, p_incx,  p_beta, p_y,  p_incy,  p_prec};
+const signature symv_x_signature = {p_triangle, p_order, p_alpha, p_a,    p_lda, p_x,
+                                    p_incx,     p_beta,  p_y,     p_incy, p_prec};
+const signature symv2_x_signature = {p_triangle, p_order, p_alpha, p_a, p_lda,  p_head,
+                                     p_tail,     p_incx,  p_beta,  p_y, p_incy, p_prec};
+
+// By pointer, by value, by value with a status.
+enum class passing { pointers, values, status };
+
 struct routine {
   const char* name;
   void* address;
   const signature* parameters;
+  passing how = passing::pointers;
+
+  bool holds_pointer(size_t i) const { return how == passing::pointers || is_pointer((*parameters)[i].what); }
 };
 
 const routine routines[] = {
@@ -143,11 +260,51 @@ const routine routines[] = {
 #include "zor/tables/core_matvec.inc"
 #define ROW_GEMMT(name, T) {#name, reinterpret_cast<void*>(name), &gemmt_signature},
 #include "zor/tables/core_level3.inc"
+#define ROW_VALUE_DTTRF(name, ...) {#name, reinterpret_cast<void*>(name), &dttrf_signature, passing::status},
+#define ROW_VALUE_DTTRS(name, ...) {#name, reinterpret_cast<void*>(name), &dttrs_signature, passing::status},
+#define ROW_VALUE_DTSV(name, ...) {#name, reinterpret_cast<void*>(name), &dtsv_signature, passing::status},
+#define ROW_VALUE_GTSV ROW_VALUE_DTSV
+#define ROW_VALUE_POTRF(name, T) {#name, reinterpret_cast<void*>(name), &potrf_signature, passing::status},
+#define ROW_VALUE_POTRS(name, T) {#name, reinterpret_cast<void*>(name), &potrs_signature, passing::status},
+#define ROW_POTRF_BATCH(name, T) \
+  {#name, reinterpret_cast<void*>(name), &potrf_batch_signature, passing::status},
+#define ROW_POTRS_BATCH(name, T) \
+  {#name, reinterpret_cast<void*>(name), &potrs_batch_signature, passing::status},
+#define ROW_VALUE_SYTRF(name, T) {#name, reinterpret_cast<void*>(name), &sytrf_signature, passing::status},
+#define ROW_VALUE_SYTRS(name, T) {#name, reinterpret_cast<void*>(name), &sytrs_signature, passing::status},
+#define ROW_SYTRF_BATCH(name, T) \
+  {#name, reinterpret_cast<void*>(name), &sytrf_batch_signature, passing::status},
+#define ROW_SYTRS_BATCH(name, T) \
+  {#name, reinterpret_cast<void*>(name), &sytrs_batch_signature, passing::status},
+#define ROW_SOLVE_REFINED(name, T) \
+  {#name, reinterpret_cast<void*>(name), &refined_signature, passing::status},
+#include "zor/tables/core_lapack.inc"
+#define ROW_IMATCOPY(name, T) {#name, reinterpret_cast<void*>(name), &imatcopy_signature, passing::values},
+#define ROW_OMATCOPY(name, T) {#name, reinterpret_cast<void*>(name), &omatcopy_signature, passing::values},
+#define ROW_OMATCOPY2(name, T) {#name, reinterpret_cast<void*>(name), &omatcopy2_signature, passing::values},
+#define ROW_OMATADD(name, T) {#name, reinterpret_cast<void*>(name), &omatadd_signature, passing::values},
+#include "zor/tables/core_trans.inc"
+#define ROW_VALUE_GEMV_X(name, ...) \
+  {#name, reinterpret_cast<void*>(name), &gemv_x_signature, passing::values},
+#define ROW_VALUE_GEMV2_X(name, ...) \
+  {#name, reinterpret_cast<void*>(name), &gemv2_x_signature, passing::values},
+#define ROW_VALUE_GBMV_X(name, ...) \
+  {#name, reinterpret_cast<void*>(name), &gbmv_x_signature, passing::values},
+#define ROW_VALUE_GBMV2_X(name, ...) \
+  {#name, reinterpret_cast<void*>(name), &gbmv2_x_signature, passing::values},
+#define ROW_VALUE_SYMV_X(name, ...) \
+  {#name, reinterpret_cast<void*>(name), &symv_x_signature, passing::values},
+#define ROW_VALUE_HEMV_X ROW_VALUE_SYMV_X
+#define ROW_VALUE_SYMV2_X(name, ...) \
+  {#name, reinterpret_cast<void*>(name), &symv2_x_signature, passing::values},
+#define ROW_VALUE_HEMV2_X ROW_VALUE_SYMV2_X
+#include "zor/tables/core_xblas.inc"
 };
 
-// All entries take pointers only, so any of them can be called through this type: arguments beyond an entry's
-// own are not looked at.
-using entry = void(void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*);
+// Pointers, letters and integers go one way, scalars by value another, so any entry can be called through
+// this type: arguments beyond an entry's own are not looked at.
+using entry = int64_t(void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*, void*,
+                      void*, double, double, double, double);
 
 struct report {
   std::string routine, argument;
@@ -159,36 +316,41 @@ void record(const char* name, int32_t position, const char* argument) {
 }
 
 struct operand {
-  alignas(16) unsigned char bytes[9 * 16];
+  alignas(16) unsigned char bytes[18 * 16];
 };
 
 // The arguments of a good call on 3 by 3 operands; each has storage of its own.
 struct call {
-  explicit call(const routine& r) : which(r), operands(r.parameters->size()), arguments(13, nullptr) {
+  explicit call(const routine& r) : which(r), operands(r.parameters->size()), arguments(15, nullptr) {
     integers.assign(r.parameters->size(), 0);
     for (size_t i = 0; i < operands.size(); ++i) {
+      const parameter& p = (*r.parameters)[i];
       std::memset(operands[i].bytes, 0, sizeof operands[i].bytes);
       arguments[i] = operands[i].bytes;
-      switch ((*r.parameters)[i].what) {
+      switch (p.what) {
         case kind::trans:
-          operands[i].bytes[0] = 'N';
+        case kind::diag:
+          set_letter(i, 'n');
           break;
         case kind::uplo:
-          operands[i].bytes[0] = 'u';
+        case kind::which:
+          set_letter(i, 'u');
           break;
-        case kind::diag:
-          operands[i].bytes[0] = 'n';
+        case kind::ordering:
+          set_letter(i, 'r');
           break;
         case kind::size:
+          set(i, std::strcmp(p.name, "count") == 0 ? 2 : 3);
+          break;
         case kind::lead:
           set(i, 3);
           break;
         case kind::band:
-          set(i, std::strcmp((*r.parameters)[i].name, "k") == 0 ? 2 : 1);
+          set(i, std::strcmp(p.name, "k") == 0 ? 2 : 1);
           break;
         case kind::step:
         case kind::walk:
-          set(i, i == 0 || std::strcmp((*r.parameters)[i].name, "n") == 0 ? 3 : 1);
+          set(i, i == 0 || std::strcmp(p.name, "n") == 0 ? 3 : 1);
           break;
         case kind::scalar:
           std::memset(operands[i].bytes, 0x40, 16);
@@ -196,17 +358,49 @@ struct call {
         case kind::data:
           std::memset(operands[i].bytes, 0x3F, sizeof operands[i].bytes);
           break;
+        case kind::trans_code:
+          set(i, ZOR_NO_TRANS);
+          break;
+        case kind::uplo_code:
+          set(i, ZOR_LOWER);
+          break;
+        case kind::precision:
+          set(i, ZOR_EXTRA);
+          break;
+        case kind::stride:
+          set(i, 1);
+          break;
+        case kind::distance:
+          set(i, 9);
+          break;
+        case kind::pivots: {
+          const zor_int rows[] = {1, 2, 3, 1, 2, 3};
+          std::memcpy(operands[i].bytes, rows, sizeof rows);
+          break;
+        }
+        case kind::factors:
+        case kind::optional:
+          arguments[i] = nullptr;
+          break;
       }
     }
   }
   void set(size_t i, zor_int value) {
     integers[i] = value;
-    arguments[i] = &integers[i];
+    arguments[i] = which.holds_pointer(i) ? &integers[i] : reinterpret_cast<void*>(value);
   }
-  void run() {
-    void** a = arguments.data();
-    reinterpret_cast<entry*>(which.address)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10],
-                                            a[11], a[12]);
+  void set_letter(size_t i, char letter) {
+    operands[i].bytes[0] = static_cast<unsigned char>(letter);
+    if (!which.holds_pointer(i)) set(i, letter);
+  }
+  int64_t run() {
+    std::vector<void*> a;
+    for (size_t i = 0; i < operands.size(); ++i)
+      if (which.holds_pointer(i) || (*which.parameters)[i].what != kind::scalar) a.push_back(arguments[i]);
+    a.resize(13);
+    const double scalar = std::bit_cast<double>(0x3F803F803F803F80);  // neither half of it is 0
+    return reinterpret_cast<entry*>(which.address)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9],
+                                                   a[10], a[11], a[12], scalar, scalar, scalar, scalar);
   }
 
   const routine& which;
@@ -217,29 +411,44 @@ struct call {
 
 // Spoils argument i in the way'th way; false when there are no more ways.
 bool spoil(call& c, size_t i, int way) {
-  if (way == 0) {
+  const kind what = (*c.which.parameters)[i].what;
+  if (what == kind::factors) {  // routines of the caller that are not there
+    c.arguments[i] = c.operands[i].bytes;
+    return way == 0;
+  }
+  if (what == kind::optional) return false;
+  if (c.which.holds_pointer(i) && way-- == 0) {
     c.arguments[i] = nullptr;
     return true;
   }
-  switch ((*c.which.parameters)[i].what) {
-    case kind::trans:
-    case kind::uplo:
-    case kind::diag: {
-      const char wrong[] = {'X', '\0', '@', char('N' + 64), '1'};
-      if (way > int(std::size(wrong))) return false;
-      c.operands[i].bytes[0] = static_cast<unsigned char>(wrong[way - 1]);
-      return true;
-    }
+  if (is_letter(what)) {
+    const char wrong[] = {'X', '\0', '@', char('N' + 64), '1'};
+    if (way >= int(std::size(wrong))) return false;
+    c.set_letter(i, wrong[way]);
+    return true;
+  }
+  switch (what) {
     case kind::size:
     case kind::band:
-      c.set(i, -way);
-      return way <= 2;
+      c.set(i, -1 - way);
+      return way < 2;
     case kind::lead:
-      c.set(i, 3 - way);
-      return way <= 4;
+      c.set(i, 2 - way);
+      return way < 4;
     case kind::step:
       c.set(i, 0);
-      return way == 1;
+      return way < 1;
+    case kind::trans_code:
+    case kind::uplo_code:
+    case kind::precision:
+      c.set(i, way == 0 ? 0 : way == 1 ? 120 : 215);
+      return way < 3;
+    case kind::stride:
+      c.set(i, -way);
+      return way < 2;
+    case kind::distance:
+      c.set(i, way == 0 ? 8 : 9 - 9 * way);
+      return way < 3;
     default:
       return false;
   }
@@ -260,7 +469,10 @@ void expect_report(call& c, size_t position) {
   SCOPED_TRACE(position);
   const auto before = c.operands;
   reports.clear();
-  c.run();
+  const int64_t status = c.run();
+  if (c.which.how == passing::status) {
+    EXPECT_EQ(ZOR_LAPACK_ARGUMENT, status);
+  }
   ASSERT_EQ(1u, reports.size());
   EXPECT_EQ(c.which.name, reports[0].routine);
   EXPECT_EQ(int32_t(position), reports[0].position);
@@ -283,9 +495,7 @@ TEST_F(BadArguments, TheFirstOfTwoIsReported) {
     for (size_t i = 0; i < r.parameters->size(); ++i)
       for (size_t j = i + 1; j < r.parameters->size(); ++j) {
         call c(r);
-        spoil(c, i, 0);
-        spoil(c, j, 0);
-        expect_report(c, i + 1);
+        if (spoil(c, i, 0) && spoil(c, j, 0)) expect_report(c, i + 1);
       }
 }
 

@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -15,10 +16,14 @@
 #include <thread>
 
 #include "tests/core/products.h"
+#include "zor/conv.h"
 #include "zor/core.h"
 #include "zor/dft.h"
+#include "zor/lapack.h"
 #include "zor/serv.h"
 #include "zor/sparse.h"
+#include "zor/trans.h"
+#include "zor/xblas.h"
 
 namespace {
 std::atomic<int> threads_granted{INT32_MAX};
@@ -46,6 +51,10 @@ void* __libc_realloc(void*, size_t);
 void* malloc(size_t size) { return refuses_memory() ? nullptr : __libc_malloc(size); }
 void* calloc(size_t count, size_t size) { return refuses_memory() ? nullptr : __libc_calloc(count, size); }
 void* realloc(void* block, size_t size) { return refuses_memory() ? nullptr : __libc_realloc(block, size); }
+void* __libc_memalign(size_t, size_t);
+void* aligned_alloc(size_t alignment, size_t size) {
+  return refuses_memory() ? nullptr : __libc_memalign(alignment, size);
+}
 
 }  // extern "C"
 
@@ -191,6 +200,47 @@ std::string matrix_created() {
   return status == ZOR_SPARSE_NO_MEMORY && a == nullptr ? "" : "status " + std::to_string(status);
 }
 
+// Those that need memory say that there is none; the others do without.
+std::string refined_solution() {
+  const double a[] = {2, 0, 0, 4}, b[] = {1, 1};
+  double x[] = {7, 7};
+  const zor_int status = zor_dsolve_refined('G', 2, 1, a, 2, b, 2, x, 2, nullptr, nullptr);
+  return status == ZOR_LAPACK_MEMORY && x[0] == 7 && x[1] == 7 ? "" : "status " + std::to_string(status);
+}
+
+std::string convolution_by_transform() {
+  static double x[300] = {1, 2}, y[100] = {3, 4}, z[399] = {7};
+  const zor_int m = 300, n = 100, full = 399;
+  zor_conv_options options = {};
+  options.method = ZOR_CONV_TRANSFORM;
+  const int32_t status = zor_convolve_d(1, &m, x, &n, y, &full, z, &options);
+  return status == ZOR_CONV_NO_MEMORY && z[0] == 7 ? "" : "status " + std::to_string(status);
+}
+
+std::string rectangle_in_place() {
+  zor_set_threads(4);
+  constexpr zor_int m = 300, n = 700;
+  static double a[m * n];
+  for (zor_int i = 0; i < m * n; ++i) a[i] = double(i);
+  zor_dimatcopy('R', 'T', m, n, 2, a, n, m);
+  for (zor_int i = 0; i < m * n; ++i)
+    if (a[i] != double(2 * (i % m * n + i / m))) return "wrong transpose";
+  return "";
+}
+
+std::string symmetric_product_and_solves() {
+  zor_set_threads(4);
+  constexpr zor_int n = 400, nrhs = 200;
+  static double a[n * n], y[n], d[n], b[n * nrhs], none[n];
+  for (zor_int i = 0; i < n; ++i) a[i * (n + 1)] = 2, d[i] = 4;
+  std::fill_n(b, n * nrhs, 8.0);
+  zor_dsymv_x(ZOR_UPPER, n, 1, a, n, b, 1, 0, y, 1, ZOR_EXTRA);
+  const zor_int info = zor_dgtsv(n, nrhs, none, d, none, b, n);
+  const bool right = std::all_of(y, y + n, [](double e) { return e == 16; }) &&
+                     std::all_of(b, b + n * nrhs, [](double e) { return e == 2; });
+  return info == 0 && right ? "" : "wrong";
+}
+
 const struct {
   const char* name;
   std::string (*run)();
@@ -217,6 +267,10 @@ const struct {
     {"zor_blas_dgemm", [] { return product_of_integers(4); }},
     {"zor_fft_create", transform_created},
     {"zor_sparse_create", matrix_created},
+    {"zor_dsolve_refined", refined_solution},
+    {"zor_convolve_d", convolution_by_transform},
+    {"zor_dimatcopy", rectangle_in_place},
+    {"zor_dsymv_x, zor_dgtsv", symmetric_product_and_solves},
     {"zor_serv_load_thread_fun",
      [] {
        return std::string(zor_serv_load_thread_fun("zor_dft_compute_forward_z_par") != nullptr ? "" : "none");

@@ -18,7 +18,10 @@
 #include "tests/core/products.h"
 #include "zor/core.h"
 #include "zor/dft.h"
+#include "zor/lapack.h"
 #include "zor/sparse.h"
+#include "zor/trans.h"
+#include "zor/xblas.h"
 
 #if defined(__SANITIZE_THREAD__)
 constexpr bool under_tsan = true;
@@ -162,6 +165,63 @@ TEST(AnyThreads, Syr) {
   check_syr<double>(zor_blas_dsyr, zor_blas_xdsyr);
 }
 
+// Routines by value on operands that are divided; with `exact` these are small integers and powers of two, so
+// that no operation rounds.
+std::vector<double> elements(zor_int count, uint64_t seed, bool exact) {
+  std::vector<double> v = random_vector<double>(count, seed);
+  for (double& e : v)
+    if (exact) e = std::nearbyint(4 * e);
+  return v;
+}
+
+template <bool Pivoted>
+std::vector<double> tridiagonal_solves(bool exact) {
+  const zor_int n = 9001, nrhs = 64;
+  std::vector<double> l(size_t(n), exact ? 0 : 0.75), d(size_t(n), 4), u = l,
+                                                                       b = elements(n * nrhs, 11, exact);
+  EXPECT_EQ(0, (Pivoted ? zor_dgtsv(n, nrhs, l.data(), d.data(), u.data(), b.data(), n)
+                        : zor_ddtsv(n, nrhs, l.data(), d.data(), u.data(), b.data(), n)));
+  return b;
+}
+
+std::vector<double> small_systems(bool exact) {
+  const zor_int n = 50, count = 60;
+  std::vector<double> a = elements(n * n * count, 12, exact), b = elements(n * count, 13, exact);
+  if (exact) std::fill(a.begin(), a.end(), 0.0);
+  for (zor_int i = 0; i < n * count; ++i) a[size_t(i / n * n * n + i % n * (n + 1))] = exact ? 16 : 80;
+  std::vector<zor_int> info(static_cast<size_t>(count));
+  EXPECT_EQ(0, zor_dpotrf_batch('U', n, a.data(), n, n * n, count, info.data()));
+  EXPECT_EQ(0, zor_dpotrs_batch('U', n, 1, a.data(), n, n * n, b.data(), n, n, count, info.data()));
+  return b;
+}
+
+std::vector<double> transpositions(bool exact) {
+  const zor_int m = 300, n = 901;
+  const std::vector<double> a = elements(m * n, 14, exact);
+  std::vector<double> c(a.size()), sum = a;
+  zor_domatcopy('C', 'T', m, n, 2, a.data(), m, c.data(), n);
+  zor_domatadd('C', 'N', 'T', m, n, 2, sum.data(), m, -3, c.data(), n, sum.data(), m);
+  zor_dimatcopy('R', 'T', m, n, 2, sum.data(), n, m);
+  return sum;
+}
+
+std::vector<double> extended_products(bool exact) {
+  const zor_int n = 401;
+  const std::vector<double> a = elements(n * n, 15, exact);
+  std::vector<double> y = elements(2 * n, 16, exact);
+  for (const int32_t trans : {ZOR_NO_TRANS, ZOR_TRANS})
+    zor_dgemv_x(trans, n, n, 2, a.data(), n, a.data(), 1, 3, y.data(), 1, ZOR_EXTRA);
+  zor_dsymv_x(ZOR_UPPER, n, 2, a.data(), n, a.data(), 1, 3, y.data() + n, 1, ZOR_EXTRA);
+  return y;
+}
+
+constexpr std::vector<double> (*routines_by_value[])(bool exact) = {
+    tridiagonal_solves<false>, tridiagonal_solves<true>, small_systems, transpositions, extended_products};
+
+TEST(AnyThreads, RoutinesByValue) {
+  for (const auto run : routines_by_value) expect_same_with_any_threads([&] { return run(false); });
+}
+
 size_t threads_alive() {
   const std::filesystem::directory_iterator tasks("/proc/self/task");
   return size_t(std::distance(begin(tasks), end(tasks)));
@@ -208,6 +268,14 @@ TEST(Threads, FollowTheCallersRounding) {
     std::fesetround(FE_TONEAREST);
     EXPECT_FALSE(equal_bits(nearest, rounded));
     EXPECT_TRUE(equal_bits(nearest, operands.run(zor_blas_dgemm))) << "the team keeps no mode";
+    for (const auto& run : routines_by_value) {
+      const auto plain = run(false);
+      std::fesetround(mode);
+      expect_same_with_any_threads([&] { return run(false); });
+      const auto directed = run(false);
+      std::fesetround(FE_TONEAREST);
+      EXPECT_FALSE(equal_bits(plain, directed)) << "routine " << &run - routines_by_value;
+    }
   }
 }
 
@@ -253,6 +321,10 @@ TEST(Threads, DivisionOfWorkRaisesNoFlag) {
   zor_blas_daxpy(&length, &one, x.data(), &one_step, y.data(), &one_step);
   zor_blas_dswap(&length, x.data(), &one_step, y.data(), &one_step);
   EXPECT_EQ(0, std::fetestexcept(FE_ALL_EXCEPT));
+  for (const auto& run : routines_by_value) {
+    run(true);
+    EXPECT_EQ(0, std::fetestexcept(FE_ALL_EXCEPT)) << "routine " << &run - routines_by_value;
+  }
 }
 
 // A child of _Fork has not run the handlers by which libraries learn of it.
@@ -371,6 +443,11 @@ void* call_every_family(void*) {
     zor_sparse_dsm(a, op, ZOR_SPARSE_COLUMN_MAJOR, 4, 1, x.data(), m, y.data(), m);
   }
   zor_sparse_free(&a);
+  for (const auto run : routines_by_value) run(false);
+  const std::vector<double> system = random_vector<double>(200 * 200, 17);
+  std::vector<double> solution(200);
+  EXPECT_EQ(ZOR_LAPACK_OK, zor_dsolve_refined('G', 200, 1, system.data(), 200, system.data(), 200,
+                                              solution.data(), 200, nullptr, nullptr));
   return nullptr;
 }
 
