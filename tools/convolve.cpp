@@ -12,6 +12,7 @@
 #include "tools/closing_lines.h"
 #include "tools/commands.h"
 #include "tools/image.h"
+#include "tools/input.h"
 #include "tools/mmio.h"
 #include "tools/plot.h"
 #include "tools/recording.h"

@@ -7,8 +7,8 @@
 #include <cctype>
 #include <cmath>
 
+#include "tools/input.h"
 #include "tools/mmio.h"
-#include "tools/recording.h"
 
 namespace zor_tools {
 namespace {

@@ -2,7 +2,6 @@
 #include "tools/mmio.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -11,15 +10,14 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string_view>
+
+#include "tools/input.h"
 
 namespace zor_tools {
 
 std::string read_file(const std::string& file, const std::function<void(std::string_view)>& accept) {
-  const int input = file == "-" ? dup(STDIN_FILENO) : -1;
-  std::unique_ptr<FILE, int (*)(FILE*)> stream(
-      file == "-" ? fdopen(input, "rb") : std::fopen(file.c_str(), "rb"), std::fclose);
+  const input_stream stream = open_input(file);
   if (!stream) throw input_error(file, std::strerror(errno));
   std::string text;
   std::vector<char> chunk(1 << 16);

@@ -3,15 +3,15 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <vector>
 
+#include "tools/input.h"
 #include "tools/output_file.h"
 
 namespace zor_tools {
 
-// 16, 24 and 32-bit integers (scaled to [-1, 1)), 32 and 64-bit floating point.
+// Integers of 8, 16, 24 and 32 bits (scaled to [-1, 1)), floating point of 32 and 64.
 struct wav_layout {
   bool floating;
   int bits;
@@ -24,19 +24,20 @@ struct wav_layout {
 
 class recording_reader {
  public:
-  // Reads up to the samples. Throws input_error with what is wrong.
+  // Reads up to the samples, all of which must be there. Throws input_error with what is wrong.
   explicit recording_reader(const std::string& file);
-  recording_reader(const recording_reader&) = delete;
-  recording_reader& operator=(const recording_reader&) = delete;
-  ~recording_reader();
   const wav_layout& layout() const { return layout_; }
-  // The next frames, at most so many, one vector a channel; fewer at the end. Throws input_error for a file
-  // that is cut off or a sample that is not finite.
+  // The next frames, at most so many, one vector a channel; fewer at the end. Throws input_error for a
+  // sample that is not finite.
   size_t read(size_t frames, std::vector<std::vector<double>>* channels);
 
  private:
+  void read_format(const std::vector<unsigned char>& chunk);
+  void find_samples(uint32_t size);
+  [[noreturn]] void fault(const std::string& what) const;
+
   std::string file_;
-  std::FILE* in_;
+  input_stream in_;
   wav_layout layout_{};
   uint64_t left_ = 0;  // frames
   std::vector<unsigned char> bytes_;
@@ -60,8 +61,5 @@ class recording_writer {
   uint64_t clipped_ = 0;
   double peak_ = 0;
 };
-
-// Whether a file begins with these characters; false when it cannot be read.
-bool begins_with(const std::string& file, const char* characters);
 
 }  // namespace zor_tools

@@ -11,88 +11,22 @@
 #include <string_view>
 
 #include "tools/mmio.h"
-#include "tools/names.h"
+#include "tools/recording.h"
 
 namespace zor_tools {
 namespace {
 
-// Little-endian fields of a RIFF file, as on the processor.
-template <class T>
-T field(const std::string& bytes, size_t at) {
-  T value;
-  std::memcpy(&value, bytes.data() + at, sizeof value);
-  return value;
-}
-
-struct wav_format {
-  uint16_t code, channels, bits;
-  uint32_t rate;
-};
-
-constexpr uint16_t integers = 1, floating = 3, extensible = 0xFFFE;
-
-wav_format parse_format(const std::string& file, const std::string& bytes, size_t at, size_t size) {
-  if (size < 16) throw input_error(file, "format chunk of " + std::to_string(size) + " bytes");
-  wav_format f{field<uint16_t>(bytes, at), field<uint16_t>(bytes, at + 2), field<uint16_t>(bytes, at + 14),
-               field<uint32_t>(bytes, at + 4)};
-  if (f.code == extensible && size >= 26) f.code = field<uint16_t>(bytes, at + 24);
-  const bool known = (f.code == integers && (f.bits == 8 || f.bits == 16 || f.bits == 24 || f.bits == 32)) ||
-                     (f.code == floating && (f.bits == 32 || f.bits == 64));
-  if (!known)
-    throw input_error(file,
-                      fmt::format("samples of format {} with {} bits are not supported", f.code, f.bits));
-  if (f.channels == 0 || f.rate == 0) throw input_error(file, "no channel, or a rate of 0");
-  return f;
-}
-
-double sample(const std::string& bytes, size_t at, const wav_format& f) {
-  if (f.code == floating) return f.bits == 32 ? double(field<float>(bytes, at)) : field<double>(bytes, at);
-  switch (f.bits) {
-    case 8:
-      return (double(field<uint8_t>(bytes, at)) - 128) / 128;
-    case 16:
-      return field<int16_t>(bytes, at) / 32768.0;
-    case 24: {
-      const uint32_t low = field<uint8_t>(bytes, at) | field<uint8_t>(bytes, at + 1) << 8;
-      return (field<int8_t>(bytes, at + 2) * 65536.0 + low) / 8388608.0;
-    }
-    default:
-      return field<int32_t>(bytes, at) / 2147483648.0;
+signal read_wav(const std::string& file, int channel) {
+  recording_reader reader(file);
+  if (channel > reader.layout().channels)
+    throw input_error(file, fmt::format("channel {} of {}", channel, reader.layout().channels));
+  signal s{{}, double(reader.layout().rate)};
+  std::vector<std::vector<double>> block;
+  while (reader.read(size_t(1) << 18, &block) > 0) {
+    const std::vector<double>& one = block[size_t(channel - 1)];
+    s.samples.insert(s.samples.end(), one.begin(), one.end());
   }
-}
-
-signal read_wav(const std::string& file, const std::string& bytes, int channel) {
-  if (bytes.size() < 12 || bytes.compare(8, 4, "WAVE") != 0) throw input_error(file, "not a WAVE file");
-  wav_format format{};
-  for (size_t at = 12; at + 8 <= bytes.size();) {
-    const std::string name = bytes.substr(at, 4);
-    size_t size = field<uint32_t>(bytes, at + 4);
-    at += 8;
-    // A program that writes into a pipe cannot know the size, and says 0 or all ones.
-    const bool open_end = name == "data" && (size == 0 || size == UINT32_MAX);
-    if (open_end) size = bytes.size() - at;
-    if (size > bytes.size() - at)
-      throw input_error(file, fmt::format("cut off: {} of {} bytes of chunk '{}'", bytes.size() - at, size,
-                                          printable(name)));
-    if (name == "fmt ") format = parse_format(file, bytes, at, size);
-    if (name == "data") {
-      if (format.channels == 0) throw input_error(file, "samples before their format");
-      if (channel > format.channels)
-        throw input_error(file, fmt::format("channel {} of {}", channel, format.channels));
-      const size_t width = format.bits / 8, frame = width * format.channels;
-      if (size % frame != 0 && !open_end)
-        throw input_error(file, fmt::format("{} bytes of samples, no multiple of {}", size, frame));
-      signal s{{}, double(format.rate)};
-      for (size_t i = 0; i + frame <= size; i += frame) {
-        s.samples.push_back(sample(bytes, at + i + width * size_t(channel - 1), format));
-        if (!std::isfinite(s.samples.back()))
-          throw input_error(file, fmt::format("sample {} is not a finite number", s.samples.size()));
-      }
-      return s;
-    }
-    at += size + size % 2;
-  }
-  throw input_error(file, "no samples");
+  return s;
 }
 
 // What a number can begin with; a title must not, lest a misspelt first value be taken for one.
@@ -147,9 +81,8 @@ signal read_columns(const std::string& file, const std::string& text, int column
   return s;
 }
 
-// A WAV file or text.
+// Text, not another kind of file.
 void check_kind(const std::string& file, std::string_view head) {
-  if (head.starts_with("RIFF")) return;
   if (head.starts_with("RF64"))
     throw input_error(file,
                       "an RF64 recording, whose samples may pass 4 GiB: only WAV files of RIFF are read");
@@ -164,9 +97,9 @@ void put(std::string& out, T value) {
 }  // namespace
 
 signal read_signal(const std::string& file, int column, double rate) {
-  const std::string bytes = read_file(file, [&](std::string_view head) { check_kind(file, head); });
-  signal s = bytes.compare(0, 4, "RIFF") == 0 ? read_wav(file, bytes, column)
-                                              : read_columns(file, bytes, column, rate);
+  if (begins_with(file, "RIFF")) return read_wav(file, column);
+  signal s = read_columns(file, read_file(file, [&](std::string_view head) { check_kind(file, head); }),
+                          column, rate);
   if (s.samples.empty()) throw input_error(file, "no samples");
   return s;
 }
@@ -183,7 +116,7 @@ std::string wav_text(const signal& s) {
   put(out, uint32_t(36 + size));
   out += "WAVEfmt ";
   put(out, uint32_t(16));
-  put(out, floating);
+  put(out, uint16_t(3));  // floating point
   put(out, uint16_t(1));
   put(out, rate);
   put(out, uint32_t(4 * rate));

@@ -6,10 +6,18 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include "tests/tools/program.h"
 
 namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool under_sanitizer = true;
+#else
+constexpr bool under_sanitizer = false;
+#endif
 
 using namespace zor_test;
 
@@ -196,6 +204,82 @@ TEST(ConvCli, TemplatesAreFound) {
   EXPECT_EQ(digest_line(o.out), digest_line(run(folder, "correlate pattern.pgm image.pgm --threads 7").out));
 }
 
+// Chunks of odd length before and behind the samples, a format that says more than it must, sizes that a
+// writer into a pipe cannot know; the program's own standard streams, and pipes for both files.
+TEST(ConvCli, OddRecordingsAndPipes) {
+  const scratch_folder folder;
+  const format f = {false, 16, 1};
+  const samples x = noise(3000, 0.5), h = noise(30, 0.25);
+  const std::string plain = wav(f, x);
+  folder.write("x.wav", plain);
+  folder.write("h.wav", wav({true, 32, 1}, h));
+  outcome o = run(folder, "convolve x.wav h.wav -o z.wav");
+  ASSERT_EQ(o.status, 0) << o.err;
+  const std::string expected = folder.read("z.wav"), digest = digest_line(o.out);
+  const std::string odd_chunk("LIST\3\0\0\0abc\0", 12);
+  std::string extended = plain, open_end = plain;
+  extended.replace(16, 6, std::string("\x28\0\0\0\xFE\xFF", 6));
+  extended.insert(36, std::string("\x16\0\x10\0\4\0\0\0\1\0", 10) + std::string(14, '\0'));
+  open_end.replace(40, 4, "\xFF\xFF\xFF\xFF");
+  for (const std::string& variant :
+       {plain.substr(0, 12) + odd_chunk + plain.substr(12),
+        plain.substr(0, 36) + odd_chunk + plain.substr(36), plain + odd_chunk, extended, open_end}) {
+    folder.write("v.wav", variant);
+    o = run(folder, "convolve v.wav h.wav -o z.wav");
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(digest_line(o.out), digest);
+    EXPECT_TRUE(folder.read("z.wav") == expected);
+  }
+  for (const char* command :
+       {"'{}' convolve - h.wav -o z.wav < x.wav", "cat x.wav | '{}' convolve - h.wav -o z.wav",
+        "cat h.wav | '{}' convolve x.wav - -o z.wav",
+        "cat x.wav | '{}' convolve - h.wav -o - 2> report > z.wav",
+        "mkfifo p && (cat x.wav > p & '{}' convolve p h.wav -o z.wav)"}) {
+    folder.remove("z.wav");
+    const std::string line = "{ cd '" + folder.path("") + "' && " +
+                             fmt::format(fmt::runtime(command), ZOR_PROGRAM) + "; } > /dev/null";
+    EXPECT_EQ(0, std::system(line.c_str())) << command;
+    EXPECT_TRUE(folder.read("z.wav") == expected) << command;
+  }
+}
+
+// A recording larger than the memory that the program may have: block by block, sample for sample.
+TEST(ConvCli, RecordingsLargerThanMemory) {
+  if (under_sanitizer) GTEST_SKIP() << "sanitizers map far more memory than that";
+  const scratch_folder folder;
+  constexpr uint32_t frames = 60u << 20;  // 120 MiB, all but a few samples a hole in the file
+  std::string head = wav({false, 16, 1}, {});
+  const uint32_t bytes = 2 * frames;
+  std::memcpy(&head[40], &bytes, 4);
+  folder.write("x.wav", head);
+  std::filesystem::resize_file(folder.path("x.wav"), 44 + bytes);
+  const std::vector<uint32_t> places = {0, (1u << 18) - 2, 44444444, frames - 1};
+  std::fstream file(folder.path("x.wav"), std::ios::in | std::ios::out | std::ios::binary);
+  for (const uint32_t at : places) file.seekp(44 + 2 * std::streamoff(at)).write("\0\x40", 2);
+  file.close();
+  folder.write("h.wav", wav({true, 64, 1}, {0.5, 0.25, -0.125}));
+  const std::string line =
+      fmt::format("cd '{}' && ulimit -v {} && '{}' convolve x.wav h.wav -o z.wav > /dev/null",
+                  folder.path(""), bytes / 1024 - 1024, ZOR_PROGRAM);
+  ASSERT_EQ(0, std::system(line.c_str()));
+  std::ifstream result(folder.path("z.wav"), std::ios::binary);
+  std::vector<int16_t> block(1 << 20);
+  uint64_t at = 0, others = 0;
+  std::vector<int16_t> found;
+  result.seekg(44);
+  while (result.read(reinterpret_cast<char*>(block.data()), std::streamsize(block.size() * 2)),
+         result.gcount() > 0)
+    for (std::streamsize i = 0; i < result.gcount() / 2; ++i, ++at) {
+      const bool near = std::ranges::any_of(places, [&](uint64_t p) { return at >= p && at < p + 3; });
+      if (near) found.push_back(block[size_t(i)]);
+      others += !near && block[size_t(i)] != 0;
+    }
+  EXPECT_EQ(at, frames + 2u);
+  EXPECT_EQ(others, 0u);
+  EXPECT_EQ(found, (std::vector<int16_t>{8192, 4096, -2048, 8192, 4096, -2048, 8192, 4096, -2048, 8192, 4096,
+                                         -2048}));
+}
+
 // Refused with status 2 and a line that names the file; no output appears.
 TEST(ConvCli, Refusals) {
   const scratch_folder folder;
@@ -204,7 +288,15 @@ TEST(ConvCli, Refusals) {
   folder.write("three.wav", wav({true, 32, 3}, {1, 1, 1}));
   folder.write("nan.wav", wav({true, 32, 2}, {1, NAN}));
   folder.write("h.wav", wav({true, 32, 1}, {1}));
-  folder.write("eight.wav", wav({false, 8, 1}, {0}));
+  folder.write("twelve.wav", wav({false, 12, 1}, {0}));
+  std::string odd = wav({false, 16, 2}, {0, 0});
+  odd[32] = 6;  // bytes of a frame
+  folder.write("odd.wav", odd);
+  folder.write("half.wav", wav({false, 16, 2}, {0, 0, 0}));
+  folder.write("bare.wav", wav({false, 16, 1}, {0}).substr(0, 36));
+  std::string lying = wav({false, 16, 1}, {0});
+  lying[43] = 0x7F;  // 2 GB of samples
+  folder.write("lying.wav", lying);
   folder.write("cut.wav", wav({false, 16, 1}, {0.5, 0.5}).substr(0, 46));
   folder.write("i.pgm", "P5 2 2 255\nabcd");
   folder.write("cut.pgm", "P5 2 2 255\nabc");
@@ -213,13 +305,28 @@ TEST(ConvCli, Refusals) {
   folder.write("words", "1 two\n");
   folder.write("short.txt", "1\n2\n");
   folder.write("long.txt", "1\n2\n3\n");
-  const char* const commands[] = {
-      "convolve x.wav other.wav -o z", "convolve x.wav three.wav -o z", "convolve nan.wav h.wav -o z",
-      "convolve eight.wav h.wav -o z", "convolve cut.wav h.wav -o z",   "convolve absent.wav h.wav -o z",
-      "convolve cut.pgm gauss -o z",   "convolve big.pgm gauss -o z",   "convolve i.pgm uneven -o z",
-      "convolve i.pgm words -o z",     "convolve i.pgm absent -o z",    "convolve i.pgm gauss -o z --sigma 0",
-      "convolve long.txt gauss -o z",  "convolve i.pgm gauss",          "correlate long.txt short.txt",
-      "correlate long.txt i.pgm",      "correlate i.pgm absent"};
+  const char* const commands[] = {"convolve x.wav other.wav -o z",
+                                  "convolve x.wav three.wav -o z",
+                                  "convolve nan.wav h.wav -o z",
+                                  "convolve twelve.wav h.wav -o z",
+                                  "convolve cut.wav h.wav -o z",
+                                  "convolve absent.wav h.wav -o z",
+                                  "convolve odd.wav h.wav -o z",
+                                  "convolve half.wav h.wav -o z",
+                                  "convolve bare.wav h.wav -o z",
+                                  "convolve lying.wav h.wav -o z",
+                                  "convolve h.wav lying.wav -o z",
+                                  "convolve cut.pgm gauss -o z",
+                                  "convolve big.pgm gauss -o z",
+                                  "convolve i.pgm uneven -o z",
+                                  "convolve i.pgm words -o z",
+                                  "convolve i.pgm absent -o z",
+                                  "convolve i.pgm gauss -o z --sigma 0",
+                                  "convolve long.txt gauss -o z",
+                                  "convolve i.pgm gauss",
+                                  "correlate long.txt short.txt",
+                                  "correlate long.txt i.pgm",
+                                  "correlate i.pgm absent"};
   const auto before = folder.names();
   for (const char* command : commands) {
     const outcome o = run(folder, command);
