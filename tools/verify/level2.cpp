@@ -115,10 +115,11 @@ void run_level2(recorder& out) {
   if (out.begin(#name)) general_updates<T>(out, name);
 #define ROW_XGBMV(name, T) \
   if (out.begin(#name)) band_products<T>(out, name);
-#define ROW_XSYMV(name, T, hermitian)         \
+#define SYMV(name, T, ...)                    \
   if (out.begin(#name))                       \
     symmetric_products<T>(out, storage::full, \
                           [](auto uplo, auto n, auto, auto... rest) { name(uplo, n, rest...); });
+#define ROW_XSYMV SYMV
 #define ROW_XSBMV(name, T, hermitian) \
   if (out.begin(#name)) symmetric_products<T>(out, storage::band, name);
 #define ROW_XSPMV(name, T, hermitian)                                                            \
@@ -137,22 +138,24 @@ void run_level2(recorder& out) {
     updates<T>(out, storage::packed, [](auto uplo, auto n, operands<T>& o) { \
       name(uplo, n, &o.alpha.re, o.x.data(), &o.incx, o.a.data());           \
     });
-#define ROW_XSYR2(name, T, hermitian)                                                        \
+#define SYR2(name, T, ...)                                                                   \
   if (out.begin(#name))                                                                      \
     updates<T>(out, storage::full, [](auto uplo, auto n, operands<T>& o) {                   \
       name(uplo, n, &o.alpha, o.x.data(), &o.incx, o.y.data(), &o.incy, o.a.data(), &o.lda); \
     });
+#define ROW_XSYR2 SYR2
 #define ROW_XSPR2(name, T, hermitian)                                                \
   if (out.begin(#name))                                                              \
     updates<T>(out, storage::packed, [](auto uplo, auto n, operands<T>& o) {         \
       name(uplo, n, &o.alpha, o.x.data(), &o.incx, o.y.data(), &o.incy, o.a.data()); \
     });
-#define ROW_XTRMV(name, T)                                                                               \
+#define TRMV(name, T, ...)                                                                               \
   if (out.begin(#name))                                                                                  \
     triangular<T>(out, storage::full, [](auto uplo, auto trans, auto diag, auto n, auto, auto... rest) { \
       name(uplo, trans, diag, n, rest...);                                                               \
     });
-#define ROW_XTRSV ROW_XTRMV
+#define ROW_XTRMV TRMV
+#define ROW_XTRSV TRMV
 #define ROW_XTBMV(name, T) \
   if (out.begin(#name)) triangular<T>(out, storage::band, name);
 #define ROW_XTBSV ROW_XTBMV
@@ -164,6 +167,14 @@ void run_level2(recorder& out) {
                   });
 #define ROW_XTPSV ROW_XTPMV
 #include "zor/tables/blas_level2.inc"
+
+// The entries of libzor_core; the others bear the names of their kernels.
+#define ROW_SYMV SYMV
+#define ROW_HEMV SYMV
+#define ROW_SYR2 SYR2
+#define ROW_HER2 SYR2
+#define ROW_TRMV TRMV
+#include "zor/tables/core_matvec.inc"
 }
 
 }  // namespace zor_tools

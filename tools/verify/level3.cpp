@@ -121,6 +121,25 @@ void by_parts(recorder& out, Fn* fn) {
       }
 }
 
+// Products of which one triangle is wanted.
+template <class T>
+void one_triangle(recorder& out, zor::gemmt_fn<T>* fn) {
+  uint64_t round = 0;
+  for (const zor_int n : {1, 5, 20, 67, 140})
+    for (const zor_int k : {0, 3, 70})
+      for (const char* uplo : {"U", "L"})
+        for (const char* ta : {"N", "T", "C"})
+          for (const char* tb : {"N", "T", "C"}) {
+            numbers source(++round);
+            const zor_int lda = (*ta == 'N' ? n : k) + 1, ldb = (*tb == 'N' ? k : n) + 1, ldc = n + 1;
+            block<T> a(size_t(lda * (*ta == 'N' ? k : n)), round % 2, source);
+            block<T> b(size_t(ldb * (*tb == 'N' ? n : k)), 0, source), c(size_t(ldc * n), round % 2, source);
+            const T alpha = factor<T>(round), beta = factor<T>(round / 5);
+            fn(uplo, ta, tb, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc);
+            c.record(out);
+          }
+}
+
 // Sizes of the copies that split a block into its parts.
 constexpr zor_int split_sizes[][2] = {{1, 1}, {3, 5}, {8, 4}, {17, 9}, {40, 3}};
 
@@ -203,6 +222,24 @@ void run_level3(recorder& out) {
 #define ROW_MIXED_MSCALE(name, T) \
   if (out.begin(#name)) scalings<T>(out, name);
 #include "zor/tables/blas_level3.inc"
+
+// The entries of libzor_core.
+#define ROW_TRSM(name, T, ...) \
+  if (out.begin(#name)) triangular<T>(out, name);
+#define ROW_TRMM ROW_TRSM
+#define ROW_SYRK(name, T, S, hermitian, ...) \
+  if (out.begin(#name)) rank_k<T, S>(out, name, hermitian);
+#define ROW_SYR2K(name, T, S, hermitian, ...) \
+  if (out.begin(#name)) rank_2k<T, S>(out, name, hermitian);
+#define ROW_PUBLIC_SYMM(name, T, ...) \
+  if (out.begin(#name)) symmetric<T>(out, name);
+#define ROW_GEMMT(name, T) \
+  if (out.begin(#name)) one_triangle<T>(out, name);
+#define ROW_GEMM3M(name, T, ...) \
+  if (out.begin(#name)) by_parts<T, T>(out, name);
+#define ROW_PUBLIC_MIXED(name, T, R, ...) \
+  if (out.begin(#name)) by_parts<R, T>(out, name);
+#include "zor/tables/core_level3.inc"
 }
 
 }  // namespace zor_tools

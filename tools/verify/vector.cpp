@@ -98,6 +98,17 @@ void updates(recorder& out, zor::axpy_fn<T>* fn) {
 }
 
 template <class T>
+void scaled_updates(recorder& out, zor::axpby_fn<T>* fn) {
+  each_pair<T>(
+      [&](zor_int n, strides inc, block<T>& x, block<T>& y) {
+        const T alpha = scalar<T>(1.0625, -0.7), beta = n % 5 == 0 ? T{} : scalar<T>(-0.375, 0.25);
+        fn(&n, &alpha, x.data(), &inc.x, &beta, y.data(), &inc.y);
+        y.record(out);
+      },
+      true);
+}
+
+template <class T>
 void moves(recorder& out, zor::swap_fn<T>* fn) {
   each_pair<T>(
       [&](zor_int n, strides inc, block<T>& x, block<T>& y) {
@@ -286,6 +297,12 @@ void run_vector(recorder& out) {
 #define ROW_DOT(name, ...) ZOR_RECORD(name, dots)
 #define ROW_CDOT(name, ...) ZOR_RECORD(name, complex_dots)
 #include "zor/tables/core_blas.inc"
+
+// The others bear the names of their kernels.
+#define ROW_COPY(name, ...) ZOR_RECORD(name, copies)
+#define ROW_ROT(name, ...) ZOR_RECORD(name, rotations)
+#define ROW_AXPBY(name, ...) ZOR_RECORD(name, scaled_updates)
+#include "zor/tables/core_vector.inc"
 }
 
 }  // namespace zor_tools
