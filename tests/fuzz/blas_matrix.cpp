@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Matrix products, matrix-vector products and updates, packing, and the routines around packed panels.
+// Matrix products, packing, and the routines around packed panels.
 #include <algorithm>
 #include <cstring>
 
@@ -10,78 +10,42 @@
 namespace zor_fuzz {
 namespace {
 
-template <class T>
-void gemm(trial& t, zor::gemm_fn<T>* call) {
-  const zor_int m = t.size("m", 400), n = t.size("n", 400), k = t.size("k", 500);
-  const turned<T> a(t, "a", t.letter("transa", "NTCntc"), m, k),
-      b(t, "b", t.letter("transb", "NTCntc"), k, n);
+// Products of every kind, A having elements of type E: the plain one, those of a real and a complex matrix,
+// that of three real products, whose differences have larger terms by a factor, and that of one triangle of
+// C.
+template <class E, class T, class Call>
+void gemm(trial& t, Call* call, int factor = 1) {
+  constexpr bool one_triangle = std::is_same_v<Call, zor::gemmt_fn<T>>;
+  const zor_int m = t.size("m", 400), n = one_triangle ? m : t.size("n", 400), k = t.size("k", 500);
+  const turned<E> a(t, "a", t.letter("transa", "NTCntc"), m, k);
+  const turned<T> b(t, "b", t.letter("transb", "NTCntc"), k, n);
   const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
-  const zor_int ldc = t.leading("ldc", m);
-  const auto c = t.matrix<T>("c", when_scaled(beta, m > 0 && n > 0), m, n, ldc);
-  t.call([&] {
-    call(&a.letter, &b.letter, &m, &n, &k, &alpha, a.stored, &a.ld, b.stored, &b.ld, &beta, c, &ldc);
-  });
-  t.some_of(m, n, [&](zor_int i, zor_int j) {
-    wide exact = scaled(beta, c, i, j);
-    long double size = magnitude(exact);
-    const wide factor = widened(alpha);
-    for (zor_int p = 0; p < k; ++p) {
-      exact += times(factor, times(a(i, p), b(p, j)));
-      size += magnitude(factor) * magnitude(a(i, p)) * magnitude(b(p, j));
-    }
-    t.near(c.now(i, j), exact, size, k, "c", i, j);
-  });
-}
-
-template <class T>
-void gemv(trial& t, zor::gemv_fn<T>* call) {
-  // rows and columns of op(A)
-  const zor_int rows = t.size("rows", 1200), columns = t.size("columns", 1200);
-  const turned<T> a(t, "a", t.letter("trans", "NTCntc"), rows, columns);
-  const zor_int m = a.transposed() ? columns : rows, n = a.transposed() ? rows : columns;
-  const zor_int incx = t.increment("incx"), incy = t.increment("incy");
-  const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
-  const auto x = t.vector<T>("x", use::in, columns, incx);
-  const auto y = t.vector<T>("y", when_scaled(beta, m > 0 && n > 0), rows, incy);
-  t.call([&] { call(&a.letter, &m, &n, &alpha, a.stored, &a.ld, x, &incx, &beta, y, &incy); });
-  if (m < 1 || n < 1) return;
-  t.some_of(rows, 1, [&](zor_int i, zor_int) {
-    wide exact = scaled(beta, y, i);
-    long double size = magnitude(exact);
-    const wide factor = widened(alpha);
-    for (zor_int j = 0; j < columns; ++j) {
-      exact += times(factor, times(a(i, j), x(j)));
-      size += magnitude(factor) * magnitude(a(i, j)) * magnitude(x(j));
-    }
-    t.near(y.now(i), exact, size, columns, "y", i);
-  });
-}
-
-template <class T>
-void syr(trial& t, zor::syr_fn<T>* call) {
-  const zor_int n = t.size("n", 1200), incx = t.increment("incx"), lda = t.leading("lda", n);
-  const char uplo = t.letter("uplo", "ULul");
-  const bool upper = uplo == 'U' || uplo == 'u';
-  const T alpha = t.scalar<T>("alpha");
-  const auto x = t.vector<T>("x", use::in, n, incx);
-  auto a = t.matrix<T>("a", use::inout, n, n, lda);
+  const option uplo = t.letter("uplo", "UL");
+  auto c = t.matrix<T>("c", when_scaled(beta, m > 0 && n > 0), m, n);
+  const auto left_out = [&](zor_int i, zor_int j) { return one_triangle && (uplo.is('U') ? i > j : i < j); };
   for (zor_int j = 0; j < n; ++j)
-    for (zor_int i = 0; i < n; ++i)
-      if (upper ? i > j : i < j) a.spare(i, j);
-  t.call([&] { call(&uplo, &n, &alpha, x, &incx, a, &lda); });
-  t.some_of(n, n, [&](zor_int i, zor_int j) {
-    if (upper ? i > j : i < j) return;
-    const wide term = times(widened(alpha), times(x(i), x(j)));
-    t.near(a.now(i, j), a(i, j) + term, magnitude(a(i, j)) + magnitude(term), 2, "a", i, j);
+    for (zor_int i = 0; i < m; ++i)
+      if (left_out(i, j)) c.spare(i, j);
+  if constexpr (one_triangle)
+    t.invoke(call, uplo, a.op, b.op, n, k, alpha, a, b, beta, c);
+  else
+    t.invoke(call, a.op, b.op, m, n, k, alpha, a, b, beta, c);
+  t.some_of(m, n, [&](zor_int i, zor_int j) {
+    if (left_out(i, j)) return;
+    sum_of_terms s;
+    s.add(scaled(beta, c, i, j));
+    for (zor_int p = 0; p < k; ++p) s.add(times(widened(alpha), times(a(i, p), b(p, j))));
+    s.size *= factor;
+    s.compare(t, c.now(i, j), "c", i, j);
   });
 }
 
 template <class T>
 void mscale(trial& t, zor::mscale_fn<T>* call) {
-  const zor_int m = t.size("m", 300), n = t.size("n", 300), ldc = t.leading("ldc", m);
+  const zor_int m = t.size("m", 300), n = t.size("n", 300);
   const T beta = t.scalar<T>("beta");
-  const auto c = t.matrix<T>("c", when_scaled(beta, true), m, n, ldc);
-  t.call([&] { call(&m, &n, &beta, c, &ldc); });
+  const auto c = t.matrix<T>("c", when_scaled(beta), m, n);
+  t.invoke(call, m, n, beta, c);
   t.some_of(m, n, [&](zor_int i, zor_int j) {
     const wide exact = scaled(beta, c, i, j);
     t.near(c.now(i, j), exact, 2 * magnitude(widened(beta)) * magnitude(c(i, j)), 1, "c", i, j);
@@ -113,18 +77,33 @@ struct packed {
   std::vector<number> numbers;
 };
 
-// A packing routine: invoke(m, n, stored, ld, panel, alpha), m by n the size of the operand packed.
-template <class T, class Invoke>
-void pack(trial& t, bool of_a, char op, const Invoke& invoke) {
+// A packing routine; one whose name has no operation takes it as an argument: N, for complex elements C,
+// anything else transposes.
+template <class T, class Call>
+void pack(trial& t, const char* name, Call* call) {
+  constexpr bool any_a = std::is_same_v<Call, zor::copya_ext_fn<T>>,
+                 any_b = std::is_same_v<Call, zor::copyb_ext_fn<T>>,
+                 of_a = any_a || std::is_same_v<Call, zor::copya_fn<T>>;
   constexpr bool doubles = std::is_same_v<T, double>;
   const zor_int width = of_a ? (std::is_same_v<T, float> ? 8 : std::is_same_v<T, zor_c64> ? 2 : 4) : 4;
   const zor_int lines = t.size("lines", 300), depth = t.size("depth", 300);
   const zor_int m = of_a ? lines : depth, n = of_a ? depth : lines;
   const T alpha = of_a ? t.scalar<T>("alpha") : zor_test::scalar<T>(1, 0);
+  option op = t.letter("trans", parts<T> == 2 ? "NTC" : "NT");
+  // In other names the operation stands behind "copya" or "copyb".
+  if (!any_a && !any_b) op.letter = char(std::strstr(name, "copy")[5] - 'a' + 'A');
   const turned<T> a(t, of_a ? "a" : "b", op, m, n);
   const packed format(of_a, width, doubles, parts<T>, lines, depth);
   const auto panel = t.vector<real<T>>("panel", use::out, zor_int(format.numbers.size()), 1, 16);
-  t.call([&] { invoke(m, n, a.stored.data(), a.ld, reinterpret_cast<T*>(panel.data()), alpha); });
+  T* const to = reinterpret_cast<T*>(panel.data());
+  if constexpr (any_a)
+    t.invoke(call, op, m, n, a, to, alpha);
+  else if constexpr (any_b)
+    t.invoke(call, op, m, n, a, to);
+  else if constexpr (of_a)
+    t.invoke(call, m, n, a, to, alpha);
+  else
+    t.invoke(call, m, n, a, to);
   t.some_of(zor_int(format.numbers.size()), 1, [&](zor_int i, zor_int) {
     const auto [line, p, h] = format.numbers[size_t(i)];
     wide exact = 0;
@@ -133,36 +112,6 @@ void pack(trial& t, bool of_a, char op, const Invoke& invoke) {
         of_a ? magnitude(widened(alpha)) * (exact == wide(0) ? 0 : magnitude(a(line, p))) : 0;
     t.near(panel.now(i), h ? exact.imag() : exact.real(), size, 2, "panel", i);
   });
-}
-template <class T>
-void pack_a(trial& t, char op, zor::copya_fn<T>* call) {
-  pack<T>(t, true, op, [&](zor_int m, zor_int k, const T* a, zor_int lda, T* panel, T alpha) {
-    call(&m, &k, a, &lda, panel, &alpha);
-  });
-}
-template <class T>
-void pack_b(trial& t, char op, zor::copyb_fn<T>* call) {
-  pack<T>(t, false, op,
-          [&](zor_int k, zor_int n, const T* b, zor_int ldb, T* panel, T) { call(&k, &n, b, &ldb, panel); });
-}
-// The same with the operation as an argument: N, for complex elements C, anything else transposes.
-template <class T, class Call>
-void pack_any(trial& t, Call* call) {
-  constexpr bool of_a = std::is_same_v<Call, zor::copya_ext_fn<T>>;
-  const char op = t.letter(of_a ? "transa" : "transb", parts<T> == 2 ? "NTC" : "NT");
-  pack<T>(t, of_a, op, [&](zor_int m, zor_int n, const T* a, zor_int ld, T* panel, T alpha) {
-    if constexpr (of_a)
-      call(&op, &m, &n, a, &ld, panel, &alpha);
-    else
-      call(&op, &m, &n, a, &ld, panel);
-  });
-}
-// The letter before "gemm_copy?_": the operation stands behind "copya" or "copyb".
-constexpr char packed_op(const char* name) {
-  for (; *name; ++name)
-    if (name[0] == 'c' && name[1] == 'o' && name[2] == 'p' && name[3] == 'y')
-      return char(name[5] - 'a' + 'A');
-  return 'N';
 }
 
 void block_sizes(trial& t, zor::blks_size_fn* call) {
@@ -216,39 +165,41 @@ void mixed_scratch(trial& t, zor::mixed_getbufs_fn<R>* take, zor::mixed_freebufs
   t.prepare([&] { give(block); });
 }
 
-#define ROW_GEMM(name, T) {#name, [](trial& t) { gemm<T>(t, name); }},
-const rows products("gemm", threaded,
+#define ROW_GEMM(name, T) {#name, [](trial& t) { gemm<T, T>(t, name); }},
+const rows products("gemm", checked,
                     {
 #include "zor/tables/core_blas.inc"
                     });
-#define ROW_GEMV(name, T) {#name, [](trial& t) { gemv<T>(t, name); }},
-#define ROW_SYR(name, T) {#name, [](trial& t) { syr<T>(t, name); }},
-const rows vector_products("gemv", threaded,
-                           {
-#include "zor/tables/core_blas.inc"
-                           });
-#define ROW_XGEMV(name, T) {#name, [](trial& t) { gemv<T>(t, name); }},
-#define ROW_XSYR(name, T) {#name, [](trial& t) { syr<T>(t, name); }},
-const rows vector_product_kernels("gemv kernel", serial,
-                                  {
-#include "zor/tables/blas_matvec.inc"
-                                  });
-#define ROW_XGEMM(name, T) {#name, [](trial& t) { gemm<T>(t, name); }},
+#define ROW_GEMMT(name, T) {#name, [](trial& t) { gemm<T, T>(t, name); }},
+#define ROW_GEMM3M(name, T, ...) {#name, [](trial& t) { gemm<T, T>(t, name, 5); }},
+#define ROW_PUBLIC_MIXED(name, T, R, ...) {#name, [](trial& t) { gemm<R, T>(t, name); }},
+const rows other_products("products of other kinds", checked,
+                          {
+#include "zor/tables/core_level3.inc"
+                          });
+#define ROW_XGEMM(name, T) {#name, [](trial& t) { gemm<T, T>(t, name); }},
 const rows product_kernels("gemm kernel", serial,
                            {
 #include "zor/tables/blas_gemm.inc"
                            });
+#define ROW_XGEMM3M(name, T) {#name, [](trial& t) { gemm<T, T>(t, name, 5); }},
+#define ROW_MIXED(name, T, R) {#name, [](trial& t) { gemm<R, T>(t, name); }},
+#define ROW_MIXED_PST ROW_MIXED
+const rows other_kernels("kernels of other products", serial,
+                         {
+#include "zor/tables/blas_level3.inc"
+                         });
 #define ROW_MSCALE(name, T) {#name, [](trial& t) { mscale<T>(t, name); }},
-#define ROW_COPYA(name, T, form) {#name, [](trial& t) { pack_a<T>(t, packed_op(#name), name); }},
-#define ROW_COPYB(name, T, form) {#name, [](trial& t) { pack_b<T>(t, packed_op(#name), name); }},
+#define ROW_COPYA(name, T, ...) {#name, [](trial& t) { pack<T>(t, #name, name); }},
+#define ROW_COPYB ROW_COPYA
 const rows packing_kernels("packing kernel", serial,
                            {
 #include "zor/tables/blas_gemm.inc"
                            });
-#define ROW_COPYA(name, T, copy) {#name, [](trial& t) { pack_a<T>(t, packed_op(#name), name); }},
-#define ROW_COPYB(name, T, copy) {#name, [](trial& t) { pack_b<T>(t, packed_op(#name), name); }},
-#define ROW_COPYA_EXT(name, T) {#name, [](trial& t) { pack_any<T>(t, name); }},
-#define ROW_COPYB_EXT(name, T) {#name, [](trial& t) { pack_any<T>(t, name); }},
+#define ROW_COPYA(name, T, ...) {#name, [](trial& t) { pack<T>(t, #name, name); }},
+#define ROW_COPYB ROW_COPYA
+#define ROW_COPYA_EXT ROW_COPYA
+#define ROW_COPYB_EXT ROW_COPYA
 #define ROW_BLKS_SIZE(name, ...) {#name, [](trial& t) { block_sizes(t, name); }},
 #define ROW_BUFS_SIZE(name, ...) {#name, [](trial& t) { scratch_size(t, name); }},
 #define ROW_GETBUFS(name, T)                                                        \

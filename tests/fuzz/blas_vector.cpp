@@ -14,12 +14,10 @@ template <class T>
 struct pair {
   explicit pair(trial& t, use use_x, use use_y)
       : n(t.size("n", longest)),
-        incx(t.increment("incx", use_x == use::in)),
-        incy(t.increment("incy", use_y == use::in)),
-        x(t.vector<T>("x", use_x, n, incx)),
-        y(t.vector<T>("y", use_y, n, incy)) {}
-  zor_int n, incx, incy;
-  operand<T> x, y;
+        x(t.strided_vector<T>("x", use_x, n, use_x == use::in)),
+        y(t.strided_vector<T>("y", use_y, n, use_y == use::in)) {}
+  zor_int n;
+  strided<T> x, y;
 };
 
 // One result that sums over the elements of x, or over pairs of x and y.
@@ -39,20 +37,19 @@ void sum(trial& t, const R& value, const char* what, zor_int n, wide start, cons
 
 template <class T, class R>
 void asum(trial& t, zor::asum_fn<T, R>* call) {
-  const zor_int n = t.size("n", longest), inc = t.increment("incx", true);
-  const auto x = t.vector<T>("x", use::in, n, inc);
-  R value{};
-  t.call([&] { value = call(&n, x, &inc); });
+  const zor_int n = t.size("n", longest);
+  const auto x = t.strided_vector<T>("x", use::in, n, true);
+  const R value = t.invoke(call, n, x);
   sum<T>(t, value, "asum", n, 0,
          [&](zor_int i) { return std::pair<wide, long double>(magnitude(x(i)), magnitude(x(i))); });
 }
 
 template <class T, class R>
 void nrm2(trial& t, zor::asum_fn<T, R>* call) {
-  const zor_int n = t.size("n", longest), inc = t.increment("incx", true);
-  const auto x = t.vector<T>("x", use::in, n, inc);
+  const zor_int n = t.size("n", longest);
+  const auto x = t.strided_vector<T>("x", use::in, n, true);
   R value{};
-  t.call([&] { value = call(&n, x, &inc); });
+  t.call([&] { value = call(&n, x, &x.inc.value); });
   t.result(value);
   long double square = 0;
   for (zor_int i = 0; i < n && t.checking(); ++i) square += std::norm(x(i));
@@ -61,29 +58,29 @@ void nrm2(trial& t, zor::asum_fn<T, R>* call) {
 
 template <class T>
 void extreme(trial& t, zor::iamax_fn<T>* call, bool smallest) {
-  const zor_int n = t.size("n", longest), inc = t.increment("incx", true);
-  const auto x = t.vector<T>("x", use::in, n, inc);
+  const zor_int n = t.size("n", longest);
+  const auto x = t.strided_vector<T>("x", use::in, n, true);
   zor_int at = 0;
-  t.call([&] { at = call(&n, x, &inc); });
+  t.call([&] { at = call(&n, x, &x.inc.value); });
   t.result(at);
   if (!t.checking() || !t.plain_data()) return;
   // Magnitudes are rounded sums of two parts, so neighbours may count as equal.
   long double best = -1, found = -1;
-  for (zor_int i = 0; i < n && inc > 0; ++i) {
+  for (zor_int i = 0; i < n && x.inc > 0; ++i) {
     const long double size = magnitude(x(i));
     if (best < 0 || (smallest ? size < best : size > best)) best = size;
     if (i + 1 == at) found = size;
   }
-  t.expect(at <= n && (n > 0 && inc > 0) == (at > 0), "an index that is none of an element");
+  t.expect(at <= n && (n > 0 && x.inc > 0) == (at > 0), "an index that is none of an element");
   if (found >= 0) t.near(real<T>(found), best, best, 1, "the extreme magnitude");
 }
 
 template <class T, class A>
 void scal(trial& t, zor::scal_fn<T, A>* call) {
-  const zor_int n = t.size("n", longest), inc = t.increment("incx");
+  const zor_int n = t.size("n", longest);
   const A alpha = t.scalar<A>("alpha");
-  const auto x = t.vector<T>("x", use::inout, n, inc);
-  t.call([&] { call(&n, &alpha, x, &inc); });
+  const auto x = t.strided_vector<T>("x", use::inout, n);
+  t.invoke(call, n, alpha, x);
   t.some_of(n, 1, [&](zor_int i, zor_int) {
     const wide a = widened(alpha);
     t.near(x.now(i), times(a, x(i)), magnitude(a) * magnitude(x(i)), 1, "x", i);
@@ -94,52 +91,68 @@ template <class T>
 void axpy(trial& t, zor::axpy_fn<T>* call) {
   const T alpha = t.scalar<T>("alpha");
   const pair<T> v(t, use::in, use::inout);
-  t.call([&] { call(&v.n, &alpha, v.x, &v.incx, v.y, &v.incy); });
+  t.invoke(call, v.n, alpha, v.x, v.y);
   t.some_of(v.n, 1, [&](zor_int i, zor_int) {
     const wide a = widened(alpha), x = v.x(i), y = v.y(i);
     t.near(v.y.now(i), y + times(a, x), magnitude(a) * magnitude(x) + magnitude(y), 2, "y", i);
   });
 }
 
+// A factor of 0 reads nothing.
+template <class T>
+void axpby(trial& t, zor::axpby_fn<T>* call) {
+  const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
+  const pair<T> v(t, use::in, widened(beta) == wide(0) ? use::out : use::inout);
+  t.invoke(call, v.n, alpha, v.x, beta, v.y);
+  t.some_of(v.n, 1, [&](zor_int i, zor_int) {
+    sum_of_terms s;
+    if (widened(alpha) != wide(0)) s.add(times(widened(alpha), v.x(i)));
+    if (widened(beta) != wide(0)) s.add(times(widened(beta), v.y(i)));
+    s.compare(t, v.y.now(i), "y", i);
+  });
+}
+
 template <class T>
 void copy(trial& t, zor::copy_fn<T>* call) {
   const pair<T> v(t, use::in, use::out);
-  t.call([&] { call(&v.n, v.x, &v.incx, v.y, &v.incy); });
+  t.invoke(call, v.n, v.x, v.y);
   t.some_of(v.n, 1, [&](zor_int i, zor_int) { t.near(v.y.now(i), v.x(i), 0, 0, "y", i); });
 }
 
 template <class T>
 void swap(trial& t, zor::swap_fn<T>* call) {
   const pair<T> v(t, use::inout, use::inout);
-  t.call([&] { call(&v.n, v.x, &v.incx, v.y, &v.incy); });
+  t.invoke(call, v.n, v.x, v.y);
   t.some_of(v.n, 1, [&](zor_int i, zor_int) {
     t.near(v.y.now(i), v.x(i), 0, 0, "y", i);
     t.near(v.x.now(i), v.y(i), 0, 0, "x", i);
   });
 }
 
-// Dot products of every kind: invoke(v) returns the result.
+// Dot products of every kind: invoke(v) calls and returns the result.
 template <class T, class Invoke>
 void dot(trial& t, bool conjugate, double start, const Invoke& invoke) {
   const pair<T> v(t, use::in, use::in);
-  decltype(invoke(v)) value{};
-  t.call([&] { value = invoke(v); });
-  sum<T>(t, value, "dot", v.n, start, [&](zor_int i) {
-    const wide x = conjugate ? std::conj(v.x(i)) : v.x(i), y = v.y(i);
+  sum<T>(t, invoke(v), "dot", v.n, start, [&](zor_int i) {
+    const wide x = conj_when(conjugate, v.x(i)), y = v.y(i);
     return std::pair<wide, long double>(times(x, y), magnitude(x) * magnitude(y));
   });
 }
-template <class T>
-void real_dot(trial& t, zor::dot_fn<T>* call) {
-  dot<T>(t, false, 0, [&](const pair<T>& v) { return call(&v.n, v.x, &v.incx, v.y, &v.incy); });
+template <class T, class R>
+void real_dot(trial& t, R (*call)(const zor_int*, const T*, const zor_int*, const T*, const zor_int*)) {
+  dot<T>(t, false, 0, [&](const pair<T>& v) { return t.invoke(call, v.n, v.x, v.y); });
 }
 template <class T>
 void complex_dot(trial& t, bool conjugate, zor::cdot_fn<T>* call) {
   dot<T>(t, conjugate, 0, [&](const pair<T>& v) {
-    T value;
-    call(&value, &v.n, v.x, &v.incx, v.y, &v.incy);
+    T value{};
+    t.call([&] { call(&value, &v.n, v.x, &v.x.inc.value, v.y, &v.y.inc.value); });
     return value;
   });
+}
+void started_dot(trial& t, zor::sdsdot_fn* call) {
+  const float sb = t.scalar<float>("sb");
+  dot<float>(t, false, sb, [&](const pair<float>& v) { return t.invoke(call, v.n, sb, v.x, v.y); });
 }
 
 template <class T, class C, class S>
@@ -147,7 +160,7 @@ void rot(trial& t, zor::rot_fn<T, C, S>* call) {
   const C c = t.scalar<C>("c");
   const S s = t.scalar<S>("s");
   const pair<T> v(t, use::inout, use::inout);
-  t.call([&] { call(&v.n, v.x, &v.incx, v.y, &v.incy, &c, &s); });
+  t.invoke(call, v.n, v.x, v.y, c, s);
   t.some_of(v.n, 1, [&](zor_int i, zor_int) {
     const wide x = v.x(i), y = v.y(i), cw = widened(c), sw = widened(s);
     const long double size = (magnitude(cw) + magnitude(sw)) * (magnitude(x) + magnitude(y));
@@ -187,7 +200,7 @@ void rotm(trial& t, zor::rotm_fn<T>* call) {
   const pair<T> v(t, use::inout, use::inout);
   const auto param = t.vector<T>("param", use::in, 5);
   param.data()[0] = T(flag);
-  t.call([&] { call(&v.n, v.x, &v.incx, v.y, &v.incy, param); });
+  t.invoke(call, v.n, v.x, v.y, param);
   const auto h = modified(param);
   t.some_of(v.n, 1, [&](zor_int i, zor_int) {
     const wide x = v.x(i), y = v.y(i);
@@ -268,7 +281,7 @@ void doti(trial& t, bool conjugate, const Invoke& invoke) {
   T value{};
   t.call([&] { value = invoke(&p.n, x.data(), p.indx, y.data()); });
   sum<T>(t, value, "dot", p.n, 0, [&](zor_int i) {
-    const wide xv = conjugate ? std::conj(x(i)) : x(i), yv = y(p.at(i));
+    const wide xv = conj_when(conjugate, x(i)), yv = y(p.at(i));
     return std::pair<wide, long double>(times(xv, yv), magnitude(xv) * magnitude(yv));
   });
 }
@@ -315,30 +328,37 @@ void roti(trial& t, zor::roti_fn<T>* call) {
   });
 }
 
-#define ROW_AXPY(name, T) {#name, [](trial& t) { axpy<T>(t, name); }},
-#define ROW_SWAP(name, T) {#name, [](trial& t) { swap<T>(t, name); }},
 #define ROW_DOT(name, T) {#name, [](trial& t) { real_dot<T>(t, name); }},
 #define ROW_CDOT(name, T, conj) {#name, [](trial& t) { complex_dot<T>(t, conj, name); }},
+#define ROW_AXPY(name, T) {#name, [](trial& t) { axpy<T>(t, name); }},
+#define ROW_SWAP(name, T) {#name, [](trial& t) { swap<T>(t, name); }},
 const rows divided("vector", threaded,
                    {
 #include "zor/tables/core_blas.inc"
                    });
-
+#define ROW_ASUM(name, T, R) {#name, [](trial& t) { asum<T, R>(t, name); }},
+#define ROW_NRM2(name, T, R) {#name, [](trial& t) { nrm2<T, R>(t, name); }},
+#define ROW_IAMAX(name, T) {#name, [](trial& t) { extreme<T>(t, name, false); }},
+#define ROW_IAMIN(name, T) {#name, [](trial& t) { extreme<T>(t, name, true); }},
+#define ROW_DSDOT(name) {#name, [](trial& t) { real_dot<float>(t, name); }},
+#define ROW_SDSDOT(name) {#name, [](trial& t) { started_dot(t, name); }},
+#define ROW_SCAL(name, T, A) {#name, [](trial& t) { scal<T, A>(t, name); }},
+#define ROW_COPY(name, T, ...) {#name, [](trial& t) { copy<T>(t, name); }},
+#define ROW_ROT(name, T, C, S, ...) {#name, [](trial& t) { rot<T, C, S>(t, name); }},
+#define ROW_ROTM(name, T) {#name, [](trial& t) { rotm<T>(t, name); }},
+#define ROW_AXPBY(name, T) {#name, [](trial& t) { axpby<T>(t, name); }},
+const rows rest_of_divided("vector", threaded,
+                           {
+#include "zor/tables/core_vector.inc"
+                           });
 #define ROW_ASUM(name, T, R) {#name, [](trial& t) { asum<T, R>(t, name); }},
 #define ROW_NRM2(name, T, R) {#name, [](trial& t) { nrm2<T, R>(t, name); }},
 #define ROW_IAMAX(name, T) {#name, [](trial& t) { extreme<T>(t, name, false); }},
 #define ROW_IAMIN(name, T) {#name, [](trial& t) { extreme<T>(t, name, true); }},
 #define ROW_DOT(name, T) {#name, [](trial& t) { real_dot<T>(t, name); }},
 #define ROW_CDOT(name, T, conj) {#name, [](trial& t) { complex_dot<T>(t, conj, name); }},
-#define ROW_DSDOT(name)                                                                             \
-  {#name, [](trial& t) {                                                                            \
-     dot<float>(t, false, 0, [](const auto& v) { return name(&v.n, v.x, &v.incx, v.y, &v.incy); }); \
-   }},
-#define ROW_SDSDOT(name)                                                                                   \
-  {#name, [](trial& t) {                                                                                   \
-     const float sb = t.scalar<float>("sb");                                                               \
-     dot<float>(t, false, sb, [&](const auto& v) { return name(&v.n, &sb, v.x, &v.incx, v.y, &v.incy); }); \
-   }},
+#define ROW_DSDOT(name) {#name, [](trial& t) { real_dot<float>(t, name); }},
+#define ROW_SDSDOT(name) {#name, [](trial& t) { started_dot(t, name); }},
 const rows reductions("reduction", serial,
                       {
 #include "zor/tables/blas_vector.inc"
@@ -346,9 +366,9 @@ const rows reductions("reduction", serial,
 
 #define ROW_SCAL(name, T, A) {#name, [](trial& t) { scal<T, A>(t, name); }},
 #define ROW_AXPY(name, T) {#name, [](trial& t) { axpy<T>(t, name); }},
-#define ROW_COPY(name, T) {#name, [](trial& t) { copy<T>(t, name); }},
+#define ROW_COPY(name, T, ...) {#name, [](trial& t) { copy<T>(t, name); }},
 #define ROW_SWAP(name, T) {#name, [](trial& t) { swap<T>(t, name); }},
-#define ROW_ROT(name, T, C, S) {#name, [](trial& t) { rot<T, C, S>(t, name); }},
+#define ROW_ROT(name, T, C, S, ...) {#name, [](trial& t) { rot<T, C, S>(t, name); }},
 #define ROW_ROTG(name, T, R) {#name, [](trial& t) { rotg<T, R>(t, name); }},
 #define ROW_ROTM(name, T) {#name, [](trial& t) { rotm<T>(t, name); }},
 #define ROW_ROTMG(name, T) {#name, [](trial& t) { rotmg<T>(t, name); }},

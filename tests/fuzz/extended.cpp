@@ -19,8 +19,7 @@ struct stored_operand {
 
   wide operator()(zor_int i, zor_int j) const {
     if (!r.square() && c.trans != ZOR_NO_TRANS) {
-      const wide e = plain(j, i);
-      return c.trans == ZOR_CONJ_TRANS ? std::conj(e) : e;
+      return conj_when(c.trans == ZOR_CONJ_TRANS, plain(j, i));
     }
     if (!r.square() || (c.uplo == ZOR_UPPER ? i <= j : i >= j)) return plain(i, j);
     return r.of == form::hermitian ? std::conj(plain(j, i)) : plain(j, i);
@@ -37,18 +36,18 @@ struct stored_operand {
 template <class T>
 void spoil(trial& t, const product<T>& r, product_call<T>* c) {
   const int sizes = r.square() ? 2 : r.of == form::band ? 5 : 3;  // before alpha
-  c->trans = r.square() ? c->trans : t.checked(1, c->trans, zor_int(110));
-  c->uplo = r.square() ? t.checked(1, c->uplo, zor_int(123)) : c->uplo;
-  (r.square() ? c->n : c->m) = t.checked(2, r.square() ? c->n : c->m, zor_int(-1));
-  c->lda = t.checked(sizes + 3, c->lda, zor_int(0));
+  c->trans = r.square() ? c->trans : t.argument(1, c->trans, zor_int(110));
+  c->uplo = r.square() ? t.argument(1, c->uplo, zor_int(123)) : c->uplo;
+  (r.square() ? c->n : c->m) = t.argument(2, r.square() ? c->n : c->m, zor_int(-1));
+  c->lda = t.argument(sizes + 3, c->lda, zor_int(0));
   const int incx = sizes + (r.two ? 6 : 5);
-  c->incx = t.checked(incx, c->incx, zor_int(0));
-  c->incy = t.checked(incx + 3, c->incy, zor_int(0));
-  c->prec = t.checked(incx + 4, c->prec, zor_int(210));
+  c->incx = t.argument(incx, c->incx, zor_int(0));
+  c->incy = t.argument(incx + 3, c->incy, zor_int(0));
+  c->prec = t.argument(incx + 4, c->prec, zor_int(210));
 }
 
 template <class T>
-void run_product(trial& t, const product<T>& r, bool public_one) {
+void run_product(trial& t, const product<T>& r) {
   product_call<T> c{};
   c.trans = t.draw("trans", ZOR_NO_TRANS, ZOR_CONJ_TRANS, ZOR_NO_TRANS);
   c.uplo = t.draw("uplo", ZOR_UPPER, ZOR_LOWER, ZOR_UPPER);
@@ -76,7 +75,7 @@ void run_product(trial& t, const product<T>& r, bool public_one) {
   c.tail = tail;
   c.y = y;
   product_call<T> given = c;
-  if (public_one) spoil(t, r, &given);
+  spoil(t, r, &given);
   t.call([&] { r.call(given); });
   if (inputs < 1) return;
   t.some_of(outputs, 1, [&](zor_int i, zor_int) {
@@ -93,26 +92,23 @@ void run_product(trial& t, const product<T>& r, bool public_one) {
 
 // Rows find their product by the name.
 template <class T>
-std::map<std::string, std::pair<product<T>, bool>>& products() {
-  static std::map<std::string, std::pair<product<T>, bool>> list;
+std::map<std::string, product<T>>& products() {
+  static std::map<std::string, product<T>> list;
   return list;
 }
 template <class Visit>
-std::vector<row> rows_of(bool public_ones, const Visit& for_products) {
+std::vector<row> rows_of(const Visit& for_products) {
   std::vector<row> list;
   for_products([&]<class T>(const product<T>& r) {
-    products<T>().emplace(r.name, std::pair(r, public_ones));
-    list.push_back({r.name, [](trial& t) {
-                      const auto& [routine, checks] = products<T>().at(t.name());
-                      run_product(t, routine, checks);
-                    }});
+    products<T>().emplace(r.name, r);
+    list.push_back({r.name, [](trial& t) { run_product(t, products<T>().at(t.name())); }});
   });
   return list;
 }
 const rows kernels("extended kernel", serial,
-                   rows_of(false, [](const auto& visit) { zor_test::for_kernel_products(visit); }));
-const rows divided("extended product", threaded,
-                   rows_of(true, [](const auto& visit) { zor_test::for_public_products(visit); }));
+                   rows_of([](const auto& visit) { zor_test::for_kernel_products(visit); }));
+const rows divided("extended product", checked,
+                   rows_of([](const auto& visit) { zor_test::for_public_products(visit); }));
 
 }  // namespace
 }  // namespace zor_fuzz

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// LAPACK kernels and the entries above them. Elementwise ones are compared with wide arithmetic; of the
-// others, whose errors depend on the matrix, the frame compares builds, positions, modes and threads, and
-// what lies around the operands.
+// LAPACK kernels and the entries above them. Elementwise ones and the residuals of solves are compared with
+// wide arithmetic; of the others, whose errors depend on the matrix, the frame compares builds, positions,
+// modes and threads, and what lies around the operands.
 #include "zor/signatures/lapack.h"
-#include "tests/fuzz/trial.h"
+#include "tests/fuzz/matrix.h"
 
 namespace zor_fuzz {
 namespace {
@@ -12,11 +12,9 @@ namespace {
 
 template <class T, class Call>
 void lasr(trial& t, Call* call) {
-  const zor_int m = t.size("m", 90), n = t.size("n", 60), lda = t.leading("lda", m),
-                count = m > 1 ? m - 1 : 0;
+  const zor_int m = t.size("m", 90), n = t.size("n", 60), count = m > 1 ? m - 1 : 0;
   const auto c = t.vector<real<T>>("c", use::in, count), s = t.vector<real<T>>("s", use::in, count);
-  const auto a = t.matrix<T>("a", use::inout, m, n, lda);
-  t.call([&] { call(&m, &n, c, s, a, &lda); });
+  t.invoke(call, m, n, c, s, t.matrix<T>("a", use::inout, m, n));
 }
 
 template <class T, class Call>
@@ -26,7 +24,7 @@ void lartv(trial& t, Call* call) {
   const auto x = t.vector<T>("x", use::inout, n, incx), y = t.vector<T>("y", use::inout, n, incy),
              s = t.vector<T>("s", use::in, n, incc);
   const auto c = t.vector<real<T>>("c", use::in, n, incc);
-  t.call([&] { call(&n, x, &incx, y, &incy, c, s, &incc); });
+  t.invoke(call, n, x, incx, y, incy, c, s, incc);
   t.some_of(n, 1, [&](zor_int i, zor_int) {
     const wide cs = c(i);
     const long double size = 2 * (magnitude(cs) + magnitude(s(i))) * (magnitude(x(i)) + magnitude(y(i)));
@@ -41,12 +39,10 @@ void reflect(trial& t, Call* call) {
   const T tau = t.scalar<T>("tau"), h1 = t.scalar<T>("h1"), h2 = Three ? t.scalar<T>("h2") : T{};
   const auto x = t.vector<T>("x", use::inout, n), y = t.vector<T>("y", use::inout, n),
              z = t.vector<T>("z", use::inout, Three ? n : 0);
-  t.call([&] {
-    if constexpr (Three)
-      call(&n, x, nullptr, y, nullptr, z, nullptr, &tau, &h1, &h2);
-    else
-      call(&n, x, nullptr, y, nullptr, &tau, &h1);
-  });
+  if constexpr (Three)
+    t.invoke(call, n, x, nullptr, y, nullptr, z, nullptr, tau, h1, h2);
+  else
+    t.invoke(call, n, x, nullptr, y, nullptr, tau, h1);
   t.some_of(n, 1, [&](zor_int i, zor_int) {
     const wide third = Three ? times(widened(h2), z(i)) : wide{};
     const wide f = times(widened(tau), x(i) + times(widened(h1), y(i)) + third);
@@ -58,6 +54,15 @@ void reflect(trial& t, Call* call) {
   });
 }
 
+template <class T, class Call>
+void larfx(trial& t, Call* call) {
+  const option side = t.letter("side", "LRlr");
+  const zor_int m = t.size("m", 40), n = t.size("n", 40), order = side.is('L') ? m : n;
+  const T tau = t.scalar<T>("tau");
+  const auto v = t.vector<T>("v", use::in, order), work = t.vector<T>("work", use::inout, m + n - order);
+  t.invoke(call, side, m, n, v, tau, t.matrix<T>("c", use::inout, m, n), work);
+}
+
 // ---- Tridiagonal matrices.
 
 template <class T>
@@ -65,36 +70,47 @@ struct tridiagonal {
   explicit tridiagonal(trial& t, use matrix)
       : n(t.size("n", 80)),
         nrhs(t.size("nrhs", 20)),
-        ldb(t.leading("ldb", n)),
         dl(t.vector<T>("dl", matrix, n > 0 ? n - 1 : 0)),
         d(t.vector<T>("d", matrix, n)),
         du(t.vector<T>("du", matrix, n > 0 ? n - 1 : 0)),
-        b(t.matrix<T>("b", use::inout, n, nrhs, ldb)) {}
-  zor_int n, nrhs, ldb;
-  operand<T> dl, d, du, b;
+        b(t.matrix<T>("b", use::inout, n, nrhs)) {}
+  zor_int n, nrhs;
+  operand<T> dl, d, du;
+  dense<T> b;
 };
+zor_int* info_of(trial& t) { return t.room<zor_int>("info", use::out, 1); }
 
 template <class T, class Call>
-void dttrfb(trial& t, Call* call) {
+void dttrf(trial& t, Call* call) {
   const tridiagonal<T> m(t, use::inout);
-  zor_int info = -7;
-  t.call([&] { call(&m.n, m.dl, m.d, m.du, &info); });
-  t.expect(info >= 0 && info <= m.n, "info names a row");
+  zor_int info = 0;
+  if constexpr (std::is_same_v<Call, zor::dttrfb_fn<T>>) {
+    zor_int* const told = info_of(t);
+    t.invoke(call, m.n, m.dl, m.d, m.du, told);
+    info = *told;
+  } else {
+    info = t.invoke(call, m.n, m.dl, m.d, m.du);
+    t.result(info);
+  }
+  t.expect(info <= m.n, "info names a row");
 }
 template <class T, class Call>
-void dttrsb(trial& t, Call* call) {
-  const char trans = t.letter("trans", "NTCntcx");
+void dttrs(trial& t, Call* call) {
   const tridiagonal<T> m(t, use::in);
-  zor_int info = -7;
-  t.call([&] { call(&trans, &m.n, &m.nrhs, m.dl, m.d, m.du, m.b, &m.ldb, &info); });
-  t.expect(info == 0, "info is 0");
+  const option trans = t.letter("trans", "NTCntc");
+  if constexpr (std::is_same_v<Call, zor::dttrsb_fn<T>>)
+    t.invoke(call, trans, m.n, m.nrhs, m.dl, m.d, m.du, m.b, info_of(t));
+  else
+    t.invoke(call, trans, m.n, m.nrhs, m.dl, m.d, m.du, m.b);
 }
-template <class T, class Call>
-void eliminate(trial& t, Call* call) {
+// Both at once, with and without interchanges.
+template <class T, class R, class... P>
+void eliminate(trial& t, R (*call)(P...)) {
   const tridiagonal<T> m(t, use::inout);
-  zor_int info = -7;
-  t.call([&] { call(&m.n, &m.nrhs, m.dl, m.d, m.du, m.b, &m.ldb, &info); });
-  t.expect(info >= 0 && info <= m.n, "info names a row");
+  if constexpr (std::is_void_v<R>)
+    t.invoke(call, m.n, m.nrhs, m.dl, m.d, m.du, m.b, info_of(t));
+  else
+    t.result(t.invoke(call, m.n, m.nrhs, m.dl, m.d, m.du, m.b));
 }
 template <class T, class Call>
 void gtts2(trial& t, Call* call) {
@@ -104,108 +120,200 @@ void gtts2(trial& t, Call* call) {
   random_bits pattern = t.random("interchanges");
   std::vector<zor_int> ipiv;
   for (zor_int i = 0; i < m.n; ++i) ipiv.push_back(i + 1 + (i + 1 < m.n && pattern.next() % 3 == 0));
-  const zor_int* const pivots = t.integers("ipiv", ipiv);
-  t.call([&] { call(&itrans, &m.n, &m.nrhs, m.dl, m.d, m.du, du2, pivots, m.b, &m.ldb); });
+  t.invoke(call, itrans, m.n, m.nrhs, m.dl, m.d, m.du, du2, t.integers("ipiv", ipiv), m.b);
 }
 template <class T, class Call>
-void ptts2(trial& t, const Call& call) {
-  const zor_int iuplo = t.draw("iuplo", 0, 1, 0);
+void ptts2(trial& t, Call* call) {
   const tridiagonal<T> m(t, use::in);
   const auto d = t.vector<real<T>>("real d", use::in, m.n);
-  t.call([&] { call(&iuplo, &m.n, &m.nrhs, d, m.dl, m.b, &m.ldb); });
+  if constexpr (parts<T> == 1)
+    t.invoke(call, m.n, m.nrhs, d, m.dl, m.b);
+  else
+    t.invoke(call, t.draw("iuplo", 0, 1, 0), m.n, m.nrhs, d, m.dl, m.b);
 }
 
-// ---- Triangles. The frame's gaps cannot be triangles: all of A is in use.
+// ---- Triangles, one or many.
 
-template <class T, class Call>
-void potrf(trial& t, Call* call) {
-  const zor_int n = t.size("n", 70), lda = t.leading("lda", n);
-  const auto a = t.matrix<T>("a", use::inout, n, n, lda);
-  zor_int info = 0;
-  t.call([&] { call("U", &n, a, &lda, &info); });
-  t.expect(info >= 0 && info <= n, "info names a pivot");
+// Matrices of order n, a stride apart, of which one triangle is in use; most have a large diagonal.
+template <class T>
+struct batch {
+  batch(trial& t, use how, option letter, bool many, zor_int longest)
+      : uplo(letter),
+        n(t.size("n", longest)),
+        count(many ? t.size("count", 20) : 1),
+        large(t.draw("large", 0, 3, 1) > 0),
+        ld(t.leading("lda", n)),
+        stride(ld * n + t.draw("gap", 0, 3, 0)),
+        a(t.scattered<T>("a", how, many ? count * stride : ld * n, [&](zor_int i) {
+          const zor_int row = i % std::max<zor_int>(stride, 1) % ld,
+                        column = i % std::max<zor_int>(stride, 1) / ld;
+          return row < n && column < n && (uplo.is('U') ? row <= column : row >= column);
+        })) {
+    for (zor_int k = 0; k < count && large; ++k)
+      for (zor_int i = 0; i < n; ++i)
+        a.set(k * stride + i + i * ld, 0, zor_test::scalar<T>(double(70 * n), 0));
+  }
+  option uplo;
+  zor_int n, count;
+  bool large;
+  leading_dimension ld;
+  zor_int stride;
+  operand<T> a;
+};
+template <class T>
+struct sides {
+  sides(trial& t, const batch<T>& a)
+      : nrhs(t.size("nrhs", 9)), b(t.matrix<T>("b", use::inout, a.n, nrhs * a.count)), stride(b.ld * nrhs) {}
+  zor_int nrhs;
+  dense<T> b;
+  zor_int stride;
+};
+
+// potrf and sytrf, whose kernels have a name for each triangle.
+template <class T, bool Pivots, class R, class... P>
+void factor(trial& t, option uplo, bool many, R (*call)(P...)) {
+  const batch<T> m(t, use::inout, uplo, many, 60);
+  zor_int* const ipiv = Pivots ? t.room<zor_int>("ipiv", use::out, size_t(m.n * m.count)) : nullptr;
+  zor_int* const info = t.room<zor_int>("info", std::is_void_v<R> ? use::inout : use::out,
+                                        many || std::is_void_v<R> ? size_t(m.count) : 0);
+  if constexpr (std::is_void_v<R>) {
+    *info = 0;
+    if constexpr (Pivots)
+      t.invoke(call, uplo, m.n, m.a, m.ld, ipiv, info);
+    else
+      t.invoke(call, uplo, m.n, m.a, m.ld, info);
+    t.expect(*info >= 0 && *info <= m.n, "info names a pivot");
+  } else if constexpr (sizeof...(P) > 5) {
+    if constexpr (Pivots)
+      t.result(t.invoke(call, uplo, m.n, m.a, m.ld, any{m.stride}, ipiv, m.count, info));
+    else
+      t.result(t.invoke(call, uplo, m.n, m.a, m.ld, any{m.stride}, m.count, info));
+  } else {
+    if constexpr (Pivots)
+      t.result(t.invoke(call, uplo, m.n, m.a, m.ld, ipiv));
+    else
+      t.result(t.invoke(call, uplo, m.n, m.a, m.ld));
+  }
 }
-template <class T, class Call>
-void sytrf(trial& t, const char* uplo, Call* call) {
-  const zor_int n = t.size("n", 60), lda = t.leading("lda", n);
-  const auto a = t.matrix<T>("a", use::inout, n, n, lda);
-  std::vector<zor_int> ipiv(size_t(n), 0);
-  zor_int info = -7;
-  t.call([&] { call(uplo, &n, a, &lda, ipiv.data(), &info); });
-  for (const zor_int p : ipiv) t.expect(p != 0 && p >= -n && p <= n, "a pivot names a row");
+// The solves with the factors: any triangle with a large diagonal serves, and pivots that exchange nothing.
+template <class T, bool Pivots, class R, class... P>
+void solve(trial& t, bool many, R (*call)(P...)) {
+  const batch<T> m(t, use::in, t.letter("uplo", "ULul"), many, 30);
+  const sides<T> s(t, m);
+  std::vector<zor_int> pivots;
+  for (zor_int i = 0; i < m.n * m.count && Pivots; ++i) pivots.push_back(i % m.n + 1);
+  const zor_int *const ipiv = t.integers("ipiv", pivots), *const info = t.integers(
+                                                              "info", std::vector<zor_int>(
+                                                                          many ? size_t(m.count) : 0, 0));
+  if constexpr (sizeof...(P) > 8) {
+    if constexpr (Pivots)
+      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, any{m.stride}, ipiv, s.b, any{s.stride}, m.count, info);
+    else
+      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, any{m.stride}, s.b, any{s.stride}, m.count, info);
+  } else {
+    if constexpr (Pivots)
+      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, ipiv, s.b);
+    else
+      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, s.b);
+  }
+  if (Pivots || !m.large || !t.plain_data()) return;
+  // Element (i, j) of the lower factor of matrix k.
+  const auto lower = [&](zor_int k, zor_int i, zor_int j) {
+    if (i < j) return wide(0);
+    const zor_int row = m.uplo.is('U') ? j : i, column = m.uplo.is('U') ? i : j;
+    const wide e = conj_when(m.uplo.is('U'), m.a(k * m.stride + row + column * m.ld));
+    return i == j ? wide(e.real()) : e;
+  };
+  t.some_of(m.n, s.nrhs * m.count, [&](zor_int i, zor_int j) {
+    sum_of_terms sum;
+    const zor_int k = j / s.nrhs;
+    for (zor_int p = 0; p <= i; ++p)
+      for (zor_int q = p; q < m.n; ++q)
+        sum.add(times(lower(k, i, p), times(std::conj(lower(k, q, p)), widened(s.b.now(q, j)))));
+    sum.add(-s.b(i, j));
+    sum.compare(t, T{}, "residual", i, j);
+  });
 }
+
+// A X = B with residuals in twice the precision: what is left is that of the last rounding.
+template <class T, class Call>
+void refined(trial& t, Call* call) {
+  const option kind = t.letter("kind", "GUL");
+  const zor_int n = t.size("n", 40), nrhs = t.size("nrhs", 5);
+  const bool general = kind.is('G');
+  triangle<T> half(t, "a", use::in, kind, false, general ? 0 : n);
+  const dense<T> a = general ? t.matrix<T>("g", use::in, n, n) : half.stored;
+  operand<T> elements = a;
+  for (zor_int i = 0; i < n; ++i) elements.set(i, i, zor_test::scalar<T>(0x1p18 * double(n), 0));
+  const auto b = t.matrix<T>("b", use::in, n, nrhs), x = t.matrix<T>("x", use::inout, n, nrhs);
+  const zor_int status = t.invoke(call, kind, n, nrhs, a, b, x, nullptr, nullptr);
+  t.result(status);
+  if (!t.plain_data()) return;
+  t.some_of(n, nrhs, [&](zor_int i, zor_int j) {
+    t.expect(status == 0, "status " + std::to_string(status));
+    sum_of_terms s;
+    for (zor_int p = 0; p < n; ++p)
+      s.add(times(general ? a(i, p) : half.mirrored(parts<T> == 2, i, p), widened(x.now(p, j))));
+    s.add(-b(i, j));
+    s.compare(t, T{}, "residual", i, j);
+  });
+}
+
+// ---- Panels: k columns of one triangle, from the diagonal on.
 
 struct panel {
-  explicit panel(trial& t)
-      : uplo(t.letter("uplo", "ULul")),
-        n(t.size("n", 80)),
-        k(t.draw("k", 0, n, n)),
-        lda(t.leading("lda", n)) {}
-  char uplo;
-  zor_int n, k, lda;
+  explicit panel(trial& t) : uplo(t.letter("uplo", "ULul")), n(t.size("n", 80)), k(t.draw("k", 0, n, n)) {}
+  option uplo;
+  zor_int n, k;
 };
 template <class T, class Call>
 void symv(trial& t, Call* call) {
   const panel p(t);
   const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
-  const auto a = t.matrix<T>("a", use::in, p.n, p.n, p.lda);
+  const auto a = t.matrix<T>("a", use::in, p.n, p.n);
   const auto x = t.vector<T>("x", use::in, p.n), y = t.vector<T>("y", use::inout, p.n);
-  t.call([&] { call(&p.uplo, &p.n, &p.k, &alpha, a, &p.lda, x, nullptr, &beta, y); });
+  t.invoke(call, p.uplo, p.n, p.k, alpha, a, x, nullptr, beta, y);
 }
 template <class T, class Call>
 void syr2(trial& t, Call* call) {
   const panel p(t);
   const T alpha = t.scalar<T>("alpha");
   const auto x = t.vector<T>("x", use::in, p.n), y = t.vector<T>("y", use::in, p.n);
-  const auto a = t.matrix<T>("a", use::inout, p.n, p.n, p.lda);
-  t.call([&] { call(&p.uplo, &p.n, &p.k, &alpha, x, nullptr, y, nullptr, a, &p.lda); });
+  t.invoke(call, p.uplo, p.n, p.k, alpha, x, nullptr, y, nullptr, t.matrix<T>("a", use::inout, p.n, p.n));
 }
 template <class T, class Call>
 void syr2k(trial& t, Call* call) {
   const panel p(t);
-  const zor_int depth = t.size("depth", 20), ldc = t.leading("ldc", p.n);
-  const auto a = t.matrix<T>("a", use::in, p.n, depth, p.lda),
-             b = t.matrix<T>("b", use::in, p.n, depth, p.lda),
-             c = t.matrix<T>("c", use::inout, p.n, p.n, ldc);
-  t.call(
-      [&] { call(&p.uplo, nullptr, &p.n, &depth, &p.k, nullptr, a, &p.lda, b, &p.lda, nullptr, c, &ldc); });
-}
-template <class T, class Call>
-void larfx(trial& t, Call* call) {
-  const char side = t.letter("side", "LRlr");
-  const zor_int m = t.size("m", 40), n = t.size("n", 40), ldc = t.leading("ldc", m);
-  const bool left = side == 'L' || side == 'l';
-  const T tau = t.scalar<T>("tau");
-  const auto v = t.vector<T>("v", use::in, left ? m : n), c = t.matrix<T>("c", use::inout, m, n, ldc),
-             work = t.vector<T>("work", use::inout, left ? n : m);
-  t.call([&] { call(&side, &m, &n, v, &tau, c, &ldc, work); });
+  const zor_int depth = t.size("depth", 20);
+  const auto a = t.matrix<T>("a", use::in, p.n, depth), b = t.matrix<T>("b", use::in, p.n, depth),
+             c = t.matrix<T>("c", use::inout, p.n, p.n);
+  t.invoke(call, p.uplo, nullptr, p.n, depth, p.k, nullptr, a, b, nullptr, c);
 }
 template <class T, class Call>
 void spr(trial& t, Call* call) {
-  const char uplo = t.letter("uplo", "ULul");
-  const zor_int n = t.size("n", 60), incx = t.increment("incx");
+  const option uplo = t.letter("uplo", "ULul");
+  const zor_int n = t.size("n", 60);
   const T alpha = t.scalar<T>("alpha");
-  const auto x = t.vector<T>("x", use::in, n, incx), ap = t.vector<T>("ap", use::inout, n * (n + 1) / 2);
-  t.call([&] { call(&uplo, &n, &alpha, x, &incx, ap); });
+  const auto x = t.strided_vector<T>("x", use::in, n);
+  t.invoke(call, uplo, n, alpha, x, t.vector<T>("ap", use::inout, n * (n + 1) / 2));
 }
 
-#define ROW_LASR(name, T, R, pivot, forward) {#name, [](trial& t) { lasr<T>(t, name); }},
+option triangle_of(bool upper) { return {upper ? 'U' : 'L', "", 0}; }
+#define ROW_LASR(name, T, ...) {#name, [](trial& t) { lasr<T>(t, name); }},
 #define ROW_LARTV(name, T, R) {#name, [](trial& t) { lartv<T>(t, name); }},
 #define ROW_ROT2(name, T) {#name, [](trial& t) { reflect<T, false>(t, name); }},
 #define ROW_ROT3(name, T) {#name, [](trial& t) { reflect<T, true>(t, name); }},
-#define ROW_DTTRFB(name, T) {#name, [](trial& t) { dttrfb<T>(t, name); }},
-#define ROW_DTTRSB(name, T) {#name, [](trial& t) { dttrsb<T>(t, name); }},
+#define ROW_DTTRFB(name, T) {#name, [](trial& t) { dttrf<T>(t, name); }},
+#define ROW_DTTRSB(name, T) {#name, [](trial& t) { dttrs<T>(t, name); }},
 #define ROW_DTSVB(name, T) {#name, [](trial& t) { eliminate<T>(t, name); }},
 #define ROW_GTSV_SMALL(name, T) {#name, [](trial& t) { eliminate<T>(t, name); }},
 #define ROW_GTTS2(name, T) {#name, [](trial& t) { gtts2<T>(t, name); }},
-#define ROW_PTTS2(name, T)                                                                               \
-  {#name, [](trial& t) {                                                                                 \
-     ptts2<T>(t, [](const zor_int*, const zor_int* n, const zor_int* nrhs, const T* d, const T* e, T* b, \
-                    const zor_int* ldb) { name(n, nrhs, d, e, b, ldb); });                               \
-   }},
-#define ROW_COMPLEX_PTTS2(name, T, R) {#name, [](trial& t) { ptts2<T>(t, name); }},
-#define ROW_POTRF_SMALL(name, T, upper) {#name, [](trial& t) { potrf<T>(t, name); }},
-#define ROW_SYTRF_SMALL(name, T, upper) {#name, [](trial& t) { sytrf<T>(t, upper ? "U" : "L", name); }},
+#define ROW_PTTS2(name, T, ...) {#name, [](trial& t) { ptts2<T>(t, name); }},
+#define ROW_COMPLEX_PTTS2 ROW_PTTS2
+#define ROW_POTRF_SMALL(name, T, upper) \
+  {#name, [](trial& t) { factor<T, false>(t, triangle_of(upper), false, name); }},
+#define ROW_SYTRF_SMALL(name, T, upper) \
+  {#name, [](trial& t) { factor<T, true>(t, triangle_of(upper), false, name); }},
 #define ROW_SYMV_NB(name, T) {#name, [](trial& t) { symv<T>(t, name); }},
 #define ROW_SYR2_NB(name, T) {#name, [](trial& t) { syr2<T>(t, name); }},
 #define ROW_SYR2K_NB(name, T) {#name, [](trial& t) { syr2k<T>(t, name); }},
@@ -216,37 +324,22 @@ const rows kernels("LAPACK kernel", serial,
 #include "zor/tables/lapack.inc"
                    });
 
-// ---- Entries of the core.
-
-template <class T, class Call>
-void dttrs(trial& t, Call* call) {
-  const char trans = t.letter("trans", "NTCntc");
-  const tridiagonal<T> m(t, use::in);
-  const char letter = t.checked(1, trans, '?');
-  const zor_int n = t.checked(2, m.n, zor_int(-1)), ldb = t.checked(8, m.ldb, zor_int(0));
-  t.call([&] { call(letter, n, m.nrhs, m.dl, m.d, m.du, m.b, ldb); });
-}
-template <class T, class Call>
-void solve(trial& t, Call* call) {
-  const tridiagonal<T> m(t, use::inout);
-  const zor_int nrhs = t.checked(2, m.nrhs, zor_int(-1)), ldb = t.checked(7, m.ldb, zor_int(0));
-  t.call([&] { call(m.n, nrhs, m.dl, m.d, m.du, m.b, ldb); });
-}
-template <class T, class Call>
-void potrf_batch(trial& t, Call* call) {
-  const char uplo = t.letter("uplo", "ULul");
-  const zor_int n = t.size("n", 30), count = t.size("count", 40), lda = t.leading("lda", n);
-  const zor_int stride = lda * n + t.draw("gap", 0, 3, 0);
-  const auto a = t.matrix<T>("a", use::inout, count > 0 ? stride * count : 0, 1, stride * count + 1);
-  std::vector<zor_int> info(size_t(count), -7);
-  const zor_int order = t.checked(2, n, zor_int(-1)), ld = t.checked(4, lda, zor_int(0));
-  t.call([&] { call(uplo, order, a, ld, stride, count, info.data()); });
-}
-#define ROW_POTRF_BATCH(name, T) {#name, [](trial& t) { potrf_batch<T>(t, name); }},
+#define FACTOR(name, T, pivots, many) \
+  {#name, [](trial& t) { factor<T, pivots>(t, t.letter("uplo", "ULul"), many, name); }},
+#define ROW_VALUE_POTRF(name, T) FACTOR(name, T, false, false)
+#define ROW_VALUE_SYTRF(name, T) FACTOR(name, T, true, false)
+#define ROW_POTRF_BATCH(name, T) FACTOR(name, T, false, true)
+#define ROW_SYTRF_BATCH(name, T) FACTOR(name, T, true, true)
+#define ROW_VALUE_POTRS(name, T) {#name, [](trial& t) { solve<T, false>(t, false, name); }},
+#define ROW_VALUE_SYTRS(name, T) {#name, [](trial& t) { solve<T, true>(t, false, name); }},
+#define ROW_POTRS_BATCH(name, T) {#name, [](trial& t) { solve<T, false>(t, true, name); }},
+#define ROW_SYTRS_BATCH(name, T) {#name, [](trial& t) { solve<T, true>(t, true, name); }},
+#define ROW_SOLVE_REFINED(name, T) {#name, [](trial& t) { refined<T>(t, name); }},
+#define ROW_VALUE_DTTRF(name, T, ...) {#name, [](trial& t) { dttrf<T>(t, name); }},
 #define ROW_VALUE_DTTRS(name, T, ...) {#name, [](trial& t) { dttrs<T>(t, name); }},
-#define ROW_VALUE_DTSV(name, T, ...) {#name, [](trial& t) { solve<T>(t, name); }},
-#define ROW_VALUE_GTSV(name, T, ...) {#name, [](trial& t) { solve<T>(t, name); }},
-const rows divided("LAPACK", threaded,
+#define ROW_VALUE_DTSV(name, T, ...) {#name, [](trial& t) { eliminate<T>(t, name); }},
+#define ROW_VALUE_GTSV ROW_VALUE_DTSV
+const rows divided("LAPACK", checked,
                    {
 #include "zor/tables/core_lapack.inc"
                    });

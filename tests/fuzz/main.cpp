@@ -299,6 +299,20 @@ int self_test() {
   return missed > 0;
 }
 
+// A fault as others of its kind have it too.
+std::string without_numbers(const std::string& fault) {
+  std::string kind;
+  for (const char c : fault) {
+    const bool number = (c >= '0' && c <= '9') || c == '.' || c == '-' ||
+                        (!kind.empty() && kind.back() == '#' && (c == 'e' || c == '+'));
+    if (!number)
+      kind += c;
+    else if (kind.empty() || kind.back() != '#')
+      kind += '#';
+  }
+  return kind;
+}
+
 int main_of(const options& o) {
   if (o.self_test) return self_test();
   const auto choice = groups(o.filter);
@@ -317,18 +331,19 @@ int main_of(const options& o) {
   const auto elapsed = [&] {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   };
-  constexpr uint64_t chunk = 100, enough = 300;
-  std::map<std::string, uint64_t> failed;  // seeds by group
+  constexpr uint64_t chunk = 100, enough = 300, reports = 12;
+  std::map<std::string, uint64_t> failed;  // seeds by what goes wrong in which group
   uint64_t seed = o.first;
   uint64_t all = 0;
   for (; all < enough && (o.seconds > 0 ? elapsed() < o.seconds : seed < o.first + o.count); seed += chunk) {
     for (const auto& [at, what] : d.seeds(seed, chunk, o.filter)) {
       const test_case c = case_of(at, choice);
-      if (failed[c.what->group]++ == 0) d.report(c, what, o.first);
+      if (failed[c.what->group + (": " + without_numbers(what))]++ == 0 && failed.size() <= reports)
+        d.report(c, what, o.first);
       ++all;
     }
   }
-  for (const auto& [group, count] : failed) std::printf("%lu seed(s) of %s failed\n", count, group.c_str());
+  for (const auto& [kind, count] : failed) std::printf("%lu seed(s) of %s\n", count, kind.c_str());
   std::printf("seeds %lu to %lu on %zu build(s), %.1f s\n", o.first, seed - 1, d.builds(), elapsed());
   return failed.empty() ? 0 : 1;
 }

@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/elements.h"
@@ -27,6 +28,7 @@ inline long double magnitude(wide x) { return std::abs(x.real()) + std::abs(x.im
 inline wide times(wide x, wide y) {
   return {x.real() * y.real() - x.imag() * y.imag(), x.real() * y.imag() + x.imag() * y.real()};
 }
+inline wide conj_when(bool wanted, wide x) { return wanted ? std::conj(x) : x; }
 template <class T>
 wide widened(const T& x) {
   return {part(x, 0), part(x, 1)};
@@ -45,16 +47,18 @@ struct row {
   const char* name;
   void (*run)(trial& t);
   const char* group = nullptr;
-  bool threaded = false;
+  enum { serial, threaded, checked, with_status } kind = serial;
 };
 std::vector<row>& all_rows();
 
 // Rows of one signature, registered by an object of this type at namespace scope. Only routines that divide
-// their work run under several numbers of threads.
+// their work run under several numbers of threads, and only those that check their arguments get bad ones,
+// which they report to the error handler or by their status.
 struct rows {
-  rows(const char* group, bool threaded, const std::vector<row>& list);
+  rows(const char* group, decltype(row::kind) kind, const std::vector<row>& list);
 };
-inline constexpr bool threaded = true, serial = false;
+inline constexpr auto serial = row::serial, threaded = row::threaded, checked = row::checked,
+                      with_status = row::with_status;
 
 struct test_case {
   const row* what;
@@ -76,6 +80,31 @@ test_case settled(const test_case& c);
 
 enum class use { in, out, inout };
 
+// Arguments by what they are: an option letter, which CBLAS numbers from `first` in the order of `all`, a
+// leading dimension, the increment of a vector. A plain zor_int is a size.
+struct option {
+  char letter;
+  const char* all;
+  int first;
+  operator char() const { return letter; }
+  bool is(char upper_case) const { return (letter & ~('a' - 'A')) == upper_case; }
+};
+template <int Kind>
+struct integer_argument {
+  zor_int value;
+  operator zor_int() const { return value; }
+};
+using leading_dimension = integer_argument<0>;
+using increment_of = integer_argument<1>;
+using any = integer_argument<2>;  // never made a bad one
+
+// Several arguments in one.
+template <class... A>
+struct several {
+  std::tuple<A...> list;
+  auto arguments() const { return list; }
+};
+
 // An operand in memory: `count` elements of which those marked live belong to it; the others are gaps.
 struct region {
   std::string name;
@@ -93,6 +122,7 @@ class operand {
   operand(region* r, zor_int origin, zor_int s0, zor_int s1) : r_(r), origin_(origin), s0_(s0), s1_(s1) {}
   T* data() const { return reinterpret_cast<T*>(r_->data); }
   operator T*() const { return data(); }
+  std::tuple<T*> arguments() const { return {data()}; }
   zor_int at(zor_int i, zor_int j = 0) const { return origin_ + i * s0_ + j * s1_; }
   T before(zor_int i, zor_int j = 0) const;
   T now(zor_int i, zor_int j = 0) const { return data()[at(i, j)]; }
@@ -107,6 +137,18 @@ class operand {
   zor_int origin_, s0_, s1_;
 };
 
+// A vector and its increment, a matrix and its leading dimension: two arguments each.
+template <class T>
+struct strided : operand<T> {
+  increment_of inc;
+  std::tuple<T*, increment_of> arguments() const { return {this->data(), inc}; }
+};
+template <class T>
+struct dense : operand<T> {
+  leading_dimension ld;
+  std::tuple<T*, leading_dimension> arguments() const { return {this->data(), ld}; }
+};
+
 class trial {
  public:
   struct conditions {
@@ -119,19 +161,17 @@ class trial {
   // Draws. A name occurs once in a trial; case texts show it.
   zor_int draw(const char* name, zor_int low, zor_int high, zor_int simplest);
   zor_int size(const char* name, zor_int high, zor_int low = 0);  // mostly small
-  zor_int increment(const char* name, bool zero = false);
-  zor_int leading(const char* name, zor_int rows);  // a leading dimension for so many
-  char letter(const char* name, const char* letters);
+  increment_of increment(const char* name, bool zero = false);
+  leading_dimension leading(const char* name, zor_int rows);  // for so many
+  option letter(const char* name, const char* letters);
   template <class T>
   T scalar(const char* name);  // often 0, 1 or -1
-  // The argument at a position of a routine that checks its arguments. In some trials one of them is bad: the
-  // routine then has to report it, and to write nothing.
+  // Whether the argument at this position of a checked routine is to be a bad one: the routine then has to
+  // report it, and to write nothing.
+  bool spoils(int position);
   template <class V>
-  V checked(int position, V good, V bad) {
-    if (spoiled_ < 0) spoiled_ = int(draw("spoiled", 0, 150, 0));
-    if (position != spoiled_) return good;
-    refused_ = true;
-    return bad;
+  V argument(int position, V good, V bad) {
+    return spoils(position) ? bad : good;
   }
   random_bits random(const char* name) const;  // for patterns, which no shrinking changes
   bool plain_data() const { return data_ < 3; }
@@ -140,12 +180,23 @@ class trial {
   template <class T>
   operand<T> vector(const char* name, use how, zor_int n, zor_int inc = 1, size_t alignment = 1);
   template <class T>
-  operand<T> matrix(const char* name, use how, zor_int m, zor_int n, zor_int ld);
+  strided<T> strided_vector(const char* name, use how, zor_int n, bool zero = false) {
+    const increment_of inc = increment((std::string("inc") + name).c_str(), zero);
+    return {vector<T>(name, how, n, inc), inc};
+  }
+  template <class T>
+  dense<T> matrix(const char* name, use how, zor_int m, zor_int n) {
+    return matrix<T>(name, how, m, n, leading((std::string("ld") + name).c_str(), m));
+  }
+  template <class T>
+  dense<T> matrix(const char* name, use how, zor_int m, zor_int n, zor_int ld);
   // `count` elements, those for which live(i) holds.
   template <class T, class Live>
   operand<T> scattered(const char* name, use how, zor_int count, const Live& live, size_t alignment = 1);
   template <class I>
   const I* integers(const char* name, const std::vector<I>& values);
+  template <class I>
+  I* room(const char* name, use how, size_t count);  // for integers
 
   // Runs f under the modes of the trial. `prepare` keeps the exception flags out of the hash.
   template <class F>
@@ -160,9 +211,14 @@ class trial {
     f();
     leave(false);
   }
+  // Calls a routine by function pointer. Values become what its parameters ask for, operands their arguments.
+  // A checked routine may get a bad argument; a BLAS routine is called through the adapters of libblas too.
+  template <class R, class... P, class... A>
+  R invoke(R (*routine)(P...), const A&... arguments);
 
   // Checks, after the call.
   bool first() const { return how_.first; }
+  bool refused() const { return refused_; }
   bool checking() const { return how_.first && data_ != tiny && !refused_; }
   void expect(bool good, const std::string& what);
   // value is the reference but for the rounding of so many terms of this magnitude in all.
@@ -197,6 +253,13 @@ class trial {
   void mix(uint64_t x);
   void compare(long double value, long double reference, long double allowed, const char* what, zor_int i,
                zor_int j);
+
+  template <class R, class... P, class L, size_t... i>
+  R invoke_listed(R (*routine)(P...), const L& list, std::index_sequence<i...>);
+  template <class A>
+  void spoil(int position, A* argument);
+  // The routine under another library's name, null when it has none there.
+  void* adapter(zor_int kind) const;
 
   const test_case& case_;
   conditions how_;
@@ -240,18 +303,23 @@ operand<T> trial::vector(const char* name, use how, zor_int n, zor_int inc, size
 }
 
 template <class T>
-operand<T> trial::matrix(const char* name, use how, zor_int m, zor_int n, zor_int ld) {
+dense<T> trial::matrix(const char* name, use how, zor_int m, zor_int n, zor_int ld) {
   const zor_int count = m > 0 && n > 0 ? (n - 1) * ld + m : 0;
   scattered<T>(name, how, count, [&](zor_int i) { return i % ld < m; });
-  return {regions_.back().get(), 0, 1, ld};
+  return {{regions_.back().get(), 0, 1, ld}, {ld}};
+}
+
+template <class I>
+I* trial::room(const char* name, use how, size_t count) {
+  return reinterpret_cast<I*>(
+      place(name, how, sizeof(I), 1, zor_int(count), std::vector<bool>(count, true), 1)->data);
 }
 
 template <class I>
 const I* trial::integers(const char* name, const std::vector<I>& values) {
-  region* r =
-      place(name, use::in, sizeof(I), 1, zor_int(values.size()), std::vector<bool>(values.size(), true), 1);
-  std::copy(values.begin(), values.end(), reinterpret_cast<I*>(r->data));
-  return reinterpret_cast<const I*>(r->data);
+  I* const data = room<I>(name, use::in, values.size());
+  std::copy(values.begin(), values.end(), data);
+  return data;
 }
 
 template <class T>
@@ -297,4 +365,22 @@ void trial::some_of(zor_int m, zor_int n, const Body& body) const {
     for (zor_int i = 0; i < m; ++i) body(i, j);
 }
 
+// A value and the magnitude of its terms.
+struct sum_of_terms {
+  void add(wide term, bool counts = true) {
+    if (counts) value += term;
+    size += magnitude(term);
+    ++terms;
+  }
+  template <class T>
+  void compare(trial& t, const T& got, const char* what, zor_int i, zor_int j = 0) const {
+    t.near(got, value, size, terms, what, i, j);
+  }
+  wide value = 0;
+  long double size = 0;
+  zor_int terms = 0;
+};
+
 }  // namespace zor_fuzz
+
+#include "tests/fuzz/invoke.h"
