@@ -2,6 +2,8 @@
 // Matrices in coordinates, diagonals, blocks and skyline: the check of their arrays, and their form in
 // compressed rows for calls that have no kernel of the format.
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 
 #include "core/spblas/arguments.h"
 #include "core/spblas/conversion_kernels.h"
@@ -12,11 +14,20 @@
 namespace zor_core {
 namespace {
 
+// By its bits: elements outside the matrix raise no flag, and a denormal is a number in every mode.
+template <class T>
+bool differs_from_zero(const T& value) {
+  std::conditional_t<sizeof(zor::real_t<T>) == 4, uint32_t, uint64_t>
+      bits[sizeof(T) / sizeof(zor::real_t<T>)];
+  std::memcpy(bits, &value, sizeof bits);
+  return std::any_of(std::begin(bits), std::end(bits), [](auto part) { return part << 1 != 0; });
+}
+
 template <class T>
 zor_int number_nonzeros_of(const T* val, zor_int count, double* numbers) {
   zor_int found = 0;
   for (zor_int k = 0; k < count; ++k) {
-    const bool counts = !zor::is_zero(val[k]);
+    const bool counts = differs_from_zero(val[k]);
     numbers[k] = counts ? double(k + 1) : 0.0;
     found += counts;
   }

@@ -260,7 +260,7 @@ TEST(SparseFormats, MultiplyAsTheViewSaysFromZero){
     EVERY_TYPE(check_views, 0)} TEST(SparseFormats, MultiplyAsTheViewSaysFromOne){EVERY_TYPE(check_views, 1)}
 
 // Blocks that reach beyond the matrix with something else than zeros, a unit triangle with a block row that
-// has no diagonal block, diagonals in any order and twice.
+// has no diagonal block, a unit diagonal beside no entries, diagonals in any order and twice.
 TEST(SparseFormats, MultiplyWithWhatKernelsMisread) {
   const std::vector<double> elements(64, 3);
   const std::vector<int64_t> blocks{1, 1, 2}, pntr{1, 2, 4}, lone{2, 1, 1}, distances{2, -1, 0, 2, -2};
@@ -296,6 +296,7 @@ TEST(SparseFormats, MultiplyWithWhatKernelsMisread) {
   checked(ZOR_SPARSE_BSR, blocks, 5, {'g', 0, 0});
   checked(ZOR_SPARSE_BSR, blocks, 5, {'s', 'l', 'n'});
   checked(ZOR_SPARSE_BSR, lone, 6, {'t', 'u', 'u'});
+  for (const char structure : {'s', 't'}) checked(ZOR_SPARSE_COO, {}, 4, {structure, 'l', 'u'});
   for (const view& v : views)
     if (v.structure != 'h') checked(ZOR_SPARSE_DIA, distances, 7, v);
 }
