@@ -215,6 +215,8 @@ void convert(trial& t) {
       return status == ZOR_SPARSE_TOO_LARGE ? 0 : status;  // too many elements for each entry
     });
     if (!to.made()) return;
+    // The other formats multiply by the zeros that they store.
+    if (format > ZOR_SPARSE_COO && !t.plain_data()) return;
     check_made<T>(
         t, to, op.letter, op.flip() ? a.k : a.m, op.flip() ? a.m : a.k, [&](auto& s, const auto& x) {
           a.terms(op.flip(), op.conjugate(), 0, a.m, [&](zor_int i, zor_int j, wide v, bool counts) {
