@@ -33,9 +33,12 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/zor.pc.in ${PROJECT_BINARY_DIR}/zor.p
 install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The BLAS libraries: a folder each, so that a library path chooses one, and a description for pkg-config.
+set(definition_of_blas64 " -DZOR_CBLAS_64")
+set(definition_of_blas64_ " -DZOR_CBLAS_SUFFIX_64")
 foreach(name blas blas64 blas64_)
   install(TARGETS zor_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zor/${name} COMPONENT blas)
   set(library ${name})
+  set(library_definition "${definition_of_${name}}")
   configure_file(${PROJECT_SOURCE_DIR}/cmake/zor-blas.pc.in ${PROJECT_BINARY_DIR}/zor-${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/zor-${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT blas)
 endforeach()

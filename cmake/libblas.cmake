@@ -1,5 +1,5 @@
 # The BLAS libraries that other programs use: adapters over libzor_core, made by cmake/libblas.cpp, under Fortran and CBLAS
-# names. lib/blas/libblas.so.3 has 32-bit integers, lib/blas64/libblas64.so.3 has 64-bit ones, and lib/blas64_ the same
+# names; its header include/zor/cblas/cblas.h is made too. lib/blas/libblas.so.3 has 32-bit integers, lib/blas64/libblas64.so.3 has 64-bit ones, and lib/blas64_ the same
 # with the suffix 64_ on every name. Each folder holds nothing else, so that a library path chooses exactly that.
 set(libblas_output ${PROJECT_BINARY_DIR}/internal/zor/libblas)
 add_executable(zor_libblas_maker ${PROJECT_SOURCE_DIR}/cmake/libblas.cpp)
@@ -8,6 +8,7 @@ set_target_properties(zor_libblas_maker PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${in
 add_custom_command(
   OUTPUT ${libblas_output}/made
   BYPRODUCTS ${libblas_output}/fortran.inc ${libblas_output}/cblas.inc ${libblas_output}/names.txt
+             ${PROJECT_BINARY_DIR}/include/zor/cblas/cblas.h
   COMMAND zor_libblas_maker ${PROJECT_BINARY_DIR}/include/zor ${interface_rows}/tables ${libblas_output}
   COMMAND ${CMAKE_COMMAND} -E touch ${libblas_output}/made
   DEPENDS zor_libblas_maker ${interface_rows}/made

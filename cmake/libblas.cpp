@@ -6,7 +6,8 @@
 //   zor_libblas INCLUDE ROWS OUTPUT
 //
 // INCLUDE holds the headers made for users (blas.h, trans.h), ROWS the tables after the preprocessor; OUTPUT
-// receives fortran.inc, cblas.inc and names.txt. What is the same for all routines stands in libblas/.
+// receives fortran.inc, cblas.inc and names.txt, INCLUDE the header cblas/cblas.h with the prototypes of the
+// CBLAS names. What is the same for all routines stands in libblas/.
 #include <map>
 #include <set>
 #include <sstream>
@@ -237,6 +238,8 @@ void fortran(std::string& out, std::set<std::string>& names, const routine& r) {
 const std::map<std::string, std::string> letters = {{"side", "side"},    {"uplo", "uplo"},
                                                     {"diag", "diag"},    {"trans", "trans"},
                                                     {"transa", "trans"}, {"transb", "trans"}};
+const std::map<std::string, std::string> option_types = {
+    {"side", "CBLAS_SIDE"}, {"uplo", "CBLAS_UPLO"}, {"diag", "CBLAS_DIAG"}, {"trans", "CBLAS_TRANSPOSE"}};
 const std::set<std::string> scalars = {"alpha", "beta", "c", "s", "sb", "y1"};
 
 bool is_complex(const std::string& type) { return starts(type, "zor_c"); }
@@ -245,6 +248,12 @@ bool is_complex(const std::string& type) { return starts(type, "zor_c"); }
 struct converted {
   std::string taken, variable, given;
 };
+// The parameter as the header for users declares it.
+std::string declared(const parameter& p, const converted& c) {
+  if (p.element() == "char") return option_types.at(letters.at(p.name)) + " " + p.name;
+  if (p.element() == "zor_int") return "CBLAS_INT " + p.name;
+  return c.taken;
+}
 converted convert(const parameter& p, size_t position) {
   const std::string own = p.name + "_", element = p.element();
   const bool constant = starts(p.type, "const ");
@@ -267,14 +276,15 @@ converted convert(const parameter& p, size_t position) {
   return {plain + " " + p.name, p.type + " " + own + " = static_cast<" + p.type + ">(" + p.name + ");", own};
 }
 
-void cblas(std::string& out, std::set<std::string>& names, const routine& r) {
+void cblas(std::string& out, std::string& header, std::set<std::string>& names, const routine& r) {
   const bool matrix = vectors.count(r.kind) == 0,
              trans = starts(r.target, "zor_") && !starts(r.target, "zor_blas_");
   value v = value_of(r);
   std::string own = "cblas_" + r.name, body, type;
-  strings taken, given;
+  strings taken, given, prototype;
   if (matrix) {
     taken.push_back("int layout");
+    prototype.push_back("CBLAS_LAYOUT layout");
     body += "  call here(\"" + r.name + "\", layout" + (trans ? ", 0" : "") + ");\n";
   }
   if (v.skipped != 0) own += "_sub", given.push_back("static_cast<" + v.type + "*>(result)");
@@ -282,13 +292,13 @@ void cblas(std::string& out, std::set<std::string>& names, const routine& r) {
   for (size_t i = trans ? 1 : v.skipped; i < r.parameters.size(); ++i) {
     const parameter& p = r.parameters[i];
     const converted c = convert(p, trans ? i + 1 : i + 2);
-    taken.push_back(c.taken), given.push_back(c.given);
+    taken.push_back(c.taken), given.push_back(c.given), prototype.push_back(declared(p, c));
     body += "  " + c.variable + "\n";
     if (is_complex(p.element()) || type.empty()) type = p.element();
   }
   for (const parameter& p : r.parameters)
     if (p.name == "x" || p.name == "a") type = p.element();
-  if (v.skipped != 0) taken.push_back("void* result");
+  if (v.skipped != 0) taken.push_back("void* result"), prototype.push_back("void* result");
   names.insert(own);
 
   std::string returned = "void", before, after;
@@ -296,6 +306,7 @@ void cblas(std::string& out, std::set<std::string>& names, const routine& r) {
     returned = "size_t", before = "return index(", after = ")";
   else if (v.skipped == 0 && r.result != "void")
     returned = v.type, before = "return ";
+  header += returned + " CBLAS_NAME(" + own + ")(" + joined(prototype) + ");\n";
   out += "extern \"C\" " + returned + " ZOR_SYMBOL(" + own + ")(" + joined(taken) + ") {\n" + body;
   std::string target = r.target;
   if (matrix) {
@@ -322,20 +333,69 @@ void cblas(std::string& out, std::set<std::string>& names, const routine& r) {
   out += "  " + before + call_of(r, target, given) + after + ";\n}\n";
 }
 
+const std::string header_begin = R"(/* SPDX-License-Identifier: MIT */
+/* The CBLAS names of libblas.so.3. With ZOR_CBLAS_64 defined integers have 64 bits, as libblas64.so.3 takes them; with
+ * ZOR_CBLAS_SUFFIX_64 also the names end in 64_, as in libblas64_.so.3. Complex scalars are passed by address. */
+#ifndef ZOR_CBLAS_H
+#define ZOR_CBLAS_H
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef ZOR_CBLAS_SUFFIX_64
+#define CBLAS_NAME(name) name##64_
+#define ZOR_CBLAS_64
+#else
+#define CBLAS_NAME(name) name
+#endif
+#ifdef ZOR_CBLAS_64
+#define CBLAS_INT int64_t
+#else
+#define CBLAS_INT int32_t
+#endif
+
+typedef enum CBLAS_LAYOUT { CblasRowMajor = 101, CblasColMajor = 102 } CBLAS_LAYOUT;
+typedef CBLAS_LAYOUT CBLAS_ORDER;
+/* CblasConjNoTrans is for the copies of matrices alone. */
+typedef enum CBLAS_TRANSPOSE {
+  CblasNoTrans = 111,
+  CblasTrans = 112,
+  CblasConjTrans = 113,
+  CblasConjNoTrans = 114
+} CBLAS_TRANSPOSE;
+typedef enum CBLAS_UPLO { CblasUpper = 121, CblasLower = 122 } CBLAS_UPLO;
+typedef enum CBLAS_DIAG { CblasNonUnit = 131, CblasUnit = 132 } CBLAS_DIAG;
+typedef enum CBLAS_SIDE { CblasLeft = 141, CblasRight = 142 } CBLAS_SIDE;
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Receives reports of bad arguments; a program may define its own. */
+void CBLAS_NAME(cblas_xerbla)(CBLAS_INT position, const char* routine, const char* form, ...);
+
+)";
+const std::string header_end = R"(
+#ifdef __cplusplus
+}
+#endif
+#endif
+)";
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 4) fail("usage", "zor_libblas INCLUDE ROWS OUTPUT");
   const fs::path output = argv[3];
-  std::string by_fortran = "// Made by cmake/libblas.cpp.\n", by_c = by_fortran, list;
+  std::string by_fortran = "// Made by cmake/libblas.cpp.\n", by_c = by_fortran, list, header = header_begin;
   std::set<std::string> names = {"xerbla_",      "xerbla_array_", "lsame_",
                                  "cblas_xerbla", "RowMajorStrg",  "CBLAS_CallFromC"};
   for (const routine& r : read_routines(argv[1], argv[2])) {
     fortran(by_fortran, names, r);
-    cblas(by_c, names, r);
+    cblas(by_c, header, names, r);
   }
   for (const std::string& name : names) list += name + "\n";
   write_file(output / "fortran.inc", by_fortran);
   write_file(output / "cblas.inc", by_c);
   write_file(output / "names.txt", list);
+  write_file(fs::path(argv[1]) / "cblas/cblas.h", header + header_end);
 }

@@ -219,9 +219,9 @@ TEST(Reports, FortranNamesAndPositions) {
 TEST(Reports, OptionsOfCblas) {
   double a[4] = {}, c[4] = {1, 2, 3, 4};
   reports.clear();
-  cblas_dgemm(100, no_trans, no_trans, 2, 2, 2, 1, a, 2, a, 2, 0, c, 2);
-  cblas_dgemm(by_rows, 5, 7, 2, 2, 2, 1, a, 2, a, 2, 0, c, 2);
-  cblas_dgemm(by_columns, no_trans, 7, 2, 2, 2, 1, a, 2, a, 2, 0, c, 2);
+  cblas_dgemm(CBLAS_LAYOUT(100), no_trans, no_trans, 2, 2, 2, 1, a, 2, a, 2, 0, c, 2);
+  cblas_dgemm(by_rows, CBLAS_TRANSPOSE(5), CBLAS_TRANSPOSE(7), 2, 2, 2, 1, a, 2, a, 2, 0, c, 2);
+  cblas_dgemm(by_columns, no_trans, CBLAS_TRANSPOSE(7), 2, 2, 2, 1, a, 2, a, 2, 0, c, 2);
   ASSERT_EQ(3u, reports.size());
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ("cblas_dgemm", reports[size_t(i)].name);

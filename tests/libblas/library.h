@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The BLAS library as a C program declares it, with the integers that it was compiled for.
+// The BLAS library as a C program sees it: its CBLAS header, and the Fortran names with the integers that it
+// was compiled for.
 #pragma once
 
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+
+#include "zor/cblas/cblas.h"
 
 using blasint = ZOR_BLAS_INTEGER;
 using c64 = std::complex<double>;
@@ -36,26 +39,8 @@ void domatcopy_(const char*, const char*, const blasint*, const blasint*, const 
 void xerbla_(const char*, const blasint*, size_t);
 void xerbla_array_(const char*, const blasint*, const blasint*);
 int lsame_(const char*, const char*);
-
-size_t cblas_idamax(blasint, const double*, blasint);
-void cblas_zdotc_sub(blasint, const void*, blasint, const void*, blasint, void*);
-void cblas_dgemm(int, int, int, blasint, blasint, blasint, double, const double*, blasint, const double*,
-                 blasint, double, double*, blasint);
-void cblas_zgemv(int, int, blasint, blasint, const void*, const void*, blasint, const void*, blasint,
-                 const void*, void*, blasint);
-void cblas_dgemmt(int, int, int, int, blasint, blasint, double, const double*, blasint, const double*,
-                  blasint, double, double*, blasint);
-void cblas_daxpby(blasint, double, const double*, blasint, double, double*, blasint);
-void cblas_domatcopy(int, int, blasint, blasint, double, const double*, blasint, double*, blasint);
-void cblas_xerbla(blasint, const char*, const char*, ...);
 }
 
-enum {
-  by_rows = 101,
-  by_columns = 102,
-  no_trans = 111,
-  trans = 112,
-  conj_trans = 113,
-  upper = 121,
-  lower = 122
-};
+constexpr auto by_rows = CblasRowMajor, by_columns = CblasColMajor;
+constexpr auto no_trans = CblasNoTrans, trans = CblasTrans, conj_trans = CblasConjTrans;
+constexpr auto lower = CblasLower;
