@@ -118,6 +118,69 @@ bench_case scaling(const environment&, shape s) {
   return c;
 }
 
+// Complex products by three real ones, against four.
+template <class T>
+bench_case three_products(const environment& env, const char* routine, zor::gemm_fn<T>* gemm3m,
+                          zor::gemm_fn<T>* gemm, zor_int n) {
+  bench_case c;
+  c.name = fmt::format("{} NN {} by three products", routine, n);
+  c.flops = 8.0 * double(n) * double(n) * double(n);
+  c.bytes = 3.0 * sizeof(T) * double(n) * double(n);
+  c.single_precision = is_single<T>;
+  c.setup = [&env, gemm3m, gemm, n] {
+    const problem<T> p("NN", {n, n, n});
+    return checked(p, {{"zor", our_runner(p, gemm3m, env.opts.threads)},
+                       {"zor, four products", our_runner(p, gemm, env.opts.threads)}});
+  };
+  return c;
+}
+
+// A real matrix times a complex one, against two real products of the others with the parts apart.
+template <class T, class R>
+bench_case mixed(const environment& env, const char* routine, zor::mixed_fn<T, R>* gemm,
+                 const char* real_routine, zor_int n) {
+  bench_case c;
+  c.name = fmt::format("{} NN {}", routine, n);
+  c.flops = 4.0 * double(n) * double(n) * double(n);
+  c.bytes = (sizeof(R) + 2.0 * sizeof(T)) * double(n) * double(n);
+  c.single_precision = is_single<T>;
+  c.setup = [&env, gemm, symbol = std::string(real_routine) + "_", n] {
+    const shape s{n, n, n};
+    const problem<T> p("NN", s);
+    const problem<R> parts[2] = {{"NN", s}, {"NN", s}};
+    for (zor_int i = 0; i < n * n; ++i)
+      for (int q = 0; q < 2; ++q) parts[q].b.data()[i] = p.b.real_data()[2 * i + q];
+    const operand<R> a = parts[0].a;
+    std::memcpy(parts[1].a.data(), a.data(), size_t(n * n) * sizeof(R));
+    std::vector<contender> all;
+    all.push_back({"zor", [=, threads = env.opts.threads](int64_t repeats) {
+                     const T alpha = one<T>(), beta = {};
+                     zor_core_set_num_threads(threads);
+                     for (int64_t i = 0; i < repeats; ++i)
+                       gemm(&p.transa, &p.transb, &n, &n, &n, &alpha, a.data(), &n, p.b.data(), &n, &beta,
+                            p.c.data(), &n);
+                   }});
+    for (const peer& other : env.peers) {
+      auto* theirs = find_function<peer_gemm<R>>(other, symbol);
+      if (theirs == nullptr || !other.tuned) continue;
+      all.push_back({other.name, [=, re = peer_runner(parts[0], theirs),
+                                  im = peer_runner(parts[1], theirs)](int64_t repeats) {
+                       re(repeats);
+                       im(repeats);
+                     }});
+    }
+    all[0].run(1);
+    return keep_agreeing(all, [=](const contender& other) {
+      other.run(1);
+      const operand<T> joined(n * n);
+      for (zor_int i = 0; i < n * n; ++i)
+        for (int q = 0; q < 2; ++q) joined.real_data()[2 * i + q] = parts[q].c.data()[i];
+      return close(p.c, joined, 8.0 * double(n + 8));
+    });
+  };
+  return c;
+}
+
 }  // namespace
 
 std::vector<bench_case> gemm_cases(const environment& env) {
@@ -134,6 +197,13 @@ std::vector<bench_case> gemm_cases(const environment& env) {
       cases.push_back(product(env, "cgemm", zor_blas_cgemm, letters, s));
       cases.push_back(product(env, "zgemm", zor_blas_zgemm, letters, s));
     }
+  for (const zor_int n : {100, 1000}) {
+    if (env.opts.quick && n > 100) continue;
+    cases.push_back(three_products(env, "cgemm3m", zor_blas_cgemm3m, zor_blas_cgemm, n));
+    cases.push_back(three_products(env, "zgemm3m", zor_blas_zgemm3m, zor_blas_zgemm, n));
+    cases.push_back(mixed<zor_c32, float>(env, "scgemm", zor_blas_scgemm, "sgemm", n));
+    cases.push_back(mixed<zor_c64, double>(env, "dzgemm", zor_blas_dzgemm, "dgemm", n));
+  }
   cases.push_back(scaling(env, env.opts.quick ? shape{200, 200, 200} : shape{2000, 2000, 2000}));
   return cases;
 }

@@ -50,7 +50,8 @@ class triangular_walk {
 
  private:
   using E = value<T>;
-  static constexpr int most_lanes = sizeof(T) == 16 ? 4 : 8;  // rows of op(A) whose sums are lanes
+  // Rows of op(A) whose sums are lanes; more of them keep more sums under way, where there are registers.
+  static constexpr int most_lanes = sizeof(T) == 16 ? 4 : is_complex<T> || width < 64 ? 8 : 16;
   static constexpr bool conj = Op == operation::conjugate, solving = Task == task::solve;
   static constexpr int column_count = is_complex<T> ? 4 : 8;  // columns of a group
 
@@ -160,9 +161,9 @@ class triangular_walk {
   template <int Count, bool Up>
   [[gnu::always_inline]] void near_triangle(zor_int i, E (&v)[Count]) const {
     E given[Count];
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int k = 0; k < Count; ++k) given[k] = v[k];
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int k = 0; k < Count; ++k) {
       const int j = Up ? k : Count - 1 - k;
       const T* const diagonal_at = a_.column(i + j) + i + j;
@@ -176,7 +177,7 @@ class triangular_walk {
         store_value(&xj, given[j]);
         if (!unit_) v[j] = times_element<conj>(xj, load_value(diagonal_at));
       }
-#pragma GCC unroll 8
+#pragma GCC unroll 16
       for (int r = 0; r < Count; ++r) {
         // Rows of a solve that are still to come, rows of a product that have begun.
         if (Up == solving ? r <= j : r >= j) continue;
@@ -188,13 +189,13 @@ class triangular_walk {
   template <int Count>
   void near_triangle(zor_int i, T* sums) const {
     E v[Count];
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int k = 0; k < Count; ++k) v[k] = load_value(sums + k);
     if (upwards())
       near_triangle<Count, true>(i, v);
     else
       near_triangle<Count, false>(i, v);
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int k = 0; k < Count; ++k) store_value(sums + k, v[k]);
   }
 
@@ -260,7 +261,7 @@ class triangular_walk {
     using V = vec<real_t<T>, square_bytes<T, Lanes>>;
     constexpr int U = units<T, sizeof(V)>, groups = Lanes / U;
     const T* column[Lanes];
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int l = 0; l < Lanes; ++l) column[l] = a_.column(i + l);
     V sum[groups];
     for (int g = 0; g < groups; ++g) sum[g] = load_units<V>(sums + g * U);

@@ -85,15 +85,17 @@ void for_diagonal_blocks(const triangle_of<T>& t, zor_int step, const Diagonal& 
 
 // A diagonal block is computed by strips of columns, without most of the triangle that nobody wants. Their
 // width is a multiple of all groups of rows and columns that the product takes, and none is so narrow that
-// the product would take another way for it: no element's sum changes.
-inline constexpr zor_int strip_columns = 32;
+// the product would take another way for it: no element's sum changes. Complex elements cost four times as
+// much, so that narrower strips with less of the other triangle pay.
+template <class T>
+inline constexpr zor_int strip_columns = is_complex<T> ? 16 : 32;
 
 // Calls body(column, columns, row, rows) for the strips of a block and the rows of the triangle in each.
-template <class Body>
+template <class T, class Body>
 void for_strips(bool lower, zor_int order, const Body& body) {
   for (zor_int j = 0, columns; j < order; j += columns) {
     const zor_int left = order - j;
-    columns = left < strip_columns + least_product ? left : strip_columns;
+    columns = left < strip_columns<T> + least_product ? left : strip_columns<T>;
     body(j, columns, lower ? j : 0, lower ? left : j + columns);
   }
 }

@@ -15,7 +15,7 @@ struct letters {
 template <class T>
 void multiply_tile(bool lower, bool trans, letters op, zor_int order, zor_int k, T alpha, const T* block,
                    zor_int lda, T* tile) {
-  for_strips(lower, order, [&](zor_int column, zor_int columns, zor_int row, zor_int rows) {
+  for_strips<T>(lower, order, [&](zor_int column, zor_int columns, zor_int row, zor_int rows) {
     multiply_add(op.first, op.second, rows, columns, k, alpha, rows_of(trans, block, lda, row), lda,
                  rows_of(trans, block, lda, column), lda, from_real<T>(0), tile + row + column * tile_order,
                  tile_order);

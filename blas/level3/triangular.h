@@ -108,6 +108,15 @@ template <class T, class L>
   }
 }
 
+// The same with *s. Vectors of 64 bytes repeat a real element from memory as an operand of the product, at no
+// cost, when each product reads it anew and x is in a register: the compiler is not to know that s is where
+// it was.
+template <class T, class L>
+[[gnu::always_inline]] inline L times_at(L x, const T* s) {
+  if constexpr (width == 64 && !is_complex<T>) asm("" : "+r"(s), "+v"(x));
+  return times(x, load_element(s));
+}
+
 // The sum of l[q] x(q), q from 0 to count - 1, of each lane; count is at least 1.
 template <class T, class Block>
 [[gnu::always_inline]] inline void sum_of_products(int count, const T* l, const Block& x,
@@ -116,19 +125,19 @@ template <class T, class Block>
   int q = 1;
   if (count < spread_from) {
 #pragma GCC unroll 4
-    for (int v = 0; v < vectors; ++v) sum[v] = times(x.at[0][v], l[0]);
+    for (int v = 0; v < vectors; ++v) sum[v] = times_at(x.at[0][v], l);
   } else {
     typename Block::value partial[4][vectors];
 #pragma GCC unroll 4
     for (int s = 0; s < 4; ++s) {
 #pragma GCC unroll 4
-      for (int v = 0; v < vectors; ++v) partial[s][v] = times(x.at[s][v], l[s]);
+      for (int v = 0; v < vectors; ++v) partial[s][v] = times_at(x.at[s][v], l + s);
     }
     for (q = 4; q + 4 <= count; q += 4) {
 #pragma GCC unroll 4
       for (int s = 0; s < 4; ++s) {
 #pragma GCC unroll 4
-        for (int v = 0; v < vectors; ++v) partial[s][v] = partial[s][v] + times(x.at[q + s][v], l[q + s]);
+        for (int v = 0; v < vectors; ++v) partial[s][v] = partial[s][v] + times_at(x.at[q + s][v], l + q + s);
       }
     }
 #pragma GCC unroll 4
@@ -137,7 +146,7 @@ template <class T, class Block>
   }
   for (; q < count; ++q) {
 #pragma GCC unroll 4
-    for (int v = 0; v < vectors; ++v) sum[v] = sum[v] + times(x.at[q][v], l[q]);
+    for (int v = 0; v < vectors; ++v) sum[v] = sum[v] + times_at(x.at[q][v], l + q);
   }
 }
 

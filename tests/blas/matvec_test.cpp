@@ -80,9 +80,10 @@ void check_gemv_family(const char* name, Kernel kernel) {
                        .at_end = m % 2 != 0},
                       keep);
     struct {
-      zor_int m, n;
-    } large[] = {{999, 5}, {1001, 130}, {2003, 3}, {4, 1001}, {129, 129}, {127, 2001}};
-    for (auto [m, n] : large) {
+      zor_int m, n, pad;
+    } large[] = {{999, 5, 1},   {1001, 130, 1}, {2003, 3, 1},  {4, 1001, 1},
+                 {129, 129, 1}, {127, 2001, 1}, {31, 40, 7000}};
+    for (auto [m, n, pad] : large) {
       for (zor_int incx : {1, 2, -1, -3})
         for (zor_int incy : {1, -1, 2})
           check_gemv<T>(name, kernel,
@@ -93,7 +94,7 @@ void check_gemv_family(const char* name, Kernel kernel) {
                          .beta = {1, 0},
                          .incx = incx,
                          .incy = incy,
-                         .pad = 1,
+                         .pad = pad,
                          .at_end = incx > 0},
                         keep);
     }

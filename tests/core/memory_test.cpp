@@ -3,6 +3,8 @@
 // calling thread and in its team. The data are small integers, so the result is exact in any order of sums.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <string_view>
 #include <vector>
 
 #include "tests/support/zalloc.h"
@@ -14,41 +16,101 @@
 namespace {
 
 constexpr zor_int n = 150;
+using complex_value = zor_c64;
 
+// Two matrices of real or one of complex integers.
 std::vector<double> integers(int seed) {
-  std::vector<double> v(size_t(n * n));
+  std::vector<double> v(size_t(2 * n * n));
   for (size_t i = 0; i < v.size(); ++i) v[i] = double(int(i * 7 + i / 13 + size_t(seed)) % 11 - 5);
   return v;
 }
-
-TEST(ShortMemory, ProductsCompleteAndNothingLeaks) {
-  const auto a = integers(1), b = integers(2), c = integers(3);
-  std::vector<double> expected = c;
+// A unit triangle so sparse that solutions stay small integers, in both halves of the matrix.
+std::vector<double> sparse_triangle() {
+  std::vector<double> v(size_t(2 * n * n));
   for (zor_int j = 0; j < n; ++j)
     for (zor_int i = 0; i < n; ++i)
-      for (zor_int p = 0; p < n; ++p)
-        expected[size_t(i + j * n)] += a[size_t(i + p * n)] * b[size_t(j + p * n)];
-  const double one = 1;
-  for (int32_t threads : {1, 3}) {
-    zor_core_set_num_threads(threads);
-    uint64_t requests = 1;
-    for (uint64_t failing = 0; failing <= requests; ++failing)
-      for (bool onwards : {false, true}) {
-        zor_serv_freebuffers();
-        const int64_t before = zalloc_live_blocks();
-        zalloc_reset();
-        zalloc_fail(failing, onwards);
-        std::vector<double> result = c;
-        zor_blas_dgemm("N", "T", &n, &n, &n, &one, a.data(), &n, b.data(), &n, &one, result.data(), &n);
-        requests = std::max(requests, failing == 0 ? zalloc_calls() : 0);
-        EXPECT_EQ(expected, result) << threads << " threads, request " << failing << " fails";
-        zalloc_fail(0, false);
-        zor_serv_freebuffers();
-        EXPECT_EQ(before, zalloc_live_blocks()) << threads << " threads, request " << failing << " fails";
-      }
-    EXPECT_LE(2u, requests) << "a record of the pool and a block";
+      v[size_t(i + j * n)] = i == j || std::abs(i - j) == 1 || std::abs(i - j) == 40;
+  return v;
+}
+
+// A routine with C := op(...) + C or B := op(...) B, and whether it leaves alone what it has no memory for.
+struct driver {
+  const char* name;
+  void (*call)(const double* a, const double* b, double* c);
+  bool leaves_alone = false;
+};
+const double one = 1;
+const complex_value one_z = {1, 0};
+const complex_value* complex_of(const double* x) { return reinterpret_cast<const complex_value*>(x); }
+complex_value* complex_of(double* x) { return reinterpret_cast<complex_value*>(x); }
+template <auto* Routine>
+void triangular(const double* a, const double*, double* c) {
+  for (const char* side : {"L", "R"})
+    Routine(side, "L", *side == 'L' ? "N" : "T", "U", &n, &n, &one, a, &n, c, &n);
+}
+const driver drivers[] = {
+    {"gemm",
+     [](auto a, auto b, auto c) { zor_blas_dgemm("N", "T", &n, &n, &n, &one, a, &n, b, &n, &one, c, &n); }},
+    {"gemmt",
+     [](auto a, auto b, auto c) { zor_blas_dgemmt("U", "N", "T", &n, &n, &one, a, &n, b, &n, &one, c, &n); }},
+    {"trsm", triangular<zor_blas_dtrsm>},
+    {"trmm", triangular<zor_blas_dtrmm>},
+    {"syrk", [](auto a, auto, auto c) { zor_blas_dsyrk("L", "N", &n, &n, &one, a, &n, &one, c, &n); }},
+    {"syr2k",
+     [](auto a, auto b, auto c) { zor_blas_dsyr2k("U", "T", &n, &n, &one, a, &n, b, &n, &one, c, &n); }},
+    {"symm",
+     [](auto a, auto b, auto c) { zor_blas_dsymm("L", "U", &n, &n, &one, a, &n, b, &n, &one, c, &n); }, true},
+    {"hemm",
+     [](auto a, auto b, auto c) {
+       zor_blas_zhemm("R", "L", &n, &n, &one_z, complex_of(a), &n, complex_of(b), &n, &one_z, complex_of(c),
+                      &n);
+     }},
+    {"gemm3m",
+     [](auto a, auto b, auto c) {
+       zor_blas_zgemm3m("N", "N", &n, &n, &n, &one_z, complex_of(a), &n, complex_of(b), &n, &one_z,
+                        complex_of(c), &n);
+     }},
+    {"dzgemm",
+     [](auto a, auto b, auto c) {
+       zor_blas_dzgemm("N", "N", &n, &n, &n, &one_z, a, &n, complex_of(b), &n, &one_z, complex_of(c), &n);
+     }},
+};
+
+TEST(ShortMemory, ProductsCompleteAndNothingLeaks) {
+  const auto b = integers(2), c = integers(3);
+  for (const driver& d : drivers) {
+    const bool solves = std::string_view(d.name).substr(0, 2) == "tr";
+    const auto a = solves ? sparse_triangle() : integers(1);
+    std::vector<double> expected = c;
+    d.call(a.data(), b.data(), expected.data());
+    EXPECT_NE(c, expected) << d.name;
+    for (int32_t threads : {1, 3}) {
+      zor_core_set_num_threads(threads);
+      uint64_t requests = 1;
+      for (uint64_t failing = 0; failing <= requests; ++failing)
+        for (bool onwards : {false, true}) {
+          SCOPED_TRACE(::testing::Message()
+                       << d.name << ", " << threads << " threads, request " << failing << " fails");
+          zor_serv_freebuffers();
+          const int64_t before = zalloc_live_blocks();
+          zalloc_reset();
+          zalloc_fail(failing, onwards);
+          std::vector<double> result = c;
+          d.call(a.data(), b.data(), result.data());
+          requests = std::max(requests, failing == 0 ? zalloc_calls() : 0);
+          for (size_t i = 0; i < c.size(); ++i)
+            if (result[i] != expected[i] && !(failing > 0 && d.leaves_alone && result[i] == c[i])) {
+              ADD_FAILURE() << "element " << i << " is " << result[i] << ", not " << expected[i];
+              break;
+            }
+          zalloc_fail(0, false);
+          zor_serv_freebuffers();
+          EXPECT_EQ(before, zalloc_live_blocks());
+        }
+      EXPECT_LE(2u, requests) << d.name << " takes a record of the pool and a block";
+    }
+    zor_core_set_num_threads(0);
   }
-  zor_core_set_num_threads(0);
 }
 
 // A full lower triangle of small integers under a unit diagonal, 1-based; large enough that its symmetric
