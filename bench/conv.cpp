@@ -166,7 +166,7 @@ class fftw_method {
 
 zor_int good_length(zor_int n) {
   zor_int best = 0;
-  for (const zor_int odd : {1, 3, 5, 9, 15}) {
+  for (const zor_int odd : {1, 3, 5, 9, 15, 25}) {
     zor_int length = 2 * odd;
     while (length < n) length *= 2;
     if (best == 0 || length < best) best = length;

@@ -30,8 +30,10 @@ template <int Bytes, class T, class Straight, class... Crossed>
 }
 
 // Columns of C that are written before its next rows: their lines of the crossed matrices are read once, a
-// line being asked for while the tiles of the line before it are moved.
-inline constexpr zor_int block_cols = 4096;
+// line being asked for while the tiles of the line before it are moved. Measured: with fewer columns the rows
+// of C and of the straight matrix come in pieces too short for the processor's prefetching, with more the
+// lines that were asked for leave its tables of pages.
+inline constexpr zor_int block_cols = 1024;
 inline constexpr zor_int line_bytes = 64;
 
 template <int Bytes, class T, class Straight, class... Crossed>

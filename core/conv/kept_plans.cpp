@@ -31,8 +31,8 @@ class library_lock {
 };
 
 bool same(const transform_key& a, const transform_key& b) {
-  return a.precision == b.precision && a.domain == b.domain && a.dims == b.dims &&
-         std::memcmp(a.lengths, b.lengths, size_t(a.dims) * sizeof *a.lengths) == 0;
+  return a.precision == b.precision && a.domain == b.domain && a.placement == b.placement &&
+         a.dims == b.dims && std::memcmp(a.lengths, b.lengths, size_t(a.dims) * sizeof *a.lengths) == 0;
 }
 
 double points_of(const transform_key& key) {
@@ -43,8 +43,7 @@ double points_of(const transform_key& key) {
 
 int32_t commit(const transform_key& key, zor_fft* fft) {
   int32_t status = zor_fft_create(fft, key.precision, key.domain, key.dims, key.lengths);
-  if (status == ZOR_FFT_OK && key.domain == ZOR_DFT_REAL)
-    status = zor_fft_set_int(*fft, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE);
+  if (status == ZOR_FFT_OK) status = zor_fft_set_int(*fft, ZOR_DFT_PLACEMENT, key.placement);
   if (status == ZOR_FFT_OK && key.domain == ZOR_DFT_REAL)
     status = zor_fft_set_int(*fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, ZOR_DFT_COMPLEX_COMPLEX);
   if (status == ZOR_FFT_OK) status = zor_fft_set_real(*fft, ZOR_DFT_BACKWARD_SCALE, 1 / points_of(key));

@@ -8,9 +8,9 @@
 namespace zor_core {
 
 // What a transform is made of. Real data are transformed out of place to complex spectra, complex data in
-// place; backward divides by the number of points. Lengths stand from the slowest dimension.
+// place or not; backward divides by the number of points. Lengths stand from the slowest dimension.
 struct transform_key {
-  int32_t precision, domain;
+  int32_t precision, domain, placement;
   int dims;
   zor_int lengths[conv_most_dims];
 };

@@ -13,23 +13,25 @@ namespace {
 
 // The unit is a product and addition of the direct method in double precision. A point of a tile costs, there
 // and back, point + level log2(points) of them; where the tile leaves the caches, the more.
-constexpr double point_cost = 20, level_cost = 4;
+constexpr double point_cost = 12, level_cost = 2.4;
 constexpr double cached_bytes = 1 << 19, far_bytes = 1 << 24;
 constexpr double beside_factor = 1.5, beyond_factor = 2;
 // Of lines that are not contiguous, for each dimension behind the first.
 constexpr double column_factor = 1.25;
 // What complex and single data cost, as multiples.
-constexpr double complex_transform = 1.9, complex_product = 3;
+constexpr double complex_transform = 1.9, complex_product = 4;
 // What a term costs where lines are decimated, as a multiple.
 constexpr double decimated_factor = 3;
-constexpr double single_transform = 0.65, single_product = 0.5;
-// A value costs this beside its products, a call this beside its values; a plan so many times a tile.
-constexpr double output_cost = 8, direct_call_cost = 5e3, transform_call_cost = 2e4, plan_share = 1.5;
+constexpr double single_transform = 0.5, single_product = 0.5;
+// A value costs this beside its products; a tile, and a contiguous line of one of several dimensions, this
+// beside their points; a call this beside its values or tiles; a plan so many times a tile.
+constexpr double output_cost = 8, tile_call_cost = 3600, line_cost = 20000, direct_call_cost = 5e3,
+                 transform_call_cost = 2e4, plan_share = 1.5;
 
 // Lengths that transforms are fast for.
 zor_int good_length(zor_int least) {
   zor_int best = 0;
-  for (const zor_int odd : {1, 3, 5, 9, 15}) {
+  for (const zor_int odd : {1, 3, 5, 9, 15, 25}) {
     zor_int length = odd == 1 ? 2 : odd * 2;
     while (length < least) length *= 2;
     if (best == 0 || length < best) best = length;
@@ -45,12 +47,15 @@ struct extent {
   zor_int whole() const { return std::max({last + 1, signal + taps - 1 - first, signal, taps}); }
 };
 
-double tile_cost(double points, int dims, bool complex, bool single) {
+double tile_cost(double points, double lines, int dims, bool complex, bool single) {
   const double bytes = points * (complex ? 16 : 8) * (single ? 0.5 : 1);
   double cost = points * (point_cost + level_cost * std::log2(points)) * std::pow(column_factor, dims - 1);
   if (complex) cost *= complex_transform;
   if (single) cost *= single_transform;
-  return cost * (bytes > far_bytes ? beyond_factor : bytes > cached_bytes ? beside_factor : 1);
+  return cost * (bytes > far_bytes      ? beyond_factor
+                 : bytes > cached_bytes ? beside_factor
+                                        : 1) +
+         tile_call_cost + (dims > 1 ? lines * line_cost : 0);
 }
 
 }  // namespace
@@ -75,7 +80,8 @@ conv_plan plan_transform(bool complex, bool single, bool correlation, int dims, 
       points *= double(p.padded[i]);
       tiles *= std::ceil(double(of[i].count) / double(p.tile[i]));
     }
-    return (tiles + plan_share) * tile_cost(points, dims, complex, single) + transform_call_cost;
+    return (tiles + plan_share) * tile_cost(points, points / double(p.padded[0]), dims, complex, single) +
+           transform_call_cost;
   };
   plan.cost = cost_of(plan);
   for (bool changed = true; changed;) {

@@ -47,9 +47,34 @@ void for_lines(int dims, const zor_int* shape, A* a, const zor_int* a_step, B* b
   }
 }
 
+// a := a b, element by element: (ar br - ai bi, ar bi + ai br). Sixteen bytes at a time, with the sign of ai
+// bi changed where it is subtracted.
 template <class R>
 void multiply(zor_int count, std::type_identity_t<R>* a, const R* b) {
-  for (zor_int i = 0; i < 2 * count; i += 2) {
+  constexpr bool single = sizeof(R) == 4;
+  using word = std::conditional_t<single, int32_t, int64_t>;
+  typedef R lanes __attribute__((vector_size(16)));
+  typedef word words __attribute__((vector_size(16)));
+  constexpr zor_int step = 16 / sizeof(R);
+  zor_int i = 0;
+  for (; i + step <= 2 * count; i += step) {
+    lanes x, y, re, im, other;
+    words minus;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    if constexpr (single) {
+      re = __builtin_shufflevector(x, x, 0, 0, 2, 2), im = __builtin_shufflevector(x, x, 1, 1, 3, 3);
+      other = __builtin_shufflevector(y, y, 1, 0, 3, 2);
+      minus = words{INT32_MIN, 0, INT32_MIN, 0};
+    } else {
+      re = __builtin_shufflevector(x, x, 0, 0), im = __builtin_shufflevector(x, x, 1, 1);
+      other = __builtin_shufflevector(y, y, 1, 0);
+      minus = words{INT64_MIN, 0};
+    }
+    x = re * y + lanes(words(im * other) ^ minus);
+    std::memcpy(a + i, &x, sizeof x);
+  }
+  if (i < 2 * count) {
     const R re = a[i] * b[i] - a[i + 1] * b[i + 1], im = a[i] * b[i + 1] + a[i + 1] * b[i];
     a[i] = re;
     a[i + 1] = im;
@@ -85,6 +110,7 @@ class filter {
     }
     signal_ = taps_are_y ? x_first : p.y;
     taps_ = taps_are_y ? p.y : x_first;
+    in_place_ = complex && (p.dims > 1 || all_tiles_ == 1);
     spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
   }
   ~filter() {
@@ -95,27 +121,30 @@ class filter {
     if (points_ > most_points) return ZOR_CONV_NO_MEMORY;
     if (const int32_t status = commit()) return status;
     const int32_t threads = int32_t(std::min<zor_int>(usable_threads(), all_tiles_));
-    // Reals of a box and of a spectrum, on whole cache lines; complex boxes are their own spectra.
-    const zor_int spectrum = (2 * spectrum_count_ + 15) / 16 * 16,
-                  box = complex ? 0 : (points_ + 15) / 16 * 16;
+    // Reals of a box and of a spectrum, on whole cache lines; boxes in place are their own spectra.
+    const auto whole_lines = [](zor_int count) { return (count + 15) / 16 * 16; };
+    const zor_int spectrum = whole_lines(2 * spectrum_count_),
+                  box = in_place_ ? 0 : whole_lines(points_ * zor::parts<T>);
     const zor::scratch<R> memory(saturating_product(spectrum + box, threads) + spectrum + 16);
     if (memory.data == nullptr) return ZOR_CONV_NO_MEMORY;
     R* const of_taps = zor::align_up<R>(memory.data, 64);
     const auto space_of = [&](zor_int thread) {
       R* const own = of_taps + spectrum + thread * (spectrum + box);
-      return space{own, complex ? own : own + spectrum};
+      return space{own, in_place_ ? own : own + spectrum};
     };
     zor_int shape[conv_most_dims], step[conv_most_dims];
     for (int i = 0; i < p_.dims; ++i) shape[i] = of_[i].taps, step[i] = of_[i].taps_step;
-    const space first = space_of(0);
-    load(taps_, shape, step, complex ? of_taps : first.box);
-    if (const int32_t status = forward(complex ? of_taps : first.box, of_taps)) return status;
+    R* const taps_box = in_place_ ? of_taps : space_of(0).box;
+    load(taps_, shape, step, taps_box);
+    if (const int32_t status = forward(taps_box, of_taps)) return status;
     std::atomic<int32_t> status{ZOR_CONV_OK};
     for_each_piece(threads, threads, [&](zor_int thread) {
       const space own = space_of(thread);
-      const zor_int end = cut(all_tiles_, 1, threads, thread + 1);
-      for (zor_int tile = cut(all_tiles_, 1, threads, thread); tile < end; ++tile)
-        if (const int32_t bad = run_tile(tile, of_taps, own)) status.store(bad, std::memory_order_relaxed);
+      const zor_int begin = cut(all_tiles_, 1, threads, thread),
+                    end = cut(all_tiles_, 1, threads, thread + 1);
+      for (zor_int tile = end; tile-- > begin;)
+        if (const int32_t bad = run_tile(tile, tile > begin, of_taps, own))
+          status.store(bad, std::memory_order_relaxed);
     });
     return status;
   }
@@ -129,17 +158,18 @@ class filter {
   int32_t commit() {
     transform_key key = {sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
                          complex ? ZOR_DFT_COMPLEX : ZOR_DFT_REAL,
+                         in_place_ ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE,
                          p_.dims,
                          {}};
     for (int i = 0; i < p_.dims; ++i) key.lengths[p_.dims - 1 - i] = plan_.padded[i];
     return status_of(take_transform(key, &fft_));
   }
   int32_t forward(const R* box, R* spectrum) {
-    return status_of(complex ? zor_fft_forward(fft_, spectrum)
-                             : zor_fft_forward(fft_, const_cast<R*>(box), spectrum));
+    return status_of(in_place_ ? zor_fft_forward(fft_, spectrum)
+                               : zor_fft_forward(fft_, const_cast<R*>(box), spectrum));
   }
   int32_t backward(R* spectrum, R* box) {
-    return status_of(complex ? zor_fft_backward(fft_, spectrum) : zor_fft_backward(fft_, spectrum, box));
+    return status_of(in_place_ ? zor_fft_backward(fft_, spectrum) : zor_fft_backward(fft_, spectrum, box));
   }
 
   // A box of elements to the corner of a padded one.
@@ -159,7 +189,8 @@ class filter {
     });
   }
 
-  int32_t run_tile(zor_int tile, const R* of_taps, const space& own) {
+  // `behind` tells that the values before the tile's own are still to come.
+  int32_t run_tile(zor_int tile, bool behind, const R* of_taps, const space& own) {
     zor_int counts[conv_most_dims], shape[conv_most_dims], from_step[conv_most_dims],
         signal_step[conv_most_dims], z_step[conv_most_dims];
     const T* signal = signal_;
@@ -180,12 +211,16 @@ class filter {
       from_step[i] = d.step * box_step_[i];
       z_step[i] = d.z_step;
     }
-    // A line of reals that fills the box is transformed where it stands.
-    const bool in_place = !complex && p_.dims == 1 && signal_step[0] == 1 && shape[0] == points_;
-    if (!in_place) load(signal, shape, signal_step, own.box);
-    const R* const box = in_place ? reinterpret_cast<const R*>(signal) : own.box;
+    // A line that fills the box is transformed where it stands, and ends up in its place: what the tile has
+    // too much in front is overwritten by the tile before it.
+    const bool from_place = !in_place_ && p_.dims == 1 && signal_step[0] == 1 && shape[0] == points_;
+    const bool to_place = behind && p_.dims == 1 && from_step[0] == 1 && z_step[0] == 1 &&
+                          at + counts[0] == points_ && at <= plan_.tile[0];
+    if (!from_place) load(signal, shape, signal_step, own.box);
+    const R* const box = from_place ? reinterpret_cast<const R*>(signal) : own.box;
     if (const int32_t status = forward(box, own.spectrum)) return status;
     multiply<R>(spectrum_count_, own.spectrum, of_taps);
+    if (to_place) return backward(own.spectrum, reinterpret_cast<R*>(z - at));
     if (const int32_t status = backward(own.spectrum, own.box)) return status;
     for_lines(p_.dims, counts, reinterpret_cast<const T*>(own.box) + at, from_step, z, z_step,
               [&](const T* a, T* b) {
@@ -203,6 +238,7 @@ class filter {
   zor_int box_step_[conv_most_dims], tiles_[conv_most_dims];
   zor_int points_ = 1, all_tiles_ = 1, spectrum_count_;
   const T *signal_, *taps_;
+  bool in_place_;  // lines of several tiles go out of place, from the operand and to the result
   zor_fft fft_ = nullptr;
 };
 

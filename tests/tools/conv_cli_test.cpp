@@ -204,6 +204,33 @@ TEST(ConvCli, TemplatesAreFound) {
   EXPECT_EQ(digest_line(o.out), digest_line(run(folder, "correlate pattern.pgm image.pgm --threads 7").out));
 }
 
+// The example recordings are those of the script, their convolution is right, and the documentation shows it.
+TEST(ConvCli, ExampleRecordings) {
+  const scratch_folder folder;
+  const std::string script = fmt::format("python3 '{}/make_recording.py' ", ZOR_EXAMPLES);
+  ASSERT_EQ(0, std::system((script + folder.path("")).c_str()));
+  for (const char* name : {"string.wav", "hall.wav"}) {
+    std::ifstream kept(std::string(ZOR_EXAMPLES) + "/" + name, std::ios::binary);
+    EXPECT_TRUE(folder.read(name) == std::string(std::istreambuf_iterator<char>(kept), {})) << name;
+  }
+  const outcome o = run(folder, "convolve string.wav hall.wav -o strings_in_hall.wav");
+  ASSERT_EQ(o.status, 0) << o.err;
+  const format f = {false, 16, 1};
+  const samples x = samples_of(folder.read("string.wav"), f), h = samples_of(folder.read("hall.wav"), f),
+                z = samples_of(folder.read("strings_in_hall.wav"), f);
+  ASSERT_EQ(z.size(), x.size() + h.size() - 1);
+  for (size_t k = 0; k < z.size(); k += 97) {
+    double sum = 0;
+    for (size_t j = k < x.size() ? 0 : k - x.size() + 1; j < h.size() && j <= k; ++j) sum += x[k - j] * h[j];
+    ASSERT_NEAR(z[k], sum, 0x1p-16 + 1e-9) << k;
+  }
+  const std::string files = fmt::format(
+      "--picture '{0}/p.svg' '{0}/string.wav' '{0}/hall.wav' '{0}/strings_in_hall.wav'", folder.path(""));
+  ASSERT_EQ(0, std::system((script + files).c_str()));
+  std::ifstream shown(std::string(ZOR_EXAMPLES) + "/../docs/convolution.svg", std::ios::binary);
+  EXPECT_TRUE(folder.read("p.svg") == std::string(std::istreambuf_iterator<char>(shown), {}));
+}
+
 // Chunks of odd length before and behind the samples, a format that says more than it must, sizes that a
 // writer into a pipe cannot know; the program's own standard streams, and pipes for both files.
 TEST(ConvCli, OddRecordingsAndPipes) {
