@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/dft/names.h"
+#include "tests/dft/settings.h"
 #include "tests/support/operand.h"
 #include "zor/serv.h"
 
@@ -68,14 +68,6 @@ TEST(Create, FillsEveryRecord) {
   EXPECT_EQ(r, nullptr);
 }
 
-TEST(Create, RefusesRealRankFour) {
-  ZorDftDescriptor* d = nullptr;
-  const zor_int lengths[] = {2, 2, 2, 2};
-  EXPECT_EQ(not_implemented, zor_dft_create_descriptor_md(&d, ZOR_DFT_DOUBLE, ZOR_DFT_REAL, 4, lengths));
-  EXPECT_EQ(d, nullptr);
-  EXPECT_NE(nullptr, make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {2, 2, 2, 2}));
-}
-
 TEST(Create, FrontEndChecksItsArguments) {
   const struct {
     double precision;
@@ -123,7 +115,7 @@ struct setting {
   int value, status;
   int32_t ZorDftDescriptor::*field;
 };
-const setting settings[] = {
+const setting setting_cases[] = {
     {ZOR_DFT_COMPLEX_STORAGE, interleaved, done, &ZorDftDescriptor::complex_storage},
     {ZOR_DFT_COMPLEX_STORAGE, split, done, &ZorDftDescriptor::complex_storage},
     {ZOR_DFT_COMPLEX_STORAGE, packed, not_implemented, nullptr},
@@ -162,7 +154,7 @@ const setting settings[] = {
     {-1, 1, bad_value, nullptr}};
 
 TEST(SetValue, TakesAndRefusesByTheTable) {
-  for (const setting& s : settings) {
+  for (const setting& s : setting_cases) {
     SCOPED_TRACE(std::to_string(s.parameter) + " := " + std::to_string(s.value));
     const handle h = make(ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, {8, 4});
     ASSERT_EQ(0, commit(h));
@@ -306,92 +298,70 @@ TEST(Commit, RefusesWhatIsNotImplemented) {
 }
 
 TEST(Commit, RefusesLengthsAboveTheLimits) {
-  const struct {
-    int32_t precision, domain, storage;
-    zor_int length;
-  } cases[] = {{ZOR_DFT_DOUBLE, ZOR_DFT_REAL, packed, 33554433},
-               {ZOR_DFT_DOUBLE, ZOR_DFT_REAL, packed, 134217728},
-               {ZOR_DFT_SINGLE, ZOR_DFT_REAL, packed, 67108865},
-               {ZOR_DFT_SINGLE, ZOR_DFT_REAL, packed, 268435456},
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, split, 33554433},
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, split, 134217728},
-               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, split, 67108865},
-               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, split, 268435456},
-               // A prime cannot be split into two dimensions.
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, interleaved, 33554467},
-               // Too long for any memory: refused at once.
-               {ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, interleaved, zor_int(1) << 57},
-               {ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, interleaved, 3 * (zor_int(1) << 39)}};
-  for (const auto& c : cases) {
-    const handle h = make(c.precision, c.domain, {c.length});
-    if (c.domain == ZOR_DFT_COMPLEX) {
-      EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_COMPLEX_STORAGE, c.storage));
-    }
-    EXPECT_EQ(too_long, commit(h)) << c.length;
-  }
+  const settings cases[] = {{.of = packed_spectra, .lengths = {33554433}},
+                            {.of = packed_spectra, .lengths = {134217728}},
+                            {single, packed_spectra, in_place, {67108865}},
+                            {single, packed_spectra, in_place, {268435456}},
+                            {.of = split_lines, .lengths = {33554433}},
+                            {.of = split_lines, .lengths = {134217728}},
+                            {single, split_lines, in_place, {67108865}},
+                            {single, split_lines, in_place, {268435456}},
+                            // A prime cannot be split into two dimensions.
+                            {.lengths = {33554467}}};
+  for (const settings& c : cases) EXPECT_EQ(too_long, commit(handle{make(c)})) << c;
+  // Too long for any memory: refused at once.
+  EXPECT_EQ(too_long, commit(make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {zor_int(1) << 57})));
+  EXPECT_EQ(too_long, commit(make(ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, {3 * (zor_int(1) << 39)})));
 }
 
 // What commit decides: a fixed kernel or a plan for each dimension, and who is called for the transform.
 enum plan_choice : int32_t { fixed = 0, planned = 1 };
 enum called { the_driver, the_kernel, the_plane_routine, the_kernel_by_slot };
 struct decision {
-  int32_t precision = double_precision, domain = complex_data, placement = in_place, ordering = ordered;
-  zor_int callers = 1;
-  std::vector<zor_int> lengths;
+  settings of;  // lengths and plans from dimension 0 on
   std::vector<int32_t> plans;
   called runs = the_driver;
 };
 const decision decisions[] = {
-    {.lengths = {1024}, .plans = {fixed}, .runs = the_kernel},
-    {.lengths = {2048}, .plans = {planned}, .runs = the_kernel},
-    {.callers = 2, .lengths = {128}, .plans = {fixed}, .runs = the_kernel_by_slot},
-    {.callers = 2, .lengths = {256}, .plans = {planned}, .runs = the_kernel_by_slot},
-    {.placement = out_of_place,
-     .callers = 2,
-     .lengths = {256},
-     .plans = {planned},
-     .runs = the_kernel_by_slot},
-    {.placement = out_of_place, .lengths = {60}, .plans = {planned}, .runs = the_kernel},
-    {.placement = out_of_place, .lengths = {1}, .plans = {planned}, .runs = the_kernel},
-    {.lengths = {512, 256}, .plans = {fixed, fixed}},
-    {.lengths = {1024, 512}, .plans = {planned, planned}},
-    {.placement = out_of_place, .lengths = {512, 256}, .plans = {planned, fixed}},
-    {.callers = 2, .lengths = {64, 128}, .plans = {fixed, planned}},
-    {.placement = out_of_place, .callers = 2, .lengths = {128, 256}, .plans = {fixed, planned}},
-    {.lengths = {512, 256, 512}, .plans = {fixed, fixed, fixed}},
-    {.callers = 2, .lengths = {64, 64, 64}, .plans = {planned, fixed, planned}},
-    {.placement = out_of_place, .lengths = {64, 64, 32}, .plans = {planned, fixed, fixed}},
-    {.lengths = {32, 32}, .plans = {fixed, fixed}, .runs = the_plane_routine},
-    {.lengths = {64, 32}, .plans = {fixed, fixed}},
-    {.precision = single, .lengths = {4}, .plans = {fixed}, .runs = the_kernel},
-    {.precision = single, .lengths = {8}, .plans = {planned}, .runs = the_kernel},
-    {.domain = real_data, .lengths = {64}, .plans = {fixed}, .runs = the_kernel},
-    {.domain = real_data, .lengths = {128}, .plans = {planned}, .runs = the_kernel},
-    {.domain = real_data, .lengths = {8192}, .plans = {planned}},
-    {.precision = single, .domain = real_data, .lengths = {8192}, .plans = {planned}, .runs = the_kernel},
-    {.precision = single, .domain = real_data, .lengths = {64}, .plans = {fixed}, .runs = the_kernel},
-    {.precision = single,
-     .domain = real_data,
-     .lengths = {64, 4},
-     .plans = {planned, planned},
-     .runs = the_plane_routine},
-    {.domain = real_data,
-     .placement = out_of_place,
-     .lengths = {64, 4},
-     .plans = {fixed, planned},
-     .runs = the_plane_routine},
-    {.ordering = scrambled, .lengths = {1024}, .plans = {fixed}, .runs = the_kernel},
-    {.ordering = scrambled, .lengths = {60, 8}, .plans = {planned, fixed}, .runs = the_plane_routine},
+    {{.lengths = {1024}}, {fixed}, the_kernel},
+    {{.lengths = {2048}}, {planned}, the_kernel},
+    {{.lengths = {128}, .callers = 2}, {fixed}, the_kernel_by_slot},
+    {{.lengths = {256}, .callers = 2}, {planned}, the_kernel_by_slot},
+    {{.placement = out_of_place, .lengths = {256}, .callers = 2}, {planned}, the_kernel_by_slot},
+    {{.placement = out_of_place, .lengths = {60}}, {planned}, the_kernel},
+    {{.placement = out_of_place, .lengths = {1}}, {planned}, the_kernel},
+    {{.lengths = {512, 256}}, {fixed, fixed}},
+    {{.lengths = {1024, 512}}, {planned, planned}},
+    {{.placement = out_of_place, .lengths = {512, 256}}, {planned, fixed}},
+    {{.lengths = {64, 128}, .callers = 2}, {fixed, planned}},
+    {{.placement = out_of_place, .lengths = {128, 256}, .callers = 2}, {fixed, planned}},
+    {{.lengths = {512, 256, 512}}, {fixed, fixed, fixed}},
+    {{.lengths = {64, 64, 64}, .callers = 2}, {planned, fixed, planned}},
+    {{.placement = out_of_place, .lengths = {64, 64, 32}}, {planned, fixed, fixed}},
+    {{.lengths = {32, 32}}, {fixed, fixed}, the_plane_routine},
+    {{.lengths = {64, 32}}, {fixed, fixed}},
+    {{single, lines, in_place, {4}}, {fixed}, the_kernel},
+    {{single, lines, in_place, {8}}, {planned}, the_kernel},
+    {{.of = packed_spectra, .lengths = {64}}, {fixed}, the_kernel},
+    {{.of = packed_spectra, .lengths = {128}}, {planned}, the_kernel},
+    {{.of = packed_spectra, .lengths = {8192}}, {planned}},
+    {{single, packed_spectra, in_place, {8192}}, {planned}, the_kernel},
+    {{single, packed_spectra, in_place, {64}}, {fixed}, the_kernel},
+    {{single, packed_spectra, in_place, {64, 4}}, {planned, planned}, the_plane_routine},
+    {{double_precision, packed_spectra, out_of_place, {64, 4}}, {fixed, planned}, the_plane_routine},
+    {{.lengths = {1024}, .ordering = scrambled}, {fixed}, the_kernel},
+    {{.lengths = {60, 8}, .ordering = scrambled}, {planned, fixed}, the_plane_routine},
 };
 
 TEST(Commit, ChoosesKernelsAndFlags) {
   for (const decision& c : decisions) {
-    const handle h = make(c.precision, c.domain, c.lengths);
-    SCOPED_TRACE(testing::PrintToString(c.lengths) + " placement " + std::to_string(c.placement) +
-                 " precision " + std::to_string(c.precision) + " domain " + std::to_string(c.domain));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_PLACEMENT, c.placement));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_USER_THREADS, c.callers));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_ORDERING, c.ordering));
+    settings last_first = c.of;
+    std::reverse(last_first.lengths.begin(), last_first.lengths.end());
+    const handle h{make(last_first)};
+    SCOPED_TRACE(testing::Message() << c.of);
+    if (c.of.of == packed_spectra) {
+      EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_PADDED));
+    }
     h->transpose = ZOR_DFT_NONE + 1;
     ASSERT_EQ(0, commit(h));
     size_t i = 0;
@@ -400,15 +370,15 @@ TEST(Commit, ChoosesKernelsAndFlags) {
       EXPECT_EQ(r->commit_status, ZOR_DFT_COMMITTED);
       EXPECT_EQ(r->transpose, ZOR_DFT_NONE + 1);
     }
-    EXPECT_EQ(i, c.lengths.size());
+    EXPECT_EQ(i, c.of.lengths.size());
     EXPECT_EQ(h->whole_unit, c.runs == the_kernel || c.runs == the_kernel_by_slot);
     EXPECT_EQ(h->kernel_direct, c.runs == the_kernel);
     EXPECT_EQ(h->two_d_direct, c.runs == the_plane_routine);
     EXPECT_EQ(h->max_work_size % 256, 0);
     EXPECT_EQ(h->work_buffer != nullptr, h->max_work_size > 0);
     EXPECT_EQ(uintptr_t(h->work_buffer) % 256, 0u);
-    EXPECT_EQ(h->thread_slots != nullptr, c.callers > 1);
-    EXPECT_EQ(h->nio_args, c.placement == in_place ? 1 : 2);
+    EXPECT_EQ(h->thread_slots != nullptr, c.of.callers > 1);
+    EXPECT_EQ(h->nio_args, c.of.placement == in_place ? 1 : 2);
   }
 }
 
@@ -441,72 +411,58 @@ TEST(Commit, LowersTheThreadLimitByTheSizeOfTheProblem) {
 
 // Breakdowns: which descriptors they take, and that what they run is the transform.
 struct taker {
-  int32_t precision;
-  zor_int length;
+  std::vector<zor_int> lengths;
   double forward_scale, backward_scale;
-  int32_t answer;
+  int32_t answer, answer_single;
 };
 const float third = float(1.0 / 3.0);
-const taker takers[] = {
-    {double_precision, 1, 1, 1, done},
-    {double_precision, 2, 1, 1, done},
-    {double_precision, 8, 1, 1, done},
-    {double_precision, 64, 1, 1, done},
-    {double_precision, 128, 1, 1, done},
-    {double_precision, 3, 1, 1, done},
-    {double_precision, 100, 1, 1, done},
-    {double_precision, 1000, 1, 1, no_breakdown},
-    {double_precision, 256, 1, 1, no_breakdown},
-    {double_precision, 5000, 1, 1, no_breakdown},
-    {double_precision, 8, 2, 1, no_breakdown},
-    {double_precision, 8, 0.125, 1, done},
-    {double_precision, 8, 1, 0.125, done},
-    {double_precision, 4, 0.5, 0.5, done},
-    {double_precision, 4, 0.25, 0.25, no_breakdown},
-    {single, 3, 1.0 / 3, 1, done},
-    {single, 3, third, 1, done},
-    {double_precision, 3, third, 1, no_breakdown},
-    {double_precision, 3, 1.0 / 3, 1, done},
-    {single, 16, 1, 1, done},
-};
+const taker takers[] = {{{1, 2, 3, 8, 16, 64, 100, 128}, 1, 1, done, done},
+                        {{256}, 1, 1, no_breakdown, done},
+                        {{1000, 5000}, 1, 1, no_breakdown, no_breakdown},
+                        {{8}, 2, 1, no_breakdown, no_breakdown},
+                        {{8}, 0.125, 1, done, done},
+                        {{8}, 1, 0.125, done, done},
+                        {{4}, 0.5, 0.5, done, done},
+                        {{4}, 0.25, 0.25, no_breakdown, no_breakdown},
+                        {{3}, 1.0 / 3, 1, done, done},
+                        {{3}, third, 1, no_breakdown, done}};
+
+template <class R>
+void check_taker(const taker& t, zor_int length) {
+  constexpr bool wide = sizeof(R) == 8;
+  const int32_t answer = wide ? t.answer : t.answer_single;
+  SCOPED_TRACE("length " + std::to_string(length) + (wide ? " double" : " single"));
+  const handle h = make(wide ? double_precision : single, ZOR_DFT_COMPLEX, {length});
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, t.forward_scale));
+  EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_BACKWARD_SCALE, t.backward_scale));
+  const auto other = wide ? zor_dft_apply_bkdowns_s_c2c_1d : zor_dft_apply_bkdowns_d_c2c_1d;
+  for (auto empty :
+       {other, zor_dft_apply_bkdowns_d_c2c_md, zor_dft_apply_bkdowns_d_r2c_1d, zor_dft_apply_bkdowns_d_r2c_md,
+        zor_dft_apply_bkdowns_s_c2c_md, zor_dft_apply_bkdowns_s_r2c_1d, zor_dft_apply_bkdowns_s_r2c_md})
+    EXPECT_EQ(no_breakdown, empty(h.get()));
+  ASSERT_EQ(answer, (wide ? zor_dft_apply_bkdowns_d_c2c_1d : zor_dft_apply_bkdowns_s_c2c_1d)(h.get()));
+  EXPECT_EQ(h->commit_status, answer == done ? ZOR_DFT_COMMITTED : ZOR_DFT_UNCOMMITTED);
+  if (answer != done) return;
+  // The round trip of two impulses, and the value of frequency 1.
+  const size_t n = size_t(length), k = n > 1 ? 2 : 0;
+  std::vector<R> x(2 * n);
+  x[0] = 1;
+  x[2 * (n - 1)] += 2;
+  EXPECT_EQ(0, h->compute_forward(h.get(), x.data(), nullptr, nullptr, nullptr));
+  const double angle = n > 1 ? 2 * M_PI / double(n) : 0;
+  EXPECT_NEAR(x[k], t.forward_scale * (1 + 2 * std::cos(angle)), 1e-6);
+  EXPECT_NEAR(x[k + 1], t.forward_scale * 2 * std::sin(angle), 1e-6);
+  EXPECT_EQ(0, h->compute_backward(h.get(), x.data(), nullptr, nullptr, nullptr));
+  const double gain = double(n) * t.forward_scale * t.backward_scale;
+  EXPECT_NEAR(x[0], (n > 1 ? 1 : 3) * gain, 1e-5 * gain);
+}
 
 TEST(Breakdown, TakesSimpleTransformsOnly) {
-  for (const taker& t : takers) {
-    SCOPED_TRACE("length " + std::to_string(t.length) + " precision " + std::to_string(t.precision));
-    const handle h = make(t.precision, ZOR_DFT_COMPLEX, {t.length});
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, t.forward_scale));
-    EXPECT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_BACKWARD_SCALE, t.backward_scale));
-    const auto apply =
-        t.precision == double_precision ? zor_dft_apply_bkdowns_d_c2c_1d : zor_dft_apply_bkdowns_s_c2c_1d;
-    const auto other =
-        t.precision == double_precision ? zor_dft_apply_bkdowns_s_c2c_1d : zor_dft_apply_bkdowns_d_c2c_1d;
-    EXPECT_EQ(no_breakdown, other(h.get())) << "the list of the other precision";
-    for (auto empty :
-         {zor_dft_apply_bkdowns_d_c2c_md, zor_dft_apply_bkdowns_d_r2c_1d, zor_dft_apply_bkdowns_d_r2c_md,
-          zor_dft_apply_bkdowns_s_c2c_md, zor_dft_apply_bkdowns_s_r2c_1d, zor_dft_apply_bkdowns_s_r2c_md})
-      EXPECT_EQ(no_breakdown, empty(h.get()));
-    ASSERT_EQ(t.answer, apply(h.get()));
-    EXPECT_EQ(h->commit_status, t.answer == done ? ZOR_DFT_COMMITTED : ZOR_DFT_UNCOMMITTED);
-    if (t.answer != done) continue;
-    // The round trip of two impulses, and the value of frequency 1.
-    const size_t n = size_t(t.length);
-    std::vector<double> d(2 * n);
-    std::vector<float> f(2 * n);
-    d[0] = f[0] = 1;
-    d[2 * (n - 1)] += 2;
-    f[2 * (n - 1)] += 2;
-    void* x = t.precision == double_precision ? static_cast<void*>(d.data()) : f.data();
-    EXPECT_EQ(0, h->compute_forward(h.get(), x, nullptr, nullptr, nullptr));
-    const size_t k = n > 1 ? 2 : 0;
-    const double angle = n > 1 ? 2 * 3.14159265358979323846 / double(n) : 0;
-    const double re = t.precision == double_precision ? d[k] : f[k],
-                 im = t.precision == double_precision ? d[k + 1] : f[k + 1];
-    EXPECT_NEAR(re, t.forward_scale * (1 + 2 * std::cos(angle)), 1e-6);
-    EXPECT_NEAR(im, t.forward_scale * 2 * std::sin(angle), 1e-6);
-    EXPECT_EQ(0, h->compute_backward(h.get(), x, nullptr, nullptr, nullptr));
-    const double gain = double(n) * t.forward_scale * t.backward_scale;
-    EXPECT_NEAR(t.precision == double_precision ? d[0] : f[0], (n > 1 ? 1 : 3) * gain, 1e-5 * gain);
-  }
+  for (const taker& t : takers)
+    for (const zor_int length : t.lengths) {
+      check_taker<double>(t, length);
+      check_taker<float>(t, length);
+    }
 }
 
 TEST(Breakdown, NeedsContiguousUnshiftedData) {
@@ -586,27 +542,6 @@ TEST(UserThreads, TheFifthCallerOfFourIsRefused) {
   h->kernel_z_fwd = kernel;
   EXPECT_EQ(0, h->compute_forward(h.get(), x.data(), nullptr, nullptr, nullptr))
       << "the slots are free again";
-}
-
-TEST(UserThreads, FourCallersAgreeWithOne) {
-  const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {60, 35});
-  ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_NUMBER_OF_USER_THREADS, zor_int(4)));
-  ASSERT_EQ(0, commit(h));
-  zor_test::random_bits random(5);
-  std::vector<double> given(2 * 60 * 35);
-  for (double& v : given) v = random.unit();
-  std::vector<double> wanted = given;
-  ASSERT_EQ(0, h->compute_forward(h.get(), wanted.data(), nullptr, nullptr, nullptr));
-  std::vector<std::thread> callers;
-  for (int i = 0; i < 4; ++i)
-    callers.emplace_back([&] {
-      for (int repeat = 0; repeat < 50; ++repeat) {
-        std::vector<double> x = given;
-        EXPECT_EQ(0, h->compute_forward(h.get(), x.data(), nullptr, nullptr, nullptr));
-        EXPECT_TRUE(zor_test::same_bits(wanted.data(), x.data(), x.size()));
-      }
-    });
-  for (std::thread& t : callers) t.join();
 }
 
 // Whole-transform kernels of a threaded layer are given aligned data.

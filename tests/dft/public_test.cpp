@@ -5,14 +5,13 @@
 
 #include <atomic>
 #include <cmath>
-#include <complex>
 #include <cstring>
 #include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tests/dft/names.h"
+#include "tests/dft/settings.h"
 #include "tests/support/operand.h"
 #include "zor/core.h"
 
@@ -292,30 +291,19 @@ TEST(Padded, ASingleRowHasPaddedColumns) {
 }
 
 // Problems large enough to be divided, of every kind of division; the digest of one thread is every thread's.
-struct threaded {
-  int32_t precision = double_precision, domain = complex_data, storage = interleaved, placement = in_place;
-  std::vector<zor_int> lengths;
-  zor_int count = 1, distance = 0;  // 1: transforms one element apart
-};
-const threaded problems[] = {
-    {.lengths = {64}, .count = 1000, .distance = 64},
-    {.precision = single, .placement = out_of_place, .lengths = {64}, .count = 2000, .distance = 1},
-    {.lengths = {96, 200}},
-    {.placement = out_of_place, .lengths = {128, 100}},
-    {.precision = single, .lengths = {24, 30, 32}},
-    {.placement = out_of_place, .lengths = {9, 20, 30, 8}},
-    {.domain = real_data, .storage = packed, .placement = out_of_place, .lengths = {500, 128}},
-    {.domain = real_data,
-     .storage = packed,
-     .placement = out_of_place,
-     .lengths = {1000},
-     .count = 100,
-     .distance = 1024},
-    {.domain = real_data, .placement = out_of_place, .lengths = {101, 150}},
-    {.precision = single, .domain = real_data, .placement = out_of_place, .lengths = {24, 36, 40}},
-    {.domain = real_data, .placement = out_of_place, .lengths = {240}, .count = 300, .distance = 300},
-    {.domain = real_data, .lengths = {151, 103}},
-    {.precision = single, .domain = real_data, .lengths = {30, 29, 25}}};
+const settings problems[] = {{.lengths = {64}, .count = 1000, .distance = 64},
+                             {single, lines, out_of_place, {64}, 2000, 1, 2000},
+                             {.lengths = {96, 200}},
+                             {.placement = out_of_place, .lengths = {128, 100}},
+                             {single, lines, in_place, {24, 30, 32}},
+                             {.placement = out_of_place, .lengths = {9, 20, 30, 8}},
+                             {double_precision, packed_spectra, out_of_place, {500, 128}},
+                             {double_precision, packed_spectra, out_of_place, {1000}, 100, 1024},
+                             {double_precision, half_spectra, out_of_place, {101, 150}},
+                             {single, half_spectra, out_of_place, {24, 36, 40}},
+                             {double_precision, half_spectra, out_of_place, {240}, 300, 300},
+                             {double_precision, half_spectra, in_place, {151, 103}},
+                             {single, half_spectra, in_place, {30, 29, 25}}};
 
 // In place, half spectra packed without gaps and every row of reals over its own.
 void set_coinciding_strides(zor_fft fft, const std::vector<zor_int>& lengths, bool backward) {
@@ -332,32 +320,15 @@ void set_coinciding_strides(zor_fft fft, const std::vector<zor_int>& lengths, bo
             zor_fft_set_strides(fft, backward ? ZOR_DFT_INPUT_STRIDES : ZOR_DFT_OUTPUT_STRIDES, half.data()));
 }
 
-zor_fft make_fft(const threaded& t, bool backward) {
-  zor_fft fft = nullptr;
-  EXPECT_EQ(0, zor_fft_create(&fft, t.precision, t.domain, zor_int(t.lengths.size()), t.lengths.data()));
-  if (t.domain == real_data) {
-    EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, t.storage));
-  }
-  if (t.domain == real_data && t.storage == packed) {
-    EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_PACKED_FORMAT, ZOR_DFT_FORMAT_TAIL));
-  }
-  EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, t.placement));
-  EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_NUMBER_OF_TRANSFORMS, t.count));
-  EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_INPUT_DISTANCE, t.distance));
-  EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_OUTPUT_DISTANCE, t.distance));
-  if (t.distance == 1) {
-    const zor_int interleaved[] = {0, t.count};
-    EXPECT_EQ(0, zor_fft_set_strides(fft, ZOR_DFT_INPUT_STRIDES, interleaved));
-    EXPECT_EQ(0, zor_fft_set_strides(fft, ZOR_DFT_OUTPUT_STRIDES, interleaved));
-  }
-  if (t.domain == real_data && t.placement == in_place && t.storage == interleaved)
-    set_coinciding_strides(fft, t.lengths, backward);
+zor_fft make_fft(const settings& t, bool backward) {
+  zor_fft fft = make(t);
+  if (t.of == half_spectra && t.placement == in_place) set_coinciding_strides(fft, t.lengths, backward);
   return fft;
 }
 
 // Random reals, as many as either side of a problem takes.
 template <class R>
-std::vector<R> random_data(const threaded& t) {
+std::vector<R> random_data(const settings& t) {
   size_t size = 2 * size_t(std::max<zor_int>(t.count, 1)) * size_t(std::max<zor_int>(t.distance, 1));
   size_t total = 2 * size_t(t.count);
   for (zor_int n : t.lengths) total *= size_t(n);
@@ -369,14 +340,14 @@ std::vector<R> random_data(const threaded& t) {
 
 // The committed transform of random data.
 template <class R>
-std::vector<R> result_of(zor_fft fft, const threaded& t, bool backward, int32_t* status) {
+std::vector<R> result_of(zor_fft fft, const settings& t, bool backward, int32_t* status) {
   std::vector<R> x = random_data<R>(t), y(x.size());
   *status = backward ? zor_fft_backward(fft, x.data(), y.data()) : zor_fft_forward(fft, x.data(), y.data());
   return t.placement == in_place ? x : y;
 }
 
 template <class R>
-std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
+std::vector<R> run_threads(const settings& t, int32_t threads, bool backward) {
   zor_core_set_num_threads(threads);
   zor_fft fft = make_fft(t, backward);
   EXPECT_EQ(0, zor_fft_commit(fft));
@@ -389,19 +360,18 @@ std::vector<R> run_threads(const threaded& t, int32_t threads, bool backward) {
 }
 
 template <class R>
-void compare_threads(const threaded& t) {
+void compare_threads(const settings& t) {
   for (bool backward : {false, true}) {
     const std::vector<R> one = run_threads<R>(t, 1, backward);
     for (int32_t threads : {2, 3, 7}) {
       const std::vector<R> many = run_threads<R>(t, threads, backward);
-      EXPECT_TRUE(zor_test::same_bits(one.data(), many.data(), one.size()))
-          << threads << " threads, " << testing::PrintToString(t.lengths) << " domain " << t.domain;
+      EXPECT_TRUE(zor_test::same_bits(one.data(), many.data(), one.size())) << threads << " threads, " << t;
     }
   }
 }
 
 TEST(Threads, NeverShowInTheBits) {
-  for (const threaded& t : problems) {
+  for (const settings& t : problems) {
     if (t.precision == double_precision)
       compare_threads<double>(t);
     else
@@ -411,18 +381,17 @@ TEST(Threads, NeverShowInTheBits) {
 
 // One committed transform belongs to all threads: callers that compute at once, each on data of its own, all
 // get what a lone caller gets.
-const threaded shared_problems[] = {
-    {.lengths = {1000}},
-    {.placement = out_of_place, .lengths = {1021}},
-    {.precision = single, .lengths = {4096}},
-    {.domain = real_data, .storage = packed, .lengths = {1002}},
-    {.lengths = {60}, .count = 16, .distance = 60},
-    {.placement = out_of_place, .lengths = {40, 50}},
-    {.domain = real_data, .storage = packed, .placement = out_of_place, .lengths = {30, 33}},
-    {.precision = single, .domain = real_data, .placement = out_of_place, .lengths = {12, 10, 14}}};
+const settings shared_problems[] = {{.lengths = {1000}},
+                                    {.placement = out_of_place, .lengths = {1021}},
+                                    {single, lines, in_place, {4096}},
+                                    {.of = packed_spectra, .lengths = {1002}},
+                                    {.lengths = {60}, .count = 16, .distance = 60},
+                                    {.placement = out_of_place, .lengths = {40, 50}},
+                                    {double_precision, packed_spectra, out_of_place, {30, 33}},
+                                    {single, half_spectra, out_of_place, {12, 10, 14}}};
 
 template <class R>
-void share_transform(const threaded& t) {
+void share_transform(const settings& t) {
   zor_fft fft = make_fft(t, false);
   ASSERT_EQ(0, zor_fft_commit(fft));
   int32_t alone = -1;
@@ -450,7 +419,7 @@ void share_transform(const threaded& t) {
 TEST(Threads, ShareOneCommittedTransform) {
   for (const int32_t threads : {1, 3}) {
     zor_core_set_num_threads(threads);
-    for (const threaded& t : shared_problems) {
+    for (const settings& t : shared_problems) {
       if (t.precision == double_precision)
         share_transform<double>(t);
       else
@@ -474,7 +443,7 @@ class control {
 };
 
 template <class R>
-std::vector<R> run_in_modes(const threaded& t, unsigned commit_mode, unsigned compute_mode, int32_t threads) {
+std::vector<R> run_in_modes(const settings& t, unsigned commit_mode, unsigned compute_mode, int32_t threads) {
   zor_core_set_num_threads(threads);
   zor_fft fft = make_fft(t, false);
   // The scale pair that a short plan carries itself.
@@ -499,27 +468,22 @@ std::vector<R> run_in_modes(const threaded& t, unsigned commit_mode, unsigned co
 }
 
 // Every method of the engine, and lines that run as columns and alone.
-const threaded moded_problems[] = {
-    {.lengths = {100}},
-    {.placement = out_of_place, .lengths = {256}, .count = 7, .distance = 256},
-    {.placement = out_of_place, .lengths = {89}},
-    {.lengths = {97}, .count = 2, .distance = 97},
-    {.precision = single, .lengths = {4099}},
-    {.lengths = {1000}},
-    {.lengths = {32768}},
-    {.domain = real_data, .storage = packed, .placement = out_of_place, .lengths = {1001}},
-    {.precision = single,
-     .domain = real_data,
-     .storage = packed,
-     .placement = out_of_place,
-     .lengths = {2000}},
-    {.precision = single, .lengths = {16, 6, 25}},
-    {.domain = real_data, .placement = out_of_place, .lengths = {128, 100}},
-    {.precision = single, .placement = out_of_place, .lengths = {64}, .count = 2000, .distance = 1},
-    {.lengths = {96, 200}}};
+const settings moded_problems[] = {{.lengths = {100}},
+                                   {double_precision, lines, out_of_place, {256}, 7, 256},
+                                   {.placement = out_of_place, .lengths = {89}},
+                                   {.lengths = {97}, .count = 2, .distance = 97},
+                                   {single, lines, in_place, {4099}},
+                                   {.lengths = {1000}},
+                                   {.lengths = {32768}},
+                                   {double_precision, packed_spectra, out_of_place, {1001}},
+                                   {single, packed_spectra, out_of_place, {2000}},
+                                   {single, lines, in_place, {16, 6, 25}},
+                                   {double_precision, half_spectra, out_of_place, {128, 100}},
+                                   {single, lines, out_of_place, {64}, 2000, 1, 2000},
+                                   {.lengths = {96, 200}}};
 
 template <class R>
-void compare_modes(const threaded& t) {
+void compare_modes(const settings& t) {
   for (const unsigned round : rounding)
     for (const unsigned denormals : {0u, flush}) {
       const unsigned mode = round | denormals;
@@ -532,123 +496,11 @@ void compare_modes(const threaded& t) {
 }
 
 TEST(Modes, OfCommitNeverShowInTheBits) {
-  for (const threaded& t : moded_problems) {
+  for (const settings& t : moded_problems) {
     if (t.precision == double_precision)
       compare_modes<double>(t);
     else
       compare_modes<float>(t);
-  }
-}
-
-// Values of this size, around the smallest normal number where results are flushed.
-template <class R>
-void compare_line_with_batch(zor_int n, unsigned mode, decltype(&zor_fft_forward) compute, R size) {
-  constexpr int32_t precision = sizeof(R) == 4 ? single : double_precision;
-  zor_fft one = make_fft({.precision = precision, .placement = out_of_place, .lengths = {n}}, false);
-  zor_fft batch = make_fft(
-      {.precision = precision, .placement = out_of_place, .lengths = {n}, .count = 16, .distance = 1}, false);
-  ASSERT_EQ(0, zor_fft_commit(one));
-  ASSERT_EQ(0, zor_fft_commit(batch));
-  std::vector<R> x(size_t(32 * n)), y(x.size()), line(size_t(2 * n)), wanted(line);
-  zor_test::random_bits random(5);
-  for (R& v : x) v = R(random.unit()) * size;
-  for (size_t j = 0; j < line.size(); ++j) line[j] = x[j / 2 * 32 + 6 + j % 2];
-  {
-    const control modes(mode);
-    ASSERT_EQ(0, compute(one, line.data(), wanted.data()));
-    ASSERT_EQ(0, compute(batch, x.data(), y.data()));
-  }
-  for (size_t j = 0; j < line.size(); ++j)
-    ASSERT_TRUE(zor_test::same_bits(&wanted[j], &y[j / 2 * 32 + 6 + j % 2], 1))
-        << n << " at " << j << " mode " << std::hex << mode;
-  zor_fft_free(&one);
-  zor_fft_free(&batch);
-}
-
-TEST(Modes, AnInterleavedLineIsTheLineAlone) {
-  constexpr unsigned flush_results = 0x8000;
-  for (const auto compute : {&zor_fft_forward, &zor_fft_backward})
-    for (const zor_int n : {16, 32, 64, 128, 256, 100}) {
-      for (const unsigned round : rounding) {
-        compare_line_with_batch<double>(n, round, compute, 1);
-        compare_line_with_batch<float>(n, round, compute, 1);
-      }
-      compare_line_with_batch<double>(n, flush_results, compute, 0x1p-1021);
-      compare_line_with_batch<float>(n, flush_results, compute, 0x1p-125f);
-    }
-}
-
-// What defines the transform, for random lengths and strides: linear, a shift multiplies by roots of unity,
-// energy is kept, and backward undoes forward. Errors are relative in the norm, in units of the precision.
-template <class R>
-class line_transform {
- public:
-  using complex = std::complex<double>;
-  using line = std::vector<complex>;
-  line_transform(zor_int n, zor_int in_stride, zor_int out_stride) : n_(n), is_(in_stride), os_(out_stride) {
-    EXPECT_EQ(
-        0, zor_fft_create(&fft_, sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, 1, &n));
-    const zor_int is[] = {0, is_}, os[] = {0, os_};
-    EXPECT_EQ(0, zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, ZOR_DFT_NOT_INPLACE));
-    EXPECT_EQ(0, zor_fft_set_strides(fft_, ZOR_DFT_INPUT_STRIDES, is));
-    EXPECT_EQ(0, zor_fft_set_strides(fft_, ZOR_DFT_OUTPUT_STRIDES, os));
-    EXPECT_EQ(0, zor_fft_set_real(fft_, ZOR_DFT_BACKWARD_SCALE, 1.0 / double(n)));
-    EXPECT_EQ(0, zor_fft_commit(fft_));
-  }
-  line_transform(const line_transform&) = delete;
-  ~line_transform() { zor_fft_free(&fft_); }
-  line operator()(const line& x, bool backward = false) const {
-    std::vector<std::complex<R>> in(size_t(n_ * is_)), out(size_t(n_ * os_));
-    for (zor_int j = 0; j < n_; ++j) in[size_t(j * is_)] = std::complex<R>(x[size_t(j)]);
-    EXPECT_EQ(0, (backward ? zor_fft_backward : zor_fft_forward)(fft_, in.data(), out.data()));
-    line y(static_cast<size_t>(n_));
-    for (zor_int j = 0; j < n_; ++j) y[size_t(j)] = complex(out[size_t(j * os_)]);
-    return y;
-  }
-
- private:
-  zor_fft fft_ = nullptr;
-  zor_int n_, is_, os_;
-};
-
-template <class R>
-void check_properties(zor_test::random_bits& random) {
-  using transform = line_transform<R>;
-  const zor_int n = random.between(1, 5000), shift = random.between(0, n - 1);
-  const transform f(n, random.between(1, 4), random.between(1, 4));
-  typename transform::line x(static_cast<size_t>(n)), y = x, sum = x, shifted = x, rotated = x;
-  for (auto& v : x) v = {R(random.unit()), R(random.unit())};
-  for (auto& v : y) v = {R(random.unit()), R(random.unit())};
-  for (size_t j = 0; j < x.size(); ++j) {
-    sum[j] = x[j] - 2.0 * y[j];
-    shifted[j] = x[(j + size_t(n - shift)) % x.size()];
-  }
-  const auto fx = f(x), fy = f(y);
-  auto combined = fx;
-  long double energy = 0, spectrum = 0;
-  for (size_t k = 0; k < x.size(); ++k) {
-    combined[k] -= 2.0 * fy[k];
-    rotated[k] = fx[k] * std::polar(1.0, -2 * M_PI * double(zor_int(k) * shift % n) / double(n));
-    energy += std::norm(x[k]);
-    spectrum += std::norm(fx[k]);
-  }
-  const double eps = std::numeric_limits<R>::epsilon();
-  const auto expect_equal = [&](const auto& a, const auto& b, const char* what) {
-    double error = 0, norm = 0;
-    for (size_t k = 0; k < a.size(); ++k) error += std::norm(a[k] - b[k]), norm += std::norm(a[k]);
-    EXPECT_LE(std::sqrt(error / norm), 6 * eps) << what << ", length " << n;
-  };
-  expect_equal(combined, f(sum), "linearity");
-  expect_equal(rotated, f(shifted), "shift");
-  expect_equal(x, f(fx, true), "round trip");
-  EXPECT_NEAR(double(spectrum / (n * energy)), 1.0, 6 * eps) << "energy, length " << n;
-}
-
-TEST(Properties, OfRandomLengthsAndStrides) {
-  zor_test::random_bits random(23);
-  for (int i = 0; i < 40; ++i) {
-    check_properties<double>(random);
-    check_properties<float>(random);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cfenv>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "tests/support/operand.h"
 #include "zor/types.h"
@@ -61,6 +62,20 @@ template <class T>
 void fill_nan(guarded<T>& v) {
   for (size_t i = 0; i < v.size() * parts<T>; ++i)
     reals(v.data())[i] = std::numeric_limits<real<T>>::signaling_NaN();
+}
+
+template <class T>
+std::vector<T> random_elements(zor_int count, uint64_t seed) {
+  random_bits random(seed);
+  std::vector<T> v(size_t(count > 0 ? count : 0));
+  for (size_t i = 0; i < v.size() * parts<T>; ++i) reals(v.data())[i] = real<T>(random.unit());
+  return v;
+}
+
+template <class T>
+::testing::AssertionResult same_elements(const std::vector<T>& expected, const std::vector<T>& actual) {
+  if (expected.size() != actual.size()) return ::testing::AssertionFailure() << "sizes differ";
+  return same_bits(reals(expected.data()), reals(actual.data()), expected.size() * parts<T>);
 }
 
 inline constexpr int data_flags = FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW | FE_UNDERFLOW | FE_INEXACT;
