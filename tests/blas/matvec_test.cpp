@@ -132,50 +132,11 @@ void check_gemv_specials(const char* name, Kernel kernel) {
             y[size_t((36 - place) * inc)] = scalar<T>(special, special);
           });
         }
-  // Exact data raise no flag at all, whatever the tails.
-  for (char trans : {'N', 'T', 'C'})
-    for (zor_int m = 1; m < 40; m += 2) {
-      const zor_int n = 41 - m;
-      const bool plain = trans == 'N';
-      std::vector<T> a(size_t(m * n), scalar<T>(2, -1)), x(size_t(plain ? n : m), scalar<T>(3, 1)),
-          y(size_t(plain ? m : n), scalar<T>(1, 4));
-      const T one = scalar<T>(1, 0), half = scalar<T>(0.5, 0);
-      const zor_int inc = 1;
-      EXPECT_EQ(0, flags_of([&] {
-                  kernel(&trans, &m, &n, &half, a.data(), &m, x.data(), &inc, &one, y.data(), &inc);
-                }))
-          << name << " " << trans << " m=" << m;
-    }
 }
 
 TEST(Gemv, SpecialValuesStayWhereTheDataPutThem) {
 #define ROW_XGEMV(name, T) check_gemv_specials<T>(#name, name);
 #include "zor/tables/blas_matvec.inc"
-}
-
-// Strided vectors are staged on the stack, which must fit the smallest one that the documentation allows.
-TEST(Gemv, RunsOnTheLeastStack) {
-  constexpr size_t least_stack = 64 << 10;
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, least_stack));
-  const auto body = [](void*) -> void* {
-    for (char trans : {'N', 'T', 'C'}) {
-      const zor_int m = 40, n = 40, inc = 2;
-#define ROW_XGEMV(name, T)                                     \
-  {                                                            \
-    const T one = scalar<T>(1, 0);                             \
-    static T a[40 * 40], x[80], y[80];                         \
-    name(&trans, &m, &n, &one, a, &m, x, &inc, &one, y, &inc); \
-  }
-#include "zor/tables/blas_matvec.inc"
-    }
-    return nullptr;
-  };
-  pthread_t thread;
-  ASSERT_EQ(0, pthread_create(&thread, &attributes, body, nullptr));
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
 }
 
 // Operands off their element's boundary are summed without staging: one sum over all rows.
@@ -198,64 +159,6 @@ TEST(Gemv, MisalignedOperandsAreNotStaged) {
   auto* misaligned = reinterpret_cast<const double*>(reinterpret_cast<uintptr_t>(shifted.data()) + 4);
   zor_blas_xdgemv("T", &m, &n, &alpha, misaligned, &m, x.data(), &inc, &beta, y.data(), &one_step);
   EXPECT_TRUE(same_bits(expected.data(), y.data(), y.size()));
-}
-
-// Where the elements of a triangle stand in the array of a call.
-struct storage {
-  bool packed, upper;
-  zor_int n, lda;
-  zor_int first_row(zor_int j) const { return upper ? 0 : j; }
-  zor_int end_row(zor_int j) const { return upper ? j + 1 : n; }
-  size_t at(zor_int i, zor_int j) const {
-    if (!packed) return size_t(i + j * lda);
-    return size_t(upper ? i + j * (j + 1) / 2 : i + j * (2 * n - j - 1) / 2);
-  }
-  size_t size() const { return packed ? size_t(n * (n + 1) / 2) : n > 0 ? at(n - 1, n - 1) + 1 : 0; }
-};
-
-// call(uplo, n, alpha, x, incx, a, lda) updates a triangle that is full or packed.
-template <class T, class Call>
-void check_rank_one(const char* name, bool packed, const Call& call) {
-  random_bits random(11);
-  for (char uplo : {'U', 'u', 'L', 'l'})
-    for (zor_int n : {0, 1, 2, 3, 7, 8, 9, 16, 17, 33, 130, 1003})
-      for (zor_int incx : {1, 2, -1, -3})
-        for (double alpha : {0.0, 1.0, -0.37, double(NAN)}) {
-          if (n > 200 && alpha != -0.37) continue;
-          SCOPED_TRACE(::testing::Message()
-                       << name << " " << uplo << " n=" << n << " incx=" << incx << " " << alpha);
-          const storage stored{packed, uplo == 'U' || uplo == 'u', n, n + 3};
-          guarded<T> a(stored.size(), incx > 0), x(size_t(extent(n, incx)), incx > 0);
-          fill(a, random), fill_nan(x);
-          for (zor_int i = 0; i < n; ++i) x[size_t(i * std::abs(incx))] = T(random.unit());
-          if (n > 2) x[size_t(std::abs(incx))] = 0;
-          if (n > 8) x[size_t(5 * std::abs(incx))] = T(std::is_same_v<T, float> ? 1e-45 : 5e-324);
-          if (n > 16) x[size_t(7 * std::abs(incx))] = T(INFINITY);
-          // The reference updates a full square; nothing but the triangle comes back from it.
-          std::vector<T> expected(a.begin(), a.end()), square(size_t(n * n));
-          const auto for_triangle = [&](const auto& body) {
-            for (zor_int j = 0; j < n; ++j)
-              for (zor_int i = stored.first_row(j); i < stored.end_row(j); ++i)
-                body(square[size_t(i + j * n)], expected[stored.at(i, j)]);
-          };
-          for_triangle([](T& in_square, T& in_storage) { in_square = in_storage; });
-          const T s = T(alpha);
-          const int expected_flags =
-              flags_of([&] { zor_ref::syr(uplo, n, s, x.data(), incx, square.data(), n); });
-          for_triangle([](T& in_square, T& in_storage) { in_storage = in_square; });
-          const int flags = flags_of([&] { call(&uplo, &n, &s, x.data(), &incx, a.data(), &stored.lda); });
-          EXPECT_TRUE(same_bits(expected.data(), a.data(), a.size()));
-          EXPECT_EQ(expected_flags, flags);
-        }
-}
-
-TEST(RankOne, BitsAndFlagsOfThePlainLoops) {
-#define ROW_XSYR(name, T) check_rank_one<T>(#name, false, name);
-#define ROW_SPR(name, T)                                                                                    \
-  check_rank_one<T>(#name, true,                                                                            \
-                    [](const char* uplo, const zor_int* n, const T* alpha, const T* x, const zor_int* incx, \
-                       T* ap, const zor_int*) { name(uplo, n, alpha, x, incx, ap); });
-#include "zor/tables/blas_matvec.inc"
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ struct placement {
 inline const placement placements[] = {{true, 0},   {false, 0}, {false, 4}, {false, 8},
                                        {false, 12}, {true, 8},  {false, 3}};
 
-enum class fill { random, wide, special, ties, one_nan, integers };
+enum class fill { random, wide, special, ties, one_nan };
 inline const fill fills[] = {fill::random, fill::wide, fill::special, fill::ties, fill::one_nan};
 
 template <class R>
@@ -40,8 +40,6 @@ R sample(fill kind, random_bits& random) {
       return random.between(0, 9) == 0 ? specials[random.between(0, 8)] : unit;
     case fill::ties:
       return R(random.between(-2, 2));
-    case fill::integers:
-      return R(random.between(-9, 9));
     default:
       return unit;
   }

@@ -7,35 +7,14 @@
 #include <ostream>
 #include <vector>
 
-#include "tests/support/operand.h"
+#include "tests/support/elements.h"
 #include "zor/blas.h"
 
 namespace zor_test {
 
 template <class T>
-std::vector<T> random_vector(zor_int count, uint64_t seed) {
-  random_bits random(seed);
-  std::vector<T> v(static_cast<size_t>(count));
-  for (T& x : v) {
-    if constexpr (requires { x.re; })
-      x = {decltype(x.re)(random.unit()), decltype(x.re)(random.unit())};
-    else
-      x = T(random.unit());
-  }
-  return v;
-}
-
-template <class T>
-T make_scalar(double re, double im) {
-  if constexpr (requires { T().re; })
-    return {decltype(T().re)(re), decltype(T().re)(im)};
-  else
-    return T(re);
-}
-
-template <class T>
 bool equal_bits(const std::vector<T>& a, const std::vector<T>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
+  return bool(same_elements(a, b));
 }
 
 struct product {
@@ -53,11 +32,11 @@ struct gemm_operands {
         lda((p.transa == 'N' ? p.m : p.k) + 1),
         ldb((p.transb == 'N' ? p.k : p.n) + 2),
         ldc(p.m + 3),
-        a(random_vector<T>(lda * (p.transa == 'N' ? p.k : p.m), 1)),
-        b(random_vector<T>(ldb * (p.transb == 'N' ? p.n : p.k), 2)),
-        c(random_vector<T>(ldc * p.n, 3)),
-        alpha(make_scalar<T>(1.25, -0.75)),
-        beta(make_scalar<T>(beta_re, 0)) {}
+        a(random_elements<T>(lda * (p.transa == 'N' ? p.k : p.m), 1)),
+        b(random_elements<T>(ldb * (p.transb == 'N' ? p.n : p.k), 2)),
+        c(random_elements<T>(ldc * p.n, 3)),
+        alpha(scalar<T>(1.25, -0.75)),
+        beta(scalar<T>(beta_re, 0)) {}
 
   template <class Gemm>
   std::vector<T> run(Gemm* gemm) const {

@@ -79,7 +79,8 @@ TEST(Messages, EveryKnownNumberHasATextOfItsOwn) {
     texts.insert(text);
   }
   EXPECT_EQ(std::size(numbers), texts.size());
-  for (int number : {-1, 9, 394, 395, 406, 566, 760, 772, 1 << 30}) EXPECT_EQ(nullptr, zor_serv_zor_get_msg(number, 0));
+  for (int number : {-1, 9, 394, 395, 406, 566, 760, 772, 1 << 30})
+    EXPECT_EQ(nullptr, zor_serv_zor_get_msg(number, 0));
 }
 
 TEST(Messages, ArgumentsAreFormatted) {

@@ -106,28 +106,6 @@ struct matrix {
 
   bool legal() const { return what.structure != 'h' || parts<T> == 2; }
 
-  // body(i, j, v, counts) for every term of op(A); stored entries outside the view come with counts false.
-  template <class Body>
-  void for_terms(char op, const Body& body) const {
-    const bool flip = op == 't' || op == 'c', conjugate = op == 'c' || op == 's';
-    const auto term = [&](zor_int i, zor_int j, wide v, bool counts) {
-      body(flip ? j : i, flip ? i : j, conjugate ? std::conj(v) : v, counts);
-    };
-    const char s = what.structure;
-    for (zor_int r = 0; r < rows; ++r) {
-      if (what.diagonal == 'u') term(r, r, 1, true);
-      for (zor_int k = pntrb[size_t(r)] - pntrb[0]; k < pntre[size_t(r)] - pntrb[0]; ++k) {
-        const zor_int c = indx[size_t(k)] - described.base;
-        const wide v = widened(val[size_t(k)]);
-        const bool inside = what.triangle == 'l' ? c < r : c > r;
-        const bool own = s == 'g' || (c == r ? s != 'a' && what.diagonal == 'n' : inside && s != 'd');
-        term(r, c, v, own);
-        if (inside && (s == 's' || s == 'h' || s == 'a'))
-          term(c, r, s == 'h' ? std::conj(v) : s == 'a' ? -v : v, true);
-      }
-    }
-  }
-
   view what;
   zor_int rows, cols;
   std::vector<T> val;
@@ -144,137 +122,7 @@ std::string told(const matrix<T, I>& a, char op) {
       char('0' + a.described.base), sizeof(I) == 8 ? 'w' : 'n'};
 }
 
-long double length(wide x) { return std::abs(x.real()) + std::abs(x.imag()); }
-wide product(wide x, wide y) {
-  return {x.real() * y.real() - x.imag() * y.imag(), x.real() * y.imag() + x.imag() * y.real()};
-}
-
-// got is left + alpha op(A) x within the rounding of its terms. Entries outside the view enter the rounding.
-template <class T, class M>
-void expect_product(const M& a, char op, T alpha, const std::vector<T>& x, const std::vector<wide>& left,
-                    const std::vector<T>& got) {
-  std::vector<wide> exact = left;
-  std::vector<long double> size(left.size());
-  for (size_t i = 0; i < left.size(); ++i) size[i] = length(left[i]) + length(widened(got[i]));
-  a.for_terms(op, [&](zor_int i, zor_int j, wide v, bool counts) {
-    const wide t = product(product(widened(alpha), v), widened(x[size_t(j)]));
-    size[size_t(i)] += length(t);
-    if (counts) exact[size_t(i)] += t;
-  });
-  for (size_t i = 0; i < got.size(); ++i)
-    ASSERT_LE(length(exact[i] - widened(got[i])), 40 * std::numeric_limits<real<T>>::epsilon() * size[i])
-        << "element " << i;
-}
-
-template <class T>
-std::vector<wide> times(T factor, const std::vector<T>& y) {
-  std::vector<wide> out;
-  for (const T& e : y) out.push_back(widened(factor) * widened(e));
-  return out;
-}
-
-// A dense operand of n right-hand sides in either layout, NaN in its padding.
-template <class T>
-struct dense {
-  dense(int32_t layout_, const std::vector<std::vector<T>>& columns)
-      : layout(layout_), m(zor_int(columns[0].size())), n(zor_int(columns.size())) {
-    ld = (layout == ZOR_SPARSE_ROW_MAJOR ? n : m) + 3;
-    data.assign(size_t(ld * (layout == ZOR_SPARSE_ROW_MAJOR ? m : n)), scalar<T>(NAN, NAN));
-    for (zor_int j = 0; j < n; ++j)
-      for (zor_int i = 0; i < m; ++i) at(i, j) = columns[size_t(j)][size_t(i)];
-  }
-  T& at(zor_int i, zor_int j) {
-    return data[size_t(layout == ZOR_SPARSE_ROW_MAJOR ? i * ld + j : i + j * ld)];
-  }
-  std::vector<T> column(zor_int j) {
-    std::vector<T> x;
-    for (zor_int i = 0; i < m; ++i) x.push_back(at(i, j));
-    return x;
-  }
-  int32_t layout;
-  zor_int m, n, ld;
-  std::vector<T> data;
-};
-
-template <class T>
-std::vector<std::vector<T>> columns_of(zor_int m, zor_int n, uint64_t seed) {
-  std::vector<std::vector<T>> all;
-  for (zor_int j = 0; j < n; ++j) all.push_back(numbers<T>(size_t(m), seed + uint64_t(j)));
-  return all;
-}
-
 bool solvable(const view& v) { return v.structure == 't' || v.structure == 'd'; }
-
-template <class T, class I>
-void check_product(const matrix<T, I>& a, char op, zor_int n) {
-  const bool flip = op == 't' || op == 'c';
-  const T alpha = scalar<T>(1.25, -0.5), beta = scalar<T>(-0.75, 0.25);
-  const auto x = columns_of<T>(flip ? a.rows : a.cols, n, 10),
-             y = columns_of<T>(flip ? a.cols : a.rows, n, 20);
-  auto z = y[0];
-  ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mv(a.handle, op, alpha, x[0].data(), beta, z.data()));
-  expect_product(a, op, alpha, x[0], times(beta, y[0]), z);
-  std::fill(z.begin(), z.end(), scalar<T>(NAN, NAN));
-  ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::mv(a.handle, op, alpha, x[0].data(), scalar<T>(0, 0), z.data()));
-  expect_product(a, op, alpha, x[0], std::vector<wide>(z.size()), z);
-  for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
-    dense<T> b(layout, x), c(layout, y);
-    ASSERT_EQ(ZOR_SPARSE_OK,
-              calls<T>::mm(a.handle, op, layout, n, alpha, b.data.data(), b.ld, beta, c.data.data(), c.ld));
-    for (zor_int j = 0; j < n; ++j)
-      expect_product(a, op, alpha, x[size_t(j)], times(beta, y[size_t(j)]), c.column(j));
-  }
-}
-
-template <class T, class I>
-void check_solve(const matrix<T, I>& a, char op, zor_int n) {
-  const T alpha = scalar<T>(1.25, -0.5), minus = scalar<T>(-1.25, 0.5), one = scalar<T>(1, 0);
-  const auto b = columns_of<T>(a.rows, n, 30);
-  const std::vector<T> nothing(b[0].size());
-  std::vector<T> x = b[0], in_place = x;
-  const int32_t status = calls<T>::sv(a.handle, op, alpha, b[0].data(), x.data());
-  ASSERT_EQ(solvable(a.what) ? ZOR_SPARSE_OK : ZOR_SPARSE_NOT_SOLVABLE, status);
-  ASSERT_EQ(status, calls<T>::sv(a.handle, op, alpha, in_place.data(), in_place.data()));
-  EXPECT_TRUE(same(x, in_place));
-  if (status != ZOR_SPARSE_OK) {
-    EXPECT_TRUE(same(b[0], x));
-    return;
-  }
-  expect_product(a, op, one, x, times(minus, b[0]), nothing);
-  for (int32_t layout : {ZOR_SPARSE_COLUMN_MAJOR, ZOR_SPARSE_ROW_MAJOR}) {
-    dense<T> rhs(layout, b), many(layout, columns_of<T>(a.rows, n, 40));
-    T* const p = rhs.data.data();
-    ASSERT_EQ(ZOR_SPARSE_OK,
-              calls<T>::sm(a.handle, op, layout, n, alpha, p, rhs.ld, many.data.data(), many.ld));
-    for (zor_int j = 0; j < n; ++j)
-      expect_product(a, op, one, many.column(j), times(minus, b[size_t(j)]), nothing);
-    ASSERT_EQ(ZOR_SPARSE_OK, calls<T>::sm(a.handle, op, layout, n, alpha, p, rhs.ld, p, rhs.ld));
-    EXPECT_TRUE(same(many.data, rhs.data));
-  }
-}
-
-template <class T, class I>
-void check_views(const filling& f, zor_int n) {
-  for (const view& v : views)
-    for (int32_t base : {0, 1}) {
-      const matrix<T, I> a(f, v, base, I(base == 0 ? 5 : 1));
-      const bool legal = a.legal() && (v.structure == 'g' || f.rows == f.cols);
-      ASSERT_EQ(legal ? ZOR_SPARSE_OK : ZOR_SPARSE_BAD_MATRIX, a.status) << zor_sparse_error_text();
-      for (char op : {'n', 't', 'c', 's'}) {
-        if (!legal) continue;
-        SCOPED_TRACE(told(a, op));
-        check_product(a, op, n);
-        if (f.sorted) check_solve(a, op, n);
-      }
-    }
-}
-
-TEST(Calls, DoWhatTheViewSays) {
-  EVERY_TYPE(check_views, {23, 23, 23, 9, false}, 5)
-  EVERY_TYPE(check_views, {7, 12, 12, 5, false}, 1)
-  EVERY_TYPE(check_views, {23, 23, 23, 9, true}, 11)
-  EVERY_TYPE(check_views, {1, 1, 1, 2, true}, 2)
-}
 
 // A unit triangle without a stored entry is the identity, whether or not there are arrays.
 template <class T, class I>
@@ -441,11 +289,6 @@ void check_threads(const filling& f) {
       EXPECT_TRUE(same(expected, with_threads(count, a, op))) << count << " threads";
       EXPECT_TRUE(same(expected, with_threads(twins_count, twin, op)))
           << twins_count << " threads, 32-bit indices";
-      const bool flip = op == 't' || op == 'c';
-      const auto x = numbers<T>(size_t((flip ? f.rows : f.cols) * most_columns), 70);
-      const auto y = numbers<T>(size_t(flip ? f.cols : f.rows), 71);
-      const std::vector<T> got(expected.begin(), expected.begin() + std::ptrdiff_t(y.size()));
-      expect_product(a, op, scalar<T>(0.75, 0.5), x, times(scalar<T>(0.5, -0.25), y), got);
     }
   }
 }

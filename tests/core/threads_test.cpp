@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "tests/core/products.h"
+#include "tests/support/threads.h"
 #include "zor/core.h"
 #include "zor/dft.h"
 #include "zor/lapack.h"
@@ -44,21 +45,6 @@ class threads_in_force {
   ~threads_in_force() { zor_core_set_num_threads(0); }
 };
 
-constexpr int32_t thread_counts[] = {2, 3, 7, 16};
-
-// Runs `call` with every number of threads and compares with one.
-template <class Call>
-void expect_same_with_any_threads(const Call& call) {
-  const auto expected = [&] {
-    threads_in_force one(1);
-    return call();
-  }();
-  for (int32_t count : thread_counts) {
-    threads_in_force these(count);
-    EXPECT_TRUE(equal_bits(expected, call())) << count << " threads";
-  }
-}
-
 // Tails in every dimension, few rows, few columns, both sides of the sizes that a kernel packs from.
 const product products[] = {{'N', 'N', 129, 131, 127}, {'T', 'N', 1003, 17, 77}, {'N', 'T', 17, 1003, 77},
                             {'C', 'C', 131, 129, 230}, {'N', 'N', 9, 11, 20001}, {'N', 'N', 2, 50021, 31},
@@ -71,7 +57,7 @@ void check_gemm(const char* name, Gemm* gemm, Kernel* kernel) {
     for (double beta : {0.0, 0.5}) {
       SCOPED_TRACE(::testing::Message() << name << " " << p << " beta " << beta);
       const gemm_operands<T> operands(p, beta);
-      expect_same_with_any_threads([&] { return operands.run(gemm); });
+      with_any_threads([&] { return operands.run(gemm); });
       EXPECT_TRUE(equal_bits(operands.run(kernel), operands.run(gemm)));
     }
 }
@@ -92,10 +78,10 @@ void check_gemv(const char* name, Gemv* gemv) {
     for (char trans : {'N', 'T', 'C'}) {
       SCOPED_TRACE(::testing::Message()
                    << name << " " << trans << " " << m << "x" << n << " " << incx << " " << incy);
-      const auto a = random_vector<T>(m * n, 4), x = random_vector<T>((m + n) * 2, 5),
-                 y = random_vector<T>((m + n) * 3, 6);
-      const T alpha = make_scalar<T>(1.25, -0.75), beta = make_scalar<T>(0.5, 0.25);
-      expect_same_with_any_threads([&] {
+      const auto a = random_elements<T>(m * n, 4), x = random_elements<T>((m + n) * 2, 5),
+                 y = random_elements<T>((m + n) * 3, 6);
+      const T alpha = scalar<T>(1.25, -0.75), beta = scalar<T>(0.5, 0.25);
+      with_any_threads([&] {
         std::vector<T> result = y;
         gemv(&trans, &m, &n, &alpha, a.data(), &m, x.data(), &incx, &beta, result.data(), &incy);
         return result;
@@ -110,65 +96,10 @@ TEST(AnyThreads, Gemv) {
   check_gemv<zor_c64>("zgemv", zor_blas_zgemv);
 }
 
-template <class T, class Axpy, class Swap>
-void check_vectors(Axpy* axpy, Swap* swap) {
-  const T alpha = make_scalar<T>(1.25, -0.75);
-  const zor_int n = 140009;
-  for (zor_int incx : {1, -2, 0})
-    for (zor_int incy : {1, -3, 0}) {
-      SCOPED_TRACE(::testing::Message() << sizeof(T) << " n=" << n << " incx=" << incx << " incy=" << incy);
-      const auto x = random_vector<T>(2 * n, 7), y = random_vector<T>(3 * n, 8);
-      expect_same_with_any_threads([&] {
-        std::vector<T> result = y;
-        axpy(&n, &alpha, x.data(), &incx, result.data(), &incy);
-        return result;
-      });
-      expect_same_with_any_threads([&] {
-        std::vector<T> result = y, other = x;
-        swap(&n, other.data(), &incx, result.data(), &incy);
-        result.insert(result.end(), other.begin(), other.end());
-        return result;
-      });
-    }
-}
-
-TEST(AnyThreads, Vectors) {
-  check_vectors<float>(zor_blas_saxpy, zor_blas_sswap);
-  check_vectors<double>(zor_blas_daxpy, zor_blas_dswap);
-  check_vectors<zor_c32>(zor_blas_caxpy, zor_blas_cswap);
-  check_vectors<zor_c64>(zor_blas_zaxpy, zor_blas_zswap);
-}
-
-template <class T, class Syr, class Kernel>
-void check_syr(Syr* syr, Kernel* kernel) {
-  for (char uplo : {'U', 'l'})
-    for (zor_int incx : {1, -2}) {
-      SCOPED_TRACE(::testing::Message() << sizeof(T) << uplo << incx);
-      const zor_int n = 1201, lda = 1203;
-      auto x = random_vector<T>(2 * n, 9);
-      x[100] = x[2000] = 0;
-      x[300] = std::numeric_limits<T>::denorm_min();
-      const auto a = random_vector<T>(lda * n, 10);
-      const T alpha = T(-0.37);
-      const auto run = [&](auto* call) {
-        std::vector<T> result = a;
-        call(&uplo, &n, &alpha, x.data(), &incx, result.data(), &lda);
-        return result;
-      };
-      expect_same_with_any_threads([&] { return run(syr); });
-      EXPECT_TRUE(equal_bits(run(kernel), run(syr)));
-    }
-}
-
-TEST(AnyThreads, Syr) {
-  check_syr<float>(zor_blas_ssyr, zor_blas_xssyr);
-  check_syr<double>(zor_blas_dsyr, zor_blas_xdsyr);
-}
-
 // Routines by value on operands that are divided; with `exact` these are small integers and powers of two, so
 // that no operation rounds.
 std::vector<double> elements(zor_int count, uint64_t seed, bool exact) {
-  std::vector<double> v = random_vector<double>(count, seed);
+  std::vector<double> v = random_elements<double>(count, seed);
   for (double& e : v)
     if (exact) e = std::nearbyint(4 * e);
   return v;
@@ -219,7 +150,7 @@ constexpr std::vector<double> (*routines_by_value[])(bool exact) = {
     tridiagonal_solves<false>, tridiagonal_solves<true>, small_systems, transpositions, extended_products};
 
 TEST(AnyThreads, RoutinesByValue) {
-  for (const auto run : routines_by_value) expect_same_with_any_threads([&] { return run(false); });
+  for (const auto run : routines_by_value) with_any_threads([&] { return run(false); });
 }
 
 size_t threads_alive() {
@@ -261,7 +192,7 @@ TEST(Threads, FollowTheCallersRounding) {
   const auto nearest = operands.run(zor_blas_dgemm);
   for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
     std::fesetround(mode);
-    expect_same_with_any_threads([&] { return operands.run(zor_blas_dgemm); });
+    with_any_threads([&] { return operands.run(zor_blas_dgemm); });
     threads_in_force three(3);
     const auto rounded = operands.run(zor_blas_dgemm);
     EXPECT_EQ(mode, std::fegetround());
@@ -271,7 +202,7 @@ TEST(Threads, FollowTheCallersRounding) {
     for (const auto& run : routines_by_value) {
       const auto plain = run(false);
       std::fesetround(mode);
-      expect_same_with_any_threads([&] { return run(false); });
+      with_any_threads([&] { return run(false); });
       const auto directed = run(false);
       std::fesetround(FE_TONEAREST);
       EXPECT_FALSE(equal_bits(plain, directed)) << "routine " << &run - routines_by_value;
@@ -420,6 +351,13 @@ void transform(zor_int rank, const zor_int* lengths, int32_t domain) {
 void* call_every_family(void*) {
   for (char trans : {'N', 'T', 'C'})
     gemm_operands<zor_c64>({trans, trans, 150, 151, 152}).run(zor_blas_zgemm);
+  // Strided vectors are staged on the stack.
+  const zor_int n = 1100, inc = 2;
+  const zor_c64 one{1, 0};
+  const std::vector<zor_c64> matrix(size_t(n * n)), vector(size_t(2 * n));
+  std::vector<zor_c64> result(size_t(2 * n));
+  for (char trans : {'N', 'T', 'C'})
+    zor_blas_zgemv(&trans, &n, &n, &one, matrix.data(), &n, vector.data(), &inc, &one, result.data(), &inc);
   const zor_int lengths[] = {32, 30, 31}, line = 30030;
   for (int32_t domain : {ZOR_DFT_COMPLEX, ZOR_DFT_REAL}) {
     transform(3, lengths, domain);
@@ -444,7 +382,7 @@ void* call_every_family(void*) {
   }
   zor_sparse_free(&a);
   for (const auto run : routines_by_value) run(false);
-  const std::vector<double> system = random_vector<double>(200 * 200, 17);
+  const std::vector<double> system = random_elements<double>(200 * 200, 17);
   std::vector<double> solution(200);
   EXPECT_EQ(ZOR_LAPACK_OK, zor_dsolve_refined('G', 200, 1, system.data(), 200, system.data(), 200,
                                               solution.data(), 200, nullptr, nullptr));

@@ -21,7 +21,7 @@ void coo_product(const shape& s, const triple_list<T>& entries, int64_t m, T alp
                  const column_of<const T>& x, const column_of<T>& y) {
   for (const auto& e : entries) {
     const int64_t r = e.row, c = e.column;
-    const T a = conj_when(s.op == 's', e.value), t = times(a, alpha);
+    const T a = conj_if(s.op == 's', e.value), t = times(a, alpha);
     const bool inside_view = s.structure == 'g' || (s.structure != 'd' && inside(s, r, c));
     const bool on_diagonal = r == c && s.structure != 'a' && s.diagonal != 'u';
     if (inside_view || on_diagonal) y(r) = plus(y(r), times(t, x(c)));
@@ -39,7 +39,7 @@ void coo_solve(const shape& s, const triple_list<T>& entries, int64_t m, const c
   const bool conjugate = s.op == 's';
   if (s.structure == 'd') {
     for (const auto& e : entries)
-      if (e.row == e.column) x(e.row) = over(x(e.row), conj_when(conjugate, e.value));
+      if (e.row == e.column) x(e.row) = over(x(e.row), conj_if(conjugate, e.value));
     return;
   }
   for (int64_t step = 1; step <= m; ++step) {
@@ -48,7 +48,7 @@ void coo_solve(const shape& s, const triple_list<T>& entries, int64_t m, const c
     T pivot{};
     for (const auto& e : entries) {
       if (e.row != r) continue;
-      if (e.column == r) pivot = conj_when(conjugate, e.value);
+      if (e.column == r) pivot = conj_if(conjugate, e.value);
       if (inside(s, r, e.column)) row.push_back({e.column, e.value});
     }
     if (s.triangle == 'u') std::reverse(row.begin(), row.end());
@@ -64,7 +64,7 @@ void coo_scans(const shape& s, const triple_list<T>& entries, int64_t m, const c
     const int64_t r = s.triangle == 'l' ? step : m + 1 - step;
     T sum{}, pivot{};
     for (const auto& e : entries) {
-      const T a = conj_when(s.op == 's', e.value);
+      const T a = conj_if(s.op == 's', e.value);
       const bool counts =
           s.triangle == 'l' && s.diagonal == 'u' ? e.row == r && e.column < r : inside(s, e.row, e.column);
       if (counts) sum = plus(sum, times(a, x(e.column)));

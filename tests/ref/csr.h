@@ -10,15 +10,6 @@
 
 namespace zor_ref {
 
-inline float real_part(float a) { return a; }
-inline double real_part(double a) { return a; }
-inline float real_part(zor_c32 a) { return a.re; }
-inline double real_part(zor_c64 a) { return a.re; }
-inline float minus(float a, float b) { return a - b; }
-inline double minus(double a, double b) { return a - b; }
-inline zor_c32 minus(zor_c32 a, zor_c32 b) { return {a.re - b.re, a.im - b.im}; }
-inline zor_c64 minus(zor_c64 a, zor_c64 b) { return {a.re - b.re, a.im - b.im}; }
-
 template <class T>
 struct entry {
   int64_t column;
@@ -42,27 +33,15 @@ struct column_of {
 };
 
 template <class T>
-T unity() {
-  T one{};
-  reinterpret_cast<decltype(real_part(one))&>(one) = 1;
-  return one;
-}
-
-template <class T>
-T conj_when(bool wanted, T a) {
-  return wanted ? conj(a) : a;
-}
-
-template <class T>
 T row_dot(const std::vector<entry<T>>& row, bool conjugate, const column_of<const T>& x) {
   T s[4] = {};
   T sum{};
   const size_t whole = row.size() / 4 * 4;
   for (size_t k = 0; k < whole; ++k)
-    s[k % 4] = plus(s[k % 4], times(conj_when(conjugate, row[k].value), x(row[k].column)));
+    s[k % 4] = plus(s[k % 4], times(conj_if(conjugate, row[k].value), x(row[k].column)));
   if (whole > 0) sum = plus(plus(plus(s[0], s[1]), s[2]), s[3]);
   for (size_t k = whole; k < row.size(); ++k)
-    sum = plus(sum, times(conj_when(conjugate, row[k].value), x(row[k].column)));
+    sum = plus(sum, times(conj_if(conjugate, row[k].value), x(row[k].column)));
   return sum;
 }
 
@@ -81,17 +60,17 @@ void scatter(const shape& s, const row_list<T>& rows, T alpha, const column_of<c
       y(r) = plus(y(r), times(alpha, x(r)));
     } else if (s.structure == 'd') {
       for (const auto& e : row)
-        if (e.column == r) y(r) = plus(y(r), times(times(conj_when(cj, e.value), alpha), x(r)));
+        if (e.column == r) y(r) = plus(y(r), times(times(conj_if(cj, e.value), alpha), x(r)));
     } else if (s.structure == 'g') {
       const T t = times(x(r), alpha);
-      for (const auto& e : row) y(e.column) = plus(y(e.column), times(conj_when(cj, e.value), t));
+      for (const auto& e : row) y(e.column) = plus(y(e.column), times(conj_if(cj, e.value), t));
     } else {
       for (const auto& e : row)
-        y(e.column) = plus(y(e.column), times(times(conj_when(cj, e.value), alpha), x(r)));
+        y(e.column) = plus(y(e.column), times(times(conj_if(cj, e.value), alpha), x(r)));
       if (s.diagonal == 'u') y(r) = plus(y(r), times(x(r), alpha));
       for (const auto& e : row) {
         if (!(beyond(s, r, e.column) || (s.diagonal == 'u' && e.column == r))) continue;
-        y(e.column) = minus(y(e.column), times(x(r), times(conj_when(cj, e.value), alpha)));
+        y(e.column) = minus(y(e.column), times(x(r), times(conj_if(cj, e.value), alpha)));
       }
     }
   }
@@ -112,13 +91,13 @@ void csr_mv(const shape& s, const row_list<T>& rows, int64_t first, int64_t last
     } else if (s.structure == 't' && s.diagonal == 'n') {
       T sum = row_dot(row, g, x);
       for (const auto& e : row)
-        if (beyond(s, r, e.column)) sum = minus(sum, times(conj_when(g, e.value), x(e.column)));
+        if (beyond(s, r, e.column)) sum = minus(sum, times(conj_if(g, e.value), x(e.column)));
       y(r) = plus(times(alpha, sum), y(r));
     } else if (s.structure == 't') {
       const T sum = row_dot(row, g, x);
       T u{};
       for (const auto& e : row)
-        if (!inside(s, r, e.column)) u = plus(u, times(conj_when(g, e.value), x(e.column)));
+        if (!inside(s, r, e.column)) u = plus(u, times(conj_if(g, e.value), x(e.column)));
       u = minus(u, x(r));
       y(r) = plus(y(r), times(minus(sum, u), alpha));
     } else if (s.structure == 'a' || s.diagonal == 'u') {
@@ -127,10 +106,10 @@ void csr_mv(const shape& s, const row_list<T>& rows, int64_t first, int64_t last
       T u{};
       for (const auto& e : row) {
         if (inside(s, r, e.column)) {
-          const T image = times(times(x(r), alpha), conj_when(mirror, e.value));
+          const T image = times(times(x(r), alpha), conj_if(mirror, e.value));
           y(e.column) = skew ? minus(y(e.column), image) : plus(y(e.column), image);
         } else {
-          u = plus(u, times(times(conj_when(g, e.value), alpha), x(e.column)));
+          u = plus(u, times(times(conj_if(g, e.value), alpha), x(e.column)));
         }
       }
       if (!skew) y(r) = plus(y(r), times(x(r), alpha));
@@ -140,17 +119,17 @@ void csr_mv(const shape& s, const row_list<T>& rows, int64_t first, int64_t last
       T u{};
       for (const auto& e : row) {
         if (inside(s, r, e.column))
-          y(e.column) = plus(y(e.column), times(conj_when(mirror, e.value), times(alpha, x(r))));
+          y(e.column) = plus(y(e.column), times(conj_if(mirror, e.value), times(alpha, x(r))));
         else if (e.column != r)
-          u = plus(u, times(conj_when(g, e.value), x(e.column)));
+          u = plus(u, times(conj_if(g, e.value), x(e.column)));
       }
       y(r) = minus(y(r), times(alpha, u));
     } else {
       const T t = times(x(r), alpha);
       T sum{};
       for (const auto& e : row) {
-        if (inside(s, r, e.column)) y(e.column) = plus(y(e.column), times(t, conj_when(mirror, e.value)));
-        if (!beyond(s, r, e.column)) sum = plus(sum, times(conj_when(g, e.value), x(e.column)));
+        if (inside(s, r, e.column)) y(e.column) = plus(y(e.column), times(t, conj_if(mirror, e.value)));
+        if (!beyond(s, r, e.column)) sum = plus(sum, times(conj_if(g, e.value), x(e.column)));
       }
       y(r) = plus(y(r), times(sum, alpha));
     }
@@ -169,7 +148,7 @@ void csr_mm(const shape& s, const row_list<T>& rows, T alpha, const column_of<co
   const bool conjugated = s.op == 's' || s.op == 'c';
   const bool g = hermitian ? s.op == 't' : conjugated;
   const bool mirror = hermitian ? s.op == 'n' : conjugated;
-  const auto a = [&](const entry<T>& e) { return conj_when(g, e.value); };
+  const auto a = [&](const entry<T>& e) { return conj_if(g, e.value); };
   for (int64_t r = 1; r <= m; ++r) {
     const auto& row = rows[size_t(r - 1)];
     const size_t whole = row.size() / 4 * 4;
@@ -193,7 +172,7 @@ void csr_mm(const shape& s, const row_list<T>& rows, T alpha, const column_of<co
     T u{};
     for (const auto& e : rows[size_t(r - 1)]) {
       if (inside(s, r, e.column)) {
-        const T image = times(times(b(r), alpha), conj_when(mirror, e.value));
+        const T image = times(times(b(r), alpha), conj_if(mirror, e.value));
         c(e.column) = skew ? minus(c(e.column), image) : plus(c(e.column), image);
       } else if (e.column != r || s.diagonal != 'n') {
         u = plus(u, times(times(a(e), alpha), b(e.column)));
@@ -204,54 +183,12 @@ void csr_mm(const shape& s, const row_list<T>& rows, T alpha, const column_of<co
   }
 }
 
-// The dense matrix that a view stands for, row by row, m by k: for data whose sums are exact in any order.
-template <class T>
-std::vector<T> dense_of(const shape& s, const row_list<T>& rows, int64_t k) {
-  const int64_t m = int64_t(rows.size());
-  const bool flip = s.op == 't' || (s.op == 'c' && (s.structure == 'g' || s.structure == 't'));
-  const bool mirrored = s.structure == 's' || s.structure == 'h' || s.structure == 'a';
-  const int64_t width = flip ? m : k;
-  std::vector<T> d(size_t(m * k));
-  const auto add = [&](int64_t r, int64_t c, T v) {
-    if (s.op == 'c' || s.op == 's') v = conj(v);
-    if (flip) std::swap(r, c);
-    T& at = d[size_t((r - 1) * width + c - 1)];
-    at = plus(at, v);
-  };
-  for (int64_t r = 1; r <= m; ++r) {
-    if (s.diagonal == 'u') add(r, r, unity<T>());
-    for (const auto& e : rows[size_t(r - 1)]) {
-      const int64_t c = e.column;
-      if (s.structure == 'g') add(r, c, e.value);
-      if (s.structure == 'g') continue;
-      if (c == r && s.structure != 'a' && s.diagonal != 'u')
-        add(r, c, s.structure == 'h' && s.op == 't' ? conj(e.value) : e.value);
-      if (s.structure == 'd' || !inside(s, r, c)) continue;
-      add(r, c, e.value);
-      if (mirrored)
-        add(c, r, s.structure == 'h' ? conj(e.value) : s.structure == 'a' ? minus(T{}, e.value) : e.value);
-    }
-  }
-  return d;
-}
-
 // Stored entries one after the other; row r (from 1) stands at positions start[r-1] to end[r-1] - 1.
 template <class T>
 struct flat_rows {
   std::vector<entry<T>> all;
   std::vector<int64_t> start, end;
 };
-
-inline float over(float n, float d) { return n / d; }
-inline double over(double n, double d) { return n / d; }
-inline zor_c32 over(zor_c32 n, zor_c32 d) {
-  const double nr = n.re, ni = n.im, dr = d.re, di = d.im, u = 1 / (dr * dr + di * di);
-  return {float((nr * dr + ni * di) * u), float((ni * dr - nr * di) * u)};
-}
-inline zor_c64 over(zor_c64 n, zor_c64 d) {
-  const long double nr = n.re, ni = n.im, dr = d.re, di = d.im, u = 1 / (dr * dr + di * di);
-  return {double((nr * dr + ni * di) * u), double((ni * dr - nr * di) * u)};
-}
 
 // How a solve ends a row: a division always, or a product with the reciprocal in the row-dot forms.
 enum class ending { division, reciprocal };
@@ -262,7 +199,7 @@ void csr_solve(const shape& s, const flat_rows<T>& a, ending how, T alpha, const
   const int64_t m = int64_t(a.start.size());
   const bool cj = s.op == 's' || s.op == 'c', unit = s.diagonal == 'u', lower = s.triangle == 'l';
   const bool push = s.op == 't' || s.op == 'c';
-  const auto value = [&](int64_t k) { return conj_when(cj, a.all[size_t(k)].value); };
+  const auto value = [&](int64_t k) { return conj_if(cj, a.all[size_t(k)].value); };
   const auto column = [&](int64_t k) { return a.all[size_t(k)].column; };
   const bool up = s.structure == 'd' || lower != push;
   for (int64_t step = 1; step <= m; ++step) {

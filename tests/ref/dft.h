@@ -2,8 +2,6 @@
 // Discrete Fourier transforms from their definition, in wider arithmetic.
 #pragma once
 
-#include <mpfr.h>
-
 #include <cmath>
 #include <complex>
 #include <vector>
@@ -51,36 +49,6 @@ inline std::vector<wide> dft(std::vector<wide> x, int sign = -1) {
   x = dft_part(x, root, 1);
   for (wide& v : x) v = std::conj(v);
   return x;
-}
-
-// The direct sum in 200 bits, rounded at the end.
-inline std::vector<wide> dft_200_bits(const std::vector<wide>& x) {
-  const long n = long(x.size());
-  mpfr_t angle, sine, cosine, term, re, im;
-  mpfr_inits2(200, angle, sine, cosine, term, re, im, static_cast<mpfr_ptr>(nullptr));
-  std::vector<wide> y(x.size());
-  for (long k = 0; k < n; ++k) {
-    mpfr_set_zero(re, 1);
-    mpfr_set_zero(im, 1);
-    for (long j = 0; j < n; ++j) {
-      mpfr_const_pi(angle, MPFR_RNDN);
-      mpfr_mul_si(angle, angle, 2 * (j * k % n), MPFR_RNDN);
-      mpfr_div_si(angle, angle, n, MPFR_RNDN);
-      mpfr_sin_cos(sine, cosine, angle, MPFR_RNDN);
-      const double a = double(x[size_t(j)].real()), b = double(x[size_t(j)].imag());
-      const auto add = [&](mpfr_t sum, mpfr_t factor, double by) {
-        mpfr_mul_d(term, factor, by, MPFR_RNDN);
-        mpfr_add(sum, sum, term, MPFR_RNDN);
-      };
-      add(re, cosine, a);
-      add(re, sine, b);
-      add(im, cosine, b);
-      add(im, sine, -a);
-    }
-    y[size_t(k)] = {mpfr_get_ld(re, MPFR_RNDN), mpfr_get_ld(im, MPFR_RNDN)};
-  }
-  mpfr_clears(angle, sine, cosine, term, re, im, static_cast<mpfr_ptr>(nullptr));
-  return y;
 }
 
 }  // namespace zor_ref

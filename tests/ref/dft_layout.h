@@ -5,8 +5,6 @@
 #include <complex>
 #include <cstdint>
 #include <map>
-#include <sstream>
-#include <string>
 #include <vector>
 
 #include "zor/dft_kern.h"
@@ -25,7 +23,6 @@ struct transform_case {
   std::vector<zor_int> in_strides, out_strides;
   zor_int in_offset, out_offset, in_distance, out_distance;
   double forward_scale, backward_scale;
-  int32_t user_threads;
 
   bool real() const { return domain == ZOR_DFT_REAL; }
   bool in_place() const { return placement == ZOR_DFT_INPLACE; }
@@ -35,15 +32,6 @@ struct transform_case {
     zor_int n = 1;
     for (zor_int l : lengths) n *= l;
     return n;
-  }
-  std::string text() const {
-    std::ostringstream t;
-    t << (real() ? "real " : "complex ") << placement << " storage " << storage << " format " << format
-      << " count " << count << " user threads " << user_threads;
-    for (size_t i = 0; i < lengths.size(); ++i)
-      t << " [" << lengths[i] << ": " << in_strides[i] << ", " << out_strides[i] << "]";
-    t << " offsets " << in_offset << " " << out_offset << " distances " << in_distance << " " << out_distance;
-    return t.str();
   }
 };
 

@@ -53,9 +53,9 @@ void dia_product(const shape& s, const diagonal_list<T>& a, bool many, T alpha, 
         if (s.structure != 'd' && (q < c0 - r1 || q > c1 - r0)) continue;
         for (int64_t i = std::max(r0, c0 - q); i <= std::min(r1, c1 - q); ++i) {
           const T value = a.at(flip ? i + q : i, d);
-          y(i) = plus(y(i), product(x(i + q), conj_when(direct_conj, value)));
+          y(i) = plus(y(i), product(x(i + q), conj_if(direct_conj, value)));
           if (!images || stored == 0) continue;
-          const T image = product(x(i), conj_when(image_conj, value));
+          const T image = product(x(i), conj_if(image_conj, value));
           y(i + q) = s.structure == 'a' ? minus(y(i + q), image) : plus(y(i + q), image);
         }
       }
@@ -69,7 +69,7 @@ void dia_solve(const shape& s, const diagonal_list<T>& a, int64_t first, int64_t
                const column_of<T>& x) {
   const int64_t m = a.m;
   const bool flip = s.op == 't' || s.op == 'c', lower = s.triangle == 'l', up = lower != flip;
-  const auto value = [&](int64_t i, int64_t d) { return conj_when(s.op == 'c', a.at(i, d)); };
+  const auto value = [&](int64_t i, int64_t d) { return conj_if(s.op == 'c', a.at(i, d)); };
   if (s.structure == 'd') {
     for (int64_t d = 1; d <= a.count(); ++d)
       for (int64_t i = 1; i <= m && a.distance[size_t(d - 1)] == 0; ++i) x(i) = over(x(i), value(i, d));

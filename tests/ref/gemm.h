@@ -6,14 +6,10 @@
 
 namespace zor_ref {
 
-inline float conj_by_zero(float e) { return e; }
-inline double conj_by_zero(double e) { return e; }
-inline zor_c32 conj_by_zero(zor_c32 e) { return {e.re, 0 - e.im}; }
-inline zor_c64 conj_by_zero(zor_c64 e) { return {e.re, 0 - e.im}; }
-inline void set_one(float& e) { e = 1; }
-inline void set_one(double& e) { e = 1; }
-inline void set_one(zor_c32& e) { e = {1, 0}; }
-inline void set_one(zor_c64& e) { e = {1, 0}; }
+template <class T>
+T conj_by_zero(T e) {
+  return element_of<T>(real_part(e), 0 - imaginary_part(e));
+}
 
 template <class T>
 struct product {
@@ -127,8 +123,7 @@ void gemm(const product<T>& q, bool memory = true) {
         q.at(i, j) = plus(q.at(i, j), panel_sum(q, i, j, p, p + kb));
     }
   }
-  T one;
-  set_one(one);
+  const T one = unity<T>();
   plain(q, m, q.m, 0, n, q.k - head, q.k, q.beta);
   for (zor_int p = 0; p < q.k - head; p += kb) plain(q, m, q.m, 0, n, p, p + kb, one);
   if (product<T>::upper(q.transb, 'C') && n < q.n && !std::is_same_v<T, float>) {

@@ -12,61 +12,14 @@
 
 namespace zor_ref {
 
-template <class T>
-using real_t = std::conditional_t<std::is_same_v<T, zor_c32> || std::is_same_v<T, float>, float, double>;
-template <class T>
-inline constexpr bool is_complex_v = !std::is_same_v<T, real_t<T>>;
-
-template <class T>
-T less(T a, T b) {
-  if constexpr (is_complex_v<T>)
-    return {a.re - b.re, a.im - b.im};
-  else
-    return a - b;
-}
-template <class T>
-T by_real(real_t<T> c, T a) {
-  if constexpr (is_complex_v<T>)
-    return {c * a.re, c * a.im};
-  else
-    return c * a;
-}
 // s times the real part of a.
 template <class T>
 T by_real_part(T a, T s) {
-  if constexpr (is_complex_v<T>)
-    return by_real(a.re, s);
-  else
-    return a * s;
-}
-// conj(a) b with the conjugation within the product.
-template <class T>
-T conj_times(T a, T b) {
-  if constexpr (is_complex_v<T>)
-    return {a.re * b.re + a.im * b.im, a.re * b.im - a.im * b.re};
-  else
-    return a * b;
-}
-template <class T>
-T quotient(T n, T d) {
-  if constexpr (is_complex_v<T>) {
-    using wide = std::conditional_t<std::is_same_v<T, zor_c32>, double, long double>;
-    const wide nr = n.re, ni = n.im, dr = d.re, di = d.im, u = 1 / (dr * dr + di * di);
-    return {real_t<T>((nr * dr + ni * di) * u), real_t<T>((ni * dr - nr * di) * u)};
-  } else {
-    return n / d;
-  }
-}
-template <class T>
-T unit() {
-  if constexpr (is_complex_v<T>)
-    return {1, 0};
-  else
-    return 1;
+  return is_complex<T> ? by_real(real_part(a), s) : times(a, s);
 }
 template <class T>
 bool no_pivot(T p) {
-  if constexpr (is_complex_v<T>)
+  if constexpr (is_complex<T>)
     return (p.re == 0 && p.im == 0) || std::isnan(p.re) || std::isnan(p.im);
   else
     return p == 0 || std::isnan(p);
@@ -78,7 +31,7 @@ template <class R, class T>
 void rotate_rows(R c, R s, T& a, T& b) {
   const T old_a = a, old_b = b;
   a = plus(by_real(c, old_a), by_real(s, old_b));
-  b = less(by_real(c, old_b), by_real(s, old_a));
+  b = minus(by_real(c, old_b), by_real(s, old_a));
 }
 
 template <class T>
@@ -99,7 +52,7 @@ void lartv(zor_int n, T* x, zor_int incx, T* y, zor_int incy, const real_t<T>* c
     const real_t<T> ci = c[i * incc];
     const T si = s[i * incc];
     x[i * incx] = plus(by_real(ci, xi), times(si, yi));
-    y[i * incy] = less(by_real(ci, yi), conj_times(si, xi));
+    y[i * incy] = minus(by_real(ci, yi), conj_times(si, xi));
   }
 }
 
@@ -107,8 +60,8 @@ template <class T>
 void rot2(zor_int n, T* x, T* y, T tau, T v) {
   for (zor_int i = 0; i < n; ++i) {
     const T t = times(tau, plus(times(v, y[i]), x[i]));
-    x[i] = less(x[i], t);
-    y[i] = less(y[i], conj_times(v, t));
+    x[i] = minus(x[i], t);
+    y[i] = minus(y[i], conj_times(v, t));
   }
 }
 
@@ -116,11 +69,11 @@ template <class T>
 void rot3(zor_int n, T* x, T* y, T* z, T tau, T h1, T h2) {
   for (zor_int i = 0; i < n; ++i) {
     const T first = times(h1, y[i]), second = times(h2, z[i]);
-    const T w = is_complex_v<T> ? plus(plus(first, second), x[i]) : plus(plus(first, x[i]), second);
+    const T w = is_complex<T> ? plus(plus(first, second), x[i]) : plus(plus(first, x[i]), second);
     const T t = times(tau, w);
-    x[i] = less(x[i], t);
-    y[i] = less(y[i], conj_times(h1, t));
-    z[i] = less(z[i], conj_times(h2, t));
+    x[i] = minus(x[i], t);
+    y[i] = minus(y[i], conj_times(h1, t));
+    z[i] = minus(z[i], conj_times(h2, t));
   }
 }
 
@@ -131,24 +84,24 @@ zor_int dttrfb(zor_int n, T* dl, T* d, const T* du) {
   if (n == 0) return 0;
   const zor_int h = (n - 1) / 2, c = n - 1 - h;
   const auto top = [&](zor_int i) {
-    d[i] = quotient(unit<T>(), d[i]);
+    d[i] = over(unity<T>(), d[i]);
     dl[i] = times(dl[i], d[i]);
-    d[i + 1] = less(d[i + 1], times(dl[i], du[i]));
+    d[i + 1] = minus(d[i + 1], times(dl[i], du[i]));
   };
   for (zor_int i = 0; i < h; ++i) {
     if (no_pivot(d[i])) return i + 1;
     top(i);
     if (no_pivot(d[n - 1 - i])) return n - i;
-    d[n - 1 - i] = quotient(unit<T>(), d[n - 1 - i]);
+    d[n - 1 - i] = over(unity<T>(), d[n - 1 - i]);
     dl[n - 2 - i] = times(dl[n - 2 - i], d[n - 1 - i]);
-    d[n - 2 - i] = less(d[n - 2 - i], times(dl[n - 2 - i], du[n - 2 - i]));
+    d[n - 2 - i] = minus(d[n - 2 - i], times(dl[n - 2 - i], du[n - 2 - i]));
   }
   if (n % 2 == 0) {
     if (no_pivot(d[h])) return h + 1;
     top(h);
   }
   if (no_pivot(d[c])) return n - h;
-  d[c] = quotient(unit<T>(), d[c]);
+  d[c] = over(unity<T>(), d[c]);
   return 0;
 }
 
@@ -162,21 +115,21 @@ void dttrsb(char trans, zor_int n, zor_int nrhs, const T* dl, const T* d, const 
     if (plain) {
       for (zor_int i = 0; i < g; ++i) {
         const zor_int j = n - 1 - i;
-        b[i + 1] = less(b[i + 1], times(b[i], dl[i]));
+        b[i + 1] = minus(b[i + 1], times(b[i], dl[i]));
         b[j] = times(b[j], d[j]);
-        b[j - 1] = less(b[j - 1], times(b[j], du[j - 1]));
+        b[j - 1] = minus(b[j - 1], times(b[j], du[j - 1]));
       }
       b[n - g - 1] = times(b[n - g - 1], d[n - g - 1]);
       for (zor_int m = 0; m < n - g - 1; ++m) {
         const zor_int k = n - g - 2 - m;
-        b[g + 1 + m] = less(b[g + 1 + m], times(b[g + m], dl[g + m]));
-        b[k] = times(less(b[k], times(b[k + 1], du[k])), d[k]);
+        b[g + 1 + m] = minus(b[g + 1 + m], times(b[g + m], dl[g + m]));
+        b[k] = times(minus(b[k], times(b[k + 1], du[k])), d[k]);
       }
     } else {
-      for (zor_int j = n - 1; j > g; --j) b[j - 1] = less(b[j - 1], times(op(du[j - 1]), b[j]));
+      for (zor_int j = n - 1; j > g; --j) b[j - 1] = minus(b[j - 1], times(op(du[j - 1]), b[j]));
       b[0] = times(b[0], op(d[0]));
-      for (zor_int i = 1; i < n; ++i) b[i] = times(less(b[i], times(op(dl[i - 1]), b[i - 1])), op(d[i]));
-      for (zor_int i = g - 1; i >= 0; --i) b[i] = less(b[i], times(op(du[i]), b[i + 1]));
+      for (zor_int i = 1; i < n; ++i) b[i] = times(minus(b[i], times(op(dl[i - 1]), b[i - 1])), op(d[i]));
+      for (zor_int i = g - 1; i >= 0; --i) b[i] = minus(b[i], times(op(du[i]), b[i + 1]));
     }
   }
 }
@@ -191,40 +144,40 @@ zor_int dtsvb(zor_int n, zor_int nrhs, T* dl, T* d, const T* du, T* b, zor_int l
   }
   const zor_int h = (n - 1) / 2, c = n - 1 - h;
   const auto top = [&](zor_int i) {
-    d[i] = quotient(unit<T>(), d[i]);
+    d[i] = over(unity<T>(), d[i]);
     dl[i] = times(dl[i], d[i]);
-    d[i + 1] = less(d[i + 1], times(dl[i], du[i]));
-    b[i + 1] = less(b[i + 1], times(b[i], dl[i]));
+    d[i + 1] = minus(d[i + 1], times(dl[i], du[i]));
+    b[i + 1] = minus(b[i + 1], times(b[i], dl[i]));
   };
   for (zor_int i = 0; i < h; ++i) {
     if (no_pivot(d[i])) return i + 1;
     top(i);
     const zor_int j = n - 1 - i;
     if (no_pivot(d[j])) return n - i;
-    d[j] = quotient(unit<T>(), d[j]);
+    d[j] = over(unity<T>(), d[j]);
     dl[j - 1] = times(dl[j - 1], d[j]);
-    d[j - 1] = less(d[j - 1], times(dl[j - 1], du[j - 1]));
+    d[j - 1] = minus(d[j - 1], times(dl[j - 1], du[j - 1]));
     b[j] = times(b[j], d[j]);
-    b[j - 1] = less(b[j - 1], times(du[j - 1], b[j]));
+    b[j - 1] = minus(b[j - 1], times(du[j - 1], b[j]));
   }
   if (n % 2 == 0) {
     if (no_pivot(d[h])) return h + 1;
     top(h);
   }
   if (no_pivot(d[c])) return n - h;
-  d[c] = quotient(unit<T>(), d[c]);
+  d[c] = over(unity<T>(), d[c]);
   b[c] = times(b[c], d[c]);
-  if (n % 2 == 0) b[h] = times(less(b[h], times(b[h + 1], du[h])), d[h]);
-  for (zor_int j = c + 1; j < n; ++j) b[j] = less(b[j], times(b[j - 1], dl[j - 1]));
-  for (zor_int k = h - 1; k >= 0; --k) b[k] = times(less(b[k], times(b[k + 1], du[k])), d[k]);
+  if (n % 2 == 0) b[h] = times(minus(b[h], times(b[h + 1], du[h])), d[h]);
+  for (zor_int j = c + 1; j < n; ++j) b[j] = minus(b[j], times(b[j - 1], dl[j - 1]));
+  for (zor_int k = h - 1; k >= 0; --k) b[k] = times(minus(b[k], times(b[k + 1], du[k])), d[k]);
   return 0;
 }
 
 // v over d, or times its reciprocal, which is that of d itself where `conjugate` is set.
 template <class T>
 T over(bool by_reciprocal, bool conjugate, T v, T d) {
-  if (by_reciprocal) return times(v, conjugate ? conj(quotient(unit<T>(), d)) : quotient(unit<T>(), d));
-  return quotient(v, conjugate ? conj(d) : d);
+  if (by_reciprocal) return times(v, conjugate ? conj(over(unity<T>(), d)) : over(unity<T>(), d));
+  return over(v, conjugate ? conj(d) : d);
 }
 
 // Columns before `grouped` go by reciprocals.
@@ -232,37 +185,37 @@ template <class T>
 void gtts2(zor_int itrans, zor_int n, zor_int nrhs, zor_int grouped, const T* dl, const T* d, const T* du,
            const T* du2, const zor_int* ipiv, T* b, zor_int ldb) {
   if (n < 1) return;
-  const bool cj = is_complex_v<T> && itrans != 0 && itrans != 1;
+  const bool cj = is_complex<T> && itrans != 0 && itrans != 1;
   const auto op = [&](T v) { return cj ? conj(v) : v; };
   for (zor_int column = 0; column < nrhs; ++column, b += ldb) {
     const auto divided = [&](T v, zor_int i) { return over(column < grouped, cj, v, d[i]); };
     if (itrans == 0) {
       for (zor_int i = 0; i < n - 1; ++i) {
         if (ipiv[i] == i + 1) {
-          b[i + 1] = less(b[i + 1], times(dl[i], b[i]));
+          b[i + 1] = minus(b[i + 1], times(dl[i], b[i]));
         } else {
           const T t = b[i + 1];
-          b[i + 1] = less(b[i], times(dl[i], t));
+          b[i + 1] = minus(b[i], times(dl[i], t));
           b[i] = t;
         }
       }
       for (zor_int i = n - 1; i >= 0; --i) {
-        if (i < n - 1) b[i] = less(b[i], times(du[i], b[i + 1]));
-        if (i < n - 2) b[i] = less(b[i], times(du2[i], b[i + 2]));
+        if (i < n - 1) b[i] = minus(b[i], times(du[i], b[i + 1]));
+        if (i < n - 2) b[i] = minus(b[i], times(du2[i], b[i + 2]));
         b[i] = divided(b[i], i);
       }
     } else {
       for (zor_int i = 0; i < n; ++i) {
-        if (i > 0) b[i] = less(b[i], times(op(du[i - 1]), b[i - 1]));
-        if (i > 1) b[i] = less(b[i], times(op(du2[i - 2]), b[i - 2]));
+        if (i > 0) b[i] = minus(b[i], times(op(du[i - 1]), b[i - 1]));
+        if (i > 1) b[i] = minus(b[i], times(op(du2[i - 2]), b[i - 2]));
         b[i] = divided(b[i], i);
       }
       for (zor_int i = n - 2; i >= 0; --i) {
         if (ipiv[i] == i + 1) {
-          b[i] = less(b[i], times(op(dl[i]), b[i + 1]));
+          b[i] = minus(b[i], times(op(dl[i]), b[i + 1]));
         } else {
           const T t = b[i + 1];
-          b[i + 1] = less(b[i], times(op(dl[i]), t));
+          b[i + 1] = minus(b[i], times(op(dl[i]), t));
           b[i] = t;
         }
       }
@@ -274,51 +227,43 @@ template <class T>
 void ptts2(zor_int iuplo, zor_int n, zor_int nrhs, zor_int grouped, const real_t<T>* d, const T* e, T* b,
            zor_int ldb) {
   if (n < 1 || nrhs < 1) return;
-  const bool forward = is_complex_v<T> && iuplo == 1, backward = is_complex_v<T> && iuplo != 1;
+  const bool forward = is_complex<T> && iuplo == 1, backward = is_complex<T> && iuplo != 1;
   const auto op = [](bool conjugate, T v) { return conjugate ? conj(v) : v; };
   const auto divided = [&](bool by_reciprocal, T v, real_t<T> by) {
     if (by_reciprocal) return by_real(1 / by, v);
-    if constexpr (is_complex_v<T>)
+    if constexpr (is_complex<T>)
       return T{v.re / by, v.im / by};
     else
       return v / by;
   };
   for (zor_int column = 0; column < nrhs; ++column, b += ldb) {
     const bool by_reciprocal = column < grouped || n == 1;
-    for (zor_int i = 1; i < n; ++i) b[i] = less(b[i], times(op(forward, e[i - 1]), b[i - 1]));
+    for (zor_int i = 1; i < n; ++i) b[i] = minus(b[i], times(op(forward, e[i - 1]), b[i - 1]));
     for (zor_int i = n - 1; i >= 0; --i) {
       b[i] = divided(by_reciprocal, b[i], d[i]);
-      if (i < n - 1) b[i] = less(b[i], times(op(backward, e[i]), b[i + 1]));
+      if (i < n - 1) b[i] = minus(b[i], times(op(backward, e[i]), b[i + 1]));
     }
   }
 }
 
 // ---- Small factorisations.
 
-template <class T>
-real_t<T> real_of(T a) {
-  if constexpr (is_complex_v<T>)
-    return a.re;
-  else
-    return a;
-}
-
 // Returns info, 0 for success.
 template <class T>
 zor_int potrf_small(bool upper, zor_int n, T* a, zor_int lda) {
   using R = real_t<T>;
-  T minus{}, plus_one = unit<T>();
-  reinterpret_cast<R&>(minus) = -1;
+  T minus_one{}, plus_one = unity<T>();
+  reinterpret_cast<R&>(minus_one) = -1;
   for (zor_int j = 0; j < n; ++j) {
     T& ajj = a[j + j * lda];
     T* l = upper ? a + j * lda : a + j;
     const zor_int step = upper ? 1 : lda, beside = upper ? lda : 1, left = n - j - 1;
     R squares;
-    if constexpr (is_complex_v<T>)
+    if constexpr (is_complex<T>)
       squares = ref::cdot<T, true>(j, l, step, l, step).re;
     else
       squares = ref::dot(j, l, step, l, step);
-    R pivot = real_of(ajj) - squares;
+    R pivot = real_part(ajj) - squares;
     const bool good = pivot > 0;
     if (good) pivot = std::sqrt(pivot);
     ajj = T{};
@@ -327,9 +272,9 @@ zor_int potrf_small(bool upper, zor_int n, T* a, zor_int lda) {
     for (zor_int k = 0; k < j; ++k) l[k * step] = conj(l[k * step]);
     T* y = a + j + j * lda + beside;
     if (upper)
-      gemv('T', j, left, minus, l + lda, lda, l, step, plus_one, y, beside);
+      gemv('T', j, left, minus_one, l + lda, lda, l, step, plus_one, y, beside);
     else
-      gemv('N', left, j, minus, l + 1, lda, l, step, plus_one, y, beside);
+      gemv('N', left, j, minus_one, l + 1, lda, l, step, plus_one, y, beside);
     for (zor_int k = 0; k < j; ++k) l[k * step] = conj(l[k * step]);
     for (zor_int i = 0; i < left; ++i) y[i * beside] = by_real(1 / pivot, y[i * beside]);
   }
@@ -461,7 +406,7 @@ zor_int gtsv_small(zor_int n, zor_int nrhs, R* dl, R* d, R* du, R* b, zor_int ld
 // A real diagonal of a Hermitian matrix; a symmetric one as it is.
 template <class T>
 T on_diagonal(T v) {
-  if constexpr (is_complex_v<T>) v.im = 0;
+  if constexpr (is_complex<T>) v.im = 0;
   return v;
 }
 
@@ -528,9 +473,9 @@ void syr2k_nb(bool upper, zor_int n, zor_int k, zor_int m, const T* a, zor_int l
                 bj = conj(b[j + p * ldb]);
         T& e = c[i + j * ldc];
         if (i == j)
-          e = on_diagonal(plus(e, times(less(less(T{}, ai), ai), bj)));
+          e = on_diagonal(plus(e, times(minus(minus(T{}, ai), ai), bj)));
         else
-          e = less(less(e, times(ai, bj)), times(bi, aj));
+          e = minus(minus(e, times(ai, bj)), times(bi, aj));
       }
   }
 }
@@ -551,14 +496,14 @@ void larfx(bool left, zor_int m, zor_int n, const T* v, T tau, T* c, zor_int ldc
   for (zor_int line = 0; line < lines; ++line) {
     T* x = c + line * across;
     if (order == 1) {
-      *x = times(less(unit<T>(), times(times(tau, v[0]), conj(v[0]))), *x);
+      *x = times(minus(unity<T>(), times(times(tau, v[0]), conj(v[0]))), *x);
       continue;
     }
     if (order <= 10) {
       T sum = times(op(left, v[0]), x[0]);
       for (zor_int i = 1; i < order; ++i) sum = plus(sum, times(op(left, v[i]), x[i * within]));
       for (zor_int i = 0; i < order; ++i)
-        x[i * within] = less(x[i * within], times(sum, times(tau, op(!left, v[i]))));
+        x[i * within] = minus(x[i * within], times(sum, times(tau, op(!left, v[i]))));
       continue;
     }
     // The line's product with v, and the rank-one update, which leaves a column alone where its factor is 0.
@@ -566,7 +511,7 @@ void larfx(bool left, zor_int m, zor_int n, const T* v, T tau, T* c, zor_int ldc
     for (zor_int i = 0; i < order; ++i)
       sum = plus(sum, times(left ? v[i] : x[i * within], left ? conj(x[i * within]) : v[i]));
     for (zor_int i = 0; i < order; ++i) {
-      const T minus = less(T{}, tau), f = times(minus, conj(left ? sum : v[i])), e = left ? v[i] : sum;
+      const T f = times(minus(T{}, tau), conj(left ? sum : v[i])), e = left ? v[i] : sum;
       if (!is(f, 0)) x[i * within] = plus(x[i * within], times(f, e));
     }
   }

@@ -3,46 +3,11 @@
 // orders of sums. A stored triangle is given by the place of its element (i, j).
 #pragma once
 
+#include <vector>
+
 #include "tests/ref/matvec.h"
 
 namespace zor_ref {
-
-inline float negative(float a) { return -a; }
-inline double negative(double a) { return -a; }
-inline zor_c32 negative(zor_c32 a) { return {-a.re, -a.im}; }
-inline zor_c64 negative(zor_c64 a) { return {-a.re, -a.im}; }
-inline float real_part(zor_c32 a) { return a.re; }
-inline double real_part(zor_c64 a) { return a.re; }
-inline float real_part(float a) { return a; }
-inline double real_part(double a) { return a; }
-template <class R>
-R by_real(R c, R a) {
-  return c * a;
-}
-inline zor_c32 by_real(float c, zor_c32 a) { return {c * a.re, c * a.im}; }
-inline zor_c64 by_real(double c, zor_c64 a) { return {c * a.re, c * a.im}; }
-inline float quotient(float a, float b) { return a / b; }
-inline double quotient(double a, double b) { return a / b; }
-template <class C>
-C quotient(C a, C b) {
-  const auto size = [](auto v) { return v < 0 ? -v : v; };
-  if (size(b.re) >= size(b.im)) {
-    const auto r = b.im / b.re, d = b.re + b.im * r;
-    return {(a.re + a.im * r) / d, (a.im - a.re * r) / d};
-  }
-  const auto r = b.re / b.im, d = b.im + b.re * r;
-  return {(a.re * r + a.im) / d, (a.im * r - a.re) / d};
-}
-template <class T>
-T op_one() {
-  T one{};
-  *reinterpret_cast<decltype(real_part(one))*>(&one) = 1;
-  return one;
-}
-template <class T>
-T conj_if(bool yes, T a) {
-  return yes ? conj(a) : a;
-}
 
 template <class T>
 void scale_vector(zor_int n, T beta, T* y, zor_int incy) {
@@ -140,23 +105,22 @@ void symv(const layout& l, bool hermitian, T alpha, const T* a, const T* x, zor_
   }
 }
 
-inline void clear_imaginary(float&) {}
-inline void clear_imaginary(double&) {}
-inline void clear_imaginary(zor_c32& a) { a.im = 0; }
-inline void clear_imaginary(zor_c64& a) { a.im = 0; }
-template <class R>
-void add_real(R term, R& a) {
-  a = a + term;
+template <class T>
+void clear_imaginary(T& a) {
+  a = element_of<T>(real_part(a));
 }
-inline void add_real(float term, zor_c32& a) { a = {a.re + term, 0}; }
-inline void add_real(double term, zor_c64& a) { a = {a.re + term, 0}; }
+template <class T>
+void add_real(real_t<T> term, T& a) {
+  a = element_of<T>(real_part(a) + term);
+}
 // The real part of a b, and nothing else.
-template <class C>
-auto real_product(C a, C b) {
-  return a.re * b.re - a.im * b.im;
+template <class T>
+real_t<T> real_product(T a, T b) {
+  if constexpr (is_complex<T>)
+    return a.re * b.re - a.im * b.im;
+  else
+    return a * b;
 }
-inline float real_product(float a, float b) { return a * b; }
-inline double real_product(double a, double b) { return a * b; }
 
 // A := alpha x x^T + A; for Hermitian A alpha is real and the second x conjugated.
 template <class T, class R>
@@ -248,7 +212,7 @@ void blocked(const layout& l, bool solve, zor_int block, const T* a, char trans,
     const zor_int j = lower ? 0 : i + size, count = lower ? i : n - j;
     const auto rectangle = [&] {
       if (count < 1) return;
-      const T one = op_one<T>(), factor = solve ? negative(one) : one;
+      const T one = unity<T>(), factor = solve ? negative(one) : one;
       std::vector<T> known, wanted;
       const zor_int step = incx == 1 ? 1 : 2;  // 2 makes gemv sum as it does for strided vectors
       known.resize(size_t(count * step)), wanted.resize(size_t(size * step));

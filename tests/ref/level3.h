@@ -13,17 +13,9 @@ namespace zor_ref {
 inline bool same_letter(char a, char b) { return (a & ~0x20) == b; }
 
 template <class T>
-T element_of(double x) {
-  if constexpr (std::is_floating_point_v<T>)
-    return T(x);
-  else
-    return {decltype(T::re)(x), 0};
-}
-
-template <class T>
 void add_product(char ta, char tb, zor_int m, zor_int n, zor_int k, T alpha, const T* a, zor_int lda,
                  const T* b, zor_int ldb, double beta, T* c, zor_int ldc) {
-  gemm(product<T>{ta, tb, m, n, k, alpha, a, lda, b, ldb, element_of<T>(beta), c, ldc});
+  gemm(product<T>{ta, tb, m, n, k, alpha, a, lda, b, ldb, element_of<T>(real_t<T>(beta)), c, ldc});
 }
 
 // Terms of a direct sum: up to 8 in order; more of them in four sums by position, joined crosswise, then the
@@ -39,20 +31,6 @@ T direct_sum(const std::vector<T>& terms) {
   }
   for (size_t i = whole; i < terms.size(); ++i) s = plus(s, terms[i]);
   return s;
-}
-
-template <class T>
-T quotient(T x, T d) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return x / d;
-  } else {
-    if (std::fabs(d.re) >= std::fabs(d.im)) {
-      const auto r = d.im / d.re, s = d.re + d.im * r;
-      return {(x.re + x.im * r) / s, (x.im - x.re * r) / s};
-    }
-    const auto r = d.re / d.im, s = d.im + d.re * r;
-    return {(x.re * r + x.im) / s, (x.im * r - x.re) / s};
-  }
 }
 
 // A triangular problem over B, m by n, and its parts: `first` is the first row and column of the triangle in

@@ -2,29 +2,9 @@
 // Plain loops of the matrix-vector kernels in their stated orders of sums.
 #pragma once
 
-#include <type_traits>
-#include <vector>
-
-#include "zor/types.h"
+#include "tests/ref/element.h"
 
 namespace zor_ref {
-
-inline float times(float a, float b) { return a * b; }
-inline double times(double a, double b) { return a * b; }
-inline zor_c32 times(zor_c32 a, zor_c32 b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
-inline zor_c64 times(zor_c64 a, zor_c64 b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
-inline float plus(float a, float b) { return a + b; }
-inline double plus(double a, double b) { return a + b; }
-inline zor_c32 plus(zor_c32 a, zor_c32 b) { return {a.re + b.re, a.im + b.im}; }
-inline zor_c64 plus(zor_c64 a, zor_c64 b) { return {a.re + b.re, a.im + b.im}; }
-inline float conj(float a) { return a; }
-inline double conj(double a) { return a; }
-inline zor_c32 conj(zor_c32 a) { return {a.re, -a.im}; }
-inline zor_c64 conj(zor_c64 a) { return {a.re, -a.im}; }
-inline bool is(float a, int n) { return a == float(n); }
-inline bool is(double a, int n) { return a == n; }
-inline bool is(zor_c32 a, int n) { return a.re == float(n) && a.im == 0; }
-inline bool is(zor_c64 a, int n) { return a.re == n && a.im == 0; }
 
 // Element i of a vector of n: a negative increment numbers the elements from the far end.
 template <class T>
@@ -67,17 +47,6 @@ void gemv(char trans, zor_int m, zor_int n, T alpha, const T* a, zor_int lda, co
       }
       yj = plus(yj, times(alpha, sum));
     }
-  }
-}
-
-template <class T>
-void syr(char uplo, zor_int n, T alpha, const T* x, zor_int incx, T* a, zor_int lda) {
-  const bool upper = uplo == 'U' || uplo == 'u';
-  for (zor_int j = 0; j < n && alpha != 0; ++j) {
-    const T xj = at(x, n, incx, j);
-    const T s = alpha * xj;
-    if (xj == 0 || s == 0) continue;
-    for (zor_int i = upper ? 0 : j; i < (upper ? j + 1 : n); ++i) a[i + j * lda] += s * at(x, n, incx, i);
   }
 }
 

@@ -9,14 +9,13 @@
 #include <limits>
 #include <type_traits>
 
-#include "zor/types.h"
+#include "tests/ref/element.h"
 
 namespace ref {
 
+using zor_ref::conj_times, zor_ref::is, zor_ref::is_complex, zor_ref::minus, zor_ref::plus, zor_ref::times;
 template <class T>
-inline constexpr bool is_complex = std::is_same_v<T, zor_c32> || std::is_same_v<T, zor_c64>;
-template <class T>
-using real_of = std::conditional_t<std::is_same_v<T, zor_c32> || std::is_same_v<T, float>, float, double>;
+using real_of = zor_ref::real_t<T>;
 
 // Element i of a walk; the address need not be aligned.
 template <class T>
@@ -36,42 +35,6 @@ inline uintptr_t address(const void* x) { return reinterpret_cast<uintptr_t>(x);
 // Elements of `size` bytes in front of the next 16-byte boundary.
 inline zor_int peel(const void* x, size_t size) { return zor_int((16 - address(x) % 16) % 16 / size); }
 
-inline float plus(float a, float b) { return a + b; }
-inline double plus(double a, double b) { return a + b; }
-inline zor_c32 plus(zor_c32 a, zor_c32 b) { return {a.re + b.re, a.im + b.im}; }
-inline zor_c64 plus(zor_c64 a, zor_c64 b) { return {a.re + b.re, a.im + b.im}; }
-template <class T>
-T times(T a, T b) {
-  if constexpr (is_complex<T>)
-    return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
-  else
-    return a * b;
-}
-template <class T>
-T conj_times(T a, T b) {
-  return {a.re * b.re + a.im * b.im, a.re * b.im - a.im * b.re};
-}
-template <class T>
-T real_times(real_of<T> a, T b) {
-  if constexpr (is_complex<T>)
-    return {a * b.re, a * b.im};
-  else
-    return a * b;
-}
-template <class T>
-T minus(T a, T b) {
-  if constexpr (is_complex<T>)
-    return {a.re - b.re, a.im - b.im};
-  else
-    return a - b;
-}
-template <class T>
-bool is(T a, real_of<T> v) {
-  if constexpr (is_complex<T>)
-    return a.re == v && a.im == 0;
-  else
-    return a == v;
-}
 template <class T>
 real_of<T> cabs1(T a) {
   if constexpr (is_complex<T>)
@@ -316,7 +279,7 @@ void scal(zor_int n, A alpha, T* x, zor_int incx) {
     if constexpr (std::is_same_v<A, T>)
       set(x, n, incx, i, times(alpha, v));
     else
-      set(x, n, incx, i, real_times(alpha, v));
+      set(x, n, incx, i, zor_ref::by_real(alpha, v));
   }
 }
 
@@ -350,11 +313,11 @@ void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
       sb = times(s, b);
       sa = conj_times(s, a);
     } else {
-      sb = real_times(s, b);
-      sa = real_times(s, a);
+      sb = zor_ref::by_real(s, b);
+      sa = zor_ref::by_real(s, a);
     }
-    set(x, n, incx, i, plus(real_times(c, a), sb));
-    set(y, n, incy, i, minus(real_times(c, b), sa));
+    set(x, n, incx, i, plus(zor_ref::by_real(c, a), sb));
+    set(y, n, incy, i, minus(zor_ref::by_real(c, b), sa));
   }
 }
 

@@ -60,27 +60,24 @@ inline pair negated(pair a) { return {-a.head, -a.tail}; }
 
 // ---- Real and imaginary parts of any number.
 
-inline double re_of(double e) { return e; }
-inline double re_of(float e) { return double(e); }
-inline double re_of(zor_c32 e) { return double(e.re); }
-inline double re_of(zor_c64 e) { return e.re; }
-inline double im_of(double) { return 0; }
-inline double im_of(float) { return 0; }
-inline double im_of(zor_c32 e) { return double(e.im); }
-inline double im_of(zor_c64 e) { return e.im; }
-inline void set(float& e, double re, double) { e = float(re); }
-inline void set(double& e, double re, double) { e = re; }
-inline void set(zor_c32& e, double re, double im) { e = {float(re), float(im)}; }
-inline void set(zor_c64& e, double re, double im) { e = {re, im}; }
-
 template <class T>
-inline constexpr bool has_parts = sizeof(T) == 2 * sizeof(float) ? std::is_same_v<T, zor_c32>
-                                                                 : std::is_same_v<T, zor_c64>;
+double re_of(T e) {
+  return double(real_part(e));
+}
+template <class T>
+double im_of(T e) {
+  return double(imaginary_part(e));
+}
+template <class T>
+void set(T& e, double re, double im) {
+  e = element_of<T>(real_t<T>(re), real_t<T>(im));
+}
+
 template <class T>
 inline constexpr bool is_single = std::is_same_v<T, float> || std::is_same_v<T, zor_c32>;
 // The elements of double precision that hold those of T.
 template <class T>
-using widened = std::conditional_t<has_parts<T>, zor_c64, double>;
+using widened = std::conditional_t<is_complex<T>, zor_c64, double>;
 template <class T>
 widened<T> widen(T e) {
   widened<T> w;
@@ -127,7 +124,7 @@ void product_parts(const Of& of, pair (&result)[2]) {
 
 template <class T>
 void extended_output(const terms<T>& row, T alpha, T beta, T& y, bool plainly) {
-  constexpr bool complex = has_parts<T>;
+  constexpr bool complex = is_complex<T>;
   const auto part = [](T e, int p) { return p == 0 ? re_of(e) : im_of(e); };
   pair sum[2] = {}, term[2] = {};
   const bool no_sum = !plainly && is(alpha, 0), no_y = !plainly && is(beta, 0);
