@@ -16,22 +16,7 @@ void check(const conv_problem& p, int32_t mode, random_bits& random) {
   const int32_t internal = sizeof(W) == 8 ? ZOR_CONV_DOUBLE : ZOR_CONV_SINGLE;
   ZorConvTask* task = task_of<T>(p, mode, internal);
   ASSERT_EQ(o.exec(task, p), 0);
-  const std::vector<real<T>> actual = o.outputs();
-  if (mode == ZOR_CONV_DIRECT) {
-    const std::vector<W> sums = zor_ref::convolve<W>(p, o.x.data(), o.y.data());
-    const std::vector<real<T>> expected(sums.begin(), sums.end());
-    ASSERT_TRUE(same_bits(expected.data(), actual.data(), actual.size()));
-  } else {
-    const std::vector<long double> exact = zor_ref::convolve<long double>(p, o.x.data(), o.y.data());
-    const double largest = size_of_product(o);
-    double points = 1;
-    for (size_t d = 0; d < p.dims(); ++d) points *= double(p.full(d));
-    const double bound = 3 * (2 + std::log2(points)) * double(std::numeric_limits<W>::epsilon()) * largest;
-    for (size_t i = 0; i < exact.size(); ++i) {
-      const double rounding = std::abs(double(exact[i])) * double(std::numeric_limits<real<T>>::epsilon());
-      ASSERT_LE(std::abs(double(exact[i] - actual[i])), bound + rounding) << "part " << i;
-    }
-  }
+  expect_outputs<W>(p, o, o.outputs(), mode == ZOR_CONV_DIRECT);
   ASSERT_EQ(zor_conv_DeleteTask(&task), 0);
 }
 

@@ -145,4 +145,25 @@ double size_of_product(operands<T>& o) {
   return std::sqrt(x * y);
 }
 
+// Sums added directly are those of the plain loops in W, bit for bit; those through a transform are off by a
+// few roundings of one of their size.
+template <class W, class T>
+void expect_outputs(const conv_problem& p, operands<T>& o, const std::vector<real<T>>& actual, bool direct) {
+  if (direct) {
+    const std::vector<W> sums = zor_ref::convolve<W>(p, o.x.data(), o.y.data());
+    const std::vector<real<T>> expected(sums.begin(), sums.end());
+    ASSERT_TRUE(same_bits(expected.data(), actual.data(), actual.size()));
+    return;
+  }
+  const std::vector<long double> exact = zor_ref::convolve<long double>(p, o.x.data(), o.y.data());
+  double points = 1;
+  for (size_t d = 0; d < p.dims(); ++d) points *= double(p.full(d));
+  const double bound =
+      3 * (2 + std::log2(points)) * double(std::numeric_limits<W>::epsilon()) * size_of_product(o);
+  for (size_t i = 0; i < exact.size(); ++i) {
+    const double rounding = std::abs(double(exact[i])) * double(std::numeric_limits<real<T>>::epsilon());
+    ASSERT_LE(std::abs(double(exact[i] - (long double)actual[i])), bound + rounding) << "part " << i;
+  }
+}
+
 }  // namespace conv_test

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/ref/lapack.h"
-#include "tests/support/elements.h"
+#include "tests/support/threads.h"
 #include "zor/core.h"
 #include "zor/lapack.h"
 #include "zor/signatures/lapack.h"
@@ -16,33 +16,6 @@
 namespace {
 
 using namespace zor_test;
-
-template <class T>
-std::vector<T> random_vector(size_t count, random_bits& random) {
-  std::vector<T> v(count);
-  for (T& e : v) e = scalar<T>(random.unit(), random.unit());
-  return v;
-}
-
-template <class T>
-::testing::AssertionResult same(const std::vector<T>& a, const std::vector<T>& b) {
-  return same_bits(reals(a.data()), reals(b.data()), a.size() * parts<T>);
-}
-
-// The result of a call with one thread and with several: the same bits.
-template <class T, class Call>
-std::vector<T> with_any_threads(const std::vector<T>& input, const Call& call) {
-  std::vector<T> first;
-  for (const int32_t threads : {1, 2, 3, 7}) {
-    zor_core_set_num_threads(threads);
-    std::vector<T> result = input;
-    call(result.data());
-    if (first.empty()) first = result;
-    EXPECT_TRUE(same(first, result)) << threads << " threads";
-  }
-  zor_core_set_num_threads(0);
-  return first;
-}
 
 double largest_part(const auto& v) {
   double most = 0;
@@ -64,9 +37,9 @@ double worst_residual(char trans, zor_int n, zor_int nrhs, const std::vector<T>&
     for (zor_int i = 0; i < n; ++i) {
       T& e = r[size_t(i + k * n)];
       const T* xi = &x[size_t(i + k * n)];
-      e = zor_ref::less(e, zor_ref::times(op(d[size_t(i)]), *xi));
-      if (i > 0) e = zor_ref::less(e, zor_ref::times(op(below[size_t(i - 1)]), xi[-1]));
-      if (i + 1 < n) e = zor_ref::less(e, zor_ref::times(op(above[size_t(i)]), xi[1]));
+      e = zor_ref::minus(e, zor_ref::times(op(d[size_t(i)]), *xi));
+      if (i > 0) e = zor_ref::minus(e, zor_ref::times(op(below[size_t(i - 1)]), xi[-1]));
+      if (i + 1 < n) e = zor_ref::minus(e, zor_ref::times(op(above[size_t(i)]), xi[1]));
     }
   return largest_part(r);
 }
@@ -78,8 +51,8 @@ void check_tridiagonal(zor::value_dttrf_fn<T>* factor, zor::value_dttrs_fn<T>* s
   const double eps = std::numeric_limits<real<T>>::epsilon();
   for (const zor_int n : {1, 2, 7, 4000})
     for (const zor_int nrhs : {1, 5, 40}) {
-      const auto dl = random_vector<T>(size_t(n), random), du = random_vector<T>(size_t(n), random),
-                 b = random_vector<T>(size_t(n * nrhs), random);
+      const auto dl = random_elements<T>(n, random.next()), du = random_elements<T>(n, random.next()),
+                 b = random_elements<T>(n * nrhs, random.next());
       std::vector<T> d(size_t(n), scalar<T>(4, 1));
       if (pivoted != nullptr && n > 1) std::fill(d.begin(), d.begin() + n / 2, scalar<T>(0.01, 0));
       const char transposed = "NTC"[n % 3];
@@ -122,7 +95,7 @@ template <class T>
 struct many {
   many(zor_int n_, zor_int count_, zor_int bad) : n(n_), lda(n_ + 1), stride(lda * n_ + 3), count(count_) {
     random_bits random(32);
-    a = random_vector<T>(size_t(stride * count), random);
+    a = random_elements<T>(stride * count, random.next());
     for (zor_int k = 0; k < count; ++k)
       for (zor_int j = 0; j < n; ++j)
         a[size_t(k * stride + j + j * lda)] = scalar<T>(k == bad ? -1 : 2.0 * double(n), 0);
@@ -135,7 +108,7 @@ struct many {
       for (zor_int j = 0; j < n; ++j) {
         const bool stored = uplo == 'U' ? i <= j : i >= j;
         const T* m = a.data() + k * stride;
-        r = zor_ref::less(r, zor_ref::times(stored ? m[i + j * lda] : zor_ref::conj(m[j + i * lda]), x[j]));
+        r = zor_ref::minus(r, zor_ref::times(stored ? m[i + j * lda] : zor_ref::conj(m[j + i * lda]), x[j]));
       }
       for (int h = 0; h < 2; ++h) worst = std::max(worst, std::fabs(double(part(r, h))));
     }
@@ -156,7 +129,7 @@ void check_cholesky(zor::value_potrf_fn<T>* factor, zor::value_potrs_fn<T>* solv
       const auto factors = with_any_threads(
           m.a, [&](T* a) { EXPECT_EQ(factor_many(uplo, n, a, m.lda, m.stride, count, info.data()), 1); });
       random_bits random(33);
-      const auto b = random_vector<T>(size_t(strideb * count), random);
+      const auto b = random_elements<T>(strideb * count, random.next());
       const auto x = with_any_threads(b, [&](T* result) {
         EXPECT_EQ(solve_many(uplo, n, nrhs, factors.data(), m.lda, m.stride, result, n, strideb, count,
                              info.data()),
@@ -203,7 +176,7 @@ void check_symmetric(zor::value_sytrf_fn<T>* factor, zor::value_sytrs_fn<T>* sol
         EXPECT_EQ(factor_many(uplo, n, a, m.lda, m.stride, ipiv.data(), count, info.data()), 0);
       });
       random_bits random(34);
-      const auto b = random_vector<T>(size_t(strideb * count), random);
+      const auto b = random_elements<T>(strideb * count, random.next());
       const auto x = with_any_threads(b, [&](T* result) {
         EXPECT_EQ(solve_many(uplo, n, nrhs, factors.data(), m.lda, m.stride, ipiv.data(), result, n, strideb,
                              count, nullptr),
@@ -287,8 +260,8 @@ TEST(SolveRefined, IllConditionedSystemsToTheLastDigit) {
 TEST(SolveRefined, ManyColumnsAnyThreadsSingularMatrices) {
   const zor_int n = 300, nrhs = 3;
   random_bits random(35);
-  const auto a = random_vector<double>(size_t(n * n), random),
-             b = random_vector<double>(size_t(n * nrhs), random);
+  const auto a = random_elements<double>(n * n, random.next()),
+             b = random_elements<double>(n * nrhs, random.next());
   std::vector<zor_refinement> reports(size_t(nrhs), zor_refinement{});
   const auto x = with_any_threads(b, [&](double* result) {
     EXPECT_EQ(zor_dsolve_refined('G', n, nrhs, a.data(), n, b.data(), n, result, n, nullptr, reports.data()),
@@ -331,21 +304,15 @@ TEST(SolveRefined, TakesTheCallersFactors) {
 
 // ---- Arguments; what is bad by itself stands in tests/core/arguments_test.cpp.
 
-std::string told;
-void tell(const char* routine, int32_t position, const char* argument) {
-  told = std::string(routine) + " " + std::to_string(position) + " " + argument;
-}
-
 TEST(PublicLapack, OperandsBeyondAllMemoryAndNone) {
-  const zor_core_error_handler before = zor_core_set_error_handler(tell);
+  const noted_reports reports;
   double a[9] = {4, 1, 1, 1, 4, 1, 1, 1, 4}, b[3] = {1, 2, 3}, x[3] = {9, 9, 9};
   zor_int info[2];
   const zor_int far = INT64_MAX / 4, vast = zor_int(1) << 24;
   EXPECT_EQ(zor_dsolve_refined('G', far, 1, a, far, b, far, x, far, nullptr, nullptr), ZOR_LAPACK_ARGUMENT);
-  EXPECT_EQ(told, "zor_dsolve_refined 5 lda");
+  EXPECT_EQ(reports.take(), "zor_dsolve_refined 5 lda");
   EXPECT_EQ(zor_dpotrf_batch('U', 2, a, 2, far, 8, info), ZOR_LAPACK_ARGUMENT);
-  EXPECT_EQ(told, "zor_dpotrf_batch 5 stride");
-  zor_core_set_error_handler(before);
+  EXPECT_EQ(reports.take(), "zor_dpotrf_batch 5 stride");
   // More memory than there is.
   EXPECT_EQ(zor_dsolve_refined('G', vast, 1, a, vast, b, vast, x, vast, nullptr, nullptr), ZOR_LAPACK_MEMORY);
   for (const double v : x) EXPECT_EQ(v, 9);

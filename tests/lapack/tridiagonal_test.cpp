@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Tridiagonal factorisations and solves against plain loops: bits, flags and info; and, free of any order,
-// solutions that satisfy their equations.
+// Tridiagonal factorisations and solves against plain loops: bits, flags and info. That solutions satisfy
+// their equations, the tests of the public entries see.
 #include <algorithm>
 #include <cstdlib>
 
@@ -124,49 +124,6 @@ TEST(DominantTridiagonal, BitsFlagsAndInfoOfThePlainLoops) {
 #include "zor/tables/lapack.inc"
 }
 
-// The largest component of A x - b, or of the transposed system.
-template <class T>
-double residual(bool transposed, const T* dl, const T* d, const T* du, const T* x, const T* b, zor_int n) {
-  double worst = 0;
-  for (zor_int i = 0; i < n; ++i) {
-    T r = zor_ref::less(zor_ref::times(d[i], x[i]), b[i]);
-    if (i > 0) r = zor_ref::plus(r, zor_ref::times((transposed ? du : dl)[i - 1], x[i - 1]));
-    if (i + 1 < n) r = zor_ref::plus(r, zor_ref::times((transposed ? dl : du)[i], x[i + 1]));
-    for (int h = 0; h < int(parts<T>); ++h) worst = std::max(worst, std::fabs(double(part(r, h))));
-  }
-  return worst;
-}
-
-template <class T>
-void check_equations(zor::dttrfb_fn<T>* factor, zor::dttrsb_fn<T>* solve) {
-  random_bits random(7);
-  for (const zor_int n : {1, 2, 3, 10, 77}) {
-    const zor_int one = 1;
-    system<T> s(n, 1, 0, pivots::dominant, random), f(n, 0, 0, pivots::dominant, random);
-    std::copy_n(s.dl(false), n - 1, f.dl(true));
-    std::copy_n(s.d(false), n, f.d(true));
-    zor_int info;
-    factor(&n, f.dl(true), f.d(true), s.du(true), &info);
-    ASSERT_EQ(info, 0);
-    for (const bool transposed : {false, true}) {
-      std::copy_n(s.b(false), n, s.b(true));
-      const T *first = transposed ? s.du(true) : f.dl(true), *second = transposed ? f.dl(true) : s.du(true);
-      solve(transposed ? "T" : "No transpose", &n, &one, first, f.d(true), second, s.b(true), &n, &info);
-      EXPECT_LE(residual(transposed, s.dl(false), s.d(false), s.du(false), s.b(true), s.b(false), n),
-                32 * std::numeric_limits<real<T>>::epsilon())
-          << n << " " << transposed;
-    }
-  }
-}
-
-// The transposed system is solved by the factors with their two off-diagonals in each other's place.
-TEST(DominantTridiagonal, SolutionsSatisfyTheirEquations) {
-  check_equations<float>(zor_lapack_ps_sdttrfb, zor_lapack_ps_sdttrsb);
-  check_equations<double>(zor_lapack_ps_ddttrfb, zor_lapack_ps_ddttrsb);
-  check_equations<zor_c32>(zor_lapack_ps_cdttrfb, zor_lapack_ps_cdttrsb);
-  check_equations<zor_c64>(zor_lapack_ps_zdttrfb, zor_lapack_ps_zdttrsb);
-}
-
 // ---- Solves with factors made elsewhere.
 
 zor_int grouped(zor_int nrhs, bool memory) { return memory && nrhs >= 4 ? nrhs / 4 * 4 : 0; }
@@ -232,19 +189,6 @@ TEST(TridiagonalSolves, DivideEveryColumnWithoutMemory) {
   check_solves(false);
   EXPECT_GT(zalloc_calls(), 0u);
   zalloc_reset();
-}
-
-// Four columns are multiplied by reciprocals, three are divided: the same data round differently.
-TEST(TridiagonalSolves, FourColumnsRoundOtherwiseThanThree) {
-  const zor_int n = 9, three = 3, four = 4;
-  double d[9], e[8], a[36], b[36];
-  for (int i = 0; i < 36; ++i) a[i] = b[i] = 0.3 + 0.7 * (i % 9);
-  for (int i = 0; i < 9; ++i) d[i] = 3 + i;
-  for (double& x : e) x = 0.1;
-  zor_lapack_ps_dptts2(&n, &three, d, e, a, &n);
-  zor_lapack_ps_dptts2(&n, &four, d, e, b, &n);
-  EXPECT_FALSE(same_bits(a, b, 27));
-  for (int i = 0; i < 27; ++i) EXPECT_NEAR(a[i], b[i], 1e-14);
 }
 
 }  // namespace

@@ -20,14 +20,14 @@ struct box_calls {
 };
 template <class T>
 extern const box_calls<T> box_of;
-template <>
-inline const box_calls<double> box_of<double> = {
-    zor_pdepl_d_init_helmholtz_2d, zor_pdepl_d_commit_helmholtz_2d, zor_pdepl_d_helmholtz_2d,
-    zor_pdepl_d_init_helmholtz_3d, zor_pdepl_d_commit_helmholtz_3d, zor_pdepl_d_helmholtz_3d};
-template <>
-inline const box_calls<float> box_of<float> = {
-    zor_pdepl_s_init_helmholtz_2d, zor_pdepl_s_commit_helmholtz_2d, zor_pdepl_s_helmholtz_2d,
-    zor_pdepl_s_init_helmholtz_3d, zor_pdepl_s_commit_helmholtz_3d, zor_pdepl_s_helmholtz_3d};
+#define CALLS(T, t)                                                                                         \
+  template <>                                                                                               \
+  inline const box_calls<T> box_of<T> = {                                                                   \
+      zor_pdepl_##t##_init_helmholtz_2d, zor_pdepl_##t##_commit_helmholtz_2d, zor_pdepl_##t##_helmholtz_2d, \
+      zor_pdepl_##t##_init_helmholtz_3d, zor_pdepl_##t##_commit_helmholtz_3d, zor_pdepl_##t##_helmholtz_3d};
+CALLS(double, d)
+CALLS(float, s)
+#undef CALLS
 
 // Data in the precision of the call; the reference has the same values. Reports are off.
 template <class T>
@@ -77,24 +77,8 @@ struct box_run {
       box_of<T>.init3(&zero, &ends[0], &zero, &ends[1], &zero, &ends[2], &n[0], &n[1], &n[2], letters.c_str(),
                       &q, ipar, dpar.data(), &stat);
   }
-  zor_int commit() {
-    if (p.dimensions == 2)
-      box_of<T>.commit2(f.data(), side[0].data(), side[1].data(), side[2].data(), side[3].data(), &x, ipar,
-                        dpar.data(), &stat);
-    else
-      box_of<T>.commit3(f.data(), side[0].data(), side[1].data(), side[2].data(), side[3].data(),
-                        side[4].data(), side[5].data(), &x, &y, ipar, dpar.data(), &stat);
-    return stat;
-  }
-  zor_int solve() {
-    if (p.dimensions == 2)
-      box_of<T>.solve2(f.data(), side[0].data(), side[1].data(), side[2].data(), side[3].data(), &x, ipar,
-                       dpar.data(), &stat);
-    else
-      box_of<T>.solve3(f.data(), side[0].data(), side[1].data(), side[2].data(), side[3].data(),
-                       side[4].data(), side[5].data(), &x, &y, ipar, dpar.data(), &stat);
-    return stat;
-  }
+  zor_int commit() { return run(box_of<T>.commit2, box_of<T>.commit3); }
+  zor_int solve() { return run(box_of<T>.solve2, box_of<T>.solve3); }
   zor_int free() {
     if (p.dimensions == 2)
       zor_pdepl_free_helmholtz_2d(&x, ipar, &stat);
@@ -106,6 +90,17 @@ struct box_run {
     std::string text = letters + " q " + std::to_string(double(p.q));
     for (int a = 0; a < p.dimensions; ++a) text += " " + std::to_string(p.n[a]);
     return text;
+  }
+
+ private:
+  zor_int run(zor::box_commit_2d_fn<T>* two, zor::box_commit_3d_fn<T>* three) {
+    if (p.dimensions == 2)
+      two(f.data(), side[0].data(), side[1].data(), side[2].data(), side[3].data(), &x, ipar, dpar.data(),
+          &stat);
+    else
+      three(f.data(), side[0].data(), side[1].data(), side[2].data(), side[3].data(), side[4].data(),
+            side[5].data(), &x, &y, ipar, dpar.data(), &stat);
+    return stat;
   }
 };
 

@@ -21,14 +21,14 @@ struct sphere_calls {
 };
 template <class T>
 extern const sphere_calls<T> calls;
-template <>
-const sphere_calls<double> calls<double> = {zor_pdepl_d_init_sph_np,   zor_pdepl_d_init_sph_p,
-                                            zor_pdepl_d_commit_sph_np, zor_pdepl_d_sph_np,
-                                            zor_pdepl_d_commit_sph_p,  zor_pdepl_d_sph_p};
-template <>
-const sphere_calls<float> calls<float> = {zor_pdepl_s_init_sph_np,   zor_pdepl_s_init_sph_p,
-                                          zor_pdepl_s_commit_sph_np, zor_pdepl_s_sph_np,
-                                          zor_pdepl_s_commit_sph_p,  zor_pdepl_s_sph_p};
+#define CALLS(T, t)                                                                            \
+  template <>                                                                                  \
+  const sphere_calls<T> calls<T> = {zor_pdepl_##t##_init_sph_np,   zor_pdepl_##t##_init_sph_p, \
+                                    zor_pdepl_##t##_commit_sph_np, zor_pdepl_##t##_sph_np,     \
+                                    zor_pdepl_##t##_commit_sph_p,  zor_pdepl_##t##_sph_p};
+CALLS(double, d)
+CALLS(float, s)
+#undef CALLS
 
 template <class T>
 struct sphere_run {
@@ -58,18 +58,13 @@ struct sphere_run {
   ~sphere_run() {
     if (sines != nullptr) free();
   }
-  zor_int commit() {
+  zor_int commit() { return run(calls<T>.commit_np, calls<T>.commit_p); }
+  zor_int solve() { return run(calls<T>.solve_np, calls<T>.solve_p); }
+  zor_int run(zor::sphere_commit_np_fn<T>* part, zor::sphere_commit_p_fn<T>* globe) {
     if (periodic)
-      calls<T>.commit_p(f.data(), &sines, &cosines, ipar, dpar.data(), &stat);
+      globe(f.data(), &sines, &cosines, ipar, dpar.data(), &stat);
     else
-      calls<T>.commit_np(f.data(), &sines, ipar, dpar.data(), &stat);
-    return stat;
-  }
-  zor_int solve() {
-    if (periodic)
-      calls<T>.solve_p(f.data(), &sines, &cosines, ipar, dpar.data(), &stat);
-    else
-      calls<T>.solve_np(f.data(), &sines, ipar, dpar.data(), &stat);
+      part(f.data(), &sines, ipar, dpar.data(), &stat);
     return stat;
   }
   zor_int free() {

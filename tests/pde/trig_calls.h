@@ -18,20 +18,17 @@ struct trig_calls {
 // By spelling: 0 for the plain one, 1 for the one with two underscores.
 template <class T>
 extern const trig_calls<T> trig[2];
+#define NAMES(prefix, t)                                                               \
+  {                                                                                    \
+    prefix##_##t##_init_trig_transform, prefix##_##t##_commit_trig_transform,          \
+        prefix##_##t##_forward_trig_transform, prefix##_##t##_backward_trig_transform, \
+        prefix##_free_trig_transform                                                   \
+  }
 template <>
-inline const trig_calls<double> trig<double>[2] = {
-    {zor_pdett_d_init_trig_transform, zor_pdett_d_commit_trig_transform, zor_pdett_d_forward_trig_transform,
-     zor_pdett_d_backward_trig_transform, zor_pdett_free_trig_transform},
-    {zor_pdett__d_init_trig_transform, zor_pdett__d_commit_trig_transform,
-     zor_pdett__d_forward_trig_transform, zor_pdett__d_backward_trig_transform,
-     zor_pdett__free_trig_transform}};
+inline const trig_calls<double> trig<double>[2] = {NAMES(zor_pdett, d), NAMES(zor_pdett_, d)};
 template <>
-inline const trig_calls<float> trig<float>[2] = {
-    {zor_pdett_s_init_trig_transform, zor_pdett_s_commit_trig_transform, zor_pdett_s_forward_trig_transform,
-     zor_pdett_s_backward_trig_transform, zor_pdett_free_trig_transform},
-    {zor_pdett__s_init_trig_transform, zor_pdett__s_commit_trig_transform,
-     zor_pdett__s_forward_trig_transform, zor_pdett__s_backward_trig_transform,
-     zor_pdett__free_trig_transform}};
+inline const trig_calls<float> trig<float>[2] = {NAMES(zor_pdett, s), NAMES(zor_pdett_, s)};
+#undef NAMES
 
 // Entries of the real array of a type.
 inline zor_int trig_table(zor_int n, zor_int type) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Elements, single and in vectors, as each build compiles them: products in each stated form in the four
-// rounding modes, conjugates, tests, and which vectors a loop over a run takes.
+// Elements, single and in vectors, as each build compiles them: products in each stated form and conjugates
+// in the four rounding modes, which the calls of the library meet only now and then.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -133,105 +133,6 @@ void check_products() {
 TEST(Products, EachFormInEveryRounding) {
   check_products<c32>();
   check_products<c64>();
-}
-
-// (3 + 4i) / (1 + 2i) = 11/5 - 2/5 i: exact but for the rounding of the reciprocal and of the parts.
-TEST(Quotients, RoundOnceFromTheWiderFormat) {
-  const c32 q = quotient_by_reciprocal<double>(c32{3, 4}, c32{1, 2});
-  EXPECT_EQ(q.re, 2.2f);
-  EXPECT_EQ(q.im, -0.4f);
-  const c32 far = quotient_by_reciprocal<double>(c32{1e30f, 0}, c32{1e30f, 0});
-  EXPECT_EQ(far.re, 1.0f) << "the square of the divisor overflows in the narrow format";
-  EXPECT_EQ(quotient_by_reciprocal<double>(1.0, 3.0), 1.0 / 3.0);
-}
-
-TEST(Tests, ZeroAndOne) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const struct {
-    c64 value;
-    bool zero, one;
-  } cases[] = {{{0, 0}, true, false},    {{-0.0, -0.0}, true, false}, {{0, 1}, false, false},
-               {{1, 0}, false, true},    {{1, -0.0}, false, true},    {{1, 1}, false, false},
-               {{nan, 0}, false, false}, {{0, nan}, false, false},    {{1, nan}, false, false}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(is_zero(c.value), c.zero) << c.value.re << ' ' << c.value.im;
-    EXPECT_EQ(is_one(c.value), c.one) << c.value.re << ' ' << c.value.im;
-    if (c.value.im == 0) {
-      EXPECT_EQ(is_zero(c.value.re), c.zero);
-      EXPECT_EQ(is_one(c.value.re), c.one);
-    }
-  }
-}
-
-// Elements of a strided walk, at addresses that are no multiple of anything.
-TEST(Walks, NegativeIncrementsStartAtTheFarEnd) {
-  alignas(16) char memory[8 * sizeof(c64) + 1] = {};
-  c64* const x = reinterpret_cast<c64*>(memory + 1);
-  for (int i = 0; i < 8; ++i) store_element(x + i, c64{double(i), -double(i)});
-  for (const zor_int inc : {1, 2, -1, -2, 0}) {
-    c64 run[4];
-    gather(zor_int(4), walk_start(x, 4, inc), inc, run);
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(run[i].re, double(inc < 0 ? (i - 3) * inc : i * inc)) << inc;
-    scatter(zor_int(4), run, walk_start(x, 4, inc), inc);
-  }
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(load_element(x + i).im, -double(i)) << "scattered where it was";
-}
-
-// The vectors of a loop over a run: every element once and in order, as wide as can be, each half at most
-// once.
-struct taken {
-  int bytes;
-  zor_int first, end;
-};
-template <class T>
-void check_cover(const std::vector<taken>& t, zor_int first, zor_int stop) {
-  zor_int at = first;
-  for (size_t i = 0; i < t.size(); ++i) {
-    EXPECT_EQ(t[i].first, at);
-    at = t[i].end;
-    if (i == 0) continue;
-    EXPECT_LE(t[i].bytes, t[i - 1].bytes);
-    if (t[i].bytes > int(sizeof(T)) && t[i].bytes < width) {
-      EXPECT_LT(t[i].bytes, t[i - 1].bytes) << "a narrower vector twice";
-    }
-  }
-  EXPECT_EQ(at, stop);
-}
-
-template <class T, int Floor, int Least>
-void check_run(zor_int first, zor_int last) {
-  constexpr narrowing how{.floor = Floor, .least = Least};
-  std::vector<taken> ranges, vectors, unrolled;
-  const zor_int stop = for_ranges<T, how>(first, last, [&]<int Bytes>(zor_int i, zor_int end) {
-    for (; i < end; i += units<T, Bytes>) ranges.push_back({Bytes, i, i + units<T, Bytes>});
-  });
-  const auto note = [](auto& list) {
-    return [&list]<int Bytes>(zor_int i) { list.push_back({Bytes, i, i + units<T, Bytes>}); };
-  };
-  EXPECT_EQ((for_vectors<T, how>(first, last, note(vectors))), stop);
-  EXPECT_EQ((for_vectors<T, how, 3>(first, last, note(unrolled))), stop);
-  const zor_int left = last - stop;
-  EXPECT_TRUE(last < first || (left >= 0 && left * zor_int(sizeof(T)) < (Least > 0 ? Least : 1))) << left;
-  for (const auto* list : {&ranges, &vectors, &unrolled}) check_cover<T>(*list, first, stop);
-}
-
-template <class T>
-void check_runs() {
-  for (const zor_int first : {0, 3})
-    for (zor_int n = -2; n <= 7 * units<T>; ++n) {
-      SCOPED_TRACE(testing::Message() << n << " elements of " << sizeof(T) << " bytes from " << first);
-      check_run<T, 16, 0>(first, first + n);
-      check_run<T, 8, 0>(first, first + n);
-      check_run<T, 16, 16>(first, first + n);
-      check_run<T, width, 0>(first, first + n);
-    }
-}
-
-TEST(Runs, AreCoveredByNarrowingVectors) {
-  check_runs<float>();
-  check_runs<double>();
-  check_runs<c32>();
-  check_runs<c64>();
 }
 
 }  // namespace

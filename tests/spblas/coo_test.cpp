@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Every product and solve of a matrix in coordinates against plain loops in the stated order, bit for bit,
-// and products of small integers, whose sums are exact, against the dense matrix that a view stands for.
+// Every product and solve of a matrix in coordinates against plain loops in the stated order, bit for bit.
 #include <gtest/gtest.h>
 
 #include "tests/ref/coo.h"
@@ -29,13 +28,12 @@ const columns all_columns[] = {{.n = 1, .first = 1, .last = 1},
                                {.n = 4, .first = 3, .last = 2}};
 
 template <class T>
-triple_list<T> random_triples(random_bits& random, numbers kind, int64_t m, int64_t k, int64_t nnz,
-                              bool by_rows) {
+triple_list<T> random_triples(random_bits& random, int64_t m, int64_t k, int64_t nnz, bool by_rows) {
   triple_list<T> list;
   for (int64_t e = 0; e < nnz; ++e) {
     const int64_t row = random.between(1, m);
     const bool diagonal = random.between(0, 4) == 0 && row <= k;
-    list.push_back({row, diagonal ? row : random.between(1, k), draw<T>(random, kind)});
+    list.push_back({row, diagonal ? row : random.between(1, k), draw<T>(random)});
   }
   if (by_rows)
     std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.row < b.row; });
@@ -46,11 +44,11 @@ triple_list<T> random_triples(random_bits& random, numbers kind, int64_t m, int6
 // one that does not count.
 template <class T>
 triple_list<T> random_system(random_bits& random, int64_t m, int64_t nnz, bool by_rows) {
-  auto list = random_triples<T>(random, numbers::fractions, m, m, nnz, by_rows);
+  auto list = random_triples<T>(random, m, m, nnz, by_rows);
   for (auto& e : list)
     for (size_t i = 0; i < parts<T>; ++i) reals(&e.value)[i] /= 8;
   for (int64_t r = m; r >= 1; --r) {
-    T pivot = draw<T>(random, numbers::fractions);
+    T pivot = draw<T>(random);
     reals(&pivot)[0] += 3;
     const auto behind =
         std::find_if(list.rbegin(), list.rend(), [&](const auto& e) { return e.row == r && e.column == r; });
@@ -74,37 +72,25 @@ struct coo_arrays {
   }
 };
 
-template <class T>
-zor_ref::row_list<T> rows_of(const triple_list<T>& list, int64_t m) {
-  zor_ref::row_list<T> rows(static_cast<size_t>(m));
-  for (const auto& e : list) rows[size_t(e.row - 1)].push_back({e.column, e.value});
-  return rows;
-}
-
 // Entries first to last and right-hand sides c of a product. call(arrays, m, alpha, b, ldb, c, ldc).
 template <class T, class I, class Call>
 void check_product(const char* name, const shape& s, const sizes& z, int64_t first, int64_t last,
-                   const columns& n, bool row_major, numbers kind, const Call& call) {
+                   const columns& n, bool row_major, const Call& call) {
   random_bits random(uint64_t(z.m * 1000 + first + n.n));
   const int64_t k = s.structure == 'g' ? z.k : z.m;
-  const auto list = random_triples<T>(random, kind, z.m, k, z.nnz, z.by_rows);
+  const auto list = random_triples<T>(random, z.m, k, z.nnz, z.by_rows);
   coo_arrays<T, I> a(list, s.base);
-  sides<T> b(random, kind, k, n.n, row_major, 2), c(random, kind, z.m, n.n, row_major, 3);
-  const T alpha = draw<T>(random, kind);
+  sides<T> b(random, k, n.n, row_major, 2), c(random, z.m, n.n, row_major, 3);
+  const T alpha = draw<T>(random);
   const triple_list<T> taken(list.begin() + (first - 1), list.begin() + std::max(last, first - 1));
   std::vector<T> expected(c.all.begin(), c.all.end());
   const bool empty = last < first && s.structure != 'd' && z.nnz > 0;
-  for (int64_t j = n.first; j <= n.last && !empty; ++j) {
-    const auto out = c.column(expected.data(), j);
-    if (kind == numbers::integers)
-      add_dense(zor_ref::dense_of(s, rows_of(taken, z.m), k), z.m, k, alpha, b.get(j), out);
-    else
-      zor_ref::coo_product(s, taken, z.m, alpha, b.get(j), out);
-  }
+  for (int64_t j = n.first; j <= n.last && !empty; ++j)
+    zor_ref::coo_product(s, taken, z.m, alpha, b.get(j), c.column(expected.data(), j));
   check_call(std::string(name) + ", m " + std::to_string(z.m) + ", entries " + std::to_string(first) + ".." +
                  std::to_string(last) + ", right-hand sides " + std::to_string(n.first) + ".." +
                  std::to_string(n.last),
-             kind, expected, c.all, [&] { call(a, alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
+             expected, c.all, [&] { call(a, alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
 }
 
 // Arguments that a kernel does not read are null.
@@ -115,16 +101,14 @@ void check_mvout_par(const char* name, const shape& s, zor::coo_mvout_par_fn<T, 
     const int64_t ranges[][2] = {{1, z.nnz}, {(z.nnz + 2) / 3, z.nnz}, {z.nnz / 2, z.nnz / 2}, {2, 1}};
     for (const auto& range : ranges) {
       if (&range != &ranges[0] && !ranged) continue;
-      for (const numbers kind : {numbers::integers, numbers::fractions}) {
-        const I first = I(range[0]), last = I(range[1]), m = I(z.m), nnz = I(z.nnz);
-        if (ranged && nnz < 1) continue;
-        check_product<T, I>(name, s, z, first, last, {1, 1, 1}, false, kind,
-                            [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
-                              f(ranged ? &first : nullptr, ranged ? &last : nullptr,
-                                s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(),
-                                a.rowind.data(), a.colind.data(), ranged ? nullptr : &nnz, x, y);
-                            });
-      }
+      const I first = I(range[0]), last = I(range[1]), m = I(z.m), nnz = I(z.nnz);
+      if (ranged && nnz < 1) continue;
+      check_product<T, I>(name, s, z, first, last, {1, 1, 1}, false,
+                          [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
+                            f(ranged ? &first : nullptr, ranged ? &last : nullptr,
+                              s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(),
+                              a.rowind.data(), a.colind.data(), ranged ? nullptr : &nnz, x, y);
+                          });
     }
   }
 }
@@ -132,14 +116,12 @@ void check_mvout_par(const char* name, const shape& s, zor::coo_mvout_par_fn<T, 
 template <class T, class I>
 void check_mvout_seq(const char* name, const shape& s, zor::coo_mvout_seq_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
-    for (const numbers kind : {numbers::integers, numbers::fractions}) {
-      const I m = I(z.m), nnz = I(z.nnz);
-      check_product<T, I>(name, s, z, 1, nnz, {1, 1, 1}, false, kind,
-                          [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
-                            f(s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(),
-                              a.rowind.data(), a.colind.data(), s.diagonal == 'u' ? nullptr : &nnz, x, y);
-                          });
-    }
+    const I m = I(z.m), nnz = I(z.nnz);
+    check_product<T, I>(name, s, z, 1, nnz, {1, 1, 1}, false,
+                        [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
+                          f(s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(), a.rowind.data(),
+                            a.colind.data(), s.diagonal == 'u' ? nullptr : &nnz, x, y);
+                        });
   }
 }
 
@@ -147,33 +129,20 @@ template <class T, class I>
 void check_mmout_par(const char* name, const shape& s, zor::coo_mmout_par_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     for (const columns& n : all_columns) {
-      for (const numbers kind : {numbers::integers, numbers::fractions}) {
-        const I first = I(n.first), last = I(n.last), m = I(z.m), nnz = I(z.nnz);
-        check_product<T, I>(name, s, z, 1, nnz, n, s.base == 0, kind,
-                            [&](coo_arrays<T, I>& a, T alpha, const T* b, I ldb, T* c, I ldc) {
-                              f(&first, &last, &m, nullptr, &alpha, a.val.data(), a.rowind.data(),
-                                a.colind.data(), &nnz, b, &ldb, c, &ldc);
-                            });
-      }
+      const I first = I(n.first), last = I(n.last), m = I(z.m), nnz = I(z.nnz);
+      check_product<T, I>(name, s, z, 1, nnz, n, s.base == 0,
+                          [&](coo_arrays<T, I>& a, T alpha, const T* b, I ldb, T* c, I ldc) {
+                            f(&first, &last, &m, nullptr, &alpha, a.val.data(), a.rowind.data(),
+                              a.colind.data(), &nnz, b, &ldb, c, &ldc);
+                          });
     }
   }
 }
 
-TEST(CooProduct, RangeOfEntries) {
-#define ROW_coo_mvout_par(name, T, I, base, op, form, tri, diag) \
-  check_mvout_par<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_coo.inc"
-}
-
-TEST(CooProduct, Diagonal) {
-#define ROW_coo_mvout_seq(name, T, I, base, op, form, tri, diag) \
-  check_mvout_seq<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_coo.inc"
-}
-
-TEST(CooProduct, RangeOfRightHandSides) {
-#define ROW_coo_mmout_par(name, T, I, base, op, form, tri, diag) \
-  check_mmout_par<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+TEST(CooProduct, Views) {
+#define ROW_coo_mvout_par(...) BY_SHAPE(check_mvout_par, __VA_ARGS__)
+#define ROW_coo_mvout_seq(...) BY_SHAPE(check_mvout_seq, __VA_ARGS__)
+#define ROW_coo_mmout_par(...) BY_SHAPE(check_mmout_par, __VA_ARGS__)
 #include "zor/tables/spblas_coo.inc"
 }
 
@@ -184,7 +153,7 @@ void check_solve(const char* name, const shape& s, const sizes& z, const columns
   random_bits random(uint64_t(z.m * 100 + n.n));
   const auto list = random_system<T>(random, z.m, z.nnz, z.by_rows);
   coo_arrays<T, I> a(list, s.base);
-  sides<T> x(random, numbers::fractions, z.m, n.n, row_major, 2);
+  sides<T> x(random, z.m, n.n, row_major, 2);
   std::vector<T> expected(x.all.begin(), x.all.end());
   for (int64_t j = n.first; j <= n.last; ++j) {
     const auto out = x.column(expected.data(), j);
@@ -193,7 +162,7 @@ void check_solve(const char* name, const shape& s, const sizes& z, const columns
   const I nnz = I(list.size());
   const std::string what = std::string(name) + ", m " + std::to_string(z.m) + ", right-hand sides " +
                            std::to_string(n.first) + ".." + std::to_string(n.last);
-  check_call(what, numbers::fractions, expected, x.all, [&] { call(a, nnz, x.all.data(), I(x.ld)); });
+  check_call(what, expected, x.all, [&] { call(a, nnz, x.all.data(), I(x.ld)); });
 }
 
 template <class T, class I>
@@ -217,15 +186,9 @@ void check_smout(const char* name, const shape& s, zor::coo_smout_par_fn<T, I>* 
   }
 }
 
-TEST(CooSolve, OneRightHandSide) {
-#define ROW_coo_svout_seq(name, T, I, base, op, form, tri, diag) \
-  check_svout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
-#include "zor/tables/spblas_coo.inc"
-}
-
-TEST(CooSolve, ManyRightHandSides) {
-#define ROW_coo_smout_par(name, T, I, base, op, form, tri, diag) \
-  check_smout<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+TEST(CooSolve, OneAndManyRightHandSides) {
+#define ROW_coo_svout_seq(...) BY_SHAPE(check_svout, __VA_ARGS__)
+#define ROW_coo_smout_par(...) BY_SHAPE(check_smout, __VA_ARGS__)
 #include "zor/tables/spblas_coo.inc"
 }
 
@@ -252,8 +215,7 @@ void check_short_memory(const char* name, const shape& s, zor::coo_smout_par_fn<
   }
 }
 TEST(CooSolve, ShortMemory) {
-#define ROW_coo_smout_par(name, T, I, base, op, form, tri, diag) \
-  check_short_memory<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
+#define ROW_coo_smout_par(...) BY_SHAPE(check_short_memory, __VA_ARGS__)
 #include "zor/tables/spblas_coo.inc"
 }
 

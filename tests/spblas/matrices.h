@@ -19,35 +19,28 @@ using zor_test::random_bits;
 using zor_test::real;
 using zor_test::reals;
 
-// Integers from -4 to 4, with which every sum here is exact, or fractions of full precision.
-enum class numbers { integers, fractions };
-
 template <class T>
-T draw(random_bits& random, numbers kind) {
-  T x;
-  for (size_t i = 0; i < parts<T>; ++i)
-    reals(&x)[i] = kind == numbers::integers ? real<T>(random.between(-4, 4)) : real<T>(random.unit());
-  return x;
+T draw(random_bits& random) {
+  return zor_test::scalar<T>(random.unit(), random.unit());
 }
 
 template <class T>
-void fill(random_bits& random, numbers kind, T* x, size_t count) {
-  for (size_t i = 0; i < count; ++i) x[i] = draw<T>(random, kind);
+void fill(random_bits& random, T* x, size_t count) {
+  for (size_t i = 0; i < count * parts<T>; ++i) reals(x)[i] = real<T>(random.unit());
 }
 
 // Row r holds between 0 and `longest` entries of columns 1 to k in any order, repeats included. Each `run`
 // rows share a length; runs of more than one row take turns to be like that, of a lower triangle with the
 // diagonal behind it, and of an upper one behind the diagonal.
 template <class T>
-zor_ref::row_list<T> random_rows(random_bits& random, numbers kind, int64_t m, int64_t k, int64_t longest,
+zor_ref::row_list<T> random_rows(random_bits& random, int64_t m, int64_t k, int64_t longest,
                                  int64_t run = 1) {
   zor_ref::row_list<T> rows(static_cast<size_t>(m));
   for (int64_t r = 1; r <= m; ++r) {
     auto& row = rows[size_t(r - 1)];
     row.resize((r - 1) % run == 0 ? size_t(random.between(0, longest)) : rows[size_t(r - 2)].size());
     const int64_t turn = run == 1 ? 0 : (r - 1) / run % 3, middle = std::min(r, k);
-    for (auto& e : row)
-      e = {random.between(turn == 2 ? middle : 1, turn == 1 ? middle : k), draw<T>(random, kind)};
+    for (auto& e : row) e = {random.between(turn == 2 ? middle : 1, turn == 1 ? middle : k), draw<T>(random)};
     if (turn != 0 && !row.empty()) (turn == 1 ? row.back() : row.front()).column = middle;
   }
   return rows;

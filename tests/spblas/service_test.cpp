@@ -76,8 +76,8 @@ void check_merge(const char* name, zor::merge_fn<T, I>* merge) {
       const I stride = r.last + 3;
       const size_t used = nparts > 0 && r.last > 0 ? size_t(stride * (nparts - 1) + r.last) : 1;
       guarded<T> work(used), y(size_t(r.last), true);
-      fill(random, numbers::fractions, work.data(), used);
-      fill(random, numbers::fractions, y.data(), y.size());
+      fill(random, work.data(), used);
+      fill(random, y.data(), y.size());
       std::vector<real<T>> expected(reals(y.begin()), reals(y.end()));
       for (size_t i = size_t(r.first - 1) * parts<T>; i < size_t(r.last) * parts<T>; ++i) {
         const auto part = [&](I p) { return reals(work.data())[size_t(p * stride) * parts<T> + i]; };
@@ -99,8 +99,8 @@ void check_merge_sym(const char* name, zor::merge_sym_fn<T, I>* merge) {
     for (const I nparts : {0, 1, 2, 5}) {
       const I s1 = 3, s2 = 40;
       guarded<T> work(400), y(size_t(count) + 1);
-      fill(random, numbers::fractions, work.data(), work.size());
-      fill(random, numbers::fractions, y.data(), y.size());
+      fill(random, work.data(), work.size());
+      fill(random, y.data(), y.size());
       std::vector<real<T>> expected(reals(y.begin()), reals(y.end()));
       // Offsets of the segments, worked out by hand: s2 (q-1) + 3 (nparts - q - q(q-1)/2).
       const std::vector<std::vector<I>> starts = {{}, {0}, {3, 37}, {12, 46, 77, 105, 130}};

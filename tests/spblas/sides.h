@@ -15,6 +15,9 @@ using zor_ref::shape;
 
 #define SHAPE(base, op, form, tri, diag) \
   shape { base, #op[0], #form[0], #tri[0], #diag[0] }
+// What a row of a table is checked with.
+#define BY_SHAPE(check, name, T, I, base, op, form, tri, diag) \
+  check<T, I>(#name, SHAPE(base, op, form, tri, diag), name);
 
 // Right-hand sides first to last of n, from 1.
 struct columns {
@@ -28,7 +31,7 @@ struct sides {
   bool row_major;
   guarded<T> all;
 
-  sides(random_bits& random, numbers kind, int64_t m, int64_t count, bool by_rows, int64_t padding)
+  sides(random_bits& random, int64_t m, int64_t count, bool by_rows, int64_t padding)
       : rows(m),
         n(count),
         ld((by_rows ? count : m) + padding),
@@ -38,7 +41,7 @@ struct sides {
                                       : (count - 1) * ld + m)) {
     for (size_t i = 0; i < all.size() * parts<T>; ++i) reals(all.data())[i] = real<T>(NAN);
     for (int64_t j = 1; j <= n; ++j)
-      for (int64_t i = 1; i <= rows; ++i) column(all.data(), j)(i) = draw<T>(random, kind);
+      for (int64_t i = 1; i <= rows; ++i) column(all.data(), j)(i) = draw<T>(random);
   }
   template <class E>
   column_of<E> column(E* first, int64_t j) const {
@@ -50,27 +53,17 @@ struct sides {
   }
 };
 
-// Runs a call that is to leave `expected` in `actual`, and looks at its flags: integers raise none, fractions
-// no more than that for a rounding.
+// Runs a call that is to leave `expected` in `actual`, and looks at its flags: no more than that for a
+// rounding.
 template <class T, class Call>
-void check_call(const std::string& what, numbers kind, const std::vector<T>& expected, guarded<T>& actual,
+void check_call(const std::string& what, const std::vector<T>& expected, guarded<T>& actual,
                 const Call& call) {
   std::feclearexcept(FE_ALL_EXCEPT);
   call();
   const int raised = std::fetestexcept(FE_ALL_EXCEPT);
   EXPECT_TRUE(zor_test::same_bits(reals(expected.data()), reals(actual.data()), expected.size() * parts<T>))
       << what;
-  EXPECT_EQ(kind == numbers::integers ? raised : raised & ~FE_INEXACT, 0) << what;
-}
-
-// y + alpha D x by plain sums, D dense, `rows` by `cols`; exact for integers.
-template <class T>
-void add_dense(const std::vector<T>& d, int64_t rows, int64_t cols, T alpha, const column_of<const T>& x,
-               const column_of<T>& y) {
-  using namespace zor_ref;
-  for (int64_t i = 1; i <= rows; ++i)
-    for (int64_t l = 1; l <= cols; ++l)
-      y(i) = plus(y(i), times(times(alpha, d[size_t((i - 1) * cols + l - 1)]), x(l)));
+  EXPECT_EQ(raised & ~FE_INEXACT, 0) << what;
 }
 
 }  // namespace sparse_test

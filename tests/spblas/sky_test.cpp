@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Every product and solve with profiles: integers, whose sums are exact, against the dense matrix that they
-// stand for, and fractions against loops over the references of dot and axpy, bit for bit. A dot's sum
-// depends on positions within 16 bytes, so that what is expected stands at the same ones.
+// Every product and solve with profiles against loops over the references of dot and axpy, bit for bit. A
+// dot's sum depends on positions within 16 bytes, so that what is expected stands at the same ones.
 #include <gtest/gtest.h>
 
 #include "tests/ref/vector.h"
@@ -31,25 +30,16 @@ struct profiles {
   guarded<I> pntr;
   guarded<T> val;
 
-  profiles(random_bits& random, numbers kind, int64_t rows, int64_t longest)
+  profiles(random_bits& random, int64_t rows, int64_t longest)
       : m(I(rows)), pntr(size_t(rows) + 1), val(lengths(random, longest)) {
-    fill(random, kind, val.data(), val.size());
+    fill(random, val.data(), val.size());
     for (int64_t r = 1; r <= rows; ++r) {
-      T& pivot = diagonal(r)[0];
-      if (kind == numbers::integers) pivot = zor_ref::unity<T>();
-      reals(&pivot)[0] = random.between(0, 1) ? real<T>(2) : real<T>(-0.5);
+      reals(diagonal(r))[0] = random.between(0, 1) ? real<T>(2) : real<T>(-0.5);
     }
   }
   int64_t length(int64_t r) const { return pntr[size_t(r)] - pntr[size_t(r - 1)]; }
   T* first(int64_t r) { return val.data() + (pntr[size_t(r - 1)] - pntr[0]); }
   T* diagonal(int64_t r) { return first(r) + length(r) - 1; }
-  zor_ref::row_list<T> rows() {
-    zor_ref::row_list<T> list(static_cast<size_t>(m));
-    for (int64_t r = 1; r <= m; ++r)
-      for (int64_t i = 0; i < length(r); ++i)
-        list[size_t(r - 1)].push_back({r - length(r) + 1 + i, first(r)[i]});
-    return list;
-  }
 
  private:
   size_t lengths(random_bits& random, int64_t longest) {
@@ -90,48 +80,27 @@ void expected_product(form what, bool differ, bool stored, profiles<T, I>& a, T 
   }
 }
 
-// What the dense matrix is: without its diagonal where that does not count.
-template <class T, class I>
-std::vector<T> dense_form(form what, const flags& f, profiles<T, I>& a) {
-  const bool differ = (f.first != 0) != (f.second != 0);
-  auto rows = a.rows();
-  if (f.diag == 0)
-    for (auto& row : rows) row.pop_back();
-  const shape s = {1, what == form::triangular && differ ? 't' : 'n',
-                   what == form::triangular ? 't'
-                   : what == form::skew     ? 'a'
-                                            : 's',
-                   'l', 'n'};
-  return zor_ref::dense_of(s, rows, a.m);
-}
-
 template <class T, class I, class Call>
 void check_product(const char* name, form what, const Call& call) {
   for (const sizes& z : all_sizes) {
     for (const flags& f : all_flags) {
-      for (const numbers kind : {numbers::integers, numbers::fractions}) {
-        random_bits random(uint64_t(z.m));
-        profiles<T, I> a(random, kind, z.m, z.longest);
-        sides<T> b(random, kind, z.m, z.n, false, 2), c(random, kind, z.m, z.n, false, 3);
-        const T alpha = draw<T>(random, kind);
-        const bool differ = what != form::symmetric && (f.first != 0) != (f.second != 0);
-        guarded<T> expected(c.all.size());
-        std::copy(c.all.begin(), c.all.end(), expected.begin());
-        for (int64_t j = 1; j <= z.n; ++j) {
-          const auto out = c.column(expected.data(), j);
-          const T factor = what == form::skew && differ ? zor_ref::minus(T{}, alpha) : alpha;
-          if (kind == numbers::integers)
-            add_dense(dense_form(what, f, a), z.m, z.m, factor, b.get(j), out);
-          else
-            expected_product(what, differ, f.diag != 0, a, alpha, b.get(j).data, out.data);
-        }
-        check_call(std::string(name) + ", m " + std::to_string(z.m) + ", flags " + std::to_string(f.first) +
-                       std::to_string(f.second) + std::to_string(f.diag),
-                   kind, std::vector<T>(expected.begin(), expected.end()), c.all, [&] {
-                     call(a, I(f.first), I(f.second), I(f.diag), I(z.n), alpha, b.all.data(), I(b.ld),
-                          c.all.data(), I(c.ld));
-                   });
+      random_bits random(uint64_t(z.m));
+      profiles<T, I> a(random, z.m, z.longest);
+      sides<T> b(random, z.m, z.n, false, 2), c(random, z.m, z.n, false, 3);
+      const T alpha = draw<T>(random);
+      const bool differ = what != form::symmetric && (f.first != 0) != (f.second != 0);
+      guarded<T> expected(c.all.size());
+      std::copy(c.all.begin(), c.all.end(), expected.begin());
+      for (int64_t j = 1; j <= z.n; ++j) {
+        const auto out = c.column(expected.data(), j);
+        expected_product(what, differ, f.diag != 0, a, alpha, b.get(j).data, out.data);
       }
+      check_call(std::string(name) + ", m " + std::to_string(z.m) + ", flags " + std::to_string(f.first) +
+                     std::to_string(f.second) + std::to_string(f.diag),
+                 std::vector<T>(expected.begin(), expected.end()), c.all, [&] {
+                   call(a, I(f.first), I(f.second), I(f.diag), I(z.n), alpha, b.all.data(), I(b.ld),
+                        c.all.data(), I(c.ld));
+                 });
     }
   }
 }
@@ -155,40 +124,28 @@ TEST(SkyProduct, Views) {
 #include "zor/tables/spblas_stems.inc"
 }
 
-// Integers: a known solution comes back without rounding.
 template <class T, class I>
 void check_solve(const char* name, zor::sky_solve_fn<T, I>* f) {
   using namespace zor_ref;
   for (const sizes& z : all_sizes) {
     for (const flags& given : all_flags) {
-      for (const numbers kind : {numbers::integers, numbers::fractions}) {
-        if (kind == numbers::integers && z.m > 12) continue;
-        random_bits random(uint64_t(z.m));
-        profiles<T, I> a(random, kind, z.m, z.longest);
-        guarded<T> expected(size_t(z.m)), y(size_t(z.m));
-        fill(random, kind, expected.data(), expected.size());
-        const bool differ = (given.first != 0) != (given.second != 0), stored = given.diag != 0;
-        if (kind == numbers::integers) {
-          const shape s = {1, differ ? 't' : 'n', 't', 'l', stored ? 'n' : 'u'};
-          add_dense(dense_of(s, a.rows(), z.m), z.m, z.m, unity<T>(), column_of<const T>{expected.data(), 1},
-                    column_of<T>{y.data(), 1});
-        } else {
-          std::copy(expected.begin(), expected.end(), y.begin());
-          for (int64_t n = 1; n <= z.m; ++n) {
-            const int64_t r = differ ? z.m + 1 - n : n, strict = a.length(r) - 1;
-            T *const from = expected.data() + r - 1 - strict, &at = expected[size_t(r - 1)];
-            if (!differ) at = minus(at, dot(strict, a.first(r), static_cast<const T*>(from)));
-            if (stored) at = over(at, *a.diagonal(r));
-            if (differ) axpy(strict, minus(T{}, at), a.first(r), from);
-          }
-        }
-        const I flag1 = I(given.first), flag2 = I(given.second), diag = I(given.diag);
-        f(&flag1, nullptr, &flag2, &diag, &a.m, a.val.data(), a.pntr.data(), y.data());
-        if (kind == numbers::integers)
-          for (size_t i = 0; i < y.size() * parts<T>; ++i) reals(y.data())[i] += 0;
-        EXPECT_TRUE(zor_test::same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
-            << name << ", m " << z.m << ", flags " << given.first << given.second << given.diag;
+      random_bits random(uint64_t(z.m));
+      profiles<T, I> a(random, z.m, z.longest);
+      guarded<T> expected(size_t(z.m)), y(size_t(z.m));
+      fill(random, expected.data(), expected.size());
+      const bool differ = (given.first != 0) != (given.second != 0), stored = given.diag != 0;
+      std::copy(expected.begin(), expected.end(), y.begin());
+      for (int64_t n = 1; n <= z.m; ++n) {
+        const int64_t r = differ ? z.m + 1 - n : n, strict = a.length(r) - 1;
+        T *const from = expected.data() + r - 1 - strict, &at = expected[size_t(r - 1)];
+        if (!differ) at = minus(at, dot(strict, a.first(r), static_cast<const T*>(from)));
+        if (stored) at = over(at, *a.diagonal(r));
+        if (differ) axpy(strict, minus(T{}, at), a.first(r), from);
       }
+      const I flag1 = I(given.first), flag2 = I(given.second), diag = I(given.diag);
+      f(&flag1, nullptr, &flag2, &diag, &a.m, a.val.data(), a.pntr.data(), y.data());
+      EXPECT_TRUE(zor_test::same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
+          << name << ", m " << z.m << ", flags " << given.first << given.second << given.diag;
     }
   }
 }

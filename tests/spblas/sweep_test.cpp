@@ -38,22 +38,17 @@ using block_lines = std::vector<std::vector<block_of<T>>>;
 
 // Some lines have no diagonal block, but never the last, behind which nothing stands.
 template <class T>
-block_lines<T> random_blocks(random_bits& random, numbers kind, int64_t mb, int64_t lb) {
+block_lines<T> random_blocks(random_bits& random, int64_t mb, int64_t lb) {
   block_lines<T> lines(static_cast<size_t>(mb));
   for (int64_t R = 0; R < mb; ++R) {
     for (int64_t C = 0; C < mb; ++C) {
       const bool diagonal = R == C;
-      const bool wanted = diagonal ? kind == numbers::integers || R + 1 == mb || random.between(0, 3) != 0
-                                   : random.between(0, 2) == 0;
+      const bool wanted = diagonal ? R + 1 == mb || random.between(0, 3) != 0 : random.between(0, 2) == 0;
       if (!wanted) continue;
       block_of<T> b{C, std::vector<T>(size_t(lb * lb))};
-      fill(random, kind, b.element.data(), b.element.size());
-      for (int64_t i = 0; i < lb && diagonal; ++i) {
-        T& pivot = b.element[size_t(i * lb + i)];
-        if (kind == numbers::integers) pivot = zor_test::scalar<T>(random.between(0, 1) ? 0.5 : -1, 0);
-        if (kind == numbers::fractions) reals(&pivot)[0] += 3;
-      }
-      if (kind == numbers::fractions && !diagonal)
+      fill(random, b.element.data(), b.element.size());
+      for (int64_t i = 0; i < lb && diagonal; ++i) reals(&b.element[size_t(i * lb + i)])[0] += 3;
+      if (!diagonal)
         for (T& e : b.element)
           for (size_t p = 0; p < parts<T>; ++p) reals(&e)[p] /= real<T>(2 * lb);
       lines[size_t(R)].push_back(b);
@@ -141,27 +136,6 @@ void reference_sweep(bool upper, bool with_diagonal, bool by_columns, const bloc
   }
 }
 
-// y := op(T) y of the triangle of which the sweep is the inverse, in any order.
-template <class T>
-std::vector<T> triangle_times(bool upper, bool with_diagonal, bool by_columns, const block_lines<T>& lines,
-                              int64_t lb, const std::vector<T>& x) {
-  std::vector<T> y(x.size(), T{});
-  const auto add = [&](int64_t r, int64_t c, T a) {
-    const bool keep = r == c ? with_diagonal : upper ? c > r : c < r;
-    const bool within = r / lb == c / lb && !with_diagonal;
-    if (keep && !within) y[size_t(r)] = plus(y[size_t(r)], times(a, x[size_t(c)]));
-  };
-  for (size_t l = 0; l < lines.size(); ++l)
-    for (const auto& b : lines[l])
-      for (int64_t i = 0; i < lb; ++i)
-        for (int64_t j = 0; j < lb; ++j) {
-          const int64_t R = by_columns ? b.index : int64_t(l), C = by_columns ? int64_t(l) : b.index;
-          add(R * lb + i, C * lb + j, b.element[size_t(i * lb + j)]);
-        }
-  for (size_t r = 0; r < x.size() && !with_diagonal; ++r) y[r] = plus(y[r], x[r]);
-  return y;
-}
-
 struct sweep_size {
   int64_t mb, lb;
 };
@@ -174,45 +148,26 @@ void check_sweep(const std::string& name, zor::sweep_fn<T, I>* sweep) {
   const bool by_columns = name.find("bsc") != name.npos, by_rows_within = name.find("cspblas") != name.npos;
   random_bits random(51);
   for (const sweep_size& s : sweep_sizes) {
-    for (const numbers kind : {numbers::fractions, numbers::integers}) {
-      const auto lines = random_blocks<T>(random, kind, s.mb, s.lb);
-      const block_arrays<T, I> a(lines, s.lb, by_rows_within, I(random.between(0, 2)));
-      for (const I nrhs : {1, 2, 11}) {
-        for (const I uplo : {0, 1}) {
-          for (const I diag : {0, 1}) {
-            SCOPED_TRACE("lb " + std::to_string(s.lb) + " nrhs " + std::to_string(nrhs) + " uplo " +
-                         std::to_string(uplo) + " diag " + std::to_string(diag));
-            const int64_t m = s.mb * s.lb;
-            const bool rows = by_rows_within && nrhs != 1;
-            const I mb = I(s.mb), lb = I(s.lb), ldy = rows ? nrhs + 1 : I(m + 1);
-            guarded<T> y(size_t(rows ? (m - 1) * ldy + nrhs : (nrhs - 1) * ldy + m));
-            zor_test::fill(y, random);
-            const int64_t step = rows ? ldy : 1, next = rows ? 1 : ldy;
-            std::vector<T> expected(y.begin(), y.end());
-            for (int64_t r = 0; r < nrhs; ++r) {
-              if (kind == numbers::fractions) {
-                reference_sweep(uplo == 0, diag != 0, by_columns, lines, s.lb, expected.data() + r * next,
-                                step);
-                continue;
-              }
-              std::vector<T> x(static_cast<size_t>(m));
-              fill(random, kind, x.data(), x.size());
-              const auto b = triangle_times(uplo == 0, diag != 0, by_columns, lines, s.lb, x);
-              for (int64_t i = 0; i < m; ++i) {
-                y[size_t(i * step + r * next)] = b[size_t(i)];
-                expected[size_t(i * step + r * next)] = x[size_t(i)];
-              }
-            }
-            sweep(&uplo, &diag, &mb, &nrhs, &lb, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
-                  y.data(), nrhs == 1 ? nullptr : &ldy);
-            if (kind == numbers::integers)
-              for (T& v : expected)
-                for (size_t p = 0; p < parts<T>; ++p) reals(&v)[p] = reals(&v)[p] + real<T>(0);
-            for (T& v : y)
-              for (size_t p = 0; p < parts<T> && kind == numbers::integers; ++p)
-                reals(&v)[p] = reals(&v)[p] + real<T>(0);
-            EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>));
+    const auto lines = random_blocks<T>(random, s.mb, s.lb);
+    const block_arrays<T, I> a(lines, s.lb, by_rows_within, I(random.between(0, 2)));
+    for (const I nrhs : {1, 2, 11}) {
+      for (const I uplo : {0, 1}) {
+        for (const I diag : {0, 1}) {
+          SCOPED_TRACE("lb " + std::to_string(s.lb) + " nrhs " + std::to_string(nrhs) + " uplo " +
+                       std::to_string(uplo) + " diag " + std::to_string(diag));
+          const int64_t m = s.mb * s.lb;
+          const bool rows = by_rows_within && nrhs != 1;
+          const I mb = I(s.mb), lb = I(s.lb), ldy = rows ? nrhs + 1 : I(m + 1);
+          guarded<T> y(size_t(rows ? (m - 1) * ldy + nrhs : (nrhs - 1) * ldy + m));
+          zor_test::fill(y, random);
+          const int64_t step = rows ? ldy : 1, next = rows ? 1 : ldy;
+          std::vector<T> expected(y.begin(), y.end());
+          for (int64_t r = 0; r < nrhs; ++r) {
+            reference_sweep(uplo == 0, diag != 0, by_columns, lines, s.lb, expected.data() + r * next, step);
           }
+          sweep(&uplo, &diag, &mb, &nrhs, &lb, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
+                y.data(), nrhs == 1 ? nullptr : &ldy);
+          EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>));
         }
       }
     }
@@ -224,7 +179,7 @@ void check_invdiag(const std::string& name, bool by_rows, const Call& call) {
   SCOPED_TRACE(name);
   random_bits random(52);
   for (const sweep_size& s : sweep_sizes) {
-    const auto lines = random_blocks<T>(random, numbers::fractions, s.mb, s.lb);
+    const auto lines = random_blocks<T>(random, s.mb, s.lb);
     const block_arrays<T, I> a(lines, s.lb, by_rows, 1);
     for (const I nrhs : {0, 1, 9}) {
       if (!by_rows && nrhs == 9) continue;
@@ -427,48 +382,39 @@ template <class I>
 void check_symmetric(const char* name, zor::symmetric_product_fn<I>* multiply) {
   SCOPED_TRACE(name);
   random_bits random(55);
-  for (const numbers kind : {numbers::fractions, numbers::integers}) {
-    for (const I where : {0, 3}) {
-      for (const int base : {0, 1}) {
-        const int64_t m = 90;
-        zor_ref::row_list<double> rows(static_cast<size_t>(m));
-        for (int64_t r = 1; r <= m; ++r) {
-          auto& row = rows[size_t(r - 1)];
-          for (int64_t k = random.between(0, 13); k > 0; --k) {
-            const int64_t c = where == 0 ? random.between(r, m) : random.between(1, r);
-            if (c != r) row.push_back({c, draw<double>(random, kind)});
-          }
-          if (random.between(0, 4) != 0)
-            row.insert(where == 0 ? row.begin() : row.end(), {r, draw<double>(random, kind)});
+  for (const I where : {0, 3}) {
+    for (const int base : {0, 1}) {
+      const int64_t m = 90;
+      zor_ref::row_list<double> rows(static_cast<size_t>(m));
+      for (int64_t r = 1; r <= m; ++r) {
+        auto& row = rows[size_t(r - 1)];
+        for (int64_t k = random.between(0, 13); k > 0; --k) {
+          const int64_t c = where == 0 ? random.between(r, m) : random.between(1, r);
+          if (c != r) row.push_back({c, draw<double>(random)});
         }
-        const csr_arrays<double, I> a(rows, base, 0);
-        guarded<double> x{size_t(m)}, y{size_t(m)};
-        fill(random, kind, x.data(), x.size());
-        fill(random, kind, y.data(), y.size());
-        std::vector<double> expected(y.begin(), y.end());
-        for (size_t r = 0; r < size_t(m); ++r) {
-          auto row = rows[r];
-          if (kind == numbers::integers) {
-            for (const auto& e : row) {
-              expected[r] += e.value * x[size_t(e.column - 1)];
-              if (e.column != int64_t(r + 1)) expected[size_t(e.column - 1)] += e.value * x[r];
-            }
-            continue;
-          }
-          const auto edge = row.empty() ? row.end() : where == 0 ? row.begin() : row.end() - 1;
-          if (edge != row.end() && edge->column == int64_t(r + 1)) {
-            expected[r] = expected[r] + edge->value * x[r];
-            row.erase(edge);
-          }
-          for (const auto& e : row)
-            expected[size_t(e.column - 1)] = expected[size_t(e.column - 1)] + e.value * x[r];
-          expected[r] =
-              expected[r] + zor_ref::row_dot(row, false, zor_ref::column_of<const double>{x.data(), 1});
-        }
-        const I n = I(m), of = I(base);
-        multiply(&where, &n, a.val.data(), a.indx.data(), a.pntrb.data(), x.data(), y.data(), nullptr, &of);
-        EXPECT_TRUE(same_bits(expected.data(), y.data(), y.size())) << "where " << where << " base " << base;
+        if (random.between(0, 4) != 0)
+          row.insert(where == 0 ? row.begin() : row.end(), {r, draw<double>(random)});
       }
+      const csr_arrays<double, I> a(rows, base, 0);
+      guarded<double> x{size_t(m)}, y{size_t(m)};
+      fill(random, x.data(), x.size());
+      fill(random, y.data(), y.size());
+      std::vector<double> expected(y.begin(), y.end());
+      for (size_t r = 0; r < size_t(m); ++r) {
+        auto row = rows[r];
+        const auto edge = row.empty() ? row.end() : where == 0 ? row.begin() : row.end() - 1;
+        if (edge != row.end() && edge->column == int64_t(r + 1)) {
+          expected[r] = expected[r] + edge->value * x[r];
+          row.erase(edge);
+        }
+        for (const auto& e : row)
+          expected[size_t(e.column - 1)] = expected[size_t(e.column - 1)] + e.value * x[r];
+        expected[r] =
+            expected[r] + zor_ref::row_dot(row, false, zor_ref::column_of<const double>{x.data(), 1});
+      }
+      const I n = I(m), of = I(base);
+      multiply(&where, &n, a.val.data(), a.indx.data(), a.pntrb.data(), x.data(), y.data(), nullptr, &of);
+      EXPECT_TRUE(same_bits(expected.data(), y.data(), y.size())) << "where " << where << " base " << base;
     }
   }
 }

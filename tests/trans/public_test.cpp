@@ -5,8 +5,7 @@
 #include <vector>
 
 #include "tests/ref/trans.h"
-#include "tests/support/elements.h"
-#include "tests/support/operand.h"
+#include "tests/support/threads.h"
 #include "zor/core.h"
 #include "zor/trans.h"
 
@@ -17,32 +16,6 @@ using namespace zor_test;
 struct shape {
   zor_int rows, cols;
 };
-
-template <class T>
-std::vector<T> random_elements(size_t count, uint64_t seed) {
-  random_bits random(seed);
-  std::vector<T> v(count);
-  for (T& e : v) e = scalar<T>(random.unit(), random.unit());
-  return v;
-}
-
-template <class T>
-bool same(const std::vector<T>& a, const std::vector<T>& b) {
-  return bool(same_bits(reals(a.data()), reals(b.data()), a.size() * parts<T>));
-}
-
-// Runs call(result) with 1, 2 and 7 threads on copies of `before`; each must give `expected`.
-template <class T, class Call>
-void check_threads(const std::string& what, const std::vector<T>& before, const std::vector<T>& expected,
-                   const Call& call) {
-  for (const int threads : {1, 2, 7}) {
-    zor_core_set_num_threads(threads);
-    std::vector<T> actual = before;
-    call(actual.data());
-    EXPECT_TRUE(same(expected, actual)) << what << " threads " << threads;
-  }
-  zor_core_set_num_threads(0);
-}
 
 bool transposes(char trans) { return zor_ref::among(trans, "TtCc"); }
 
@@ -56,17 +29,16 @@ void check_out_of_place(const char* name, Copy* copy, Add* add) {
   for (const shape s : shapes)
     for (const char ordering : {'R', 'c'})
       for (const char trans : {'N', 't', 'R', 'C'}) {
-        const std::string what =
-            std::string(name) + ordering + trans + std::to_string(s.rows) + "x" + std::to_string(s.cols);
+        SCOPED_TRACE(::testing::Message() << name << ordering << trans << s.rows << "x" << s.cols);
         const bool columns = ordering == 'c';
         const shape from = columns ? shape{s.cols, s.rows} : s,
                     to = transposes(trans) ? shape{from.cols, from.rows} : from;
         const zor_int lda = from.cols + 3, ldb = to.cols + 1;
-        const auto a = random_elements<T>(size_t(from.rows * lda + 3), 1),
-                   b = random_elements<T>(size_t(to.rows * ldb + 1), 2);
+        const auto a = random_elements<T>(from.rows * lda + 3, 1),
+                   b = random_elements<T>(to.rows * ldb + 1, 2);
         auto expected = b;
         zor_ref::omatcopy(ordering, trans, s.rows, s.cols, alpha, a.data(), lda, 1, expected.data(), ldb, 1);
-        check_threads(what, b, expected, [&](T* result) {
+        expect_with_any_threads(expected, b, [&](T* result) {
           copy(ordering, trans, s.rows, s.cols, alpha, a.data(), lda, result, ldb);
         });
         // The sum of op(A) and of a matrix that has its shape.
@@ -74,7 +46,7 @@ void check_out_of_place(const char* name, Copy* copy, Add* add) {
         expected = b;
         zor_ref::omatadd(ordering, trans, 'N', rows, cols, alpha, a.data(), lda, beta, b.data(), ldb,
                          expected.data(), ldb);
-        check_threads(what, b, expected, [&](T* result) {
+        expect_with_any_threads(expected, b, [&](T* result) {
           add(ordering, trans, 'N', rows, cols, alpha, a.data(), lda, beta, result, ldb, result, ldb);
         });
       }
@@ -93,22 +65,20 @@ TEST(PublicTransposition, StridedCopies) {
     const shape to = trans == 'N' ? s : shape{s.cols, s.rows};
     for (const shape strides : {shape{1, 1}, shape{3, 1}, shape{2, 5}}) {
       const zor_int lda = s.cols * strides.rows, ldb = to.cols * strides.cols + 2;
-      const auto a = random_elements<double>(size_t(s.rows * lda), 3),
-                 b = random_elements<double>(size_t(to.rows * ldb), 4);
+      const auto a = random_elements<double>(s.rows * lda, 3), b = random_elements<double>(to.rows * ldb, 4);
       auto expected = b;
       zor_ref::omatcopy('R', trans, s.rows, s.cols, 0.3, a.data(), lda, strides.rows, expected.data(), ldb,
                         strides.cols);
-      check_threads("strided", b, expected, [&](double* result) {
+      expect_with_any_threads(expected, b, [&](double* result) {
         zor_domatcopy2('R', trans, s.rows, s.cols, 0.3, a.data(), lda, strides.rows, result, ldb,
                        strides.cols);
       });
     }
     // Lines that lie between the elements of others: columns of a row-major matrix as lines of their own.
-    const auto a = random_elements<double>(size_t(s.rows * s.cols), 5),
-               b = random_elements<double>(a.size(), 6);
+    const auto a = random_elements<double>(s.rows * s.cols, 5), b = random_elements<double>(a.size(), 6);
     auto expected = b;
     zor_ref::omatcopy('R', trans, s.rows, s.cols, 0.3, a.data(), 1, s.rows, expected.data(), 1, to.rows);
-    check_threads("between", b, expected, [&](double* result) {
+    expect_with_any_threads(expected, b, [&](double* result) {
       zor_domatcopy2('R', trans, s.rows, s.cols, 0.3, a.data(), 1, s.rows, result, 1, to.rows);
     });
   }
@@ -123,13 +93,13 @@ void check_in_place(const char* name, Kernel* kernel, char ordering, char trans,
   const zor_int lda = pad_a < 0 ? std::max(from.cols, to.cols) - pad_a - 1 : from.cols + pad_a;
   const zor_int ldb = pad_a < 0 ? lda : to.cols + pad_b;
   const T alpha = scalar<T>(0.7, -0.4);
-  const auto before = random_elements<T>(size_t(std::max(from.rows * lda, to.rows * ldb)), 7);
+  const auto before = random_elements<T>(std::max(from.rows * lda, to.rows * ldb), 7);
   auto expected = before;
   zor_ref::imatcopy(ordering, trans, s.rows, s.cols, alpha, expected.data(), lda, ldb, before.size());
-  check_threads(std::string(name) + ordering + trans + " " + std::to_string(s.rows) + " by " +
-                    std::to_string(s.cols) + " lda " + std::to_string(lda) + " ldb " + std::to_string(ldb),
-                before, expected,
-                [&](T* ab) { kernel(ordering, trans, s.rows, s.cols, alpha, ab, lda, ldb); });
+  SCOPED_TRACE(::testing::Message() << name << ordering << trans << " " << s.rows << " by " << s.cols
+                                    << " lda " << lda << " ldb " << ldb);
+  expect_with_any_threads(expected, before,
+                          [&](T* ab) { kernel(ordering, trans, s.rows, s.cols, alpha, ab, lda, ldb); });
 }
 
 // Leading dimensions: equal, equal with gaps, without gaps, with gaps.
@@ -162,11 +132,6 @@ TEST(PublicTransposition, LargeRectanglesInPlace) {
 }
 
 // ---- Refused arguments.
-
-std::string reported;
-void remember(const char* routine, int32_t position, const char* argument) {
-  reported = std::string(routine) + " " + std::to_string(position) + " " + argument;
-}
 
 // Arguments that are bad beside the others; what is bad by itself stands in tests/core/arguments_test.cpp.
 TEST(PublicTransposition, BadArgumentsAreNamedAndNothingIsWritten) {
@@ -204,13 +169,11 @@ TEST(PublicTransposition, BadArgumentsAreNamedAndNothingIsWritten) {
       BAD("zor_domatadd 13 ldc", zor_domatadd('R', 'N', 'N', 4, 4, 1, x, 4, 1, y, 4, z, 3)),
   };
 #undef BAD
-  const auto old_handler = zor_core_set_error_handler(remember);
+  const noted_reports reports;
   for (const bad_call& bad : calls) {
-    reported.clear();
     bad.call(p, q, r, far);
-    EXPECT_EQ(bad.report, reported);
+    EXPECT_EQ(bad.report, reports.take());
   }
-  zor_core_set_error_handler(old_handler);
   EXPECT_EQ(std::vector<double>(64, 1), a);
   EXPECT_EQ(std::vector<double>(64, 2), b);
   EXPECT_EQ(std::vector<double>(64, 3), c);

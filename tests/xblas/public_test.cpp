@@ -5,19 +5,13 @@
 #include <vector>
 
 #include "tests/support/operand.h"
+#include "tests/support/threads.h"
 #include "tests/xblas/routines.h"
 #include "zor/core.h"
 
 namespace {
 
 using namespace zor_test;
-
-template <class T>
-std::vector<T> random_elements(zor_int count, random_bits& random) {
-  std::vector<T> v(size_t(std::max<zor_int>(count, 0)));
-  for (T& e : v) e = scalar<T>(random.unit(), random.unit());
-  return v;
-}
 
 struct sizes {
   zor_int m, n, kl, ku;
@@ -30,35 +24,24 @@ TEST(PublicProducts, BitsOfThePlainLoopsWithAnyNumberOfThreads) {
     for (const sizes& s : all)
       for (const zor_int trans : {111, 112, 113})
         for (const zor_int prec : {212, 214}) {
-          random_bits random(uint64_t(s.m));
           product_call<T> c = {};
           c.trans = trans, c.uplo = trans == 111 ? 121 : 122, c.m = s.m, c.n = s.n, c.kl = s.kl, c.ku = s.ku;
           c.lda = r.stored_rows(c) + 1, c.incx = trans == 111 ? -2 : 1, c.incy = trans == 112 ? -1 : 2,
           c.prec = prec;
           c.alpha = scalar<T>(0.3, -0.7), c.beta = scalar<T>(1.5, 0.2);
-          const auto a = random_elements<T>(c.lda * c.n, random),
-                     head = random_elements<T>(r.inputs(c) * 2, random),
-                     tail = random_elements<T>(r.inputs(c) * 2, random),
-                     before = random_elements<T>(r.outputs(c) * 2, random);
+          const auto a = random_elements<T>(c.lda * c.n, 1), head = random_elements<T>(r.inputs(c) * 2, 2),
+                     tail = random_elements<T>(r.inputs(c) * 2, 3),
+                     before = random_elements<T>(r.outputs(c) * 2, 4);
           c.a = a.data(), c.head = head.data(), c.tail = tail.data();
           std::vector<T> expected = before;
           reference(r, c, expected.data());
-          for (const int threads : {1, 2, 7}) {
-            zor_core_set_num_threads(threads);
-            std::vector<T> y = before;
-            c.y = y.data();
+          SCOPED_TRACE(::testing::Message() << r.name << c);
+          expect_with_any_threads(expected, before, [&](T* y) {
+            c.y = y;
             r.call(c);
-            EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
-                << r.name << c << " threads " << threads;
-          }
-          zor_core_set_num_threads(0);
+          });
         }
   });
-}
-
-std::string reported;
-void remember(const char* routine, int32_t position, const char* argument) {
-  reported = std::string(routine) + " " + std::to_string(position) + " " + argument;
 }
 
 // Sizes that are bad beside the others; what is bad by itself stands in tests/core/arguments_test.cpp.
@@ -68,12 +51,10 @@ TEST(PublicProducts, BadArgumentsAreNamedAndNothingIsWritten) {
     double y[4] = {1, 2, 3, 4};
     product_call<double> c = {111, 121, 4, 4, 1, 1, 2, unused, 4, unused, unused, 1, 1, y, 1, 214};
     spoil(c);
-    reported.clear();
-    const auto old_handler = zor_core_set_error_handler(remember);
+    const noted_reports reports;
     call(c);
-    zor_core_set_error_handler(old_handler);
     EXPECT_TRUE(y[0] == 1 && y[1] == 2 && y[2] == 3 && y[3] == 4);
-    return reported;
+    return reports.take();
   };
   const auto general = [](const product_call<double>& c) {
     zor_dgemv_x(int32_t(c.trans), c.m, c.n, c.alpha, c.a, c.lda, c.head, c.incx, c.beta, c.y, c.incy,

@@ -219,16 +219,4 @@ TEST(ExtendedProducts, EveryRoundingMode) {
   });
 }
 
-TEST(ExtendedProducts, CancellationLeavesTheRest) {
-  const double a[] = {1e16, 1, -1e16}, x[] = {1, 1, 1}, one = 1, zero = 0;
-  const zor_int m = 1, n = 3, step = 1, trans = 111;
-  const auto product = [&](zor_int prec) {
-    double y = 7;
-    zor_xblas_blas_dgemv_x(&trans, &m, &n, &one, a, &m, x, &step, &zero, &y, &step, &prec);
-    return y;
-  };
-  EXPECT_EQ(1, product(214));
-  EXPECT_EQ(0, product(211));
-}
-
 }  // namespace
