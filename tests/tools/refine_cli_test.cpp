@@ -56,13 +56,13 @@ TEST(RefineCommand, RefusesInOneLine) {
   folder.write("none.mtx", array + "2 0\n");
   folder.write("long.mtx", array + "3 1\n1\n2\n3\n");
   const zor_test::refused_run cases[] = {
-      {"refine", 2, "zor: A is required\n"},
-      {"refine a.mtx", 2, "zor: b is required\n"},
-      {"refine missing.mtx b.mtx", 2, "zor: missing.mtx: No such file or directory\n"},
-      {"refine wide.mtx b.mtx", 2, "zor: wide.mtx:2: 1 by 2 is not square\n"},
-      {"refine a.mtx long.mtx", 2, "zor: long.mtx:2: 3 rows do not fit the 2 rows of a.mtx\n"},
-      {"refine a.mtx none.mtx", 2, "zor: none.mtx:2: no right-hand side\n"},
-      {"refine a.mtx b.mtx -o x.mtx", 1, "zor: a.mtx: singular: pivot 2 is 0\n"},
+      {"refine", 2, "A is required"},
+      {"refine a.mtx", 2, "b is required"},
+      {"refine missing.mtx b.mtx", 2, "missing.mtx: No such file or directory"},
+      {"refine wide.mtx b.mtx", 2, "wide.mtx:2: 1 by 2 is not square"},
+      {"refine a.mtx long.mtx", 2, "long.mtx:2: 3 rows do not fit the 2 rows of a.mtx"},
+      {"refine a.mtx none.mtx", 2, "none.mtx:2: no right-hand side"},
+      {"refine a.mtx b.mtx -o x.mtx", 1, "a.mtx: singular: pivot 2 is 0"},
   };
   expect_refused(folder, cases);
 }

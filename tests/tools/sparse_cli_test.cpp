@@ -40,11 +40,7 @@ TEST(SparseCommands, RefuseInOneLine) {
       {"saddle.mtx", coordinate + "real symmetric\n2 2 3\n1 1 1\n2 1 2\n2 2 1\n"},
       {"null.mtx", coordinate + "real general\n2 2 1\n1 1 1\n"},
       {"nan.mtx", coordinate + "real symmetric\n2 2 3\n1 1 1\n2 1 nan\n2 2 1\n"}};
-  const struct {
-    const char* arguments;
-    int status;
-    const char* message;
-  } cases[] = {
+  const refused_run cases[] = {
       {"spmv missing.mtx -o y.mtx", 2, "missing.mtx: No such file or directory"},
       {"spmv word.mtx -o y.mtx", 2, "word.mtx:4: the column 'x' is not an integer"},
       {"spmv far.mtx -o y.mtx", 2, "far.mtx:4: row 3 is not in 1 to 2"},
@@ -104,17 +100,8 @@ TEST(SparseCommands, RefuseInOneLine) {
   const scratch_folder folder;
   for (const auto& [name, text] : files) folder.write(name, text);
   folder.write("y.mtx", "precious");
-  const auto before = folder.names();
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.arguments);
-    const outcome got = run(folder, c.arguments);
-    EXPECT_EQ(c.status, got.status);
-    EXPECT_EQ(fmt::format("zor: {}\n", c.message),
-              std::regex_replace(std::regex_replace(got.err, std::regex("need [0-9.]+ GiB"), "need GIB"),
-                                 std::regex("has [0-9.]+\n"), "has GIB\n"));
-    EXPECT_EQ(before, folder.names());
-    EXPECT_EQ("precious", folder.read("y.mtx"));
-  }
+  expect_refused(folder, cases);
+  EXPECT_EQ("precious", folder.read("y.mtx"));
 }
 
 // The product of two files as dense matrices of small integers, whose sums are exact.

@@ -22,14 +22,14 @@ TEST(TransposeCommand, RefusesInOneLine) {
   folder.write("short.mtx", array + "real general\n2 2\n1\n2\n3\n");
   folder.write("empty.mtx", "");
   const zor_test::refused_run cases[] = {
-      {"transpose", 2, "zor: A is required\n"},
-      {"transpose missing.mtx -o b.mtx", 2, "zor: missing.mtx: No such file or directory\n"},
-      {"transpose . -o b.mtx", 2, "zor: .: not a regular file\n"},
-      {"transpose empty.mtx -o b.mtx", 2, "zor: empty.mtx:1: the file is empty\n"},
-      {"transpose coordinate.mtx -o b.mtx", 2, "zor: coordinate.mtx:1: not an array file\n"},
-      {"transpose short.mtx -o b.mtx", 2, "zor: short.mtx:2: 4 entries announced, but only 6 bytes follow\n"},
-      {"transpose a.mtx -o none/b.mtx", 1, "zor: none/b.mtx: No such file or directory\n"},
-      {"transpose a.mtx --scratch none", 1, "zor: none: No such file or directory\n"},
+      {"transpose", 2, "A is required"},
+      {"transpose missing.mtx -o b.mtx", 2, "missing.mtx: No such file or directory"},
+      {"transpose . -o b.mtx", 2, ".: not a regular file"},
+      {"transpose empty.mtx -o b.mtx", 2, "empty.mtx:1: the file is empty"},
+      {"transpose coordinate.mtx -o b.mtx", 2, "coordinate.mtx:1: not an array file"},
+      {"transpose short.mtx -o b.mtx", 2, "short.mtx:2: 4 entries announced, but only 6 bytes follow"},
+      {"transpose a.mtx -o none/b.mtx", 1, "none/b.mtx: No such file or directory"},
+      {"transpose a.mtx --scratch none", 1, "none: No such file or directory"},
   };
   expect_refused(folder, cases);
 }
