@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <functional>
+#include <memory>
 #include <new>
 #include <stdexcept>
 
@@ -58,59 +60,55 @@ CLI::Validator number(bool (*fits)(double), const char* which) {
   return CLI::Validator(check, which);
 }
 
-void add_matmul(CLI::App& app, zor_tools::matmul_options& options) {
-  CLI::App* command = app.add_subcommand("matmul", "Multiply two matrices in Matrix Market files");
-  add_file(command, "A", options.a, "Left factor")->required();
-  add_file(command, "B", options.b, "Right factor")->required();
-  add_file(command, "-o,--output", options.output,
-           "File for the product; appears whole or not at all; - is the standard output");
-  add_threads(command, options.threads, "Threads at most");
+void add_threads_at_most(CLI::App* command, int32_t& threads) {
+  add_threads(command, threads, "Threads at most");
+}
+void add_wide_indices(CLI::App* command, bool& wide) {
+  command->add_flag("--wide-indices", wide, "64-bit indices even where 32 bits serve; the same result");
+}
+// A file for what the command makes.
+CLI::Option* add_output(CLI::App* command, std::string& file, const std::string& what) {
+  return add_file(command, "-o,--output", file, (what + "; - is the standard output").c_str());
 }
 
-void add_spmv(CLI::App& app, zor_tools::spmv_options& options) {
-  CLI::App* command =
-      app.add_subcommand("spmv", "Multiply a sparse matrix in a Matrix Market file by vectors");
+void describe_matmul(CLI::App* command, zor_tools::matmul_options& options) {
+  add_file(command, "A", options.a, "Left factor")->required();
+  add_file(command, "B", options.b, "Right factor")->required();
+  add_output(command, options.output, "File for the product; appears whole or not at all");
+  add_threads_at_most(command, options.threads);
+}
+
+void describe_spmv(CLI::App* command, zor_tools::spmv_options& options) {
   add_file(command, "A", options.a, "Matrix")->required();
   add_file(command, "x", options.x, "Vectors, as columns of a matrix; ones when left out");
-  add_file(command, "-o,--output", options.output,
-           "File for the product; appears whole or not at all; - is the standard output");
-  command->add_flag("--wide-indices", options.wide,
-                    "64-bit indices even where 32 bits serve; the same result");
-  add_threads(command, options.threads, "Threads at most");
+  add_output(command, options.output, "File for the product; appears whole or not at all");
+  add_wide_indices(command, options.wide);
+  add_threads_at_most(command, options.threads);
 }
 
-void add_spmm(CLI::App& app, zor_tools::spmm_options& options) {
-  CLI::App* command = app.add_subcommand("spmm", "Multiply two sparse matrices in Matrix Market files");
+void describe_spmm(CLI::App* command, zor_tools::spmm_options& options) {
   add_file(command, "A", options.a, "Left factor")->required();
   add_file(command, "B", options.b, "Right factor")->required();
-  add_file(command, "-o,--output", options.output,
-           "Coordinate file for the product; appears whole or not at all; - is the standard output");
-  command->add_flag("--wide-indices", options.wide,
-                    "64-bit indices even where 32 bits serve; the same result");
-  add_threads(command, options.threads, "Threads at most");
+  add_output(command, options.output, "Coordinate file for the product; appears whole or not at all");
+  add_wide_indices(command, options.wide);
+  add_threads_at_most(command, options.threads);
 }
 
-void add_convert(CLI::App& app, zor_tools::convert_options& options) {
-  CLI::App* command = app.add_subcommand("convert", "Tell what a sparse matrix needs in a storage format");
+void describe_convert(CLI::App* command, zor_tools::convert_options& options) {
   add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
   command->add_option("--format", options.format, "csr, coo, dia, bsr or sky")
       ->required()
       ->check(CLI::IsMember({"csr", "coo", "dia", "bsr", "sky"}));
   command->add_option("--block", options.block, "Order of the blocks of bsr")->check(whole(1, 1024));
-  add_file(command, "-o,--output", options.output,
-           "Coordinate file of the matrix as the format holds it; - is the standard output");
-  command->add_flag("--wide-indices", options.wide,
-                    "64-bit indices even where 32 bits serve; the same result");
-  add_threads(command, options.threads, "Threads at most");
+  add_output(command, options.output, "Coordinate file of the matrix as the format holds it");
+  add_wide_indices(command, options.wide);
+  add_threads_at_most(command, options.threads);
 }
 
-void add_solve(CLI::App& app, zor_tools::solve_options& options) {
-  CLI::App* command = app.add_subcommand(
-      "solve", "Solve A x = b: symmetric positive definite by cg, others by bicgstab or gmres");
+void describe_solve(CLI::App* command, zor_tools::solve_options& options) {
   add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
   add_file(command, "b", options.b, "Right-hand sides, as columns of a matrix; A times ones when left out");
-  add_file(command, "-o,--output", options.output,
-           "File for the solution; appears whole or not at all; - is the standard output");
+  add_output(command, options.output, "File for the solution; appears whole or not at all");
   command->add_option("--method", options.method, "cg (the default), bicgstab or gmres")
       ->check(CLI::IsMember({"cg", "bicgstab", "gmres"}));
   command
@@ -125,34 +123,27 @@ void add_solve(CLI::App& app, zor_tools::solve_options& options) {
   command->add_option("--iterations", options.iterations, "Iterations at most")->check(whole(1));
   command->add_option("--every", options.every, "Iterations from one line to the next")->check(whole(1));
   add_file(command, "--plot", options.plot, "Draw the residuals into this file: .svg, .png or .pdf");
-  command->add_flag("--wide-indices", options.wide,
-                    "64-bit indices even where 32 bits serve; the same result");
-  add_threads(command, options.threads, "Threads at most");
+  add_wide_indices(command, options.wide);
+  add_threads_at_most(command, options.threads);
 }
 
-void add_refine(CLI::App& app, zor_tools::refine_options& options) {
-  CLI::App* command =
-      app.add_subcommand("refine", "Solve A x = b to the last digit, and bound the error before and after");
+void describe_refine(CLI::App* command, zor_tools::refine_options& options) {
   add_file(command, "A", options.a, "Matrix Market file of the matrix")->required();
   add_file(command, "b", options.b, "Right-hand sides, as columns of a matrix")->required();
-  add_file(command, "-o,--output", options.output,
-           "File for the solution; appears whole or not at all; - is the standard output");
-  add_threads(command, options.threads, "Threads at most");
+  add_output(command, options.output, "File for the solution; appears whole or not at all");
+  add_threads_at_most(command, options.threads);
 }
 
-void add_transpose(CLI::App& app, zor_tools::transpose_options& options) {
-  CLI::App* command = app.add_subcommand("transpose", "Transpose a matrix in a Matrix Market array file");
+void describe_transpose(CLI::App* command, zor_tools::transpose_options& options) {
   add_file(command, "A", options.a, "Matrix")->required();
-  add_file(command, "-o,--output", options.output,
-           "File for the transpose; appears whole or not at all; - is the standard output");
+  add_output(command, options.output, "File for the transpose; appears whole or not at all");
   command->add_flag("--conjugate", options.conjugate, "Take the conjugate of every element too");
   add_file(command, "--scratch", options.scratch,
            "Folder for the working copy, which is memory while it fits there");
-  add_threads(command, options.threads, "Threads at most");
+  add_threads_at_most(command, options.threads);
 }
 
-void add_fft(CLI::App& app, zor_tools::fft_options& options) {
-  CLI::App* command = app.add_subcommand("fft", "Spectrum of a recording or of a column of numbers");
+void describe_fft(CLI::App* command, zor_tools::fft_options& options) {
   add_file(command, "FILE", options.input, "WAV, text or CSV file")->required();
   command->add_option("--column", options.column, "Channel or column, from 1")->check(whole(1, 65535));
   command->add_option("--rate", options.rate, "Samples a second of a text file")
@@ -166,12 +157,10 @@ void add_fft(CLI::App& app, zor_tools::fft_options& options) {
                                    "File for the filtered signal; WAV when it ends in .wav");
   filter->needs(filtered);
   filtered->needs(filter);
-  add_threads(command, options.threads, "Threads at most");
+  add_threads_at_most(command, options.threads);
 }
 
-void add_convolve(CLI::App& app, zor_tools::convolve_options& options) {
-  CLI::App* command = app.add_subcommand(
-      "convolve", "Put a recording through an impulse response, or an image through a kernel");
+void describe_convolve(CLI::App* command, zor_tools::convolve_options& options) {
   add_file(command, "FILE", options.input, "WAV recording, PGM or PPM image")->required();
   add_file(command, "KERNEL", options.kernel,
            "WAV file of the response; for an image gauss, sobel or a text file with rows of numbers")
@@ -183,29 +172,26 @@ void add_convolve(CLI::App& app, zor_tools::convolve_options& options) {
       ->check(number([](double v) { return v > 0 && v <= 1000; }, "a number above 0 and up to 1000"));
   command->add_option("--gain", options.gain, "Factor of the result")
       ->check(number([](double v) { return std::isfinite(v); }, "a finite number"));
-  add_threads(command, options.threads, "Threads at most");
+  add_threads_at_most(command, options.threads);
 }
 
-void add_correlate(CLI::App& app, zor_tools::correlate_options& options) {
-  CLI::App* command = app.add_subcommand("correlate", "Find a template in a signal or an image");
+void describe_correlate(CLI::App* command, zor_tools::correlate_options& options) {
   add_file(command, "TEMPLATE", options.pattern, "PGM or PPM image, WAV, text or CSV file")->required();
   add_file(command, "FILE", options.input, "What is searched, of the same kind")->required();
   command->add_option("--column", options.column, "Channel or column, from 1")->check(whole(1, 65535));
   add_file(command, "--plot", options.plot, "Draw into this file: .svg, .png or .pdf");
-  add_threads(command, options.threads, "Threads at most");
+  add_threads_at_most(command, options.threads);
 }
 
-void add_verify(CLI::App& app, zor_tools::verify_options& options) {
-  CLI::App* command = app.add_subcommand("verify", "Compare the bits of every routine with the kept digests");
+void describe_verify(CLI::App* command, zor_tools::verify_options& options) {
   command->add_flag("--list", options.list, "Print the digest of every name");
   command->add_option("--family", options.families, "Only this family; may be repeated");
-  add_threads(command, options.threads, "Threads at most");
+  add_threads_at_most(command, options.threads);
   command->add_option("--update", options.update, "Write the digests into this folder instead of comparing")
       ->check(CLI::ExistingDirectory);
 }
 
-void add_bench(CLI::App& app, zor_bench::options& options) {
-  CLI::App* command = app.add_subcommand("bench", "Measure speed side by side with other libraries");
+void describe_bench(CLI::App* command, zor_bench::options& options) {
   command->add_option("--family", options.families,
                       "One of " + zor_bench::family_names() + "; may be repeated");
   command->add_option("--case", options.filter,
@@ -221,6 +207,24 @@ void add_bench(CLI::App& app, zor_bench::options& options) {
   command->add_option("--build", options.build, "Kernel library to run")
       ->check(CLI::IsMember({"baseline", "v3", "v4"}));
   command->add_option("--openblas-core", options.openblas_core, "Core type OpenBLAS is made to use");
+}
+
+struct nothing {};
+void describe_nothing(CLI::App*, nothing&) {}
+
+struct command {
+  const CLI::App* app;
+  std::function<int()> run;
+};
+
+// A subcommand with options of its own, which describe() tells the parser.
+template <class Options, class Run>
+command add(CLI::App& app, const char* name, const char* help, void (*describe)(CLI::App*, Options&),
+            const Run& run) {
+  CLI::App* const added = app.add_subcommand(name, help);
+  const auto options = std::make_shared<Options>();
+  describe(added, *options);
+  return {added, [=] { return run(*options); }};
 }
 
 // What is wrong with the arguments, in a line.
@@ -242,31 +246,33 @@ int run(int argc, char** argv) {
   app.fallthrough();             // --quiet may stand behind a command too
   bool quiet = false;
   app.add_flag("--quiet", quiet, "Print no report; a result for '-' still goes to the standard output");
-  zor_tools::matmul_options matmul;
-  zor_tools::spmv_options spmv;
-  zor_tools::spmm_options spmm;
-  zor_tools::convert_options convert;
-  zor_tools::solve_options solve;
-  zor_tools::refine_options refine;
-  zor_tools::transpose_options transpose;
-  zor_tools::fft_options fft;
-  zor_tools::convolve_options convolve;
-  zor_tools::correlate_options correlate;
-  zor_tools::verify_options verify;
-  zor_bench::options bench;
-  add_matmul(app, matmul);
-  add_spmv(app, spmv);
-  add_spmm(app, spmm);
-  add_convert(app, convert);
-  add_solve(app, solve);
-  add_refine(app, refine);
-  add_transpose(app, transpose);
-  app.add_subcommand("info", "Tell which libraries run, and why");
-  add_fft(app, fft);
-  add_convolve(app, convolve);
-  add_correlate(app, correlate);
-  add_verify(app, verify);
-  add_bench(app, bench);
+  const command commands[] = {
+      add(app, "matmul", "Multiply two matrices in Matrix Market files", describe_matmul, zor_tools::matmul),
+      add(app, "spmv", "Multiply a sparse matrix in a Matrix Market file by vectors", describe_spmv,
+          zor_tools::spmv),
+      add(app, "spmm", "Multiply two sparse matrices in Matrix Market files", describe_spmm, zor_tools::spmm),
+      add(app, "convert", "Tell what a sparse matrix needs in a storage format", describe_convert,
+          zor_tools::convert),
+      add(app, "solve", "Solve A x = b: symmetric positive definite by cg, others by bicgstab or gmres",
+          describe_solve, zor_tools::solve),
+      add(app, "refine", "Solve A x = b to the last digit, and bound the error before and after",
+          describe_refine, zor_tools::refine),
+      add(app, "transpose", "Transpose a matrix in a Matrix Market array file", describe_transpose,
+          zor_tools::transpose),
+      add(app, "info", "Tell which libraries run, and why", describe_nothing,
+          [](const nothing&) { return zor_tools::info(); }),
+      add(app, "fft", "Spectrum of a recording or of a column of numbers", describe_fft, zor_tools::fft),
+      add(app, "convolve", "Put a recording through an impulse response, or an image through a kernel",
+          describe_convolve, zor_tools::convolve),
+      add(app, "correlate", "Find a template in a signal or an image", describe_correlate,
+          zor_tools::correlate),
+      add(app, "verify", "Compare the bits of every routine with the kept digests", describe_verify,
+          zor_tools::verify),
+      add(app, "bench", "Measure speed side by side with other libraries", describe_bench,
+          [&](const zor_bench::options& options) {
+            zor_bench::choose_build(options.build, argv);
+            return zor_bench::run(options);
+          })};
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -278,20 +284,9 @@ int run(int argc, char** argv) {
     return status_bad_input;
   }
   if (quiet) zor_tools::silence_reports();
-  if (app.got_subcommand("matmul")) return zor_tools::matmul(matmul);
-  if (app.got_subcommand("spmv")) return zor_tools::spmv(spmv);
-  if (app.got_subcommand("spmm")) return zor_tools::spmm(spmm);
-  if (app.got_subcommand("convert")) return zor_tools::convert(convert);
-  if (app.got_subcommand("solve")) return zor_tools::solve(solve);
-  if (app.got_subcommand("refine")) return zor_tools::refine(refine);
-  if (app.got_subcommand("transpose")) return zor_tools::transpose(transpose);
-  if (app.got_subcommand("fft")) return zor_tools::fft(fft);
-  if (app.got_subcommand("convolve")) return zor_tools::convolve(convolve);
-  if (app.got_subcommand("correlate")) return zor_tools::correlate(correlate);
-  if (app.got_subcommand("info")) return zor_tools::info();
-  if (app.got_subcommand("verify")) return zor_tools::verify(verify);
-  zor_bench::choose_build(bench.build, argv);
-  return zor_bench::run(bench);
+  for (const command& c : commands)
+    if (c.app->parsed()) return c.run();
+  return status_failed;
 }
 
 }  // namespace
