@@ -41,44 +41,37 @@ struct record_fields<float> {
 };
 
 // The kernel library's routines by the types and directions of its tables, whose rows fill these in.
-template <class R, direction Dir>
-constexpr auto complex_batch = nullptr;
-template <class R, direction Dir>
-constexpr auto complex_batch_out = nullptr;
-template <class R, direction Dir>
-constexpr auto packed_batch = nullptr;
-template <class R, direction Dir>
-constexpr auto packed_batch_out = nullptr;
-template <class R, direction Dir>
-constexpr auto mixed_batch = nullptr;
-template <class R, direction Dir>
-constexpr auto mixed_batch_out = nullptr;
-template <class R>
-constexpr auto share_rows = nullptr;
-template <class R>
-constexpr auto share_columns = nullptr;
-template <class R>
-constexpr auto share_real_rows = nullptr;
-template <class R>
-constexpr auto share_planes = nullptr;
-template <class R>
-constexpr auto share_planes_out = nullptr;
-template <class R>
-constexpr auto share_along = nullptr;
-template <class R>
-constexpr auto share_along_out = nullptr;
-template <class In, class Out>
-constexpr auto share_rows_out = nullptr;
-template <class In, class Out>
-constexpr auto share_columns_out = nullptr;
-template <class R, direction Dir>
-constexpr auto share_packed_rows = nullptr;
-template <class R, direction Dir>
-constexpr auto share_packed_columns = nullptr;
-template <class R, direction Dir>
-constexpr auto share_mixed_planes = nullptr;
-template <class R, direction Dir>
-constexpr auto share_mixed_along = nullptr;
+#define BY_TYPE(routine) \
+  template <class R>     \
+  constexpr auto routine = nullptr;
+#define BY_BOTH_TYPES(routine)   \
+  template <class In, class Out> \
+  constexpr auto routine = nullptr;
+#define BY_DIRECTION(routine)       \
+  template <class R, direction Dir> \
+  constexpr auto routine = nullptr;
+BY_TYPE(share_rows)
+BY_TYPE(share_columns)
+BY_TYPE(share_real_rows)
+BY_TYPE(share_planes)
+BY_TYPE(share_planes_out)
+BY_TYPE(share_along)
+BY_TYPE(share_along_out)
+BY_BOTH_TYPES(share_rows_out)
+BY_BOTH_TYPES(share_columns_out)
+BY_DIRECTION(complex_batch)
+BY_DIRECTION(complex_batch_out)
+BY_DIRECTION(packed_batch)
+BY_DIRECTION(packed_batch_out)
+BY_DIRECTION(mixed_batch)
+BY_DIRECTION(mixed_batch_out)
+BY_DIRECTION(share_packed_rows)
+BY_DIRECTION(share_packed_columns)
+BY_DIRECTION(share_mixed_planes)
+BY_DIRECTION(share_mixed_along)
+#undef BY_TYPE
+#undef BY_BOTH_TYPES
+#undef BY_DIRECTION
 
 #define ROUTINE(routine, name, ...) \
   template <>                       \
