@@ -16,23 +16,6 @@ namespace {
 template <class T>
 using real_t = typename real_of<T>::type;
 
-// Three square matrices; the diagonal of the first is large enough to be solved with.
-template <class T>
-struct operands {
-  zor_int n;
-  operand<T> a, b, c, start;
-  explicit operands(zor_int order) : n(order), a(n * n, 0), b(n * n, 1), c(n * n, 2), start(n * n) {
-    fill(a, 1), fill(b, 2), fill(start, 3);
-    for (zor_int i = 0; i < n; ++i) {
-      T& e = a.data()[i + i * n];
-      e = {};
-      real_t<T> large = real_t<T>(n);
-      std::memcpy(&e, &large, sizeof large);
-    }
-  }
-  void restart() const { std::memcpy(c.data(), start.data(), size_t(n * n) * sizeof(T)); }
-};
-
 template <class T>
 constexpr T number(double x) {
   if constexpr (is_complex<T>)
@@ -40,6 +23,20 @@ constexpr T number(double x) {
   else
     return T(x);
 }
+
+// Three square matrices. Beside its diagonal the first is so small that solutions keep their size, those with
+// a unit triangle too.
+template <class T>
+struct operands {
+  zor_int n;
+  operand<T> a, b, c, start;
+  explicit operands(zor_int order) : n(order), a(n * n, 0), b(n * n, 1), c(n * n, 2), start(n * n) {
+    fill(a, 1), fill(b, 2), fill(start, 3);
+    for (int64_t i = 0; i < a.reals(); ++i) a.real_data()[i] /= real_t<T>(n);
+    for (zor_int i = 0; i < n; ++i) a.data()[i + i * n] = number<T>(1.25);
+  }
+  void restart() const { std::memcpy(c.data(), start.data(), size_t(n * n) * sizeof(T)); }
+};
 
 enum class form { triangular, rank_k, rank_2k, symmetric };
 
