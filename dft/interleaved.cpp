@@ -100,6 +100,11 @@ void halves_of_spectrum(const real_rows<R>& t, R* x) {
   }
 }
 
+template <class V, class R>
+[[gnu::always_inline]] inline complex_lanes<V> turned_back(complex_lanes<V> z, const R* w) {
+  return {z.re * w[0] + z.im * w[1], z.im * w[0] - z.re * w[1]};
+}
+
 }  // namespace
 
 template <class R>
@@ -147,10 +152,32 @@ void run_real_rows(const real_rows<R>& t, direction way, R* x, void* tile) {
   }
 }
 
-#define ZOR_INSTANCES(R)                                        \
-  template int32_t commit_real_rows<R>(real_rows<R>*, int32_t); \
-  template void free_real_rows<R>(real_rows<R>*);               \
-  template void run_real_rows<R>(const real_rows<R>&, direction, R*, void*);
+template <class R>
+void run_turned_rows(const real_rows<R>& t, const R* w, bool sine, R* x, void* tile) {
+  using Z = complex_lanes<vec<R>>;
+  const ptrdiff_t width = real_row<R>;
+  const R sign = sine ? R(-1) : R(1);
+  for (ptrdiff_t m = 0; m < t.n; m += 2) {
+    auto z = row<R>::load_pair(x + m * width);
+    z.each([=](Z v) { return turned_back(Z{v.re, sign * v.im}, w + m); });
+    z.store_complex_row(x + m * width);
+  }
+  run_interleaved_lines(t.half, {x, x, width, width, width, forward, 1.0}, tile);
+  for (ptrdiff_t m = 0; m < t.n; m += 2) {
+    auto z = row<R>::load_complex_row(x + m * width);
+    z.each([=](Z v) {
+      const Z u = turned_back(v, w + m);
+      return sine ? Z{-u.im, u.re} : Z{u.re, -u.im};
+    });
+    z.store_pair(x + m * width);
+  }
+}
+
+#define ZOR_INSTANCES(R)                                                     \
+  template int32_t commit_real_rows<R>(real_rows<R>*, int32_t);              \
+  template void free_real_rows<R>(real_rows<R>*);                            \
+  template void run_real_rows<R>(const real_rows<R>&, direction, R*, void*); \
+  template void run_turned_rows<R>(const real_rows<R>&, const R*, bool, R*, void*);
 ZOR_INSTANCES(float)
 ZOR_INSTANCES(double)
 #undef ZOR_INSTANCES

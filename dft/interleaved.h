@@ -31,4 +31,10 @@ void free_real_rows(real_rows<R>* t);
 template <class R>
 void run_real_rows(const real_rows<R>& t, direction way, R* x, void* tile);
 
+// z(m) = x(2m) + i x(2m + 1), its conjugate for `sine`, becomes conj(w(m)) times the transform forward of
+// conj(w(m)) z(m), w being pairs of cosine and sine. x(2m) and x(2m + 1) are then its real and its negative
+// imaginary part, for `sine` the latter before the former.
+template <class R>
+void run_turned_rows(const real_rows<R>& t, const R* w, bool sine, R* x, void* tile);
+
 }  // namespace zor::dft

@@ -13,8 +13,10 @@ namespace zor::pde {
 // that the transform does not know are neither read nor written. A line's bits do not depend on its
 // neighbours.
 enum line_transform_kind : int32_t {
-  lines_periodic =
-      6,  // beside the types 0 to 5: elements 0 to n - 1 to R0 R(n/2) R1 I1 ... or R0 R1 I1 ..., unscaled
+  // beside the types 0 to 5: elements 0 to n - 1 to R0 R(n/2) R1 I1 ... or R0 R1 I1 ..., unscaled
+  lines_periodic = 6,
+  // with one of the types 2 to 5 added: the same transform without running sums and divisions
+  lines_folded = 8,
 };
 template <class T>
 struct line_batch {
@@ -22,9 +24,9 @@ struct line_batch {
   bool forward;
   bool mirrored;  // element n - j in the place of element j; the transform stays where it is
   bool alone;     // one line that is not part of a division: it takes the way of one line, whose bits differ
-  bool doubled_first, doubled_last;  // forward: elements 0 and n count twice
-  T scale;  // of the results: with 1 forward gives n times, backward twice, what zor_pdett_* do
-  const T* tables;  // the real parameter array of types 0 to 5
+  bool doubled_first, doubled_last;  // types 0 to 5 forward: elements 0 and n count twice
+  T scale;          // of the results: with 1 forward gives n times, backward twice, what zor_pdett_* do
+  const T* tables;  // the real parameter array of types 0 to 5; of folded ones their pairs
   T* f;
   int64_t step, distance, count;
 };
@@ -40,6 +42,7 @@ struct mode_systems {
   int64_t n, count;
   const T* diagonal;
   T shift;
+  bool excess;  // diagonal and shift are those of d(j) - 2, which keeps the digits of small eigenvalues
   const T *low, *a, *b;
   bool free_first, free_last;
   // Constants solve the first mode's equation without a right-hand side: f is taken less its mean, weights
@@ -54,9 +57,11 @@ struct mode_systems {
 template <class T>
 struct kernel_set {
   // Bytes of scratch, at a boundary of 64, for any number of lines; 0: memory is short.
-  int64_t (*scratch_of_lines)(ZorDftDescriptor* d, bool alone);
+  int64_t (*scratch_of_lines)(ZorDftDescriptor* d, int32_t kind, bool alone);
   // 0, -200 for a table entry of zero, -1000.
   int64_t (*run_lines)(ZorDftDescriptor* d, const line_batch<T>& b, void* scratch);
+  // The pairs of a folded transform, pairs_of_folded of two reals.
+  void (*fill_folded)(int32_t kind, int64_t n, T* pairs);
   int64_t (*scratch_of_systems)(const mode_systems<T>& s);
   void (*solve_systems)(const mode_systems<T>& s, void* scratch);
 };
@@ -72,6 +77,7 @@ struct kernel_table {
   kernel_set<float> s;
   kernel_set<double> d;
   double (*sine)(double angle);
+  int64_t (*pairs_of_folded)(int32_t kind, int64_t n);
 };
 inline constexpr uint64_t kernel_mark = 0x7A6F722070646531;  // "zor pde1"
 

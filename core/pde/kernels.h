@@ -55,7 +55,7 @@ zor_int run_lines(ZorDftDescriptor* d, const zor::pde::line_batch<T>& b, zor_int
   const int32_t used = threads_of_step(threads, b.count * d->length);
   const zor_int together = zor::pde::lines_together<T>, groups = (b.count + together - 1) / together;
   const zor_int each = std::max<zor_int>(1, groups / (used == 1 ? 1 : 8 * used)) * together;
-  const int64_t bytes = k.scratch_of_lines(d, b.alone);
+  const int64_t bytes = k.scratch_of_lines(d, b.kind, b.alone);
   if (bytes == 0) return pde_no_memory;
   return for_pieces_with_scratch(used, (b.count + each - 1) / each, bytes, [&](zor_int piece, void* scratch) {
     zor::pde::line_batch<T> part = b;
@@ -78,8 +78,8 @@ zor_int run_planes(const plane_lines<T>& p, zor_int threads) {
   const zor::pde::kernel_table* const table = zor::pde::kernels_of(p.d[0]);
   if (table == nullptr || zor::pde::kernels_of(p.d[1]) == nullptr) return pde_transform_failed;
   const auto& k = kernels_in<T>(*table);
-  const int64_t first_bytes = k.scratch_of_lines(p.d[0], false),
-                second_bytes = k.scratch_of_lines(p.d[1], false);
+  const int64_t first_bytes = k.scratch_of_lines(p.d[0], p.lines[0].kind, false),
+                second_bytes = k.scratch_of_lines(p.d[1], p.lines[1].kind, false);
   if (first_bytes == 0 || second_bytes == 0) return pde_no_memory;
   const int32_t used = threads_of_step(threads, p.planes * p.plane_size);
   return for_pieces_with_scratch(used, p.planes, std::max(first_bytes, second_bytes),

@@ -29,12 +29,23 @@ void free_transform(line_transform<T>* t) {
   *t = {};
 }
 
-// Types 0 to 5, or another, of which the discrete transform alone is wanted. 0, pde_no_memory or
-// pde_too_long.
+// The pairs of a folded transform in the place of the tables.
 template <class T>
-zor_int make_transform(line_transform<T>* t, zor_int type, zor_int n) {
+zor_int take_pairs(line_transform<T>* t, int32_t kind, zor_int n) {
+  const zor::pde::kernel_table* const table = zor::pde::kernels_of(t->handle);
+  if (table == nullptr) return pde_no_memory;
+  std::free(t->tables);
+  t->tables = static_cast<T*>(std::calloc(size_t(2 * table->pairs_of_folded(kind, n) + 1), sizeof(T)));
+  if (t->tables == nullptr) return pde_no_memory;
+  kernels_in<T>(*table).fill_folded(kind, n, t->tables);
+  return 0;
+}
+
+// A kind of pde/kernels.h: a type, periodic or folded. 0, pde_no_memory or pde_too_long.
+template <class T>
+zor_int make_transform(line_transform<T>* t, int32_t kind, zor_int n) {
   if (n > longest_trig) return pde_too_long;
-  const zor_int known = type <= 5 ? type : 1;
+  const zor_int known = kind <= 5 ? kind : 1;
   t->tables = static_cast<T*>(std::calloc(size_t(2 * n + n / 2 + 4), sizeof(T)));
   // Commit looks at the ends of data: both are zero here.
   T* const zeros = static_cast<T*>(std::calloc(size_t(n + 1), sizeof(T)));
@@ -54,6 +65,7 @@ zor_int make_transform(line_transform<T>* t, zor_int type, zor_int n) {
     if (stat != 0) stat = n > (zor_int(1) << 24) ? pde_too_long : pde_no_memory;
   }
   std::free(zeros);
+  if (stat == 0 && kind >= zor::pde::lines_folded) stat = take_pairs(t, kind, n);
   if (stat != 0) free_transform(t);
   return stat;
 }

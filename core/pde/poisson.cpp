@@ -76,7 +76,8 @@ void release(zor_poisson* p) {
   std::free(p);
 }
 
-constexpr zor_int types[] = {0, 2, 2, 1, zor::pde::lines_periodic};
+constexpr int32_t staggered_cosines = zor::pde::lines_folded + 2;
+constexpr int32_t line_kinds[] = {0, staggered_cosines, staggered_cosines, 1, zor::pde::lines_periodic};
 constexpr double pi = 3.14159265358979323846;
 
 struct mode_range {
@@ -134,7 +135,7 @@ zor_int build_box(zor_poisson* p) {
   if (kernels == nullptr) return pde_no_memory;
   for (int a = 0; a < p->dimensions; ++a) {
     if (!transforms_axis(*p, a)) continue;
-    const zor_int code = make_transform(&state_of<T>(*p).transform[a], types[p->kind[a]], p->n[a]);
+    const zor_int code = make_transform(&state_of<T>(*p).transform[a], line_kinds[p->kind[a]], p->n[a]);
     if (code != 0) return code;
     if (!fill_eigenvalues<T>(p, a, kernels->sine)) return pde_no_memory;
   }
@@ -312,7 +313,7 @@ line_batch<T> lines_of_axis(const box_data<T>& b, int axis, bool forward) {
   const zor_poisson& p = b.p;
   const zor_int n = p.n[axis];
   line_batch<T> l{};
-  l.kind = int32_t(types[p.kind[axis]]);
+  l.kind = line_kinds[p.kind[axis]];
   l.forward = forward;
   l.mirrored = p.kind[axis] == value_derivative;
   const bool circle = p.kind[axis] == periodic;
@@ -389,6 +390,7 @@ zor_int solve_last_axis(const box_data<T>& b) {
   mode_systems<T> s{};
   s.n = p.n[last];
   s.count = x.count;
+  s.excess = true;
   s.diagonal = state.lambda[0] + x.first;
   s.free_first = !gives_value(p.kind[last], 0);
   s.free_last = !gives_value(p.kind[last], 1);
@@ -398,7 +400,7 @@ zor_int solve_last_axis(const box_data<T>& b) {
       [&](zor_int layer, mode_systems<T>* part) {
         const zor_int j = y.first + layer;
         part->f = b.f + x.first + b.stride[1] * j;
-        part->shift = T(2) + (p.dimensions == 3 ? state.lambda[1][j] : T(0));
+        part->shift = p.dimensions == 3 ? state.lambda[1][j] : T(0);
         part->singular = p.singular && j == 0;
       },
       INT32_MAX);

@@ -25,16 +25,18 @@ line_transform<T>& transform_in(zor_trig& t) {
     return t.d;
 }
 
-// A kind as transform, direction, intervals beyond the number of values, and the grid's index of the first
-// value.
+// A kind as a kind of lines, direction, intervals beyond the number of values, and the grid's index of the
+// first value.
 struct trig_kind {
-  int32_t type;
+  int32_t lines;
   bool forward;
   zor_int more, first, shortest;
 };
-constexpr trig_kind kinds[] = {{0, true, 1, 1, 1}, {1, true, -1, 0, 3}, {2, false, 0, 0, 2},
-                               {2, true, 0, 0, 2}, {3, false, 0, 1, 2}, {3, true, 0, 1, 2},
-                               {4, true, 0, 0, 2}, {5, true, 0, 0, 2}};
+constexpr int32_t folded = zor::pde::lines_folded;
+constexpr trig_kind kinds[] = {{0, true, 1, 1, 1},           {1, true, -1, 0, 3},
+                               {folded + 2, false, 0, 0, 2}, {folded + 2, true, 0, 0, 2},
+                               {folded + 3, false, 0, 1, 2}, {folded + 3, true, 0, 1, 2},
+                               {folded + 4, true, 0, 0, 2},  {folded + 5, true, 0, 0, 2}};
 const trig_kind& kind_of(zor_int kind) { return kinds[kind - ZOR_DST1]; }
 
 template <class T>
@@ -50,7 +52,7 @@ zor_int create(zor_trig** trig, zor_int kind, zor_int m) {
   t->single = std::is_same_v<T, float>;
   t->kind = kind;
   t->m = m;
-  const zor_int code = make_transform(&transform_in<T>(*t), k.type, m + k.more);
+  const zor_int code = make_transform(&transform_in<T>(*t), k.lines, m + k.more);
   if (code != 0) {
     std::free(block);
     return code == pde_too_long ? ZOR_TRIG_TOO_LONG : ZOR_TRIG_NO_MEMORY;
@@ -70,7 +72,7 @@ zor_int run(const zor_trig* trig, T* x, zor_int lines, zor_int stride, zor_int d
   const trig_kind& k = kind_of(trig->kind);
   const line_transform<T>& t = transform_in<T>(const_cast<zor_trig&>(*trig));
   zor::pde::line_batch<T> b{};
-  b.kind = k.type;
+  b.kind = k.lines;
   b.forward = k.forward;
   b.alone = lines == 1;
   b.scale = scale;

@@ -47,9 +47,47 @@ bool is_free_end(const mode_systems<T>& s, int64_t j) {
   return (j == 0 && s.free_first) || (j == s.n && s.free_last);
 }
 
+// The reciprocal pivots of constant coefficients, as they are kept: r itself, or where the diagonal comes
+// less 2 the difference e = 1 - r. Of small eigenvalues 2 + d would leave few digits; e(j) follows from d and
+// e(j - 1) with all of them.
+template <class T>
+struct plain_pivots {
+  template <class V>
+  static V first(V d, bool end) {
+    return T(1) / (end ? T(0.5) * d : d);
+  }
+  template <class V>
+  static V next(V d, V before, bool end) {
+    return T(1) / ((end ? T(0.5) * d : d) - before);
+  }
+  template <class V>
+  static V factor(V kept) {
+    return kept;
+  }
+};
+template <class T>
+struct excess_pivots {
+  template <class V>
+  static V first(V d, bool end) {
+    const V e = end ? T(0.5) * d : T(1) + d;
+    return e / (T(1) + e);
+  }
+  // Of the last row, which has none behind it, r itself.
+  template <class V>
+  static V next(V d, V before, bool end) {
+    if (end) return T(1) / (T(0.5) * d + before);
+    const V e = d + before;
+    return e / (T(1) + e);
+  }
+  template <class V>
+  static V factor(V kept) {
+    return T(1) - kept;
+  }
+};
+
 // Modes `mode` to mode + lanes * count - 1, V being a vector of modes or one. r has room for every row of
 // them.
-template <class V, class T>
+template <class Pivots, class V, class T>
 void eliminate_constant(const mode_systems<T>& s, int64_t mode, int64_t count, T* r) {
   constexpr int64_t L = int64_t(sizeof(V) / sizeof(T));
   const int64_t width = L * count;
@@ -68,10 +106,8 @@ void eliminate_constant(const mode_systems<T>& s, int64_t mode, int64_t count, T
       const T* const before = first ? nullptr : kept(j - 1);
       bool all_same = !first && !end;
       for (int64_t g = 0; g < width; g += L) {
-        V d = get<V>(diagonal + g) + s.shift;
-        if (end) d = T(0.5) * d;
-        if (!first) d = d - get<V>(before + g);
-        const V value = T(1) / d;
+        const V d = get<V>(diagonal + g) + s.shift;
+        const V value = first ? Pivots::first(d, end) : Pivots::next(d, get<V>(before + g), end);
         if (all_same) all_same = same(value, get<V>(before + g));
         put(here + g, value);
       }
@@ -80,14 +116,15 @@ void eliminate_constant(const mode_systems<T>& s, int64_t mode, int64_t count, T
     for (int64_t g = 0; g < width; g += L) {
       V v = get<V>(x + g);
       if (!first) v = v + get<V>(x - s.step + g);
-      put(x + g, v * get<V>(here + g));
+      const V value = get<V>(here + g);
+      put(x + g, v * (end && !first ? value : Pivots::factor(value)));
     }
   }
   for (int64_t j = rows.last - 1; j >= rows.first; --j) {
     T* const x = f + s.step * j;
     const T* const here = kept(j);
     for (int64_t g = 0; g < width; g += L)
-      put(x + g, get<V>(x + g) + get<V>(here + g) * get<V>(x + s.step + g));
+      put(x + g, get<V>(x + g) + Pivots::factor(get<V>(here + g)) * get<V>(x + s.step + g));
   }
 }
 
@@ -129,7 +166,7 @@ struct coefficients {
   T low(int64_t j) const { return s.low == nullptr ? T(1) : s.low[j]; }
   T diagonal(int64_t j) const {
     if (s.low != nullptr) return s.diagonal[mode] * s.a[j] + s.b[j];
-    const T d = s.diagonal[mode] + s.shift;
+    const T d = s.diagonal[mode] + s.shift + (s.excess ? T(2) : T(0));
     return is_free_end(s, j) ? T(0.5) * d : d;
   }
 };
@@ -168,6 +205,16 @@ void eliminate_with_exchanges(const coefficients<T>& c, T* room) {
     f[s.step * i] = (f[s.step * i] - u1[i] * f[s.step * (i + 1)] - u2[i] * f[s.step * (i + 2)]) / u0[i];
 }
 
+template <class V, class T>
+void eliminate(const mode_systems<T>& s, int64_t mode, int64_t count, T* r) {
+  if (s.low != nullptr)
+    eliminate_given<V, T>(s, mode, count, r);
+  else if (s.excess)
+    eliminate_constant<excess_pivots<T>, V, T>(s, mode, count, r);
+  else
+    eliminate_constant<plain_pivots<T>, V, T>(s, mode, count, r);
+}
+
 // Constants solve the equation of mode 0 without a right-hand side. What f has of them is taken off, by the
 // weights of the rows; then the last row follows from the others.
 template <class T>
@@ -186,24 +233,13 @@ void solve_singular(const mode_systems<T>& s, T* room) {
   mode_systems<T> rest = s;
   rest.free_last = false;
   rest.count = 1;
-  if (s.low == nullptr)
-    eliminate_constant<T, T>(rest, 0, 1, room);
-  else
-    eliminate_given<T, T>(rest, 0, 1, room);
+  eliminate<T, T>(rest, 0, 1, room);
   s.f[s.step * s.n] = T(0);
-}
-
-template <class V, class T>
-void eliminate(const mode_systems<T>& s, int64_t mode, int64_t count, T* r) {
-  if (s.low == nullptr)
-    eliminate_constant<V, T>(s, mode, count, r);
-  else
-    eliminate_given<V, T>(s, mode, count, r);
 }
 
 template <class T>
 bool wants_exchanges(const mode_systems<T>& s, int64_t mode) {
-  return s.low != nullptr ? s.indefinite : !(s.diagonal[mode] + s.shift >= T(2));
+  return s.low != nullptr ? s.indefinite : !(s.diagonal[mode] + s.shift >= (s.excess ? T(0) : T(2)));
 }
 
 template <class T>

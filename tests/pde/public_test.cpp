@@ -36,34 +36,20 @@ zor_int solve(const zor_poisson* p, float* f, const float* const* sides) {
   return zor_poisson_solve_s(p, f, sides);
 }
 
-// Term j of coefficient k of a line of m, as the header states it.
-real term(zor_int kind, real m, real j, real k) {
-  using zor_ref::pi;
-  const bool end = j == 0 || j == m - 1;
-  switch (kind) {
-    case ZOR_DST1:
-      return 2 * std::sin((j + 1) * (k + 1) * pi / (m + 1));
-    case ZOR_DCT1:
-      return (end ? 1 : 2) * std::cos(j * k * pi / (m - 1));
-    case ZOR_DCT2:
-      return 2 * std::cos((2 * j + 1) * k * pi / (2 * m));
-    case ZOR_DCT3:
-      return (j == 0 ? 1 : 2) * std::cos(j * (2 * k + 1) * pi / (2 * m));
-    case ZOR_DST2:
-      return 2 * std::sin((2 * j + 1) * (k + 1) * pi / (2 * m));
-    case ZOR_DST3:
-      return (j == m - 1 ? 1 : 2) * std::sin((j + 1) * (2 * k + 1) * pi / (2 * m));
-    case ZOR_DCT4:
-      return 2 * std::cos((2 * j + 1) * (2 * k + 1) * pi / (4 * m));
-    default:
-      return 2 * std::sin((2 * j + 1) * (2 * k + 1) * pi / (4 * m));
-  }
-}
-
 template <class T>
 class Public : public ::testing::Test {};
 using precisions = ::testing::Types<double, float>;
 TYPED_TEST_SUITE(Public, precisions);
+
+real square(real x) { return x * x; }
+
+// Of half the transform. The errors of a Fourier transform, log(m) units of the root of the sum of squares,
+// are those of all kinds but DST-I and DCT-I: there running sums add up m of them.
+template <class T>
+double error_bound(zor_int kind, zor_int m, real squares) {
+  const double sums = kind <= ZOR_DCT1 ? double(m) : 1;
+  return 8 * unit<T> * std::log2(2 * double(m)) * sums * double(std::sqrt(squares));
+}
 
 // One line and lines in company, in every layout; what stands between them is left alone.
 TYPED_TEST(Public, TransformsAreTheirSums) {
@@ -91,12 +77,14 @@ TYPED_TEST(Public, TransformsAreTheirSums) {
         ASSERT_EQ(run(t, x.data() + first, l.lines, stride, distance, T(0.5)), 0);
         for (zor_int i = 0; i < l.lines; i += 7)
           for (zor_int k = 0; k < m; k += 5) {
-            real sum = 0;
+            real sum = 0, squares = 0;
             for (zor_int j = 0; j < m; ++j)
-              sum +=
-                  before[size_t(first + stride * j + distance * i)] * term(kind, real(m), real(j), real(k));
+              squares += square(before[size_t(first + stride * j + distance * i)]);
+            for (zor_int j = 0; j < m; ++j)
+              sum += before[size_t(first + stride * j + distance * i)] *
+                     zor_ref::public_term(int(kind), real(m), real(j), real(k));
             ASSERT_NEAR(double(sum / 2), double(x[size_t(first + stride * k + distance * i)]),
-                        double(m * m) * 16 * unit<T>)
+                        error_bound<T>(kind, m, squares))
                 << "kind " << kind << " m " << m << " lines " << l.lines << " stride " << stride;
           }
         std::vector<bool> used(x.size());
@@ -107,6 +95,32 @@ TYPED_TEST(Public, TransformsAreTheirSums) {
       }
       EXPECT_EQ(zor_trig_free(&t), 0);
       EXPECT_EQ(t, nullptr);
+    }
+}
+
+// Long lines, of lengths with a form for company and without: some coefficients, the first and the last among
+// them.
+TYPED_TEST(Public, LongTransformsAreTheirSums) {
+  using T = TypeParam;
+  for (zor_int kind = ZOR_DST1; kind <= ZOR_DST4; ++kind)
+    for (const zor_int m : {4096, 4097, 65536, 65539}) {
+      zor_trig* t = nullptr;
+      ASSERT_EQ(create(&t, kind, m, T()), 0);
+      std::vector<T> x(static_cast<size_t>(m));
+      random_bits random(uint64_t(m + kind));
+      for (T& v : x) v = T(random.unit());
+      const std::vector<T> before = x;
+      ASSERT_EQ(run(t, x.data(), 1, 1, m, T(0.5)), 0);
+      zor_trig_free(&t);
+      real squares = 0;
+      for (const T v : before) squares += square(v);
+      for (const zor_int k : {zor_int(0), zor_int(1), m / 3, m / 2, m - 2, m - 1}) {
+        real sum = 0;
+        for (zor_int j = 0; j < m; ++j)
+          sum += before[size_t(j)] * zor_ref::public_term(int(kind), real(m), real(j), real(k));
+        ASSERT_NEAR(double(sum / 2), double(x[size_t(k)]), error_bound<T>(kind, m, squares))
+            << "kind " << kind << " m " << m << " k " << k;
+      }
     }
 }
 
@@ -286,6 +300,65 @@ TYPED_TEST(Public, CallersOnOneProblem) {
   for (const auto& result : results) EXPECT_TRUE(same_bits(results[0].data(), result.data(), f.size()));
   for (size_t i = 0; i < f.size(); ++i) ASSERT_NEAR(double(f[i]) / 2, double(results[0][i]), 0.002);
   zor_poisson_free(&p);
+}
+
+// Five callers on one transform and one box each, which have the bits of one caller.
+TYPED_TEST(Public, CallersOnOnePlan) {
+  using T = TypeParam;
+  const zor_int m = 250;
+  const zor_poisson_box box = {3, {20, 16, 12}, {1, 1, 1}, {0, 1, 2, 2, 1, 0}, 0.5};
+  zor_poisson* p = nullptr;
+  zor_trig* t = nullptr;
+  ASSERT_EQ(create(&p, &box, T()), 0);
+  ASSERT_EQ(create(&t, ZOR_DST2, m, T()), 0);
+  std::vector<T> f(21 * 17 * 13);
+  random_bits random(4);
+  for (T& v : f) v = T(random.unit());
+  const auto work = [&](std::vector<T>* field, std::vector<T>* lines) {
+    for (int i = 0; i < 20; ++i) {
+      *field = *lines = f;
+      EXPECT_EQ(solve(p, field->data(), nullptr), 0);
+      EXPECT_EQ(run(t, lines->data(), i % 2 != 0 ? 18 : 1, 1, m, T(1)), 0);
+    }
+  };
+  std::vector<std::vector<T>> fields(6), lines(6);
+  std::vector<std::thread> callers;
+  for (size_t i = 0; i < 5; ++i) callers.emplace_back([&, i] { work(&fields[i], &lines[i]); });
+  for (std::thread& c : callers) c.join();
+  work(&fields[5], &lines[5]);
+  for (size_t i = 0; i < 5; ++i) {
+    EXPECT_TRUE(same_bits(fields[5].data(), fields[i].data(), f.size()));
+    EXPECT_TRUE(same_bits(lines[5].data(), lines[i].data(), f.size()));
+  }
+  zor_poisson_free(&p);
+  zor_trig_free(&t);
+}
+
+// A number that is not finite spoils its line or field and raises no status.
+TYPED_TEST(Public, DataThatAreNotFinite) {
+  using T = TypeParam;
+  for (const double spoilt : {double(NAN), double(INFINITY)}) {
+    for (zor_int kind = ZOR_DST1; kind <= ZOR_DST4; ++kind)
+      for (const zor_int m : {64, 65}) {
+        zor_trig* t = nullptr;
+        ASSERT_EQ(create(&t, kind, m, T()), 0);
+        std::vector<T> x(size_t(2 * m), T(1));
+        x[5] = T(spoilt);
+        ASSERT_EQ(run(t, x.data(), 1, 1, m, T(1)), 0);
+        EXPECT_FALSE(std::isfinite(x[1])) << kind;
+        EXPECT_EQ(x[size_t(m)], T(1));
+        zor_trig_free(&t);
+      }
+    const zor_poisson_box box = {2, {8, 8}, {1, 1}, {0, 1, 2, 2}, 1};
+    zor_poisson* p = nullptr;
+    ASSERT_EQ(create(&p, &box, T()), 0);
+    std::vector<T> f(81, T(1));
+    f[40] = T(spoilt);
+    EXPECT_EQ(solve(p, f.data(), nullptr), 0);
+    EXPECT_FALSE(std::isfinite(f[41]));
+    EXPECT_EQ(f[0], T(0));
+    zor_poisson_free(&p);
+  }
 }
 
 TYPED_TEST(Public, RefusedArguments) {

@@ -47,7 +47,7 @@ TYPED_TEST(Trig, AreTheirSums) {
       const std::vector<T> before = field<T>(n, type, uint64_t(n));
       std::vector<T> f = before;
       ASSERT_EQ(p.commit(f.data()), 0) << what;
-      // The running sums and each division by small sines lose a factor that grows with n.
+      // Far below what tables of summed angles may cost (docs/numerics.md), which random data do not meet.
       const long double wide = (long double)n,
                         bound = unit<T> * (4 * (wide + 8) + (type >= 4 ? wide * wide / 2 : 0));
       ASSERT_EQ(p.forward(f.data()), 0);

@@ -71,4 +71,27 @@ std::vector<long double> trig_backward(int type, long n, const std::vector<T>& f
   return result;
 }
 
+// Term j of coefficient k of a line of m values, by the kinds of zor/trig.h from DST-I on.
+inline long double public_term(int kind, long double m, long double j, long double k) {
+  const bool end = j == 0 || j == m - 1;
+  switch (kind) {
+    case 1:
+      return 2 * std::sin((j + 1) * (k + 1) * pi / (m + 1));
+    case 2:
+      return (end ? 1 : 2) * std::cos(j * k * pi / (m - 1));
+    case 3:
+      return 2 * std::cos((2 * j + 1) * k * pi / (2 * m));
+    case 4:
+      return (j == 0 ? 1 : 2) * std::cos(j * (2 * k + 1) * pi / (2 * m));
+    case 5:
+      return 2 * std::sin((2 * j + 1) * (k + 1) * pi / (2 * m));
+    case 6:
+      return (j == m - 1 ? 1 : 2) * std::sin((j + 1) * (2 * k + 1) * pi / (2 * m));
+    case 7:
+      return 2 * std::cos((2 * j + 1) * (2 * k + 1) * pi / (4 * m));
+    default:
+      return 2 * std::sin((2 * j + 1) * (2 * k + 1) * pi / (4 * m));
+  }
+}
+
 }  // namespace zor_ref

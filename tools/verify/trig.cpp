@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Trigonometric transforms with parameter arrays: statuses, tables, results. Reports are texts and have no
-// digest.
+// Trigonometric transforms with parameter arrays: statuses, tables, results; the public ones. Reports are
+// texts and have no digest.
 #include "zor/signatures/trig.h"
 #include "tools/verify/battery.h"
 
@@ -92,6 +92,27 @@ void frees(recorder& out, zor::trig_free_fn* fn) {
   for (const zor_int n : lengths) with_transform<double>(call, n, 1, false, content::ordinary, record);
 }
 
+zor_int create(zor_trig** t, zor_int kind, zor_int m, double) { return zor_trig_create_d(t, kind, m); }
+zor_int create(zor_trig** t, zor_int kind, zor_int m, float) { return zor_trig_create_s(t, kind, m); }
+
+// The public transforms: one line, and lines in company one after the other and side by side.
+template <class T>
+void public_runs(recorder& out, zor::trig_lines_fn<T>* fn) {
+  for (zor_int kind = ZOR_DST1; kind <= ZOR_DST4; ++kind)
+    for (const zor_int m : lengths)
+      for (const zor_int lines : {1, 3, 37}) {
+        if (m < 3 || m * lines > 40000) continue;
+        numbers source{uint64_t(m * 8 + kind)};
+        block<T> x(size_t(m * lines), size_t(m % 2), source, content::ordinary);
+        zor_trig* t = nullptr;
+        out.add(create(&t, kind, m, T()));
+        const bool beside = lines == 37 && m % 2 == 0;
+        out.add(fn(t, x.data(), lines, beside ? lines : 1, beside ? 1 : m, T(0.75)));
+        x.record(out);
+        zor_trig_free(&t);
+      }
+}
+
 }  // namespace
 
 void run_trig(recorder& out) {
@@ -106,6 +127,9 @@ void run_trig(recorder& out) {
 #define ROW_TRIG_FREE(name) \
   if (out.begin(#name)) frees(out, name);
 #include "zor/tables/pdett.inc"
+#define ROW_TRIG_LINES(name, T) \
+  if (out.begin(#name)) public_runs<T>(out, name);
+#include "zor/tables/core_trig.inc"
 }
 
 }  // namespace zor_tools
