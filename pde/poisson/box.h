@@ -3,6 +3,7 @@
 #pragma once
 
 #include "pde/poisson/solver.h"
+#include "zor/serv.h"
 
 namespace zor::pde {
 
@@ -42,6 +43,28 @@ bool begin_solve(const box_problem<T>& p, bool* changed);
 // Null, with the call ended, when memory is short.
 template <class T>
 void* take_work(const box_problem<T>& p);
+
+inline constexpr zor_int bad_dispatch = 13;
+
+// The frame of a solve: run(work) does the steps, put_back() the given values on their sides.
+template <class T, class Run, class PutBack>
+void solve_in_steps(const box_problem<T>& p, zor_int largest_code, const Run& run, const PutBack& put_back) {
+  bool changed;
+  if (!begin_solve(p, &changed)) return;
+  void* const work = take_work(p);
+  if (work == nullptr) return;
+  *p.s.stat = status_done;
+  if (p.s.ipar[at_sides] > largest_code || p.s.ipar[at_sides] < 0)
+    p.s.fail(bad_dispatch, status_bad_argument);
+  else
+    run(work);
+  zor_serv_zor_free(work);
+  p.s.ipar[at_status] = *p.s.stat;
+  if (*p.s.stat != 0 && *p.s.stat != 1) return;
+  put_back();
+  if (changed) *p.s.stat = 1;
+  p.s.ipar[at_status] = changed ? 1 : 0;
+}
 
 // A side's values or the data behind them: element (i, j) at data[i step_i + j step_j].
 template <class T>

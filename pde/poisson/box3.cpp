@@ -43,7 +43,7 @@ constexpr box_steps<T> make_steps() {
 template <class T>
 constexpr box_steps<T> step = make_steps<T>();
 
-constexpr zor_int bad_dispatch = 13, singular = 900, all_neumann = 63;
+constexpr zor_int singular = 900, all_neumann = 63;
 
 // f and the values on its sides ax, bx, ay, by, az, bz.
 template <class T>
@@ -162,26 +162,18 @@ void run_steps(const box_problem<T>& p, const box<T>& b, ZorDftDescriptor** cons
 }
 
 template <class T>
-void solve(const box_problem<T>& p, const box<T>& b, ZorDftDescriptor** const* handles) {
-  bool changed;
-  if (!begin_solve(p, &changed)) return;
-  void* const work = take_work(p);
-  if (work == nullptr) return;
-  *p.s.stat = status_done;
-  if (p.s.ipar[at_sides] > 63 || p.s.ipar[at_sides] < 0)
-    p.s.fail(bad_dispatch, status_bad_argument);
-  else
-    run_steps(p, b, handles, work);
-  zor_serv_zor_free(work);
-  p.s.ipar[at_status] = *p.s.stat;
-  if (*p.s.stat != 0 && *p.s.stat != 1) return;
+void put_back_dirichlet(const box_problem<T>& p, const box<T>& b) {
   for (int s = 0; s < 6; ++s) {
     const plane<const T> values = b.values(s);
     if (p.kind(s) == 0)
       for_plane(b.layer(s / 2, b.outer(s)), [&](T& at, zor_int i, zor_int j) { at = values(i, j); });
   }
-  if (changed) *p.s.stat = 1;
-  p.s.ipar[at_status] = changed ? 1 : 0;
+}
+
+template <class T>
+void solve(const box_problem<T>& p, const box<T>& b, ZorDftDescriptor** const* handles) {
+  solve_in_steps(
+      p, 63, [&](void* work) { run_steps(p, b, handles, work); }, [&] { put_back_dirichlet(p, b); });
 }
 
 constexpr zor_int free_failed = 14;

@@ -33,7 +33,7 @@ constexpr rectangle_steps<float> steps_of_precision(float) {
 template <class T>
 constexpr rectangle_steps<T> step = steps_of_precision(T());
 
-constexpr zor_int bad_dispatch = 13, singular = 900, all_neumann = 15;
+constexpr zor_int singular = 900, all_neumann = 15;
 
 // f and the values on its sides.
 template <class T>
@@ -164,21 +164,9 @@ void run_steps(const box_problem<T>& p, const rectangle<T>& r, ZorDftDescriptor*
 
 template <class T>
 void solve(const box_problem<T>& p, const rectangle<T>& r, ZorDftDescriptor** handle) {
-  bool changed;
-  if (!begin_solve(p, &changed)) return;
-  void* const work = take_work(p);
-  if (work == nullptr) return;
-  *p.s.stat = status_done;
-  if (p.s.ipar[at_sides] > 15 || p.s.ipar[at_sides] < 0)
-    p.s.fail(bad_dispatch, status_bad_argument);
-  else
-    run_steps(p, r, handle, work);
-  zor_serv_zor_free(work);
-  p.s.ipar[at_status] = *p.s.stat;
-  if (*p.s.stat != 0 && *p.s.stat != 1) return;
-  put_back_dirichlet(r, p.s.ipar + at_kinds);
-  if (changed) *p.s.stat = 1;
-  p.s.ipar[at_status] = changed ? 1 : 0;
+  solve_in_steps(
+      p, 15, [&](void* work) { run_steps(p, r, handle, work); },
+      [&] { put_back_dirichlet(r, p.s.ipar + at_kinds); });
 }
 
 constexpr zor_int free_failed = 14;
