@@ -220,16 +220,34 @@ TYPED_TEST(Box, Checks) {
   EXPECT_EQ(run.ipar[0], -1000);
 }
 
-// A number that is not finite spoils the solution and nothing else.
+// A number that is not finite spoils the solution and nothing else: given values stand on their sides.
 TYPED_TEST(Box, DataThatAreNotFinite) {
   using T = TypeParam;
-  const zor_int n[] = {36, 12};
-  box_run<T> run(2, n, 10, 0);
-  run.f[40] = T(NAN);
-  ASSERT_EQ(run.commit(), 0);
-  EXPECT_EQ(run.solve(), 0);
-  EXPECT_TRUE(std::isnan(run.f[100]));
-  EXPECT_EQ(run.f[36], run.side[1][0]);
+  const zor_int n[] = {36, 12, 5};
+  for (const int d : {2, 3})
+    for (const double spoilt : {double(NAN), double(INFINITY)}) {
+      box_run<T> run(d, n, d == 2 ? 10 : 34, 0);
+      run.f[40] = T(spoilt);
+      ASSERT_EQ(run.commit(), 0);
+      EXPECT_EQ(run.solve(), 0);
+      EXPECT_FALSE(std::isfinite(run.f[100]));
+      const size_t place = d == 2 ? 1 : 14;  // on the last side of x, away from edges
+      EXPECT_EQ(run.f[36 + 37 * place], run.side[1][place]);
+    }
+}
+
+// A divisor of the tables that is zero at the solve, though it was not at the commit.
+TYPED_TEST(Box, SpoiltTables) {
+  using T = TypeParam;
+  const zor_int n[] = {12, 10, 8};
+  for (const int d : {2, 3}) {
+    box_run<T> run(d, n, d == 2 ? 4 : 16, 1);  // x: a value, then a derivative
+    ASSERT_EQ(run.commit(), 0);
+    const size_t table = size_t(run.ipar[17] - 1);
+    for (size_t i = 0; i < 6; ++i) run.dpar[table + 14 + i] = T(0);  // of 12 intervals
+    EXPECT_EQ(run.solve(), -200);
+    EXPECT_EQ(run.ipar[0], -200);
+  }
 }
 
 }  // namespace

@@ -3,10 +3,12 @@
 // sets agree.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/tools/scratch_folder.h"
 #include "zor/serv.h"
 #include "zor/signatures/poisson.h"
 #include "zor/signatures/trig.h"
@@ -101,13 +103,36 @@ void check_report(zor::box_report_fn<T>* report) {
     for (const zor_int code : e.codes) check(e, code, false);
 }
 
-TEST(Messages, ReportsShowWhatTheyAreAbout) {
+TEST(Messages, ReportsShowWhatTheyAreAbout){
 #define ROW_BOX_REPORT(name, T, ...) \
   {                                  \
     SCOPED_TRACE(#name);             \
     check_report<T>(name);           \
   }
 #include "zor/tables/pdepl.inc"
+}
+
+// Appended to the file, as they are printed; where it cannot be opened, that is said instead.
+TEST(Messages, ReportsGoToTheFile) {
+  const zor_test::scratch_folder folder;
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path("."));
+  const char* const file = "ZOR_Poisson_Library_Log.txt";
+  const zor_int codes[] = {1, 904};
+  const double dpar[4] = {0.5, 0.25, 0.125, -1};
+  std::string expected;
+  for (const zor_int code : codes) {
+    zor_int ipar[128] = {0, 1, 1};
+    expected += printed([&] { zor_pdepl_d_pl_print_diagnostics_c(&code, ipar, dpar, ""); });
+    ipar[1] = ipar[2] = -1;
+    EXPECT_EQ(printed([&] { zor_pdepl_d_pl_print_diagnostics_c(&code, ipar, dpar, ""); }), "");
+    EXPECT_EQ(folder.read(file), expected) << code;
+  }
+  folder.remove(file);
+  std::filesystem::create_directory(file);
+  const zor_int ipar[128] = {0, -1, -1};
+  EXPECT_GT(printed([&] { zor_pdepl_d_pl_print_diagnostics_c(&codes[0], ipar, dpar, ""); }).size(), 20u);
+  std::filesystem::current_path(before);
 }
 
 }  // namespace
