@@ -111,6 +111,24 @@ struct correlate_options {
 };
 int correlate(const correlate_options& options);
 
+struct poisson_options {
+  std::string problem;
+  std::string output;  // .mtx, .csv or .pgm; empty: the solution is not written
+  std::string plot;    // a heat map and a cut; empty: none
+  bool study = false;  // the order of convergence instead of a problem
+  int32_t threads = 0;
+};
+int poisson(const poisson_options& options);
+
+struct trig_options {
+  std::string kind;    // dst1, dct1, dct2, dct3, dst2, dst3, dct4, dst4
+  std::string input;   // WAV, text or CSV
+  int32_t column = 1;  // channel of a WAV file, column of text
+  double scale = 1;    // factor of the results
+  std::string output;  // a value a line; empty: not written
+};
+int trig(const trig_options& options);
+
 struct verify_options {
   bool list = false;
   std::vector<std::string> families;  // empty: all

@@ -48,8 +48,9 @@ bool is_image_file(const std::string& file) {
   return false;
 }
 
-image read_image(const std::string& file) {
-  const std::string bytes = read_file(file);
+image read_image(const std::string& file) { return parse_image(file, read_file(file)); }
+
+image parse_image(const std::string& file, const std::string& bytes) {
   if (bytes.size() < 2 || bytes[0] != 'P' || std::string("2356").find(bytes[1]) == std::string::npos)
     throw input_error(file, "neither a PGM nor a PPM image");
   const bool colour = bytes[1] == '3' || bytes[1] == '6', binary = bytes[1] >= '5';

@@ -17,6 +17,7 @@ struct image {
 bool is_image_file(const std::string& file);
 // PGM and PPM, binary or text, up to 16 bits. Throws input_error.
 image read_image(const std::string& file);
+image parse_image(const std::string& file, const std::string& bytes);
 // Binary PGM or PPM; values are rounded, and kept from 0 to most.
 std::string image_text(const image& i);
 

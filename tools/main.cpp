@@ -183,6 +183,35 @@ void describe_correlate(CLI::App* command, zor_tools::correlate_options& options
   add_threads_at_most(command, options.threads);
 }
 
+void describe_poisson(CLI::App* command, zor_tools::poisson_options& options) {
+  CLI::Option* problem = add_file(command, "PROBLEM", options.problem, "Problem file");
+  CLI::Option* output =
+      add_file(command, "-o,--output", options.output,
+               "File for the solution: .mtx, .csv or .pgm; - is the standard output, comma-separated");
+  CLI::Option* plot = add_file(command, "--plot", options.plot,
+                               "Draw the solution and a cut into this file: .svg, .png or .pdf");
+  CLI::Option* study =
+      command->add_flag("--study", options.study, "Print the order of convergence on finer and finer grids");
+  command->callback([=] {
+    if (problem->count() + study->count() == 0) throw CLI::RequiredError("PROBLEM or --study");
+    if (study->count() > 0 && problem->count() + output->count() + plot->count() > 0)
+      throw CLI::ParseError("--study has a problem of its own and writes no file", 2);
+  });
+  add_threads_at_most(command, options.threads);
+}
+
+void describe_trig(CLI::App* command, zor_tools::trig_options& options) {
+  command->add_option("KIND", options.kind, "dct1 to dct4 or dst1 to dst4")
+      ->required()
+      ->check(CLI::IsMember({"dst1", "dct1", "dct2", "dct3", "dst2", "dst3", "dct4", "dst4"}));
+  add_file(command, "FILE", options.input, "WAV, text or CSV file")->required();
+  command->add_option("--column", options.column, "Channel or column, from 1")->check(whole(1, 65535));
+  command->add_option("--scale", options.scale, "Factor of the results")
+      ->check(number([](double v) { return std::isfinite(v); }, "a finite number"));
+  add_file(command, "-o,--output", options.output,
+           "File for the result, a value a line; - is the standard output");
+}
+
 void describe_verify(CLI::App* command, zor_tools::verify_options& options) {
   command->add_flag("--list", options.list, "Print the digest of every name");
   command->add_option("--family", options.families, "Only this family; may be repeated");
@@ -266,6 +295,9 @@ int run(int argc, char** argv) {
           describe_convolve, zor_tools::convolve),
       add(app, "correlate", "Find a template in a signal or an image", describe_correlate,
           zor_tools::correlate),
+      add(app, "poisson", "Solve -div grad u + q u = f on a rectangle or a box with a uniform grid",
+          describe_poisson, zor_tools::poisson),
+      add(app, "trig", "Sine or cosine transform of a column of numbers", describe_trig, zor_tools::trig),
       add(app, "verify", "Compare the bits of every routine with the kept digests", describe_verify,
           zor_tools::verify),
       add(app, "bench", "Measure speed side by side with other libraries", describe_bench,
