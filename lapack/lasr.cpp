@@ -81,7 +81,8 @@ void rotate_columns(zor_int m, const real_t<T>* c, const real_t<T>* s, T* a, zor
 #pragma GCC unroll 16
       for (int k = 0; k < U; ++k) {
         const int r = Forward ? k : U - 1 - k;
-        const V vc = broadcast<V>(c[first + r]), vs = broadcast<V>(s[first + r]);
+        const V vc = broadcast<V>(load_element(c + first + r)),
+                vs = broadcast<V>(load_element(s + first + r));
 #pragma GCC unroll 4
         for (int g = 0; g < Groups; ++g) square[g][r] = rotate<P, Forward>(vc, vs, x[g], square[g][r]);
       }
@@ -95,7 +96,7 @@ void rotate_columns(zor_int m, const real_t<T>* c, const real_t<T>* s, T* a, zor
   }
   for (; done < rotations; ++done) {
     const zor_int r = Forward ? done : rotations - 1 - done;
-    const V vc = broadcast<V>(c[r]), vs = broadcast<V>(s[r]);
+    const V vc = broadcast<V>(load_element(c + r)), vs = broadcast<V>(load_element(s + r));
 #pragma GCC unroll 4
     for (int g = 0; g < Groups; ++g) {
       T* column = a + r + g * U * lda;
