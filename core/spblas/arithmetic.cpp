@@ -13,25 +13,31 @@ namespace {
 
 int32_t short_of_memory() { return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the result is short"); }
 
-// op(A) as the kernels take it: the caller's arrays where they serve, else a copy.
+// op(A) as the kernels take it: row r holds the positions pntr[r] to pntr[r+1] - 1 of val and indx, counted
+// from
+// 1. The caller's arrays where they serve, with their columns from `base` on, else a copy from 1 on.
 template <class T, class I>
 struct counted_rows {
-  zor_int rows, cols;
+  zor_int rows, cols, base = 1;
   const T* val = nullptr;
   const I *indx = nullptr, *pntr = nullptr;
   scoped_arrays copy;
 
-  counted_rows(const sparse_matrix& a, int32_t op)
+  counted_rows(const sparse_matrix& a, int32_t op, bool any_base)
       : rows(is_transposed(op) ? a.cols : a.rows), cols(is_transposed(op) ? a.rows : a.cols) {
-    if (op == ZOR_SPARSE_PLAIN && serves(a)) {
+    if (op == ZOR_SPARSE_PLAIN && without_gaps(a)) {
       const csr_arrays<T, I> m(a);
-      val = m.val, indx = m.indx, pntr = static_cast<const I*>(m.pntrb);
+      const zor_int before = zor_int(m.pntrb[0]) - 1;
+      if (any_base) base = a.base;
+      const I* const columns = base == a.base ? m.indx : columns_from_one(m.indx, a.used);
+      if (columns == nullptr) return;
+      val = m.val - before, indx = columns - before, pntr = m.pntrb;
     } else if (copy_of_operation<T, I>(a, op, copy)) {
-      const auto own = rows_of<T, I>(copy);
-      val = own.val, indx = own.indx, pntr = own.pntr;
+      take_copy();
     }
   }
   bool short_of_memory() const { return pntr == nullptr; }
+  zor_int entries_before(zor_int r) const { return zor_int(pntr[r]) - zor_int(pntr[0]); }
   bool sort() {
     for (zor_int r = 0; r < rows; ++r)
       for (zor_int k = zor_int(pntr[r]); k < zor_int(pntr[r + 1]) - 1; ++k)
@@ -39,23 +45,34 @@ struct counted_rows {
     return true;
   }
 
- private:
-  // Counted from 1, without gaps.
-  static bool serves(const sparse_matrix& a) {
+  static bool without_gaps(const sparse_matrix& a) {
     const csr_arrays<T, I> m(a);
-    if (a.base != 1 || a.rows == 0 || zor_int(m.pntrb[0]) != 1) return false;
-    if (static_cast<const void*>(m.pntre) != static_cast<const void*>(m.pntrb + 1)) return false;
-    return true;
+    return a.rows > 0 && static_cast<const void*>(m.pntre) == static_cast<const void*>(m.pntrb + 1);
+  }
+
+ private:
+  const I* columns_from_one(const I* from_zero, zor_int entries) {
+    if (!owned_arrays::allocate(copy.indx, entries, sizeof(I))) return nullptr;
+    I* const to = static_cast<I*>(copy.indx);
+    for (zor_int k = 0; k < entries; ++k) to[k] = I(from_zero[k] + 1);
+    return to;
+  }
+  void take_copy() {
+    const auto own = rows_of<T, I>(copy);
+    val = own.val, indx = own.indx, pntr = own.pntr;
   }
   bool sort_copy() {
     if (copy.pntr == nullptr) {
-      const zor_int entries = zor_int(pntr[rows]) - 1;
-      if (!allocate_rows<T, I>(copy, rows, entries)) return false;
-      const auto own = rows_of<T, I>(copy);
-      std::copy(val, val + entries, own.val);
-      std::copy(indx, indx + entries, own.indx);
-      std::copy(pntr, pntr + rows + 1, own.pntr);
-      val = own.val, indx = own.indx, pntr = own.pntr;
+      const zor_int entries = entries_before(rows), first = zor_int(pntr[0]) - 1;
+      scoped_arrays sorted;
+      if (!allocate_rows<T, I>(sorted, rows, entries)) return false;
+      const auto own = rows_of<T, I>(sorted);
+      std::copy_n(val + first, entries, own.val);
+      std::copy_n(indx + first, entries, own.indx);
+      std::transform(pntr, pntr + rows + 1, own.pntr, [&](I p) { return I(p - first); });
+      copy.release();
+      static_cast<owned_arrays&>(copy) = sorted.hand_on();
+      take_copy();
     }
     const auto own = rows_of<T, I>(copy);
     sort_all_rows<T, I>(rows, 1, own.pntr, own.indx, own.val);
@@ -100,22 +117,16 @@ void for_rows_of_work(const zor_int* work, zor_int rows, const Body& body) {
   });
 }
 
-// The result as a matrix of the general view in the base of A.
+// The result, whose columns count from `columns_from`, as a matrix of the general view in the base of A.
 template <class I>
-int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, scoped_arrays& made, zor_sparse* c) {
+int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, zor_int columns_from, scoped_arrays& made,
+               zor_sparse* c) {
   I *const pntr = static_cast<I*>(made.pntr), *const indx = static_cast<I*>(made.indx);
   sparse_matrix to{};
   to.nnz = rows == 0 ? 0 : zor_int(pntr[rows]) - 1;
-  if (a.base == 0) {
-    for (zor_int k = 0; k < to.nnz; ++k) --indx[k];
-    for (zor_int r = 0; r <= rows; ++r) --pntr[r];
-  }
-  to.wide = a.wide;
-  to.format = ZOR_SPARSE_CSR;
-  to.type = a.type;
-  to.base = a.base;
-  to.structure = 'g';
-  to.triangle = to.diagonal = '_';
+  for (zor_int k = 0; columns_from != a.base && k < to.nnz; ++k) indx[k] = I(indx[k] + a.base - columns_from);
+  for (zor_int r = 0; a.base == 0 && r <= rows; ++r) --pntr[r];
+  to.take_view(a, ZOR_SPARSE_CSR);
   to.rows = rows;
   to.cols = cols;
   to.take_arrays(made.hand_on(), sizeof(I));
@@ -124,7 +135,9 @@ int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, scoped_arrays
 
 template <class T, class I>
 int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor_sparse* c) {
-  const counted_rows<T, I> left(a, op), right(b, ZOR_SPARSE_PLAIN);
+  const counted_rows<T, I> left(a, op, true), right(b, ZOR_SPARSE_PLAIN, false);
+  // The kernels take columns of op(A) for rows of B counted from 1.
+  const I* const right_pntr = right.pntr + (1 - left.base);
   const zor_int rows = left.rows, cols = right.cols;
   const zor::scratch<zor_int> work(rows + 1);
   scoped_arrays made;
@@ -135,7 +148,7 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   for (zor_int r = 0; r < rows; ++r) {
     zor_int products = 0;
     for (zor_int k = zor_int(left.pntr[r]) - 1; k < zor_int(left.pntr[r + 1]) - 1; ++k)
-      products += zor_int(right.pntr[left.indx[k]]) - zor_int(right.pntr[left.indx[k] - 1]);
+      products += zor_int(right_pntr[left.indx[k]]) - zor_int(right_pntr[zor_int(left.indx[k]) - 1]);
     work.data[r + 1] = work.data[r] + products;
   }
   bool failed = false;
@@ -144,7 +157,7 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
       const I from = I(first + 1), to = I(last), m = I(rows), n = I(cols), nzmax = 0;
       I info = 0;
       product_of<T, I>()(&from, &to, &m, &n, &request, left.val, left.indx, left.pntr, right.val, right.indx,
-                         right.pntr, static_cast<T*>(made.val), static_cast<I*>(made.indx),
+                         right_pntr, static_cast<T*>(made.val), static_cast<I*>(made.indx),
                          static_cast<I*>(made.pntr), &nzmax, &info);
       if (info != 0) __atomic_store_n(&failed, true, __ATOMIC_RELAXED);
     });
@@ -155,12 +168,15 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   const int32_t status = make_room<T, I>(made, rows, [&](zor_int r) { return zor_int(pntr[r + 1]); });
   if (status != ZOR_SPARSE_OK) return status;
   if (!pass(2)) return short_of_memory();
-  return finish<I>(a, rows, cols, made, c);
+  return finish<I>(a, rows, cols, right.base, made, c);
 }
 
 template <class T, class I>
 int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, zor_sparse* c) {
-  counted_rows<T, I> left(a, ZOR_SPARSE_PLAIN), right(b, op);
+  // Columns are only compared, so any base serves that both have.
+  const bool any_base = a.base == b.base && op == ZOR_SPARSE_PLAIN && counted_rows<T, I>::without_gaps(a) &&
+                        counted_rows<T, I>::without_gaps(b);
+  counted_rows<T, I> left(a, ZOR_SPARSE_PLAIN, any_base), right(b, op, any_base);
   const zor_int rows = left.rows;
   scoped_arrays made;
   // Ranges count on their own, each from a first pointer of its own.
@@ -169,7 +185,7 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
   if (left.short_of_memory() || right.short_of_memory() || counts.data == nullptr || work.data == nullptr ||
       !left.sort() || !right.sort() || !owned_arrays::allocate(made.pntr, rows + 1, sizeof(I)))
     return short_of_memory();
-  for (zor_int r = 0; r <= rows; ++r) work.data[r] = zor_int(left.pntr[r]) + zor_int(right.pntr[r]) - 2;
+  for (zor_int r = 0; r <= rows; ++r) work.data[r] = left.entries_before(r) + right.entries_before(r);
   const auto pass = [&](I request, zor_int first, zor_int last, I* ic) {
     const I from = 1, to = I(last - first), sort = 0, nzmax = 0;
     I info = 0;
@@ -180,11 +196,15 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
   };
   I* const row_counts = counts.data;
   for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
-    // The kernel counts row after row; one row at a time leaves its count alone.
+    // The kernel adds the counts up; one row at a time they never pass the integers.
+    const zor::scratch<I> ends(last - first + 1);
+    const bool together =
+        ends.data != nullptr && work.data[last] - work.data[first] < std::numeric_limits<I>::max();
+    if (together) pass(1, first, last, ends.data);
     for (zor_int r = first; r < last; ++r) {
-      I ends[2];
-      pass(1, r, r + 1, ends);
-      row_counts[r] = I(ends[1] - 1);
+      I own[2];
+      if (!together) pass(1, r, r + 1, own);
+      row_counts[r] = together ? I(ends.data[r - first + 1] - ends.data[r - first]) : I(own[1] - 1);
     }
   });
   const int32_t status = make_room<T, I>(made, rows, [&](zor_int r) { return zor_int(row_counts[r]); });
@@ -192,7 +212,7 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
   for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
     pass(2, first, last, static_cast<I*>(made.pntr) + first);
   });
-  return finish<I>(a, rows, left.cols, made, c);
+  return finish<I>(a, rows, left.cols, left.base, made, c);
 }
 
 // Two matrices that can be added or multiplied.

@@ -91,9 +91,12 @@ int32_t bad_profiles(const sparse_matrix& a) {
 
 zor_int block_rows(const sparse_matrix& a) { return (a.rows + a.lb - 1) / a.lb; }
 
-// Elements of val.
+// Elements of val, at most INT64_MAX.
 zor_int elements(const sparse_matrix& a) {
-  if (a.format == ZOR_SPARSE_DIA) return a.nnz == 0 ? 0 : saturating_product(a.nnz - 1, a.lval) + a.rows;
+  if (a.format == ZOR_SPARSE_DIA && a.nnz > 0) {
+    const zor_int before = saturating_product(a.nnz - 1, a.lval);
+    return before > INT64_MAX - a.rows ? INT64_MAX : before + a.rows;
+  }
   return a.format == ZOR_SPARSE_BSR ? saturating_product(a.nnz, a.lb, a.lb) : a.nnz;
 }
 

@@ -668,6 +668,8 @@ TEST(SparseFormats, DescriptionsAreRefusedByName) {
        "pntre: row 1 ends at 1, the next begins at 2"},
       {[](small& s) { s.d.format = ZOR_SPARSE_BSR, s.d.nnz = INT64_MAX / 16; },
        "nnz: 576460752303423487 make more elements than can be counted"},
+      {[](small& s) { s.d.format = ZOR_SPARSE_DIA, s.d.lval = INT64_MAX / 2; },
+       "nnz: 4 make more elements than can be counted"},
       {[](small& s) { s.d.format = ZOR_SPARSE_SKY; }, nullptr},
       {[](small& s) { s.d.format = ZOR_SPARSE_SKY, s.d.structure = 'g'; },
        "structure: skyline stores a triangle, and so must its view"},
