@@ -184,18 +184,4 @@ void plot(const std::vector<measured>& all, zor_tools::svg_plot& svg) {
       std::max<size_t>(700, 150 + 60 * widest), 460 * count, count, panels));
 }
 
-void show_progress(size_t done, size_t total, const std::string& name) {
-  if (!isatty(STDERR_FILENO)) return;
-  constexpr size_t length = 24;
-  const size_t filled = total > 0 ? length * done / total : length;
-  fmt::print(stderr, "\r\033[K[{:#<{}}{:.<{}}] {}/{} {}", "", filled, "", length - filled, done, total, name);
-  std::fflush(stderr);
-}
-
-void clear_progress() {
-  if (!isatty(STDERR_FILENO)) return;
-  fmt::print(stderr, "\r\033[K");
-  std::fflush(stderr);
-}
-
 }  // namespace zor_bench

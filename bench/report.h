@@ -7,6 +7,7 @@
 
 #include "bench/bench.h"
 #include "tools/plot.h"
+#include "tools/progress.h"
 
 namespace zor_bench {
 
@@ -32,8 +33,7 @@ void print_csv(const environment& env, const std::vector<measured>& all);
 // Draws all families into one file.
 void plot(const std::vector<measured>& all, zor_tools::svg_plot& svg);
 
-// A bar on the standard error stream; nothing when that is no terminal.
-void show_progress(size_t done, size_t total, const std::string& name);
-void clear_progress();
+using zor_tools::clear_progress;
+using zor_tools::show_progress;
 
 }  // namespace zor_bench

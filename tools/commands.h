@@ -18,9 +18,12 @@ int matmul(const matmul_options& options);
 
 struct spmv_options {
   std::string a;
-  std::string x;       // empty: ones
-  std::string output;  // empty: the product is not written
-  bool wide = false;   // 64-bit indices, whatever the size
+  std::string x;               // empty: ones
+  std::string output;          // empty: the product is not written
+  std::string format = "csr";  // csr, coo, dia, bsr or sky
+  int64_t block = 4;           // order of the blocks of bsr
+  bool tune = false;           // all formats are timed
+  bool wide = false;           // 64-bit indices, whatever the size
   int32_t threads = 0;
 };
 int spmv(const spmv_options& options);

@@ -16,16 +16,6 @@
 namespace zor_tools {
 namespace {
 
-struct format_name {
-  const char* name;
-  int32_t format;
-};
-constexpr format_name formats[] = {{"csr", ZOR_SPARSE_CSR},
-                                   {"coo", ZOR_SPARSE_COO},
-                                   {"dia", ZOR_SPARSE_DIA},
-                                   {"bsr", ZOR_SPARSE_BSR},
-                                   {"sky", ZOR_SPARSE_SKY}};
-
 // Elements and integers that a description stores.
 struct footprint {
   double elements, integers;
@@ -55,24 +45,24 @@ std::string shape_of(const sparse_description<I>& d) {
 }
 
 template <class T, class I>
-void convert_to(const mm_matrix& a, const convert_options& options, output_file* output) {
-  const csr<T, I> stored = csr_of<T, I>(a);
-  const sparse_view view(stored, structure_of(a.symmetry));
-  const auto named = std::find_if(std::begin(formats), std::end(formats),
-                                  [&](const format_name& f) { return options.format == f.name; });
+void convert_to(mm_matrix a, const convert_options& options, output_file* output) {
+  const mm_symmetry symmetry = a.symmetry;
+  const csr<T, I> stored = csr_of<T, I>(std::move(a));
+  const sparse_view view(stored, structure_of(symmetry));
   sparse_made made, back;
   const auto start = std::chrono::steady_clock::now();
-  expect_sparse_done(zor_sparse_convert(made.place(), view.get(), named->format, options.block));
+  expect_sparse_done(
+      zor_sparse_convert(made.place(), view.get(), format_named(options.format), options.block));
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const sparse_description<I> d = description_of<I>(made.get());
   const footprint of = footprint_of<I>(d);
   expect_sparse_done(zor_sparse_convert(back.place(), made.get(), ZOR_SPARSE_CSR, 0));
   const sparse_description<I> entries = description_of<I>(back.get());
-  if (output != nullptr) write_coordinates<T, I>(*output, entries, a.symmetry);
+  if (output != nullptr) write_coordinates<T, I>(*output, entries, symmetry);
   digest sum;
   sum.add(static_cast<const T*>(d.val), size_t(of.elements));
-  fmt::print("A           {} by {}, {} entries stored, {}, {}\n", a.rows, a.cols, stored.val.size(),
-             field_name<T>(), symmetry_name(a.symmetry));
+  fmt::print("A           {} by {}, {} entries stored, {}, {}\n", stored.rows, stored.cols, stored.val.size(),
+             field_name<T>(), symmetry_name(symmetry));
   fmt::print("format      {}{}, {:.0f} elements, {:.3f} for each entry\n", options.format, shape_of<I>(d),
              of.elements, of.elements / double(std::max<size_t>(stored.val.size(), 1)));
   fmt::print("memory      {:.3f} MB, {} bits an index\n",
@@ -85,13 +75,13 @@ void convert_to(const mm_matrix& a, const convert_options& options, output_file*
 
 int convert(const convert_options& options) {
   zor_core_set_num_threads(options.threads);
-  const mm_matrix a = mm_read(options.a);
+  mm_matrix a = mm_read(options.a);
   std::optional<output_file> output;
   if (!options.output.empty()) output.emplace(options.output);
   const bool complex = a.field == mm_field::complex, narrow = !options.wide && fits_32_bits(a);
   const auto run = complex ? (narrow ? convert_to<zor_c64, int32_t> : convert_to<zor_c64, int64_t>)
                            : (narrow ? convert_to<double, int32_t> : convert_to<double, int64_t>);
-  run(a, options, output ? &*output : nullptr);
+  run(std::move(a), options, output ? &*output : nullptr);
   return 0;
 }
 

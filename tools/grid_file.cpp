@@ -18,7 +18,7 @@ namespace {
 
 grid_values of_matrix(const std::string& file, std::string_view text) {
   grid_values g;
-  const auto begin = [&](const mm_matrix& m, int64_t) {
+  const auto begin = [&](const mm_header& m, int64_t) {
     if (m.format != mm_format::array || m.field == mm_field::complex || m.symmetry != mm_symmetry::general)
       throw input_error(file, 1, "not a general real array");
     mm_check_dense_size(m, sizeof(double));

@@ -82,6 +82,10 @@ void describe_spmv(CLI::App* command, zor_tools::spmv_options& options) {
   add_file(command, "A", options.a, "Matrix")->required();
   add_file(command, "x", options.x, "Vectors, as columns of a matrix; ones when left out");
   add_output(command, options.output, "File for the product; appears whole or not at all");
+  command->add_option("--format", options.format, "Storage format of the product: csr, coo, dia, bsr or sky")
+      ->check(CLI::IsMember({"csr", "coo", "dia", "bsr", "sky"}));
+  command->add_option("--block", options.block, "Order of the blocks of bsr")->check(whole(1, 1024));
+  command->add_flag("--tune", options.tune, "Time all formats and tell which is fastest for this matrix");
   add_wide_indices(command, options.wide);
   add_threads_at_most(command, options.threads);
 }

@@ -2,6 +2,7 @@
 #include "tools/mmio.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cctype>
@@ -13,19 +14,37 @@
 #include <string_view>
 
 #include "tools/input.h"
+#include "tools/progress.h"
 
 namespace zor_tools {
 
-std::string read_file(const std::string& file, const std::function<void(std::string_view)>& accept) {
-  const input_stream stream = open_input(file);
+namespace {
+
+input_stream open_stream(const std::string& file) {
+  input_stream stream = open_input(file);
   if (!stream) throw input_error(file, std::strerror(errno));
+  return stream;
+}
+
+size_t read_part(const std::string& file, FILE* stream, char* to, size_t most) {
+  const size_t got = std::fread(to, 1, most, stream);
+  if (std::ferror(stream)) throw input_error(file, std::strerror(errno));
+  return got;
+}
+
+// The first bytes of a file, which tell its kind.
+constexpr size_t head_bytes = size_t(1) << 16;
+
+}  // namespace
+
+std::string read_file(const std::string& file, const std::function<void(std::string_view)>& accept) {
+  const input_stream stream = open_stream(file);
   std::string text;
-  std::vector<char> chunk(1 << 16);
-  for (size_t got; (got = std::fread(chunk.data(), 1, chunk.size(), stream.get())) > 0;) {
+  std::vector<char> chunk(head_bytes);
+  while (const size_t got = read_part(file, stream.get(), chunk.data(), chunk.size())) {
     if (text.empty() && accept) accept({chunk.data(), got});
     text.append(chunk.data(), got);
   }
-  if (std::ferror(stream.get())) throw input_error(file, std::strerror(errno));
   return text;
 }
 
@@ -60,16 +79,76 @@ std::string quoted(string_view word) {
   return "'" + text + (word.size() > 40 ? "...'" : "'");
 }
 
-// The lines of a file, with the number of the one at hand.
+// A file that is read by parts, with progress on a terminal where it is long.
+class part_reader {
+ public:
+  explicit part_reader(const std::string& file) : file_(file), stream_(open_stream(file)) {
+    struct stat about;
+    if (fstat(fileno(stream_.get()), &about) == 0 && S_ISREG(about.st_mode)) {
+      const off_t at = ftello(stream_.get());
+      left_ = about.st_size - std::clamp<int64_t>(at, 0, about.st_size);
+    }
+    total_ = left_;
+  }
+  part_reader(const part_reader&) = delete;
+  part_reader& operator=(const part_reader&) = delete;
+  ~part_reader() {
+    if (shown_) clear_progress();
+  }
+
+  // What is left of the parts before, and the next part behind it. The first part is short: a file of another
+  // kind is refused before more of it is read.
+  string_view more(string_view rest) {
+    const size_t kept = rest.size(), wanted = total_ < 0 || parts_++ > 0 ? part_bytes : head_bytes;
+    if (kept > 0) std::memmove(text_.data(), rest.data(), kept);
+    if (text_.size() < kept + wanted) text_.resize(kept + wanted);
+    const size_t got = read_part(file_, stream_.get(), text_.data() + kept, wanted);
+    at_end_ = got == 0;
+    if (left_ >= 0) left_ = std::max<int64_t>(left_ - int64_t(got), 0);
+    show();
+    return {text_.data(), kept + got};
+  }
+  bool at_end() const { return at_end_; }
+  // Bytes behind the part at hand; below 0 where nobody knows, as in a pipe.
+  int64_t bytes_left() const { return left_; }
+
+ private:
+  static constexpr size_t part_bytes = size_t(1) << 20;
+  static constexpr int64_t long_file = int64_t(1) << 24;
+
+  void show() {
+    if (total_ < long_file) return;
+    shown_ = true;
+    show_progress(size_t(total_ - left_) >> 20, size_t(total_) >> 20, "MB of " + file_);
+  }
+
+  const std::string& file_;
+  input_stream stream_;
+  std::vector<char> text_;
+  int64_t left_ = -1, total_ = -1;
+  size_t parts_ = 0;
+  bool at_end_ = false, shown_ = false;
+};
+
+// The lines of a file, with the number of the one at hand. The text is at hand as a whole or comes in parts.
 class line_reader {
  public:
-  line_reader(const std::string& file, string_view text) : file_(file), rest_(text) {
-    if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);  // the mark of UTF-8
+  line_reader(const std::string& file, string_view text) : file_(file), rest_(text) { skip_mark(); }
+  line_reader(const std::string& file, part_reader& parts)
+      : file_(file), rest_(parts.more({})), parts_(&parts) {
+    skip_mark();
   }
 
   bool next(string_view& line) {
+    size_t end = rest_.find('\n');
+    // A first line that fills the first part is no banner.
+    while (end == string_view::npos && parts_ != nullptr && !parts_->at_end() &&
+           !(number_ == 0 && !rest_.empty())) {
+      const size_t searched = rest_.size();
+      rest_ = parts_->more(rest_);
+      end = rest_.find('\n', searched);
+    }
     if (rest_.empty()) return false;
-    const size_t end = rest_.find('\n');
     line = rest_.substr(0, end);
     rest_.remove_prefix(end == string_view::npos ? rest_.size() : end + 1);
     ++number_;
@@ -87,14 +166,23 @@ class line_reader {
   }
 
   int64_t number() const { return number_; }
-  size_t bytes_left() const { return rest_.size(); }
+  // Below 0 where nobody knows.
+  int64_t bytes_left() const {
+    const int64_t behind = parts_ == nullptr ? 0 : parts_->bytes_left();
+    return behind < 0 ? -1 : int64_t(rest_.size()) + behind;
+  }
   [[noreturn]] void fail(const std::string& fault) const {
     throw input_error(file_, std::max<int64_t>(number_, 1), fault);
   }
 
  private:
+  void skip_mark() {
+    if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);  // the mark of UTF-8
+  }
+
   const std::string& file_;
   string_view rest_;
+  part_reader* parts_ = nullptr;
   int64_t number_ = 0;
 };
 
@@ -124,7 +212,7 @@ E take_keyword(const line_reader& lines, string_view& line, const char* what, co
   lines.fail(fmt::format("unknown {} {}", what, quoted(word)));
 }
 
-void read_banner(line_reader& lines, mm_matrix& m) {
+void read_banner(line_reader& lines, mm_header& m) {
   string_view line;
   if (!lines.next(line)) lines.fail("the file is empty");
   const string_view mark = take_word(line);
@@ -145,12 +233,6 @@ void read_banner(line_reader& lines, mm_matrix& m) {
     lines.fail("a pattern is general or symmetric");
   if (m.symmetry == mm_symmetry::hermitian && m.field != mm_field::complex)
     lines.fail("a Hermitian matrix has complex entries");
-}
-
-void check_banner(const std::string& file, string_view head) {
-  line_reader lines(file, head);
-  mm_matrix ignored;
-  read_banner(lines, ignored);
 }
 
 int64_t take_integer(const line_reader& lines, string_view& line, const char* what) {
@@ -213,7 +295,7 @@ mm_entry read_value(const line_reader& lines, string_view& line, mm_field field)
   return e;
 }
 
-void check_place(const line_reader& lines, const mm_matrix& m, int64_t row, int64_t col) {
+void check_place(const line_reader& lines, const mm_header& m, int64_t row, int64_t col) {
   if (row < 0 || row >= m.rows) lines.fail(fmt::format("row {} is not in 1 to {}", row + 1, m.rows));
   if (col < 0 || col >= m.cols) lines.fail(fmt::format("column {} is not in 1 to {}", col + 1, m.cols));
   if (m.symmetry != mm_symmetry::general && row < col)
@@ -223,21 +305,21 @@ void check_place(const line_reader& lines, const mm_matrix& m, int64_t row, int6
 }
 
 // Entries an array file has: whole columns, or the lower triangle with or without its diagonal.
-int64_t array_entries(const mm_matrix& m) {
+int64_t array_entries(const mm_header& m) {
   if (m.symmetry == mm_symmetry::general) return m.rows * m.cols;
   const int64_t full = m.rows * (m.rows - 1) / 2;
   return m.symmetry == mm_symmetry::skew ? full : full + m.rows;
 }
 
 // The place behind (row, col) in an array file's order.
-void step_place(const mm_matrix& m, int64_t& row, int64_t& col) {
+void step_place(const mm_header& m, int64_t& row, int64_t& col) {
   if (++row < m.rows) return;
   ++col;
   row = m.symmetry == mm_symmetry::general ? 0 : m.symmetry == mm_symmetry::skew ? col + 1 : col;
 }
 
 // Reads the size line and returns the number of entries that follow.
-int64_t read_size(line_reader& lines, mm_matrix& m) {
+int64_t read_size(line_reader& lines, mm_header& m) {
   string_view line;
   if (!lines.next_data(line)) lines.fail("the file ends before the size line");
   m.size_line = lines.number();
@@ -256,12 +338,12 @@ int64_t read_size(line_reader& lines, mm_matrix& m) {
     lines.fail(fmt::format("a symmetric kind of matrix is square, not {} by {}", m.rows, m.cols));
   if (!coordinate) count = array_entries(m);
   // No entry takes less than one digit and, but for the last one, a line end.
-  if (uint64_t(count) > (lines.bytes_left() + 1) / 2)
+  if (lines.bytes_left() >= 0 && count > (lines.bytes_left() + 1) / 2)
     lines.fail(fmt::format("{} entries announced, but only {} bytes follow", count, lines.bytes_left()));
   return count;
 }
 
-void read_entries(line_reader& lines, const mm_matrix& m, int64_t count,
+void read_entries(line_reader& lines, const mm_header& m, int64_t count,
                   const std::function<void(const mm_entry&)>& visit) {
   int64_t row = m.symmetry == mm_symmetry::skew ? 1 : 0, col = 0;
   for (int64_t entry = 0; entry < count; ++entry) {
@@ -292,36 +374,47 @@ void store(zor_c64& x, double re, double im, bool add) {
   x = add ? zor_c64{x.re + re, x.im + im} : zor_c64{re, im};
 }
 
-}  // namespace
-
-void mm_scan(const std::string& file, string_view text,
-             const std::function<void(const mm_matrix&, int64_t)>& begin,
-             const std::function<void(const mm_entry&)>& visit) {
-  mm_matrix m{};
+void scan(line_reader& lines, const std::string& file,
+          const std::function<void(const mm_header&, int64_t)>& begin,
+          const std::function<void(const mm_entry&)>& visit) {
+  mm_header m{};
   m.file = file;
-  line_reader lines(m.file, text);
   read_banner(lines, m);
   const int64_t count = read_size(lines, m);
   begin(m, count);
   read_entries(lines, m, count, visit);
 }
 
+}  // namespace
+
+void mm_scan(const std::string& file, string_view text,
+             const std::function<void(const mm_header&, int64_t)>& begin,
+             const std::function<void(const mm_entry&)>& visit) {
+  line_reader lines(file, text);
+  scan(lines, file, begin, visit);
+}
+
 mm_matrix mm_read(const std::string& file) {
   mm_matrix m;
-  const auto begin = [&m](const mm_matrix& header, int64_t count) {
-    m = header;
-    m.rowind.reserve(size_t(count));
-    m.colind.reserve(size_t(count));
-    m.re.reserve(size_t(count));
-    if (m.field == mm_field::complex) m.im.reserve(size_t(count));
+  part_reader parts(file);
+  line_reader lines(file, parts);
+  const auto begin = [&](const mm_header& header, int64_t count) {
+    static_cast<mm_header&>(m) = header;
+    for (mm_indices* const indices : {&m.rowind, &m.colind})
+      indices->begin(std::max({m.rows, m.cols, count}));
+    // What a pipe announces may never come.
+    const size_t room = size_t(lines.bytes_left() < 0 ? std::min<int64_t>(count, 1 << 20) : count);
+    m.rowind.reserve(room);
+    m.colind.reserve(room);
+    m.re.reserve(room);
+    if (m.field == mm_field::complex) m.im.reserve(room);
   };
-  mm_scan(file, read_file(file, [&](string_view head) { check_banner(file, head); }), begin,
-          [&m](const mm_entry& e) {
-            m.rowind.push_back(e.row);
-            m.colind.push_back(e.col);
-            m.re.push_back(e.re);
-            if (m.field == mm_field::complex) m.im.push_back(e.im);
-          });
+  scan(lines, file, begin, [&m](const mm_entry& e) {
+    m.rowind.push_back(e.row);
+    m.colind.push_back(e.col);
+    m.re.push_back(e.re);
+    if (m.field == mm_field::complex) m.im.push_back(e.im);
+  });
   return m;
 }
 
@@ -342,7 +435,7 @@ void mm_fill(const mm_matrix& m, T* dense) {
 template void mm_fill(const mm_matrix&, double*);
 template void mm_fill(const mm_matrix&, zor_c64*);
 
-void mm_check_dense_size(const mm_matrix& m, size_t element_bytes) {
+void mm_check_dense_size(const mm_header& m, size_t element_bytes) {
   const double memory = double(sysconf(_SC_PHYS_PAGES)) * double(sysconf(_SC_PAGESIZE));
   const double wanted = double(m.rows) * double(m.cols) * double(element_bytes);
   if (wanted > memory)

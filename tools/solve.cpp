@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 
@@ -211,6 +212,12 @@ void solve_columns(const mm_matrix& a, const mm_matrix* b, const prepared_system
     if (columns > 1) fmt::print("column      {:>6}\n", j + 1);
     history& own = residuals[size_t(j)];
     double *const b_j = rhs.get() + j * n, *const x_j = x.get() + j * n;
+    const auto finite = [](double v) { return std::isfinite(v); };
+    if (b != nullptr && !std::all_of(b_j, b_j + n, finite)) {
+      std::fill_n(x_j, n, std::numeric_limits<double>::quiet_NaN());
+      fmt::print("not finite  right-hand side {}: its solution is nan\n", j + 1);
+      continue;
+    }
     const int exponent = exponent_of(n, b_j);
     scale_by(n, -exponent, b_j);
     const auto start = std::chrono::steady_clock::now();
@@ -223,7 +230,7 @@ void solve_columns(const mm_matrix& a, const mm_matrix* b, const prepared_system
     iterations += int64_t(own.size()) - 1;
     worst = std::max(worst, true_residual(n, *system.matrix, x_j, b_j));
     scale_by(n, exponent, x_j);
-    if (!std::all_of(x_j, x_j + n, [](double v) { return std::isfinite(v); }))
+    if (!std::all_of(x_j, x_j + n, finite))
       throw std::runtime_error(fmt::format("{}: the solution is beyond double precision", a.file));
     fmt::print("converged   {:>6}  residual {:.6e}\n", own.size() - 1, own.back());
   }

@@ -1,64 +1,82 @@
 // SPDX-License-Identifier: MIT
 #include "tools/sparse_file.h"
 
-#include <numeric>
+#include <algorithm>
 #include <stdexcept>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace zor_tools {
 namespace {
-
-// Entry numbers in the order of their keys, those of equal keys as they were.
-std::vector<int64_t> sorted_by(const std::vector<int64_t>& key, int64_t keys,
-                               const std::vector<int64_t>& entries) {
-  std::vector<int64_t> next(size_t(keys) + 1), sorted(entries.size());
-  for (const int64_t e : entries) ++next[size_t(key[size_t(e)]) + 1];
-  std::partial_sum(next.begin(), next.end(), next.begin());
-  for (const int64_t e : entries) sorted[size_t(next[size_t(key[size_t(e)])]++)] = e;
-  return sorted;
-}
 
 void put(double& x, const mm_matrix& m, size_t e) { x = m.re[e]; }
 void put(zor_c64& x, const mm_matrix& m, size_t e) { x = {m.re[e], m.im.empty() ? 0 : m.im[e]}; }
 void add(double& x, double y) { x += y; }
 void add(zor_c64& x, zor_c64 y) { x = {x.re + y.re, x.im + y.im}; }
 
+// Columns of a row in ascending order, those of one place as they were; places become their sum. `to` is
+// where the row goes, at most where it stands.
+template <class T, class I>
+size_t close_row(csr<T, I>& a, size_t first, size_t last, size_t to, std::vector<std::pair<I, T>>& row) {
+  if (!std::is_sorted(a.indx.begin() + ptrdiff_t(first), a.indx.begin() + ptrdiff_t(last))) {
+    row.clear();
+    for (size_t k = first; k < last; ++k) row.emplace_back(a.indx[k], a.val[k]);
+    std::stable_sort(row.begin(), row.end(), [](const auto& x, const auto& y) { return x.first < y.first; });
+    for (size_t k = first; k < last; ++k) std::tie(a.indx[k], a.val[k]) = row[k - first];
+  }
+  const size_t start = to;
+  for (size_t k = first; k < last; ++k) {
+    if (to > start && a.indx[to - 1] == a.indx[k]) {
+      add(a.val[to - 1], a.val[k]);
+    } else {
+      a.indx[to] = a.indx[k];
+      a.val[to++] = a.val[k];
+    }
+  }
+  return to;
+}
+
 }  // namespace
 
+// Arrays of the file are freed as soon as those of the result hold what they held, so that the two take at
+// most half as much again as the larger one.
 template <class T, class I>
-csr<T, I> csr_of(const mm_matrix& m) {
-  mm_matrix pointers = m;
+csr<T, I> csr_of(mm_matrix m) {
+  mm_header pointers = m;
   pointers.cols = 1;
   mm_check_dense_size(pointers, 3 * sizeof(int64_t));
   pointers.rows = m.cols;
   mm_check_dense_size(pointers, 3 * sizeof(int64_t));
-  std::vector<int64_t> entries(m.re.size());
-  std::iota(entries.begin(), entries.end(), 0);
-  entries = sorted_by(m.rowind, m.rows, sorted_by(m.colind, m.cols, entries));
-  csr<T, I> a{m.rows, m.cols, {}, {}, std::vector<I>(size_t(m.rows) + 1, 1)};
-  a.val.reserve(entries.size());
-  a.indx.reserve(entries.size());
-  int64_t row = -1, col = -1;
-  for (const int64_t e : entries) {
-    T value;
-    put(value, m, size_t(e));
-    if (m.rowind[size_t(e)] == row && m.colind[size_t(e)] == col) {
-      add(a.val.back(), value);
-      continue;
-    }
-    row = m.rowind[size_t(e)];
-    col = m.colind[size_t(e)];
-    a.val.push_back(value);
-    a.indx.push_back(I(col + 1));
-    ++a.pntr[size_t(row) + 1];
+  const size_t count = m.re.size(), rows = size_t(m.rows);
+  csr<T, I> a{m.rows, m.cols, {}, {}, std::vector<I>(rows + 1)};
+  for (size_t e = 0; e < count; ++e) ++a.pntr[size_t(m.rowind[e]) + 1];
+  for (size_t r = 1; r <= rows; ++r) a.pntr[r] += a.pntr[r - 1];
+  // The place of each entry takes the place of its row.
+  for (size_t e = 0; e < count; ++e) m.rowind.set(e, a.pntr[size_t(m.rowind[e])]++);
+  a.indx.resize(count);
+  for (size_t e = 0; e < count; ++e) a.indx[size_t(m.rowind[e])] = I(m.colind[e] + 1);
+  m.colind = {};
+  a.val.resize(count);
+  for (size_t e = 0; e < count; ++e) put(a.val[size_t(m.rowind[e])], m, e);
+  m = {};
+  std::vector<std::pair<I, T>> row;
+  size_t first = 0, to = 0;
+  for (size_t r = 0; r < rows; ++r) {
+    const size_t last = size_t(a.pntr[r]);  // the pointers have moved on to the ends of the rows
+    a.pntr[r] = I(to + 1);
+    to = close_row(a, first, last, to, row);
+    first = last;
   }
-  for (size_t r = 1; r < a.pntr.size(); ++r) a.pntr[r] += a.pntr[r - 1] - 1;
+  a.pntr[rows] = I(to + 1);
+  a.indx.resize(to);
+  a.val.resize(to);
   return a;
 }
-template csr<double, int32_t> csr_of(const mm_matrix&);
-template csr<double, int64_t> csr_of(const mm_matrix&);
-template csr<zor_c64, int32_t> csr_of(const mm_matrix&);
-template csr<zor_c64, int64_t> csr_of(const mm_matrix&);
+template csr<double, int32_t> csr_of(mm_matrix);
+template csr<double, int64_t> csr_of(mm_matrix);
+template csr<zor_c64, int32_t> csr_of(mm_matrix);
+template csr<zor_c64, int64_t> csr_of(mm_matrix);
 
 int64_t whole_entries(const mm_matrix& m) {
   int64_t count = int64_t(m.re.size());

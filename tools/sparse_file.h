@@ -20,9 +20,10 @@ struct csr {
 };
 
 // What the file stores: a symmetric kind its lower triangle. T is double or zor_c64; double needs a field
-// other than complex. Throws input_error when the row pointers alone exceed the machine's memory.
+// other than complex. Throws input_error when the row pointers alone exceed the machine's memory. A matrix
+// that is moved here needs no second copy.
 template <class T, class I>
-csr<T, I> csr_of(const mm_matrix& m);
+csr<T, I> csr_of(mm_matrix m);
 
 // Sizes and row pointers in base 1 do not pass `largest`, so that indices of 32 bits serve.
 inline bool fits_32_bits(const mm_matrix& m, int64_t largest = INT32_MAX) {

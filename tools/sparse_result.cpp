@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace zor_tools {
 namespace {
 
@@ -22,20 +24,27 @@ constexpr size_t held_text = size_t(1) << 20;
 
 }  // namespace
 
-mm_matrix whole_matrix(const mm_matrix& m) {
-  mm_matrix all = m;
-  if (m.symmetry == mm_symmetry::general) return all;
-  all.symmetry = mm_symmetry::general;
-  for (size_t e = 0; e < m.re.size(); ++e) {
-    if (m.rowind[e] == m.colind[e]) continue;
-    const double sign = m.symmetry == mm_symmetry::skew ? -1 : 1;
-    all.rowind.push_back(m.colind[e]);
-    all.colind.push_back(m.rowind[e]);
-    all.re.push_back(sign * m.re[e]);
-    if (m.im.empty()) continue;
-    all.im.push_back(m.symmetry == mm_symmetry::hermitian ? -m.im[e] : sign * m.im[e]);
+int32_t format_named(std::string_view name) {
+  return name == "coo"   ? ZOR_SPARSE_COO
+         : name == "dia" ? ZOR_SPARSE_DIA
+         : name == "bsr" ? ZOR_SPARSE_BSR
+         : name == "sky" ? ZOR_SPARSE_SKY
+                         : ZOR_SPARSE_CSR;
+}
+
+mm_matrix whole_matrix(mm_matrix m) {
+  const mm_symmetry kind = std::exchange(m.symmetry, mm_symmetry::general);
+  const size_t stored = kind == mm_symmetry::general ? 0 : m.re.size();
+  for (size_t e = 0; e < stored; ++e) {
+    const int64_t row = m.rowind[e], col = m.colind[e];
+    if (row == col) continue;
+    const double sign = kind == mm_symmetry::skew ? -1 : 1;
+    m.rowind.push_back(col);
+    m.colind.push_back(row);
+    m.re.push_back(sign * m.re[e]);
+    if (!m.im.empty()) m.im.push_back(kind == mm_symmetry::hermitian ? -m.im[e] : sign * m.im[e]);
   }
-  return all;
+  return m;
 }
 
 template <class T, class I>

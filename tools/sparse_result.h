@@ -2,6 +2,7 @@
 // Matrices that calls of the library have made: their descriptions, and their entries as a file.
 #pragma once
 
+#include <string_view>
 #include <type_traits>
 
 #include "tools/output_file.h"
@@ -38,8 +39,11 @@ sparse_description<I> description_of(zor_sparse a) {
   return d;
 }
 
+// A storage format by its name: csr, coo, dia, bsr or sky.
+int32_t format_named(std::string_view name);
+
 // The whole matrix: the mirror images of a symmetric kind beside its entries.
-mm_matrix whole_matrix(const mm_matrix& m);
+mm_matrix whole_matrix(mm_matrix m);
 
 // A CSR matrix as a coordinate file, row by row; T is double or zor_c64.
 template <class T, class I>

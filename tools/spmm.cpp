@@ -24,8 +24,8 @@ double terms(const csr<T, I>& a, const csr<T, I>& b) {
 }
 
 template <class T, class I>
-void multiply(const mm_matrix& a, const mm_matrix& b, output_file* output) {
-  const csr<T, I> left = csr_of<T, I>(a), right = csr_of<T, I>(b);
+void multiply(mm_matrix a, mm_matrix b, output_file* output) {
+  const csr<T, I> left = csr_of<T, I>(std::move(a)), right = csr_of<T, I>(std::move(b));
   const sparse_view view_a(left, ZOR_SPARSE_GENERAL), view_b(right, ZOR_SPARSE_GENERAL);
   sparse_made c;
   const auto start = std::chrono::steady_clock::now();
@@ -44,8 +44,9 @@ void multiply(const mm_matrix& a, const mm_matrix& b, output_file* output) {
     sum.add(&column, 1);
   }
   sum.add(static_cast<const T*>(d.val), size_t(d.nnz));
-  fmt::print("A           {} by {}, {} entries, {}\n", a.rows, a.cols, left.val.size(), field_name<T>());
-  fmt::print("B           {} by {}, {} entries\n", b.rows, b.cols, right.val.size());
+  fmt::print("A           {} by {}, {} entries, {}\n", left.rows, left.cols, left.val.size(),
+             field_name<T>());
+  fmt::print("B           {} by {}, {} entries\n", right.rows, right.cols, right.val.size());
   fmt::print("C           {} by {}, {} entries\n", d.rows, d.cols, d.nnz);
   print_time(seconds, flops_of_term<T> * terms(left, right));
   print_digest(sum);
@@ -55,7 +56,7 @@ void multiply(const mm_matrix& a, const mm_matrix& b, output_file* output) {
 
 int spmm(const spmm_options& options) {
   zor_core_set_num_threads(options.threads);
-  const mm_matrix a = whole_matrix(mm_read(options.a)), b = whole_matrix(mm_read(options.b));
+  mm_matrix a = whole_matrix(mm_read(options.a)), b = whole_matrix(mm_read(options.b));
   if (a.cols != b.rows)
     throw input_error(b.file, b.size_line,
                       fmt::format("{} rows do not fit the {} columns of {}", b.rows, a.cols, a.file));
@@ -65,7 +66,7 @@ int spmm(const spmm_options& options) {
   const bool narrow = !options.wide && fits_32_bits(a) && fits_32_bits(b);
   const auto run = complex ? (narrow ? multiply<zor_c64, int32_t> : multiply<zor_c64, int64_t>)
                            : (narrow ? multiply<double, int32_t> : multiply<double, int64_t>);
-  run(a, b, output ? &*output : nullptr);
+  run(std::move(a), std::move(b), output ? &*output : nullptr);
   return 0;
 }
 

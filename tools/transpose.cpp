@@ -24,7 +24,7 @@ namespace zor_tools {
 namespace {
 
 struct parted_matrix {
-  mm_matrix head;
+  mm_header head;
   std::optional<mapped_memory> memory;
   double* part[2] = {};  // the second is null for a real matrix
   int64_t count() const { return head.rows * head.cols; }
@@ -41,7 +41,7 @@ void show_step(int64_t done, int64_t count, const char* what) {
     zor_bench::show_progress(size_t(100.0 * double(done) / double(count)), 100, what);
 }
 
-void make_room(parted_matrix& m, const mm_matrix& head, const transpose_options& options) {
+void make_room(parted_matrix& m, const mm_header& head, const transpose_options& options) {
   if (head.format != mm_format::array) throw input_error(head.file, 1, "not an array file");
   m.head = head;
   const size_t parts = head.field == mm_field::complex ? 2 : 1;
@@ -65,7 +65,7 @@ parted_matrix read_parts(const transpose_options& options) {
   parted_matrix m;
   int64_t done = 0;
   mm_scan(
-      options.a, text.text(), [&](const mm_matrix& head, int64_t) { make_room(m, head, options); },
+      options.a, text.text(), [&](const mm_header& head, int64_t) { make_room(m, head, options); },
       [&](const mm_entry& e) {
         put(m, e.row, e.col, e.re, e.im);
         if (m.head.symmetry != mm_symmetry::general && e.row != e.col) {

@@ -167,22 +167,15 @@ TEST(SparseCommands, MultiplyEveryKind) {
       EXPECT_EQ(
           digest,
           digest_line(run(folder, "spmv --wide-indices a.mtx " + std::string(v.empty() ? "" : "x.mtx")).out));
+      // Integers, exact in any order of sums.
+      for (const char* format : {"coo", "dia", "bsr --block 2", "sky"}) {
+        const bool general = a.symmetry == zor_tools::mm_symmetry::general;
+        if (&v != &vectors[2] || (general && format[0] == 's') || (a.rows != a.cols && format[0] != 'c'))
+          continue;
+        const outcome same = run(folder, fmt::format("spmv a.mtx x.mtx --format {}", format));
+        EXPECT_EQ(digest, digest_line(same.out)) << format << same.err;
+      }
     }
-}
-
-TEST(SparseCommands, ChooseTheWidthOfIndices) {
-  mm_matrix m{};
-  for (int64_t* const size : {&m.rows, &m.cols}) {
-    EXPECT_TRUE(zor_tools::fits_32_bits(m));
-    *size = INT32_MAX - 1;
-    EXPECT_TRUE(zor_tools::fits_32_bits(m));
-    *size = INT32_MAX;
-    EXPECT_FALSE(zor_tools::fits_32_bits(m)) << "a column in base 1, a pointer behind the last row";
-    *size = 1;
-  }
-  m.re.resize(6);
-  EXPECT_FALSE(zor_tools::fits_32_bits(m, 6)) << "the last row pointer in base 1 is 7";
-  EXPECT_TRUE(zor_tools::fits_32_bits(m, 7));
 }
 
 // Laplacian of a square grid, by its lower triangle or whole.
@@ -203,6 +196,47 @@ std::string grid(int side, bool whole) {
   }
   return fmt::format("%%MatrixMarket matrix coordinate real {}\n{} {} {}\n{}",
                      whole ? "general" : "symmetric", side * side, side * side, count, entries);
+}
+
+TEST(SparseCommands, TellTheFastestFormat) {
+  const scratch_folder folder;
+  folder.write("a.mtx", grid(20, false));
+  const outcome got = run(folder, "spmv a.mtx --tune");
+  EXPECT_EQ(0, got.status) << got.err;
+  for (const char* line : {"tune        --format csr", "tune        --format bsr --block 8",
+                           "tune        --format dia", "fastest     --format "})
+    EXPECT_NE(got.out.find(line), std::string::npos) << line << got.out;
+}
+
+// What cannot be solved does not take the other right-hand sides with it.
+TEST(SparseCommands, NanStaysInItsColumn) {
+  const scratch_folder folder;
+  folder.write("a.mtx", spd);
+  folder.write("b.mtx", "%%MatrixMarket matrix array real general\n3 2\n1\nnan\n1\n1\n2\n3\n");
+  for (const char* command : {"solve a.mtx b.mtx -o x.mtx", "solve a.mtx b.mtx -o x.mtx --method gmres",
+                              "spmv a.mtx b.mtx -o x.mtx"}) {
+    const outcome got = run(folder, command);
+    EXPECT_EQ(0, got.status) << got.err;
+    const std::vector<double> x = zor_tools::mm_read(folder.path("x.mtx")).re;
+    ASSERT_EQ(6u, x.size());
+    EXPECT_TRUE(std::any_of(x.begin(), x.begin() + 3, [](double v) { return std::isnan(v); })) << command;
+    EXPECT_TRUE(std::all_of(x.begin() + 3, x.end(), [](double v) { return std::isfinite(v); })) << command;
+  }
+}
+
+TEST(SparseCommands, ChooseTheWidthOfIndices) {
+  mm_matrix m{};
+  for (int64_t* const size : {&m.rows, &m.cols}) {
+    EXPECT_TRUE(zor_tools::fits_32_bits(m));
+    *size = INT32_MAX - 1;
+    EXPECT_TRUE(zor_tools::fits_32_bits(m));
+    *size = INT32_MAX;
+    EXPECT_FALSE(zor_tools::fits_32_bits(m)) << "a column in base 1, a pointer behind the last row";
+    *size = 1;
+  }
+  m.re.resize(6);
+  EXPECT_FALSE(zor_tools::fits_32_bits(m, 6)) << "the last row pointer in base 1 is 7";
+  EXPECT_TRUE(zor_tools::fits_32_bits(m, 7));
 }
 
 TEST(SparseCommands, SolveAndReport) {

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include "tools/progress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace zor_tools {
+
+void show_progress(size_t done, size_t total, const std::string& name) {
+  if (!isatty(STDERR_FILENO)) return;
+  constexpr size_t length = 24;
+  const size_t filled = total > 0 ? length * done / total : length;
+  fmt::print(stderr, "\r\033[K[{:#<{}}{:.<{}}] {}/{} {}", "", filled, "", length - filled, done, total, name);
+  std::fflush(stderr);
+}
+
+void clear_progress() {
+  if (!isatty(STDERR_FILENO)) return;
+  fmt::print(stderr, "\r\033[K");
+  std::fflush(stderr);
+}
+
+}  // namespace zor_tools
