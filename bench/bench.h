@@ -80,6 +80,9 @@ std::vector<bench_case> spcoo_cases(const environment& env);
 std::vector<bench_case> spdia_cases(const environment& env);
 std::vector<bench_case> spbsr_cases(const environment& env);
 std::vector<bench_case> spsky_cases(const environment& env);
+std::vector<bench_case> spgemm_cases(const environment& env);
+std::vector<bench_case> spconv_cases(const environment& env);
+std::vector<bench_case> sweep_cases(const environment& env);
 std::vector<bench_case> dft1_cases(const environment& env);
 std::vector<bench_case> dftreal_cases(const environment& env);
 std::vector<bench_case> dftnd_cases(const environment& env);
@@ -112,6 +115,9 @@ inline constexpr family families[] = {{"gemm", unit::gflops, gemm_cases},
                                       {"spdia", unit::gbytes, spdia_cases, {"loop", "CSR"}},
                                       {"spbsr", unit::gbytes, spbsr_cases, {"loop", "CSR"}},
                                       {"spsky", unit::gbytes, spsky_cases, {"loop"}},
+                                      {"spgemm", unit::time, spgemm_cases, {"loop", "Eigen", "GraphBLAS"}},
+                                      {"spconv", unit::time, spconv_cases, {"loop"}},
+                                      {"sweep", unit::time, sweep_cases, {"loop"}},
                                       {"pool", unit::time, pool_cases, {"malloc"}},
                                       {"dft1", unit::gflops, dft1_cases, {"fftw"}},
                                       {"dftreal", unit::gflops, dftreal_cases, {"fftw"}},

@@ -11,6 +11,7 @@
 #include "bench/bench.h"
 #include "bench/formats.h"
 #include "bench/operands.h"
+#include "bench/pattern.h"
 #include "zor/spblas.h"
 
 namespace zor_bench {
@@ -19,54 +20,6 @@ namespace {
 const format_loops* find_loops() {
   static void* const library = dlopen("$ORIGIN/../lib/bench/zor_peer_formats.so", RTLD_NOW | RTLD_LOCAL);
   return library == nullptr ? nullptr : static_cast<const format_loops*>(dlsym(library, "zor_format_loops"));
-}
-
-// A square matrix by rows, columns ascending, counted from 0; the diagonal is 8, all else below 1.
-struct pattern {
-  int32_t m = 0;
-  std::vector<int32_t> start = {0}, column;
-  std::vector<double> value;
-
-  void add(int32_t c) {
-    column.push_back(c);
-    state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-    value.push_back(c == m ? 8 : double(int64_t(state_) >> 11) * 0x1p-52);
-  }
-  void end_row() {
-    start.push_back(int32_t(column.size()));
-    ++m;
-  }
-
- private:
-  uint64_t state_ = 7;
-};
-
-// The Laplacian of a grid with so many points along each of two or three axes; lower: its lower triangle.
-pattern laplacian(int32_t side, int axes, bool lower = false) {
-  std::vector<int32_t> steps;
-  for (int32_t a = 0, step = 1; a < axes; ++a, step *= side) steps.push_back(step);
-  pattern p;
-  const int32_t m = steps.back() * side;
-  for (int32_t r = 0; r < m; ++r) {
-    for (int a = axes; a-- > 0;)
-      if (r / steps[size_t(a)] % side > 0) p.add(r - steps[size_t(a)]);
-    p.add(r);
-    for (int a = 0; a < axes && !lower; ++a)
-      if (r / steps[size_t(a)] % side + 1 < side) p.add(r + steps[size_t(a)]);
-    p.end_row();
-  }
-  return p;
-}
-
-template <class T>
-operand<T> copied(const std::vector<T>& v, int turn) {
-  operand<T> o(int64_t(v.size()), turn);
-  std::copy(v.begin(), v.end(), o.data());
-  return o;
-}
-std::vector<int32_t> plus_one(std::vector<int32_t> v) {
-  for (int32_t& i : v) ++i;
-  return v;
 }
 
 // x and y of a case; every contender starts from the same y.
@@ -235,17 +188,6 @@ prepared dia_contenders(const pattern& p, int32_t side, int axes, bool solve) {
 }
 
 // ---- BSR: the matrix of a grid of quadrilaterals with lb unknowns a node.
-
-pattern quadrilaterals(int32_t side) {
-  pattern p;
-  for (int32_t i = 0; i < side; ++i)
-    for (int32_t j = 0; j < side; ++j) {
-      for (int32_t k = std::max(i - 1, 0); k <= std::min(i + 1, side - 1); ++k)
-        for (int32_t l = std::max(j - 1, 0); l <= std::min(j + 1, side - 1); ++l) p.add(k * side + l);
-      p.end_row();
-    }
-  return p;
-}
 
 prepared bsr_contenders(const pattern& nodes, int32_t lb, int32_t n, bool by_rows) {
   const vectors v(int64_t(nodes.m) * lb * n);

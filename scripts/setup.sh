@@ -5,7 +5,8 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build ccache libgmp-dev libcli11-dev libfmt-dev libssl-dev help2man)
 tests=(libgtest-dev libmpfr-dev qemu-user binutils libblas-test libblas64-test)
-peers=(libopenblas0-pthread libblis4-pthread libblas3 libfftw3-double3 libfftw3-single3 libeigen3-dev librsb0)
+peers=(libopenblas0-pthread libblis4-pthread libblas3 libfftw3-double3 libfftw3-single3 libeigen3-dev librsb0
+  libgraphblas-dev)
 plots=(gnuplot-nox)
 more=()
 [ "${1-}" != packages ] || more=(dpkg-dev lintian pkg-config)
