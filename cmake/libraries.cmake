@@ -1,5 +1,6 @@
 # The two libraries. libzor_kern is built three times from one list of sources, or as often as ZOR_BUILDS says; only the
-# vector width and the compiler's target differ. The dynamic loader picks a build from lib/ and lib/glibc-hwcaps/.
+# vector width and the compiler's target differ. The dynamic loader picks a build from lib/ and lib/glibc-hwcaps/, or, for
+# the fused arithmetic, from lib/fused/ and lib/fused/glibc-hwcaps/.
 
 file(GLOB_RECURSE ZOR_KERN_SOURCES CONFIGURE_DEPENDS
      serv/*.cpp serv/*.S blas/*.cpp lapack/*.cpp xblas/*.cpp spblas/*.cpp dft/*.cpp pde/*.cpp trans/*.cpp
@@ -72,31 +73,73 @@ foreach(source ${ZOR_KERN_SOURCES})
   endif()
 endforeach()
 
-# One build of the kernel library, if ZOR_BUILDS lists it: its C++ is freestanding of the C++ runtime, so it is linked
-# as C. The library of a build that is no longer listed is removed, because the loader might pick it.
-function(zor_kern_build build directory bytes)
-  set(ZOR_FOLDER_${build} ${PROJECT_BINARY_DIR}/${directory} PARENT_SCOPE)
+# The two arithmetics. These sources sum through serv/mul_add.h and are compiled for each of them; all other objects go
+# into the libraries of both. serv/software_fma.cpp serves the fused build whose processors lack the instruction.
+set(ZOR_ARITHMETIC_SOURCES
+    blas/level1/axpy.cpp blas/level1/rot.cpp blas/level2/gbmv.cpp blas/level2/gemv.cpp blas/level2/symv.cpp
+    blas/level2/syr.cpp blas/level2/syr2.cpp blas/level2/trmv.cpp blas/level2/trsv.cpp blas/level3/gemm.cpp
+    blas/level3/gemm_plain.cpp blas/level3/trmm.cpp blas/level3/trsm.cpp lapack/cspr.cpp lapack/potrf_small.cpp
+    lapack/symv_nb.cpp)
+list(TRANSFORM ZOR_ARITHMETIC_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
+set(software_fma ${PROJECT_SOURCE_DIR}/serv/software_fma.cpp)
+list(REMOVE_ITEM ZOR_KERN_SOURCES ${ZOR_ARITHMETIC_SOURCES} ${software_fma})
+
+# Objects of one build, compiled as for its shared library: zor_kern_objects(target build bytes options sources...)
+function(zor_kern_objects target build bytes options)
+  add_library(${target} OBJECT ${ARGN})
+  target_compile_definitions(${target} PRIVATE ZOR_VEC_BYTES=${bytes} zor_kern_${build}_EXPORTS)
+  target_compile_options(${target} PRIVATE ${options} ${ZOR_KERN_ARITHMETIC} $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions
+                         -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables>)
+  set_target_properties(${target} PROPERTIES C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden)
+endfunction()
+
+# The kernel library of one build in one arithmetic, from the objects of other targets. Its C++ is freestanding of the
+# C++ runtime, so it is linked as C. It finds libzor_core in one of these folders, seen from its own.
+function(zor_kern_library target folder to_core)
+  list(TRANSFORM ARGN REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>" OUTPUT_VARIABLE objects)
+  add_library(${target} SHARED ${objects})
+  zor_shared_library(${target} kern)
+  if(ZOR_SANITIZE)
+    set(language CXX)
+  else()
+    set(language C)
+  endif()
+  set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${folder} INSTALL_RPATH "${to_core}"
+                        LINKER_LANGUAGE ${language})
+endfunction()
+
+# One build, if ZOR_BUILDS lists it, in both arithmetics: zor_kern_BUILD and zor_kern_fused_BUILD. The libraries of a build
+# that is no longer listed are removed, because the loader might pick them.
+function(zor_kern_build build bytes up subfolder)
+  set(separate ${PROJECT_BINARY_DIR}/lib${subfolder})
+  set(fused ${PROJECT_BINARY_DIR}/lib/fused${subfolder})
+  set(ZOR_FOLDER_${build} ${separate} PARENT_SCOPE)
+  set(ZOR_FOLDER_fused_${build} ${fused} PARENT_SCOPE)
   if(NOT build IN_LIST ZOR_BUILDS)
-    set(stale ${PROJECT_BINARY_DIR}/${directory}/libzor_kern.so)
-    file(REMOVE ${stale} ${stale}.1)
+    foreach(folder ${separate} ${fused})
+      file(REMOVE ${folder}/libzor_kern.so ${folder}/libzor_kern.so.1)
+    endforeach()
     return()
   endif()
-  set(target zor_kern_${build})
-  add_library(${target} SHARED ${ZOR_KERN_SOURCES})
-  target_compile_definitions(${target} PRIVATE ZOR_VEC_BYTES=${bytes})
-  target_compile_options(${target} PRIVATE ${ARGN} ${ZOR_KERN_ARITHMETIC} $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
-                         -fno-threadsafe-statics -fno-asynchronous-unwind-tables>)
-  zor_shared_library(${target} kern)
-  set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${directory}
-                        INSTALL_RPATH "$ORIGIN;$ORIGIN/../..")
-  if(NOT ZOR_SANITIZE)
-    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+  set(objects zor_objects_${build})
+  set(fused_sources ${ZOR_ARITHMETIC_SOURCES})
+  if(bytes EQUAL 16)
+    list(APPEND fused_sources ${software_fma})
   endif()
+  zor_kern_objects(${objects}_shared ${build} ${bytes} "${ARGN}" ${ZOR_KERN_SOURCES})
+  zor_kern_objects(${objects}_separate ${build} ${bytes} "${ARGN}" ${ZOR_ARITHMETIC_SOURCES})
+  zor_kern_objects(${objects}_fused ${build} ${bytes} "${ARGN}" ${fused_sources})
+  target_compile_definitions(${objects}_fused PRIVATE ZOR_FUSED=1)
+  zor_kern_library(zor_kern_${build} ${separate} "$ORIGIN;$ORIGIN/../.." ${objects}_shared ${objects}_separate)
+  # In the build tree lib/fused, installed lib/zor/fused.
+  zor_kern_library(zor_kern_fused_${build} ${fused} "$ORIGIN/${up}..;$ORIGIN/${up}../.." ${objects}_shared ${objects}_fused)
 endfunction()
-zor_kern_build(baseline lib 16 -march=x86-64 -msse3)
-zor_kern_build(v3 lib/glibc-hwcaps/x86-64-v3 32 -march=x86-64-v3)
-zor_kern_build(v4 lib/glibc-hwcaps/x86-64-v4 64 -march=x86-64-v4)
+zor_kern_build(baseline 16 "" "" -march=x86-64 -msse3)
+zor_kern_build(v3 32 ../../ /glibc-hwcaps/x86-64-v3 -march=x86-64-v3)
+zor_kern_build(v4 64 ../../ /glibc-hwcaps/x86-64-v4 -march=x86-64-v4)
+list(TRANSFORM ZOR_BUILDS PREPEND fused_ OUTPUT_VARIABLE ZOR_FUSED_BUILDS)
 list(TRANSFORM ZOR_BUILDS PREPEND zor_kern_ OUTPUT_VARIABLE ZOR_KERN_TARGETS)
+list(TRANSFORM ZOR_FUSED_BUILDS PREPEND zor_kern_ OUTPUT_VARIABLE ZOR_FUSED_TARGETS)
 if(NOT TARGET zor_kern_baseline)
   message(FATAL_ERROR "ZOR_BUILDS=${ZOR_BUILDS} lacks baseline, which programs are linked with")
 endif()

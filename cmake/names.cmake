@@ -4,8 +4,10 @@ target_compile_options(zor_names_maker PRIVATE -O1)
 set_target_properties(zor_names_maker PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${interface_rows})
 
 set(names_objects)
+set(objects_of_zor_kern_baseline $<TARGET_OBJECTS:zor_objects_baseline_shared> $<TARGET_OBJECTS:zor_objects_baseline_separate>)
+set(objects_of_zor_core $<TARGET_OBJECTS:zor_core>)
 foreach(target zor_kern_baseline zor_core)
-  file(GENERATE OUTPUT ${interface_rows}/${target}.objects CONTENT "$<JOIN:$<TARGET_OBJECTS:${target}>,\n>\n")
+  file(GENERATE OUTPUT ${interface_rows}/${target}.objects CONTENT "$<JOIN:${objects_of_${target}},\n>\n")
   list(APPEND names_objects ${interface_rows}/${target}.objects)
 endforeach()
 add_custom_command(

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "serv/control.h"
+#include "zor/blas.h"
 #include "zor/core.h"
 #include "zor/serv.h"
 
@@ -47,7 +49,8 @@ const char* build_of(std::string_view path) {
   const std::string_view folder = slash == path.npos ? "." : path.substr(0, slash);
   for (const char* build : {"x86-64-v3", "x86-64-v4"})
     if (stands_in(folder, build)) return build;
-  return stands_in(folder, "lib") || holds_other_builds(folder) ? "baseline" : "unknown";
+  return stands_in(folder, "lib") || stands_in(folder, "fused") || holds_other_builds(folder) ? "baseline"
+                                                                                              : "unknown";
 }
 
 struct place {
@@ -64,6 +67,17 @@ const place& find_kern() {
     kern_place.build = build_of(kern_place.path);
   });
   return kern_place;
+}
+
+// (1 + u)^2 - (1 + 2 u) is u^2, and 0 where the product is rounded before it joins the sum.
+bool kern_fuses() {
+  return zor::in_default_modes([] {
+    const zor_int one = 1;
+    const double u = 0x1p-30, factor = 1 + u;
+    double sum = -(1 + 2 * u);
+    zor_blas_xdaxpy(&one, &factor, &factor, &one, &sum, &one);
+    return sum != 0;
+  });
 }
 
 }  // namespace
@@ -84,3 +98,5 @@ extern "C" const char* zor_version(void) { return ZOR_VERSION; }
 extern "C" const char* zor_core_kern_path(void) { return zor_core::find_kern().path; }
 
 extern "C" const char* zor_core_kern_build(void) { return zor_core::find_kern().build; }
+
+extern "C" const char* zor_arithmetic(void) { return zor_core::kern_fuses() ? "fused" : "separate"; }

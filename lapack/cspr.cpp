@@ -21,8 +21,7 @@ void add_symmetric(const stored_triangle<T> a, T alpha, const T* x, zor_int incx
     if (incx == 1) {
       add_columns<1>(end - first, &t, x + first, 0, column + first);
     } else {
-      for (zor_int i = first; i < end; ++i)
-        store_element(column + i, add(load_element(column + i), mul_adding(t, load_element(x + i * incx))));
+      for (zor_int i = first; i < end; ++i) add_term(t, x + i * incx, column + i);
     }
   }
 }

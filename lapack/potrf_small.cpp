@@ -67,7 +67,7 @@ template <int Bytes, int Vectors, class T>
   for (zor_int k = 0; k < terms; ++k) {
     const factor<T, V> s = make_factor<V>(f[k]);
 #pragma GCC unroll 4
-    for (int v = 0; v < Vectors; ++v) sum[v] = sum[v] + s * load_units<V>(a + i + v * U + k * lda);
+    for (int v = 0; v < Vectors; ++v) sum[v] = mul_add(s, load_units<V>(a + i + v * U + k * lda), sum[v]);
   }
   const V by = broadcast<V>(r);
 #pragma GCC unroll 4
@@ -132,7 +132,7 @@ template <int Columns, class R>
       f.before[k][c] = -1 * l[c];
       squares[c] = squares[c] + l[c] * l[c];
 #pragma GCC unroll 4
-      for (int r = c + 1; r < Columns; ++r) e[r][c] = e[r][c] + f.before[k][c] * l[r];
+      for (int r = c + 1; r < Columns; ++r) e[r][c] = mul_add(f.before[k][c], l[r], e[r][c]);
     }
   }
 #pragma GCC unroll 4
@@ -150,7 +150,7 @@ template <int Columns, class R>
 #pragma GCC unroll 4
     for (int d = c + 1; d < Columns; ++d)
 #pragma GCC unroll 4
-      for (int r = d + 1; r < Columns; ++r) e[r][d] = e[r][d] + f.within[d][c] * e[r][c];
+      for (int r = d + 1; r < Columns; ++r) e[r][d] = mul_add(f.within[d][c], e[r][c], e[r][d]);
   }
   return Columns;
 }
@@ -179,7 +179,7 @@ template <int Bytes, int Vectors, class R>
     for (int v = 0; v < Vectors; ++v) {
       const V x = load<V>(a + i + v * U + k * lda);
 #pragma GCC unroll 4
-      for (int c = 0; c < group; ++c) sum[c][v] = sum[c][v] + broadcast<V>(f.before[k][c]) * x;
+      for (int c = 0; c < group; ++c) sum[c][v] = mul_add(broadcast<V>(f.before[k][c]), x, sum[c][v]);
     }
 #pragma GCC unroll 4
   for (int c = 0; c < group; ++c)
@@ -188,7 +188,8 @@ template <int Bytes, int Vectors, class R>
       sum[c][v] = broadcast<V>(f.scale[c]) * sum[c][v];
       store<V>(columns + i + v * U + c * lda, sum[c][v]);
 #pragma GCC unroll 4
-      for (int d = c + 1; d < group; ++d) sum[d][v] = sum[d][v] + broadcast<V>(f.within[d][c]) * sum[c][v];
+      for (int d = c + 1; d < group; ++d)
+        sum[d][v] = mul_add(broadcast<V>(f.within[d][c]), sum[c][v], sum[d][v]);
     }
 }
 
@@ -234,13 +235,13 @@ template <int Columns, class T>
   for (zor_int i = 0; i < j; ++i) {
     const factor<T, E> f = make_factor<E>(conj_by_sign(load_element(x + i)));
 #pragma GCC unroll 4
-    for (int k = 0; k < Columns; ++k) sum[k] = sum[k] + f * load_units<E>(b + i + k * lda);
+    for (int k = 0; k < Columns; ++k) sum[k] = mul_add(f, load_units<E>(b + i + k * lda), sum[k]);
   }
   const factor<T, E> minus = make_factor<E>(minus_one<T>());
 #pragma GCC unroll 4
   for (int k = 0; k < Columns; ++k) {
     E e = load_units<E>(b + j + k * lda);
-    if (j > 0) e = e + minus * sum[k];
+    if (j > 0) e = mul_add(minus, sum[k], e);
     store_units(b + j + k * lda, broadcast<E>(r) * e);
   }
 }

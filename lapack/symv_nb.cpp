@@ -29,15 +29,15 @@ void scale(zor_int n, T beta, T* y) {
       });
 }
 
-// s A(r, c) within the group, whose stored triangle begins at a.
+// y := y + s A(r, c) within the group, whose stored triangle begins at a.
 template <bool Upper, class T>
-[[gnu::always_inline]] inline T product_within(T s, const T* a, zor_int lda, int r, int c) {
+[[gnu::always_inline]] inline void add_within(T s, const T* a, zor_int lda, int r, int c, T* y) {
   const bool stored = Upper ? r <= c : r >= c;
-  const T e = load_element(stored ? a + r + c * lda : a + c + r * lda);
+  const T e = conj_by_sign_if(!stored, load_element(stored ? a + r + c * lda : a + c + r * lda));
   if constexpr (is_complex<T>) {
-    if (r == c) return scaled(e.re, s);
+    if (r == c) return store_value(y, mul_add(broadcast<element<T>>(e.re), load_value(&s), load_value(y)));
   }
-  return mul_adding(s, stored ? e : conj_by_sign(e));
+  add_term(s, &e, y);
 }
 
 template <bool Upper, int Columns, class T>
@@ -48,8 +48,7 @@ void add_group(zor_int n, zor_int j, T alpha, const T* a, zor_int lda, const T* 
   for (int c = 0; c < Columns; ++c) s[c] = mul_adding(alpha, x[j + c]);
   const T* columns = a + j * lda;
   for (int r = 0; r < Columns; ++r)
-    for (int c = 0; c < Columns; ++c)
-      y[j + r] = add(y[j + r], product_within<Upper>(s[c], columns + j, lda, r, c));
+    for (int c = 0; c < Columns; ++c) add_within<Upper>(s[c], columns + j, lda, r, c, y + j + r);
 
   E sum[Columns] = {};
   const zor_int end = Upper ? j : n;
@@ -59,12 +58,12 @@ void add_group(zor_int n, zor_int j, T alpha, const T* a, zor_int lda, const T* 
     for (zor_int r = i; r < i + rows; ++r) {
       const factor<T, E> f = make_factor<E, is_complex<T>>(x[r]);
 #pragma GCC unroll 4
-      for (int c = 0; c < Columns; ++c) sum[c] = sum[c] + f * load_units<E>(columns + r + c * lda);
+      for (int c = 0; c < Columns; ++c) sum[c] = mul_add(f, load_units<E>(columns + r + c * lda), sum[c]);
     }
   }
 #pragma GCC unroll 4
   for (int c = 0; c < Columns; ++c)
-    store_units(y + j + c, load_units<E>(y + j + c) + make_factor<E>(alpha) * sum[c]);
+    store_units(y + j + c, mul_add(make_factor<E>(alpha), sum[c], load_units<E>(y + j + c)));
 }
 
 template <bool Upper, class T>

@@ -1,72 +1,23 @@
 // SPDX-License-Identifier: MIT
-// y := alpha x + y. The product is formed first, complex as (ar xr - ai xi, ar xi + ai xr), and added to y.
-// alpha of 0 does nothing; a NaN alpha is no 0. Increments whose product is 1 walk forward, others the
-// standard walk in the order of elements, so that incy of 0 adds every term to y[0]. x and y do not overlap.
+// The exported names, in the arithmetic of the library.
 #include "zor/signatures/blas.h"
 
-#include "blas/level1/vector.h"
-#include "blas/level1/walk.h"
-#include "serv/control.h"
+#include "blas/level1/axpy.h"
 
 namespace zor {
-namespace {
-
-// alpha v where results round alike under either sign: the sign of -ai xi goes to alpha, which saves the
-// widest vectors an operation. v is held in a register: else it is loaded twice, once for each use.
-template <class T, class V>
-[[gnu::always_inline]] inline V times_signed(T alpha, V v) {
-  asm("" : "+v"(v));
-  return broadcast<V>(alpha.re) * v + broadcast_pair<V>(-alpha.im, alpha.im) * swap_pairs(v);
-}
-
-// Whole vectors of the unit path; returns the elements done.
-template <class T>
-zor_int axpy_runs(zor_int n, T alpha, const T* x, T* y) {
-  using R = real_t<T>;
-  const R* from = reals(x);
-  R* to = reals(y);
-  const auto add_runs = [=](auto product) __attribute__((always_inline)) {
-    return for_runs_of(
-        n * parts<T>, {from, to}, [=]<class V>(zor_int i) __attribute__((always_inline)) {
-          store<V>(to + i, load<V>(to + i) + product(load<V>(from + i)));
-        });
-  };
-  zor_int done;
-  if constexpr (!is_complex<T>) {
-    done = add_runs([=]<class V>(V v) __attribute__((always_inline)) { return broadcast<V>(alpha) * v; });
-  } else if (width > 32 && rounds_alike_under_signs()) {
-    done = add_runs([=]<class V>(V v) __attribute__((always_inline)) { return times_signed(alpha, v); });
-  } else {
-    done = add_runs([=]<class V>(V v) __attribute__((always_inline)) {
-      return complex_mul(broadcast_pair<V>(alpha.re, alpha.im), v);
-    });
-  }
-  return done / parts<T>;
-}
-
-}  // namespace
 
 template <class T>
-void axpy(zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
-  if (n < 1 || is_zero(alpha)) return;
-  zor_int done = 0;
-  if (unit_pair(incx, incy)) {
-    done = axpy_runs(n, alpha, x, y);
-    incx = incy = 1;
-  }
-  x = walk_start(x, n, incx);
-  y = walk_start(y, n, incy);
-  for (zor_int i = done; i < n; ++i)
-    store_element(y + i * incy, add(load_element(y + i * incy), mul(alpha, load_element(x + i * incx))));
+void axpy_of_arithmetic(zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
+  axpy_walk(n, alpha, x, incx, y, incy);
 }
 
-template void axpy(zor_int, float, const float*, zor_int, float*, zor_int);
-template void axpy(zor_int, double, const double*, zor_int, double*, zor_int);
-template void axpy(zor_int, c32, const c32*, zor_int, c32*, zor_int);
-template void axpy(zor_int, c64, const c64*, zor_int, c64*, zor_int);
+template void axpy_of_arithmetic(zor_int, float, const float*, zor_int, float*, zor_int);
+template void axpy_of_arithmetic(zor_int, double, const double*, zor_int, double*, zor_int);
+template void axpy_of_arithmetic(zor_int, c32, const c32*, zor_int, c32*, zor_int);
+template void axpy_of_arithmetic(zor_int, c64, const c64*, zor_int, c64*, zor_int);
 
 }  // namespace zor
 
 #define ROW_AXPY(name, T) \
-  extern "C" SIG_AXPY(name, T) { zor::axpy<T>(*n, *alpha, x, *incx, y, *incy); }
+  extern "C" SIG_AXPY(name, T) { zor::axpy_of_arithmetic<T>(*n, *alpha, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"

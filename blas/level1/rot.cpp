@@ -6,9 +6,19 @@
 
 #include "blas/level1/vector.h"
 #include "blas/level1/walk.h"
+#include "serv/mul_add.h"
 
 namespace zor {
 namespace {
+
+// c x + t, or with Minus c x - t.
+template <bool Minus, class C, class T>
+[[gnu::always_inline]] inline T scaled_plus(C c, T x, T t) {
+  if constexpr (is_complex<T>)
+    return {scaled_plus<Minus>(c, x.re, t.re), scaled_plus<Minus>(c, x.im, t.im)};
+  else
+    return mul_add(c, x, Minus ? -t : t);
+}
 
 // Whole vectors of the unit path; returns the elements done.
 template <class T, class C, class S>
@@ -21,12 +31,12 @@ zor_int rot_runs(zor_int n, T* x, T* y, C c, S s) {
         const V va = load<V>(a + i), vb = load<V>(b + i), vc = broadcast<V>(c);
         if constexpr (is_complex<S>) {
           const V vs = broadcast_pair<V>(s.re, s.im);
-          store<V>(a + i, vc * va + complex_mul(vs, vb));
-          store<V>(b + i, vc * vb - complex_mul<true>(vs, va));
+          store<V>(a + i, mul_add(vc, va, term_pairs(vs, vb)));
+          store<V>(b + i, mul_add(vc, vb, -term_pairs<true>(vs, va)));
         } else {
           const V vs = broadcast<V>(s);
-          store<V>(a + i, vc * va + vs * vb);
-          store<V>(b + i, vc * vb - vs * va);
+          store<V>(a + i, mul_add(vc, va, vs * vb));
+          store<V>(b + i, mul_add(vc, vb, -(vs * va)));
         }
       });
   return done / parts<T>;
@@ -47,11 +57,11 @@ void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
   for (zor_int i = done; i < n; ++i) {
     const T xi = load_element(x + i * incx), yi = load_element(y + i * incy);
     if constexpr (is_complex<S>) {
-      store_element(x + i * incx, add(scaled(c, xi), mul(s, yi)));
-      store_element(y + i * incy, sub(scaled(c, yi), mul<true>(s, xi)));
+      store_element(x + i * incx, scaled_plus<false>(c, xi, term(s, yi)));
+      store_element(y + i * incy, scaled_plus<true>(c, yi, term<true>(s, xi)));
     } else {
-      store_element(x + i * incx, add(scaled(c, xi), scaled(s, yi)));
-      store_element(y + i * incy, sub(scaled(c, yi), scaled(s, xi)));
+      store_element(x + i * incx, scaled_plus<false>(c, xi, scaled(s, yi)));
+      store_element(y + i * incy, scaled_plus<true>(c, yi, scaled(s, xi)));
     }
   }
 }

@@ -33,7 +33,7 @@ template <bool Conj, bool Up, class T, class V>
 #pragma GCC unroll 8
     for (int k = 0; k < U; ++k) {
       const int i = Up ? k : U - 1 - k;
-      if (Whole || k >= skip) sum = sum + factor_of<T, Conj>(load_units<V>(x + row + i)) * square[i];
+      if (Whole || k >= skip) sum = mul_add(factor_of<T, Conj>(load_units<V>(x + row + i)), square[i], sum);
     }
   };
   zor_int done = 0;

@@ -44,7 +44,7 @@ void add_to_vectors(zor_int n, T alpha, const T* a, zor_int lda, const T* x, T* 
     }
     const factor<T, V> s = make_factor<V>(mul_adding(alpha, x[j]));
 #pragma GCC unroll 8
-    for (int v = 0; v < Vectors; ++v) sum[v] = sum[v] + s * load_units<V>(a + v * U);
+    for (int v = 0; v < Vectors; ++v) sum[v] = mul_add(s, load_units<V>(a + v * U), sum[v]);
   }
 #pragma GCC unroll 8
   for (int v = 0; v < Vectors; ++v) store_units(y + v * U, sum[v]);
@@ -115,7 +115,7 @@ void dot_columns(zor_int m, int columns, T alpha, const T* a, zor_int lda, const
     transpose_square<T>(square);
 #pragma GCC unroll 16
     for (int i = 0; i < U; ++i)
-      if (All || i >= skip) s = s + make_factor<V, Conj>(load_element(xs + i)) * square[i];
+      if (All || i >= skip) s = mul_add(make_factor<V, Conj>(load_element(xs + i)), square[i], s);
   };
   zor_int row = 0;
   if constexpr (Whole) {
@@ -153,11 +153,14 @@ void dot_columns(zor_int m, int columns, T alpha, const T* a, zor_int lda, const
           },
           x + (m - U), skip);
   }
-  T product[Groups * U];
-  for (int g = 0; g < Groups; ++g) store_units(product + g * U, make_factor<V>(alpha) * sum[g]);
-  using E = element<T>;
-  for (int j = 0; j < (Whole ? Groups * U : columns); ++j)
-    store_units(y + j, load_units<E>(y + j) + load_units<E>(product + j));
+  if constexpr (Whole) {
+    for (int g = 0; g < Groups; ++g)
+      store_units(y + g * U, mul_add(make_factor<V>(alpha), sum[g], load_units<V>(y + g * U)));
+  } else {
+    T sums[Groups * U];
+    for (int g = 0; g < Groups; ++g) store_units(sums + g * U, sum[g]);
+    for (int j = 0; j < columns; ++j) add_term(alpha, sums + j, y + j);
+  }
 }
 
 // Columns that are read side by side at most. Measured on Zen 4: of 32 columns the hardware fetches fewer
@@ -223,8 +226,8 @@ void gemv_t_plain(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const 
   for (zor_int j = 0; j < n; ++j) {
     E sum{};
     for (zor_int i = 0; i < m; ++i)
-      sum = sum + make_factor<E, Conj>(load_element(x + i * incx)) * load_units<E>(a + i + j * lda);
-    store_units(y + j * incy, load_units<E>(y + j * incy) + make_factor<E>(alpha) * sum);
+      sum = mul_add(make_factor<E, Conj>(load_element(x + i * incx)), load_units<E>(a + i + j * lda), sum);
+    store_units(y + j * incy, mul_add(make_factor<E>(alpha), sum, load_units<E>(y + j * incy)));
   }
 }
 

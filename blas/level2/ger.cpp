@@ -4,7 +4,7 @@
 // y[j] equals 0 is left alone.
 #include "zor/signatures/blas.h"
 
-#include "blas/level1/vector.h"
+#include "blas/level1/axpy.h"
 #include "blas/thresholds.h"
 #include "serv/element.h"
 #include "serv/imports.h"
@@ -21,7 +21,7 @@ void add_to_column(zor_int m, T s, const T* x, T* column) {
       return core::zor_blas_zaxpy(&m, &s, x, &step, column, &step);
     }
   }
-  axpy(m, s, x, zor_int(1), column, zor_int(1));
+  axpy_of_arithmetic(m, s, x, zor_int(1), column, zor_int(1));
 }
 
 template <bool Conj, class T>

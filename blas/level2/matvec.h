@@ -2,7 +2,7 @@
 // What the matrix-vector kernels share: the scaling of y, single terms of a sum, sums of columns.
 #pragma once
 
-#include "serv/element.h"
+#include "serv/mul_add.h"
 
 namespace zor {
 
@@ -51,10 +51,18 @@ template <bool Conj = false, class T>
   else
     return s * a;
 }
-// sum + s a of an element a in memory.
+// sum + s a, with Conj sum + s conj(a).
+template <bool Conj = false, class T>
+[[gnu::always_inline]] inline value<T> plus_term(value<T> sum, T s, value<T> a) {
+  if constexpr (is_complex<T>)
+    return mul_add(make_factor<element<T>, Conj>(s), a, sum);
+  else
+    return mul_add(s, a, sum);
+}
+// The same of an element a in memory.
 template <bool Conj = false, class T>
 [[gnu::always_inline]] inline value<T> plus_term(value<T> sum, T s, const T* a) {
-  return sum + times_element<Conj>(s, load_value(a));
+  return plus_term<Conj>(sum, s, load_value(a));
 }
 // y := y + s a of one element each.
 template <bool Conj = false, class T>
@@ -73,7 +81,7 @@ void add_columns(zor_int m, const T* s, const Column& column, T* y) {
     for (int j = 0; j < Columns; ++j) f[j] = make_factor<V>(s[j]);
     for (; i < last; i += units<T, Bytes>) {
       V sum = load_units<V>(y + i);
-      for (int j = 0; j < Columns; ++j) sum = sum + f[j] * load_units<V>(at(j) + i);
+      for (int j = 0; j < Columns; ++j) sum = mul_add(f[j], load_units<V>(at(j) + i), sum);
       store_units(y + i, sum);
     }
   });

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "blas/level2/triangle.h"
-#include "serv/scalar.h"
+#include "serv/mul_add.h"
 
 namespace zor {
 
@@ -19,11 +19,11 @@ template <bool DiagonalApart, class T>
   return {top > first ? top : first, bottom < end ? bottom : end};
 }
 
-// The real part of x y in the subtracting form: the imaginary part is not computed, so that it raises no
+// The real part of `term`: the imaginary part is not computed, so that it raises no
 // flag.
 template <class T>
 [[gnu::always_inline]] inline real_t<T> real_of_product(T x, T y) {
-  return x.re * y.re - x.im * y.im;
+  return mul_add(x.re, y.re, -(x.im * y.im));
 }
 
 // (re, im) := (re + term, 0); im is not read.

@@ -40,8 +40,7 @@ template <bool Hermitian, int Count, class T>
 template <bool Hermitian, class T>
 [[gnu::always_inline]] inline value<T> plus_diagonal(value<T> yj, T s, const T* diagonal) {
   if constexpr (Hermitian) {
-    const T term = scaled(load_element(diagonal).re, s);
-    return yj + load_value(&term);
+    return mul_add(broadcast<value<T>>(load_element(diagonal).re), load_value(&s), yj);
   } else {
     return plus_term(yj, s, diagonal);
   }
@@ -66,11 +65,11 @@ void add_rectangle(column_panel<Columns, T>& panel, zor_int first, zor_int end, 
       load_square<T>(
           square, [&](int l) __attribute__((always_inline)) { return p.column[g * U + l] + row; });
 #pragma GCC unroll 16
-      for (int l = 0; l < U; ++l) yi = yi + s[g * U + l] * square[l];
+      for (int l = 0; l < U; ++l) yi = mul_add(s[g * U + l], square[l], yi);
       transpose_square<T>(square);
 #pragma GCC unroll 16
       for (int i = 0; i < U; ++i)
-        sum[g] = sum[g] + make_factor<V, Hermitian>(load_element(x + row + i)) * square[i];
+        sum[g] = mul_add(make_factor<V, Hermitian>(load_element(x + row + i)), square[i], sum[g]);
     }
     store_units(y + row, yi);
   }
@@ -98,10 +97,10 @@ void add_triangle(column_panel<Columns, T>& panel, T alpha, const T* x, T* y) {
 #pragma GCC unroll 16
     for (int i = Upper ? 0 : l + 1; i < (Upper ? l : Columns); ++i) {
       const value<T> a = load_value(column + i);
-      yv[i] = yv[i] + times_element(p.s[l], a);
-      sum[l] = sum[l] + times_element<Hermitian>(xv[i], a);
+      yv[i] = plus_term(yv[i], p.s[l], a);
+      sum[l] = plus_term<Hermitian>(sum[l], xv[i], a);
     }
-    if (Upper) yv[l] = plus_diagonal<Hermitian>(yv[l], p.s[l], column + l) + times_element(alpha, sum[l]);
+    if (Upper) yv[l] = plus_term(plus_diagonal<Hermitian>(yv[l], p.s[l], column + l), alpha, sum[l]);
   }
 #pragma GCC unroll 16
   for (int l = 0; l < Columns; ++l) {

@@ -182,7 +182,7 @@ class triangular_walk {
         // Rows of a solve that are still to come, rows of a product that have begun.
         if (Up == solving ? r <= j : r >= j) continue;
         const T* const a = Op == operation::plain ? a_.column(i + j) + i + r : a_.column(i + r) + i + j;
-        v[r] = v[r] + times_element<conj>(xj, load_value(a));
+        v[r] = plus_term<conj>(v[r], xj, a);
       }
     }
   }
@@ -276,7 +276,7 @@ class triangular_walk {
         for (int k = 0; k < U; ++k) {
           const int p = Up ? k : U - 1 - k;
           const T xj = load_element(x_ + row + p);
-          sum[g] = sum[g] + make_factor<V, conj>(solving ? negated(xj) : xj) * square[p];
+          sum[g] = mul_add(make_factor<V, conj>(solving ? negated(xj) : xj), square[p], sum[g]);
         }
       }
     };

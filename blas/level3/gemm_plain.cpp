@@ -9,6 +9,7 @@
 // below 1 every form is C := beta C. Conjugation of B is (re, 0 - im).
 #include "blas/level3/gemm.h"
 #include "blas/thresholds.h"
+#include "serv/mul_add.h"
 
 namespace zor::gemm {
 namespace {
@@ -63,7 +64,7 @@ void dot_rows(zor_int k, T alpha, const operand<T>& a, const operand<T>& b, zor_
   V sum[Rows] = {};
   for (zor_int p = 0; p < k; ++p) {
     const auto f = make_factor<V, Conj>(b_element(b, p, j));
-    for (int r = 0; r < Rows; ++r) sum[r] = sum[r] + f * load_units<V>(a.at(r, p));
+    for (int r = 0; r < Rows; ++r) sum[r] = mul_add(f, load_units<V>(a.at(r, p)), sum[r]);
   }
   for (int r = 0; r < Rows; ++r) join(alpha, sum[r], beta, c + r);
 }
@@ -73,11 +74,11 @@ double pair_sum(zor_int k, const double* a, const double* b, zor_int ldb) {
   V s0 = {}, s1 = {};
   zor_int p = 0;
   for (; p + 4 <= k; p += 4) {
-    s0 = s0 + load<V>(a + p) * V{b[p * ldb], b[(p + 1) * ldb]};
-    s1 = s1 + load<V>(a + p + 2) * V{b[(p + 2) * ldb], b[(p + 3) * ldb]};
+    s0 = mul_add(load<V>(a + p), V{b[p * ldb], b[(p + 1) * ldb]}, s0);
+    s1 = mul_add(load<V>(a + p + 2), V{b[(p + 2) * ldb], b[(p + 3) * ldb]}, s1);
   }
   double sum = sum_lanes(s0 + s1);
-  for (; p < k; ++p) sum = sum + a[p] * b[p * ldb];
+  for (; p < k; ++p) sum = mul_add(a[p], b[p * ldb], sum);
   return sum;
 }
 

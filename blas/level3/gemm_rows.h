@@ -79,7 +79,7 @@ void row_products(zor_int depth, T alpha, const operand<T>& a, T beta, const str
       for (int r = 0; r < Rows; ++r) {
         const auto f = coefficient(r, p);
 #pragma GCC unroll 2
-        for (int s = 0; s < Strips; ++s) sum[s][r] = sum[s][r] + f * row[s];
+        for (int s = 0; s < Strips; ++s) sum[s][r] = mul_add(f, row[s], sum[s][r]);
       }
     }
   };

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "blas/level3/gemm.h"
+#include "serv/mul_add.h"
 
 namespace zor::gemm {
 
@@ -44,7 +45,7 @@ template <class T>
 using tile_kernel = void(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, T* c, int rows);
 
 // The lane-wise sums over p, in ascending order and from +0: of a b, and for complex types
-// R := (R + br ar) - bi ai, I := (I + br ai) + bi ar.
+// R := (R + br ar) - bi ai, I := (I + br ai) + bi ar, each product joined by mul_add or mul_sub.
 template <class T, class V, int Vectors, int Columns, reading From>
 [[gnu::always_inline]] inline void accumulate(const tile<T>& t, const real_t<T>* a, const real_t<T>* b,
                                               V (&sum)[Columns][Vectors * parts<T>]) {
@@ -81,17 +82,17 @@ template <class T, class V, int Vectors, int Columns, reading From>
           const zor_int re = j * column, im = re + copies;
 #pragma GCC unroll 16
           for (int v = 0; v < Vectors; ++v) {
-            sum[j][v] = sum[j][v] + b_value(re) * av[v];
-            sum[j][Vectors + v] = sum[j][Vectors + v] + b_value(re) * av[Vectors + v];
+            sum[j][v] = mul_add(b_value(re), av[v], sum[j][v]);
+            sum[j][Vectors + v] = mul_add(b_value(re), av[Vectors + v], sum[j][Vectors + v]);
           }
 #pragma GCC unroll 16
           for (int v = 0; v < Vectors; ++v) {
-            sum[j][v] = sum[j][v] - b_value(im) * av[Vectors + v];
-            sum[j][Vectors + v] = sum[j][Vectors + v] + b_value(im) * av[v];
+            sum[j][v] = mul_sub(b_value(im), av[Vectors + v], sum[j][v]);
+            sum[j][Vectors + v] = mul_add(b_value(im), av[v], sum[j][Vectors + v]);
           }
         } else {
 #pragma GCC unroll 16
-          for (int v = 0; v < Vectors; ++v) sum[j][v] = sum[j][v] + av[v] * b_value(j * column);
+          for (int v = 0; v < Vectors; ++v) sum[j][v] = mul_add(av[v], b_value(j * column), sum[j][v]);
         }
       }
       a += a_step;

@@ -7,6 +7,7 @@
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
 #include "blas/quotient.h"
+#include "serv/mul_add.h"
 
 namespace zor::level3 {
 
@@ -117,6 +118,18 @@ template <class T, class L>
   return times(x, load_element(s));
 }
 
+// sum + x *s of each lane.
+template <class T, class L>
+[[gnu::always_inline]] inline L plus_times_at(L sum, L x, const T* s) {
+  if constexpr (is_complex<T>) {
+    using V = decltype(x.re);
+    return mul_add(x, {broadcast<V>(s->re), broadcast<V>(s->im)}, sum);
+  } else {
+    if constexpr (width == 64) asm("" : "+r"(s), "+v"(x));
+    return mul_add(x, broadcast<L>(load_element(s)), sum);
+  }
+}
+
 // The sum of l[q] x(q), q from 0 to count - 1, of each lane; count is at least 1.
 template <class T, class Block>
 [[gnu::always_inline]] inline void sum_of_products(int count, const T* l, const Block& x,
@@ -137,7 +150,8 @@ template <class T, class Block>
 #pragma GCC unroll 4
       for (int s = 0; s < 4; ++s) {
 #pragma GCC unroll 4
-        for (int v = 0; v < vectors; ++v) partial[s][v] = partial[s][v] + times_at(x.at[q + s][v], l + q + s);
+        for (int v = 0; v < vectors; ++v)
+          partial[s][v] = plus_times_at(partial[s][v], x.at[q + s][v], l + q + s);
       }
     }
 #pragma GCC unroll 4
@@ -146,7 +160,7 @@ template <class T, class Block>
   }
   for (; q < count; ++q) {
 #pragma GCC unroll 4
-    for (int v = 0; v < vectors; ++v) sum[v] = sum[v] + times_at(x.at[q][v], l + q);
+    for (int v = 0; v < vectors; ++v) sum[v] = plus_times_at(sum[v], x.at[q][v], l + q);
   }
 }
 

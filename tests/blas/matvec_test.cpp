@@ -148,8 +148,8 @@ TEST(Gemv, MisalignedOperandsAreNotStaged) {
   for (double& v : x) v = random.unit();
   for (zor_int j = 0; j < n; ++j) {
     double sum = 0;
-    for (zor_int i = 0; i < m; ++i) sum += a[size_t(i + j * m)] * x[size_t(2 * i)];
-    expected[size_t(j)] += 1.5 * sum;
+    for (zor_int i = 0; i < m; ++i) sum = zor_ref::plus_term(sum, x[size_t(2 * i)], a[size_t(i + j * m)]);
+    expected[size_t(j)] = zor_ref::plus_term(expected[size_t(j)], 1.5, sum);
   }
   std::vector<char> shifted(a.size() * sizeof(double) + 4);
   std::memcpy(shifted.data() + 4, a.data(), a.size() * sizeof(double));

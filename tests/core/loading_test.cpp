@@ -84,6 +84,14 @@ TEST(Loading, TheLoadersChoiceOrTheBuildLoadedFirst) {
   }
 }
 
+TEST(Loading, TheFusedArithmeticByItsFolder) {
+  const answer separate = probe("", core_library),
+               fused = probe("LD_LIBRARY_PATH=" + lib + "/fused", core_library);
+  EXPECT_EQ(separate.build, fused.build);
+  std::string wanted = separate.path;
+  EXPECT_EQ(wanted.replace(lib.size(), 0, "/fused"), fused.path);
+}
+
 // What a plug-in's host does. The threads of a call are there still when the library is closed.
 TEST(Loading, ClosedAfterThreadedCallsAndOpenedAgain) {
   constexpr int rounds = 20;

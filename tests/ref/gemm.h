@@ -43,25 +43,27 @@ T panel_sum(const product<T>& q, zor_int i, zor_int j, zor_int first, zor_int la
   for (zor_int p = first; p < last; ++p) {
     const T s = times(q.alpha, q.op_a(i, p)), b = q.op_b(p, j);
     if constexpr (std::is_floating_point_v<T>) {
-      sum += s * b;
+      sum = plus_product(sum, s, b);
     } else {
-      sum.re = (sum.re + b.re * s.re) - b.im * s.im;
-      sum.im = (sum.im + b.re * s.im) + b.im * s.re;
+      sum.re = minus_product(plus_product(sum.re, b.re, s.re), b.im, s.im);
+      sum.im = plus_product(plus_product(sum.im, b.re, s.im), b.im, s.re);
     }
   }
   return sum;
 }
 
-// The product without panels, for one block of rows, columns and depth.
+// The product without panels, for one block of rows, columns and depth. By_a says that the first factor of a
+// term is the element of op(A), as in the rows beyond those of tiles.
 template <class T>
 void plain(const product<T>& q, zor_int i0, zor_int i1, zor_int j0, zor_int j1, zor_int p0, zor_int p1,
-           T beta) {
+           T beta, bool by_a = false) {
+  const auto joined = [&](T sum, T a, T b) { return by_a ? plus_term(sum, a, b) : plus_term(sum, b, a); };
   for (zor_int j = j0; j < j1; ++j)
     for (zor_int i = i0; i < i1; ++i) {
       T& c = q.at(i, j);
       if (!q.a_transposed() || p1 <= p0) {
         c = is(beta, 0) ? T{} : is(beta, 1) ? c : times(beta, c);
-        for (zor_int p = p0; p < p1; ++p) c = plus(c, times(q.op_a(i, p), times(q.alpha, q.op_b(p, j))));
+        for (zor_int p = p0; p < p1; ++p) c = joined(c, q.op_a(i, p), times(q.alpha, q.op_b(p, j)));
         continue;
       }
       T sum{};
@@ -70,13 +72,16 @@ void plain(const product<T>& q, zor_int i0, zor_int i1, zor_int j0, zor_int j1, 
         if (q.b_transposed() && p1 - p0 >= 9) {
           const zor_int pairs = p0 + (p1 - p0) / 4 * 4;
           double lane[4] = {0, 0, 0, 0};
-          for (zor_int p = p0; p < pairs; ++p) lane[(p - p0) % 4] += q.op_a(i, p) * q.op_b(p, j);
+          for (zor_int p = p0; p < pairs; ++p) {
+            double& sum_of_lane = lane[(p - p0) % 4];
+            sum_of_lane = plus_product(sum_of_lane, q.op_a(i, p), q.op_b(p, j));
+          }
           sum = (lane[0] + lane[2]) + (lane[1] + lane[3]);
-          for (zor_int p = pairs; p < p1; ++p) sum += q.op_a(i, p) * q.op_b(p, j);
+          for (zor_int p = pairs; p < p1; ++p) sum = plus_product(sum, q.op_a(i, p), q.op_b(p, j));
           start = p1;
         }
       }
-      for (zor_int p = start; p < p1; ++p) sum = plus(sum, times(q.op_a(i, p), q.op_b(p, j)));
+      for (zor_int p = start; p < p1; ++p) sum = joined(sum, q.op_a(i, p), q.op_b(p, j));
       sum = times(q.alpha, sum);
       c = is(beta, 0) ? sum : is(beta, 1) ? plus(sum, c) : plus(sum, times(beta, c));
     }
@@ -124,8 +129,8 @@ void gemm(const product<T>& q, bool memory = true) {
     }
   }
   const T one = unity<T>();
-  plain(q, m, q.m, 0, n, q.k - head, q.k, q.beta);
-  for (zor_int p = 0; p < q.k - head; p += kb) plain(q, m, q.m, 0, n, p, p + kb, one);
+  plain(q, m, q.m, 0, n, q.k - head, q.k, q.beta, true);
+  for (zor_int p = 0; p < q.k - head; p += kb) plain(q, m, q.m, 0, n, p, p + kb, one, true);
   if (product<T>::upper(q.transb, 'C') && n < q.n && !std::is_same_v<T, float>) {
     plain(q, 0, q.m, n, q.n, 0, q.k, q.beta);
   } else {

@@ -12,11 +12,6 @@
 
 namespace zor_ref {
 
-// s times the real part of a.
-template <class T>
-T by_real_part(T a, T s) {
-  return is_complex<T> ? by_real(real_part(a), s) : times(a, s);
-}
 template <class T>
 bool no_pivot(T p) {
   if constexpr (is_complex<T>)
@@ -343,7 +338,7 @@ zor_int sytrf_small(bool upper, zor_int n, R* array, zor_int lda, zor_int* ipiv)
         for (zor_int j = k + 1; j <= n && r1 != 0; ++j) {
           const R s = -r1 * at(j, k);
           if (at(j, k) == 0 || s == 0) continue;
-          for (zor_int i = j; i <= n; ++i) at(i, j) = at(i, j) + s * at(i, k);
+          for (zor_int i = j; i <= n; ++i) at(i, j) = plus_product(at(i, j), s, at(i, k));
         }
         if (r1 != 1)
           for (zor_int i = k + 1; i <= n; ++i) at(i, k) = r1 * at(i, k);
@@ -430,15 +425,15 @@ void symv_nb(bool upper, zor_int n, zor_int k, T alpha, const T* a, zor_int lda,
       for (zor_int c = j; c < j + count; ++c) {
         const bool stored = upper ? r <= c : r >= c;
         const T s = times(alpha, x[c]), e = stored ? a[r + c * lda] : conj(a[c + r * lda]);
-        y[r] = plus(y[r], r == c ? by_real_part(e, s) : times(s, e));
+        y[r] = r == c ? plus_real_times(y[r], real_part(e), s) : plus_term(y[r], s, e);
       }
     for (zor_int c = j; c < j + count; ++c) {
       T sum{};
       for (zor_int i = upper ? 0 : j + count; i < (upper ? j : n); ++i) {
-        y[i] = plus(y[i], times(times(alpha, x[c]), a[i + c * lda]));
-        sum = plus(sum, times(conj(a[i + c * lda]), x[i]));
+        y[i] = plus_term(y[i], times(alpha, x[c]), a[i + c * lda]);
+        sum = plus_term(sum, x[i], conj(a[i + c * lda]));
       }
-      y[c] = plus(y[c], times(alpha, sum));
+      y[c] = plus_term(y[c], alpha, sum);
     }
   });
 }
@@ -485,8 +480,7 @@ void spr(bool upper, zor_int n, T alpha, const T* x, zor_int incx, T* ap) {
   if (n < 1 || is(alpha, 0)) return;
   for (zor_int j = 0; j < n; ++j)
     for (zor_int i = upper ? 0 : j; i <= (upper ? j : n - 1); ++i, ++ap)
-      if (!is(at(x, n, incx, j), 0))
-        *ap = plus(*ap, times(times(alpha, at(x, n, incx, j)), at(x, n, incx, i)));
+      if (!is(at(x, n, incx, j), 0)) *ap = plus_term(*ap, times(alpha, at(x, n, incx, j)), at(x, n, incx, i));
 }
 
 template <class T>
@@ -509,10 +503,10 @@ void larfx(bool left, zor_int m, zor_int n, const T* v, T tau, T* c, zor_int ldc
     // The line's product with v, and the rank-one update, which leaves a column alone where its factor is 0.
     T sum{};
     for (zor_int i = 0; i < order; ++i)
-      sum = plus(sum, times(left ? v[i] : x[i * within], left ? conj(x[i * within]) : v[i]));
+      sum = plus_term(sum, v[i], left ? conj(x[i * within]) : x[i * within]);
     for (zor_int i = 0; i < order; ++i) {
       const T f = times(minus(T{}, tau), conj(left ? sum : v[i])), e = left ? v[i] : sum;
-      if (!is(f, 0)) x[i * within] = plus(x[i * within], times(f, e));
+      if (!is(f, 0)) x[i * within] = plus_term(x[i * within], f, e);
     }
   }
 }

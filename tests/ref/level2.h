@@ -52,7 +52,7 @@ void ger(bool conjugate, zor_int m, zor_int n, T alpha, const T* x, zor_int incx
     if (is(yj, 0)) continue;
     const T s = times(alpha, conj_if(conjugate, yj));
     for (zor_int i = 0; i < m && !is(s, 0); ++i)
-      a[i + j * lda] = plus(a[i + j * lda], times(s, at(x, m, incx, i)));
+      a[i + j * lda] = plus_term(a[i + j * lda], s, at(x, m, incx, i));
   }
 }
 
@@ -69,14 +69,14 @@ void gbmv(const layout& l, char trans, T alpha, const T* a, const T* x, zor_int 
       const T s = times(alpha, at(x, inputs, incx, j));
       for (zor_int i = l.first(j); i < l.end(j); ++i) {
         T& yi = at(y, outputs, incy, i);
-        yi = plus(yi, times(s, a[l.place(i, j)]));
+        yi = plus_term(yi, s, a[l.place(i, j)]);
       }
     } else {
       T sum{};
       for (zor_int i = l.first(j); i < l.end(j); ++i)
-        sum = plus(sum, times(at(x, inputs, incx, i), conj_if(conjugate, a[l.place(i, j)])));
+        sum = plus_term(sum, at(x, inputs, incx, i), conj_if(conjugate, a[l.place(i, j)]));
       T& yj = at(y, outputs, incy, j);
-      yj = plus(yj, times(alpha, sum));
+      yj = plus_term(yj, alpha, sum);
     }
   }
 }
@@ -95,13 +95,13 @@ void symv(const layout& l, bool hermitian, T alpha, const T* a, const T* x, zor_
       if (i == j) continue;
       const T aij = a[l.place(i, j)];
       T& yi = at(y, n, incy, i);
-      yi = plus(yi, times(s, aij));
-      sum = plus(sum, times(at(x, n, incx, i), conj_if(hermitian, aij)));
+      yi = plus_term(yi, s, aij);
+      sum = plus_term(sum, at(x, n, incx, i), conj_if(hermitian, aij));
     }
     const T ajj = a[l.place(j, j)];
     T& yj = at(y, n, incy, j);
-    yj = plus(yj, hermitian ? by_real(real_part(ajj), s) : times(s, ajj));
-    yj = plus(yj, times(alpha, sum));
+    yj = hermitian ? plus_real_times(yj, real_part(ajj), s) : plus_term(yj, s, ajj);
+    yj = plus_term(yj, alpha, sum);
   }
 }
 
@@ -117,7 +117,7 @@ void add_real(real_t<T> term, T& a) {
 template <class T>
 real_t<T> real_product(T a, T b) {
   if constexpr (is_complex<T>)
-    return a.re * b.re - a.im * b.im;
+    return plus_product(-(a.im * b.im), a.re, b.re);
   else
     return a * b;
 }
@@ -134,7 +134,7 @@ void rank_one(const layout& l, bool hermitian, R alpha, const T* x, zor_int incx
       if (hermitian && i == j)
         add_real(is(s, 0) ? 0 : real_product(xj, s), aij);
       else if (!is(s, 0))
-        aij = plus(aij, times(s, at(x, l.n, incx, i)));
+        aij = plus_term(aij, s, at(x, l.n, incx, i));
     }
   }
 }
@@ -156,7 +156,7 @@ void rank_two(const layout& l, bool hermitian, T alpha, const T* x, zor_int incx
         add_real(real_product(xj, s), aij);
         add_real(real_product(yj, t), aij);
       } else {
-        aij = plus(plus(aij, times(s, at(x, n, incx, i))), times(t, at(y, n, incy, i)));
+        aij = plus_term(plus_term(aij, s, at(x, n, incx, i)), t, at(y, n, incy, i));
       }
     }
   }
@@ -181,7 +181,7 @@ void multiply_rows(const layout& l, const T* a, char trans, bool unit, T* x, zor
     T& xi = at(x, l.n, incx, i);
     T sum = unit ? xi : times(xi, op_element(l, a, trans, i, i));
     for (zor_int j = i + step; j >= first && j < end && (j - i) * step <= reach; j += step)
-      sum = plus(sum, times(at(x, l.n, incx, j), op_element(l, a, trans, i, j)));
+      sum = plus_term(sum, at(x, l.n, incx, j), op_element(l, a, trans, i, j));
     xi = sum;
   }
 }
@@ -195,7 +195,7 @@ void solve_rows(const layout& l, const T* a, char trans, bool unit, T* x, zor_in
     T& xi = at(x, l.n, incx, i);
     for (zor_int j = lower ? first : end - 1; j != i; j += step)
       if ((i - j) * step <= reach)
-        xi = plus(xi, times(negative(at(x, l.n, incx, j)), op_element(l, a, trans, i, j)));
+        xi = plus_term(xi, negative(at(x, l.n, incx, j)), op_element(l, a, trans, i, j));
     if (!unit) xi = quotient(xi, op_element(l, a, trans, i, i));
   }
 }

@@ -18,18 +18,23 @@ void add_product(char ta, char tb, zor_int m, zor_int n, zor_int k, T alpha, con
   gemm(product<T>{ta, tb, m, n, k, alpha, a, lda, b, ldb, element_of<T>(real_t<T>(beta)), c, ldc});
 }
 
-// Terms of a direct sum: up to 8 in order; more of them in four sums by position, joined crosswise, then the
-// rest.
+// The sum of products of a direct sum: up to 8 in order; more of them in four sums by position, joined
+// crosswise, then the rest. Each sum begins with its first product.
 template <class T>
-T direct_sum(const std::vector<T>& terms) {
+struct factors {
+  T x, y;
+};
+template <class T>
+T direct_sum(const std::vector<factors<T>>& terms) {
   const size_t whole = terms.size() < 9 ? 1 : terms.size() / 4 * 4;
-  T s = terms[0];
+  const auto product = [&](size_t i) { return times(terms[i].x, terms[i].y); };
+  T s = product(0);
   if (whole > 1) {
-    std::vector<T> four(terms.begin(), terms.begin() + 4);
-    for (size_t i = 4; i < whole; ++i) four[i % 4] = plus(four[i % 4], terms[i]);
+    T four[4] = {s, product(1), product(2), product(3)};
+    for (size_t i = 4; i < whole; ++i) four[i % 4] = plus_term(four[i % 4], terms[i].x, terms[i].y);
     s = plus(plus(four[0], four[2]), plus(four[1], four[3]));
   }
-  for (size_t i = whole; i < terms.size(); ++i) s = plus(s, terms[i]);
+  for (size_t i = whole; i < terms.size(); ++i) s = plus_term(s, terms[i].x, terms[i].y);
   return s;
 }
 
@@ -75,9 +80,8 @@ struct triangular {
       for (zor_int p = 0; p < order; ++p) {
         const auto index = [&](zor_int q) { return upwards() ? first + q : first + order - 1 - q; };
         T& xp = x(index(p), f);
-        std::vector<T> terms;
-        for (zor_int q = 0; q < p; ++q)
-          terms.push_back(times(x(index(q), f), coefficient(index(p), index(q))));
+        std::vector<factors<T>> terms;
+        for (zor_int q = 0; q < p; ++q) terms.push_back({x(index(q), f), coefficient(index(p), index(q))});
         if (p > 0) xp = plus(xp, times(element_of<T>(-1), direct_sum(terms)));
         if (!unit()) xp = quotient(xp, coefficient(index(p), index(p)));
       }
@@ -93,9 +97,8 @@ struct triangular {
       }
       for (zor_int p = 0; p < order; ++p) {
         const T own = unit() ? scaled[size_t(p)] : times(scaled[size_t(p)], coefficient(index(p), index(p)));
-        std::vector<T> terms;
-        for (zor_int q = 0; q < p; ++q)
-          terms.push_back(times(scaled[size_t(q)], coefficient(index(p), index(q))));
+        std::vector<factors<T>> terms;
+        for (zor_int q = 0; q < p; ++q) terms.push_back({scaled[size_t(q)], coefficient(index(p), index(q))});
         x(index(p), f) = p > 0 ? plus(direct_sum(terms), own) : own;
       }
     }

@@ -2,6 +2,7 @@
 // Plain loops of the matrix-vector kernels in their stated orders of sums.
 #pragma once
 
+#include "tests/ref/arithmetic.h"
 #include "tests/ref/element.h"
 
 namespace zor_ref {
@@ -31,7 +32,7 @@ void gemv(char trans, zor_int m, zor_int n, T alpha, const T* a, zor_int lda, co
       const T s = times(alpha, at(x, inputs, incx, j));
       for (zor_int i = 0; i < m; ++i) {
         T& yi = at(y, outputs, incy, i);
-        yi = plus(yi, times(s, a[i + j * lda]));
+        yi = plus_term(yi, s, a[i + j * lda]);
       }
     }
     return;
@@ -43,9 +44,9 @@ void gemv(char trans, zor_int m, zor_int n, T alpha, const T* a, zor_int lda, co
       T sum{};
       for (zor_int i = first; i < m && i < first + piece; ++i) {
         const T aij = a[i + j * lda];
-        sum = plus(sum, times(at(x, inputs, incx, i), conjugate ? conj(aij) : aij));
+        sum = plus_term(sum, at(x, inputs, incx, i), conjugate ? conj(aij) : aij);
       }
-      yj = plus(yj, times(alpha, sum));
+      yj = plus_term(yj, alpha, sum);
     }
   }
 }

@@ -9,6 +9,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "tests/ref/arithmetic.h"
 #include "tests/ref/element.h"
 
 namespace ref {
@@ -287,7 +288,7 @@ template <class T>
 void axpy(zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
   if (is(alpha, 0)) return;
   for (zor_int i = 0; i < n; ++i)
-    set(y, n, incy, i, plus(at(y, n, incy, i), times(alpha, at(x, n, incx, i))));
+    set(y, n, incy, i, zor_ref::plus_term(at(y, n, incy, i), alpha, at(x, n, incx, i)));
 }
 
 template <class T>
@@ -310,14 +311,14 @@ void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
     const T a = at(x, n, incx, i), b = at(y, n, incy, i);
     T sb, sa;
     if constexpr (is_complex<S>) {
-      sb = times(s, b);
-      sa = conj_times(s, a);
+      sb = zor_ref::term(s, b);
+      sa = zor_ref::term<true>(s, a);
     } else {
       sb = zor_ref::by_real(s, b);
       sa = zor_ref::by_real(s, a);
     }
-    set(x, n, incx, i, plus(zor_ref::by_real(c, a), sb));
-    set(y, n, incy, i, minus(zor_ref::by_real(c, b), sa));
+    set(x, n, incx, i, zor_ref::plus_real_times(sb, c, a));
+    set(y, n, incy, i, zor_ref::plus_real_times(zor_ref::minus(T{}, sa), c, b));
   }
 }
 
