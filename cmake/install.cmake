@@ -1,18 +1,21 @@
 # cmake --install: libraries with their builds, headers, program, documents, and what find_package and pkg-config need.
-# Components, which become packages: libraries, development, tools, blas.
+# Components, which become packages: libraries, fused, development, tools, blas.
 include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
-foreach(target ${ZOR_KERN_TARGETS})
-  string(REPLACE zor_kern_ "" build ${target})
+foreach(build ${ZOR_BUILDS})
+  set(subfolder /glibc-hwcaps/x86-64-${build})
   if(build STREQUAL "baseline")
-    set_target_properties(${target} PROPERTIES EXPORT_NAME kern)
-    install(TARGETS ${target} EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    set(subfolder "")
+    set_target_properties(zor_kern_baseline PROPERTIES EXPORT_NAME kern)
+    install(TARGETS zor_kern_baseline EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
             COMPONENT libraries NAMELINK_COMPONENT development)
   else()
-    install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/glibc-hwcaps/x86-64-${build}
+    install(TARGETS zor_kern_${build} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}${subfolder}
             COMPONENT libraries NAMELINK_SKIP)
   endif()
+  install(TARGETS zor_kern_fused_${build} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/zor/fused${subfolder}
+          COMPONENT fused NAMELINK_SKIP)
 endforeach()
 set_target_properties(zor_core PROPERTIES EXPORT_NAME core)
 install(TARGETS zor_core zor EXPORT zorTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -27,10 +30,14 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zorConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/zorConfig.cmake ${PROJECT_BINARY_DIR}/zorConfigVersion.cmake
         DESTINATION ${package_folder})
 
-# zor.pc finds its prefix from where it stands, so that an installed tree can be moved.
+# zor.pc finds its prefix from where it stands, so that an installed tree can be moved. zor-fused.pc makes a program look for
+# the kernel library among those of the fused arithmetic first.
 file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/zor.pc.in ${PROJECT_BINARY_DIR}/zor.pc @ONLY)
+foreach(name zor zor-fused)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/zor-fused.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT fused)
 
 # The BLAS libraries: a folder each, so that a library path chooses one, and a description for pkg-config.
 set(definition_of_blas64 " -DZOR_CBLAS_64")

@@ -10,7 +10,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_COMPONENTS_ALL libraries development tools blas)
+set(CPACK_COMPONENTS_ALL libraries fused development tools blas)
 
 set(about "The same bits on every x86-64 processor and for every number of
 threads, at the speed of the processor at hand: dense and sparse linear
@@ -29,6 +29,7 @@ macro(describe component package section depends summary)
 endmacro()
 set(same "libzor1 (= ${PROJECT_VERSION})")
 describe(libraries libzor1 libs "" "numerical kernels with the same bits everywhere")
+describe(fused libzor1-fused libs "${same}" "numerical kernels with the same bits everywhere, fused arithmetic")
 describe(development libzor-dev libdevel "${same}" "numerical kernels with the same bits everywhere, for programmers")
 describe(tools zor-tools math "${same}" "numerical kernels with the same bits everywhere, program")
 describe(blas libblas3-zor libs "${same}" "BLAS with the same bits everywhere, for programs that use libblas.so.3")

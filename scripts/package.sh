@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# package.sh [FOLDER]: Debian packages in FOLDER (build-package/debian when left out): libzor1 (libraries), libzor-dev (headers,
+# package.sh [FOLDER]: Debian packages in FOLDER (build-package/debian when left out): libzor1 (libraries), libzor1-fused (the
+# kernel library of the fused arithmetic), libzor-dev (headers,
 # CMake, pkg-config, pages), zor-tools (the program and its manual), libblas3-zor (libblas.so.3, an alternative that is chosen by
 # hand). lintian looks at each; as root they are also installed, used and removed on this machine.
 set -euo pipefail
@@ -27,7 +28,7 @@ printf '%s\n' "${packages[@]}"
 lintian --allow-root --fail-on error --suppress-tags embedded-library,bogus-mail-host,bogus-mail-host-in-debian-changelog "${packages[@]}"
 
 [ "$(id -u)" -eq 0 ] || { echo "not installed: that needs root"; exit 0; }
-names=(libblas3-zor zor-tools libzor-dev libzor1)
+names=(libblas3-zor zor-tools libzor-dev libzor1-fused libzor1)
 trap 'dpkg --purge "${names[@]}" >/dev/null 2>&1 || true' EXIT
 dpkg -i "${packages[@]}" >"$build/log" 2>&1 || { cat "$build/log"; exit 1; }
 scratch=$(mktemp -d)
@@ -35,6 +36,10 @@ read -ra flags < <(pkg-config --cflags --libs zor)
 cc examples/matrix_product.c "${flags[@]}" -o "$scratch/product"
 "$scratch/product" >/dev/null
 /usr/bin/zor verify >/dev/null
+/usr/bin/zor --arithmetic fused verify --family gemm >/dev/null
+read -ra flags < <(pkg-config --cflags --libs zor-fused)
+cc examples/matrix_product.c "${flags[@]}" -o "$scratch/fused_product"
+"$scratch/fused_product" >/dev/null
 [ -e /usr/share/man/man1/zor-matmul.1.gz ]
 update-alternatives --query "libblas.so.3-$(gcc -print-multiarch)" | grep -q '^Alternative: .*/zor/blas/libblas.so.3$'
 rm -rf "$scratch"

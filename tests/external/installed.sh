@@ -16,7 +16,7 @@ missing() { command -v "$1" >/dev/null && return 1; echo "-- not run: $1 is miss
 try "install" cmake --install "$build" --prefix "$root/first"
 mv "$root/first" "$root/moved" # nothing in the tree may know where it was
 prefix=$root/moved
-for file in include/zor/blas.h lib/libzor_core.so lib/libzor_kern.so lib/pkgconfig/zor.pc lib/cmake/zor/zorConfig.cmake; do
+for file in include/zor/blas.h lib/libzor_core.so lib/libzor_kern.so lib/pkgconfig/zor.pc lib/zor/fused/libzor_kern.so.1 lib/cmake/zor/zorConfig.cmake; do
   [ -e "$prefix/$file" ] || { echo "not installed: $file"; exit 1; }
 done
 link=(-L "$prefix/lib" -lzor_core -lzor_kern "-Wl,-rpath,$prefix/lib")
@@ -37,6 +37,10 @@ missing pkg-config || {
   read -ra flags < <(pkg-config --cflags --libs zor)
   try "pkg-config" cc -std=c11 "${strict[@]}" -I "$programs/../.." "$programs/complex_values.c" "${flags[@]}" -o pc
   try "run" env LD_LIBRARY_PATH="$prefix/lib" ./pc
+  read -ra flags < <(pkg-config --cflags --libs zor-fused)
+  printf '#include <string.h>\n#include "zor/core.h"\nint main(void) { return strcmp(zor_arithmetic(), "fused") != 0; }\n' >fused.c
+  try "pkg-config zor-fused" cc -std=c11 "${strict[@]}" fused.c "${flags[@]}" "-Wl,-rpath,$prefix/lib" -o fused
+  try "run" ./fused
 }
 try "find_package" cmake -S "$here/installed" -B project -DCMAKE_PREFIX_PATH="$prefix" -DPROGRAMS="$programs"
 try "build" cmake --build project
