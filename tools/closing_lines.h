@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
+
 #include "tools/digest.h"
 #include "zor/core.h"
 
@@ -16,7 +18,9 @@ inline void print_time(double seconds, double flops) {
 }
 
 inline void print_digest(digest& sum) {
-  fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
+  const bool fused = zor_arithmetic() == std::string_view("fused");
+  fmt::print("kernel      {}, {}{}\n", zor_core_kern_build(), zor_core_kern_path(),
+             fused ? ", fused arithmetic" : "");
   fmt::print("sha256      {}\n", sum.take());
 }
 

@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <string_view>
 #include <thread>
 
 #include "bench/peers/peer.h"
@@ -52,6 +53,10 @@ void print_pool() {
 int info() {
   fmt::print("zor         {}\n", zor_version());
   fmt::print("kernel      {}, {}\n", zor_core_kern_build(), zor_core_kern_path());
+  const bool fused = std::string_view(zor_arithmetic()) == "fused";
+  const bool slow = fused && std::string_view(zor_core_kern_build()) == "baseline";
+  fmt::print("arithmetic  {}{}\n", zor_arithmetic(),
+             slow ? ", by an operation in software, which is slow" : "");
   fmt::print("core        {}\n", core_path());
   print_features();
   fmt::print("threads     at most {} of {} processors\n", zor_core_num_threads(),

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The files of tests/digests, as they stood when the program was built.
+// The files of tests/digests, as they stood when the program was built. Those of the fused arithmetic are of
+// families in which it differs from the separate one.
 #pragma once
 
 #include <span>
@@ -7,6 +8,7 @@
 namespace zor_tools {
 
 struct kept_digest_file {
+  const char* arithmetic;
   const char* family;
   const char* text;
 };

@@ -232,6 +232,7 @@ void describe_bench(CLI::App* command, zor_bench::options& options) {
   command->add_flag("--csv", options.csv, "Print comma-separated values instead of tables");
   add_file(command, "--plot", options.plot, "Draw into this file: .svg, .png or .pdf");
   add_threads(command, options.threads, "Threads of every library");
+  command->add_flag("--full", options.full, "The largest sizes in every form too, which takes longer");
   command->add_flag("--errors", options.errors, "Show the rounding errors of transforms too");
   command->add_flag("--quick", options.quick,
                     "Small sizes, each once: a check that all runs, no measurement");
@@ -278,6 +279,9 @@ int run(int argc, char** argv) {
   app.require_subcommand(0, 1);  // an unknown one is then told by its name
   app.fallthrough();             // --quiet may stand behind a command too
   bool quiet = false;
+  std::string arithmetic;
+  app.add_option("--arithmetic", arithmetic, "separate or fused: how products join sums; docs/numerics.md")
+      ->check(CLI::IsMember({"separate", "fused"}));
   app.add_flag("--quiet", quiet, "Print no report; a result for '-' still goes to the standard output");
   const command commands[] = {
       add(app, "matmul", "Multiply two matrices in Matrix Market files", describe_matmul, zor_tools::matmul),
@@ -304,11 +308,7 @@ int run(int argc, char** argv) {
       add(app, "trig", "Sine or cosine transform of a column of numbers", describe_trig, zor_tools::trig),
       add(app, "verify", "Compare the bits of every routine with the kept digests", describe_verify,
           zor_tools::verify),
-      add(app, "bench", "Measure speed side by side with other libraries", describe_bench,
-          [&](const zor_bench::options& options) {
-            zor_bench::choose_build(options.build, argv);
-            return zor_bench::run(options);
-          })};
+      add(app, "bench", "Measure speed side by side with other libraries", describe_bench, zor_bench::run)};
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -319,6 +319,8 @@ int run(int argc, char** argv) {
     std::fputs(app.help().c_str(), stderr);
     return status_bad_input;
   }
+  const CLI::Option* const build = app.get_subcommand("bench")->get_option("--build");
+  zor_bench::choose_kernel(arithmetic, build->count() > 0 ? build->as<std::string>() : "", argv);
   if (quiet) zor_tools::silence_reports();
   for (const command& c : commands)
     if (c.app->parsed()) return c.run();

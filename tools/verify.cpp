@@ -15,6 +15,8 @@
 namespace zor_tools {
 namespace {
 
+using namespace std::string_view_literals;
+
 using rows = std::vector<recorder::row>;
 
 rows run_family(const battery_family& family) {
@@ -36,10 +38,13 @@ rows parse(std::string_view text) {
   return kept;
 }
 
-rows kept_for(const char* family) {
+// What is kept for a family in an arithmetic; a family without a file of the fused one is the same in both.
+std::string_view kept_text(std::string_view arithmetic, std::string_view family) {
+  std::string_view text;
   for (const kept_digest_file& file : kept_digest_files)
-    if (std::string_view(file.family) == family) return parse(file.text);
-  return {};
+    if (file.family == family && (file.arithmetic == arithmetic || (text.empty() && arithmetic == "fused")))
+      text = file.text;
+  return text;
 }
 
 const recorder::row* find(const rows& list, const std::string& name) {
@@ -90,8 +95,8 @@ std::vector<const battery_family*> select(const std::vector<std::string>& wanted
 int verify(const verify_options& options) {
   zor_core_set_num_threads(options.threads);
   const auto chosen = select(options.families);
-  fmt::print("kernel {} ({}), threads at most {}\n", zor_core_kern_build(), zor_core_kern_path(),
-             zor_core_num_threads());
+  fmt::print("kernel {} ({}), {} arithmetic, threads at most {}\n", zor_core_kern_build(),
+             zor_core_kern_path(), zor_arithmetic(), zor_core_num_threads());
   int different = 0;
   digest sum;
   std::string whole;
@@ -104,9 +109,11 @@ int verify(const verify_options& options) {
     whole += family_digest + "  " + family->name + "\n";
     std::string verdict;
     if (options.update.empty()) {
-      const int count = differences(family->name, results, kept_for(family->name));
+      const int count = differences(family->name, results, parse(kept_text(zor_arithmetic(), family->name)));
       verdict = count == 0 ? "as kept" : fmt::format("{} of {} names differ", count, results.size());
       different += count;
+    } else if (text == kept_text("separate", family->name) && zor_arithmetic() == "fused"sv) {
+      verdict = "as in the separate arithmetic, not written";
     } else {
       output_file(options.update + "/" + family->name + ".txt").commit(text);
       verdict = "written";

@@ -46,6 +46,7 @@ TEST(command_line, refuses_in_one_line) {
       {"matmul a.mtx b.mtx -o ''", 2, "--output: the name of the file is empty"},
       {"nothing", 2, "there is no command 'nothing'; the commands are NAMES"},
       {"info more", 2, "info: 'more' is not expected"},
+      {"--arithmetic exact info", 2, "--arithmetic: exact not in {separate,fused}"},
       {"matmul 'a\tb\x1b.mtx' b.mtx", 2, "a\\tb\\x1b.mtx: No such file or directory"},
   };
   const scratch_folder folder;
@@ -272,9 +273,12 @@ TEST(command_line, tells_what_it_is) {
   const outcome info = run(folder, "info");
   EXPECT_EQ(0, info.status) << info.err;
   for (const char* start :
-       {"zor ", "kernel ", "core ", "x86-64-v3 ", "x86-64-v4 ", "threads ", "pool ", "peer"})
+       {"zor ", "kernel ", "core ", "arithmetic ", "x86-64-v3 ", "x86-64-v4 ", "threads ", "pool ", "peer"})
     EXPECT_TRUE(info.out.find(fmt::format("\n{}", start)) != std::string::npos || info.out.starts_with(start))
         << start;
+  for (const char* arithmetic : {"separate", "fused"})
+    EXPECT_NE(std::string::npos, run(folder, fmt::format("--arithmetic {} info", arithmetic))
+                                     .out.find(fmt::format("\narithmetic  {}", arithmetic)));
 }
 
 // Every case runs once and agrees with every peer that is installed.
