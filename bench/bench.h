@@ -17,6 +17,7 @@ struct options {
   std::string filter;                 // regular expression on the case's name; empty: all
   bool csv = false;
   bool quick = false;   // small sizes, few repeats: shows that everything runs, measures nothing
+  bool full = false;    // the largest sizes in every form too
   bool errors = false;  // show the rounding errors of transforms too
   std::string plot;     // an SVG file; empty: none
   int32_t threads = 1;

@@ -16,6 +16,9 @@ namespace {
 constexpr double batch_seconds = 1e-3;  // a thousand times what reading the clock costs
 constexpr int min_rounds = 4;
 constexpr int max_rounds = 400;
+// The rounds that are owed may cost so many times the budget, and a library so many times slower than the
+// fastest is not run again.
+constexpr double overdraft = 5, too_slow = 3;
 
 double timed(const runner& run, int64_t repeats) {
   const auto start = std::chrono::steady_clock::now();
@@ -23,12 +26,15 @@ double timed(const runner& run, int64_t repeats) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Repeats that fill a batch, found by doubling; the runs also warm caches and clocks.
-int64_t calibrate(const runner& run) {
+// Repeats that fill a batch, found by doubling, and the time of one. The runs also warm caches and clocks.
+struct pace {
+  int64_t repeats;
+  double seconds;
+};
+pace calibrate(const runner& run) {
   for (int64_t repeats = 1;; repeats *= 2) {
-    const double seconds = timed(run, repeats);
-    if (seconds >= batch_seconds)
-      return std::max<int64_t>(1, int64_t(double(repeats) * batch_seconds / seconds));
+    const double seconds = timed(run, repeats), one = seconds / double(repeats);
+    if (seconds >= batch_seconds) return {std::max<int64_t>(1, int64_t(batch_seconds / one)), one};
   }
 }
 
@@ -40,13 +46,23 @@ std::vector<double> best_times(const std::vector<contender>& contenders, double 
   const size_t count = contenders.size();
   std::vector<int64_t> repeats(count, 1);
   std::vector<double> best(count, std::numeric_limits<double>::infinity());
-  double spent = 0;
+  double spent = 0, fastest = std::numeric_limits<double>::infinity();
   if (!quick)
-    for (size_t i = 0; i < count; ++i) repeats[i] = calibrate(contenders[i].run);
-  const int least = quick ? 1 : min_rounds;
-  for (int round = 0; round < least || (!quick && round < max_rounds && spent < budget); ++round) {
+    for (size_t i = 0; i < count; ++i) {
+      const pace first = calibrate(contenders[i].run);
+      repeats[i] = first.repeats;
+      best[i] = first.seconds;
+      fastest = std::min(fastest, first.seconds);
+      if (first.seconds > batch_seconds) spent += first.seconds;
+    }
+  const auto goes_on = [&](int round) {
+    if (quick) return round < 1;
+    return round < max_rounds && spent < (round < min_rounds ? overdraft * budget : budget);
+  };
+  for (int round = 0; goes_on(round); ++round) {
     for (size_t turn = 0; turn < count; ++turn) {
       const size_t i = (turn + size_t(round)) % count;
+      if (round >= min_rounds && best[i] > too_slow * fastest) continue;
       const double seconds = timed(contenders[i].run, repeats[i]);
       best[i] = std::min(best[i], seconds / double(repeats[i]));
       spent += seconds;

@@ -9,7 +9,8 @@
 namespace zor_bench {
 
 // Seconds of one call for each contender: batches long enough for the clock, contenders taking turns, the
-// best batch of each. `budget` is the time in seconds for all of them together.
+// best batch of each. `budget` is the time in seconds for all of them together; calls that take longer are
+// run once, and libraries far behind the fastest only a few times.
 std::vector<double> best_times(const std::vector<contender>& contenders, double budget, bool quick);
 
 // Floating-point operations a second of one core in registers, in the widest vectors the processor has, with

@@ -73,8 +73,9 @@ double ratio(const measured& m) {
 }
 
 void print_header(const environment& env, const family& f) {
-  fmt::print("\n{}: zor {} ({}), {} thread{}; {}\n", f.name, zor_core_kern_build(), zor_core_kern_path(),
-             env.opts.threads, env.opts.threads == 1 ? "" : "s", unit_name(f.shown));
+  fmt::print("\n{}: zor {} ({}), {} arithmetic, {} thread{}; {}\n", f.name, zor_core_kern_build(),
+             zor_core_kern_path(), zor_arithmetic(), env.opts.threads, env.opts.threads == 1 ? "" : "s",
+             unit_name(f.shown));
   fmt::print("{:<28}", "case");
   for (const std::string& name : columns(env, f)) fmt::print("{:>11}", name);
   fmt::print("{:>9}{:>11}{:>9}{:>9}\n", "ratio", "time",
@@ -116,20 +117,23 @@ void print_summary(const std::vector<measured>& all) {
   }
 }
 
-void print_csv(const environment& env, const std::vector<measured>& all) {
+void print_csv_header() {
   fmt::print(
       "family,case,build,threads,library,details,seconds,gflops,gbytes_per_s,ratio_of_zor,ceiling,bound_"
-      "seconds\n");
-  for (const measured& m : all)
-    for (size_t i = 0; i < m.libraries.size(); ++i) {
-      std::string details;
-      for (const peer& p : env.peers)
-        if (p.name == m.libraries[i]) details = p.details;
-      fmt::print("{},{},{},{},{},{},{:.6g},{:.6g},{:.6g},{:.4g},{:.6g},{:.6g}\n", m.of->name,
-                 quoted_csv(m.what.name), zor_core_kern_build(), env.opts.threads, quoted_csv(m.libraries[i]),
-                 quoted_csv(details), m.seconds[i], m.what.flops / m.seconds[i] * 1e-9,
-                 m.what.bytes / m.seconds[i] * 1e-9, ratio(m), m.ceiling, m.bound_seconds);
-    }
+      "seconds,arithmetic\n");
+}
+
+void print_csv_rows(const environment& env, const measured& m) {
+  for (size_t i = 0; i < m.libraries.size(); ++i) {
+    std::string details;
+    for (const peer& p : env.peers)
+      if (p.name == m.libraries[i]) details = p.details;
+    fmt::print("{},{},{},{},{},{},{:.6g},{:.6g},{:.6g},{:.4g},{:.6g},{:.6g},{}\n", m.of->name,
+               quoted_csv(m.what.name), zor_core_kern_build(), env.opts.threads, quoted_csv(m.libraries[i]),
+               quoted_csv(details), m.seconds[i], m.what.flops / m.seconds[i] * 1e-9,
+               m.what.bytes / m.seconds[i] * 1e-9, ratio(m), m.ceiling, m.bound_seconds, zor_arithmetic());
+  }
+  std::fflush(stdout);
 }
 
 namespace {

@@ -28,7 +28,8 @@ double ratio(const measured& m);
 void print_header(const environment& env, const family& f);
 void print_row(const environment& env, const measured& m);
 void print_summary(const std::vector<measured>& all);
-void print_csv(const environment& env, const std::vector<measured>& all);
+void print_csv_header();
+void print_csv_rows(const environment& env, const measured& m);
 
 // Draws all families into one file.
 void plot(const std::vector<measured>& all, zor_tools::svg_plot& svg);

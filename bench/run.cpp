@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <regex>
@@ -94,6 +95,12 @@ measured measure(const environment& env, const selected_case& chosen, const ceil
   return m;
 }
 
+// What a case is likely to cost, in any unit: the budget, or the calls of one that takes longer.
+double likely_cost(const options& opts, const bench_case& c) {
+  constexpr double calls = 6, rate = 5e10;
+  return opts.quick ? 1 : std::max(opts.seconds, calls * c.flops / rate);
+}
+
 }  // namespace
 
 std::string family_names() {
@@ -113,21 +120,28 @@ int run(const options& opts) {
   const ceilings top = machine_ceilings(opts);
   if (!opts.csv) print_machine(env, top);
 
+  double cost_left = 0, cost_done = 0;
+  for (const selected_case& c : chosen) cost_left += likely_cost(opts, c.what);
+  const auto start = std::chrono::steady_clock::now();
   std::vector<measured> all;
   const family* shown = nullptr;
+  if (opts.csv) print_csv_header();
   for (size_t i = 0; i < chosen.size(); ++i) {
-    show_progress(i, chosen.size(), chosen[i].what.name);
+    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    show_progress(i, chosen.size(), chosen[i].what.name, i > 0 ? elapsed / cost_done * cost_left : 0);
     all.push_back(measure(env, chosen[i], top));
     clear_progress();
-    if (opts.csv) continue;
+    cost_left -= likely_cost(opts, chosen[i].what);
+    cost_done += likely_cost(opts, chosen[i].what);
+    if (opts.csv) {
+      print_csv_rows(env, all.back());
+      continue;
+    }
     if (shown != chosen[i].of) print_header(env, *chosen[i].of);
     shown = chosen[i].of;
     print_row(env, all.back());
   }
-  if (opts.csv)
-    print_csv(env, all);
-  else
-    print_summary(all);
+  if (!opts.csv) print_summary(all);
   if (svg) plot(all, *svg);
   return 0;
 }

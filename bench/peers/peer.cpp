@@ -39,6 +39,7 @@ void load(const peer_adapter& adapter, int32_t threads, std::vector<peer>& found
   for (const char* file : adapter.files) {
     void* handle = dlopen(file, load_flags);
     if (handle == nullptr) continue;
+    if (adapter.prepare != nullptr) adapter.prepare(handle);
     if (adapter.set_threads != nullptr) adapter.set_threads(handle, threads);
     const std::string details = adapter.details != nullptr ? adapter.details(handle) : "";
     found.push_back({adapter.name, details, loaded_file(handle, file), adapter.tuned, handle});

@@ -16,13 +16,15 @@ struct peer {
   void* handle;
 };
 
-// How to find and set up one library. set_threads and details may be null.
+// How to find and set up one library. All but the files may be null; `prepare` is called before any other
+// function of the library.
 struct peer_adapter {
   const char* name;
   std::vector<const char*> files;
   bool tuned;
   void (*set_threads)(void* handle, int32_t threads);
   std::string (*details)(void* handle);
+  void (*prepare)(void* handle) = nullptr;
 };
 
 extern const peer_adapter openblas_adapter;
