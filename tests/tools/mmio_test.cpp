@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/mmio.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -90,6 +91,23 @@ TEST(mmio, names_line_and_fault_of_a_bad_file) {
       EXPECT_EQ(file + bad.message, e.what());
     }
   }
+}
+
+// Lines of every length across the ends of the parts, behind a long comment; and a file without end, of which
+// the first part tells that it is none.
+TEST(mmio, reads_by_parts) {
+  constexpr int64_t rows = 300000;
+  std::string text = "%%MatrixMarket matrix coordinate integer general\n%" + std::string(3 << 20, 'x') + "\n";
+  text += fmt::format("{} 1 {}\n", rows, rows);
+  for (int64_t i = rows; i > 0; --i)
+    text += fmt::format("{}{} 1 {}\n", std::string(size_t(i % 7), ' '), i, 3 * i);
+  const scratch_folder folder;
+  const mm_matrix m = mm_read(folder.write("long.mtx", text));
+  ASSERT_EQ(size_t(rows), m.re.size());
+  for (size_t e = 0; e < m.re.size(); ++e) ASSERT_EQ(double(3 * (m.rowind[e] + 1)), m.re[e]);
+  EXPECT_EQ(0, m.rowind[size_t(rows) - 1]);
+  EXPECT_THROW(mm_read("/dev/zero"), input_error);
+  EXPECT_THROW(mm_read(folder.write("cut.mtx", text.substr(0, text.size() - 9))), input_error);
 }
 
 TEST(mmio, names_a_file_that_cannot_be_read) {
