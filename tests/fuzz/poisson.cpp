@@ -111,7 +111,7 @@ void solve_box(trial& t, zor::poisson_solve_fn<T>* solve, const Create& create) 
   t.prepare([&] { t.result(create(&problem, &box)); });
   t.call([&] { t.result(solve(problem, f, data)); });
   t.prepare([&] { zor_poisson_free(&problem); });
-  if (singular) return;
+  if (singular || !t.plain_data()) return;
   long double largest = 0;
   for (zor_int i = 0; i < count; ++i)
     largest = std::max(largest, 4 * std::fabs((long double)f.now(i)) + std::fabs(f(i).real()));
