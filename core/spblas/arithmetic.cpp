@@ -47,7 +47,7 @@ struct counted_rows {
 
   static bool without_gaps(const sparse_matrix& a) {
     const csr_arrays<T, I> m(a);
-    return a.rows > 0 && static_cast<const void*>(m.pntre) == static_cast<const void*>(m.pntrb + 1);
+    return a.used > 0 && static_cast<const void*>(m.pntre) == static_cast<const void*>(m.pntrb + 1);
   }
 
  private:
