@@ -252,7 +252,7 @@ bench_case solver_case(const environment& env, int axes, zor_int n, const sides&
       if (same_equations && !(worst <= largest * (sizeof(R) == 8 ? 1e-11 : 1e-3)))
         ready.left_out.push_back("fftw");
       else
-        ready.contenders.push_back({"fftw", [=](int64_t repeats) {
+        ready.contenders.push_back({"fftw", [t, g](int64_t repeats) {  // g holds what t transforms
                                       for (int64_t i = 0; i < repeats; ++i) t->solve();
                                     }});
     }

@@ -318,7 +318,7 @@ void rot(zor_int n, T* x, zor_int incx, T* y, zor_int incy, C c, S s) {
       sa = zor_ref::by_real(s, a);
     }
     set(x, n, incx, i, zor_ref::plus_real_times(sb, c, a));
-    set(y, n, incy, i, zor_ref::plus_real_times(zor_ref::minus(T{}, sa), c, b));
+    set(y, n, incy, i, zor_ref::plus_real_times(zor_ref::negative(sa), c, b));
   }
 }
 
