@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The check of a matrix in CSR format: row pointers that ascend within nnz, columns that are there, and
 // whether the rows of a triangular or diagonal view can be solved with.
+#include <algorithm>
+
 #include "core/spblas/arguments.h"
 #include "serv/scalar.h"
 #include "zor/serv.h"
@@ -29,37 +31,47 @@ int32_t bad_row(const sparse_matrix& a, const I* pntrb, const I* pntre, zor_int 
   return ZOR_SPARSE_OK;
 }
 
-// Keeps the first row that a solve cannot take.
 void note_unsolvable(sparse_matrix& a, zor_sparse_matrix::fault what, zor_int row) {
-  if (a.unsolvable != zor_sparse_matrix::none) return;
   a.unsolvable = what;
   a.unsolvable_row = row;
 }
 
-// Columns lie within the matrix. What hinders a solve is no fault, but kept.
+template <class I>
+bool ascends(const I* first, const I* end) {
+  bool up = true;
+  for (const I* k = first + 1; k < end; ++k) up &= k[-1] < k[0];
+  return up;
+}
+
+template <class I>
+int32_t bad_column(const sparse_matrix& a, const I* first, const I* k, zor_int r) {
+  return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "indx: entry %lld of row %lld has column %lld, not %d to %lld",
+                        (long long)(k - first + a.base), (long long)(r + a.base), (long long)*k, a.base,
+                        (long long)(a.cols - 1 + a.base));
+}
+
+// Columns lie within the matrix; in a row that ascends the first and the last one tell. What hinders a solve
+// is no fault, but the first row of it is kept.
 template <class T, class I>
 int32_t check_entries(sparse_matrix& a, const csr_arrays<T, I>& m, zor_int r) {
-  const bool pivots = a.diagonal == 'n' || (a.structure == 'g' && a.rows == a.cols);
-  bool sorted = true;
-  zor_int pivot = -1;
-  uint64_t last = 0;
-  for (zor_int k = m.begin(r); k < m.end(r); ++k) {
-    const uint64_t column = uint64_t(m.indx[k]) - uint64_t(a.base);
-    if (column >= uint64_t(a.cols))
-      return sparse_failure(ZOR_SPARSE_BAD_MATRIX,
-                            "indx: entry %lld of row %lld has column %lld, not %d to %lld",
-                            (long long)(k - m.begin(r) + a.base), (long long)(r + a.base),
-                            (long long)m.indx[k], a.base, (long long)(a.cols - 1 + a.base));
-    if (k > m.begin(r) && column <= last) sorted = false;
-    last = column;
-    if (column == uint64_t(r)) pivot = k;
+  const I *const first = m.indx + m.begin(r), *const end = m.indx + m.end(r);
+  const auto inside = [&](I c) { return uint64_t(c) - uint64_t(a.base) < uint64_t(a.cols); };
+  const bool sorted = ascends(first, end);
+  if (!sorted || (first < end && !(inside(*first) && inside(end[-1])))) {
+    const I* const bad = std::find_if_not(first, end, inside);
+    if (bad != end) return bad_column(a, first, bad, r);
   }
-  if (!sorted)
+  if (a.unsolvable != zor_sparse_matrix::none) return ZOR_SPARSE_OK;
+  if (!sorted) {
     note_unsolvable(a, zor_sparse_matrix::unsorted, r);
-  else if (pivots && pivot < 0)
-    note_unsolvable(a, zor_sparse_matrix::no_pivot, r);
-  else if (pivots && zor::is_zero(m.val[pivot]))
-    note_unsolvable(a, zor_sparse_matrix::zero_pivot, r);
+  } else if (a.diagonal == 'n' || (a.structure == 'g' && a.rows == a.cols)) {
+    const zor_int diagonal = r + a.base;
+    const I* const pivot = std::lower_bound(first, end, diagonal);
+    if (pivot == end || zor_int(*pivot) != diagonal)
+      note_unsolvable(a, zor_sparse_matrix::no_pivot, r);
+    else if (zor::is_zero(m.val[pivot - m.indx]))
+      note_unsolvable(a, zor_sparse_matrix::zero_pivot, r);
+  }
   return ZOR_SPARSE_OK;
 }
 
