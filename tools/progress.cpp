@@ -15,8 +15,8 @@ void show_progress(size_t done, size_t total, const std::string& name, double se
   const size_t filled = total > 0 ? length * done / total : length;
   const long left = std::lround(seconds_left);
   const std::string time = seconds_left == 0 ? "" : fmt::format(", {}:{:02} left", left / 60, left % 60);
-  fmt::print(stderr, "\r\033[K[{:#<{}}{:.<{}}] {}/{}{} {}", "", filled, "", length - filled, done, total, time,
-             name);
+  fmt::print(stderr, "\r\033[K[{:#<{}}{:.<{}}] {}/{}{} {}", "", filled, "", length - filled, done, total,
+             time, name);
   std::fflush(stderr);
 }
 

@@ -214,7 +214,7 @@ void check_short_memory(const char* name, const shape& s, zor::coo_smout_par_fn<
     EXPECT_EQ(0, zalloc_live_blocks()) << name << ", request " << nth;
   }
 }
-TEST(CooSolve, ShortMemory) {
+TEST(CooSolve, ShortMemory){
 #define ROW_coo_smout_par(...) BY_SHAPE(check_short_memory, __VA_ARGS__)
 #include "zor/tables/spblas_coo.inc"
 }

@@ -177,7 +177,7 @@ TEST(CsrProduct, RowsOfAWideMatrixUsedAllOver) {
   check("c", SHAPE(0, s, g, _, _), zor_spblas_lp64_ccsr0sg__c__mmout_par, zor_c32(), int32_t());
 }
 
-TEST(CsrProduct, Views) {
+TEST(CsrProduct, Views){
 #define ROW_csr_mvout_par(...) BY_SHAPE(check_mvout_par, __VA_ARGS__)
 #define ROW_csr_mvout_seq(...) BY_SHAPE(check_mvout_seq, __VA_ARGS__)
 #define ROW_csr_mmout_par(...) BY_SHAPE(check_mmout_par, __VA_ARGS__)

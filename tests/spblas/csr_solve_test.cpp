@@ -247,12 +247,12 @@ void check_refused_workspace(const char* name, const shape& s, zor::csr_smout_pa
                       });
 }
 
-TEST(CsrSolve, OneRightHandSide) {
+TEST(CsrSolve, OneRightHandSide){
 #define ROW_csr_svout_seq(...) BY_SHAPE(check_svout, __VA_ARGS__)
 #include "zor/tables/spblas_csr.inc"
 }
 
-TEST(CsrSolve, ManyRightHandSides) {
+TEST(CsrSolve, ManyRightHandSides){
 #define ROW_csr_smout_par(...) BY_SHAPE(check_smout, __VA_ARGS__)
 #include "zor/tables/spblas_csr.inc"
 }
@@ -320,7 +320,7 @@ void check_nothing_pushed(const char* name, const shape& s, zor::csr_smout_par_f
   EXPECT_TRUE(same_bits(reals(before.data()), reals(c.data()), c.size() * parts<T>)) << name;
 }
 
-TEST(CsrSolve, RowsAloneRaiseNoFlag) {
+TEST(CsrSolve, RowsAloneRaiseNoFlag){
 #define ROW_csr_smout_par(...) BY_SHAPE(check_nothing_pushed, __VA_ARGS__)
 #include "zor/tables/spblas_csr.inc"
 }

@@ -10,8 +10,8 @@ namespace zor_bench {
 namespace {
 
 void* make(const matrix_arrays& a) {
-  static const bool ready =
-      GrB_init(GrB_NONBLOCKING) == GrB_SUCCESS && GxB_Global_Option_set_INT32(GxB_GLOBAL_NTHREADS, 1) == GrB_SUCCESS;
+  static const bool ready = GrB_init(GrB_NONBLOCKING) == GrB_SUCCESS &&
+                            GxB_Global_Option_set_INT32(GxB_GLOBAL_NTHREADS, 1) == GrB_SUCCESS;
   if (!ready) return nullptr;
   const size_t entries = size_t(a.start[a.m]);
   std::vector<GrB_Index> row, column(a.column, a.column + entries);
