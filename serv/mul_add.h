@@ -40,10 +40,16 @@ template <bool Minus, class V>
     return c;
   }
 #else
-  if constexpr (std::is_same_v<V, float>) {
-    return __builtin_fmaf(Minus ? -a : a, b, c);
-  } else if constexpr (std::is_same_v<V, double>) {
-    return __builtin_fma(Minus ? -a : a, b, c);
+  if constexpr (std::is_floating_point_v<V>) {
+    // GCC 12 makes -(a b + c) the operation -(a b) - c, which has another sign where the sum is an exact 0.
+    // It is not to see what it negates.
+    V sum;
+    if constexpr (sizeof(V) == 4)
+      sum = __builtin_fmaf(Minus ? -a : a, b, c);
+    else
+      sum = __builtin_fma(Minus ? -a : a, b, c);
+    asm("" : "+x"(sum));
+    return sum;
   } else {
     constexpr bool doubles = sizeof(lane_t<V>) == 8;
 #if ZOR_VEC_BYTES == 64
