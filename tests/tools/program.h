@@ -48,7 +48,8 @@ void expect_refused(const scratch_folder& folder, const refused_run (&runs)[Coun
     EXPECT_EQ(c.status, got.status) << c.arguments;
     std::string message = std::regex_replace(got.err, std::regex("need [0-9.]+ GiB"), "need GIB");
     message = std::regex_replace(message, std::regex("has [0-9.]+\n"), "has GIB\n");
-    message = std::regex_replace(message, std::regex("s are [a-z0-9, ]+\n"), "s are NAMES\n");
+    message =
+        std::regex_replace(message, std::regex("(families|commands) are [a-z0-9, ]+\n"), "$1 are NAMES\n");
     EXPECT_EQ(fmt::format("zor: {}\n", c.message), message) << c.arguments;
     EXPECT_EQ(before, folder.names()) << c.arguments;
   }
