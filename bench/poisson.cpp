@@ -182,6 +182,21 @@ struct their_solver {
   }
 };
 
+// Solves with `made`, which the runner owns.
+template <class R>
+runner our_solves(zor_poisson* made, const operand<R>& f, int32_t threads) {
+  const std::shared_ptr<zor_poisson> p(made, [](zor_poisson* q) { zor_poisson_free(&q); });
+  return [=](int64_t repeats) {
+    zor_core_set_num_threads(threads);
+    for (int64_t i = 0; i < repeats; ++i) {
+      if constexpr (sizeof(R) == 8)
+        zor_poisson_solve_d(p.get(), f.data(), nullptr);
+      else
+        zor_poisson_solve_s(p.get(), f.data(), nullptr);
+    }
+  };
+}
+
 double seconds_of(const std::function<void()>& run) {
   double best = 1e9;
   for (int i = 0; i < 3; ++i) {
@@ -208,19 +223,10 @@ bench_case solver_case(const environment& env, int axes, zor_int n, const sides&
       zor_poisson_create_d(&made, &box);
     else
       zor_poisson_create_s(&made, &box);
-    const std::shared_ptr<zor_poisson> p(made, [](zor_poisson* q) { zor_poisson_free(&q); });
     const operand<R> f(zor_int(points), 0), g(zor_int(points), 0);
     fill(f, 1);
     prepared ready;
-    ready.contenders = {{"zor", [=](int64_t repeats) {
-                           zor_core_set_num_threads(threads);
-                           for (int64_t i = 0; i < repeats; ++i) {
-                             if constexpr (sizeof(R) == 8)
-                               zor_poisson_solve_d(p.get(), f.data(), nullptr);
-                             else
-                               zor_poisson_solve_s(p.get(), f.data(), nullptr);
-                           }
-                         }}};
+    ready.contenders = {{"zor", our_solves(made, f, threads)}};
     // The plain loop has no rows of its own for sides of derivatives; with values and in circles it must
     // agree.
     const bool same_equations = s.inner || s.first == 2;
@@ -279,19 +285,10 @@ bench_case sphere_case(const environment& env, bool periodic) {
       zor_poisson_sphere_d(&made, &sphere);
     else
       zor_poisson_sphere_s(&made, &sphere);
-    const std::shared_ptr<zor_poisson> p(made, [](zor_poisson* q) { zor_poisson_free(&q); });
     const operand<R> f(513 * 257, 0);
     fill(f, 1);
     prepared ready;
-    ready.contenders = {{"zor", [=](int64_t repeats) {
-                           zor_core_set_num_threads(threads);
-                           for (int64_t i = 0; i < repeats; ++i) {
-                             if constexpr (sizeof(R) == 8)
-                               zor_poisson_solve_d(p.get(), f.data(), nullptr);
-                             else
-                               zor_poisson_solve_s(p.get(), f.data(), nullptr);
-                           }
-                         }}};
+    ready.contenders = {{"zor", our_solves(made, f, threads)}};
     return ready;
   };
   return c;
