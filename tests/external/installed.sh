@@ -4,6 +4,7 @@
 # folder, a user's project also builds the libraries itself, which takes minutes. What is not run is named.
 set -euo pipefail
 build=$(realpath "$1")
+source=${2:+$(realpath "$2")}
 here=$(dirname "$(realpath "$0")")
 programs=$(realpath "$here/../interface")
 root=$(mktemp -d)
@@ -46,7 +47,6 @@ try "find_package" cmake -S "$here/installed" -B project -DCMAKE_PREFIX_PATH="$p
 try "build" cmake --build project
 try "run" here_run project/user_c project/user_cpp project/user_kern
 if [ -n "${2-}" ]; then
-  source=$(realpath "$2")
   try "add_subdirectory" cmake -S "$here/installed" -B sub -DZOR_SOURCE="$source" -DZOR_BUILDS=baseline -DPROGRAMS="$programs"
   try "build" cmake --build sub -j "$(nproc)"
   try "run" here_run sub/user_c sub/user_cpp sub/user_kern
