@@ -14,9 +14,6 @@
 namespace zor_bench {
 namespace {
 
-template <class T>
-using real_t = typename real_of<T>::type;
-
 enum class form {
   general,    // gemv
   update,     // ger
@@ -75,14 +72,6 @@ struct operands {
   }
   void restart() const { std::memcpy(y.data(), start.data(), size_t(y.count()) * sizeof(T)); }
 };
-
-template <class T>
-constexpr T number(double x) {
-  if constexpr (is_complex<T>)
-    return {real_t<T>(x), 0};
-  else
-    return T(x);
-}
 
 template <class T>
 void run_once(const job& j, const routine& r, const operands<T>& o) {

@@ -13,17 +13,6 @@
 namespace zor_bench {
 namespace {
 
-template <class T>
-using real_t = typename real_of<T>::type;
-
-template <class T>
-constexpr T number(double x) {
-  if constexpr (is_complex<T>)
-    return {real_t<T>(x), 0};
-  else
-    return T(x);
-}
-
 // Three square matrices. Beside its diagonal the first is so small that solutions keep their size, those with
 // a unit triangle too.
 template <class T>

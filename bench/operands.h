@@ -29,6 +29,16 @@ struct real_of<zor_c64> {
 template <class T>
 inline constexpr bool is_complex = sizeof(T) != sizeof(typename real_of<T>::type);
 template <class T>
+using real_t = typename real_of<T>::type;
+// A real number as an element.
+template <class T>
+constexpr T number(double x) {
+  if constexpr (is_complex<T>)
+    return {real_t<T>(x), 0};
+  else
+    return T(x);
+}
+template <class T>
 inline constexpr bool is_single = sizeof(typename real_of<T>::type) == sizeof(float);
 
 // Memory on a 64-byte boundary, shared by the closures of a case. The operands of a case take different
