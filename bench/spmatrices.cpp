@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Sums and products of sparse matrices through the public calls, conversions and sweeps by their kernels:
-// double with 32-bit indices, beside a plain loop, Eigen and SuiteSparse:GraphBLAS. scripts/scipy_sparse.py
+// double with 32-bit indices, beside a plain loop, Eigen and SuiteSparse:GraphBLAS. scripts/external/scipy_sparse.py
 // measures SciPy on the same matrices.
 #include <dlfcn.h>
 #include <fmt/format.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The exported names, in the arithmetic of the library.
+// axpy as it is exported: in the arithmetic of the library.
 #include "zor/signatures/blas.h"
 
 #include "blas/level1/axpy.h"

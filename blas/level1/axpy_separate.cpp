@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The one of the sparse kernels, which do not fuse.
+// axpy as the sparse kernels call it: they keep the separate arithmetic in every library.
 #include "blas/level1/axpy.h"
 
 namespace zor {

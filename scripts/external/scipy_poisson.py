@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The problem of `zor bench --family poisson2` with values on all sides, by SciPy's sine transforms along both axes (pocketfft):
 scipy_poisson.py N... prints the best time of a solve in double precision on one thread, for N by N intervals."""
 
