@@ -145,7 +145,7 @@ int32_t check_steps(const ZorDftDescriptor* d, const side_fields& side) {
   return ZOR_FFT_OK;
 }
 
-// The directions whose output has a place for every element: bits of overlapping_output.
+// The directions whose output has a place for every element: bits of layout_found.
 int32_t overlaps(const ZorDftDescriptor* d) {
   const side_fields& written = has_output_layout(d) ? output_side : input_side;
   const content spectrum = is_real(d) ? content::spectrum : content::values;
@@ -155,46 +155,89 @@ int32_t overlaps(const ZorDftDescriptor* d) {
          (all_apart(steps_of(d, written, reals)) ? 0 : overlapping_backward);
 }
 
-// First and last byte of a side, from the pointer that the caller gives, and the distance that divides all
-// steps.
-struct reach {
-  intptr_t first, behind;
-  zor_int common;
-};
-reach reach_of(const ZorDftDescriptor* d, const side_fields& side, content what, const void* data) {
-  const zor_int real_bytes = d->precision == ZOR_DFT_DOUBLE ? 8 : 4, unit = real_bytes * parts(d, what);
-  zor_int low = 0, high = 0, common = 0;
-  const auto add = [&](const extents& e) {
-    zor_int first = 0, last = 0;
-    const auto along = [&](zor_int step, zor_int count) {
-      if (count < 2) return;
-      (step < 0 ? first : last) += step * (count - 1);
-      common = std::gcd(common, step);
-    };
-    for (zor_int k = 0; k < d->rank; ++k) along(d[k].*side.stride, e.count[k]);
-    along(d->*side.distance, d->number_of_transforms);
-    low = std::min(low, first);
-    high = std::max(high, last);
-  };
+// Calls visit(elements) for each box of elements that a side has.
+template <class Visit>
+void for_boxes(const ZorDftDescriptor* d, content what, const Visit& visit) {
   extents e = elements(d, what);
   if (what == content::spectrum && is_packed(d) && d->rank == 2) {
     // Rows beyond the lengths pad the columns of frequency 0 and n/2 alone.
-    add({{d->length % 2 == 0 ? d->length + 1 : 1, e.count[1]}});
+    visit(extents{{d->length % 2 == 0 ? d->length + 1 : 1, e.count[1]}});
     e.count[1] = d[1].length;
   }
-  add(e);
-  const intptr_t start = reinterpret_cast<intptr_t>(data) + d->*side.offset * unit;
-  return {start + low * unit, start + (high + 1) * unit, common * unit};
+  visit(e);
+}
+// Calls visit(step, count) for each step of a box of several elements.
+template <class Visit>
+void for_steps(const ZorDftDescriptor* d, const side_fields& side, const extents& e, const Visit& visit) {
+  for (zor_int k = 0; k < d->rank; ++k)
+    if (e.count[k] > 1) visit(d[k].*side.stride, e.count[k]);
+  if (d->number_of_transforms > 1) visit(d->*side.distance, d->number_of_transforms);
+}
+
+// What a transform reads and what it writes.
+content read_content(const ZorDftDescriptor* d, bool backward) {
+  return !is_real(d) ? content::values : backward ? content::spectrum : content::reals;
+}
+content written_content(const ZorDftDescriptor* d, bool backward) { return read_content(d, !backward); }
+
+// One side of a transform at its place in memory.
+struct placed_side {
+  const ZorDftDescriptor* d;
+  const side_fields& fields;
+  content what;
+  const void* data;
+
+  zor_int element_bytes() const { return (d->precision == ZOR_DFT_DOUBLE ? 8 : 4) * parts(d, what); }
+};
+
+// First byte of a side and the first behind it.
+struct reach {
+  intptr_t first, behind;
+};
+reach reach_of(const placed_side& s) {
+  zor_int low = 0, high = 0;
+  for_boxes(s.d, s.what, [&](const extents& e) {
+    zor_int first = 0, last = 0;
+    for_steps(s.d, s.fields, e,
+              [&](zor_int step, zor_int count) { (step < 0 ? first : last) += step * (count - 1); });
+    low = std::min(low, first);
+    high = std::max(high, last);
+  });
+  const zor_int unit = s.element_bytes();
+  const intptr_t start = reinterpret_cast<intptr_t>(s.data) + s.d->*s.fields.offset * unit;
+  return {start + low * unit, start + (high + 1) * unit};
+}
+// The number of bytes that divides all steps of a side.
+zor_int common_step(const placed_side& s) {
+  zor_int common = 0;
+  for_boxes(s.d, s.what, [&](const extents& e) {
+    for_steps(s.d, s.fields, e, [&](zor_int step, zor_int) { common = std::gcd(common, step); });
+  });
+  return common * s.element_bytes();
+}
+
+// The blocks for reserved_c.
+zor_int blocks_apart(const ZorDftDescriptor* d) {
+  if (is_in_place(d)) return 0;
+  zor_int bytes = 0;
+  for (const bool backward : {false, true}) {
+    const reach in = reach_of({d, input_side, read_content(d, backward), nullptr}),
+                out = reach_of({d, output_side, written_content(d, backward), nullptr});
+    bytes = std::max({bytes, in.behind - out.first, out.behind - in.first});
+  }
+  const zor_int blocks = (bytes + safe_block - 1) / safe_block;
+  return blocks <= INT32_MAX >> safe_distance ? blocks : 0;
 }
 
 // Sides whose ranges cross share nothing when all steps are multiples of one distance and the elements of one
 // side stand in the gaps of the other, as two columns of a matrix do.
-bool apart(const reach& a, zor_int a_bytes, const reach& b, zor_int b_bytes) {
-  if (a.behind <= b.first || b.behind <= a.first) return true;
-  const zor_int common = std::gcd(a.common, b.common);
+bool apart(const placed_side& a, const placed_side& b) {
+  const reach of_a = reach_of(a), of_b = reach_of(b);
+  if (of_a.behind <= of_b.first || of_b.behind <= of_a.first) return true;
+  const zor_int common = std::gcd(common_step(a), common_step(b));
   if (common == 0) return false;
-  const zor_int shift = ((b.first - a.first) % common + common) % common;
-  return shift >= a_bytes && shift + b_bytes <= common;
+  const zor_int shift = ((of_b.first - of_a.first) % common + common) % common;
+  return shift >= a.element_bytes() && shift + b.element_bytes() <= common;
 }
 
 }  // namespace
@@ -230,24 +273,27 @@ int32_t check_layout(ZorDftDescriptor* d) {
   int32_t status = check_steps(d, input_side);
   if (status == ZOR_FFT_OK && has_output_layout(d)) status = check_steps(d, output_side);
   if (status != ZOR_FFT_OK) return status;
-  d->reserved_c = overlaps(d);
-  if (d->reserved_c != (overlapping_forward | overlapping_backward)) return ZOR_FFT_OK;
+  const int32_t overlapping = overlaps(d);
+  d->reserved_c = overlapping | int32_t(blocks_apart(d)) << safe_distance;
+  if (overlapping != (overlapping_forward | overlapping_backward)) return ZOR_FFT_OK;
   return refused(has_output_layout(d) ? output_side.strides_name : input_side.strides_name,
                  "elements of the output overlap");
 }
 
 int32_t check_overlap(const ZorDftDescriptor* d, bool backward, void* const* data) {
   if (is_in_place(d)) return ZOR_FFT_OK;
-  const content from = !is_real(d) ? content::values : backward ? content::spectrum : content::reals;
-  const content to = !is_real(d) ? content::values : backward ? content::reals : content::spectrum;
-  const zor_int real_bytes = d->precision == ZOR_DFT_DOUBLE ? 8 : 4;
+  const zor_int safe = (d->reserved_c >> safe_distance) * safe_block;
   const int32_t arrays = d->nio_args / 2;
   for (int32_t i = 0; i < arrays; ++i)
-    for (int32_t o = arrays; o < d->nio_args; ++o)
-      if (!apart(reach_of(d, input_side, from, data[i]), real_bytes * parts(d, from),
-                 reach_of(d, output_side, to, data[o]), real_bytes * parts(d, to)))
+    for (int32_t o = arrays; o < d->nio_args; ++o) {
+      const zor_int distance = reinterpret_cast<intptr_t>(data[o]) - reinterpret_cast<intptr_t>(data[i]);
+      if (safe > 0 && std::abs(distance) >= safe) [[likely]]
+        continue;
+      if (!apart({d, input_side, read_content(d, backward), data[i]},
+                 {d, output_side, written_content(d, backward), data[o]}))
         return fft_failure(ZOR_FFT_BAD_VALUE,
                            "out: overlaps the input; set ZOR_DFT_PLACEMENT for a transform in place");
+    }
   return ZOR_FFT_OK;
 }
 

@@ -37,9 +37,12 @@ enum chosen_layout : int32_t {
   chosen_output_distance = 8
 };
 
-// Directions in which elements of the output would share a place, kept in reserved_c of the head by
-// check_layout.
-enum overlapping_output : int32_t { overlapping_forward = 1, overlapping_backward = 2 };
+// What check_layout finds, kept in reserved_c of the head: directions in which elements of the output would
+// share a place; and, from bit `safe_distance` up, the blocks of safe_block bytes by which the pointers of
+// input and output differ at least if no element of either can stand in the other, or 0 where that is not
+// known.
+enum layout_found : int32_t { overlapping_forward = 1, overlapping_backward = 2, safe_distance = 2 };
+inline constexpr zor_int safe_block = 64;
 
 inline bool is_real(const ZorDftDescriptor* d) { return d->forward_domain == ZOR_DFT_REAL; }
 inline bool is_packed(const ZorDftDescriptor* d) {
