@@ -346,8 +346,8 @@ void add(const environment& env, std::vector<bench_case>& cases, const shape& s)
 
 std::vector<zor_int> lengths(const environment& env) {
   if (env.opts.quick) return {64, 97, 1000};
-  return {64,   256,  1024,  4096,  16384, 65536, 262144, 1048576, 4194304,
-          1000, 1001, 10000, 12155, 97,    997,   4099,   100003};
+  return {16,      32,  64,   256,  1024,  4096,  16384, 65536, 262144, 1048576,
+          4194304, 100, 1000, 1001, 10000, 12155, 97,    997,   4099,   100003};
 }
 
 }  // namespace

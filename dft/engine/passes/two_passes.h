@@ -12,7 +12,8 @@ template <class R, int N>
 struct two_passes {
   static constexpr int r = first_of_two(N), l = N / r, m = r;
   static constexpr int first_lanes = lanes_of<R> < l ? lanes_of<R> : l;
-  static constexpr int last_lanes = lanes_of<R> < m ? lanes_of<R> : m;
+  // No wider than what the first pass stores: a load across two stores waits until the cache has both.
+  static constexpr int last_lanes = first_lanes < m ? first_lanes : m;
   using first_vector = lanes_or_real<R, first_lanes>;
   using last_vector = lanes_or_real<R, last_lanes>;
 
