@@ -281,19 +281,13 @@ int32_t check_layout(ZorDftDescriptor* d) {
 }
 
 int32_t check_overlap(const ZorDftDescriptor* d, bool backward, void* const* data) {
-  if (is_in_place(d)) return ZOR_FFT_OK;
-  const zor_int safe = (d->reserved_c >> safe_distance) * safe_block;
   const int32_t arrays = d->nio_args / 2;
   for (int32_t i = 0; i < arrays; ++i)
-    for (int32_t o = arrays; o < d->nio_args; ++o) {
-      const zor_int distance = reinterpret_cast<intptr_t>(data[o]) - reinterpret_cast<intptr_t>(data[i]);
-      if (safe > 0 && std::abs(distance) >= safe) [[likely]]
-        continue;
+    for (int32_t o = arrays; o < d->nio_args; ++o)
       if (!apart({d, input_side, read_content(d, backward), data[i]},
                  {d, output_side, written_content(d, backward), data[o]}))
         return fft_failure(ZOR_FFT_BAD_VALUE,
                            "out: overlaps the input; set ZOR_DFT_PLACEMENT for a transform in place");
-    }
   return ZOR_FFT_OK;
 }
 

@@ -134,7 +134,7 @@ int32_t compute(zor_fft d, bool backward, void* data, va_list args) {
   if ((d->reserved_c & (backward ? overlapping_backward : overlapping_forward)) != 0)
     return fft_failure(ZOR_FFT_BAD_VALUE, "fft: in this layout the output of a %s transform overlaps itself",
                        backward ? "backward" : "forward");
-  int32_t status = check_overlap(d, backward, p);
+  int32_t status = is_in_place(d) || far_apart(d, p) ? ZOR_FFT_OK : check_overlap(d, backward, p);
   if (status != ZOR_FFT_OK) return status;
   status = call_shared(d, direction, p);
   if (status != ZOR_FFT_OK) return with_text(status);

@@ -63,7 +63,18 @@ void exchange_layouts(ZorDftDescriptor* d);
 // ZOR_FFT_OK, or ZOR_FFT_BAD_VALUE with the text of the first contradiction: a step that cannot be, or an
 // output without a place for every element in either direction.
 int32_t check_layout(ZorDftDescriptor* d);
-// ZOR_FFT_OK unless input and output, out of place, share memory.
+// Whether no input can share memory with an output: a look at the pointers, for every call.
+inline bool far_apart(const ZorDftDescriptor* d, void* const* data) {
+  const zor_int safe = (d->reserved_c >> safe_distance) * safe_block;
+  const int32_t arrays = d->nio_args / 2;
+  for (int32_t i = 0; i < arrays; ++i)
+    for (int32_t o = arrays; o < d->nio_args; ++o) {
+      const char *in = static_cast<char*>(data[i]), *out = static_cast<char*>(data[o]);
+      if (safe == 0 || (in < out ? out - in : in - out) < safe) return false;
+    }
+  return true;
+}
+// ZOR_FFT_OK unless input and output, out of place, share memory: all ranges and steps.
 int32_t check_overlap(const ZorDftDescriptor* d, bool backward, void* const* data);
 
 // What a committed real transform owns beside the kernel library's plans, kept in private_data of the head.
