@@ -125,6 +125,14 @@ void product_rows(zor_int m, zor_int n, zor_int depth, T alpha, const operand<T>
     over_strips.template operator()<2>(
         [&](const strip_walk<T>& w) { product_rows<T, V, 1>(m, depth, alpha, a, beta, w); });
   }
+  // Between one and two vectors of 16 bytes: two that overlap. Both have read C before either is stored, and
+  // the same sums are stored twice.
+  if constexpr (constexpr int n16 = units<T, 16>; n16 < most && most < 2 * n16) {
+    for (; j + most <= n; j += most)
+      product_rows<T, vec<real_t<T>, 16>, 2>(
+          m, depth, alpha, a, beta,
+          strip_walk<T>{b + j * depth, most, most - n16, c + j * ldc, ldc, most - n16});
+  }
   const auto columns_of = [&]<int Strips>(int columns, strip_walk<T> w) {
     for_ranges<T>(0, columns, [&]<int Bytes>(zor_int q, zor_int last) {
       for (; q < last; q += units<T, Bytes>) {

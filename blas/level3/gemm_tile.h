@@ -17,7 +17,7 @@ template <class T>
 struct tile_shape {
   static constexpr int lanes = int(width / sizeof(real_t<T>));
   static constexpr int vectors = width == 64 ? 3 : is_complex<T> ? 1 : 2;
-  static constexpr int columns_by_width[3] = {4, 5, is_complex<T> ? 4 : 8};
+  static constexpr int columns_by_width[3] = {4, is_complex<T> ? 5 : 6, is_complex<T> ? 4 : 8};
   static constexpr int columns = columns_by_width[width / 32];
   static constexpr int rows = vectors * lanes;
 };
