@@ -3,6 +3,7 @@
 // several columns run side by side.
 #pragma once
 
+#include "lapack/parts.h"
 #include "serv/quotient.h"
 
 namespace zor {

@@ -25,23 +25,30 @@ template <class T>
 template <bool Solve, class T>
 zor_int factor_from_ends(zor_int n, T* dl, T* d, const T* du, T* b) {
   const zor_int h = (n - 1) / 2, c = n - 1 - h;
-  T top = d[0], bottom = d[n - 1], top_b{}, bottom_b{};
-  if constexpr (Solve) top_b = b[0], bottom_b = b[n - 1];
+  T top = load_parts(d), bottom = load_parts(d + n - 1), top_b{}, bottom_b{};
+  if constexpr (Solve) top_b = load_parts(b), bottom_b = load_parts(b + n - 1);
   const auto eliminate_downwards = [&](zor_int i) __attribute__((always_inline)) {
-    const T r = reciprocal(top), l = mul(dl[i], r);
-    d[i] = r;
-    dl[i] = l;
-    d[i + 1] = top = minus_product(d[i + 1], l, du[i]);
-    if constexpr (Solve) b[i + 1] = top_b = minus_product(b[i + 1], top_b, l);
+    const T r = reciprocal(top), l = mul(load_parts(dl + i), r);
+    store_parts(d + i, r);
+    store_parts(dl + i, l);
+    top = minus_product(load_parts(d + i + 1), l, load_parts(du + i));
+    store_parts(d + i + 1, top);
+    if constexpr (Solve) {
+      top_b = minus_product(load_parts(b + i + 1), top_b, l);
+      store_parts(b + i + 1, top_b);
+    }
   };
   const auto eliminate_upwards = [&](zor_int j) __attribute__((always_inline)) {
-    const T r = reciprocal(bottom), l = mul(dl[j - 1], r);
-    d[j] = r;
-    dl[j - 1] = l;
-    d[j - 1] = bottom = minus_product(d[j - 1], l, du[j - 1]);
+    const T r = reciprocal(bottom), l = mul(load_parts(dl + j - 1), r), u = load_parts(du + j - 1);
+    store_parts(d + j, r);
+    store_parts(dl + j - 1, l);
+    bottom = minus_product(load_parts(d + j - 1), l, u);
+    store_parts(d + j - 1, bottom);
     if constexpr (Solve) {
-      b[j] = bottom_b = mul(bottom_b, r);
-      b[j - 1] = bottom_b = minus_product(b[j - 1], du[j - 1], bottom_b);
+      bottom_b = mul(bottom_b, r);
+      store_parts(b + j, bottom_b);
+      bottom_b = minus_product(load_parts(b + j - 1), u, bottom_b);
+      store_parts(b + j - 1, bottom_b);
     }
   };
   for (zor_int i = 0; i < h; ++i) {
@@ -54,8 +61,9 @@ zor_int factor_from_ends(zor_int n, T* dl, T* d, const T* du, T* b) {
     if (is_bad_pivot(top)) return h + 1;
     eliminate_downwards(h);
   }
-  if (is_bad_pivot(d[c])) return n - h;
-  d[c] = reciprocal(d[c]);
+  const T last = load_parts(d + c);
+  if (is_bad_pivot(last)) return n - h;
+  store_parts(d + c, reciprocal(last));
   return 0;
 }
 
@@ -66,9 +74,9 @@ template <int Columns, class T>
   using row = row_of<Columns, T>;
   row low = row::load(b + down, ldb), high = row::load(b + up, ldb);
   for (zor_int m = 1; m <= steps; ++m) {
-    low = row::load(b + down + m, ldb).minus(dl[down + m - 1], low);
+    low = row::load(b + down + m, ldb).minus(load_parts(dl + down + m - 1), low);
     low.store(b + down + m, ldb);
-    high = row::load(b + up - m, ldb).minus(du[up - m], high).times(d[up - m]);
+    high = row::load(b + up - m, ldb).minus(load_parts(du + up - m), high).times(load_parts(d + up - m));
     high.store(b + up - m, ldb);
   }
 }
@@ -80,39 +88,41 @@ void solve(zor_int n, const T* dl, const T* d, const T* du, T* b, zor_int ldb) {
   row top = row::load(b, ldb), bottom = row::load(b + n - 1, ldb);
   for (zor_int i = 0; i < g; ++i) {
     const zor_int j = n - 1 - i;
-    top = row::load(b + i + 1, ldb).minus(dl[i], top);
+    top = row::load(b + i + 1, ldb).minus(load_parts(dl + i), top);
     top.store(b + i + 1, ldb);
     // The last step of an even order: the upward chain goes on with the row that has just been changed.
     if (i + 1 == j) bottom = top;
-    bottom = bottom.times(d[j]);
+    bottom = bottom.times(load_parts(d + j));
     bottom.store(b + j, ldb);
-    bottom = row::load(b + j - 1, ldb).minus(du[j - 1], bottom);
+    bottom = row::load(b + j - 1, ldb).minus(load_parts(du + j - 1), bottom);
     bottom.store(b + j - 1, ldb);
   }
   const zor_int last = n - g - 1;
-  row::load(b + last, ldb).times(d[last]).store(b + last, ldb);
+  row::load(b + last, ldb).times(load_parts(d + last)).store(b + last, ldb);
   solve_outwards<Columns>(g, last, last, dl, d, du, b, ldb);
 }
 
 template <int Columns, bool Conj, class T>
 void solve_transposed(zor_int n, const T* dl, const T* d, const T* du, T* b, zor_int ldb) {
   using row = row_of<Columns, T>;
-  const auto op = [](T v) __attribute__((always_inline)) { return conj_by_sign_if(Conj, v); };
+  const auto op = [](const T* p) __attribute__((always_inline)) {
+    return conj_by_sign_if(Conj, load_parts(p));
+  };
   const zor_int g = n / 2;
   row x = row::load(b + n - 1, ldb);
   for (zor_int j = n - 1; j > g; --j) {
-    x = row::load(b + j - 1, ldb).minus(op(du[j - 1]), x);
+    x = row::load(b + j - 1, ldb).minus(op(du + j - 1), x);
     x.store(b + j - 1, ldb);
   }
-  x = row::load(b, ldb).times(op(d[0]));
+  x = row::load(b, ldb).times(op(d));
   x.store(b, ldb);
   for (zor_int i = 1; i < n; ++i) {
-    x = row::load(b + i, ldb).minus(op(dl[i - 1]), x).times(op(d[i]));
+    x = row::load(b + i, ldb).minus(op(dl + i - 1), x).times(op(d + i));
     x.store(b + i, ldb);
   }
   x = row::load(b + g, ldb);
   for (zor_int i = g - 1; i >= 0; --i) {
-    x = row::load(b + i, ldb).minus(op(du[i]), x);
+    x = row::load(b + i, ldb).minus(op(du + i), x);
     x.store(b + i, ldb);
   }
 }
@@ -142,8 +152,11 @@ zor_int dtsvb(zor_int n, zor_int nrhs, T* dl, T* d, const T* du, T* b, zor_int l
   }
   if (const zor_int info = factor_from_ends<true>(n, dl, d, du, b)) return info;
   const zor_int h = (n - 1) / 2, c = n - 1 - h;
-  b[c] = mul(b[c], d[c]);
-  if (n % 2 == 0) b[h] = mul(minus_product(b[h], b[h + 1], du[h]), d[h]);
+  const T middle = mul(load_parts(b + c), load_parts(d + c));
+  store_parts(b + c, middle);
+  // c is h + 1 here.
+  if (n % 2 == 0)
+    store_parts(b + h, mul(minus_product(load_parts(b + h), middle, load_parts(du + h)), load_parts(d + h)));
   solve_outwards<1>(c, h, h, dl, d, du, b, ldb);
   return 0;
 }

@@ -11,44 +11,50 @@ template <class T>
 zor_int eliminate(zor_int n, zor_int nrhs, T* dl, T* d, T* du, T* b, zor_int ldb) {
   for (zor_int i = 0; i < n - 1; ++i) {
     const bool inner = i < n - 2;
-    if (magnitude(d[i]) >= magnitude(dl[i])) {
-      if (d[i] == 0) return i + 1;
-      const T f = dl[i] / d[i];
-      d[i + 1] = d[i + 1] - f * du[i];
-      for (zor_int k = 0; k < nrhs; ++k) b[i + 1 + k * ldb] = b[i + 1 + k * ldb] - f * b[i + k * ldb];
-      if (inner) dl[i] = 0;
-    } else {
-      const T f = d[i] / dl[i], next = d[i + 1];
-      d[i] = dl[i];
-      d[i + 1] = du[i] - f * next;
-      if (inner) {
-        dl[i] = du[i + 1];
-        du[i + 1] = -f * dl[i];
-      }
-      du[i] = next;
+    const T pivot = load_element(d + i), below = load_element(dl + i), beside = load_element(du + i),
+            next = load_element(d + i + 1);
+    if (magnitude(pivot) >= magnitude(below)) {
+      if (pivot == 0) return i + 1;
+      const T f = below / pivot;
+      store_element(d + i + 1, next - f * beside);
       for (zor_int k = 0; k < nrhs; ++k) {
         T* row = b + i + k * ldb;
-        const T t = row[0];
-        row[0] = row[1];
-        row[1] = t - f * row[1];
+        store_element(row + 1, load_element(row + 1) - f * load_element(row));
+      }
+      if (inner) store_element(dl + i, T(0));
+    } else {
+      const T f = pivot / below;
+      store_element(d + i, below);
+      store_element(d + i + 1, beside - f * next);
+      if (inner) {
+        const T second = load_element(du + i + 1);
+        store_element(dl + i, second);
+        store_element(du + i + 1, -f * second);
+      }
+      store_element(du + i, next);
+      for (zor_int k = 0; k < nrhs; ++k) {
+        T* row = b + i + k * ldb;
+        const T first = load_element(row), second = load_element(row + 1);
+        store_element(row, second);
+        store_element(row + 1, first - f * second);
       }
     }
   }
-  return d[n - 1] == 0 ? n : 0;
+  return load_element(d + n - 1) == 0 ? n : 0;
 }
 
 template <int Columns, class T>
 void substitute(zor_int n, const T* dl, const T* d, const T* du, T* b, zor_int ldb) {
   using row = row_of<Columns, T>;
   const auto over = [&](const row& r, zor_int i) __attribute__((always_inline)) {
-    return r.map([&](T v) __attribute__((always_inline)) { return v / d[i]; });
+    return r.map([by = load_element(d + i)](T v) __attribute__((always_inline)) { return v / by; });
   };
   row above{};  // row i + 2, x being row i + 1
   row x = over(row::load(b + n - 1, ldb), n - 1);
   x.store(b + n - 1, ldb);
   for (zor_int i = n - 2; i >= 0; --i) {
-    row next = row::load(b + i, ldb).minus(du[i], x);
-    if (i < n - 2) next = next.minus(dl[i], above);
+    row next = row::load(b + i, ldb).minus(load_element(du + i), x);
+    if (i < n - 2) next = next.minus(load_element(dl + i), above);
     above = x;
     x = over(next, i);
     x.store(b + i, ldb);

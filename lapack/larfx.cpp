@@ -22,10 +22,10 @@ template <int Order, class T>
 reflector<Order, T> make_reflector(bool left, const T* v, T tau) {
   reflector<Order, T> h;
   for (int i = 0; i < Order; ++i) {
-    h.v[i] = left ? conj_by_sign(v[i]) : v[i];
-    h.t[i] = mul(tau, left ? v[i] : conj_by_sign(v[i]));
+    const T e = load_element(v + i), conjugated = conj_by_sign(e);
+    h.v[i] = left ? conjugated : e;
+    h.t[i] = Order == 1 ? sub(one_of<T>(), mul(mul(tau, e), conjugated)) : mul(tau, left ? e : conjugated);
   }
-  if (Order == 1) h.t[0] = sub(one_of<T>(), mul(mul(tau, v[0]), conj_by_sign(v[0])));
   return h;
 }
 

@@ -11,6 +11,7 @@
 // Of a Hermitian diagonal the real part is read.
 #include "blas/level2/matvec.h"
 #include "blas/level2/triangle.h"
+#include "lapack/parts.h"
 #include "zor/signatures/lapack.h"
 
 namespace zor {
@@ -45,7 +46,7 @@ void add_group(zor_int n, zor_int j, T alpha, const T* a, zor_int lda, const T* 
   using E = element<T>;
   T s[Columns];
 #pragma GCC unroll 4
-  for (int c = 0; c < Columns; ++c) s[c] = mul_adding(alpha, x[j + c]);
+  for (int c = 0; c < Columns; ++c) s[c] = mul_adding(alpha, load_parts(x + j + c));
   const T* columns = a + j * lda;
   for (int r = 0; r < Columns; ++r)
     for (int c = 0; c < Columns; ++c) add_within<Upper>(s[c], columns + j, lda, r, c, y + j + r);
@@ -56,7 +57,7 @@ void add_group(zor_int n, zor_int j, T alpha, const T* a, zor_int lda, const T* 
     const zor_int rows = end - i < block_rows ? end - i : block_rows;
     add_columns<Columns>(rows, s, columns + i, lda, y + i);
     for (zor_int r = i; r < i + rows; ++r) {
-      const factor<T, E> f = make_factor<E, is_complex<T>>(x[r]);
+      const factor<T, E> f = make_factor<E, is_complex<T>>(load_parts(x + r));
 #pragma GCC unroll 4
       for (int c = 0; c < Columns; ++c) sum[c] = mul_add(f, load_units<E>(columns + r + c * lda), sum[c]);
     }

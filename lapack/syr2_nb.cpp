@@ -23,14 +23,14 @@ column_factors<T> factors_of(T alpha, T xj, T yj) {
   return {conj_by_sign(mul_adding(alpha, xj)), mul_adding(alpha, conj_by_sign(yj))};
 }
 
-// (s u + a) + t v for one element.
+// a := (s u + a) + t v for one element.
 template <bool Diagonal, class T>
-[[gnu::always_inline]] inline T updated(T a, T s, T u, T t, T v) {
-  const T first = mul_adding(s, u), second = mul_adding(t, v);
+[[gnu::always_inline]] inline void update(T* place, T s, T u, T t, T v) {
+  const T a = load_element(place), first = mul_adding(s, u), second = mul_adding(t, v);
   if constexpr (Diagonal && is_complex<T>)
-    return {first.re + a.re + second.re, 0};
+    store_element(place, T{first.re + a.re + second.re, 0});
   else
-    return add(add(first, a), second);
+    store_element(place, add(add(first, a), second));
 }
 
 // Rows first to end - 1 of Columns neighbouring columns from a on.
@@ -61,17 +61,19 @@ void syr2_nb(zor_int n, zor_int k, T alpha, const T* x, const T* y, T* a, zor_in
   for (zor_int t = 0; t < k; t += 2) {
     const zor_int j = Upper ? n - 1 - t : t;
     T* column = a + j * lda;
-    const column_factors<T> f = factors_of(alpha, x[j], y[j]);
-    column[j] = updated<true>(column[j], f.p, y[j], f.q, x[j]);
+    const T xj = load_element(x + j), yj = load_element(y + j);
+    const column_factors<T> f = factors_of(alpha, xj, yj);
+    update<true>(column + j, f.p, yj, f.q, xj);
     if (t + 1 == k) {
       update_rows<1>(Upper ? 0 : j + 1, Upper ? j : n, &f, x, y, column, lda);
       break;
     }
     const zor_int l = j + onwards;
     T* next = a + l * lda;
-    const column_factors<T> g = factors_of(alpha, x[l], y[l]);
-    column[l] = updated<false>(column[l], f.q, x[l], f.p, y[l]);
-    next[l] = updated<true>(next[l], g.q, x[l], g.p, y[l]);
+    const T xl = load_element(x + l), yl = load_element(y + l);
+    const column_factors<T> g = factors_of(alpha, xl, yl);
+    update<false>(column + l, f.q, xl, f.p, yl);
+    update<true>(next + l, g.q, xl, g.p, yl);
     const column_factors<T> both[2] = {Upper ? g : f, Upper ? f : g};
     update_rows<2>(Upper ? 0 : l + 1, Upper ? l : n, both, x, y, Upper ? next : column, lda);
   }

@@ -5,6 +5,7 @@
 //   on the diagonal    c(j,j) := c(j,j) + ((0 - a(j,p)) - a(j,p)) conj(b(j,p))
 // A Hermitian diagonal is real: imaginary parts are not read and become 0.
 #include "blas/level2/triangle.h"
+#include "lapack/parts.h"
 #include "serv/element.h"
 #include "zor/signatures/lapack.h"
 
@@ -33,32 +34,32 @@ template <int Bytes, int Columns, class T>
     const V va = load_units<V>(a + i), vb = load_units<V>(b + i);
 #pragma GCC unroll 4
     for (int s = 0; s < Columns; ++s)
-      tile[s] =
-          tile[s] - make_factor<V>(conj_by_sign(b[j + s])) * va - make_factor<V>(conj_by_sign(a[j + s])) * vb;
+      tile[s] = tile[s] - make_factor<V>(conj_by_sign(load_parts(b + j + s))) * va -
+                make_factor<V>(conj_by_sign(load_parts(a + j + s))) * vb;
   }
 #pragma GCC unroll 4
   for (int s = 0; s < Columns; ++s) store_units(c + i + (j + s) * ldc, tile[s]);
 }
 
 template <class T>
-void update_diagonal(const factors_2k<T>& f, zor_int j, T& place) {
-  T c = place;
+void update_diagonal(const factors_2k<T>& f, zor_int j, T* place) {
+  T c = load_parts(place);
   if constexpr (is_complex<T>) c.im = 0;
   for (zor_int p = 0; p < f.k; ++p) {
-    const T a = f.a[j + p * f.lda], b = f.b[j + p * f.ldb];
+    const T a = load_parts(f.a + j + p * f.lda), b = load_parts(f.b + j + p * f.ldb);
     const T term = mul_adding(sub(zero_minus(a), a), conj_by_sign(b));
     if constexpr (is_complex<T>)
       c.re = c.re + term.re;
     else
       c = c + term;
   }
-  place = c;
+  store_element(place, c);
 }
 
 template <bool Upper, int Columns, class T>
 void update_group(const factors_2k<T>& f, zor_int n, zor_int j, T* c, zor_int ldc) {
   for (int s = 0; s < Columns; ++s) {
-    update_diagonal(f, j + s, c[j + s + (j + s) * ldc]);
+    update_diagonal(f, j + s, c + j + s + (j + s) * ldc);
     for (int r = Upper ? 0 : s + 1; r < (Upper ? s : Columns); ++r)
       update_tile<int(sizeof(T)), 1>(f, j + r, j + s, c, ldc);
   }

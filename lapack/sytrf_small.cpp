@@ -30,19 +30,20 @@ struct bunch_kaufman {
   zor_int lda;
   zor_int* ipiv;
 
-  T& at(zor_int i, zor_int j) const { return a[i + j * lda]; }
+  T* place(zor_int i, zor_int j) const { return a + i + j * lda; }
+  T at(zor_int i, zor_int j) const { return load_element(place(i, j)); }
   // Rows beyond row i, and the first of them in memory.
   zor_int beyond(zor_int i) const { return Upper ? i : n - 1 - i; }
   zor_int first_beyond(zor_int i) const { return Upper ? 0 : i + 1; }
 
   // Row of the largest magnitude of column j beyond row j.
   zor_int largest_beyond(zor_int j) const {
-    return first_beyond(j) + largest(beyond(j), &at(first_beyond(j), j), 1) - 1;
+    return first_beyond(j) + largest(beyond(j), place(first_beyond(j), j), 1) - 1;
   }
   // The largest magnitude of row and column imax off the diagonal, in the part that is not yet eliminated.
   T largest_of_row(zor_int k, zor_int imax) const {
     const zor_int count = Upper ? k - imax : imax - k, from = Upper ? imax + 1 : k;
-    T most = magnitude(at(imax, from + largest(count, &at(imax, from), lda) - 1));
+    T most = magnitude(at(imax, from + largest(count, place(imax, from), lda) - 1));
     if (beyond(imax) > 0) most = larger(most, magnitude(at(largest_beyond(imax), imax)));
     return most;
   }
@@ -61,11 +62,11 @@ struct bunch_kaufman {
   // Rows and columns kk and kp exchanged in the triangle from kk on, kp lying beyond kk; with a block of two,
   // row kk's and row kp's element of column k too.
   void interchange(zor_int k, zor_int kk, zor_int kp, zor_int step) const {
-    exchange(beyond(kp), &at(first_beyond(kp), kk), 1, &at(first_beyond(kp), kp), 1);
+    exchange(beyond(kp), place(first_beyond(kp), kk), 1, place(first_beyond(kp), kp), 1);
     const zor_int low = Upper ? kp : kk, high = Upper ? kk : kp;
-    if (high - low > 1) exchange(high - low - 1, &at(low + 1, kk), 1, &at(kp, low + 1), lda);
-    exchange(1, &at(kk, kk), 1, &at(kp, kp), 1);
-    if (step == 2) exchange(1, &at(kk, k), 1, &at(kp, k), 1);
+    if (high - low > 1) exchange(high - low - 1, place(low + 1, kk), 1, place(kp, low + 1), lda);
+    exchange(1, place(kk, kk), 1, place(kp, kp), 1);
+    if (step == 2) exchange(1, place(kk, k), 1, place(kp, k), 1);
   }
 
   void eliminate_one(zor_int k) const {
@@ -73,14 +74,14 @@ struct bunch_kaufman {
     if (left == 0) return;
     const zor_int first = first_beyond(k);
     const T r = 1 / at(k, k), minus = -r;
-    syr_of<T>(uplo, &left, &minus, &at(first, k), &one, &at(first, first), &lda);
-    scale(left, r, &at(first, k), 1);
+    syr_of<T>(uplo, &left, &minus, place(first, k), &one, place(first, first), &lda);
+    scale(left, r, place(first, k), 1);
   }
 
   // Rows first to end - 1 of column j.
   void update_column(zor_int first, zor_int end, zor_int j, zor_int k, zor_int l, T w, T v) const {
-    T* target = &at(0, j);
-    const T *outer = &at(0, k), *inner = &at(0, l);
+    T* target = place(0, j);
+    const T *outer = place(0, k), *inner = place(0, l);
     for_vectors<T, narrowing{}, 2>(
         first, end, [=]<int Bytes>(zor_int i) __attribute__((always_inline)) {
           using V = vec<T, Bytes>;
@@ -99,8 +100,8 @@ struct bunch_kaufman {
       j += towards;
       const T w = t * (dl * at(j, k) - at(j, l)), v = t * (dk * at(j, l) - at(j, k));
       update_column(Upper ? 0 : j, Upper ? j + 1 : n, j, k, l, w, v);
-      at(j, k) = w;
-      at(j, l) = v;
+      store_element(place(j, k), w);
+      store_element(place(j, l), v);
     }
   }
 

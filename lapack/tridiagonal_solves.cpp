@@ -19,10 +19,11 @@ struct divided {
   const D* d;
   template <bool Conj = false, class T>
   [[gnu::always_inline]] T operator()(T v, zor_int i) const {
+    const D by = load_parts(d + i);
     if constexpr (is_complex<D> || !is_complex<T>)
-      return quotient(v, conj_by_sign_if(Conj, d[i]));
+      return quotient(v, conj_by_sign_if(Conj, by));
     else
-      return {v.re / d[i], v.im / d[i]};
+      return {v.re / by, v.im / by};
   }
 };
 template <class D>
@@ -43,7 +44,7 @@ struct reciprocals {
   reciprocals(zor_int n, const D* d) : r(n, 128) {
     if (r.data == nullptr) return;
     if constexpr (is_complex<D>) {
-      for (zor_int i = 0; i < n; ++i) r.data[i] = reciprocal(d[i]);
+      for (zor_int i = 0; i < n; ++i) r.data[i] = reciprocal(load_parts(d + i));
     } else {
       for_vectors<D>(
           0, n, [&]<int Bytes>(zor_int i) __attribute__((always_inline)) {
@@ -89,10 +90,10 @@ void solve(const lu_factors<T> f, const Divide& divide, T* b, zor_int ldb) {
     const row next = row::load(b + i + 1, ldb);
     if (f.ipiv[i] == i + 1) {
       x.store(b + i, ldb);
-      x = next.minus(f.dl[i], x);
+      x = next.minus(load_parts(f.dl + i), x);
     } else {
       next.store(b + i, ldb);
-      x = x.minus(f.dl[i], next);
+      x = x.minus(load_parts(f.dl + i), next);
     }
   }
   const auto over = [&](const row& r, zor_int i) __attribute__((always_inline)) {
@@ -104,11 +105,11 @@ void solve(const lu_factors<T> f, const Divide& divide, T* b, zor_int ldb) {
   x.store(b + i, ldb);
   if (i-- > 0) {
     above = x;
-    x = over(row::load(b + i, ldb).minus(f.du[i], x), i);
+    x = over(row::load(b + i, ldb).minus(load_parts(f.du + i), x), i);
     x.store(b + i, ldb);
   }
   while (i-- > 0) {
-    const row next = row::load(b + i, ldb).minus(f.du[i], x).minus(f.du2[i], above);
+    const row next = row::load(b + i, ldb).minus(load_parts(f.du + i), x).minus(load_parts(f.du2 + i), above);
     above = x;
     x = over(next, i);
     x.store(b + i, ldb);
@@ -118,7 +119,9 @@ void solve(const lu_factors<T> f, const Divide& divide, T* b, zor_int ldb) {
 template <int Columns, bool Conj, class T, class Divide>
 void solve_transposed(const lu_factors<T> f, const Divide& divide, T* b, zor_int ldb) {
   using row = row_of<Columns, T>;
-  const auto op = [](T v) __attribute__((always_inline)) { return conj_by_sign_if(Conj, v); };
+  const auto op = [](const T* p) __attribute__((always_inline)) {
+    return conj_by_sign_if(Conj, load_parts(p));
+  };
   const auto over = [&](const row& r, zor_int i) __attribute__((always_inline)) {
     return r.map([&](T v) __attribute__((always_inline)) { return divide.template operator()<Conj>(v, i); });
   };
@@ -126,18 +129,18 @@ void solve_transposed(const lu_factors<T> f, const Divide& divide, T* b, zor_int
   x.store(b, ldb);
   if (f.n > 1) {
     above = x;
-    x = over(row::load(b + 1, ldb).minus(op(f.du[0]), x), 1);
+    x = over(row::load(b + 1, ldb).minus(op(f.du), x), 1);
     x.store(b + 1, ldb);
   }
   for (zor_int i = 2; i < f.n; ++i) {
-    const row next = row::load(b + i, ldb).minus(op(f.du[i - 1]), x).minus(op(f.du2[i - 2]), above);
+    const row next = row::load(b + i, ldb).minus(op(f.du + i - 1), x).minus(op(f.du2 + i - 2), above);
     above = x;
     x = over(next, i);
     x.store(b + i, ldb);
   }
   for (zor_int i = f.n - 2; i >= 0; --i) {
     const row next = row::load(b + i, ldb);
-    const T l = op(f.dl[i]);
+    const T l = op(f.dl + i);
     if (f.ipiv[i] == i + 1) {
       x.store(b + i + 1, ldb);
       x = next.minus(l, x);
@@ -169,7 +172,7 @@ void solve_ldl(zor_int n, const T* e, const Divide& divide, T* b, zor_int ldb) {
   using row = row_of<Columns, T>;
   row x = row::load(b, ldb);
   for (zor_int i = 1; i < n; ++i) {
-    x = row::load(b + i, ldb).minus(conj_by_sign_if(ConjForward, e[i - 1]), x);
+    x = row::load(b + i, ldb).minus(conj_by_sign_if(ConjForward, load_parts(e + i - 1)), x);
     x.store(b + i, ldb);
   }
   const auto over = [&](const row& r, zor_int i) __attribute__((always_inline)) {
@@ -178,7 +181,7 @@ void solve_ldl(zor_int n, const T* e, const Divide& divide, T* b, zor_int ldb) {
   x = over(x, n - 1);
   x.store(b + n - 1, ldb);
   for (zor_int i = n - 2; i >= 0; --i) {
-    x = over(row::load(b + i, ldb), i).minus(conj_by_sign_if(ConjBackward, e[i]), x);
+    x = over(row::load(b + i, ldb), i).minus(conj_by_sign_if(ConjBackward, load_parts(e + i)), x);
     x.store(b + i, ldb);
   }
 }
@@ -186,7 +189,7 @@ void solve_ldl(zor_int n, const T* e, const Divide& divide, T* b, zor_int ldb) {
 template <bool ConjForward, bool ConjBackward, class T, class D>
 void ptts2(zor_int n, zor_int nrhs, const D* d, const T* e, T* b, zor_int ldb) {
   if (n < 1 || nrhs < 1) return;
-  if (n == 1) return scale(nrhs, 1 / d[0], b, ldb);
+  if (n == 1) return scale(nrhs, 1 / load_parts(d), b, ldb);
   for_divided_columns(n, nrhs, d, b, ldb, [=]<int C>(const auto& divide, T* columns) {
     solve_ldl<C, ConjForward, ConjBackward>(n, e, divide, columns, ldb);
   });

@@ -88,7 +88,7 @@ void check_reflectors(const char* name, zor::rot2_fn<T>* two, zor::rot3_fn<T>* t
         const content what = ++turn % 2 == 0 ? content::special : content::plain;
         const size_t count = n > 0 ? size_t(n) : 0;
         twin<T> x(count, where, random, what), y(count, other, random, what), z(count, where, random, what),
-            factors(3, other, random, what);
+            factors(3, placements[0], random, what);
         EXPECT_TRUE(agree(
             [&](bool k) {
               const T *tau = factors(k), *h1 = tau + 1, *h2 = tau + 2;
