@@ -18,6 +18,26 @@ enum line_transform_kind : int32_t {
   // with one of the types 2 to 5 added: the same transform without running sums and divisions
   lines_folded = 8,
 };
+
+// The eigenvalues of the modes that lines hold: those of the axes across add up to one for each line, and
+// that of the line's own axis is added for each element. Places outside first to last of an axis hold no mode
+// and are divided by the nearest eigenvalue.
+template <class T>
+struct axis_eigenvalues {
+  const T* of;  // null: there is no such axis
+  int64_t first, last;
+  T at(int64_t place) const {
+    return of == nullptr ? T(0) : of[place < first ? first : place > last ? last : place];
+  }
+};
+template <class T>
+struct line_eigenvalues {
+  axis_eigenvalues<T> inner, outer;  // line i: at i modulo inner_places and i / inner_places
+  int64_t inner_places;
+  const T* along;
+  bool singular;  // the eigenvalue of element 0 of line 0 is zero, and so becomes the element
+};
+
 template <class T>
 struct line_batch {
   int32_t kind;
@@ -29,6 +49,10 @@ struct line_batch {
   const T* tables;  // the real parameter array of types 0 to 5; of folded ones their pairs
   T* f;
   int64_t step, distance, count;
+  // Forward of lines_periodic: null, or every result over its eigenvalue and transformed back, unscaled, as
+  // three calls would. Line 0 of the batch is line `first_line` there.
+  const line_eigenvalues<T>* over;
+  int64_t first_line;
 };
 
 // Tridiagonal systems of neighbouring modes, solved in place: unknown j of mode i is at f + step j + i, j

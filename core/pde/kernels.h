@@ -60,6 +60,7 @@ zor_int run_lines(ZorDftDescriptor* d, const zor::pde::line_batch<T>& b, zor_int
   return for_pieces_with_scratch(used, (b.count + each - 1) / each, bytes, [&](zor_int piece, void* scratch) {
     zor::pde::line_batch<T> part = b;
     part.f = b.f + b.distance * each * piece;
+    part.first_line = b.first_line + each * piece;
     part.count = std::min(each, b.count - each * piece);
     return zor_int(k.run_lines(d, part, scratch));
   });

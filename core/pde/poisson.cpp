@@ -328,55 +328,44 @@ line_batch<T> lines_of_axis(const box_data<T>& b, int axis, bool forward) {
 }
 
 template <class T>
-zor_int transform_box(const box_data<T>& b, bool forward) {
-  const zor_poisson& p = b.p;
-  const solver_state<T>& state = state_of<T>(p);
-  const auto whole_axis = [&](int axis) {
-    return run_lines(state.transform[axis].handle, lines_of_axis(b, axis, forward), INT32_MAX);
-  };
-  const int last = int(p.dimensions) - 1;
-  const bool last_too = transforms_axis(p, last);
-  zor_int status = 0;
-  if (!forward && last_too) status = whole_axis(last);
-  if (status != 0) return status;
-  if (p.dimensions == 2) {
-    status = whole_axis(0);
-  } else {
-    plane_lines<T> planes = {};
-    for (int i = 0; i < 2; ++i) {
-      const int axis = forward ? i : 1 - i;
-      planes.d[i] = state.transform[axis].handle;
-      planes.lines[i] = lines_of_axis(b, axis, forward);
-      if (axis == 0) planes.lines[i].count = p.n[1] + 1;
-    }
-    planes.planes = p.n[2] + 1;
-    planes.plane_size = b.stride[2];
-    status = run_planes(planes, INT32_MAX);
-  }
-  if (status == 0 && forward && last_too) status = whole_axis(last);
-  return status;
+zor_int run_axis(const line_batch<T>& lines, const box_data<T>& b, int axis) {
+  return run_lines(state_of<T>(b.p).transform[axis].handle, lines, INT32_MAX);
 }
 
-// Every mode over its eigenvalue, the constant one of a singular problem to zero.
+// All axes but the last.
 template <class T>
-void divide_modes(const box_data<T>& b) {
+zor_int transform_box(const box_data<T>& b, bool forward) {
+  const zor_poisson& p = b.p;
+  if (p.dimensions == 2) return run_axis(lines_of_axis(b, 0, forward), b, 0);
+  plane_lines<T> planes = {};
+  for (int i = 0; i < 2; ++i) {
+    const int axis = forward ? i : 1 - i;
+    planes.d[i] = state_of<T>(p).transform[axis].handle;
+    planes.lines[i] = lines_of_axis(b, axis, forward);
+    if (axis == 0) planes.lines[i].count = p.n[1] + 1;
+  }
+  planes.planes = p.n[2] + 1;
+  planes.plane_size = b.stride[2];
+  return run_planes(planes, INT32_MAX);
+}
+
+// A periodic last axis by its transform: there, every mode over its eigenvalue, the constant one of a
+// singular problem to zero, and back.
+template <class T>
+zor_int solve_periodic_axis(const box_data<T>& b) {
   const zor_poisson& p = b.p;
   const solver_state<T>& state = state_of<T>(p);
-  const bool box = p.dimensions == 3;
-  const zor_int layers = (p.n[1] + 1) * (box ? p.n[2] + 1 : 1);
-  const mode_range x = modes_of(p.kind[0], p.n[0]);
-  const auto layer = [&](zor_int at) {
-    const zor_int j = at % (p.n[1] + 1), k = at / (p.n[1] + 1);
-    const T rest = state.lambda[1][j] + (box ? state.lambda[2][k] : T(0));
-    T* const row = b.f + at * b.stride[1];
-    for (zor_int i = x.first; i < x.first + x.count; ++i) row[i] = row[i] / (state.lambda[0][i] + rest);
+  const int last = int(p.dimensions) - 1;
+  const auto across = [&](int axis) -> zor::pde::axis_eigenvalues<T> {
+    if (axis == last) return {};
+    const mode_range modes = modes_of(p.kind[axis], p.n[axis]);
+    return {state.lambda[axis], modes.first, modes.first + modes.count - 1};
   };
-  const int32_t used = threads_of_step(INT32_MAX, b.stride[p.dimensions]);
-  const zor_int each = std::max<zor_int>(1, layers / (8 * used));
-  for_each_piece(used, (layers + each - 1) / each, [&](zor_int piece) {
-    for (zor_int at = piece * each; at < std::min(layers, (piece + 1) * each); ++at) layer(at);
-  });
-  if (p.singular) b.f[0] = T(0);
+  const zor::pde::line_eigenvalues<T> eigenvalues = {across(0), across(1), p.n[0] + 1, state.lambda[last],
+                                                     p.singular};
+  line_batch<T> lines = lines_of_axis(b, last, true);
+  lines.over = &eigenvalues;
+  return run_axis(lines, b, last);
 }
 
 // The last axis by tridiagonal systems. Of a singular problem the constant mode gets a mean of zero.
@@ -417,10 +406,8 @@ zor_int solve_box(const zor_poisson& p, T* f, const T* const* sides) {
   const box_data<T> b(p, f);
   fold_sides(b, sides);
   zor_int status = transform_box(b, true);
-  if (status == 0 && transforms_axis(p, int(p.dimensions) - 1))
-    divide_modes(b);
-  else if (status == 0)
-    status = solve_last_axis(b);
+  if (status == 0)
+    status = transforms_axis(p, int(p.dimensions) - 1) ? solve_periodic_axis(b) : solve_last_axis(b);
   if (status == 0) status = transform_box(b, false);
   if (status == 0) put_sides(b, sides);
   return status;

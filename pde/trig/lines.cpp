@@ -374,6 +374,48 @@ int64_t run_one(const dft::line_transform& plan, const line_batch<T>& b, ptrdiff
   return s.after(b.kind, b.forward, c) ? status_done : status_zero_divisor;
 }
 
+// The sums of eigenvalues over the axes across, for lines `first` on of a batch.
+template <class T>
+struct line_sums {
+  static constexpr ptrdiff_t W = width_of<T>;
+  alignas(64) T inner[W], outer[W];
+  line_sums(const line_batch<T>& b, ptrdiff_t first) {
+    for (ptrdiff_t i = 0; i < W; ++i) {
+      const ptrdiff_t line = b.first_line + (first + i < b.count ? first + i : b.count - 1);
+      inner[i] = b.over->inner.at(line % b.over->inner_places);
+      outer[i] = b.over->outer.at(line / b.over->inner_places);
+    }
+  }
+};
+
+// A tile of results, scaled, over the eigenvalues.
+template <class T>
+void divide_tile(const line_batch<T>& b, ptrdiff_t n, ptrdiff_t first, T* tile) {
+  using V = vec<T>;
+  constexpr ptrdiff_t W = width_of<T>;
+  const line_sums<T> sums(b, first);
+  const bool singular = b.over->singular && b.first_line + first == 0;
+  if (singular) tile[0] = T(0);
+  for (ptrdiff_t j = 0; j < n; ++j, tile += W)
+    for (ptrdiff_t g = 0; g < W; g += lanes<V>) {
+      V d = load<V>(sums.inner + g) + (load<V>(sums.outer + g) + broadcast<V>(b.over->along[j]));
+      if (singular && j == 0 && g == 0) d[0] = T(1);
+      store<V>(tile + g, b.scale * load<V>(tile + g) / d);
+    }
+}
+// The same for lines in memory, which are scaled already.
+template <class T>
+void divide_lines(const line_batch<T>& b, ptrdiff_t n) {
+  for (ptrdiff_t i = 0; i < b.count; ++i) {
+    const line_sums<T> sums(b, i);
+    const bool singular = b.over->singular && b.first_line + i == 0;
+    for (ptrdiff_t j = 0; j < n; ++j) {
+      T& at = b.f[b.step * j + b.distance * i];
+      at = singular && j == 0 ? T(0) : at / (sums.inner[0] + (sums.outer[0] + b.over->along[j]));
+    }
+  }
+}
+
 template <class T>
 void double_row(T* row, ptrdiff_t count) {
   for (ptrdiff_t i = 0; i < count; ++i) row[i] = T(2) * row[i];
@@ -409,7 +451,7 @@ int64_t run_side_by_side(const dft::real_rows<T>& rows, const line_batch<T>& b, 
     return row_walk<T>(in_engine_tile ? engine_tile : tile, r, o);
   };
   const row_walk<T> from = walk(true), to = walk(false);
-  const T factor = factor_of(b);
+  const T factor = b.over == nullptr ? factor_of(b) : T(1);
   for (ptrdiff_t first = 0; first < b.count; first += W) {
     const ptrdiff_t left = b.count - first;
     const line_group<T> g = {f + b.distance * first, step, b.distance, left < W ? left : W};
@@ -419,6 +461,10 @@ int64_t run_side_by_side(const dft::real_rows<T>& rows, const line_batch<T>& b, 
     if (b.kind < lines_folded) {
       const int64_t status = run_tile(rows, b, tile, engine_tile);
       if (status != status_done) return status;
+      if (b.over != nullptr) {
+        divide_tile(b, n, first, tile);
+        dft::run_real_rows(rows, dft::backward, tile, engine_tile);
+      }
     } else {
       if (b.kind == lines_folded + 3 && !b.forward)
         for (ptrdiff_t row = n / 2; row < n; ++row) negate_row(tile + W * row, W);
@@ -468,7 +514,15 @@ int64_t run_lines(descriptor* d, const line_batch<T>& b, void* scratch) {
   if (rows == nullptr) return status_transform_failed;
   if (goes_side_by_side(rows, b.alone)) return run_side_by_side(rows->rows, b, room);
   const dft::line_transform* const line = line_of<T>(d, b.kind);
-  return line == nullptr ? status_transform_failed : run_one_by_one(*line, b, ptrdiff_t(d->length), room);
+  if (line == nullptr) return status_transform_failed;
+  const ptrdiff_t n = d->length;
+  const int64_t status = run_one_by_one(*line, b, n, room);
+  if (status != status_done || b.over == nullptr) return status;
+  divide_lines(b, n);
+  line_batch<T> back = b;
+  back.forward = false;
+  back.scale = T(1);
+  return run_one_by_one(*line, back, n, room);
 }
 
 template <class T>
