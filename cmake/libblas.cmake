@@ -20,7 +20,7 @@ function(zor_libblas target name integer suffix)
   add_library(${target} SHARED libblas/fortran.cpp libblas/cblas.cpp libblas/errors.cpp)
   add_dependencies(${target} zor_libblas_adapters)
   target_compile_definitions(${target} PRIVATE ZOR_BLAS_INTEGER=${integer} ZOR_BLAS_SUFFIX=${suffix})
-  target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics -frounding-math)
+  target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics -frounding-math -fno-plt)
   string(REGEX REPLACE "^blas" "lib/blas" folder ${name})
   set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name} SOVERSION 3 CXX_VISIBILITY_PRESET hidden
                         LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${folder} INSTALL_RPATH "$ORIGIN/..;$ORIGIN/../..")

@@ -119,8 +119,12 @@ run_scalapack() {
   done
 }
 
+# The input of HPL for a system of the given order on a grid of one row of two ranks.
+hpl_input() {
+  sed -e "6s/.*/$1/" -e '8s/.*/128/' -e '11s/.*/1/' -e '12s/.*/2/' /usr/share/doc/hpcc/examples/_hpccinf.txt >hpccinf.txt
+}
 run_hpl() {
-  sed -e '6s/.*/2000/' -e '8s/.*/128/' -e '11s/.*/1/' -e '12s/.*/2/' /usr/share/doc/hpcc/examples/_hpccinf.txt >hpccinf.txt
+  hpl_input 2000
   over_ours "${mpi[@]}" hpcc >log 2>&1 || true
   row "HPL, 2 ranks" "$(count '\.\.\.\.\.\. PASSED' hpccoutf.txt)" "$(count 'FAILED' hpccoutf.txt)" 1 \
     "$(awk -F= '/^HPL_Tflops=/ {printf "%.1f GFLOP/s", 1000 * $2}' hpccoutf.txt)"
@@ -162,19 +166,37 @@ run_hash() {
       "$(cut -d' ' -f1 hashes | sort -u | wc -l)" "$first"
   done
   mpicc -O1 "$external/lu_hash.c" -lscalapack-openmpi -o lu_hash 2>log || { row "ScaLAPACK LU hash" 0 1 1 "does not compile"; return; }
+  gcc -O1 -fPIC -shared "$external/hpl_hash.c" -o hpl_hash.so 2>log || { row "HPL factors' hash" 0 1 1 "does not compile"; return; }
+  hpl_input 1024
   : >factors
+  : >hpl
   local a b
   for a in baseline v3 v4; do
     for b in baseline v4; do
       runs_here $a && runs_here $b || continue
       for threads in 1 3; do
-        mpirun --oversubscribe -np 1 env OMP_NUM_THREADS=$threads LD_LIBRARY_PATH="$(only_build $a):$path" ./lu_hash : \
-          -np 1 env OMP_NUM_THREADS=$threads LD_LIBRARY_PATH="$(only_build $b):$path" ./lu_hash 2>/dev/null >>factors || true
+        mixed "$a" "$b" ./lu_hash >>factors
+        rm -f hpccoutf.txt
+        mixed "$a" "$b" env LD_PRELOAD="$PWD/hpl_hash.so" hpcc | sort | tr '\n' ' ' >>hpl
+        grep -c '\.\.\.\.\.\. PASSED' hpccoutf.txt >>hpl || true
       done
     done
   done
-  row "ScaLAPACK LU hash" "$(sort factors | uniq -c | sort -rn | awk 'NR == 1 {print $1}')" "$(($(sort -u factors | wc -l) - 1))" \
-    "$(wc -l <factors)" "$(head -1 factors | cut -d' ' -f4-)"
+  one_hash "ScaLAPACK LU hash" factors 4-
+  one_hash "HPL factors' hash" hpl 4,8
+}
+# Runs a program on two ranks, each with one build of the kernel library and $threads threads.
+mixed() { # BUILD BUILD PROGRAM...
+  local first second
+  first=$(only_build "$1") second=$(only_build "$2")
+  shift 2
+  mpirun --oversubscribe -np 1 env OMP_NUM_THREADS="$threads" LD_LIBRARY_PATH="$first:$path" "$@" : \
+    -np 1 env OMP_NUM_THREADS="$threads" LD_LIBRARY_PATH="$second:$path" "$@" 2>&1 | grep -E '^(factors|info)' || true
+}
+# All lines of a file are to be the same.
+one_hash() { # NAME FILE FIELDS
+  row "$1" "$(sort "$2" | uniq -c | sort -rn | awk 'NR == 1 {print $1}')" "$(($(sort -u "$2" | wc -l) - 1))" \
+    "$(wc -l <"$2")" "$(head -1 "$2" | cut -d' ' -f"$3")"
 }
 
 printf '%-22s %6s %6s %6s\n' program pass fail want

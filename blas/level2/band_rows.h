@@ -3,20 +3,9 @@
 // that a row of the band's array meets a run of x.
 #pragma once
 
-#include "blas/level2/matvec.h"
+#include "blas/level2/squares.h"
 
 namespace zor {
-
-// The factor x of many products x v, or with Conj x conj(v), of vectors of elements.
-template <class T, bool Conj, class V>
-[[gnu::always_inline]] inline factor<T, V> factor_of(V x) {
-  if constexpr (is_complex<T>) {
-    const V re = dup_even(x), im = dup_odd(x);
-    return {Conj ? negate_pairs<1>(re) : re, Conj ? im : negate_pairs<0>(im)};
-  } else {
-    return {x, V{}};
-  }
-}
 
 // sum + element r of column l times x[r + l] in lane l, r rising from 0 to count - 1, or falling. Columns are
 // lda apart; count is at least the number of lanes. The last rows come from a square that reaches back over

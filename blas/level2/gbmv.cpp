@@ -19,49 +19,106 @@ struct band {
   zor_int end_row(zor_int j) const { return m - j > kl ? j + kl + 1 : m; }
 };
 
+// Rows from which those that a group of columns has in common are worked together, and the same for a smaller
+// group of columns that are added to y.
+constexpr zor_int many_rows = 32, some_rows = 12;
+
+// y[i] := y[i] + s a[i] over rows of one column; y may have any stride.
+template <class T>
+void add_rows_of(const T* column, zor_int first, zor_int end, T s, T* y, zor_int incy) {
+  if (incy == 1) return add_column(end - first, s, column + first, y + first);
+  for (zor_int i = first; i < end; ++i) add_term(s, column + i, y + i * incy);
+}
+
+// Columns j to j + Count - 1, when they have `least` rows in common and y has a unit stride; says whether so.
+template <int Count, class T>
+bool add_group_of_columns(const band<T>& a, zor_int j, zor_int least, T alpha, const T* x, zor_int incx,
+                          T* y) {
+  const zor_int first = a.first_row(j + Count - 1), end = a.end_row(j);
+  if (end - first < least) return false;
+  T s[Count];
+  for (int l = 0; l < Count; ++l) {
+    s[l] = mul_adding(alpha, load_element(x + (j + l) * incx));
+    add_rows_of(a.column(j + l), a.first_row(j + l), first, s[l], y, 1);
+  }
+  add_columns<Count>(end - first, s, a.column(j) + first, a.lda - 1, y + first);
+  for (int l = 0; l < Count; ++l) add_rows_of(a.column(j + l), end, a.end_row(j + l), s[l], y, 1);
+  return true;
+}
+
 template <class T>
 void add_columns_of(const band<T>& a, zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
-  for (zor_int j = 0; j < n; ++j) {
-    const T s = mul_adding(alpha, load_element(x + j * incx));
-    const T* const column = a.column(j);
-    const zor_int first = a.first_row(j), end = a.end_row(j);
-    if (incy == 1) {
-      add_column(end - first, s, column + first, y + first);
+  constexpr int group = is_complex<T> ? 4 : 8, small = group / 2;
+  for (zor_int j = 0; j < n;) {
+    if (incy == 1 && j + group <= n && add_group_of_columns<group>(a, j, many_rows, alpha, x, incx, y)) {
+      j += group;
+    } else if (incy == 1 && j + small <= n &&
+               add_group_of_columns<small>(a, j, some_rows, alpha, x, incx, y)) {
+      j += small;
     } else {
-      for (zor_int i = first; i < end; ++i) add_term(s, column + i, y + i * incy);
+      add_rows_of(a.column(j), a.first_row(j), a.end_row(j), mul_adding(alpha, load_element(x + j * incx)), y,
+                  incy);
+      ++j;
     }
   }
 }
 
+// The sum goes on with rows first to end - 1 of one column.
 template <bool Conj, class T>
-void add_dot(const band<T>& a, zor_int j, T alpha, const T* x, zor_int incx, T* yj) {
-  const T* const column = a.column(j);
-  const zor_int end = a.end_row(j);
-  value<T> sum{};
-  for (zor_int i = a.first_row(j); i < end; ++i)
-    sum = plus_term<Conj>(sum, load_element(x + i * incx), column + i);
-  T total;
-  store_value(&total, sum);
-  add_term(alpha, &total, yj);
+value<T> plus_rows(value<T> sum, const T* column, zor_int first, zor_int end, const T* x, zor_int incx) {
+  for (zor_int i = first; i < end; ++i) sum = plus_term<Conj>(sum, load_element(x + i * incx), column + i);
+  return sum;
 }
 
-// The columns whose band lies in the matrix as a whole are taken as lanes.
+// Columns j to j + Groups U - 1, when they have many rows in common, with a unit stride of x; says whether
+// they had.
+template <int Groups, bool Conj, class T>
+bool add_group_of_dots(const band<T>& a, zor_int j, T alpha, const T* x, T* y, zor_int incy) {
+  using V = vec<real_t<T>, square_width>;
+  constexpr int U = units<T, square_width>, count = Groups * U;
+  const zor_int first = a.first_row(j + count - 1), end = a.end_row(j);
+  if (end - first < many_rows) return false;
+  T sums[count];
+  for (int l = 0; l < count; ++l)
+    store_value(sums + l, plus_rows<Conj>(value<T>{}, a.column(j + l), a.first_row(j + l), first, x, 1));
+  V sum[Groups];
+  for (int g = 0; g < Groups; ++g) sum[g] = load_units<V>(sums + g * U);
+  add_rows<Conj>(sum, end - first, a.column(j) + first, a.lda - 1, x + first);
+  for (int g = 0; g < Groups; ++g) store_units(sums + g * U, sum[g]);
+  for (int l = 0; l < count; ++l) {
+    store_value(sums + l,
+                plus_rows<Conj>(load_value(sums + l), a.column(j + l), end, a.end_row(j + l), x, 1));
+    add_term(alpha, sums + l, y + l * incy);
+  }
+  return true;
+}
+
+// Columns are lanes where they have many rows in common, and in a narrow band where it lies in the matrix as
+// a whole.
 template <bool Conj, class T>
 void add_dots(const band<T>& a, zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
-  constexpr int U = units<T, square_width>;
+  constexpr int U = units<T, square_width>, groups = groups_read<T, square_width>;
   using V = vec<real_t<T>, square_width>;
   const zor_int rows = a.kl + a.ku + 1, whole_end = incx == 1 && rows >= U ? a.m - a.kl : 0;
+  const bool wide = incx == 1 && rows >= many_rows;
   for (zor_int j = 0; j < n;) {
-    if (j < a.ku || j + U > n || j + U > whole_end) {
-      add_dot<Conj>(a, j, alpha, x, incx, y + j * incy);
+    T* const yj = y + j * incy;
+    if (wide && j + groups * U <= n && add_group_of_dots<groups, Conj>(a, j, alpha, x, yj, incy)) {
+      j += groups * U;
+    } else if (wide && j + U <= n && add_group_of_dots<1, Conj>(a, j, alpha, x, yj, incy)) {
+      j += U;
+    } else if (j >= a.ku && j + U <= n && j + U <= whole_end) {
+      const zor_int first = j - a.ku;
+      T sums[U];
+      store_units(sums, add_band_rows<Conj, true>(V{}, a.column(j) + first, a.lda, rows, x + first));
+      for (int l = 0; l < U; ++l) add_term(alpha, sums + l, yj + l * incy);
+      j += U;
+    } else {
+      T total;
+      store_value(&total, plus_rows<Conj>(value<T>{}, a.column(j), a.first_row(j), a.end_row(j), x, incx));
+      add_term(alpha, &total, yj);
       ++j;
-      continue;
     }
-    const zor_int first = j - a.ku;
-    T sums[U];
-    store_units(sums, add_band_rows<Conj, true>(V{}, a.column(j) + first, a.lda, rows, x + first));
-    for (int l = 0; l < U; ++l) add_term(alpha, sums + l, y + (j + l) * incy);
-    j += U;
   }
 }
 

@@ -6,7 +6,7 @@
 //   other than 1 the inputs are staged in pieces of 1000, and every piece adds its own alpha sum to y[j];
 //   operands that are not aligned to their real type are not staged and have one sum.
 // A product of complex values is formed from its four real products before it is added.
-#include "blas/level2/matvec.h"
+#include "blas/level2/squares.h"
 #include "blas/thresholds.h"
 #include "zor/signatures/blas.h"
 
@@ -104,54 +104,24 @@ void gemv_n(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, 
 // new rows are used.
 template <int Bytes, int Groups, bool Whole, bool Conj, class T>
 void dot_columns(zor_int m, int columns, T alpha, const T* a, zor_int lda, const T* x, T* y) {
-  using R = real_t<T>;
-  using V = vec<R, Bytes>;
+  using V = vec<real_t<T>, Bytes>;
   constexpr int U = units<T, Bytes>;
   V sum[Groups] = {};
-  const auto add_square = [&]<bool All>(std::bool_constant<All>, V & s, const auto& at, const T* xs, int skip)
-      __attribute__((always_inline)) {
-    V square[U];
-    load_square<T>(square, at);
-    transpose_square<T>(square);
-#pragma GCC unroll 16
-    for (int i = 0; i < U; ++i)
-      if (All || i >= skip) s = mul_add(make_factor<V, Conj>(load_element(xs + i)), square[i], s);
-  };
-  zor_int row = 0;
   if constexpr (Whole) {
-    // One address a group, and the columns at multiples of lda from it: an address for each column would not
-    // stay in a register.
-    const T* group[Groups];
-#pragma GCC unroll 8
-    for (int g = 0; g < Groups; ++g) group[g] = a + g * U * lda;
-    for (; row + U <= m; row += U) {
-#pragma GCC unroll 8
-      for (int g = 0; g < Groups; ++g) {
-        asm("" : "+r"(group[g]));
-        const auto at = [&](int l) __attribute__((always_inline)) { return group[g] + l * lda; };
-        add_square(std::true_type{}, sum[g], at, x + row, 0);
-        group[g] += U;
-      }
-    }
+    add_rows<Conj>(sum, m, a, lda, x);
   } else {
-    const auto column = [=](int j) __attribute__((always_inline)) {
-      return a + (j < columns ? j : columns - 1) * lda;
+    const auto add_squares = [&]<bool All>(std::bool_constant<All>, zor_int row, int skip) {
+      for (int g = 0; g < Groups; ++g) {
+        const auto at = [=](int l) __attribute__((always_inline)) {
+          const int j = g * U + l;
+          return a + (j < columns ? j : columns - 1) * lda + row;
+        };
+        add_square<Conj, All>(sum[g], at, x + row, skip);
+      }
     };
-    for (; row + U <= m; row += U)
-      for (int g = 0; g < Groups; ++g)
-        add_square(
-            std::true_type{}, sum[g], [&](int l) { return column(g * U + l) + row; }, x + row, 0);
-  }
-  if (row < m) {
-    const int skip = int(U - (m - row));
-    for (int g = 0; g < Groups; ++g)
-      add_square(
-          std::false_type{}, sum[g],
-          [&](int l) {
-            const int j = g * U + l;
-            return a + (Whole || j < columns ? j : columns - 1) * lda + (m - U);
-          },
-          x + (m - U), skip);
+    zor_int row = 0;
+    for (; row + U <= m; row += U) add_squares(std::true_type{}, row, 0);
+    if (row < m) add_squares(std::false_type{}, m - U, int(U - (m - row)));
   }
   if constexpr (Whole) {
     for (int g = 0; g < Groups; ++g)
@@ -163,14 +133,10 @@ void dot_columns(zor_int m, int columns, T alpha, const T* a, zor_int lda, const
   }
 }
 
-// Columns that are read side by side at most. Measured on Zen 4: of 32 columns the hardware fetches fewer
-// ahead, and single products of order 4000 take twice the time.
-constexpr int most_columns_read = 16;
-
 // All columns with vectors of Bytes, or narrower ones when there are fewer rows or columns than fill them.
 template <int Bytes, bool Conj, class T>
 void gemv_t(zor_int m, zor_int n, T alpha, const T* a, zor_int lda, const T* x, T* y) {
-  constexpr int U = units<T, Bytes>, groups = most_columns_read / U < 4 ? most_columns_read / U : 4;
+  constexpr int U = units<T, Bytes>, groups = groups_read<T, Bytes>;
   if constexpr (U > 1) {
     constexpr int next = Bytes > 16 ? Bytes / 2 : int(sizeof(T));
     if (m < U || 2 * n <= U) return gemv_t<next, Conj>(m, n, alpha, a, lda, x, y);

@@ -8,7 +8,7 @@
 //
 // A panel of columns is read once for both sums: squares of it go to y as they stand and, transposed in
 // registers, to the running sums of the columns, which are lanes.
-#include "blas/level2/matvec.h"
+#include "blas/level2/squares.h"
 #include "blas/level2/triangle.h"
 #include "zor/signatures/blas.h"
 
@@ -66,10 +66,10 @@ void add_rectangle(column_panel<Columns, T>& panel, zor_int first, zor_int end, 
           square, [&](int l) __attribute__((always_inline)) { return p.column[g * U + l] + row; });
 #pragma GCC unroll 16
       for (int l = 0; l < U; ++l) yi = mul_add(s[g * U + l], square[l], yi);
-      transpose_square<T>(square);
+      make_terms<Hermitian, T>(square, load_units<V>(x + row));
 #pragma GCC unroll 16
       for (int i = 0; i < U; ++i)
-        sum[g] = mul_add(make_factor<V, Hermitian>(load_element(x + row + i)), square[i], sum[g]);
+        sum[g] = plus_terms<Hermitian>(sum[g], square[i], load_element(x + row + i));
     }
     store_units(y + row, yi);
   }

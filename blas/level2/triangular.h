@@ -10,7 +10,7 @@
 #pragma once
 
 #include "blas/level2/band_rows.h"
-#include "blas/level2/matvec.h"
+#include "blas/level2/squares.h"
 #include "blas/level2/triangle.h"
 #include "blas/quotient.h"
 
@@ -271,12 +271,13 @@ class triangular_walk {
         V square[U];
         load_square<T>(
             square, [&](int l) __attribute__((always_inline)) { return column[g * U + l] + row; });
-        transpose_square<T>(square);
+        const V xv = load_units<V>(x_ + row);
+        make_terms<conj, T>(square, solving ? -xv : xv);
 #pragma GCC unroll 8
         for (int k = 0; k < U; ++k) {
           const int p = Up ? k : U - 1 - k;
           const T xj = load_element(x_ + row + p);
-          sum[g] = mul_add(make_factor<V, conj>(solving ? negated(xj) : xj), square[p], sum[g]);
+          sum[g] = plus_terms<conj>(sum[g], square[p], solving ? negated(xj) : xj);
         }
       }
     };

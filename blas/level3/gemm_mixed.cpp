@@ -5,7 +5,7 @@
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
 #include "serv/imports.h"
-#include "zor/serv.h"
+#include "serv/scratch.h"
 
 namespace zor::level3 {
 namespace {
@@ -28,6 +28,11 @@ inline constexpr uintptr_t b_distance = sizeof(R) == 8 ? 5120000 : 2560000;
 // begins.
 template <class R>
 inline constexpr zor_int most_elements = zor_int(b_distance<R> / sizeof(R));
+
+// The pages of that block are new in every call. A block of the pool of at most so many bytes keeps its own,
+// and stays in the cache: the columns are taken in so many runs that their parts fit there. Runs begin at
+// multiples of 8 columns and the last is no shorter, so that every column goes the way it takes in the whole.
+constexpr zor_int near_bytes = zor_int(1) << 22, run_cut = 8;
 
 template <class R>
 struct parts_of_block {
@@ -164,6 +169,25 @@ void add_block(const problem<T>& q, zor_int row, zor_int rows, zor_int column, z
   copy_c_backward(rows, columns, c, q.ldc, s.c_re, s.c_im, rows);
 }
 
+// Parts in a block of the pool, for runs of `run` columns and up to 7 more.
+template <class R>
+struct near_parts {
+  near_parts(zor_int most_rows, zor_int most_depth, zor_int columns)
+      : rows(most_rows),
+        depth(most_depth),
+        run(near_bytes / zor_int(2 * sizeof(R)) / (rows + depth) / run_cut * run_cut),
+        width(columns < run + run_cut ? columns : run + run_cut),
+        memory(2 * (rows + depth) * width, 128) {}
+
+  parts_of_block<R> parts() const {
+    R *const c_im = memory.data + rows * width, *const b_re = c_im + rows * width;
+    return {memory.data, c_im, b_re, b_re + depth * width};
+  }
+
+  const zor_int rows, depth, run, width;
+  const scratch<R> memory;
+};
+
 template <class T>
 void mixed_product(problem<T> q) {
   using R = real_t<T>;
@@ -174,15 +198,22 @@ void mixed_product(problem<T> q) {
   if (q.m < least || q.n < least || q.k < least) return plain_product(q);
   void* const block = zor_serv_allocate(scratch_bytes<R>, 128);
   if (core::zor_serv_check_ptr(block, "rc_xgemm") != 0) return plain_product(q);
-  const parts_of_block<R> s = lay_out<R>(block);
   // Columns of a step are so few that the parts of C and B stay within their places.
   const zor_int rows = q.m < block_rows<R> ? q.m : block_rows<R>;
   const zor_int fitting = most_elements<R> / (rows > block_depth ? rows : block_depth);
   const zor_int step = fitting < block_columns ? fitting : block_columns;
-  for (zor_int j = 0; j < q.n; j += step)
+  const near_parts<R> near(rows, q.k < block_depth ? q.k : block_depth, q.n < step ? q.n : step);
+  const parts_of_block<R> s = near.memory.data != nullptr ? near.parts() : lay_out<R>(block);
+  const zor_int run = near.memory.data != nullptr ? near.run : step;
+  for (zor_int j = 0; j < q.n; j += step) {
+    const zor_int end = q.n - j < step ? q.n : j + step;
     for (zor_int i = 0; i < q.m; i += block_rows<R>)
-      add_block(q, i, q.m - i < block_rows<R> ? q.m - i : block_rows<R>, j, q.n - j < step ? q.n - j : step,
-                s);
+      for (zor_int first = j; first < end;) {
+        const zor_int columns = end - first < run + run_cut ? end - first : run;
+        add_block(q, i, q.m - i < block_rows<R> ? q.m - i : block_rows<R>, first, columns, s);
+        first += columns;
+      }
+  }
   zor_serv_deallocate(block);
 }
 

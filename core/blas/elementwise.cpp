@@ -5,7 +5,7 @@
 
 #include "core/blas/argument_list.h"
 #include "core/blas/kernels.h"
-#include "core/blas/vector_pieces.h"
+#include "core/blas/pieces.h"
 #include "core/kern.h"
 #include "zor/signatures/blas.h"
 

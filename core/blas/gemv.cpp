@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Threads take pieces of y, so no sum is cut.
-#include <algorithm>
-
-#include "blas/thresholds.h"
-#include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
-#include "core/threads.h"
+#include "core/blas/pieces.h"
 #include "zor/signatures/blas.h"
 
 namespace zor_core {
@@ -35,7 +31,6 @@ int32_t bad_gemv_argument(const char* trans, const zor_int* m, const zor_int* n,
   return 0;
 }
 
-constexpr zor_int least_bytes = zor::thresholds::threaded_matrix_bytes;
 constexpr zor_int grain = zor::thresholds::matvec_cut;
 
 template <class T>
@@ -43,10 +38,8 @@ template <class T>
                                      const T* alpha, const T* a, zor_int lda, const T* x, const zor_int* incx,
                                      const T* beta, T* y, const zor_int* incy) {
   const bool plain = is_plain(trans);
-  const zor_int outputs = plain ? *m : *n, pieces = std::min<zor_int>(outputs / grain, threads);
-  for_each_piece(threads, pieces, [&](zor_int piece) {
-    const zor_int first = cut(outputs, grain, pieces, piece);
-    const zor_int count = cut(outputs, grain, pieces, piece + 1) - first;
+  const zor_int outputs = plain ? *m : *n;
+  over_cuts(threads, outputs, grain, [&](zor_int first, zor_int count) {
     kernels<T>::gemv(trans, plain ? &count : m, plain ? n : &count, alpha, a + (plain ? first : first * lda),
                      &lda, x, incx, beta, part(y, outputs, *incy, first, count), incy);
   });
@@ -59,9 +52,8 @@ void gemv(const char* routine, const char* trans, const zor_int* m, const zor_in
           const zor_int* incy) {
   if (const int32_t bad = bad_gemv_argument(trans, m, n, alpha, a, lda, x, incx, beta, y, incy))
     return report_argument(routine, bad, gemv_arguments[bad - 1]);
-  if (saturating_product(*m, *n, sizeof(T)) >= least_bytes && (is_plain(trans) ? *m : *n) >= 2 * grain &&
-      !is_zero(*alpha)) {
-    const int32_t threads = usable_threads();
+  if ((is_plain(trans) ? *m : *n) >= 2 * grain && !is_zero(*alpha)) {
+    const int32_t threads = threads_for_matrix<T>(*m, *n);
     if (threads > 1) return threaded_gemv(threads, trans, m, n, alpha, a, *lda, x, incx, beta, y, incy);
   }
   kernels<T>::gemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy);

@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Level 2 beside gemv and syr: arguments checked. Rank-one updates of a whole matrix are cut over threads,
-// since each element is updated by itself; solves with a full triangle come to threads by the products in
-// their kernels. In the others the columns of A meet in every element of y, in the kernel's order, and the
-// calling thread does the whole.
-#include <algorithm>
-
-#include "blas/thresholds.h"
+// Level 2 beside gemv: arguments checked. Products and updates with full matrices and general bands, and
+// updates of packed triangles, are divided over threads (matvec_threads.h); solves with a full triangle come
+// to threads by the products in their kernels. The others run on the calling thread: an element of a packed
+// or banded symmetric or triangular product meets the whole matrix in steps too short to be divided, and
+// solves need one element after the other.
 #include "core/blas/argument_list.h"
-#include "core/kern.h"
-#include "core/threads.h"
-#include "zor/signatures/blas.h"
+#include "core/blas/matvec_threads.h"
 
 namespace zor_core {
 namespace {
@@ -65,22 +61,6 @@ zor_int full_rows(const zor_int* n) { return std::max<zor_int>(1, value(n)); }
 // ---- Rank-one updates.
 
 template <class T>
-void threaded_ger(int32_t threads, zor::xger_fn<T>* kernel, zor_int m, zor_int n, const T* alpha, const T* x,
-                  zor_int incx, const T* y, zor_int incy, T* a, zor_int lda) {
-  const bool by_columns = n >= 4 * zor_int(threads);
-  const zor_int length = by_columns ? n : m, grain = by_columns ? 1 : zor::thresholds::matvec_cut;
-  const zor_int pieces = std::clamp<zor_int>(length / grain, 1, threads);
-  for_each_piece(threads, pieces, [&](zor_int piece) {
-    const zor_int first = cut(length, grain, pieces, piece),
-                  count = cut(length, grain, pieces, piece + 1) - first;
-    if (by_columns)
-      kernel(&m, &count, alpha, x, &incx, part(y, n, incy, first, count), &incy, a + first * lda, &lda);
-    else
-      kernel(&count, &n, alpha, part(x, m, incx, first, count), &incx, y, &incy, a + first, &lda);
-  });
-}
-
-template <class T>
 void ger(const char* routine, kern_function<zor::xger_fn<T>>& kernel, const zor_int* m, const zor_int* n,
          const T* alpha, const T* x, const zor_int* incx, const T* y, const zor_int* incy, T* a,
          const zor_int* lda) {
@@ -90,43 +70,72 @@ void ger(const char* routine, kern_function<zor::xger_fn<T>>& kernel, const zor_
   list.size("m", m).size("n", n).pointer("alpha", alpha);
   list.vector("x", x, "incx", incx, rows, used).vector("y", y, "incy", incy, columns, used);
   if (list.matrix("a", a, "lda", lda, rows, columns, used).reported(routine) || !used) return;
-  const int32_t threads =
-      saturating_product(rows, columns, sizeof(T)) < zor::thresholds::threaded_matrix_bytes
-          ? 1
-          : usable_threads();
+  const int32_t threads = threads_for_matrix<T>(rows, columns);
   if (threads == 1) return kernel.get()(m, n, alpha, x, incx, y, incy, a, lda);
   threaded_ger(threads, kernel.get(), rows, columns, alpha, x, *incx, y, *incy, a, *lda);
 }
 
-// Updates of a triangle by x, and by x and y. The kernel is called with what the routine was called with.
+// A triangle, packed without a leading dimension.
+template <class T>
+stored_triangle<T> triangle_of(const char* uplo, zor_int n, T* a, const zor_int* lda) {
+  const bool upper = is_letter(uplo, 'U');
+  return lda != nullptr ? zor::full_triangle(upper, n, a, *lda) : zor::packed_triangle(upper, n, a);
+}
+
+// Kernels of Hermitian updates, for diagonals.
+template <class T>
+constinit kern_function<zor::xher_fn<T, real_t<T>>> her_kernel{nullptr};
+template <class T>
+constinit kern_function<zor::xsyr2_fn<T>> her2_kernel{nullptr};
+#define ROW_XHER(name, T, R) \
+  template <>                \
+  constinit kern_function<zor::xher_fn<T, R>> her_kernel<T>{#name};
+#define ROW_XSYR2(name, T, hermitian) \
+  template <>                         \
+  constinit kern_function<zor::xsyr2_fn<T>> her2_kernel<T>{#name};
+#include "zor/tables/blas_level2.inc"
+
+// Updates of a triangle by x, and by x and y; `call` is that of the kernel.
 template <class T, class A, class Call>
 void rank_1(const char* routine, const char* uplo, const zor_int* n, const A* alpha, const T* x,
-            const zor_int* incx, const T* a, const storage& s, const Call& call) {
+            const zor_int* incx, T* a, const storage& s, const Call& call) {
   const bool used = value(n) > 0 && is_given(alpha);
   arguments list;
   list.option("uplo", uplo, 'U', 'L');
   list.order<T>(n, s.rows == 0).pointer("alpha", alpha);
   list.vector("x", x, "incx", incx, value(n), used).matrix_of(a, s, value(n), used);
-  if (!list.reported(routine) && used) call();
+  if (list.reported(routine) || !used) return;
+  const int32_t threads = threads_for_update<T>(*n);
+  if (threads == 1) return call();
+  threaded_rank_1<is_complex<T>>(
+      threads, triangle_of(uplo, *n, a, s.ld), *alpha, x, incx, [&](const T* xj, T* diagonal) {
+        her_kernel<T>.get()("U", &one_step, alpha, xj, &one_step, diagonal, &one_step);
+      });
 }
 template <class T, class Call>
 void rank_2(const char* routine, const char* uplo, const zor_int* n, const T* alpha, const T* x,
-            const zor_int* incx, const T* y, const zor_int* incy, const T* a, const storage& s,
-            const Call& call) {
+            const zor_int* incx, const T* y, const zor_int* incy, T* a, const storage& s, const Call& call) {
   const bool used = value(n) > 0 && is_given(alpha);
   arguments list;
   list.option("uplo", uplo, 'U', 'L');
   list.order<T>(n, s.rows == 0).pointer("alpha", alpha);
   list.vector("x", x, "incx", incx, value(n), used).vector("y", y, "incy", incy, value(n), used);
-  if (!list.matrix_of(a, s, value(n), used).reported(routine) && used) call();
+  if (list.matrix_of(a, s, value(n), used).reported(routine) || !used) return;
+  const int32_t threads = threads_for_update<T>(*n);
+  const auto diagonal = [&](const T* xj, const T* yj, T* aj) {
+    her2_kernel<T>.get()("U", &one_step, alpha, xj, &one_step, yj, &one_step, aj, &one_step);
+  };
+  if (threads == 1 || !threaded_rank_2<is_complex<T>>(threads, triangle_of(uplo, *n, a, s.ld), *alpha, x,
+                                                      incx, y, incy, diagonal))
+    call();
 }
 
 // ---- Products.
 
 template <class T>
-void gbmv(const char* routine, kern_function<zor::xgbmv_fn<T>>& kernel, const char* trans, const zor_int* m,
-          const zor_int* n, const zor_int* kl, const zor_int* ku, const T* alpha, const T* a,
-          const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y, const zor_int* incy) {
+void gbmv(const char* routine, const char* trans, const zor_int* m, const zor_int* n, const zor_int* kl,
+          const zor_int* ku, const T* alpha, const T* a, const zor_int* lda, const T* x, const zor_int* incx,
+          const T* beta, T* y, const zor_int* incy) {
   const bool some = value(m) > 0 && value(n) > 0, read = some && is_given(alpha),
              written = some && is_written(read, beta);
   const zor_int inputs = is_letter(trans, 'N') ? value(n) : value(m),
@@ -141,7 +150,11 @@ void gbmv(const char* routine, kern_function<zor::xgbmv_fn<T>>& kernel, const ch
   list.matrix("a", a, "lda", lda, band_rows(value(kl), value(ku)), value(n), read);
   list.vector("x", x, "incx", incx, inputs, read).pointer("beta", beta);
   if (list.vector("y", y, "incy", incy, outputs, written).reported(routine) || !written) return;
-  kernel.get()(trans, m, n, kl, ku, alpha, a, lda, x, incx, beta, y, incy);
+  const int32_t threads =
+      read && outputs >= 2 * matvec_grain ? threads_for_matrix<T>(band_rows(*kl, *ku), *n) : 1;
+  if (threads > 1)
+    return threaded_gbmv(threads, trans, *m, *n, *kl, *ku, alpha, a, lda, x, incx, beta, y, incy);
+  gbmv_kernel<T>.get()(trans, m, n, kl, ku, alpha, a, lda, x, incx, beta, y, incy);
 }
 
 // y := alpha A x + beta y with one triangle of A stored; k is null where there is no band.
@@ -159,6 +172,16 @@ void symmetric(const char* routine, const char* uplo, const zor_int* n, const zo
   if (!list.vector("y", y, "incy", incy, value(n), written).reported(routine) && written) call();
 }
 
+template <class T>
+void symv(zor::xsymv_fn<T>* kernel, const char* uplo, const zor_int* n, const T* alpha, const T* a,
+          const zor_int* lda, const T* x, const zor_int* incx, const T* beta, T* y, const zor_int* incy) {
+  const int32_t threads = is_zero(*alpha) || *incx != 1 || *incy != 1 || !axpy_rounds_alike<T>()
+                              ? 1
+                              : threads_for_matrix<T>(*n, *n, least_symmetric_bytes);
+  if (threads == 1) return kernel(uplo, n, alpha, a, lda, x, incx, beta, y, incy);
+  symmetric_product<T>{kernel, uplo, *n, alpha, a, *lda, x, y}.run(threads, beta);
+}
+
 // x := op(A) x and its inverse.
 template <class T, class Call>
 void triangular(const char* routine, const char* uplo, const char* trans, const char* diag, const zor_int* n,
@@ -171,6 +194,14 @@ void triangular(const char* routine, const char* uplo, const char* trans, const 
   if (banded) list.size("k", k);
   list.matrix_of(a, s, value(n), used);
   if (!list.vector("x", x, "incx", incx, value(n), used).reported(routine) && used) call();
+}
+
+template <class T>
+void trmv(zor::xtrmv_fn<T>* kernel, const char* uplo, const char* trans, const char* diag, const zor_int* n,
+          const T* a, const zor_int* lda, T* x, const zor_int* incx) {
+  const int32_t threads = threads_for_matrix<T>(*n, *n, 2 * zor::thresholds::threaded_matrix_bytes);
+  if (threads == 1 || !threaded_trmv<T>(threads, {kernel, uplo, trans, diag, *n, a, lda, x, incx, nullptr}))
+    kernel(uplo, trans, diag, n, a, lda, x, incx);
 }
 
 }  // namespace
@@ -188,17 +219,14 @@ using namespace zor_core;
 #define ROW_GERU ROW_GER
 #define ROW_GERC ROW_GER
 
-#define ROW_GBMV(name, T)                                                            \
-  extern "C" SIG_XGBMV(name, T) {                                                    \
-    KERNEL(name, zor::xgbmv_fn<T>);                                                  \
-    gbmv(#name, kernel, trans, m, n, kl, ku, alpha, a, lda, x, incx, beta, y, incy); \
-  }
+#define ROW_GBMV(name, T) \
+  extern "C" SIG_XGBMV(name, T) { gbmv(#name, trans, m, n, kl, ku, alpha, a, lda, x, incx, beta, y, incy); }
 
 #define ROW_SYMV(name, T, own)                                                                       \
   extern "C" SIG_XSYMV(name, T) {                                                                    \
     KERNEL(own, zor::xsymv_fn<T>);                                                                   \
     symmetric(#name, uplo, n, nullptr, alpha, a, {lda, full_rows(n)}, x, incx, beta, y, incy, false, \
-              [=] { kernel.get()(uplo, n, alpha, a, lda, x, incx, beta, y, incy); });                \
+              [=] { symv(kernel.get(), uplo, n, alpha, a, lda, x, incx, beta, y, incy); });          \
   }
 #define ROW_HEMV ROW_SYMV
 #define ROW_SBMV(name, T)                                                                               \
@@ -216,11 +244,17 @@ using namespace zor_core;
   }
 #define ROW_HPMV ROW_SPMV
 
-#define ROW_HER(name, T, R)                                         \
-  extern "C" SIG_XHER(name, T, R) {                                 \
-    KERNEL(name, zor::xher_fn<T, R>);                               \
-    rank_1(#name, uplo, n, alpha, x, incx, a, {lda, full_rows(n)},  \
-           [=] { kernel.get()(uplo, n, alpha, x, incx, a, lda); }); \
+#define ROW_SYR(name, T)                                               \
+  extern "C" SIG_SYR(name, T) {                                        \
+    rank_1(#name, uplo, n, alpha, x, incx, a, {lda, full_rows(n)},     \
+           [=] { kernels<T>::syr(uplo, n, alpha, x, incx, a, lda); }); \
+  }
+#include "zor/tables/core_blas.inc"
+
+#define ROW_HER(name, T, R)                                                \
+  extern "C" SIG_XHER(name, T, R) {                                        \
+    rank_1(#name, uplo, n, alpha, x, incx, a, {lda, full_rows(n)},         \
+           [=] { her_kernel<T>.get()(uplo, n, alpha, x, incx, a, lda); }); \
   }
 #define ROW_HPR(name, T, R)                                     \
   extern "C" SIG_XHPR(name, T, R) {                             \
@@ -251,11 +285,15 @@ using namespace zor_core;
 
 #define ROW_TRMV(name, T, own)                                                               \
   extern "C" SIG_XTRMV(name, T) {                                                            \
+    triangular(#name, uplo, trans, diag, n, nullptr, a, {lda, full_rows(n)}, x, incx, false, \
+               [=] { trmv(own, uplo, trans, diag, n, a, lda, x, incx); });                   \
+  }
+#define ROW_TRSV(name, T, own)                                                               \
+  extern "C" SIG_XTRMV(name, T) {                                                            \
     KERNEL(own, zor::xtrmv_fn<T>);                                                           \
     triangular(#name, uplo, trans, diag, n, nullptr, a, {lda, full_rows(n)}, x, incx, false, \
                [=] { kernel.get()(uplo, trans, diag, n, a, lda, x, incx); });                \
   }
-#define ROW_TRSV ROW_TRMV
 #define ROW_TBMV(name, T)                                                                       \
   extern "C" SIG_XTBMV(name, T) {                                                               \
     KERNEL(name, zor::xtbmv_fn<T>);                                                             \

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "core/blas/kernels.h"
-#include "core/blas/vector_pieces.h"
+#include "core/blas/pieces.h"
 #include "core/kern.h"
 #include "zor/signatures/blas.h"
 

@@ -96,6 +96,101 @@ TEST(AnyThreads, Gemv) {
   check_gemv<zor_c64>("zgemv", zor_blas_zgemv);
 }
 
+// Level 2 on matrices of 9 MB; call(letters, n, a, lda, x, incx, y, incy) writes a when it updates, or y.
+// Among the cases are columns that an update leaves alone, and some with one of its two factors 0.
+template <class T, class Call>
+void check_level2(const char* name, std::initializer_list<const char*> letters, bool updates,
+                  const Call& call) {
+  const zor_int n = zor_int(std::sqrt(9.2e6 / sizeof(T))), lda = n + 1;
+  const struct {
+    zor_int incx, incy;
+    bool zeros_in_x, zeros_in_y;
+    int rounding;
+  } cases[] = {{1, 1, false, false, FE_TONEAREST},
+               {1, 1, false, false, FE_UPWARD},
+               {1, 1, true, true, FE_TONEAREST},
+               {-2, 3, true, false, FE_TONEAREST}};
+  std::vector<T> a = random_elements<T>(lda * n, 7), x, y;
+  for (const auto& c : cases)
+    for (const char* l : letters) {
+      SCOPED_TRACE(::testing::Message() << name << " " << l << " case " << &c - cases);
+      x = random_elements<T>(2 * n, 8), y = random_elements<T>(3 * n, 9);
+      for (zor_int i = 0; i < n; i += 7) {
+        if (c.zeros_in_x) x[size_t(i * std::abs(c.incx))] = T{};
+        if (c.zeros_in_y) y[size_t(i * c.incy)] = T{};
+      }
+      std::fesetround(c.rounding);
+      with_any_threads(updates ? a : y, [&](T* out) {
+        call(l, &n, updates ? out : a.data(), &lda, x.data(), &c.incx, updates ? y.data() : out, &c.incy);
+      });
+      std::fesetround(FE_TONEAREST);
+    }
+}
+
+template <class T, class Gbmv>
+void check_gbmv(const char* name, Gbmv* gbmv) {
+  const struct {
+    zor_int m, n, kl, ku, incx, incy;
+  } cases[] = {{1531, 1400, 200, 31, 1, 1},
+               {20001, 20000, 10, 10, 1, 1},
+               {5000, 1000, 300, 2, 2, -1},
+               {900, 6000, 1, 420, 1, 1},
+               {701, 703, 700, 702, 1, 1}};
+  for (const auto& [m, n, kl, ku, incx, incy] : cases)
+    for (const char trans : {'N', 'T', 'C'}) {
+      SCOPED_TRACE(::testing::Message()
+                   << name << " " << trans << " " << m << "x" << n << " " << kl << " " << ku);
+      const zor_int lda = kl + ku + 1, length = 2 * std::max(m, n);
+      const auto a = random_elements<T>(lda * n, 4), x = random_elements<T>(length, 5);
+      const T alpha = scalar<T>(1.25, -0.75), beta = scalar<T>(0.5, 0.25);
+      with_any_threads(random_elements<T>(length, 6), [&](T* y) {
+        gbmv(&trans, &m, &n, &kl, &ku, &alpha, a.data(), &lda, x.data(), &incx, &beta, y, &incy);
+      });
+    }
+}
+
+TEST(AnyThreads, Level2) {
+#define CALL(...)                                                                     \
+  [](const char* l, auto n, auto a, auto lda, auto x, auto incx, auto y, auto incy) { \
+    __VA_ARGS__;                                                                      \
+    (void)l, (void)lda, (void)y, (void)incy;                                          \
+  }
+#define ROW_GER(name, T)             \
+  check_level2<T>(#name, {""}, true, \
+                  CALL(const T f = scalar<T>(0.5, 2); name(n, n, &f, x, incx, y, incy, a, lda)));
+#define ROW_GERU ROW_GER
+#define ROW_GERC ROW_GER
+#define ROW_GBMV(name, T) check_gbmv<T>(#name, name);
+#define ROW_SYMV(name, T, own)              \
+  check_level2<T>(#name, {"U", "l"}, false, \
+                  CALL(const T f = scalar<T>(0.5, 2); name(l, n, &f, a, lda, x, incx, &f, y, incy)));
+#define ROW_HEMV ROW_SYMV
+#define RANK_1(name, T, R, ...)            \
+  check_level2<T>(#name, {"u", "L"}, true, \
+                  CALL(const R f = R(0.7); name(l, n, &f, x, incx, a __VA_OPT__(, ) __VA_ARGS__)));
+#define ROW_SYR(name, T) RANK_1(name, T, T, lda)
+#define ROW_SPR(name, T) RANK_1(name, T, T)
+#define ROW_HER(name, T, R) RANK_1(name, T, R, lda)
+#define ROW_HPR(name, T, R) RANK_1(name, T, R)
+#define RANK_2(name, T, ...)   \
+  check_level2<T>(             \
+      #name, {"u", "L"}, true, \
+      CALL(const T f = scalar<T>(0.5, 2); name(l, n, &f, x, incx, y, incy, a __VA_OPT__(, ) __VA_ARGS__)));
+#define ROW_SYR2(name, T, own) RANK_2(name, T, lda)
+#define ROW_HER2 ROW_SYR2
+#define ROW_SPR2(name, T) RANK_2(name, T)
+#define ROW_HPR2 ROW_SPR2
+#define ROW_TRMV(name, T, own)                                \
+  check_level2<T>(#name, {"UNN", "LNU", "uTN", "LCU"}, false, \
+                  CALL(name(l, l + 1, l + 2, n, a, lda, y, incy); (void)x, (void)incx));
+#define ROW_TRSV ROW_TRMV
+#include "zor/tables/core_blas.inc"
+#include "zor/tables/core_matvec.inc"
+#undef CALL
+#undef RANK_1
+#undef RANK_2
+}
+
 // Routines by value on operands that are divided; with `exact` these are small integers and powers of two, so
 // that no operation rounds.
 std::vector<double> elements(zor_int count, uint64_t seed, bool exact) {

@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: MIT
+// Level 2 divided over threads. Each element of a result keeps its order of sums: a thread computes whole
+// elements by the kernels, or the next terms of their sums after a phase in which others ended.
+#pragma once
+
+#include "blas/level2/triangle.h"
+#include "core/blas/kernels.h"
+#include "core/blas/pieces.h"
+#include "core/kern.h"
+#include "serv/control.h"
+#include "zor/serv.h"
+#include "zor/signatures/blas.h"
+
+namespace zor_core {
+
+using zor::is_complex;
+using zor::real_t;
+using zor::stored_triangle;
+
+inline constexpr zor_int matvec_grain = zor::thresholds::matvec_cut;
+inline constexpr zor_int one_step = 1;
+// Bytes of the whole matrix from which a symmetric product is divided: its blocks of columns each wait for
+// all threads.
+inline constexpr zor_int least_symmetric_bytes = zor_int(1) << 23;
+
+// The kernel of a banded product: the kernel and the routine bear the same name.
+template <class T>
+constinit kern_function<zor::xgbmv_fn<T>> gbmv_kernel{nullptr};
+#define ROW_XGBMV(name, T) \
+  template <>              \
+  inline constinit kern_function<zor::xgbmv_fn<T>> gbmv_kernel<T>{#name};
+#include "zor/tables/blas_level2.inc"
+
+// ---- Rank-one updates of a whole matrix: columns, or rows when these are few.
+
+template <class T>
+void threaded_ger(int32_t threads, zor::xger_fn<T>* kernel, zor_int m, zor_int n, const T* alpha, const T* x,
+                  zor_int incx, const T* y, zor_int incy, T* a, zor_int lda) {
+  if (n >= 4 * zor_int(threads))
+    over_cuts(threads, n, 1, [&](zor_int first, zor_int count) {
+      kernel(&m, &count, alpha, x, &incx, part(y, n, incy, first, count), &incy, a + first * lda, &lda);
+    });
+  else
+    over_cuts(threads, m, matvec_grain, [&](zor_int first, zor_int count) {
+      kernel(&count, &n, alpha, part(x, m, incx, first, count), &incx, y, &incy, a + first, &lda);
+    });
+}
+
+// ---- Rank updates of a triangle: runs of columns. A column grows by a multiple of x or of two vectors,
+// which are axpys of its own; the diagonal of a Hermitian matrix is a matrix of order 1 for the kernel.
+
+// Whether complex axpys round as the kernels of rank updates do, which add the negative of a product where
+// these subtract it.
+template <class T>
+bool axpy_rounds_alike() {
+  return !is_complex<T> || zor::rounds_alike_under_signs();
+}
+
+// Column j of the triangle, but for the diagonal of a Hermitian one, grows by s x.
+template <bool Hermitian, class T>
+void update_column(const stored_triangle<T>& a, zor_int j, T s, const T* x, const zor_int* incx) {
+  const zor_int first = a.first_row(j) + (Hermitian && !a.upper), end = a.end_row(j) - (Hermitian && a.upper);
+  const zor_int count = end - first;
+  if (count > 0)
+    kernels<T>::axpy(&count, &s, part(x, a.n, *incx, first, count), incx, a.column(j) + first, &one_step);
+}
+
+template <class T>
+int32_t threads_for_update(zor_int n) {
+  const int32_t threads = threads_for_matrix<T>(n, n, 2 * zor::thresholds::threaded_matrix_bytes);
+  return threads > 1 && axpy_rounds_alike<T>() ? threads : 1;
+}
+
+// `diagonal` updates the diagonal of a column.
+template <bool Hermitian, class T, class Diagonal>
+void threaded_rank_1(int32_t threads, const stored_triangle<T>& a, real_t<T> alpha, const T* x,
+                     const zor_int* incx, const Diagonal& diagonal) {
+  over_triangle_columns(threads, a.upper, a.n, [&](zor_int j) {
+    const T* const xj = part(x, a.n, *incx, j, 1);
+    if constexpr (Hermitian) diagonal(xj, a.column(j) + j);
+    if (is_zero(*xj)) return;
+    const T s = zor::scaled(alpha, zor::conj_by_sign_if(Hermitian, *xj));
+    if (!is_zero(s)) update_column<Hermitian>(a, j, s, x, incx);
+  });
+}
+
+// The factors of x and of y in column j.
+template <class T>
+struct rank_2_factors {
+  T of_x, of_y;
+};
+template <bool Hermitian, class T>
+rank_2_factors<T> factors_of(T alpha, T xj, T yj) {
+  return {zor::mul(alpha, zor::conj_by_sign_if(Hermitian, yj)),
+          zor::conj_by_sign_if(Hermitian, zor::mul(alpha, xj))};
+}
+
+// False, with nothing done, when a column has one factor that is 0 and one that is not: an axpy by 0 would
+// leave out products that are not 0.
+template <bool Hermitian, class T, class Diagonal>
+bool threaded_rank_2(int32_t threads, const stored_triangle<T>& a, T alpha, const T* x, const zor_int* incx,
+                     const T* y, const zor_int* incy, const Diagonal& diagonal) {
+  for (zor_int j = 0; j < a.n; ++j) {
+    const T xj = *part(x, a.n, *incx, j, 1), yj = *part(y, a.n, *incy, j, 1);
+    if (is_zero(xj) && is_zero(yj)) continue;
+    const auto factors = factors_of<Hermitian>(alpha, xj, yj);
+    if (is_zero(factors.of_x) || is_zero(factors.of_y)) return false;
+  }
+  over_triangle_columns(threads, a.upper, a.n, [&](zor_int j) {
+    const T *const xj = part(x, a.n, *incx, j, 1), *const yj = part(y, a.n, *incy, j, 1);
+    if constexpr (Hermitian) diagonal(xj, yj, a.column(j) + j);
+    if (is_zero(*xj) && is_zero(*yj)) return;
+    const auto factors = factors_of<Hermitian>(alpha, *xj, *yj);
+    update_column<Hermitian>(a, j, factors.of_x, x, incx);
+    update_column<Hermitian>(a, j, factors.of_y, y, incy);
+  });
+  return true;
+}
+
+// ---- Products with a band: pieces of y, each with the columns or rows of the band that it meets, which are
+// a band again.
+
+template <class T>
+void threaded_gbmv(int32_t threads, const char* trans, zor_int m, zor_int n, zor_int kl, zor_int ku,
+                   const T* alpha, const T* a, const zor_int* lda, const T* x, const zor_int* incx,
+                   const T* beta, T* y, const zor_int* incy) {
+  const bool plain = is_plain(trans);
+  const zor_int outputs = plain ? m : n, inputs = plain ? n : m;
+  const zor_int before = plain ? kl : ku, behind = plain ? ku : kl;
+  auto* const kernel = gbmv_kernel<T>.get();
+  over_cuts(threads, outputs, matvec_grain, [&](zor_int first, zor_int count) {
+    const zor_int begin = first > before ? first - before : 0,
+                  end = inputs - first - count > behind ? first + count + behind : inputs;
+    T* const piece = part(y, outputs, *incy, first, count);
+    if (begin >= end) {
+      const T nothing{};
+      return kernel(trans, &count, &count, &kl, &ku, &nothing, a, lda, x, incx, beta, piece, incy);
+    }
+    const zor_int length = end - begin, nearer = before - (first - begin), farther = behind + (first - begin);
+    const T* const run = part(x, inputs, *incx, begin, length);
+    if (plain)
+      kernel(trans, &count, &length, &nearer, &farther, alpha, a + begin * *lda, lda, run, incx, beta, piece,
+             incy);
+    else
+      kernel(trans, &length, &count, &farther, &nearer, alpha, a + first * *lda, lda, run, incx, beta, piece,
+             incy);
+  });
+}
+
+// ---- Triangular products: from a copy of x, pieces of x in whole diagonal blocks of the kernel.
+
+// x := op(A) x for the rows of one piece; `copy` holds all of x with an increment of 1.
+template <class T>
+struct triangular_product {
+  zor::xtrmv_fn<T>* kernel;
+  const char *uplo, *trans, *diag;
+  zor_int n;
+  const T* a;
+  const zor_int* lda;
+  T* x;
+  const zor_int* incx;
+  const T* copy;
+
+  bool plain() const { return is_plain(trans); }
+  bool lower() const { return is_letter(uplo, 'U') != plain(); }
+
+  void diagonal_block(zor_int i, zor_int size) const {
+    kernel(uplo, trans, diag, &size, a + i + i * *lda, lda, part(x, n, *incx, i, size), incx);
+  }
+  // Rows `row` on of op(A) times the elements of x from `column` on.
+  void rectangle(zor_int row, zor_int rows, zor_int column, zor_int columns) const {
+    if (rows <= 0 || columns <= 0) return;
+    const T one = zor::one_of<T>();
+    const bool by_columns = plain();
+    kernels<T>::gemv(trans, by_columns ? &rows : &columns, by_columns ? &columns : &rows, &one,
+                     a + (by_columns ? row + column * *lda : column + row * *lda), lda, copy + column,
+                     &one_step, &one, part(x, n, *incx, row, rows), incx);
+  }
+
+  // Rows first to end - 1, whole blocks. The terms of a row follow its block's own: in a lower op(A) from
+  // column 0, in an upper one up to column n - 1, and transposed in one sum.
+  void piece(zor_int first, zor_int end) const {
+    constexpr zor_int block = zor::thresholds::triangle_block;
+    const zor_int rows = end - first, odd = rows % block == 0 ? block : rows % block;
+    const bool far_first = plain() && lower(), far_last = plain() && !lower();
+    for (zor_int i = first, size = lower() ? odd : block; i < end; i += size, size = block) {
+      size = std::min(size, end - i);
+      diagonal_block(i, size);
+      if (!far_first)
+        rectangle(i, size, lower() ? 0 : i + size, lower() ? i : (far_last ? end : n) - i - size);
+    }
+    if (far_last) rectangle(first, rows, end, n - end);
+    if (!far_first) return;
+    rectangle(first, rows, 0, first);
+    for (zor_int i = first + odd; i < end; i += block) rectangle(i, block, first, i - first);
+  }
+};
+
+// False when there is no memory for the copy.
+template <class T>
+bool threaded_trmv(int32_t threads, triangular_product<T> p) {
+  T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(p.n) * sizeof(T), 64));
+  if (copy == nullptr) return false;
+  kernels<T>::copy(&p.n, p.x, p.incx, copy, &one_step);
+  p.copy = copy;
+  // Blocks are cut from row 0 of an upper op(A) and from the last row of a lower one, where rows are longest.
+  constexpr zor_int block = zor::thresholds::triangle_block;
+  const zor_int pieces = std::min<zor_int>(2 * zor_int(threads), (p.n + block - 1) / block);
+  const auto cut_at = [&](zor_int piece) {
+    const zor_int at = first_column(false, p.n, pieces, piece);
+    return piece == pieces ? p.n : at / block * block;
+  };
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    const zor_int first = cut_at(piece), end = cut_at(piece + 1);
+    if (p.lower())
+      p.piece(p.n - end, p.n - first);
+    else
+      p.piece(first, end);
+  });
+  zor_serv_deallocate(copy);
+  return true;
+}
+
+// ---- Products with a symmetric or Hermitian matrix, of which one triangle is stored. An element of y adds
+// the terms of its row in the triangle, the diagonal, and alpha times the sum of its column: the column last
+// in a lower triangle, first in an upper one. The columns are taken in blocks, while a block is in the cache
+// once for its rows and once for the sums of its columns, in two phases that follow each other: the first of
+// a block runs beside the second of the block before.
+
+template <class T>
+struct symmetric_product {
+  zor::xsymv_fn<T>* kernel;
+  const char* uplo;
+  zor_int n;
+  const T* alpha;
+  const T* a;
+  zor_int lda;
+  const T* x;
+  T* y;
+
+  static constexpr zor_int block = 128;  // columns, which with a few thousand rows stay in the cache
+  static constexpr zor_int column_grain = 16;
+  static constexpr bool hermitian = is_complex<T>;
+
+  bool upper() const { return is_letter(uplo, 'U'); }
+  zor_int blocks() const { return (n + block - 1) / block; }
+  zor_int begin(zor_int k) const { return k * block; }
+  zor_int end(zor_int k) const { return std::min(n, (k + 1) * block); }
+  const T* at(zor_int i, zor_int j) const { return a + i + j * lda; }
+
+  // A part of the triangle as a band matrix: the step from column to column goes along the diagonal.
+  template <class U>
+  static void band(const char* trans, zor_int rows, zor_int columns, zor_int kl, zor_int ku, U factor,
+                   const U* first, zor_int ld, const U* v, zor_int inc, U* result) {
+    const U one = zor::one_of<U>();
+    const zor_int step = ld + 1;
+    gbmv_kernel<U>.get()(trans, &rows, &columns, &kl, &ku, &factor, first - ku, &step, v, &inc, &one, result,
+                         &inc);
+  }
+
+  // The terms of the diagonal for elements i to i + count - 1. That of a Hermitian matrix is real, and the
+  // parts of y are real vectors.
+  void diagonal(zor_int i, zor_int count) const {
+    if constexpr (hermitian) {
+      using R = real_t<T>;
+      T s[block];
+      for (zor_int k = 0; k < count; ++k) s[k] = zor::mul(*alpha, x[i + k]);
+      for (const int part : {0, 1})
+        band<R>("N", count, count, 0, 0, 1, zor::reals(at(i, i)), 2 * lda + 1, zor::reals(s) + part, 2,
+                zor::reals(y + i) + part);
+    } else {
+      band("N", count, count, 0, 0, *alpha, at(i, i), lda, x + i, 1, y + i);
+    }
+  }
+  // The terms of block k's own rows beside the diagonal.
+  void own_rows(zor_int k) const {
+    const zor_int i = begin(k), count = end(k) - i - 1;
+    if (upper())
+      band("N", count, count, 0, count - 1, *alpha, at(i, i + 1), lda, x + i + 1, 1, y + i);
+    else
+      band("N", count, count, count - 1, 0, *alpha, at(i + 1, i), lda, x + i, 1, y + i + 1);
+  }
+  // The terms of block k in `count` of the other rows that it has.
+  void rows(zor_int k, zor_int first, zor_int count) const {
+    const zor_int j = begin(k), columns = end(k) - j;
+    const T one = zor::one_of<T>();
+    kernels<T>::gemv("N", &count, &columns, alpha, at(first, j), &lda, x + j, &one_step, &one, y + first,
+                     &one_step);
+  }
+  // The sums of `count` columns from j on.
+  void sums(zor_int j, zor_int count) const {
+    const char* const trans = hermitian ? "C" : "T";
+    if (upper()) {
+      diagonal(j, count);
+      band(trans, j + count - 1, count, j - 1, count - 1, *alpha, at(0, j), lda, x, 1, y + j);
+    } else {
+      const zor_int rows = n - j - 1;
+      band(trans, rows, count, rows - 1, 0, *alpha, at(j + 1, j), lda, x + j + 1, 1, y + j);
+    }
+  }
+  // The block that has no rows and sums beside its own triangle: the first of an upper triangle, the last of
+  // a lower one.
+  void corner() const {
+    const zor_int k = upper() ? 0 : blocks() - 1, i = begin(k), size = end(k) - i;
+    const T one = zor::one_of<T>();
+    kernel(uplo, &size, alpha, at(i, i), &lda, x + i, &one_step, &one, y + i, &one_step);
+  }
+
+  // Block `summed` with its sums and block `added` with its rows, of which either may be none.
+  void phase(int32_t threads, zor_int summed, zor_int added) const {
+    const bool has_sums = summed >= 0 && summed < blocks(), has_rows = added >= 0 && added < blocks();
+    const bool sums_corner = has_sums && summed == (upper() ? 0 : blocks() - 1);
+    const zor_int columns = has_sums ? end(summed) - begin(summed) : 0;
+    const zor_int most = sums_corner ? 1 : threads;
+    const zor_int column_pieces = has_sums ? std::clamp<zor_int>(columns / column_grain, 1, most) : 0;
+    const zor_int first_row = upper() || !has_rows ? 0 : end(added);
+    const zor_int row_count = !has_rows ? 0 : upper() ? begin(added) : n - first_row;
+    const zor_int row_pieces = has_rows ? std::clamp<zor_int>(row_count / matvec_grain, 1, threads) : 0;
+    for_each_piece(threads, column_pieces + row_pieces, [&](zor_int piece) {
+      if (piece >= row_pieces) {
+        if (sums_corner) return corner();
+        const zor_int p = piece - row_pieces, first = cut(columns, column_grain, column_pieces, p);
+        return sums(begin(summed) + first, cut(columns, column_grain, column_pieces, p + 1) - first);
+      }
+      if (piece == 0) {
+        own_rows(added);
+        if (!upper()) diagonal(begin(added), end(added) - begin(added));
+      }
+      const zor_int first = cut(row_count, matvec_grain, row_pieces, piece);
+      rows(added, first_row + first, cut(row_count, matvec_grain, row_pieces, piece + 1) - first);
+    });
+  }
+
+  void run(int32_t threads, const T* beta) const {
+    const T nothing{};
+    kernels<T>::gemv("N", &n, &one_step, &nothing, a, &lda, x, &one_step, beta, y, &one_step);
+    for (zor_int k = 0; k <= blocks(); ++k) {
+      if (upper())
+        phase(threads, k, k >= 2 ? k - 1 : -1);
+      else
+        phase(threads, k - 1, k + 1 < blocks() ? k : -1);
+    }
+  }
+};
+
+}  // namespace zor_core
