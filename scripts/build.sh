@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # build.sh [here]: configures and builds everything into build/; with `here`, only the program, libzor_core, the baseline
-# build of the kernel library and the build that this processor runs. Prints nothing unless it fails or somebody watches.
+# build of the kernel library and the build that this processor runs, both in the separate arithmetic. Prints nothing
+# unless it fails or somebody watches.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 command -v ccache >/dev/null && export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
