@@ -62,16 +62,17 @@ void ger(trial& t, bool conjugate, zor::xger_fn<T>* call) {
   });
 }
 
-// A is m by n, element(i, j) that of op(A), where it is stored.
-template <class T, class Element, class X, class Y>
+// element(i, j) is that of op(A), where holds(i, j) says that it is stored.
+template <class T, class Element, class X, class Y, class Holds>
 void check_product(trial& t, zor_int rows, zor_int columns, T alpha, T beta, const X& x, const Y& y,
-                   const Element& element) {
+                   const Element& element, const Holds& holds) {
   if (rows < 1 || columns < 1) return;
   t.some_of(rows, 1, [&](zor_int i, zor_int) {
     sum_of_terms s;
     s.add(scaled(beta, y, i));
     s.add(times(widened(alpha), 0));  // an empty sum is multiplied too
-    for (zor_int j = 0; j < columns; ++j) s.add(times(widened(alpha), times(element(i, j), x(j))));
+    for (zor_int j = 0; j < columns; ++j)
+      if (holds(i, j)) s.add(times(widened(alpha), times(element(i, j), x(j))));
     s.compare(t, y.now(i), "y", i);
   });
 }
@@ -86,7 +87,7 @@ void gemv(trial& t, zor::gemv_fn<T>* call) {
   const auto x = t.strided_vector<T>("x", use::in, columns),
              y = t.strided_vector<T>("y", when_scaled(beta, m > 0 && n > 0), rows);
   t.invoke(call, a.op, m, n, alpha, a, x, beta, y);
-  check_product(t, rows, columns, alpha, beta, x, y, a);
+  check_product(t, rows, columns, alpha, beta, x, y, a, [](zor_int, zor_int) { return true; });
 }
 
 template <class T>
@@ -101,18 +102,10 @@ void gbmv(trial& t, zor::xgbmv_fn<T>* call) {
   const auto x = t.strided_vector<T>("x", use::in, inputs),
              y = t.strided_vector<T>("y", when_scaled(beta, m > 0 && n > 0), outputs);
   t.invoke(call, trans, m, n, kl, ku, alpha, a, x, beta, y);
-  if (m < 1 || n < 1) return;
-  t.some_of(outputs, 1, [&](zor_int i, zor_int) {
-    sum_of_terms s;
-    s.add(scaled(beta, y, i));
-    s.add(times(widened(alpha), 0));  // the sum of a column that the band does not meet is multiplied too
-    for (zor_int j = 0; j < inputs; ++j) {
-      const zor_int row = plain ? i : j, column = plain ? j : i;
-      if (a.holds(row, column))
-        s.add(times(widened(alpha), times(conj_when(trans.is('C'), a(row, column)), x(j))));
-    }
-    s.compare(t, y.now(i), "y", i);
-  });
+  check_product(
+      t, outputs, inputs, alpha, beta, x, y,
+      [&](zor_int i, zor_int j) { return conj_when(trans.is('C'), plain ? a(i, j) : a(j, i)); },
+      [&](zor_int i, zor_int j) { return plain ? a.holds(i, j) : a.holds(j, i); });
 }
 
 template <kind K, class T, class Call>
@@ -124,18 +117,12 @@ void symv(trial& t, bool hermitian, Call* call) {
   const auto x = t.strided_vector<T>("x", use::in, l.n),
              y = t.strided_vector<T>("y", when_scaled(beta, l.n > 0), l.n);
   t.invoke(call, uplo, a.order(), alpha, a, x, beta, y);
-  t.some_of(l.n, 1, [&](zor_int i, zor_int) {
-    sum_of_terms s;
-    s.add(scaled(beta, y, i));
-    for (zor_int j = 0; j < l.n; ++j) {
-      if (!a.holds(i, j) && !a.holds(j, i)) continue;
-      wide e = a.holds(i, j) ? a(i, j) : conj_when(hermitian, a(j, i));
-      if (hermitian && i == j) e = e.real();
-      s.add(times(widened(alpha), times(e, x(j))));
-    }
-    ++s.terms;
-    s.compare(t, y.now(i), "y", i);
-  });
+  const auto element = [&](zor_int i, zor_int j) {
+    const wide e = a.holds(i, j) ? a(i, j) : conj_when(hermitian, a(j, i));
+    return hermitian && i == j ? wide(e.real()) : e;
+  };
+  check_product(t, l.n, l.n, alpha, beta, x, y, element,
+                [&](zor_int i, zor_int j) { return a.holds(i, j) || a.holds(j, i); });
 }
 
 // Rank one (y is x, the second term left out) and rank two.
@@ -151,10 +138,7 @@ void update(trial& t, bool twice, bool hermitian, Call* call) {
                                               const zor_int*, const T*, const zor_int*, T*> ||
                           std::is_invocable_v<Call, const char*, const zor_int*, const S*, const T*,
                                               const zor_int*, const T*, const zor_int*, T*, const zor_int*>;
-  if constexpr (second)
-    t.invoke(call, uplo, l.n, alpha, x, y, a);
-  else
-    t.invoke(call, uplo, l.n, alpha, x, a);
+  t.invoke(call, uplo, l.n, alpha, x, when<second>(y), a);
   t.some_of(l.n, l.n, [&](zor_int i, zor_int j) {
     if (!a.holds(i, j)) return;
     const bool real_only = hermitian && i == j && widened(alpha) != wide(0);

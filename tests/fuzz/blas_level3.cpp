@@ -58,10 +58,7 @@ void rank_update(trial& t, bool hermitian, Call* call) {
   const auto alpha = t.scalar<std::conditional_t<twice, T, S>>("alpha");
   const S beta = t.scalar<S>("beta");
   triangle<T> c(t, "c", when_scaled(beta), uplo, false, n);
-  if constexpr (twice)
-    t.invoke(call, uplo, op, n, k, alpha, a, b, beta, c);
-  else
-    t.invoke(call, uplo, op, n, k, alpha, a, beta, c);
+  t.invoke(call, uplo, op, n, k, alpha, a, when<twice>(b), beta, c);
   const bool nothing = (k < 1 || widened(alpha) == wide(0)) && widened(beta) == wide(1);
   t.some_of(n, n, [&](zor_int i, zor_int j) {
     if (!c.holds(i, j)) return;

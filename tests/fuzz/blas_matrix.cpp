@@ -26,10 +26,7 @@ void gemm(trial& t, Call* call, int factor = 1) {
   for (zor_int j = 0; j < n; ++j)
     for (zor_int i = 0; i < m; ++i)
       if (left_out(i, j)) c.spare(i, j);
-  if constexpr (one_triangle)
-    t.invoke(call, uplo, a.op, b.op, n, k, alpha, a, b, beta, c);
-  else
-    t.invoke(call, a.op, b.op, m, n, k, alpha, a, b, beta, c);
+  t.invoke(call, when<one_triangle>(uplo), a.op, b.op, when<!one_triangle>(m), n, k, alpha, a, b, beta, c);
   t.some_of(m, n, [&](zor_int i, zor_int j) {
     if (left_out(i, j)) return;
     sum_of_terms s;
@@ -96,14 +93,7 @@ void pack(trial& t, const char* name, Call* call) {
   const packed format(of_a, width, doubles, parts<T>, lines, depth);
   const auto panel = t.vector<real<T>>("panel", use::out, zor_int(format.numbers.size()), 1, 16);
   T* const to = reinterpret_cast<T*>(panel.data());
-  if constexpr (any_a)
-    t.invoke(call, op, m, n, a, to, alpha);
-  else if constexpr (any_b)
-    t.invoke(call, op, m, n, a, to);
-  else if constexpr (of_a)
-    t.invoke(call, m, n, a, to, alpha);
-  else
-    t.invoke(call, m, n, a, to);
+  t.invoke(call, when < any_a || any_b > (op), m, n, a, to, when<of_a>(alpha));
   t.some_of(zor_int(format.numbers.size()), 1, [&](zor_int i, zor_int) {
     const auto [line, p, h] = format.numbers[size_t(i)];
     wide exact = 0;

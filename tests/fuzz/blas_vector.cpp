@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Vector kernels, and the plain names that divide a vector over threads.
+#include <array>
 #include <numeric>
 
 #include "tests/fuzz/trial.h"
@@ -10,8 +11,10 @@ namespace {
 
 constexpr zor_int longest = 150000;  // enough for several threads
 
+// n elements of x and y, each with its increment.
 template <class T>
 struct pair {
+  using element = T;
   explicit pair(trial& t, use use_x, use use_y)
       : n(t.size("n", longest)),
         x(t.strided_vector<T>("x", use_x, n, use_x == use::in)),
@@ -20,19 +23,69 @@ struct pair {
   strided<T> x, y;
 };
 
-// One result that sums over the elements of x, or over pairs of x and y.
-template <class T, class R, class Term>
-void sum(trial& t, const R& value, const char* what, zor_int n, wide start, const Term& term) {
-  t.result(value);
-  if (!t.checking()) return;
-  wide exact = start;
-  long double size = magnitude(start);
-  for (zor_int i = 0; i < n; ++i) {
-    const auto [term_value, term_size] = term(i);
-    exact += term_value;
-    size += term_size;
+// Compressed: element i of y stands at position indx[i], from 1; each at most once where y is written.
+template <class T>
+struct compressed {
+  using element = T;
+  struct listed : operand<T> {
+    std::tuple<T*, const zor_int*> arguments() const { return {this->data(), indx}; }
+    const zor_int* indx;
+  };
+  struct spread : operand<T> {
+    wide operator()(zor_int i) const { return operand<T>::operator()(indx[i] - 1); }
+    T now(zor_int i) const { return operand<T>::now(indx[i] - 1); }
+    const zor_int* indx;
+  };
+
+  compressed(trial& t, use use_x, use use_y) : compressed(t, use_x, use_y, t.size("n", 3000)) {}
+  zor_int n;
+  listed x;
+  spread y;
+
+ private:
+  compressed(trial& t, use use_x, use use_y, zor_int count)
+      : compressed(t, use_x, use_y, drawn_positions(t, count, use_y != use::in)) {}
+  compressed(trial& t, use use_x, use use_y, const std::pair<std::vector<zor_int>, zor_int>& places)
+      : n(zor_int(places.first.size())),
+        x{t.vector<T>("x", use_x, n), t.integers("indx", places.first)},
+        y{t.scattered<T>("y", use_y, places.second, holds(places)), x.indx} {}
+
+  // The positions and the length of y.
+  static std::pair<std::vector<zor_int>, zor_int> drawn_positions(trial& t, zor_int n, bool distinct) {
+    const zor_int length = n + t.size("spare", 100, n > 0 ? 1 : 0);
+    random_bits r = t.random("positions");
+    std::vector<zor_int> all(static_cast<size_t>(length));
+    std::iota(all.begin(), all.end(), 1);
+    for (zor_int i = 0; i < n; ++i) {
+      const zor_int at = r.between(distinct ? i : 0, length - 1);
+      distinct ? std::swap(all[size_t(i)], all[size_t(at)]) : void(all[size_t(i)] = at + 1);
+    }
+    all.resize(size_t(n));
+    return {all, length};
   }
-  t.near(value, exact, size, n, what);
+  static auto holds(const std::pair<std::vector<zor_int>, zor_int>& places) {
+    std::vector<bool> used(size_t(places.second));
+    for (const zor_int at : places.first) used[size_t(at - 1)] = true;
+    return [used](zor_int i) { return bool(used[size_t(i)]); };
+  }
+};
+
+// Elements of v are sums: sum(i) has the terms of element i.
+template <class V, class Sum>
+void check_each(trial& t, zor_int n, const V& v, const char* what, const Sum& sum) {
+  t.some_of(n, 1, [&](zor_int i, zor_int) { sum(i).compare(t, v.now(i), what, i); });
+}
+// Those of `to` are those of `from` before the call.
+template <class To, class From>
+void check_copied(trial& t, zor_int n, const To& to, const From& from, const char* what) {
+  t.some_of(n, 1, [&](zor_int i, zor_int) { t.near(to.now(i), from(i), 0, 0, what, i); });
+}
+// One result that sums over the elements of x, or over pairs of x and y.
+template <class R, class Term>
+void check_sum(trial& t, const R& value, const char* what, zor_int n, sum_of_terms s, const Term& term) {
+  t.result(value);
+  for (zor_int i = 0; i < n && t.checking(); ++i) s.add(term(i));
+  s.compare(t, value, what, 0);
 }
 
 template <class T, class R>
@@ -40,8 +93,7 @@ void asum(trial& t, zor::asum_fn<T, R>* call) {
   const zor_int n = t.size("n", longest);
   const auto x = t.strided_vector<T>("x", use::in, n, true);
   const R value = t.invoke(call, n, x);
-  sum<T>(t, value, "asum", n, 0,
-         [&](zor_int i) { return std::pair<wide, long double>(magnitude(x(i)), magnitude(x(i))); });
+  check_sum(t, value, "asum", n, {}, [&](zor_int i) { return wide(magnitude(x(i))); });
 }
 
 template <class T, class R>
@@ -81,20 +133,16 @@ void scal(trial& t, zor::scal_fn<T, A>* call) {
   const A alpha = t.scalar<A>("alpha");
   const auto x = t.strided_vector<T>("x", use::inout, n);
   t.invoke(call, n, alpha, x);
-  t.some_of(n, 1, [&](zor_int i, zor_int) {
-    const wide a = widened(alpha);
-    t.near(x.now(i), times(a, x(i)), magnitude(a) * magnitude(x(i)), 1, "x", i);
-  });
+  check_each(t, n, x, "x", [&](zor_int i) { return sum_of_terms{times(widened(alpha), x(i))}; });
 }
 
-template <class T>
-void axpy(trial& t, zor::axpy_fn<T>* call) {
-  const T alpha = t.scalar<T>("alpha");
-  const pair<T> v(t, use::in, use::inout);
+template <class V, class Call>
+void axpy(trial& t, Call* call) {
+  const auto alpha = t.scalar<typename V::element>("alpha");
+  const V v(t, use::in, use::inout);
   t.invoke(call, v.n, alpha, v.x, v.y);
-  t.some_of(v.n, 1, [&](zor_int i, zor_int) {
-    const wide a = widened(alpha), x = v.x(i), y = v.y(i);
-    t.near(v.y.now(i), y + times(a, x), magnitude(a) * magnitude(x) + magnitude(y), 2, "y", i);
+  check_each(t, v.n, v.y, "y", [&](zor_int i) {
+    return sum_of_terms{v.y(i), times(widened(alpha), v.x(i))};
   });
 }
 
@@ -102,71 +150,90 @@ void axpy(trial& t, zor::axpy_fn<T>* call) {
 template <class T>
 void axpby(trial& t, zor::axpby_fn<T>* call) {
   const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
-  const pair<T> v(t, use::in, widened(beta) == wide(0) ? use::out : use::inout);
+  const wide a = widened(alpha), b = widened(beta);
+  const pair<T> v(t, use::in, b == wide(0) ? use::out : use::inout);
   t.invoke(call, v.n, alpha, v.x, beta, v.y);
-  t.some_of(v.n, 1, [&](zor_int i, zor_int) {
+  check_each(t, v.n, v.y, "y", [&](zor_int i) {
     sum_of_terms s;
-    if (widened(alpha) != wide(0)) s.add(times(widened(alpha), v.x(i)));
-    if (widened(beta) != wide(0)) s.add(times(widened(beta), v.y(i)));
-    s.compare(t, v.y.now(i), "y", i);
+    if (a != wide(0)) s.add(times(a, v.x(i)));
+    if (b != wide(0)) s.add(times(b, v.y(i)));
+    return s;
   });
 }
 
-template <class T>
-void copy(trial& t, zor::copy_fn<T>* call) {
-  const pair<T> v(t, use::in, use::out);
+// Copies and scatters.
+template <class V, class Call>
+void copy(trial& t, Call* call) {
+  const V v(t, use::in, use::out);
   t.invoke(call, v.n, v.x, v.y);
-  t.some_of(v.n, 1, [&](zor_int i, zor_int) { t.near(v.y.now(i), v.x(i), 0, 0, "y", i); });
+  check_copied(t, v.n, v.y, v.x, "y");
+}
+// Gathers, clearing what is read or not.
+template <class T, class Call>
+void gather(trial& t, Call* call) {
+  constexpr bool clears = std::is_same_v<Call, zor::gthrz_fn<T>>;
+  const compressed<T> v(t, use::out, clears ? use::inout : use::in);
+  t.invoke(call, v.n, v.y, v.x);
+  check_copied(t, v.n, v.x, v.y, "x");
+  if (clears)
+    check_copied(
+        t, v.n, v.y, [](zor_int) { return wide(0); }, "y");
 }
 
 template <class T>
 void swap(trial& t, zor::swap_fn<T>* call) {
   const pair<T> v(t, use::inout, use::inout);
   t.invoke(call, v.n, v.x, v.y);
-  t.some_of(v.n, 1, [&](zor_int i, zor_int) {
-    t.near(v.y.now(i), v.x(i), 0, 0, "y", i);
-    t.near(v.x.now(i), v.y(i), 0, 0, "x", i);
-  });
+  check_copied(t, v.n, v.y, v.x, "y");
+  check_copied(t, v.n, v.x, v.y, "x");
 }
 
 // Dot products of every kind: invoke(v) calls and returns the result.
-template <class T, class Invoke>
-void dot(trial& t, bool conjugate, double start, const Invoke& invoke) {
-  const pair<T> v(t, use::in, use::in);
-  sum<T>(t, invoke(v), "dot", v.n, start, [&](zor_int i) {
-    const wide x = conj_when(conjugate, v.x(i)), y = v.y(i);
-    return std::pair<wide, long double>(times(x, y), magnitude(x) * magnitude(y));
-  });
+template <class V, class Invoke>
+void dot(trial& t, bool conjugate, const sum_of_terms& start, const Invoke& invoke) {
+  const V v(t, use::in, use::in);
+  check_sum(t, invoke(v), "dot", v.n, start,
+            [&](zor_int i) { return times(conj_when(conjugate, v.x(i)), v.y(i)); });
 }
-template <class T, class R>
-void real_dot(trial& t, R (*call)(const zor_int*, const T*, const zor_int*, const T*, const zor_int*)) {
-  dot<T>(t, false, 0, [&](const pair<T>& v) { return t.invoke(call, v.n, v.x, v.y); });
+template <class V, class Call>
+void real_dot(trial& t, Call* call) {
+  dot<V>(t, false, {}, [&](const V& v) { return t.invoke(call, v.n, v.x, v.y); });
 }
-template <class T>
-void complex_dot(trial& t, bool conjugate, zor::cdot_fn<T>* call) {
-  dot<T>(t, conjugate, 0, [&](const pair<T>& v) {
-    T value{};
-    t.call([&] { call(&value, &v.n, v.x, &v.x.inc.value, v.y, &v.y.inc.value); });
+// The result is the first argument, which other libraries have elsewhere.
+template <class V, class Call>
+void complex_dot(trial& t, bool conjugate, Call* call) {
+  dot<V>(t, conjugate, {}, [&](const V& v) {
+    typename V::element value{};
+    if constexpr (std::is_same_v<V, pair<typename V::element>>)
+      t.call([&] { call(&value, &v.n, v.x, &v.x.inc.value, v.y, &v.y.inc.value); });
+    else
+      t.call([&] { call(&value, &v.n, v.x, v.x.indx, v.y); });
     return value;
   });
 }
 void started_dot(trial& t, zor::sdsdot_fn* call) {
   const float sb = t.scalar<float>("sb");
-  dot<float>(t, false, sb, [&](const pair<float>& v) { return t.invoke(call, v.n, sb, v.x, v.y); });
+  dot<pair<float>>(t, false, {widened(sb)},
+                   [&](const pair<float>& v) { return t.invoke(call, v.n, sb, v.x, v.y); });
 }
 
-template <class T, class C, class S>
-void rot(trial& t, zor::rot_fn<T, C, S>* call) {
+// The rotation (c, s), or with h the matrix of its four elements, of every pair.
+template <class V>
+void check_rotated(trial& t, const V& v, const std::array<wide, 4>& h) {
+  check_each(t, v.n, v.x, "x", [&](zor_int i) {
+    return sum_of_terms{times(h[0], v.x(i)), times(h[2], v.y(i))};
+  });
+  check_each(t, v.n, v.y, "y", [&](zor_int i) {
+    return sum_of_terms{times(h[1], v.x(i)), times(h[3], v.y(i))};
+  });
+}
+template <class V, class C, class S, class Call>
+void rot(trial& t, Call* call) {
   const C c = t.scalar<C>("c");
   const S s = t.scalar<S>("s");
-  const pair<T> v(t, use::inout, use::inout);
+  const V v(t, use::inout, use::inout);
   t.invoke(call, v.n, v.x, v.y, c, s);
-  t.some_of(v.n, 1, [&](zor_int i, zor_int) {
-    const wide x = v.x(i), y = v.y(i), cw = widened(c), sw = widened(s);
-    const long double size = (magnitude(cw) + magnitude(sw)) * (magnitude(x) + magnitude(y));
-    t.near(v.x.now(i), times(cw, x) + times(sw, y), size, 2, "x", i);
-    t.near(v.y.now(i), times(cw, y) - times(std::conj(sw), x), size, 2, "y", i);
-  });
+  check_rotated(t, v, {widened(c), -std::conj(widened(s)), widened(s), widened(c)});
 }
 
 // The rotation takes (a, b) to (r, 0).
@@ -185,9 +252,9 @@ void rotg(trial& t, zor::rotg_fn<T, R>* call) {
 
 // The matrix that param stands for: h11, h21, h12, h22.
 template <class T>
-std::vector<long double> modified(const operand<T>& param) {
+std::array<wide, 4> modified(const operand<T>& param) {
   const T flag = param.now(0);
-  std::vector<long double> h{1, 0, 0, 1};
+  std::array<wide, 4> h{1, 0, 0, 1};
   if (flag == -1 || flag == 1) h[0] = param.now(1), h[3] = param.now(4);
   if (flag == -1 || flag == 0) h[1] = param.now(2), h[2] = param.now(3);
   if (flag == 1) h[1] = -1, h[2] = 1;
@@ -201,14 +268,7 @@ void rotm(trial& t, zor::rotm_fn<T>* call) {
   const auto param = t.vector<T>("param", use::in, 5);
   param.data()[0] = T(flag);
   t.invoke(call, v.n, v.x, v.y, param);
-  const auto h = modified(param);
-  t.some_of(v.n, 1, [&](zor_int i, zor_int) {
-    const wide x = v.x(i), y = v.y(i);
-    t.near(v.x.now(i), h[0] * x + h[2] * y, std::abs(h[0]) * magnitude(x) + std::abs(h[2]) * magnitude(y), 2,
-           "x", i);
-    t.near(v.y.now(i), h[1] * x + h[3] * y, std::abs(h[1]) * magnitude(x) + std::abs(h[3]) * magnitude(y), 2,
-           "y", i);
-  });
+  check_rotated(t, v, modified(param));
 }
 
 // H clears the second component, and x1 becomes the first.
@@ -221,10 +281,10 @@ void rotmg(trial& t, zor::rotmg_fn<T>* call) {
   const wide x = x1(0), y = y1(0);
   if (!t.plain_data() || !(d1(0).real() > 0 && d2(0).real() > 0 && param.now(0) != -2)) return;
   const auto h = modified(param);
-  const long double first = std::abs(h[0]) * magnitude(x) + std::abs(h[2]) * magnitude(y);
-  const long double second = std::abs(h[1]) * magnitude(x) + std::abs(h[3]) * magnitude(y);
-  t.near(x1.now(0), h[0] * x + h[2] * y, first, 16, "x1");
-  t.near(T(0), h[1] * x + h[3] * y, second, 16, "y1");
+  sum_of_terms first{h[0] * x, h[2] * y}, second{h[1] * x, h[3] * y};
+  first.terms = second.terms = 16;
+  first.compare(t, x1.now(0), "x1", 0);
+  second.compare(t, T(0), "y1", 0);
 }
 
 template <class T, class R>
@@ -236,159 +296,39 @@ void cabs1(trial& t, zor::cabs1_fn<T, R>* call) {
   t.near(value, magnitude(z(0)), magnitude(z(0)), 1, "cabs1");
 }
 
-// n positions, from 1, of a vector of `length`; each at most once where the routine writes there.
-struct positions {
-  positions(trial& t, bool distinct)
-      : n(t.size("n", 3000)), length(n + t.size("spare", 100, n > 0 ? 1 : 0)), used(size_t(length)) {
-    random_bits r = t.random("positions");
-    std::vector<zor_int> all(static_cast<size_t>(length));
-    std::iota(all.begin(), all.end(), 1);
-    std::vector<zor_int> list;
-    for (zor_int i = 0; i < n; ++i) {
-      if (distinct) std::swap(all[size_t(i)], all[size_t(r.between(i, length - 1))]);
-      list.push_back(distinct ? all[size_t(i)] : r.between(1, length));
-      used[size_t(list.back() - 1)] = true;
-    }
-    indx = t.integers("indx", list);
-  }
-  template <class T>
-  operand<T> vector(trial& t, use how) const {
-    return t.scattered<T>("y", how, length, [&](zor_int i) { return used[size_t(i)]; });
-  }
-  zor_int at(zor_int i) const { return indx[i] - 1; }
-  zor_int n, length;
-  std::vector<bool> used;
-  const zor_int* indx = nullptr;
-};
-
-template <class T>
-void axpyi(trial& t, zor::axpyi_fn<T>* call) {
-  const T alpha = t.scalar<T>("alpha");
-  const positions p(t, true);
-  const auto x = t.vector<T>("x", use::in, p.n), y = p.vector<T>(t, use::inout);
-  t.call([&] { call(&p.n, &alpha, x, p.indx, y); });
-  t.some_of(p.n, 1, [&](zor_int i, zor_int) {
-    const wide a = widened(alpha), yv = y(p.at(i));
-    t.near(y.now(p.at(i)), yv + times(a, x(i)), magnitude(a) * magnitude(x(i)) + magnitude(yv), 2, "y",
-           p.at(i));
-  });
-}
-
-template <class T, class Invoke>
-void doti(trial& t, bool conjugate, const Invoke& invoke) {
-  const positions p(t, false);
-  const auto x = t.vector<T>("x", use::in, p.n), y = p.vector<T>(t, use::in);
-  T value{};
-  t.call([&] { value = invoke(&p.n, x.data(), p.indx, y.data()); });
-  sum<T>(t, value, "dot", p.n, 0, [&](zor_int i) {
-    const wide xv = conj_when(conjugate, x(i)), yv = y(p.at(i));
-    return std::pair<wide, long double>(times(xv, yv), magnitude(xv) * magnitude(yv));
-  });
-}
-template <class T>
-void complex_doti(trial& t, bool conjugate, zor::cdoti_fn<T>* call) {
-  doti<T>(t, conjugate, [&](const zor_int* n, const T* x, const zor_int* indx, const T* y) {
-    T value;
-    call(&value, n, x, indx, y);
-    return value;
-  });
-}
-
-// Gathers, clearing what is read or not, and scatters.
-template <class T, class Call>
-void gather(trial& t, Call* call) {
-  constexpr bool clears = std::is_same_v<Call, zor::gthrz_fn<T>>;
-  const positions p(t, clears);
-  const auto y = p.vector<T>(t, clears ? use::inout : use::in), x = t.vector<T>("x", use::out, p.n);
-  t.call([&] { call(&p.n, y.data(), x, p.indx); });
-  t.some_of(p.n, 1, [&](zor_int i, zor_int) {
-    t.near(x.now(i), y(p.at(i)), 0, 0, "x", i);
-    if (clears) t.near(y.now(p.at(i)), 0, 0, 0, "y", p.at(i));
-  });
-}
-template <class T>
-void scatter(trial& t, zor::sctr_fn<T>* call) {
-  const positions p(t, true);
-  const auto x = t.vector<T>("x", use::in, p.n), y = p.vector<T>(t, use::out);
-  t.call([&] { call(&p.n, x, p.indx, y); });
-  t.some_of(p.n, 1, [&](zor_int i, zor_int) { t.near(y.now(p.at(i)), x(i), 0, 0, "y", p.at(i)); });
-}
-
-template <class T>
-void roti(trial& t, zor::roti_fn<T>* call) {
-  const T c = t.scalar<T>("c"), s = t.scalar<T>("s");
-  const positions p(t, true);
-  const auto x = t.vector<T>("x", use::inout, p.n), y = p.vector<T>(t, use::inout);
-  t.call([&] { call(&p.n, x, p.indx, y, &c, &s); });
-  t.some_of(p.n, 1, [&](zor_int i, zor_int) {
-    const wide xv = x(i), yv = y(p.at(i)), cw = c, sw = s;
-    const long double size = (magnitude(cw) + magnitude(sw)) * (magnitude(xv) + magnitude(yv));
-    t.near(x.now(i), times(cw, xv) + times(sw, yv), size, 2, "x", i);
-    t.near(y.now(p.at(i)), times(cw, yv) - times(sw, xv), size, 2, "y", p.at(i));
-  });
-}
-
-#define ROW_DOT(name, T) {#name, [](trial& t) { real_dot<T>(t, name); }},
-#define ROW_CDOT(name, T, conj) {#name, [](trial& t) { complex_dot<T>(t, conj, name); }},
-#define ROW_AXPY(name, T) {#name, [](trial& t) { axpy<T>(t, name); }},
-#define ROW_SWAP(name, T) {#name, [](trial& t) { swap<T>(t, name); }},
+// The names of the tables divide a vector over threads, or are kernels, and each table takes its own macros
+// away.
+#define LIST(name, ...) {#name, [](trial& t) { __VA_ARGS__; }},
 const rows divided("vector", threaded,
                    {
+#include "tests/fuzz/vector_rows.inc"
 #include "zor/tables/core_blas.inc"
                    });
-#define ROW_ASUM(name, T, R) {#name, [](trial& t) { asum<T, R>(t, name); }},
-#define ROW_NRM2(name, T, R) {#name, [](trial& t) { nrm2<T, R>(t, name); }},
-#define ROW_IAMAX(name, T) {#name, [](trial& t) { extreme<T>(t, name, false); }},
-#define ROW_IAMIN(name, T) {#name, [](trial& t) { extreme<T>(t, name, true); }},
-#define ROW_DSDOT(name) {#name, [](trial& t) { real_dot<float>(t, name); }},
-#define ROW_SDSDOT(name) {#name, [](trial& t) { started_dot(t, name); }},
-#define ROW_SCAL(name, T, A) {#name, [](trial& t) { scal<T, A>(t, name); }},
-#define ROW_COPY(name, T, ...) {#name, [](trial& t) { copy<T>(t, name); }},
-#define ROW_ROT(name, T, C, S, ...) {#name, [](trial& t) { rot<T, C, S>(t, name); }},
-#define ROW_ROTM(name, T) {#name, [](trial& t) { rotm<T>(t, name); }},
-#define ROW_AXPBY(name, T) {#name, [](trial& t) { axpby<T>(t, name); }},
 const rows rest_of_divided("vector", threaded,
                            {
+#include "tests/fuzz/vector_rows.inc"
+#define ROW_AXPBY(name, T) LIST(name, axpby<T>(t, name))
 #include "zor/tables/core_vector.inc"
                            });
-#define ROW_ASUM(name, T, R) {#name, [](trial& t) { asum<T, R>(t, name); }},
-#define ROW_NRM2(name, T, R) {#name, [](trial& t) { nrm2<T, R>(t, name); }},
-#define ROW_IAMAX(name, T) {#name, [](trial& t) { extreme<T>(t, name, false); }},
-#define ROW_IAMIN(name, T) {#name, [](trial& t) { extreme<T>(t, name, true); }},
-#define ROW_DOT(name, T) {#name, [](trial& t) { real_dot<T>(t, name); }},
-#define ROW_CDOT(name, T, conj) {#name, [](trial& t) { complex_dot<T>(t, conj, name); }},
-#define ROW_DSDOT(name) {#name, [](trial& t) { real_dot<float>(t, name); }},
-#define ROW_SDSDOT(name) {#name, [](trial& t) { started_dot(t, name); }},
-const rows reductions("reduction", serial,
-                      {
-#include "zor/tables/blas_vector.inc"
-                      });
-
-#define ROW_SCAL(name, T, A) {#name, [](trial& t) { scal<T, A>(t, name); }},
-#define ROW_AXPY(name, T) {#name, [](trial& t) { axpy<T>(t, name); }},
-#define ROW_COPY(name, T, ...) {#name, [](trial& t) { copy<T>(t, name); }},
-#define ROW_SWAP(name, T) {#name, [](trial& t) { swap<T>(t, name); }},
-#define ROW_ROT(name, T, C, S, ...) {#name, [](trial& t) { rot<T, C, S>(t, name); }},
-#define ROW_ROTG(name, T, R) {#name, [](trial& t) { rotg<T, R>(t, name); }},
-#define ROW_ROTM(name, T) {#name, [](trial& t) { rotm<T>(t, name); }},
-#define ROW_ROTMG(name, T) {#name, [](trial& t) { rotmg<T>(t, name); }},
-#define ROW_CABS1(name, T, R) {#name, [](trial& t) { cabs1<T, R>(t, name); }},
-const rows updates("vector update", serial,
+const rows kernels("vector kernel", serial,
                    {
+#include "tests/fuzz/vector_rows.inc"
+#define ROW_ROTG(name, T, R) LIST(name, rotg<T, R>(t, name))
+#define ROW_ROTMG(name, T) LIST(name, rotmg<T>(t, name))
+#define ROW_CABS1(name, T, R) LIST(name, cabs1<T, R>(t, name))
 #include "zor/tables/blas_vector.inc"
                    });
-
-#define ROW_AXPYI(name, T) {#name, [](trial& t) { axpyi<T>(t, name); }},
-#define ROW_DOTI(name, T) {#name, [](trial& t) { doti<T>(t, false, name); }},
-#define ROW_CDOTI(name, T, conj) {#name, [](trial& t) { complex_doti<T>(t, conj, name); }},
-#define ROW_GTHR(name, T) {#name, [](trial& t) { gather<T>(t, name); }},
-#define ROW_GTHRZ(name, T) {#name, [](trial& t) { gather<T>(t, name); }},
-#define ROW_SCTR(name, T) {#name, [](trial& t) { scatter<T>(t, name); }},
-#define ROW_ROTI(name, T) {#name, [](trial& t) { roti<T>(t, name); }},
-const rows compressed("compressed vector", serial,
-                      {
+#define ROW_AXPYI(name, T) LIST(name, axpy<compressed<T>>(t, name))
+#define ROW_DOTI(name, T) LIST(name, real_dot<compressed<T>>(t, name))
+#define ROW_CDOTI(name, T, conj) LIST(name, complex_dot<compressed<T>>(t, conj, name))
+#define ROW_GTHR(name, T) LIST(name, gather<T>(t, name))
+#define ROW_GTHRZ ROW_GTHR
+#define ROW_SCTR(name, T) LIST(name, copy<compressed<T>>(t, name))
+#define ROW_ROTI(name, T) LIST(name, rot<compressed<T>, T, T>(t, name))
+const rows compressed_kernels("compressed vector", serial,
+                              {
 #include "zor/tables/blas_vector.inc"
-                      });
+                              });
 
 }  // namespace
 }  // namespace zor_fuzz

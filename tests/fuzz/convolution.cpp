@@ -64,7 +64,7 @@ void convolve(trial& t, bool correlation, zor::convolve_fn<T>* call) {
        decimation = slowest_first(p.decimation);
   const auto start = slowest_first(p.start), x_stride = slowest_first(p.x_stride),
              y_stride = slowest_first(p.y_stride), z_stride = slowest_first(p.z_stride);
-  // One bad argument of a kind in some trials, and the status it gives.
+  // What one bad argument of each kind gives.
   static const int32_t statuses[] = {0,
                                      ZOR_CONV_BAD_DIMS,
                                      ZOR_CONV_BAD_X_SHAPE,
@@ -76,22 +76,17 @@ void convolve(trial& t, bool correlation, zor::convolve_fn<T>* call) {
                                      ZOR_CONV_BAD_MODE,
                                      ZOR_CONV_BAD_METHOD,
                                      ZOR_CONV_BAD_DECIMATION};
-  int32_t wanted = 0;
-  const auto spoiled = [&](int kind) {
-    if (t.spoils(kind)) wanted = statuses[kind];
-    return wanted == statuses[kind];
-  };
-  const int32_t count = spoiled(1) ? 8 : int32_t(dims);
-  if (spoiled(2)) xs.back() = 0;
-  if (spoiled(3)) ys.back() = -1;
-  if (spoiled(4)) zs.back() = 0;
-  const T *const from_x = spoiled(5) ? nullptr : x.data(), *const from_y = spoiled(6) ? nullptr : y.data();
-  T* const to = spoiled(7) ? nullptr : z.data();
-  const int32_t mode = spoiled(8) ? 9 : ZOR_CONV_RANGE, method = int32_t(t.draw("method", 0, 2, 1));
-  const bool bad_method = spoiled(9);
-  if (spoiled(10)) decimation.front() = 0;
-  const zor_conv_options options = {mode,
-                                    bad_method ? 7 : method,
+  const int bad = t.spoiled(10);
+  const int32_t count = bad == 1 ? 8 : int32_t(dims), method = int32_t(t.draw("method", 0, 2, 1)),
+                wanted = statuses[bad];
+  if (bad == 2) xs.back() = 0;
+  if (bad == 3) ys.back() = -1;
+  if (bad == 4) zs.back() = 0;
+  if (bad == 10) decimation.front() = 0;
+  const T *const from_x = bad == 5 ? nullptr : x.data(), *const from_y = bad == 6 ? nullptr : y.data();
+  T* const to = bad == 7 ? nullptr : z.data();
+  const zor_conv_options options = {bad == 8 ? 9 : ZOR_CONV_RANGE,
+                                    bad == 9 ? 7 : method,
                                     start.data(),
                                     decimation.data(),
                                     x_stride.data(),

@@ -139,18 +139,21 @@ transform_case draw_case(trial& t, int32_t domain, int32_t storage, zor_int rank
 template <class R>
 class plan {
  public:
-  plan(const transform_case& s, zor_int users) : s_(s) {
+  // One of the settings may be a bad one: the first four are arguments of create.
+  plan(const transform_case& s, zor_int users, int bad = 0) : s_(s) {
     std::vector<zor_int> lengths(s.lengths.rbegin(), s.lengths.rend());
-    ok(zor_fft_create(&fft_, sizeof(R) == 4 ? ZOR_DFT_SINGLE : ZOR_DFT_DOUBLE, s.domain,
-                      zor_int(lengths.size()), lengths.data()));
+    if (bad == 4) lengths[0] = 0;
+    const int32_t precision = sizeof(R) == 4 ? ZOR_DFT_SINGLE : ZOR_DFT_DOUBLE, none = 77;
+    ok(zor_fft_create(&fft_, bad == 1 ? none : precision, bad == 2 ? none : s.domain,
+                      bad == 3 ? 0 : zor_int(lengths.size()), lengths.data()));
     ok(zor_fft_set_int(fft_, s.real() ? ZOR_DFT_CONJUGATE_EVEN_STORAGE : ZOR_DFT_COMPLEX_STORAGE, s.storage));
     if (s.packed()) ok(zor_fft_set_int(fft_, ZOR_DFT_PACKED_FORMAT, s.format));
-    ok(zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, s.placement));
+    ok(zor_fft_set_int(fft_, ZOR_DFT_PLACEMENT, bad == 5 ? none : s.placement));
     set_strides(ZOR_DFT_INPUT_STRIDES, s.in_strides, s.in_offset);
     set_strides(ZOR_DFT_OUTPUT_STRIDES, s.out_strides, s.out_offset);
     ok(zor_fft_set_int(fft_, ZOR_DFT_INPUT_DISTANCE, s.in_distance));
     ok(zor_fft_set_int(fft_, ZOR_DFT_OUTPUT_DISTANCE, s.out_distance));
-    ok(zor_fft_set_int(fft_, ZOR_DFT_NUMBER_OF_TRANSFORMS, s.count));
+    ok(zor_fft_set_int(fft_, ZOR_DFT_NUMBER_OF_TRANSFORMS, bad == 6 ? 0 : s.count));
     ok(zor_fft_set_real(fft_, ZOR_DFT_FORWARD_SCALE, s.forward_scale));
     ok(zor_fft_set_real(fft_, ZOR_DFT_BACKWARD_SCALE, s.backward_scale));
     if (users > 1) ok(zor_fft_set_int(fft_, ZOR_DFT_NUMBER_OF_USER_THREADS, users));
@@ -320,13 +323,15 @@ void transform(trial& t, int32_t domain, int32_t storage, zor_int ranks) {
   const bool backward = t.draw("backward", 0, 1, 0);
   const zor_int callers = t.draw("callers", 0, 19, 0) - 16, users = t.draw("users", 1, 3, 1);
   problem<R> q(t, draw_case(t, domain, storage, ranks, backward), backward);
+  const int bad = t.spoiled(7);
+  const int32_t wanted = bad == 0 ? ZOR_FFT_OK : bad <= 4 ? ZOR_FFT_BAD_ARGUMENT : ZOR_FFT_BAD_VALUE;
   std::unique_ptr<plan<R>> p;
-  t.prepare([&] { p = std::make_unique<plan<R>>(q.s, users); });
-  t.expect(p->status() == 0, "commit: status " + std::to_string(p->status()));
-  if (p->status() != 0) return;
-  int32_t status = -1;
-  t.call([&] { status = p->run(backward, q.in.data(), q.out.data(), q.given.half, q.wanted.half); });
-  t.expect(status == 0, "status " + std::to_string(status));
+  t.prepare([&] { p = std::make_unique<plan<R>>(q.s, users, bad); });
+  int32_t status = p->status();
+  R* const in = bad == 7 ? nullptr : q.in.data();
+  if (status == 0) t.call([&] { status = p->run(backward, in, q.out.data(), q.given.half, q.wanted.half); });
+  t.expect(status == wanted, "status " + std::to_string(status) + ", not " + std::to_string(wanted));
+  if (status != 0) return;
   if (t.checking() && t.plain_data()) q.check_values(t);
   if (t.first()) q.check_dense(t);
   if (callers > 1 && callers <= users && !q.s.in_place()) q.check_callers(t, *p, callers);
@@ -335,7 +340,7 @@ void transform(trial& t, int32_t domain, int32_t storage, zor_int ranks) {
 #define BOTH(name, domain, storage, ranks)                                          \
   {name "_double", [](trial& t) { transform<double>(t, domain, storage, ranks); }}, \
       {name "_single", [](trial& t) { transform<float>(t, domain, storage, ranks); }},
-const rows transforms("transform", threaded,
+const rows transforms("transform", with_status,
                       {BOTH("zor_fft_complex", ZOR_DFT_COMPLEX, ZOR_DFT_COMPLEX_COMPLEX, 4)
                            BOTH("zor_fft_split", ZOR_DFT_COMPLEX, ZOR_DFT_REAL_REAL, 1)
                                BOTH("zor_fft_packed", ZOR_DFT_REAL, ZOR_DFT_COMPLEX_REAL, 2)

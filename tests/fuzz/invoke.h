@@ -15,6 +15,14 @@ auto arguments_of(const A& a) {
   else
     return std::tuple(a);
 }
+// An argument that only some signatures of a group have.
+template <bool Present, class A>
+auto when(const A& a) {
+  if constexpr (Present)
+    return arguments_of(a);
+  else
+    return std::tuple<>();
+}
 
 template <class A>
 inline constexpr bool is_address = std::is_pointer_v<A> || std::is_null_pointer_v<A>;

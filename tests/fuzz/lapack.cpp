@@ -39,10 +39,7 @@ void reflect(trial& t, Call* call) {
   const T tau = t.scalar<T>("tau"), h1 = t.scalar<T>("h1"), h2 = Three ? t.scalar<T>("h2") : T{};
   const auto x = t.vector<T>("x", use::inout, n), y = t.vector<T>("y", use::inout, n),
              z = t.vector<T>("z", use::inout, Three ? n : 0);
-  if constexpr (Three)
-    t.invoke(call, n, x, nullptr, y, nullptr, z, nullptr, tau, h1, h2);
-  else
-    t.invoke(call, n, x, nullptr, y, nullptr, tau, h1);
+  t.invoke(call, n, x, nullptr, y, nullptr, when<Three>(z), when<Three>(nullptr), tau, h1, when<Three>(h2));
   t.some_of(n, 1, [&](zor_int i, zor_int) {
     const wide third = Three ? times(widened(h2), z(i)) : wide{};
     const wide f = times(widened(tau), x(i) + times(widened(h1), y(i)) + third);
@@ -82,26 +79,21 @@ zor_int* info_of(trial& t) { return t.room<zor_int>("info", use::out, 1); }
 
 template <class T, class Call>
 void dttrf(trial& t, Call* call) {
+  constexpr bool kernel = std::is_same_v<Call, zor::dttrfb_fn<T>>;
   const tridiagonal<T> m(t, use::inout);
-  zor_int info = 0;
-  if constexpr (std::is_same_v<Call, zor::dttrfb_fn<T>>) {
-    zor_int* const told = info_of(t);
+  zor_int* const told = kernel ? info_of(t) : nullptr;
+  if constexpr (kernel)
     t.invoke(call, m.n, m.dl, m.d, m.du, told);
-    info = *told;
-  } else {
-    info = t.invoke(call, m.n, m.dl, m.d, m.du);
-    t.result(info);
-  }
-  t.expect(info <= m.n, "info names a row");
+  else
+    t.result(t.invoke(call, m.n, m.dl, m.d, m.du));
+  t.expect(!kernel || *told <= m.n, "info names a row");
 }
 template <class T, class Call>
 void dttrs(trial& t, Call* call) {
   const tridiagonal<T> m(t, use::in);
   const option trans = t.letter("trans", "NTCntc");
-  if constexpr (std::is_same_v<Call, zor::dttrsb_fn<T>>)
-    t.invoke(call, trans, m.n, m.nrhs, m.dl, m.d, m.du, m.b, info_of(t));
-  else
-    t.invoke(call, trans, m.n, m.nrhs, m.dl, m.d, m.du, m.b);
+  constexpr bool kernel = std::is_same_v<Call, zor::dttrsb_fn<T>>;
+  t.invoke(call, trans, m.n, m.nrhs, m.dl, m.d, m.du, m.b, when<kernel>(kernel ? info_of(t) : nullptr));
 }
 // Both at once, with and without interchanges.
 template <class T, class R, class... P>
@@ -126,10 +118,7 @@ template <class T, class Call>
 void ptts2(trial& t, Call* call) {
   const tridiagonal<T> m(t, use::in);
   const auto d = t.vector<real<T>>("real d", use::in, m.n);
-  if constexpr (parts<T> == 1)
-    t.invoke(call, m.n, m.nrhs, d, m.dl, m.b);
-  else
-    t.invoke(call, t.draw("iuplo", 0, 1, 0), m.n, m.nrhs, d, m.dl, m.b);
+  t.invoke(call, when<parts<T> == 2>(t.draw("iuplo", 0, 1, 0)), m.n, m.nrhs, d, m.dl, m.b);
 }
 
 // ---- Triangles, one or many.
@@ -172,28 +161,21 @@ struct sides {
 // potrf and sytrf, whose kernels have a name for each triangle.
 template <class T, bool Pivots, class R, class... P>
 void factor(trial& t, option uplo, bool many, R (*call)(P...)) {
+  constexpr bool kernel = std::is_void_v<R>, batches = !kernel && sizeof...(P) > 5;
   const batch<T> m(t, use::inout, uplo, many, 60);
   zor_int* const ipiv = Pivots ? t.room<zor_int>("ipiv", use::out, size_t(m.n * m.count)) : nullptr;
-  zor_int* const info = t.room<zor_int>("info", std::is_void_v<R> ? use::inout : use::out,
-                                        many || std::is_void_v<R> ? size_t(m.count) : 0);
-  if constexpr (std::is_void_v<R>) {
-    *info = 0;
-    if constexpr (Pivots)
-      t.invoke(call, uplo, m.n, m.a, m.ld, ipiv, info);
-    else
-      t.invoke(call, uplo, m.n, m.a, m.ld, info);
-    t.expect(*info >= 0 && *info <= m.n, "info names a pivot");
-  } else if constexpr (sizeof...(P) > 5) {
-    if constexpr (Pivots)
-      t.result(t.invoke(call, uplo, m.n, m.a, m.ld, any{m.stride}, ipiv, m.count, info));
-    else
-      t.result(t.invoke(call, uplo, m.n, m.a, m.ld, any{m.stride}, m.count, info));
-  } else {
-    if constexpr (Pivots)
-      t.result(t.invoke(call, uplo, m.n, m.a, m.ld, ipiv));
-    else
-      t.result(t.invoke(call, uplo, m.n, m.a, m.ld));
-  }
+  zor_int* const info =
+      t.room<zor_int>("info", kernel ? use::inout : use::out, many || kernel ? size_t(m.count) : 0);
+  if (kernel) *info = 0;
+  const auto run = [&] {
+    return t.invoke(call, uplo, m.n, m.a, m.ld, when<batches>(any{m.stride}), when<Pivots>(ipiv),
+                    when<batches>(m.count), when < kernel || batches > (info));
+  };
+  if constexpr (kernel)
+    run();
+  else
+    t.result(run());
+  t.expect(!kernel || (*info >= 0 && *info <= m.n), "info names a pivot");
 }
 // The solves with the factors: any triangle with a large diagonal serves, and pivots that exchange nothing.
 template <class T, bool Pivots, class R, class... P>
@@ -202,20 +184,11 @@ void solve(trial& t, bool many, R (*call)(P...)) {
   const sides<T> s(t, m);
   std::vector<zor_int> pivots;
   for (zor_int i = 0; i < m.n * m.count && Pivots; ++i) pivots.push_back(i % m.n + 1);
-  const zor_int *const ipiv = t.integers("ipiv", pivots), *const info = t.integers(
-                                                              "info", std::vector<zor_int>(
-                                                                          many ? size_t(m.count) : 0, 0));
-  if constexpr (sizeof...(P) > 8) {
-    if constexpr (Pivots)
-      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, any{m.stride}, ipiv, s.b, any{s.stride}, m.count, info);
-    else
-      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, any{m.stride}, s.b, any{s.stride}, m.count, info);
-  } else {
-    if constexpr (Pivots)
-      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, ipiv, s.b);
-    else
-      t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, s.b);
-  }
+  const zor_int* const ipiv = t.integers("ipiv", pivots);
+  const zor_int* const info = t.integers("info", std::vector<zor_int>(many ? size_t(m.count) : 0, 0));
+  constexpr bool batches = sizeof...(P) > 8;
+  t.invoke(call, m.uplo, m.n, s.nrhs, m.a, m.ld, when<batches>(any{m.stride}), when<Pivots>(ipiv), s.b,
+           when<batches>(any{s.stride}), when<batches>(m.count), when<batches>(info));
   if (Pivots || !m.large || !t.plain_data()) return;
   // Element (i, j) of the lower factor of matrix k.
   const auto lower = [&](zor_int k, zor_int i, zor_int j) {

@@ -66,9 +66,21 @@ void trig_lines(trial& t, zor::trig_lines_fn<T>* run, const Create& create) {
   for (zor_int i = 0; i < lines; ++i)
     for (zor_int j = 0; j < m; ++j) used[size_t(place(i, j))] = true;
   const auto x = t.scattered<T>("x", use::inout, count, [&](zor_int i) { return used[size_t(i)]; });
+  // What one bad argument gives: those of the run, then those of create.
+  static const zor_int statuses[] = {0, -1, -2, -3, -4, -2, -3, -5};
+  const int bad = t.spoiled(lines > 1 ? 7 : 6);
   zor_trig* plan = nullptr;
-  t.prepare([&] { t.result(create(&plan, kind, m)); });
-  t.call([&] { t.result(run(plan, x + place(0, 0), lines, down != 0 ? -step : step, distance, T(0.5))); });
+  zor_int status = 0;
+  t.prepare([&] { status = create(&plan, bad == 5 ? 99 : kind, bad == 6 ? 0 : m); });
+  if (status == 0)
+    t.call([&] {
+      status = run(bad == 1 ? nullptr : plan, bad == 2 ? nullptr : x + place(0, 0), bad == 3 ? -1 : lines,
+                   bad == 4    ? 0
+                   : down != 0 ? -step
+                               : step,
+                   bad == 7 ? 0 : distance, T(0.5));
+    });
+  t.expect(status == statuses[bad], "status " + std::to_string(status));
   t.prepare([&] { zor_trig_free(&plan); });
   t.some_of(m, lines, [&](zor_int k, zor_int i) {
     long double size = 0;
@@ -107,9 +119,20 @@ void solve_box(trial& t, zor::poisson_solve_fn<T>* solve, const Create& create) 
     sides.push_back(t.vector<T>(("side" + std::to_string(s)).c_str(), use::in, count / (box.n[s / 2] + 1)));
     data[s] = sides.back().data();
   }
+  // One bad argument of solve, or one in the description of the problem.
+  const int bad = t.spoiled(6);
+  zor_poisson_box given = box;
+  if (bad == 3) given.dimensions = 4;
+  if (bad == 4) given.n[1] = 1;
+  if (bad == 5) given.length[0] = 0;
+  if (bad == 6) given.side[1] = 3;
   zor_poisson* problem = nullptr;
-  t.prepare([&] { t.result(create(&problem, &box)); });
-  t.call([&] { t.result(solve(problem, f, data)); });
+  zor_int status = 0;
+  t.prepare([&] { status = create(&problem, &given); });
+  if (status == 0)
+    t.call([&] { status = solve(bad == 1 ? nullptr : problem, bad == 2 ? nullptr : f.data(), data); });
+  t.result(status);
+  t.expect(bad == 0 ? status >= 0 : status == (bad == 1 ? -1 : -2), "status " + std::to_string(status));
   t.prepare([&] { zor_poisson_free(&problem); });
   if (singular || !t.plain_data()) return;
   long double largest = 0;
@@ -239,10 +262,10 @@ const rows transforms("trig", serial,
                       });
 
 const rows public_transforms(
-    "trig_lines", threaded,
+    "trig_lines", with_status,
     {{"zor_trig_run_d", [](trial& t) { trig_lines<double>(t, zor_trig_run_d, zor_trig_create_d); }},
      {"zor_trig_run_s", [](trial& t) { trig_lines<float>(t, zor_trig_run_s, zor_trig_create_s); }}});
-const rows public_solvers("poisson", threaded,
+const rows public_solvers("poisson", with_status,
                           {{"zor_poisson_solve_d",
                             [](trial& t) {
                               solve_box<double>(t, zor_poisson_solve_d, zor_poisson_create_d);

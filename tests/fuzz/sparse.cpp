@@ -106,11 +106,8 @@ void multiply(trial& t, Call* call) {
     const sides<T> x(t, "x", use::in, op.flip() ? a.m : a.k, n, by_rows),
         y(t, "y", clears ? use::out : use::inout, op.flip() ? a.k : a.m, n, by_rows);
     const handle h(t, a);
-    int32_t status = -1;
-    if constexpr (many)
-      status = t.invoke(call, zor_sparse(h), op.letter, layout, n, alpha, x, beta, y);
-    else
-      status = t.invoke(call, zor_sparse(h), op.letter, alpha, x.data(), beta, y.data());
+    const int32_t status = t.invoke(call, zor_sparse(h), op.letter, when<many>(layout), when<many>(n), alpha,
+                                    vectors<many>(x), beta, vectors<many>(y));
     if (refused(t, status)) return;
     check_product(t, a, op.flip(), op.conjugate(), 0, a.m, alpha, x, y, 0, n,
                   [&](zor_int i, zor_int j) { return clears ? wide(0) : times(widened(beta), y(i, j)); });
@@ -128,11 +125,8 @@ void solve(trial& t, Call* call) {
     const sides<T> x(t, "x", in_place ? use::inout : use::out, a.m, n, by_rows),
         b = in_place ? x : sides<T>(t, "b", use::in, a.m, n, by_rows);
     const handle h(t, a);
-    int32_t status = -1;
-    if constexpr (many)
-      status = t.invoke(call, zor_sparse(h), op.letter, layout, n, alpha, b, x);
-    else
-      status = t.invoke(call, zor_sparse(h), op.letter, alpha, b.data(), x.data());
+    const int32_t status = t.invoke(call, zor_sparse(h), op.letter, when<many>(layout), when<many>(n), alpha,
+                                    vectors<many>(b), vectors<many>(x));
     if (refused(t, status)) return;
     check_solve(t, a, op.flip(), op.conjugate(), alpha, x, b, 0, n);
   });
@@ -284,10 +278,7 @@ void over_diagonal(trial& t, Call* call) {
   const zor_int nrhs = many ? t.size("nrhs", 20) : 1;
   const sparse<T, I> a(t, {'d', 'l', 'n'}, many ? 0 : 1, {ZOR_SPARSE_BSR, true, many});
   const sides<T> y(t, "y", use::inout, a.m, nrhs, many && nrhs > 1);
-  if constexpr (many)
-    t.invoke(call, a.mb, nrhs, a.lb, a.compressed(), y);
-  else
-    t.invoke(call, a.mb, zor_int(1), a.lb, a.compressed(), y.data());
+  t.invoke(call, a.mb, nrhs, a.lb, a.compressed(), vectors<many>(y));
   check_solve(t, a, false, false, zor_test::scalar<T>(1, 0), y, y, 0, nrhs);
 }
 

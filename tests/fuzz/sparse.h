@@ -36,12 +36,14 @@ struct entry {
 
 // How a matrix is stored: the format of zor/sparse.h; rows of entries or blocks sorted, with a dominant
 // diagonal, as solves ask for; elements of a block by rows; gaps that belong to no row; columns in place of
-// rows. The second matrix of a trial has names of its own, and sizes that go with the first.
+// rows. The second matrix of a trial has names of its own, and sizes that go with the first. Positions count
+// from a drawn origin, or from a given one.
 struct form {
   int32_t format = ZOR_SPARSE_CSR;
   bool sorted = false, by_rows = false, gaps = false, columns = false;
   std::string prefix = "";
-  zor_int m = -1, k = -1;
+  zor_int m = -1, k = -1, origin = -1;
+  bool one_triangle = false;
 };
 
 template <class T, class I>
@@ -139,7 +141,7 @@ class sparse {
     }
     std::erase_if(c, [&](zor_int j) { return j < 0 || j >= columns; });
     if (!sorted) return c;
-    c.push_back(row);
+    if (row < columns) c.push_back(row);
     std::sort(c.begin(), c.end());
     c.erase(std::unique(c.begin(), c.end()), c.end());
     return c;
@@ -147,12 +149,13 @@ class sparse {
 
   // Entries or blocks in rows, and the rows of entries one by one.
   void place_rows(trial& t, const form& as, random_bits& r) {
-    const I origin = I(draw(t, "origin", 0, 5, 0));
+    const I origin = I(as.origin >= 0 ? as.origin : draw(t, "origin", 0, 5, 0));
     const zor_int gap_after = as.gaps ? draw(t, "gaps", 1, 9, 9) : 1, area = lb * lb;
     std::vector<I> columns, begins, ends, rows;
     for (zor_int row = 0; row < mb; ++row) {
       begins.push_back(I(zor_int(columns.size()) + origin));
       for (const zor_int c : row_columns(row, k / lb, as.sorted || lb > 1, r)) {
+        if (as.one_triangle && (what.triangle == 'u' ? c < row : c > row)) continue;
         const zor_int above = as.columns ? c : row, left = as.columns ? row : c;
         for (zor_int e = 0; e < area; ++e)
           entries.push_back({above * lb + (as.by_rows ? e / lb : e % lb),
@@ -223,6 +226,12 @@ struct sides {
   bool by_rows;
   dense<T> stored;
 };
+
+// Many vectors with their leading dimension, or one.
+template <bool Many, class T>
+auto vectors(const sides<T>& of) {
+  return std::tuple_cat(std::tuple(of.data()), when<Many>(of.stored.ld));
+}
 
 // c is start + alpha op(A) b for right-hand sides first to last - 1 of n. The magnitudes of products count
 // the result, because an entry outside the view is added and subtracted.

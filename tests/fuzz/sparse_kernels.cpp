@@ -39,8 +39,10 @@ struct product {
     check_product(t, a, flip, s.conjugate(), row_first, row_last, factor, x, y, n_first, n_last,
                   [&](zor_int i, zor_int j) { return y(i, j); });
   }
-  void check(trial& t) const { check(t, 0, a.m, 0, n, alpha); }
-  void check_wanted(trial& t) const { check(t, 0, a.m, wanted.low(), wanted.last, alpha); }
+  // Of the wanted right-hand sides, or of all.
+  void check(trial& t, bool some) const {
+    check(t, 0, a.m, some ? wanted.low() : 0, some ? wanted.last : n, alpha);
+  }
 
   shape s;
   sparse<T, I> a;
@@ -60,8 +62,8 @@ struct solve {
         n(many ? t.size("n", 60) : 1),
         wanted(t, n),
         y(t, "y", use::inout, a.m, n, many && s.base == 0 && format != dia) {}
-  void check(trial& t, zor_int n_first, zor_int n_last, T alpha = zor_test::scalar<T>(1, 0)) const {
-    check_solve(t, a, s.flip(), s.conjugate(), alpha, y, y, n_first, n_last);
+  void check(trial& t, bool some = false, T alpha = zor_test::scalar<T>(1, 0)) const {
+    check_solve(t, a, s.flip(), s.conjugate(), alpha, y, y, some ? wanted.low() : 0, some ? wanted.last : n);
   }
   shape s;
   sparse<T, I> a;
@@ -72,30 +74,22 @@ struct solve {
 
 template <class T, class I, class Call>
 void csr_mvout(trial& t, const shape& s, Call* call) {
+  constexpr bool whole = std::is_same_v<Call, zor::csr_mvout_seq_fn<T, I>>;
   product<T, I> q(t, s, false, {csr, false, false, true});
-  if constexpr (std::is_same_v<Call, zor::csr_mvout_seq_fn<T, I>>) {
-    t.invoke(call, q.a.m, q.alpha, q.a.compressed(), q.x.data(), q.y.data());
-    q.check(t);
-  } else {
-    const zor_int first = std::min(q.wanted.first, std::max<zor_int>(q.a.m, 1)), last = q.a.m;
-    // These names take vectors that begin at the first row of the range.
-    const bool relative = s.op == 'n' && s.what.structure == 's' && s.what.diagonal == 'n';
-    const zor_int shift = relative && first <= last ? first - 1 : 0;
-    t.invoke(call, first, last, q.a.m, q.alpha, q.a.compressed(), q.x.data() + shift, q.y.data() + shift);
-    q.check(t, std::min(first - 1, last), last, 0, 1, q.alpha);
-  }
+  const zor_int last = q.a.m, first = whole ? 1 : std::min(q.wanted.first, std::max<zor_int>(last, 1));
+  // These names take vectors that begin at the first row of the range.
+  const bool relative = s.op == 'n' && s.what.structure == 's' && s.what.diagonal == 'n';
+  const zor_int shift = relative && first <= last ? first - 1 : 0;
+  t.invoke(call, when<!whole>(first), when<!whole>(last), q.a.m, q.alpha, q.a.compressed(),
+           q.x.data() + shift, q.y.data() + shift);
+  q.check(t, std::min(first - 1, last), last, 0, 1, q.alpha);
 }
-
 template <class T, class I, class Call>
 void csr_mmout(trial& t, const shape& s, Call* call) {
-  product<T, I> q(t, s, true, {csr, false, false, true});
-  if constexpr (std::is_same_v<Call, zor::csr_mmout_seq_fn<T, I>>) {
-    t.invoke(call, q.a.m, q.n, q.alpha, q.a.compressed(), q.x, q.y);
-    q.check(t);
-  } else {
-    t.invoke(call, q.wanted, q.a.m, q.n, q.alpha, q.a.compressed(), q.x, q.y);
-    q.check_wanted(t);
-  }
+  constexpr bool some = std::is_same_v<Call, zor::csr_mmout_par_fn<T, I>>;
+  const product<T, I> q(t, s, true, {csr, false, false, true});
+  t.invoke(call, when<some>(q.wanted), q.a.m, q.n, q.alpha, q.a.compressed(), q.x, q.y);
+  q.check(t, some);
 }
 
 // Plain products with rows that follow one another, of entries and of blocks: y := A x.
@@ -116,88 +110,60 @@ void gemvout(trial& t, const shape& s, Call* call) {
     check_product(t, a, false, false, 0, a.m, zor_test::scalar<T>(1, 0), x, y, 0, 1, zero);
 }
 
-template <class T, class I>
-void csr_svout(trial& t, const shape& s, zor::csr_svout_seq_fn<T, I>* call) {
-  const solve<T, I> q(t, s, false, csr);
+template <class T, class I, class Call>
+void csr_solve(trial& t, const shape& s, Call* call) {
+  constexpr bool many = std::is_same_v<Call, zor::csr_smout_par_fn<T, I>>;
+  const solve<T, I> q(t, s, many, csr);
   const T alpha = t.scalar<T>("alpha");
-  t.invoke(call, q.a.m, alpha, q.a.compressed(), q.y.data());
-  q.check(t, 0, 1, s.what.structure == 'd' ? alpha : zor_test::scalar<T>(1, 0));
-}
-template <class T, class I>
-void csr_smout(trial& t, const shape& s, zor::csr_smout_par_fn<T, I>* call) {
-  const solve<T, I> q(t, s, true, csr);
-  const T alpha = t.scalar<T>("alpha");
-  t.invoke(call, q.wanted, q.a.m, q.n, alpha, q.a.compressed(), q.y);
-  q.check(t, q.wanted.low(), q.wanted.last, s.what.structure == 'd' ? alpha : zor_test::scalar<T>(1, 0));
+  t.invoke(call, when<many>(q.wanted), q.a.m, when<many>(q.n), alpha, q.a.compressed(), vectors<many>(q.y));
+  q.check(t, many, s.what.structure == 'd' ? alpha : zor_test::scalar<T>(1, 0));
 }
 
 // Without entries a range is empty, and not even a unit diagonal is added.
 template <class T, class I, class Call>
-void coo_mvout(trial& t, const shape& s, Call* call) {
-  const product<T, I> q(t, s, false, {coo});
-  if constexpr (std::is_same_v<Call, zor::coo_mvout_par_fn<T, I>>)
-    t.invoke(call, zor_int(1), zor_int(q.a.count), q.a.m, q.a.k, q.alpha, q.a.coordinates(), q.x.data(),
-             q.y.data());
-  else
-    t.invoke(call, q.a.m, nullptr, q.alpha, q.a.coordinates(), q.x.data(), q.y.data());
-  if (q.a.count > 0) q.check(t);
+void coo_product(trial& t, const shape& s, Call* call) {
+  constexpr bool many = std::is_same_v<Call, zor::coo_mmout_par_fn<T, I>>,
+                 range = std::is_same_v<Call, zor::coo_mvout_par_fn<T, I>>;
+  const product<T, I> q(t, s, many, {coo});
+  t.invoke(call, when<range>(zor_int(1)), when<range>(zor_int(q.a.count)), when<many>(q.wanted), q.a.m,
+           when < many || range > (q.a.k), when < !many && !range > (nullptr), q.alpha, q.a.coordinates(),
+           vectors<many>(q.x), vectors<many>(q.y));
+  if (many || q.a.count > 0) q.check(t, many);
 }
-template <class T, class I>
-void coo_mmout(trial& t, const shape& s, zor::coo_mmout_par_fn<T, I>* call) {
-  const product<T, I> q(t, s, true, {coo});
-  t.invoke(call, q.wanted, q.a.m, q.a.k, q.alpha, q.a.coordinates(), q.x, q.y);
-  q.check_wanted(t);
-}
-template <class T, class I>
-void coo_svout(trial& t, const shape& s, zor::coo_svout_seq_fn<T, I>* call) {
-  const solve<T, I> q(t, s, false, coo);
-  t.invoke(call, q.a.m, nullptr, nullptr, q.a.coordinates(), nullptr, q.y.data());
-  q.check(t, 0, 1);
-}
-template <class T, class I>
-void coo_smout(trial& t, const shape& s, zor::coo_smout_par_fn<T, I>* call) {
-  const solve<T, I> q(t, s, true, coo);
-  t.invoke(call, q.wanted, q.a.m, nullptr, nullptr, q.a.coordinates(), q.y);
-  q.check(t, q.wanted.low(), q.wanted.last);
+template <class T, class I, class Call>
+void coo_solve(trial& t, const shape& s, Call* call) {
+  constexpr bool many = std::is_same_v<Call, zor::coo_smout_par_fn<T, I>>;
+  const solve<T, I> q(t, s, many, coo);
+  t.invoke(call, when<many>(q.wanted), q.a.m, nullptr, nullptr, q.a.coordinates(), when<!many>(nullptr),
+           vectors<many>(q.y));
+  q.check(t, many);
 }
 
-template <class T, class I>
-void dia_mvout(trial& t, const shape& s, zor::dia_mvout_par_fn<T, I>* call) {
-  const product<T, I> q(t, s, false, {dia});
-  t.invoke(call, nullptr, nullptr, q.a.m, q.a.k, q.alpha, q.a.diagonals(), q.a.count, q.x.data(), q.y.data());
-  q.check(t);
-}
-template <class T, class I>
-void dia_mmout(trial& t, const shape& s, zor::dia_mmout_par_fn<T, I>* call) {
-  const product<T, I> q(t, s, true, {dia});
-  t.invoke(call, q.wanted, q.a.m, q.a.k, q.alpha, q.a.diagonals(), q.a.count, q.x, q.y);
-  q.check_wanted(t);
+template <class T, class I, class Call>
+void dia_product(trial& t, const shape& s, Call* call) {
+  constexpr bool many = std::is_same_v<Call, zor::dia_mmout_par_fn<T, I>>;
+  const product<T, I> q(t, s, many, {dia});
+  t.invoke(call, when<many>(q.wanted), when<!many>(nullptr), when<!many>(nullptr), q.a.m, q.a.k, q.alpha,
+           q.a.diagonals(), q.a.count, vectors<many>(q.x), vectors<many>(q.y));
+  q.check(t, many);
 }
 // Solves take the places of the triangle's diagonals, from 1, and that of the main one.
 template <class T, class I, class Call>
 void dia_solve(trial& t, const shape& s, Call* call) {
-  constexpr bool vector = std::is_same_v<Call, zor::dia_svout_seq_fn<T, I>> ||
-                          std::is_same_v<Call, zor::dia_svout_unit_seq_fn<T, I>> ||
-                          std::is_same_v<Call, zor::dia_svout_diag_seq_fn<T, I>>;
+  constexpr bool unit_vector = std::is_same_v<Call, zor::dia_svout_unit_seq_fn<T, I>>,
+                 diagonal_vector = std::is_same_v<Call, zor::dia_svout_diag_seq_fn<T, I>>,
+                 vector = unit_vector || diagonal_vector || std::is_same_v<Call, zor::dia_svout_seq_fn<T, I>>,
+                 unit = unit_vector || std::is_same_v<Call, zor::dia_smout_unit_par_fn<T, I>>,
+                 diagonal = diagonal_vector || std::is_same_v<Call, zor::dia_smout_diag_seq_fn<T, I>>,
+                 some = !vector && !diagonal, pivots = !unit && !diagonal;
   const solve<T, I> q(t, s, !vector, dia);
   const zor_int main = 1 + std::lower_bound(q.a.indx, q.a.indx + q.a.count, 0) - q.a.indx,
                 first = s.what.triangle == 'l' ? 1 : main + 1,
                 last = s.what.triangle == 'l' ? main - 1 : q.a.count;
-  const auto a = q.a.diagonals();
-  if constexpr (std::is_same_v<Call, zor::dia_svout_seq_fn<T, I>>)
-    t.invoke(call, q.a.m, a, q.y.data(), first, last, nullptr, main);
-  else if constexpr (std::is_same_v<Call, zor::dia_svout_unit_seq_fn<T, I>>)
-    t.invoke(call, q.a.m, a, q.y.data(), first, last);
-  else if constexpr (std::is_same_v<Call, zor::dia_svout_diag_seq_fn<T, I>>)
-    t.invoke(call, q.a.m, a, q.a.count, q.y.data());
-  else if constexpr (std::is_same_v<Call, zor::dia_smout_par_fn<T, I>>)
-    t.invoke(call, q.wanted, q.a.m, a, nullptr, q.y, first, last, nullptr, main);
-  else if constexpr (std::is_same_v<Call, zor::dia_smout_unit_par_fn<T, I>>)
-    t.invoke(call, q.wanted, q.a.m, a, nullptr, q.y, first, last);
-  else
-    t.invoke(call, q.a.m, q.n, a, q.a.count, q.y);
-  const bool all = vector || s.what.structure == 'd';
-  q.check(t, all ? 0 : q.wanted.low(), all ? q.n : q.wanted.last);
+  t.invoke(call, when<some>(q.wanted), q.a.m, when < !vector && diagonal > (q.n), q.a.diagonals(),
+           when<diagonal>(q.a.count), when<some>(nullptr), vectors<!vector>(q.y), when<!diagonal>(first),
+           when<!diagonal>(last), when<pivots>(nullptr), when<pivots>(main));
+  q.check(t, some);
 }
 template <class I>
 void find_diagonals(trial& t, bool lower, bool unit, zor::find_diagonals_fn<I>* call) {
@@ -221,8 +187,8 @@ void find_diagonals(trial& t, bool lower, bool unit, zor::find_diagonals_fn<I>* 
 }
 
 // Blocks, of which one triangle stands for both: x and y begin at the first block row of the range.
-template <class T, class I>
-void bsr_mvout(trial& t, const shape& s, zor::bsr_mvout_par_fn<T, I>* call) {
+template <class T, class I, class Call>
+void bsr_mvout(trial& t, const shape& s, Call* call) {
   const product<T, I> q(t, s, false, {bsr});
   const zor_int first = std::min(q.wanted.first, std::max<zor_int>(q.a.mb, 1)), shift = (first - 1) * q.a.lb;
   t.invoke(call, first, q.a.mb, nullptr, q.a.lb, q.alpha, q.a.compressed(), q.x.data() + shift,
@@ -254,7 +220,7 @@ void bsr_stem(trial& t, char structure, int base, Call* call) {
              : structure == 'd' ? diag
                                 : uplo,
              q.a.mb, nullptr, blocks, q.x.data(), nullptr, q.y.data());
-  q.check(t);
+  q.check(t, false);
 }
 
 // Profiles; flags that agree or not tell a triangle from its transpose.
@@ -284,7 +250,7 @@ void sky_solve(trial& t, zor::sky_solve_fn<T, I>* call) {
                 diag = t.draw("diag", 0, 1, 1);
   const solve<T, I> q(t, {1, flag1 == flag2 ? 'n' : 't', {'t', 'l', diag != 0 ? 'n' : 'u'}}, false, sky);
   t.invoke(call, flag1, nullptr, flag2, diag, q.a.m, q.a.val(), q.a.pntrb, q.y.data());
-  q.check(t, 0, 1);
+  q.check(t);
 }
 
 // y := y + the parts of work.
@@ -304,62 +270,54 @@ void merge(trial& t, zor::merge_fn<T, I>* call) {
   });
 }
 
-#define SHAPED(kind, name, T, I, base, op, structure, tri, diag) \
-  {#name, [](trial& t) { kind<T, I>(t, {base, #op[0], {#structure[0], #tri[0], #diag[0]}}, name); }},
-#define ROW_csr_mvout_par(...) SHAPED(csr_mvout, __VA_ARGS__)
+// Names of the grammar: one body for each pair of types, so that thousands of rows compile to data.
+template <class Call>
+void run_shaped(trial& t, void (*body)(trial&, const shape&, Call*)) {
+  const auto [base, op, structure, triangle, diagonal] = t.what().letters;
+  body(t, {base - '0', op, {structure, triangle, diagonal}}, reinterpret_cast<Call*>(t.what().routine));
+}
+template <auto Body>
+void shaped(trial& t) {
+  run_shaped(t, Body);
+}
+#define SHAPED(group, body, name, T, I, base, op, structure, tri, diag) \
+  {#name,  shaped<&body<T, I, decltype(name)>>, group,                  \
+   serial, reinterpret_cast<void (*)()>(name),  {#base[0], #op[0], #structure[0], #tri[0], #diag[0]}},
+#define ROW_csr_mvout_par(...) SHAPED("csr mv kernel", csr_mvout, __VA_ARGS__)
 #define ROW_csr_mvout_seq ROW_csr_mvout_par
-#define ROW_csr_gemvout_par(...) SHAPED(gemvout, __VA_ARGS__)
-const rows csr_vectors("csr mv kernel", serial,
-                       {
-#include "zor/tables/spblas_csr.inc"
-                       });
-#define ROW_csr_mmout_par(...) SHAPED(csr_mmout, __VA_ARGS__)
+#define ROW_csr_gemvout_par(...) SHAPED("csr mv kernel", gemvout, __VA_ARGS__)
+#define ROW_csr_mmout_par(...) SHAPED("csr mm kernel", csr_mmout, __VA_ARGS__)
 #define ROW_csr_mmout_seq ROW_csr_mmout_par
-const rows csr_products("csr mm kernel", serial,
-                        {
+#define ROW_csr_svout_seq(...) SHAPED("csr solve kernel", csr_solve, __VA_ARGS__)
+#define ROW_csr_smout_par ROW_csr_svout_seq
+const row csr_rows[] = {
 #include "zor/tables/spblas_csr.inc"
-                        });
-#define ROW_csr_svout_seq(...) SHAPED(csr_svout, __VA_ARGS__)
-#define ROW_csr_smout_par(...) SHAPED(csr_smout, __VA_ARGS__)
-const rows csr_solves("csr solve kernel", serial,
-                      {
-#include "zor/tables/spblas_csr.inc"
-                      });
-#define ROW_coo_mvout_par(...) SHAPED(coo_mvout, __VA_ARGS__)
+};
+#define ROW_coo_mvout_par(...) SHAPED("coo product kernel", coo_product, __VA_ARGS__)
 #define ROW_coo_mvout_seq ROW_coo_mvout_par
-#define ROW_coo_mmout_par(...) SHAPED(coo_mmout, __VA_ARGS__)
-const rows coo_products("coo product kernel", serial,
-                        {
+#define ROW_coo_mmout_par ROW_coo_mvout_par
+#define ROW_coo_svout_seq(...) SHAPED("coo solve kernel", coo_solve, __VA_ARGS__)
+#define ROW_coo_smout_par ROW_coo_svout_seq
+const row coo_rows[] = {
 #include "zor/tables/spblas_coo.inc"
-                        });
-#define ROW_coo_svout_seq(...) SHAPED(coo_svout, __VA_ARGS__)
-#define ROW_coo_smout_par(...) SHAPED(coo_smout, __VA_ARGS__)
-const rows coo_solves("coo solve kernel", serial,
-                      {
-#include "zor/tables/spblas_coo.inc"
-                      });
-#define ROW_dia_mvout_par(...) SHAPED(dia_mvout, __VA_ARGS__)
-#define ROW_dia_mmout_par(...) SHAPED(dia_mmout, __VA_ARGS__)
-const rows dia_products("dia product kernel", serial,
-                        {
-#include "zor/tables/spblas_dia.inc"
-                        });
-#define ROW_dia_svout_seq(...) SHAPED(dia_solve, __VA_ARGS__)
+};
+#define ROW_dia_mvout_par(...) SHAPED("dia product kernel", dia_product, __VA_ARGS__)
+#define ROW_dia_mmout_par ROW_dia_mvout_par
+#define ROW_dia_svout_seq(...) SHAPED("dia solve kernel", dia_solve, __VA_ARGS__)
 #define ROW_dia_svout_unit_seq ROW_dia_svout_seq
 #define ROW_dia_svout_diag_seq ROW_dia_svout_seq
 #define ROW_dia_smout_par ROW_dia_svout_seq
 #define ROW_dia_smout_unit_par ROW_dia_svout_seq
 #define ROW_dia_smout_diag_seq ROW_dia_svout_seq
-const rows dia_solves("dia solve kernel", serial,
-                      {
+const row dia_rows[] = {
 #include "zor/tables/spblas_dia.inc"
-                      });
-#define ROW_bsr_gemvout_par(...) SHAPED(gemvout, __VA_ARGS__)
-#define ROW_bsr_mvout_par(...) SHAPED(bsr_mvout, __VA_ARGS__)
-const rows bsr_products("bsr kernel", serial,
-                        {
+};
+#define ROW_bsr_gemvout_par(...) SHAPED("bsr kernel", gemvout, __VA_ARGS__)
+#define ROW_bsr_mvout_par(...) SHAPED("bsr kernel", bsr_mvout, __VA_ARGS__)
+const row bsr_rows[] = {
 #include "zor/tables/spblas_bsr.inc"
-                        });
+};
+const rows csr_kernels(csr_rows), coo_kernels(coo_rows), dia_kernels(dia_rows), bsr_kernels(bsr_rows);
 #define ROW_BSR_GENERAL(name, T, I) {#name, [](trial& t) { bsr_stem<T, I>(t, 'g', 1, name); }},
 #define ROW_BSR_GENERAL_MANY(name, T, I) {#name, [](trial& t) { bsr_stem<T, I>(t, 'g', 0, name); }},
 #define ROW_BSR_SYMMETRIC(name, T, I, base) {#name, [](trial& t) { bsr_stem<T, I>(t, 's', base, name); }},

@@ -76,10 +76,8 @@ void omatcopy(trial& t, Call* call) {
   const T alpha = t.scalar<T>("alpha");
   const matrix<T> a(t, "a", use::in, s.order, s.op, s.rows, s.cols, stridea),
       b(t, "b", use::out, s.order, s.plain, s.rows, s.cols, strideb);
-  if constexpr (strided)
-    t.invoke(call, s.order, s.op, s.rows_a, s.cols_a, alpha, a, stridea, b, strideb);
-  else
-    t.invoke(call, s.order, s.op, s.rows_a, s.cols_a, alpha, a, b);
+  t.invoke(call, s.order, s.op, s.rows_a, s.cols_a, alpha, a, when<strided>(stridea), b,
+           when<strided>(strideb));
   check(t, s, b, [&](auto& sum, zor_int i, zor_int j) { sum.add(times(widened(alpha), a(i, j))); });
 }
 

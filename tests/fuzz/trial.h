@@ -48,6 +48,9 @@ struct row {
   void (*run)(trial& t);
   const char* group = nullptr;
   enum { serial, threaded, checked, with_status } kind = serial;
+  // Rows of one body tell by these what they call, and as what.
+  void (*routine)() = nullptr;
+  char letters[5] = {};
 };
 std::vector<row>& all_rows();
 
@@ -56,6 +59,11 @@ std::vector<row>& all_rows();
 // which they report to the error handler or by their status.
 struct rows {
   rows(const char* group, decltype(row::kind) kind, const std::vector<row>& list);
+  // Rows that tell their group themselves.
+  template <size_t N>
+  explicit rows(const row (&list)[N]) {
+    all_rows().insert(all_rows().end(), list, list + N);
+  }
 };
 inline constexpr auto serial = row::serial, threaded = row::threaded, checked = row::checked,
                       with_status = row::with_status;
@@ -169,6 +177,12 @@ class trial {
   // Whether the argument at this position of a checked routine is to be a bad one: the routine then has to
   // report it, and to write nothing.
   bool spoils(int position);
+  // The bad one of so many arguments, from 1; mostly none, which is 0.
+  int spoiled(int arguments) {
+    for (int position = 1; position <= arguments; ++position)
+      if (spoils(position)) return position;
+    return 0;
+  }
   template <class V>
   V argument(int position, V good, V bad) {
     return spoils(position) ? bad : good;
@@ -236,7 +250,8 @@ class trial {
 
   const std::vector<drawn>& draws() const { return draws_; }
   int threads() const { return threads_; }
-  const char* name() const { return case_.what->name; }
+  const row& what() const { return *case_.what; }
+  const char* name() const { return what().name; }
   outcome seen() const { return {hash_, flags_, fault}; }
   std::string fault;
 
@@ -367,6 +382,9 @@ void trial::some_of(zor_int m, zor_int n, const Body& body) const {
 
 // A value and the magnitude of its terms.
 struct sum_of_terms {
+  sum_of_terms(std::initializer_list<wide> list = {}) {
+    for (const wide term : list) add(term);
+  }
   void add(wide term, bool counts = true) {
     if (counts) value += term;
     size += magnitude(term);
