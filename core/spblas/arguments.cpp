@@ -2,6 +2,8 @@
 // Checks of handles and operands.
 #include "core/spblas/arguments.h"
 
+#include <atomic>
+
 #include "core/blas/arguments.h"
 
 namespace zor_core {
@@ -39,8 +41,10 @@ int32_t bad_solve(const sparse_matrix& a) {
 }
 
 int32_t bad_rows_to_solve(const sparse_matrix& a) {
-  const long long row = a.unsolvable_row + a.base;
-  switch (a.unsolvable) {
+  const auto fault = solve_fault(a);
+  const long long row =
+      std::atomic_ref(const_cast<zor_int&>(a.unsolvable_row)).load(std::memory_order_relaxed) + a.base;
+  switch (fault) {
     case zor_sparse_matrix::unsorted:
       return sparse_failure(ZOR_SPARSE_NOT_SOLVABLE, "a: the columns of row %lld do not ascend", row);
     case zor_sparse_matrix::no_pivot:

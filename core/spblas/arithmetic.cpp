@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Sums and products of sparse matrices in two passes: the entries of each row are counted, arrays of just
-// that size are made, and the rows are filled in. Threads take ranges of rows; no sum crosses rows.
+// Sums and products of sparse matrices. The rows are filled in one pass, into arrays with room for as many
+// entries as there can be, of which the system gives what is written to; what is left is given back. A
+// product for which there is no such room takes two passes, and counts its entries first. Threads take ranges
+// of rows; no sum crosses rows.
 #include <algorithm>
 #include <limits>
 
@@ -14,24 +16,25 @@ namespace {
 int32_t short_of_memory() { return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the result is short"); }
 
 // op(A) as the kernels take it: row r holds the positions pntr[r] to pntr[r+1] - 1 of val and indx, counted
-// from
-// 1. The caller's arrays where they serve, with their columns from `base` on, else a copy from 1 on.
+// from 1, with columns from the base of A on. The caller's arrays where they serve, else a copy.
 template <class T, class I>
 struct counted_rows {
-  zor_int rows, cols, base = 1;
+  zor_int rows, cols, base;
+  bool ascending;
   const T* val = nullptr;
   const I *indx = nullptr, *pntr = nullptr;
   scoped_arrays copy;
 
-  counted_rows(const sparse_matrix& a, int32_t op, bool any_base)
-      : rows(is_transposed(op) ? a.cols : a.rows), cols(is_transposed(op) ? a.rows : a.cols) {
-    if (op == ZOR_SPARSE_PLAIN && without_gaps(a)) {
-      const csr_arrays<T, I> m(a);
+  counted_rows(const sparse_matrix& a, int32_t op)
+      : rows(is_transposed(op) ? a.cols : a.rows),
+        cols(is_transposed(op) ? a.rows : a.cols),
+        base(a.base),
+        ascending(a.ascending) {
+    const csr_arrays<T, I> m(a);
+    const bool gaps = static_cast<const void*>(m.pntre) != static_cast<const void*>(m.pntrb + 1);
+    if (op == ZOR_SPARSE_PLAIN && a.used > 0 && !gaps) {
       const zor_int before = zor_int(m.pntrb[0]) - 1;
-      if (any_base) base = a.base;
-      const I* const columns = base == a.base ? m.indx : columns_from_one(m.indx, a.used);
-      if (columns == nullptr) return;
-      val = m.val - before, indx = columns - before, pntr = m.pntrb;
+      val = m.val - before, indx = m.indx - before, pntr = m.pntrb;
     } else if (copy_of_operation<T, I>(a, op, copy)) {
       take_copy();
     }
@@ -39,24 +42,28 @@ struct counted_rows {
   bool short_of_memory() const { return pntr == nullptr; }
   zor_int entries_before(zor_int r) const { return zor_int(pntr[r]) - zor_int(pntr[0]); }
   bool sort() {
-    for (zor_int r = 0; r < rows; ++r)
+    for (zor_int r = 0; !ascending && r < rows; ++r)
       for (zor_int k = zor_int(pntr[r]); k < zor_int(pntr[r + 1]) - 1; ++k)
         if (indx[k] < indx[k - 1]) return sort_copy();
     return true;
   }
-
-  static bool without_gaps(const sparse_matrix& a) {
-    const csr_arrays<T, I> m(a);
-    return a.used > 0 && static_cast<const void*>(m.pntre) == static_cast<const void*>(m.pntrb + 1);
+  // The columns of another base; false when memory is short.
+  bool take_base(zor_int other) {
+    if (base == other) return true;
+    const zor_int entries = entries_before(rows), first = zor_int(pntr[0]) - 1;
+    void* moved = nullptr;
+    if (!owned_arrays::allocate(moved, entries, sizeof(I))) return false;
+    const I shift = I(other - base);
+    std::transform(indx + first, indx + first + entries, static_cast<I*>(moved),
+                   [=](I c) { return I(c + shift); });
+    if (copy.indx != nullptr) zor_serv_zor_free(copy.indx);
+    copy.indx = moved;
+    indx = static_cast<I*>(moved) - first;
+    base = other;
+    return true;
   }
 
  private:
-  const I* columns_from_one(const I* from_zero, zor_int entries) {
-    if (!owned_arrays::allocate(copy.indx, entries, sizeof(I))) return nullptr;
-    I* const to = static_cast<I*>(copy.indx);
-    for (zor_int k = 0; k < entries; ++k) to[k] = I(from_zero[k] + 1);
-    return to;
-  }
   void take_copy() {
     const auto own = rows_of<T, I>(copy);
     val = own.val, indx = own.indx, pntr = own.pntr;
@@ -80,139 +87,218 @@ struct counted_rows {
   }
 };
 
-// A result of `rows` rows whose counts are known: row pointers from 1 on, and room for its entries.
-template <class T, class I, class Count>
-int32_t make_room(scoped_arrays& made, zor_int rows, const Count& count) {
-  I* const pntr = static_cast<I*>(made.pntr);
-  zor_int entries = 0;
-  pntr[0] = 1;
-  for (zor_int r = 0; r < rows; ++r) {
-    entries += count(r);
-    if (entries >= std::numeric_limits<I>::max())
-      return sparse_failure(ZOR_SPARSE_TOO_LARGE, "the result has more entries than %d-bit indices can count",
-                            int(8 * sizeof(I)));
-    pntr[r + 1] = I(entries + 1);
+// Rows in ranges of about equal work, at most one for a thread unless a range would have more than `most`.
+// work(r) is the work of the rows before r.
+template <class Work>
+class row_ranges {
+ public:
+  row_ranges(const Work& work, zor_int rows, zor_int most) : work_(work), rows_(rows) {
+    threads_ = work(rows) + rows < sparse_thresholds::least_for_threads ? 1 : usable_threads();
+    // A product clears an element a column for each range.
+    count_ = std::clamp<zor_int>(rows, 1, std::max<zor_int>(threads_, work(rows) / most + 1));
   }
-  if (!owned_arrays::allocate(made.val, entries, sizeof(T)) ||
-      !owned_arrays::allocate(made.indx, entries, sizeof(I)))
-    return short_of_memory();
+  zor_int rows() const { return rows_; }
+  zor_int count() const { return count_; }
+  zor_int work_before(zor_int range) const { return work_(start(range)); }
+  zor_int start(zor_int range) const {
+    if (range == count_) return rows_;
+    const zor_int wanted = zor_int(__int128(work_(rows_)) * range / count_);
+    zor_int low = 0, high = rows_;
+    while (range > 0 && low < high) {
+      const zor_int middle = low + (high - low) / 2;
+      if (work_(middle) < wanted)
+        low = middle + 1;
+      else
+        high = middle;
+    }
+    return low;
+  }
+  // body(range, first row, row behind the last one).
+  template <class Body>
+  void run(const Body& body) const {
+    for_each_piece(threads_, count_, [&](zor_int range) { body(range, start(range), start(range + 1)); });
+  }
+
+ private:
+  const Work& work_;
+  zor_int rows_, count_;
+  int32_t threads_;
+};
+
+template <class I>
+int32_t too_large() {
+  return sparse_failure(ZOR_SPARSE_TOO_LARGE, "the result has more entries than %d-bit indices can count",
+                        int(8 * sizeof(I)));
+}
+
+// A part of a result: where its entries go, and the pointers to its rows, which count from its own first
+// entry.
+template <class T, class I>
+struct result_part {
+  T* val;
+  I *indx, *pntr;
+  I room;
+};
+
+// The result in one pass. fill(first, last, part) fills in the rows of a range and gives the info of the
+// kernel. Each range begins where the work before it would end, and its entries move together afterwards.
+template <class T, class I, class Ranges, class Fill>
+int32_t fill_at_once(const Ranges& ranges, scoped_arrays& made, const Fill& fill) {
+  constexpr I most = std::numeric_limits<I>::max() - 1;
+  const auto to = rows_of<T, I>(made);
+  const zor::scratch<I> failures(ranges.count());
+  if (failures.data == nullptr) return short_of_memory();
+  // The pointers of a range stand behind those of the ranges before it, one element each apart.
+  ranges.run([&](zor_int range, zor_int first, zor_int last) {
+    const zor_int before = ranges.work_before(range), room = ranges.work_before(range + 1) - before;
+    I* const pntr = to.pntr + first + range;
+    pntr[0] = 1;
+    failures.data[range] = first == last ? I(0)
+                                         : fill(first, last,
+                                                result_part<T, I>{to.val + before, to.indx + before, pntr,
+                                                                  I(std::min(room, zor_int(most)))});
+  });
+  zor_int entries = 0;
+  for (zor_int range = 0; range < ranges.count(); ++range) {
+    if (failures.data[range] < 0) return short_of_memory();
+    const zor_int first = ranges.start(range), last = ranges.start(range + 1);
+    const I* const own = to.pntr + first + range;
+    const zor_int before = ranges.work_before(range), count = zor_int(own[last - first]) - 1;
+    if (failures.data[range] > 0 || count > most - entries) return too_large<I>();
+    if (range > 0) {
+      std::memmove(static_cast<void*>(to.val + entries), to.val + before, size_t(count) * sizeof(T));
+      std::memmove(to.indx + entries, to.indx + before, size_t(count) * sizeof(I));
+      for (zor_int r = first; r <= last; ++r) to.pntr[r] = I(own[r - first] + entries);
+    }
+    entries += count;
+  }
+  owned_arrays::trim(made.val, entries, sizeof(T));
+  owned_arrays::trim(made.indx, entries, sizeof(I));
   return ZOR_SPARSE_OK;
 }
 
-// Rows in ranges of about equal work. work(r) is the work of the rows before r.
-template <class Body>
-void for_rows_of_work(const zor_int* work, zor_int rows, const Body& body) {
-  const zor_int all = work[rows] + rows;
-  const int32_t threads = all < sparse_thresholds::least_for_threads ? 1 : usable_threads();
-  // One range a thread: a product clears an element a column for each.
-  const zor_int pieces = std::clamp<zor_int>(rows, 1, threads);
-  const auto start = [&](zor_int piece) {
-    if (piece == pieces) return rows;
-    const zor_int wanted = zor_int(__int128(work[rows]) * piece / pieces);
-    return piece == 0 ? 0 : zor_int(std::lower_bound(work, work + rows, wanted) - work);
-  };
-  for_each_piece(threads, pieces, [&](zor_int piece) {
-    const zor_int first = start(piece), last = start(piece + 1);
-    if (first < last) body(first, last);
-  });
-}
-
-// The result, whose columns count from `columns_from`, as a matrix of the general view in the base of A.
+// The result, whose columns and rows are in the base of A, as a matrix of the general view.
 template <class I>
-int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, zor_int columns_from, scoped_arrays& made,
+int32_t finish(const sparse_matrix& a, zor_int rows, zor_int cols, bool ascending, scoped_arrays& made,
                zor_sparse* c) {
-  I *const pntr = static_cast<I*>(made.pntr), *const indx = static_cast<I*>(made.indx);
+  I* const pntr = static_cast<I*>(made.pntr);
   sparse_matrix to{};
   to.nnz = rows == 0 ? 0 : zor_int(pntr[rows]) - 1;
-  for (zor_int k = 0; columns_from != a.base && k < to.nnz; ++k) indx[k] = I(indx[k] + a.base - columns_from);
   for (zor_int r = 0; a.base == 0 && r <= rows; ++r) --pntr[r];
   to.take_view(a, ZOR_SPARSE_CSR);
   to.rows = rows;
   to.cols = cols;
   to.take_arrays(made.hand_on(), sizeof(I));
-  return make_handle<I>(to, c);
+  return ascending ? make_result_handle<I>(to, c) : make_handle<I>(to, c);
 }
 
 template <class T, class I>
-int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor_sparse* c) {
-  const counted_rows<T, I> left(a, op, true), right(b, ZOR_SPARSE_PLAIN, false);
+struct product_operands {
+  const counted_rows<T, I>& left;
+  const counted_rows<T, I>& right;
   // The kernels take columns of op(A) for rows of B counted from 1.
-  const I* const right_pntr = right.pntr + (1 - left.base);
-  const zor_int rows = left.rows, cols = right.cols;
-  const zor::scratch<zor_int> work(rows + 1);
-  scoped_arrays made;
-  if (left.short_of_memory() || right.short_of_memory() || work.data == nullptr ||
-      !owned_arrays::allocate(made.pntr, rows + 1, sizeof(I)))
-    return short_of_memory();
-  work.data[0] = 0;
-  for (zor_int r = 0; r < rows; ++r) {
+  const I* right_pntr = right.pntr + (1 - left.base);
+
+  // Rows first to last - 1, or all of them counted from the first one for request 0.
+  I multiply(I request, zor_int first, zor_int last, const I* left_pntr, const result_part<T, I>& to) const {
+    const I from = I(first + 1), end = I(last), n = I(right.cols);
+    I info = 0;
+    product_of<T, I>()(&from, &end, &end, &n, &request, left.val, left.indx, left_pntr, right.val, right.indx,
+                       right_pntr, to.val, to.indx, to.pntr, &to.room, &info);
+    return info;
+  }
+  zor_int products_of_row(zor_int r) const {
     zor_int products = 0;
     for (zor_int k = zor_int(left.pntr[r]) - 1; k < zor_int(left.pntr[r + 1]) - 1; ++k)
       products += zor_int(right_pntr[left.indx[k]]) - zor_int(right_pntr[zor_int(left.indx[k]) - 1]);
-    work.data[r + 1] = work.data[r] + products;
+    return products;
   }
+};
+
+// The result in two passes, in arrays that are made when its entries are counted.
+template <class T, class I, class Ranges>
+int32_t count_and_fill(const Ranges& ranges, scoped_arrays& made, const product_operands<T, I>& operands) {
   bool failed = false;
   const auto pass = [&](I request) {
-    for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
-      const I from = I(first + 1), to = I(last), m = I(rows), n = I(cols), nzmax = 0;
-      I info = 0;
-      product_of<T, I>()(&from, &to, &m, &n, &request, left.val, left.indx, left.pntr, right.val, right.indx,
-                         right_pntr, static_cast<T*>(made.val), static_cast<I*>(made.indx),
-                         static_cast<I*>(made.pntr), &nzmax, &info);
+    const auto to = rows_of<T, I>(made);
+    ranges.run([&](zor_int, zor_int first, zor_int last) {
+      const I info =
+          operands.multiply(request, first, last, operands.left.pntr, {to.val, to.indx, to.pntr, 0});
       if (info != 0) __atomic_store_n(&failed, true, __ATOMIC_RELAXED);
     });
     return !failed;
   };
   if (!pass(1)) return short_of_memory();
   I* const pntr = static_cast<I*>(made.pntr);
-  const int32_t status = make_room<T, I>(made, rows, [&](zor_int r) { return zor_int(pntr[r + 1]); });
-  if (status != ZOR_SPARSE_OK) return status;
-  if (!pass(2)) return short_of_memory();
-  return finish<I>(a, rows, cols, right.base, made, c);
+  zor_int entries = 0;
+  pntr[0] = 1;
+  for (zor_int r = 0; r < ranges.rows(); ++r) {
+    entries += zor_int(pntr[r + 1]);
+    if (entries >= std::numeric_limits<I>::max()) return too_large<I>();
+    pntr[r + 1] = I(entries + 1);
+  }
+  if (!owned_arrays::allocate(made.val, entries, sizeof(T)) ||
+      !owned_arrays::allocate(made.indx, entries, sizeof(I)) || !pass(2))
+    return short_of_memory();
+  return ZOR_SPARSE_OK;
+}
+
+template <class T, class I>
+int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor_sparse* c) {
+  const counted_rows<T, I> left(a, op);
+  counted_rows<T, I> right(b, ZOR_SPARSE_PLAIN);
+  const zor_int rows = left.rows, cols = right.cols;
+  const zor::scratch<zor_int> work(rows + 1);
+  if (left.short_of_memory() || right.short_of_memory() || work.data == nullptr || !right.take_base(a.base))
+    return short_of_memory();
+  const product_operands<T, I> operands{left, right};
+  work.data[0] = 0;
+  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] = work.data[r] + operands.products_of_row(r);
+  const auto work_before = [&](zor_int r) { return work.data[r]; };
+  const row_ranges ranges(work_before, rows, std::numeric_limits<zor_int>::max());
+  const zor_int products = work.data[rows];
+  scoped_arrays made;
+  if (!owned_arrays::allocate(made.pntr, rows + ranges.count(), sizeof(I))) return short_of_memory();
+  int32_t status;
+  if (products < std::numeric_limits<I>::max() && owned_arrays::allocate(made.val, products, sizeof(T)) &&
+      owned_arrays::allocate(made.indx, products, sizeof(I))) {
+    status =
+        fill_at_once<T, I>(ranges, made, [&](zor_int first, zor_int last, const result_part<T, I>& part) {
+          return operands.multiply(0, 0, last - first, left.pntr + first, part);
+        });
+  } else {
+    if (made.val != nullptr) zor_serv_zor_free(std::exchange(made.val, nullptr));
+    status = count_and_fill<T, I>(ranges, made, operands);
+  }
+  return status != ZOR_SPARSE_OK ? status : finish<I>(a, rows, cols, true, made, c);
 }
 
 template <class T, class I>
 int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, zor_sparse* c) {
-  // Columns are only compared, so any base serves that both have.
-  const bool any_base = a.base == b.base && op == ZOR_SPARSE_PLAIN && counted_rows<T, I>::without_gaps(a) &&
-                        counted_rows<T, I>::without_gaps(b);
-  counted_rows<T, I> left(a, ZOR_SPARSE_PLAIN, any_base), right(b, op, any_base);
+  counted_rows<T, I> left(a, ZOR_SPARSE_PLAIN), right(b, op);
   const zor_int rows = left.rows;
-  scoped_arrays made;
-  // Ranges count on their own, each from a first pointer of its own.
-  const zor::scratch<I> counts(std::max<zor_int>(rows, 1));
-  const zor::scratch<zor_int> work(rows + 1);
-  if (left.short_of_memory() || right.short_of_memory() || counts.data == nullptr || work.data == nullptr ||
-      !left.sort() || !right.sort() || !owned_arrays::allocate(made.pntr, rows + 1, sizeof(I)))
+  if (left.short_of_memory() || right.short_of_memory() || !left.sort() || !right.sort() ||
+      !right.take_base(a.base))
     return short_of_memory();
-  for (zor_int r = 0; r <= rows; ++r) work.data[r] = left.entries_before(r) + right.entries_before(r);
-  const auto pass = [&](I request, zor_int first, zor_int last, I* ic) {
-    const I from = 1, to = I(last - first), sort = 0, nzmax = 0;
-    I info = 0;
-    sum_of<T, I>()(&from, &to, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
-                   left.pntr + first, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
-                   right.pntr + first, static_cast<T*>(made.val), static_cast<I*>(made.indx), ic, &nzmax,
-                   &info);
-  };
-  I* const row_counts = counts.data;
-  for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
-    // The kernel adds the counts up; one row at a time they never pass the integers.
-    const zor::scratch<I> ends(last - first + 1);
-    const bool together =
-        ends.data != nullptr && work.data[last] - work.data[first] < std::numeric_limits<I>::max();
-    if (together) pass(1, first, last, ends.data);
-    for (zor_int r = first; r < last; ++r) {
-      I own[2];
-      if (!together) pass(1, r, r + 1, own);
-      row_counts[r] = together ? I(ends.data[r - first + 1] - ends.data[r - first]) : I(own[1] - 1);
-    }
-  });
-  const int32_t status = make_room<T, I>(made, rows, [&](zor_int r) { return zor_int(row_counts[r]); });
+  const auto work_before = [&](zor_int r) { return left.entries_before(r) + right.entries_before(r); };
+  // No range has more entries than the integers count, unless a row has.
+  const row_ranges ranges(work_before, rows, std::numeric_limits<I>::max() / 2);
+  scoped_arrays made;
+  if (!owned_arrays::allocate(made.pntr, rows + ranges.count(), sizeof(I)) ||
+      !owned_arrays::allocate(made.val, work_before(rows), sizeof(T)) ||
+      !owned_arrays::allocate(made.indx, work_before(rows), sizeof(I)))
+    return short_of_memory();
+  const int32_t status =
+      fill_at_once<T, I>(ranges, made, [&](zor_int first, zor_int last, const result_part<T, I>& part) {
+        const I from = 1, to = I(last - first), request = 0, sort = 0;
+        I info = 0;
+        sum_of<T, I>()(&from, &to, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
+                       left.pntr + first, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
+                       right.pntr + first, part.val, part.indx, part.pntr, &part.room, &info);
+        return info;
+      });
   if (status != ZOR_SPARSE_OK) return status;
-  for_rows_of_work(work.data, rows, [&](zor_int first, zor_int last) {
-    pass(2, first, last, static_cast<I*>(made.pntr) + first);
-  });
-  return finish<I>(a, rows, left.cols, left.base, made, c);
+  return finish<I>(a, rows, left.cols, left.ascending && right.ascending, made, c);
 }
 
 // Two matrices that can be added or multiplied.

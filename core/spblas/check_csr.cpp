@@ -2,6 +2,7 @@
 // The check of a matrix in CSR format: row pointers that ascend within nnz, columns that are there, and
 // whether the rows of a triangular or diagonal view can be solved with.
 #include <algorithm>
+#include <atomic>
 
 #include "core/spblas/arguments.h"
 #include "serv/scalar.h"
@@ -50,6 +51,21 @@ int32_t bad_column(const sparse_matrix& a, const I* first, const I* k, zor_int r
                         (long long)(a.cols - 1 + a.base));
 }
 
+// Whether a solve wants an entry on the diagonal.
+bool wants_pivots(const sparse_matrix& a) {
+  return a.diagonal == 'n' || (a.structure == 'g' && a.rows == a.cols);
+}
+
+// What is the matter with the pivot of a row that ascends.
+template <class T, class I>
+sparse_matrix::fault pivot_fault(const sparse_matrix& a, const csr_arrays<T, I>& m, zor_int r) {
+  const I *const first = m.indx + m.begin(r), *const end = m.indx + m.end(r);
+  const zor_int diagonal = r + a.base;
+  const I* const pivot = std::lower_bound(first, end, diagonal);
+  if (pivot == end || zor_int(*pivot) != diagonal) return sparse_matrix::no_pivot;
+  return zor::is_zero(m.val[pivot - m.indx]) ? sparse_matrix::zero_pivot : sparse_matrix::none;
+}
+
 // Columns lie within the matrix; in a row that ascends the first and the last one tell. What hinders a solve
 // is no fault, but the first row of it is kept.
 template <class T, class I>
@@ -61,17 +77,12 @@ int32_t check_entries(sparse_matrix& a, const csr_arrays<T, I>& m, zor_int r) {
     const I* const bad = std::find_if_not(first, end, inside);
     if (bad != end) return bad_column(a, first, bad, r);
   }
-  if (a.unsolvable != zor_sparse_matrix::none) return ZOR_SPARSE_OK;
-  if (!sorted) {
-    note_unsolvable(a, zor_sparse_matrix::unsorted, r);
-  } else if (a.diagonal == 'n' || (a.structure == 'g' && a.rows == a.cols)) {
-    const zor_int diagonal = r + a.base;
-    const I* const pivot = std::lower_bound(first, end, diagonal);
-    if (pivot == end || zor_int(*pivot) != diagonal)
-      note_unsolvable(a, zor_sparse_matrix::no_pivot, r);
-    else if (zor::is_zero(m.val[pivot - m.indx]))
-      note_unsolvable(a, zor_sparse_matrix::zero_pivot, r);
-  }
+  a.ascending = a.ascending && sorted;
+  if (a.unsolvable != sparse_matrix::none) return ZOR_SPARSE_OK;
+  const auto fault = !sorted           ? sparse_matrix::unsorted
+                     : wants_pivots(a) ? pivot_fault(a, m, r)
+                                       : sparse_matrix::none;
+  if (fault != sparse_matrix::none) note_unsolvable(a, fault, r);
   return ZOR_SPARSE_OK;
 }
 
@@ -84,6 +95,15 @@ int32_t check_rows(sparse_matrix& a) {
     a.used = m.end(r);
   }
   return ZOR_SPARSE_OK;
+}
+
+// The first pivot that a solve with a result cannot take.
+template <class T, class I>
+sparse_matrix::fault look_for_pivots(const sparse_matrix& a, zor_int& row) {
+  const csr_arrays<T, I> m(a);
+  for (row = 0; wants_pivots(a) && row < a.rows; ++row)
+    if (const auto fault = pivot_fault(a, m, row); fault != sparse_matrix::none) return fault;
+  return sparse_matrix::none;
 }
 
 // A lower triangle that is solved for many right-hand sides gets row pointers that begin at 0: without
@@ -113,6 +133,7 @@ int32_t check_csr(sparse_matrix& a) {
   a.indx = a.given_indx;
   a.pntrb = a.given_pntrb;
   a.pntre = a.given_pntre;
+  a.ascending = true;
   const auto rows = a.type == 's'   ? check_rows<float, I>
                     : a.type == 'd' ? check_rows<double, I>
                     : a.type == 'c' ? check_rows<zor_c32, I>
@@ -122,5 +143,24 @@ int32_t check_csr(sparse_matrix& a) {
 }
 template int32_t check_csr<int32_t>(sparse_matrix&);
 template int32_t check_csr<int64_t>(sparse_matrix&);
+
+// Calls that look at the same time find the same.
+sparse_matrix::fault solve_fault(const sparse_matrix& a) {
+  auto& known = const_cast<sparse_matrix&>(a);
+  const std::atomic_ref<sparse_matrix::fault> fault(known.unsolvable);
+  auto found = fault.load(std::memory_order_acquire);
+  if (found != sparse_matrix::not_looked_for) return found;
+#define ZOR_LOOK(T) (a.wide ? look_for_pivots<T, int64_t> : look_for_pivots<T, int32_t>)
+  const auto look = a.type == 's'   ? ZOR_LOOK(float)
+                    : a.type == 'd' ? ZOR_LOOK(double)
+                    : a.type == 'c' ? ZOR_LOOK(zor_c32)
+                                    : ZOR_LOOK(zor_c64);
+#undef ZOR_LOOK
+  zor_int row = 0;
+  found = look(a, row);
+  std::atomic_ref(known.unsolvable_row).store(row, std::memory_order_relaxed);
+  fault.store(found, std::memory_order_release);
+  return found;
+}
 
 }  // namespace zor_core

@@ -49,17 +49,16 @@ bool rows_ascend(const sparse_matrix& a) {
   return true;
 }
 
-// The rows one behind the other, columns and positions counted from `base`.
+// The rows one behind the other, their positions counted from `base`.
 template <class T, class I>
 void copy_rows(const sparse_matrix& a, zor_int base, const row_arrays<T, I>& to) {
   const csr_arrays<T, I> m(a);
-  const I shift = I(base - a.base);
   zor_int at = 0;
   for (zor_int r = 0; r < a.rows; ++r) {
     to.pntr[r] = I(at + base);
     for (zor_int k = m.begin(r); k < m.end(r); ++k, ++at) {
       to.val[at] = m.val[k];
-      to.indx[at] = I(m.indx[k] + shift);
+      to.indx[at] = m.indx[k];
     }
   }
   to.pntr[a.rows] = I(at + base);
@@ -83,7 +82,7 @@ void add_repeats(zor_int rows, zor_int base, const row_arrays<T, I>& a) {
   }
 }
 
-// op(A) by rows, counted from 1, sorted where the operation transposes.
+// op(A) by rows, positions counted from 1, sorted where the operation transposes.
 template <class T, class I>
 bool copy_of_operation(const sparse_matrix& a, int32_t op, scoped_arrays& to) {
   const zor_int entries = entries_of<T, I>(a);
@@ -95,7 +94,7 @@ bool copy_of_operation(const sparse_matrix& a, int32_t op, scoped_arrays& to) {
   if (transposed) {
     if (!allocate_rows<T, I>(to, a.cols, entries)) return false;
     const auto from = rows_of<T, I>(plain), turned = rows_of<T, I>(to);
-    zor::sparse::transpose<T, I>({a.rows, a.cols, from.pntr, from.indx, from.val, 1, 1},
+    zor::sparse::transpose<T, I>({a.rows, a.cols, from.pntr, from.indx, from.val, a.base, a.base},
                                  {turned.pntr, turned.indx, turned.val, 1});
   }
   if (is_conjugated<T>(op)) {

@@ -44,6 +44,33 @@ int32_t check(sparse_matrix& a) {
   return ZOR_SPARSE_OK;
 }
 
+// What the check would find in a result.
+template <class I>
+int32_t take_as_checked(sparse_matrix& a) {
+  a.val = a.given_val, a.indx = a.given_indx, a.pntrb = a.given_pntrb, a.pntre = a.given_pntre;
+  a.used = a.nnz;
+  a.ascending = true;
+  a.unsolvable = zor_sparse_matrix::not_looked_for;
+  cut_into_parts<I>(a);
+  a.checked = true;
+  return ZOR_SPARSE_OK;
+}
+
+// A handle of a record that passes the check. On failure its arrays are released.
+int32_t place_record(sparse_matrix& a, int32_t (*check)(sparse_matrix&), zor_sparse* handle) {
+  a.magic = sparse_magic;
+  void* const place = zor_serv_zor_malloc(sizeof a, 64);
+  const int32_t status =
+      place == nullptr ? sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the record is short") : check(a);
+  if (status == ZOR_SPARSE_OK) {
+    *handle = new (place) sparse_matrix(a);
+    return status;
+  }
+  release_arrays(a);
+  zor_serv_zor_free(place);
+  return status;
+}
+
 template <class I, class Description>
 int32_t create(zor_sparse* handle, const Description* d) {
   if (handle == nullptr) return sparse_failure(ZOR_SPARSE_BAD_ARGUMENT, "a is null");
@@ -87,20 +114,16 @@ int32_t describe(zor_sparse a, Description* d) {
 
 template <class I>
 int32_t make_handle(sparse_matrix& a, zor_sparse* handle) {
-  a.magic = sparse_magic;
-  void* const place = zor_serv_zor_malloc(sizeof a, 64);
-  const int32_t status =
-      place == nullptr ? sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the record is short") : check<I>(a);
-  if (status == ZOR_SPARSE_OK) {
-    *handle = new (place) sparse_matrix(a);
-    return status;
-  }
-  release_arrays(a);
-  zor_serv_zor_free(place);
-  return status;
+  return place_record(a, check<I>, handle);
+}
+template <class I>
+int32_t make_result_handle(sparse_matrix& a, zor_sparse* handle) {
+  return place_record(a, take_as_checked<I>, handle);
 }
 template int32_t make_handle<int32_t>(sparse_matrix&, zor_sparse*);
 template int32_t make_handle<int64_t>(sparse_matrix&, zor_sparse*);
+template int32_t make_result_handle<int32_t>(sparse_matrix&, zor_sparse*);
+template int32_t make_result_handle<int64_t>(sparse_matrix&, zor_sparse*);
 
 // Of several calls that make the form at the same time, the first one to finish keeps its own.
 int32_t kept_rows_form(const sparse_matrix& a, const sparse_matrix** form) {

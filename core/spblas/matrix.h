@@ -35,7 +35,11 @@ struct zor_sparse_matrix {
   void* own_blocks;           // block columns counted from 1, null where those of the description are
   bool blocks_serve;          // the kernels of BSR read the blocks as the description means them
 
-  enum fault : int32_t { none, unsorted, no_pivot, zero_pivot, two_pivots } unsolvable;
+  bool ascending;  // the columns of every row of CSR ascend strictly
+
+  // What hinders a solve. Of a result it is looked for by the first call that asks; calls may share a matrix,
+  // so it is then read and set atomically, behind the row.
+  enum fault : int32_t { none, unsorted, no_pivot, zero_pivot, two_pivots, not_looked_for } unsolvable;
   zor_int unsolvable_row;  // the first row that a solve cannot take
 
   // Part p is made of the rows first[p] to first[p + 1] - 1. When the parts alternate, no two even parts and
@@ -111,9 +115,17 @@ int32_t read_description(sparse_matrix& a, const Description& d);
 template <class I>
 int32_t make_handle(sparse_matrix& a, zor_sparse* handle);
 
+// The same for a result in compressed rows of the general view that needs no check: its rows are there and
+// follow one another, and their columns lie within the matrix and ascend strictly.
+template <class I>
+int32_t make_result_handle(sparse_matrix& a, zor_sparse* handle);
+
 // Reads all row pointers and indices, and fills in what the check finds. The status of the first fault.
 template <class I>
 int32_t check_csr(sparse_matrix& a);
+
+// What hinders a solve with a checked matrix or a result, and the first row of it.
+sparse_matrix::fault solve_fault(const sparse_matrix& a);
 
 // The same for the other formats.
 template <class I>

@@ -19,7 +19,9 @@ bool parts_alternate(const sparse_matrix& a) {
     zor_int low = a.structure == 'g' ? a.cols : a.first[p],
             high = a.structure == 'g' ? -1 : a.first[p + 1] - 1;
     for (zor_int r = a.first[p]; r < a.first[p + 1]; ++r)
-      for (zor_int k = m.begin(r); k < m.end(r); ++k) {
+      // Of a row that ascends the first and the last entry tell.
+      for (zor_int k = m.begin(r), last = m.end(r) - 1; k <= last;
+           k = a.ascending && k < last ? last : k + 1) {
         const zor_int column = zor_int(m.indx[k]) - a.base;
         if (triangle == 'l' ? column > r : triangle == 'u' ? column < r : false) continue;
         low = std::min(low, column);

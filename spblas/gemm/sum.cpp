@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // C := A + beta B and C := A + beta B^T. Each row of C is the merge of two sorted rows.
-#include <limits>
-
 #include "spblas/gemm/rows.h"
 #include "spblas/panel.h"
 #include "spblas/result_scratch.h"
@@ -10,16 +8,6 @@
 
 namespace zor::sparse {
 namespace {
-
-constexpr zor_int no_room = -1;
-
-template <class T>
-void scaled_copy(T beta, const T* b, zor_int count, T* c) {
-  for_packs<T>(
-      0, count, [&]<int N>(zor_int k) __attribute__((always_inline)) {
-        store<T, N>(c + k, mul<T>(spread<T, N>(&beta), load<T, N>(b + k)));
-      });
-}
 
 // Rows of the same columns.
 template <class T>
@@ -49,11 +37,10 @@ zor_int merged_count(const I* ja, zor_int na, const I* jb, zor_int nb) {
   return k + (na - i) + (nb - j);
 }
 
-// The merged row, or no_room as soon as an entry would pass `room`.
+// The merged row. Returns its entries.
 template <class T, class I>
-zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b, I* jc, T* c, zor_int room) {
+zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b, I* jc, T* c) {
   if (same_columns(a.columns, a.count, b.columns, b.count)) {
-    if (a.count > room) return no_room;
     std::memcpy(jc, a.columns, size_t(a.count) * sizeof(I));
     added_copy(a.values, beta, b.values, a.count, c);
     return a.count;
@@ -61,7 +48,6 @@ zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b,
   const sparse::factor<T> scale(load<T, 1>(&beta));
   zor_int i = 0, j = 0, k = 0;
   for (; i < a.count && j < b.count; ++k) {
-    if (k == room) return no_room;
     const I ca = a.columns[i], cb = b.columns[j];
     if (ca < cb) {
       jc[k] = ca;
@@ -74,13 +60,15 @@ zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b,
       store<T, 1>(c + k, scale.template times<false>(b.values + j++));
     }
   }
-  const zor_int rest_a = a.count - i, rest_b = b.count - j;
-  if (rest_a > room - k || rest_b > room - k) return no_room;
-  std::memcpy(jc + k, a.columns + i, size_t(rest_a) * sizeof(I));
-  std::memcpy(static_cast<void*>(c + k), a.values + i, size_t(rest_a) * sizeof(T));
-  std::memcpy(jc + k, b.columns + j, size_t(rest_b) * sizeof(I));
-  if (rest_b > 0) scaled_copy(beta, b.values + j, rest_b, c + k);
-  return k + rest_a + rest_b;
+  for (; i < a.count; ++i, ++k) {
+    jc[k] = a.columns[i];
+    c[k] = a.values[i];
+  }
+  for (; j < b.count; ++j, ++k) {
+    jc[k] = b.columns[j];
+    store<T, 1>(c + k, scale.template times<false>(b.values + j));
+  }
+  return k;
 }
 
 template <class T, class I>
@@ -101,9 +89,11 @@ bool sum_row(const sum_result<T, I>& to, zor_int r, const matrix_row<T, I>& a, T
     return true;
   }
   const bool checked = to.wanted == request::all;
-  const zor_int room = checked ? to.nzmax - start : std::numeric_limits<zor_int>::max();
-  const zor_int count = room < 0 ? no_room : merge_rows(a, beta, b, to.jc + start, to.c + start, room);
-  if (count == no_room) return false;
+  // Only a row that may not fit is counted first.
+  if (checked && a.count + b.count > to.nzmax - start &&
+      merged_count(a.columns, a.count, b.columns, b.count) > to.nzmax - start)
+    return false;
+  const zor_int count = merge_rows(a, beta, b, to.jc + start, to.c + start);
   if (checked) to.ic[r + 1] = I(start + 1 + count);
   return true;
 }

@@ -339,7 +339,7 @@ TEST(SparseMatrix, RefusedMemory) {
   zor_ref::sort_rows(sorted);
   const int32_t m = 6, k = 200, request = 0, sort = 0, nzmax = 6000, first = 1;
   const double beta = 2;
-  for (uint64_t nth = 1; nth <= 3; ++nth) {
+  for (uint64_t nth = 1; nth <= 4; ++nth) {
     matrix<double, int32_t> unsorted(a), ma(sorted);
     zalloc_reset();
     zalloc_fail(nth, true);
@@ -365,7 +365,7 @@ TEST(SparseMatrix, RefusedMemory) {
                                   const_cast<int32_t*>(b.ja.data()), b.ia.data(), r.c.data(), r.jc.data(),
                                   r.ic.data(), &nzmax, &r.info);
     });
-    refuse("mcsr_notr", 2, [&](outcome& r) {
+    refuse("mcsr_notr", 4, [&](outcome& r) {
       zor_spblas_lp64_dmcsr_notr(&first, &m, &m, &m, &request, ma.a.data(), ma.ja.data(), ma.ia.data(),
                                  b.a.data(), b.ja.data(), b.ia.data(), r.c.data(), r.jc.data(), r.ic.data(),
                                  &nzmax, &r.info);
