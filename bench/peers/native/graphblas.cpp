@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 // SuiteSparse:GraphBLAS on one thread.
+#include <cmath>
+#include <complex>
+// The header declares its functions without regard to C++.
+extern "C" {
 #include <GraphBLAS.h>
+}
 
 #include <vector>
 
