@@ -2,6 +2,7 @@
 // The task object: creation, change, copy, release.
 #include "conv/task.h"
 
+#include "conv/tiles/tile.h"
 #include "zor/serv.h"
 
 namespace zor::conv {
@@ -35,7 +36,11 @@ void set_values(task* t, const setting& s, const int32_t* from) {
   copy_values(t, from, t->*s.values);
 }
 
-task* new_record() { return static_cast<task*>(zor_serv_zor_malloc(sizeof(task), 1)); }
+task* new_record() {
+  auto* const record = static_cast<task_record*>(zor_serv_zor_malloc(sizeof(task_record), 1));
+  if (record != nullptr) record->tiles = &tiles;
+  return record;
+}
 
 }  // namespace
 }  // namespace zor::conv

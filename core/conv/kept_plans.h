@@ -1,23 +1,24 @@
 // SPDX-License-Identifier: MIT
-// Committed transforms of recent lengths, kept between calls: a plan takes as long as several transforms.
+// Plans of recent lengths, kept between calls: a plan takes as long as several transforms.
 #pragma once
 
 #include "core/conv/problem.h"
-#include "zor/dft.h"
 
 namespace zor_core {
 
-// What a transform is made of. Real data are transformed out of place to complex spectra, complex data in
-// place or not; backward divides by the number of points. Lengths stand from the slowest dimension.
-struct transform_key {
+// What a plan is made for: a tile of the kernels (a tile_plan), or a committed transform (a zor_fft). Real
+// data are transformed out of place to complex spectra, complex data in place or not; backward divides by the
+// number of points. Lengths stand from the slowest dimension.
+struct plan_key {
+  bool tile;
   int32_t precision, domain, placement;
   int dims;
   zor_int lengths[conv_most_dims];
 };
 
-// A committed transform, which any number of callers may hold at once; ZOR_FFT_OK or why there is none.
-int32_t take_transform(const transform_key& key, zor_fft* fft);
+// A plan, which any number of callers may hold at once; a status.
+int32_t take_plan(const plan_key& key, void** plan);
 // Gives it back. It is kept or freed.
-void return_transform(zor_fft fft);
+void return_plan(const plan_key& key, void* plan);
 
 }  // namespace zor_core

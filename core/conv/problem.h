@@ -74,8 +74,9 @@ int32_t convolve_directly(const conv_problem<T>& p);
 
 // How a problem is transformed, and how long that takes, in units of one product and addition of real
 // doubles. The wanted values are cut into tiles of `tile` along each dimension, worked through cyclic
-// convolutions of length `padded`.
+// convolutions of length `padded`, by the tiles of the kernels or by the library's transforms.
 struct conv_plan {
+  bool by_tiles;
   zor_int tile[conv_most_dims], padded[conv_most_dims];
   double cost;
 };

@@ -7,8 +7,10 @@
 #include "core/blas/arguments.h"
 #include "core/conv/kept_plans.h"
 #include "core/conv/problem.h"
+#include "core/conv/tiles.h"
 #include "core/threads.h"
 #include "serv/scratch.h"
+#include "zor/dft.h"
 
 namespace zor_core {
 namespace {
@@ -27,6 +29,19 @@ constexpr zor_int most_points = INT64_C(1) << 40;
 int32_t status_of(int32_t fft_status) {
   if (fft_status == ZOR_FFT_OK) return ZOR_CONV_OK;
   return fft_status == ZOR_FFT_NO_MEMORY ? ZOR_CONV_NO_MEMORY : ZOR_CONV_TRANSFORM_FAILED;
+}
+
+// Points of a lone tile from which it is worked through by threads.
+constexpr zor_int divided_points = 1 << 15;
+
+// Calls body(begin, end) for shares of 0 to count, cut at multiples of grain.
+template <class Body>
+void divide(int32_t threads, zor_int count, zor_int grain, const Body& body) {
+  if (threads == 1) return body(zor_int(0), count);
+  const zor_int pieces = std::min<zor_int>(count / grain, 4 * threads);
+  for_each_piece(threads, pieces, [&](zor_int piece) {
+    body(cut(count, grain, pieces, piece), cut(count, grain, pieces, piece + 1));
+  });
 }
 
 // Calls line(a, b) for the lines along dimension 0 of a box of this shape in two arrays.
@@ -110,20 +125,21 @@ class filter {
     }
     signal_ = taps_are_y ? x_first : p.y;
     taps_ = taps_are_y ? p.y : x_first;
-    in_place_ = complex && (p.dims > 1 || all_tiles_ == 1);
+    in_place_ = !plan.by_tiles && complex && (p.dims > 1 || all_tiles_ == 1);
+    tile_threads_ = all_tiles_ == 1 && points_ >= divided_points ? usable_threads() : 1;
     spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
   }
   ~filter() {
-    if (fft_ != nullptr) return_transform(fft_);
+    if (made_ != nullptr) return_plan(key_, made_);
   }
 
   int32_t run() {
     if (points_ > most_points) return ZOR_CONV_NO_MEMORY;
-    if (const int32_t status = commit()) return status;
+    if (const int32_t status = take()) return status;
     const int32_t threads = int32_t(std::min<zor_int>(usable_threads(), all_tiles_));
     // Reals of a box and of a spectrum, on whole cache lines; boxes in place are their own spectra.
     const auto whole_lines = [](zor_int count) { return (count + 15) / 16 * 16; };
-    const zor_int spectrum = whole_lines(2 * spectrum_count_),
+    const zor_int spectrum = whole_lines(2 * spectrum_count_ + (plan_.by_tiles ? zor::conv::work_gap<R> : 0)),
                   box = in_place_ ? 0 : whole_lines(points_ * zor::parts<T>);
     const zor::scratch<R> memory(saturating_product(spectrum + box, threads) + spectrum + 16);
     if (memory.data == nullptr) return ZOR_CONV_NO_MEMORY;
@@ -136,7 +152,7 @@ class filter {
     for (int i = 0; i < p_.dims; ++i) shape[i] = of_[i].taps, step[i] = of_[i].taps_step;
     R* const taps_box = in_place_ ? of_taps : space_of(0).box;
     load(taps_, shape, step, taps_box);
-    if (const int32_t status = forward(taps_box, of_taps)) return status;
+    if (const int32_t status = transform_taps(taps_box, space_of(0).spectrum, of_taps)) return status;
     std::atomic<int32_t> status{ZOR_CONV_OK};
     for_each_piece(threads, threads, [&](zor_int thread) {
       const space own = space_of(thread);
@@ -155,21 +171,54 @@ class filter {
     R* box;
   };
 
-  int32_t commit() {
-    transform_key key = {sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
-                         complex ? ZOR_DFT_COMPLEX : ZOR_DFT_REAL,
-                         in_place_ ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE,
-                         p_.dims,
-                         {}};
-    for (int i = 0; i < p_.dims; ++i) key.lengths[p_.dims - 1 - i] = plan_.padded[i];
-    return status_of(take_transform(key, &fft_));
+  int32_t take() {
+    key_ = {plan_.by_tiles,
+            sizeof(R) == 8 ? ZOR_DFT_DOUBLE : ZOR_DFT_SINGLE,
+            complex ? ZOR_DFT_COMPLEX : ZOR_DFT_REAL,
+            in_place_ ? ZOR_DFT_INPLACE : ZOR_DFT_NOT_INPLACE,
+            p_.dims,
+            {}};
+    for (int i = 0; i < p_.dims; ++i) key_.lengths[p_.dims - 1 - i] = plan_.padded[i];
+    if (const int32_t status = take_plan(key_, &made_)) return status;
+    if (plan_.by_tiles) kernels_ = &tiles_in<R>(*find_tiles());
+    return ZOR_CONV_OK;
+  }
+  zor_fft fft() const { return static_cast<zor_fft>(made_); }
+  const zor::conv::tile_plan<R>& tile_plan() const {
+    return *static_cast<const zor::conv::tile_plan<R>*>(made_);
   }
   int32_t forward(const R* box, R* spectrum) {
-    return status_of(in_place_ ? zor_fft_forward(fft_, spectrum)
-                               : zor_fft_forward(fft_, const_cast<R*>(box), spectrum));
+    return status_of(in_place_ ? zor_fft_forward(fft(), spectrum)
+                               : zor_fft_forward(fft(), const_cast<R*>(box), spectrum));
   }
   int32_t backward(R* spectrum, R* box) {
-    return status_of(in_place_ ? zor_fft_backward(fft_, spectrum) : zor_fft_backward(fft_, spectrum, box));
+    return status_of(in_place_ ? zor_fft_backward(fft(), spectrum) : zor_fft_backward(fft(), spectrum, box));
+  }
+  void spread(const R* box, R* work) const {
+    divide(tile_threads_, tile_plan().columns, zor::conv::leaf_radix,
+           [&](zor_int begin, zor_int end) { kernels_->spread(tile_plan(), begin, end, box, work); });
+  }
+
+  int32_t transform_taps(const R* box, R* work, R* spectrum) {
+    if (!plan_.by_tiles) return forward(box, spectrum);
+    spread(box, work);
+    divide(tile_threads_, tile_plan().pieces, 1,
+           [&](zor_int begin, zor_int end) { kernels_->transform(tile_plan(), begin, end, work, spectrum); });
+    return ZOR_CONV_OK;
+  }
+  // The cyclic convolution of one box with the taps; `to` may be the box.
+  int32_t convolve_box(const R* box, const R* of_taps, R* work, R* to) {
+    if (!plan_.by_tiles) {
+      if (const int32_t status = forward(box, work)) return status;
+      multiply<R>(spectrum_count_, work, of_taps);
+      return backward(work, to);
+    }
+    spread(box, work);
+    divide(tile_threads_, tile_plan().pieces, 1,
+           [&](zor_int begin, zor_int end) { kernels_->multiply(tile_plan(), begin, end, of_taps, work); });
+    divide(tile_threads_, tile_plan().columns, zor::conv::leaf_radix,
+           [&](zor_int begin, zor_int end) { kernels_->join(tile_plan(), begin, end, work, to); });
+    return ZOR_CONV_OK;
   }
 
   // A box of elements to the corner of a padded one.
@@ -191,8 +240,8 @@ class filter {
 
   // `behind` tells that the values before the tile's own are still to come.
   int32_t run_tile(zor_int tile, bool behind, const R* of_taps, const space& own) {
-    zor_int counts[conv_most_dims], shape[conv_most_dims], from_step[conv_most_dims],
-        signal_step[conv_most_dims], z_step[conv_most_dims];
+    zor_int counts[conv_most_dims] = {}, shape[conv_most_dims] = {}, from_step[conv_most_dims] = {},
+            signal_step[conv_most_dims] = {}, z_step[conv_most_dims] = {};
     const T* signal = signal_;
     T* z = p_.z;
     zor_int at = 0;  // of the first value in the box
@@ -218,10 +267,8 @@ class filter {
                           at + counts[0] == points_ && at <= plan_.tile[0];
     if (!from_place) load(signal, shape, signal_step, own.box);
     const R* const box = from_place ? reinterpret_cast<const R*>(signal) : own.box;
-    if (const int32_t status = forward(box, own.spectrum)) return status;
-    multiply<R>(spectrum_count_, own.spectrum, of_taps);
-    if (to_place) return backward(own.spectrum, reinterpret_cast<R*>(z - at));
-    if (const int32_t status = backward(own.spectrum, own.box)) return status;
+    if (to_place) return convolve_box(box, of_taps, own.spectrum, reinterpret_cast<R*>(z - at));
+    if (const int32_t status = convolve_box(box, of_taps, own.spectrum, own.box)) return status;
     for_lines(p_.dims, counts, reinterpret_cast<const T*>(own.box) + at, from_step, z, z_step,
               [&](const T* a, T* b) {
                 if (from_step[0] == 1 && z_step[0] == 1)
@@ -239,7 +286,10 @@ class filter {
   zor_int points_ = 1, all_tiles_ = 1, spectrum_count_;
   const T *signal_, *taps_;
   bool in_place_;  // lines of several tiles go out of place, from the operand and to the result
-  zor_fft fft_ = nullptr;
+  int32_t tile_threads_;
+  plan_key key_ = {};
+  void* made_ = nullptr;  // of the key
+  const zor::conv::tile_kernels<R>* kernels_ = nullptr;
 };
 
 }  // namespace

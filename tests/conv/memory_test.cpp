@@ -111,7 +111,7 @@ TEST(ConvMemory, PublicEntries) {
         zor_core_set_num_threads(threads);
         bool done = false;
         for (long n = 0; n < 400 && !done; ++n) {
-          const zor_int m = 9000 + 2048 * (turn++ % 9), taps = 300, full = m + taps - 1;
+          const zor_int m = 9000 + 2048 * (turn % 9), taps = turn++ % 2 == 0 ? 300 : 600, full = m + taps - 1;
           std::vector<double> x(static_cast<size_t>(m)), y(static_cast<size_t>(taps)),
               z(static_cast<size_t>(full));
           for (double& e : x) e = double(random.between(-3, 3));

@@ -137,7 +137,7 @@ TEST(PublicConv, Lines) {
 // Long enough for several tiles and for several threads.
 TEST(PublicConv, LongLines) {
   random_bits random(12);
-  for (const auto& l : {std::pair(20000, 90), std::pair(70, 9000), std::pair(1500, 1400)}) {
+  for (const auto& l : {std::pair(20000, 90), std::pair(70, 9000)}) {
     check_modes<double>({l.first}, {l.second}, false, random);
     check_modes<zor_c32>({l.first}, {l.second}, true, random);
   }
@@ -261,6 +261,26 @@ TEST(PublicConv, OperandsInterleaved) {
   EXPECT_EQ(halves(-4), 0);
   EXPECT_EQ(halves(16), 0);
   EXPECT_EQ(halves(17), ZOR_CONV_OVERLAP);
+}
+
+// So many terms or values that the tiles of the kernels are worth their while: one and several, also in many
+// dimensions, and one that threads divide.
+TEST(PublicConv, Tiles) {
+  random_bits random(14);
+  const std::pair<shape, shape> problems[] = {{{1200}, {700}},
+                                              {{600}, {4000}},
+                                              {{66000}, {5}},
+                                              {{60, 50}, {30, 25}},
+                                              {{400, 3}, {200, 3}},
+                                              {{17, 300}, {9, 80}},
+                                              {{15, 14, 12}, {9, 8, 8}},
+                                              {{2, 3, 3, 3, 2, 3, 3}, {3, 2, 3, 3, 3, 2, 3}}};
+  for (const auto& [x, y] : problems) {
+    check_modes<float>(x, y, true, random);
+    check_modes<double>(x, y, true, random);
+    check_modes<zor_c32>(x, y, true, random);
+    check_modes<zor_c64>(x, y, true, random);
+  }
 }
 
 // Plans are kept between calls and shared: callers at once, with more lengths than are kept.

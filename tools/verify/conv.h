@@ -88,14 +88,14 @@ void run_public_conv(recorder& out, int32_t job, zor::convolve_fn<T>* entry, con
     }
 }
 
-// Every public entry, a row each.
+// Every public entry, a row each, named by it and `group`.
 template <class Shapes>
-void run_public_convs(recorder& out, const Shapes& shapes) {
-#define ROW_CONVOLVE(name, T) \
-  if (out.begin(#name))       \
+void run_public_convs(recorder& out, const char* group, const Shapes& shapes) {
+#define ROW_CONVOLVE(name, T)                          \
+  if (out.begin((std::string(#name) + group).c_str())) \
     for (const conv_shape& s : shapes) run_public_conv<T>(out, ZOR_CONV_CONVOLUTION, name, s);
-#define ROW_CORRELATE(name, T) \
-  if (out.begin(#name))        \
+#define ROW_CORRELATE(name, T)                         \
+  if (out.begin((std::string(#name) + group).c_str())) \
     for (const conv_shape& s : shapes) run_public_conv<T>(out, ZOR_CONV_CORRELATION, name, s);
 #include "zor/tables/core_conv.inc"
 }

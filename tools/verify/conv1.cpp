@@ -63,7 +63,10 @@ void run_conv1(recorder& out) {
 #define ROW_CONV_FFT_REAL(name, T) \
   if (out.begin(#name)) line_kernel<T>(out, name);
 #include "zor/tables/conv.inc"
-  run_public_convs(out, public_lines);
+  run_public_convs(out, "", public_lines);
+  // In one tile of the kernels and in several.
+  static const conv_shape tiled[] = {{{700}, {2500}}, {{9000}, {600}}, {{70000}, {90}}};
+  run_public_convs(out, ":tiles", tiled);
 }
 
 }  // namespace zor_tools

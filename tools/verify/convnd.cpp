@@ -15,7 +15,10 @@ void run_convnd(recorder& out) {
                                      {{2, 3, 1, 2, 2, 2}, {2, 1, 3, 2, 1, 2}},
                                      {{2, 2, 1, 2, 2, 1, 3}, {2, 1, 2, 2, 1, 2, 1}}};
   run_conv_bodies(out, boxes);
-  run_public_convs(out, boxes);
+  static const conv_shape tiled_boxes[] = {
+      {{90, 70}, {30, 25}}, {{20, 18, 16}, {9, 9, 9}}, {{7, 6, 5, 4}, {8, 6, 4, 3}}};
+  run_public_convs(out, "", boxes);
+  run_public_convs(out, ":tiles", tiled_boxes);
 }
 
 }  // namespace zor_tools
