@@ -151,8 +151,8 @@ set_target_properties(zor_core PROPERTIES INSTALL_RPATH "$ORIGIN")
 # It too is freestanding of the C++ runtime, so that no exception can arise in it, let alone leave it.
 target_compile_options(zor_core PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 # A call on short vectors takes as long as a few jumps: those to the kernels go straight to their addresses.
-set_source_files_properties(core/blas/vector.cpp core/blas/reductions.cpp core/blas/elementwise.cpp PROPERTIES
-                            COMPILE_OPTIONS -fno-plt)
+file(GLOB core_blas CONFIGURE_DEPENDS core/blas/*.cpp)
+set_source_files_properties(${core_blas} PROPERTIES COMPILE_OPTIONS -fno-plt)
 if(NOT ZOR_SANITIZE)
   set_target_properties(zor_core PROPERTIES LINKER_LANGUAGE C)
 endif()

@@ -176,6 +176,8 @@ run_hash() {
       runs_here $a && runs_here $b || continue
       for threads in 1 3; do
         mixed "$a" "$b" ./lu_hash >>factors
+        # Each run of HPC Challenge takes a minute and more: one number of threads for each pair.
+        case $b$threads in baseline1 | v43) ;; *) continue ;; esac
         rm -f hpccoutf.txt
         mixed "$a" "$b" env LD_PRELOAD="$PWD/hpl_hash.so" hpcc | sort | tr '\n' ' ' >>hpl
         grep -c '\.\.\.\.\.\. PASSED' hpccoutf.txt >>hpl || true

@@ -122,12 +122,17 @@ void rank_2(const char* routine, const char* uplo, const zor_int* n, const T* al
   list.vector("x", x, "incx", incx, value(n), used).vector("y", y, "incy", incy, value(n), used);
   if (list.matrix_of(a, s, value(n), used).reported(routine) || !used) return;
   const int32_t threads = threads_for_update<T>(*n);
-  const auto diagonal = [&](const T* xj, const T* yj, T* aj) {
-    her2_kernel<T>.get()("U", &one_step, alpha, xj, &one_step, yj, &one_step, aj, &one_step);
-  };
-  if (threads == 1 || !threaded_rank_2<is_complex<T>>(threads, triangle_of(uplo, *n, a, s.ld), *alpha, x,
-                                                      incx, y, incy, diagonal))
-    call();
+  const stored_triangle<T> triangle = triangle_of(uplo, *n, a, s.ld);
+  bool done = false;
+  if constexpr (is_complex<T>)
+    done = threads > 1 && threaded_her2(threads, triangle, *alpha, x, incx, y, incy,
+                                        [&](const T* xj, const T* yj, T* diagonal) {
+                                          her2_kernel<T>.get()("U", &one_step, alpha, xj, &one_step, yj,
+                                                               &one_step, diagonal, &one_step);
+                                        });
+  else
+    done = threads > 1 && threaded_syr2(threads, triangle, alpha, x, incx, y, incy);
+  if (!done) call();
 }
 
 // ---- Products.

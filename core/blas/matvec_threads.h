@@ -84,35 +84,58 @@ void threaded_rank_1(int32_t threads, const stored_triangle<T>& a, real_t<T> alp
   });
 }
 
-// The factors of x and of y in column j.
+// A copy of a vector with an increment of 1.
 template <class T>
-struct rank_2_factors {
-  T of_x, of_y;
-};
-template <bool Hermitian, class T>
-rank_2_factors<T> factors_of(T alpha, T xj, T yj) {
-  return {zor::mul(alpha, zor::conj_by_sign_if(Hermitian, yj)),
-          zor::conj_by_sign_if(Hermitian, zor::mul(alpha, xj))};
+void copy_of(zor_int n, const T* x, const zor_int* incx, T* copy) {
+  kernels<T>::copy(&n, x, incx, copy, &one_step);
 }
+
+// Rank 2 with real vectors: a column grows by a product of the matrix of both vectors, side by side in a
+// copy. False, with nothing done, when there is no memory for it.
+template <class T>
+bool threaded_syr2(int32_t threads, const stored_triangle<T>& a, const T* alpha, const T* x,
+                   const zor_int* incx, const T* y, const zor_int* incy) {
+  T* const both = static_cast<T*>(zor_serv_allocate(uint64_t(a.n) * 2 * sizeof(T), 64));
+  if (both == nullptr) return false;
+  copy_of(a.n, x, incx, both);
+  copy_of(a.n, y, incy, both + a.n);
+  over_triangle_columns(threads, a.upper, a.n, [&](zor_int j) {
+    const T factors[2] = {both[a.n + j], both[j]}, one = 1;
+    if (is_zero(factors[0]) && is_zero(factors[1])) return;
+    const zor_int first = a.first_row(j), count = a.end_row(j) - first, two = 2;
+    kernels<T>::gemv("N", &count, &two, alpha, both + first, &a.n, factors, &one_step, &one,
+                     a.column(j) + first, &one_step);
+  });
+  zor_serv_deallocate(both);
+  return true;
+}
+
+// The factors of x and of y in column j of a Hermitian matrix.
+template <class T>
+struct her2_factors {
+  T of_x, of_y;
+  her2_factors(T alpha, T xj, T yj)
+      : of_x(zor::mul(alpha, zor::conj_by_sign(yj))), of_y(zor::conj_by_sign(zor::mul(alpha, xj))) {}
+};
 
 // False, with nothing done, when a column has one factor that is 0 and one that is not: an axpy by 0 would
 // leave out products that are not 0.
-template <bool Hermitian, class T, class Diagonal>
-bool threaded_rank_2(int32_t threads, const stored_triangle<T>& a, T alpha, const T* x, const zor_int* incx,
-                     const T* y, const zor_int* incy, const Diagonal& diagonal) {
+template <class T, class Diagonal>
+bool threaded_her2(int32_t threads, const stored_triangle<T>& a, T alpha, const T* x, const zor_int* incx,
+                   const T* y, const zor_int* incy, const Diagonal& diagonal) {
   for (zor_int j = 0; j < a.n; ++j) {
     const T xj = *part(x, a.n, *incx, j, 1), yj = *part(y, a.n, *incy, j, 1);
     if (is_zero(xj) && is_zero(yj)) continue;
-    const auto factors = factors_of<Hermitian>(alpha, xj, yj);
+    const her2_factors<T> factors(alpha, xj, yj);
     if (is_zero(factors.of_x) || is_zero(factors.of_y)) return false;
   }
   over_triangle_columns(threads, a.upper, a.n, [&](zor_int j) {
     const T *const xj = part(x, a.n, *incx, j, 1), *const yj = part(y, a.n, *incy, j, 1);
-    if constexpr (Hermitian) diagonal(xj, yj, a.column(j) + j);
+    diagonal(xj, yj, a.column(j) + j);
     if (is_zero(*xj) && is_zero(*yj)) return;
-    const auto factors = factors_of<Hermitian>(alpha, *xj, *yj);
-    update_column<Hermitian>(a, j, factors.of_x, x, incx);
-    update_column<Hermitian>(a, j, factors.of_y, y, incy);
+    const her2_factors<T> factors(alpha, *xj, *yj);
+    update_column<true>(a, j, factors.of_x, x, incx);
+    update_column<true>(a, j, factors.of_y, y, incy);
   });
   return true;
 }
@@ -201,7 +224,7 @@ template <class T>
 bool threaded_trmv(int32_t threads, triangular_product<T> p) {
   T* const copy = static_cast<T*>(zor_serv_allocate(uint64_t(p.n) * sizeof(T), 64));
   if (copy == nullptr) return false;
-  kernels<T>::copy(&p.n, p.x, p.incx, copy, &one_step);
+  copy_of(p.n, p.x, p.incx, copy);
   p.copy = copy;
   // Blocks are cut from row 0 of an upper op(A) and from the last row of a lower one, where rows are longest.
   constexpr zor_int block = zor::thresholds::triangle_block;
@@ -238,7 +261,7 @@ struct symmetric_product {
   const T* x;
   T* y;
 
-  static constexpr zor_int block = 128;  // columns, which with a few thousand rows stay in the cache
+  static constexpr zor_int block = 256;  // columns, which with some thousand rows stay in the cache
   static constexpr zor_int column_grain = 16;
   static constexpr bool hermitian = is_complex<T>;
 

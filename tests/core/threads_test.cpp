@@ -96,12 +96,12 @@ TEST(AnyThreads, Gemv) {
   check_gemv<zor_c64>("zgemv", zor_blas_zgemv);
 }
 
-// Level 2 on matrices of 9 MB; call(letters, n, a, lda, x, incx, y, incy) writes a when it updates, or y.
-// Among the cases are columns that an update leaves alone, and some with one of its two factors 0.
+// Level 2 on matrices of so many bytes; call(letters, n, a, lda, x, incx, y, incy) writes a when it updates,
+// or y. Among the cases are columns that an update leaves alone, and some with one of its two factors 0.
 template <class T, class Call>
 void check_level2(const char* name, std::initializer_list<const char*> letters, bool updates,
-                  const Call& call) {
-  const zor_int n = zor_int(std::sqrt(9.2e6 / sizeof(T))), lda = n + 1;
+                  const Call& call, double bytes = 4.3e6) {
+  const zor_int n = zor_int(std::sqrt(bytes / sizeof(T))), lda = n + 1;
   const struct {
     zor_int incx, incy;
     bool zeros_in_x, zeros_in_y;
@@ -161,9 +161,10 @@ TEST(AnyThreads, Level2) {
 #define ROW_GERU ROW_GER
 #define ROW_GERC ROW_GER
 #define ROW_GBMV(name, T) check_gbmv<T>(#name, name);
-#define ROW_SYMV(name, T, own)              \
-  check_level2<T>(#name, {"U", "l"}, false, \
-                  CALL(const T f = scalar<T>(0.5, 2); name(l, n, &f, a, lda, x, incx, &f, y, incy)));
+#define ROW_SYMV(name, T, own)                                                                       \
+  check_level2<T>(#name, {"U", "l"}, false,                                                          \
+                  CALL(const T f = scalar<T>(0.5, 2); name(l, n, &f, a, lda, x, incx, &f, y, incy)), \
+                  17.4e6);
 #define ROW_HEMV ROW_SYMV
 #define RANK_1(name, T, R, ...)            \
   check_level2<T>(#name, {"u", "L"}, true, \
