@@ -110,4 +110,43 @@ struct indices_in_base {
   bool short_of_memory;
 };
 
+// Some right-hand sides of an operand in columns of their own.
+template <class T>
+struct column_stage {
+  T* columns;
+  zor_int apart, rows, length;
+  int32_t layout;
+
+  // Elements from first element to first element of neighbouring columns: an odd number of cache lines, so
+  // that columns of any length fall on different places in the cache.
+  static zor_int distance(zor_int length) { return ((length + 7) / 8 | 1) * 8; }
+  // Calls body(element of the operand, element of the stage).
+  template <class U, class Body>
+  void each(U* operand, zor_int ld, zor_int first, zor_int last, const Body& body) const {
+    constexpr zor_int most = sparse_thresholds::staged_columns;
+    const zor_int count = last - first;
+    if (layout == ZOR_SPARSE_COLUMN_MAJOR) {
+      for (zor_int j = 0; j < count; ++j)
+        for (zor_int i = 0; i < rows; ++i) body(operand[i + (first + j) * ld], columns[i + j * apart]);
+    } else if (count == most) {
+      for (zor_int i = 0; i < rows; ++i)
+        for (zor_int j = 0; j < most; ++j) body(operand[i * ld + first + j], columns[i + j * apart]);
+    } else {
+      for (zor_int i = 0; i < rows; ++i)
+        for (zor_int j = 0; j < count; ++j) body(operand[i * ld + first + j], columns[i + j * apart]);
+    }
+  }
+  void take(const T* operand, zor_int ld, zor_int first, zor_int last) const {
+    each(operand, ld, first, last, [](const T& from, T& to) { to = from; });
+    for (zor_int j = 0; j < last - first; ++j)
+      std::memset(static_cast<void*>(columns + j * apart + rows), 0, size_t(length - rows) * sizeof(T));
+  }
+  void clear(zor_int count) const {
+    std::memset(static_cast<void*>(columns), 0, size_t(count * apart) * sizeof(T));
+  }
+  void put(T* operand, zor_int ld, zor_int first, zor_int last) const {
+    each(operand, ld, first, last, [](T& to, const T& from) { to = from; });
+  }
+};
+
 }  // namespace zor_core

@@ -28,6 +28,15 @@ bool has_product(const sparse_matrix& a, int32_t op) {
       return false;
   }
 }
+// The same for many right-hand sides. The kernels of blocks take one vector at a time, in columns: compressed
+// rows are faster by rows, and for several columns of small blocks unless they are transposed.
+template <class T>
+bool has_product(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n) {
+  if (!has_product<T>(a, op) || a.format != ZOR_SPARSE_BSR) return has_product<T>(a, op);
+  using namespace sparse_thresholds;
+  return layout == ZOR_SPARSE_COLUMN_MAJOR &&
+         (n < columns_for_rows || a.lb >= block_for_columns || is_transposed(op));
+}
 // The same for solves with op(A), of triangular and diagonal views. There are none for blocks.
 template <class T>
 bool has_solve(const sparse_matrix& a, int32_t op) {

@@ -209,27 +209,24 @@ int32_t multiply_staged(const Product& p, int32_t layout, zor_int rows, zor_int 
                         zor_int ldb, T beta, T* c, zor_int ldc) {
   const int32_t threads = threads_for(p.a, n);
   const zor_int pieces = pieces_of_right_hand_sides(threads, layout, n);
-  const zor_int width = std::min(n, sparse_thresholds::staged_columns), each = 2 * width * length;
+  const zor_int width = std::min(n, sparse_thresholds::staged_columns),
+                apart = column_stage<T>::distance(length), each = 2 * width * apart;
   const zor::scratch<T> work(saturating_product(pieces, each));
   if (work.data == nullptr) return short_of_memory();
-  const bool row_major = layout == ZOR_SPARSE_ROW_MAJOR;
-  const auto at = [&](zor_int row, zor_int column, zor_int ld) {
-    return row_major ? row * ld + column : row + column * ld;
-  };
   for_right_hand_sides(threads, layout, n, [&](zor_int first, zor_int last, zor_int piece) {
-    T *const in = work.data + piece * each, *const out = in + width * length;
+    T* const own = work.data + piece * each;
+    const column_stage<T> in{own, apart, rows, length, layout},
+        out{own + width * apart, apart, rows, length, layout};
     for (; first < last; first += width) {
-      const zor_int columns = std::min(width, last - first);
-      std::memset(static_cast<void*>(in), 0, size_t(each) * sizeof(T));
-      for (zor_int i = 0; i < rows; ++i)
-        for (zor_int j = 0; j < columns; ++j) {
-          in[i + j * length] = b[at(i, first + j, ldb)];
-          if (!is_zero(beta)) out[i + j * length] = c[at(i, first + j, ldc)];
-        }
-      for (zor_int j = 0; j < columns; ++j) scale(beta, rows, out + j * length);
-      p.add_columns(columns, in, I(length), out, I(length));
-      for (zor_int i = 0; i < rows; ++i)
-        for (zor_int j = 0; j < columns; ++j) c[at(i, first + j, ldc)] = out[i + j * length];
+      const zor_int end = std::min(last, first + width), columns = end - first;
+      in.take(b, ldb, first, end);
+      if (is_zero(beta))
+        out.clear(columns);
+      else
+        out.take(c, ldc, first, end);
+      for (zor_int j = 0; !is_zero(beta) && j < columns; ++j) scale(beta, rows, out.columns + j * apart);
+      p.add_columns(columns, in.columns, I(apart), out.columns, I(apart));
+      out.put(c, ldc, first, end);
     }
   });
   return ZOR_SPARSE_OK;

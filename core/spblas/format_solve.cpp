@@ -152,21 +152,20 @@ int32_t solve_columns(const Solve& s, int32_t layout, zor_int n, T alpha, const 
   const sparse_matrix& a = s.a;
   const bool staged = layout == ZOR_SPARSE_ROW_MAJOR;
   const int32_t threads = threads_for(a, n);
-  const zor_int width = std::min(n, sparse_thresholds::staged_columns), each = width * a.rows,
+  const zor_int width = std::min(n, sparse_thresholds::staged_columns),
+                apart = column_stage<T>::distance(a.rows), each = width * apart,
                 pieces = pieces_of_right_hand_sides(threads, layout, n);
   const zor::scratch<T> work(staged ? saturating_product(pieces, each) : 0);
   if (s.short_of_memory() || (staged && work.data == nullptr)) return short_of_memory();
   for_right_hand_sides(threads, layout, n, [&](zor_int first, zor_int last, zor_int piece) {
     prepare_lines(a, layout, first, last, alpha, b, ldb, x, ldx);
     if (!staged) return s.solve(last - first, x + first * ldx, I(ldx));
-    T* const columns = work.data + piece * each;
+    const column_stage<T> stage{work.data + piece * each, apart, a.rows, a.rows, layout};
     for (; first < last; first += width) {
-      const zor_int count = std::min(width, last - first);
-      for (zor_int i = 0; i < a.rows; ++i)
-        for (zor_int j = 0; j < count; ++j) columns[i + j * a.rows] = x[i * ldx + first + j];
-      s.solve(count, columns, I(a.rows));
-      for (zor_int i = 0; i < a.rows; ++i)
-        for (zor_int j = 0; j < count; ++j) x[i * ldx + first + j] = columns[i + j * a.rows];
+      const zor_int end = std::min(last, first + width);
+      stage.take(x, ldx, first, end);
+      s.solve(end - first, stage.columns, I(apart));
+      stage.put(x, ldx, first, end);
     }
   });
   return ZOR_SPARSE_OK;

@@ -180,7 +180,7 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
     scale_lines(layout, beta, outputs, n, c, ldc);
     return ZOR_SPARSE_OK;
   }
-  if (has_product<T>(a, op))
+  if (has_product<T>(a, op, layout, n))
     return multiply_in_format_many<T, I>(a, op, layout, n, alpha, b, ldb, beta, c, ldc);
   const indices_in_base<I> indx(a.indx, a.used, a.base, row_major ? 0 : 1);
   if (indx.short_of_memory)
@@ -206,27 +206,27 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
 
 // The matrix whose kernels a product with op(A) runs on: A, or its form in compressed rows.
 template <class T>
-int32_t matrix_to_multiply(zor_sparse a, int32_t op, const sparse_matrix** m) {
+int32_t matrix_to_multiply(zor_sparse a, int32_t op, int32_t layout, zor_int n, const sparse_matrix** m) {
   if (const int32_t status = bad_matrix(a, type_letter<T>, op)) return status;
   *m = a;
-  return has_product<T>(*a, op) ? int32_t(ZOR_SPARSE_OK) : kept_rows_form(*a, m);
+  return has_product<T>(*a, op, layout, n) ? int32_t(ZOR_SPARSE_OK) : kept_rows_form(*a, m);
 }
 
 }  // namespace
 }  // namespace zor_core
 
-#define ROW_SPARSE_MV(name, T)                                                                 \
-  extern "C" SIG_SPARSE_MV(name, T) {                                                          \
-    using namespace zor_core;                                                                  \
-    const sparse_matrix* m = nullptr;                                                          \
-    if (const int32_t status = matrix_to_multiply<T>(a, op, &m)) return status;                \
-    return (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*m, op, alpha, x, beta, y); \
+#define ROW_SPARSE_MV(name, T)                                                                              \
+  extern "C" SIG_SPARSE_MV(name, T) {                                                                       \
+    using namespace zor_core;                                                                               \
+    const sparse_matrix* m = nullptr;                                                                       \
+    if (const int32_t status = matrix_to_multiply<T>(a, op, ZOR_SPARSE_COLUMN_MAJOR, 1, &m)) return status; \
+    return (a->wide ? multiply<T, int64_t> : multiply<T, int32_t>)(*m, op, alpha, x, beta, y);              \
   }
 #define ROW_SPARSE_MM(name, T)                                                                            \
   extern "C" SIG_SPARSE_MM(name, T) {                                                                     \
     using namespace zor_core;                                                                             \
     const sparse_matrix* m = nullptr;                                                                     \
-    if (const int32_t status = matrix_to_multiply<T>(a, op, &m)) return status;                           \
+    if (const int32_t status = matrix_to_multiply<T>(a, op, layout, n, &m)) return status;                \
     return (a->wide ? multiply_many<T, int64_t> : multiply_many<T, int32_t>)(*m, op, layout, n, alpha, b, \
                                                                              ldb, beta, c, ldc);          \
   }

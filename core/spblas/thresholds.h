@@ -27,6 +27,10 @@ inline constexpr zor_int longest_shifted_row = 2048;
 // store for each entry or row. What fills in more is no matrix for that format.
 inline constexpr zor_int most_block = 1024, most_fill = 1000;
 
+// Contract: a product of blocks of lower order with as many right-hand sides by columns goes by compressed
+// rows, which use each element once for all of them; transposed, and by rows, other rules hold.
+inline constexpr zor_int block_for_columns = 8, columns_for_rows = 4;
+
 // ---- Division over threads, which shows in no result.
 
 // Measured: entries times right-hand sides from which a call starts threads.
@@ -40,9 +44,6 @@ inline constexpr zor_int row_major_grain = 8;
 inline constexpr zor_int staged_columns = 8;
 
 // ---- Memory.
-
-// Measured: bytes of blocks that are multiplied by several columns before the next ones.
-inline constexpr zor_int cached_blocks = zor_int(1) << 17;
 
 // Measured: bytes of an array from which it asks for large pages.
 inline constexpr zor_int least_for_large_pages = zor_int(1) << 22;

@@ -81,6 +81,33 @@ template <int L, class T>
   }
 }
 
+// Transposed, where each block adds to the elements of its column: spread where the runs are rows, else dots
+// side by side.
+template <int L, class T>
+[[gnu::noinline]] void rows_of_known_blocks_transposed(const bsr_product<T>& p) {
+  const one<T> alpha = load<T, 1>(&p.alpha);
+  for (zor_int row = p.first; row < p.last; ++row) {
+    const T* const x = p.x + row * L;
+    const zor_int end = p.a.end(row);
+    for (zor_int k = p.a.begin(row); k < end; ++k) {
+      const T* const a = p.a.val + k * (L * L);
+      T* const y = p.y + p.a.column(k) * L;
+      element_run<T, L> result;
+      result.get(y);
+      if (p.a.by_rows) {
+#pragma GCC unroll 8
+        for (int j = 0; j < L; ++j) result.add(a + j * L, mul<T>(load<T, 1>(x + j), alpha));
+      } else {
+        element_run<T, L> sum;
+#pragma GCC unroll 8
+        for (int j = 0; j < L; ++j) sum.template add_across<L>(a + j, alpha, load<T, 1>(x + j));
+        result.add(sum);
+      }
+      result.put(y);
+    }
+  }
+}
+
 template <class T>
 void multiply_plain(const bsr_product<T>& p) {
   multiply_rows_of_blocks<true>(p);
@@ -92,6 +119,9 @@ void multiply_blocks(view v, const bsr_product<T>& p) {
     if (!p.a.by_rows) return multiply_rows_of_blocks<false>(p);
     if (with_known_size(p.a.lb, [&]<int L>() { rows_of_known_blocks_by_rows<L>(p); })) return;
   }
+  if (v.structure == 'g' && v.transposed() &&
+      with_known_size(p.a.lb, [&]<int L>() { rows_of_known_blocks_transposed<L>(p); }))
+    return;
   const zor_int lb = p.a.lb;
   const bool spreads = p.a.by_rows == v.transposed();
   const bool after = (v.triangle == 'l') != p.a.by_rows;
