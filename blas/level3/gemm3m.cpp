@@ -2,6 +2,7 @@
 // The complex product by three real ones (3M): with T1 = Ar Br, T2 = Ai Bi and T3 = (Ar + Ai)(Br + Bi), the
 // product is T1 - T2 + i (T3 - T1 - T2). A quarter fewer multiplications than four products; the imaginary
 // part may lose digits to cancellation (Higham 1992).
+#include "blas/level3/blocks.h"
 #include "blas/level3/gemm.h"
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
@@ -11,8 +12,8 @@
 namespace zor::level3 {
 namespace {
 
-// Blocks of rows, columns and depth. The depth decides how sums are grouped.
-constexpr zor_int block_rows = 1000, block_columns = 1000, block_depth = 128;
+constexpr zor_int block_rows = three_product_rows, block_columns = three_product_columns,
+                  block_depth = three_product_depth;
 // Below this size in any direction the ordinary product is called.
 constexpr zor_int least = 9;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Products of a real matrix A by a complex matrix B: C := alpha op(A) op(B) + beta C by two real products, of
 // A with the real and with the imaginary parts of alpha op(B).
+#include "blas/level3/blocks.h"
 #include "blas/level3/gemm.h"
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
@@ -10,10 +11,9 @@
 namespace zor::level3 {
 namespace {
 
-// Blocks of rows, columns and depth.
 template <class R>
-inline constexpr zor_int block_rows = sizeof(R) == 8 ? 500 : 1000;
-constexpr zor_int block_columns = 5000, block_depth = 128;
+inline constexpr zor_int block_rows = mixed_rows<R>;
+constexpr zor_int block_depth = mixed_depth;
 // Below this size in any direction the plain loops are used.
 constexpr zor_int least = 8;
 
@@ -24,10 +24,9 @@ inline constexpr uint64_t scratch_bytes = sizeof(R) == 8 ? 50256384 : 45136384;
 constexpr uintptr_t c_im_distance = 20000000, page = 4096;
 template <class R>
 inline constexpr uintptr_t b_distance = sizeof(R) == 8 ? 5120000 : 2560000;
-// Elements of C and of B that keep the parts from sharing memory: the imaginary parts of C end where B
-// begins.
-template <class R>
-inline constexpr zor_int most_elements = zor_int(b_distance<R> / sizeof(R));
+// The imaginary parts of C end where B begins.
+static_assert(b_distance<double> == mixed_elements * sizeof(double) &&
+              b_distance<float> == mixed_elements * sizeof(float));
 
 // The pages of that block are new in every call. A block of the pool of at most so many bytes keeps its own,
 // and stays in the cache: the columns are taken in so many runs that their parts fit there. Runs begin at
@@ -198,10 +197,7 @@ void mixed_product(problem<T> q) {
   if (q.m < least || q.n < least || q.k < least) return plain_product(q);
   void* const block = zor_serv_allocate(scratch_bytes<R>, 128);
   if (core::zor_serv_check_ptr(block, "rc_xgemm") != 0) return plain_product(q);
-  // Columns of a step are so few that the parts of C and B stay within their places.
-  const zor_int rows = q.m < block_rows<R> ? q.m : block_rows<R>;
-  const zor_int fitting = most_elements<R> / (rows > block_depth ? rows : block_depth);
-  const zor_int step = fitting < block_columns ? fitting : block_columns;
+  const zor_int rows = q.m < block_rows<R> ? q.m : block_rows<R>, step = mixed_step<R>(q.m);
   const near_parts<R> near(rows, q.k < block_depth ? q.k : block_depth, q.n < step ? q.n : step);
   const parts_of_block<R> s = near.memory.data != nullptr ? near.parts() : lay_out<R>(block);
   const zor_int run = near.memory.data != nullptr ? near.run : step;

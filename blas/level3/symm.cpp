@@ -5,6 +5,7 @@
 // Each diagonal block of A is expanded to a full square, times alpha; what lies before and behind it in its
 // block row is read as a rectangle, once as it stands and once transposed. The square of a symmetric A comes
 // from the pool, and without memory C is left as it was; that of a Hermitian A stands on the stack.
+#include "blas/level3/blocks.h"
 #include "blas/level3/gemm.h"
 #include "blas/level3/product.h"
 #include "serv/element.h"
@@ -24,9 +25,6 @@ inline constexpr zor_int square_order<c32> = 256;
 template <>
 inline constexpr zor_int square_order<c64> = 256;
 constexpr zor_int hermitian_order = 128;
-
-// Columns (side left) or rows (side right) of C taken at a time.
-constexpr zor_int free_block = 5000;
 
 // square := alpha times the full block of A whose triangle is stored, of leading dimension ld.
 template <bool Hermitian, class T>
@@ -87,8 +85,8 @@ void add_block(const symmetric_product<T>& q, zor_int free, zor_int size, zor_in
 template <bool Hermitian, class T>
 void add_products(const symmetric_product<T>& q, zor_int step, T* square) {
   const zor_int n = q.left ? q.m : q.n, all = q.left ? q.n : q.m;
-  for (zor_int free = 0; free < all; free += free_block) {
-    const zor_int size = all - free < free_block ? all - free : free_block;
+  for (zor_int free = 0; free < all; free += symmetric_free) {
+    const zor_int size = all - free < symmetric_free ? all - free : symmetric_free;
     for (zor_int j = 0; j < n; j += step)
       add_block<Hermitian>(q, free, size, j, n - j < step ? n - j : step, square, step);
   }

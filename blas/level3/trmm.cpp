@@ -4,20 +4,14 @@
 // A cascade of diagonal blocks: the block of B that meets the diagonal is replaced by its product, then one
 // matrix product adds the rectangle beside it. The blocks go in the order in which the sources of that
 // product are unchanged.
+#include "blas/level3/blocks.h"
 #include "blas/level3/triangular.h"
 
 namespace zor::level3 {
 namespace {
 
-// Diagonal blocks and the rows (columns) of B taken at a time, level by level down to the direct product.
-struct level {
-  zor_int order, free;
-};
-constexpr zor_int all = INT64_MAX;
-constexpr level right_levels[] = {{128, 1024}, {64, 128}, {32, 128}};
-constexpr level left_levels[] = {{512, 1024}, {128, all}, {32, all}};
-constexpr zor_int plain_columns = 2048;
-constexpr int level_count = 3, leaf = 32;
+// The order of what is multiplied directly.
+constexpr int leaf = 32;
 
 template <class T>
 [[gnu::noinline]] void multiply_directly(bool left, const triangle<T>& t, T alpha, zor_int order,
@@ -45,11 +39,11 @@ template <class T>
 
 template <int Level, class T>
 void multiply_right(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
-  if constexpr (Level == level_count) {
+  if constexpr (Level == multiply_levels) {
     multiply_directly(false, t, alpha, n, m, b, ldb);
   } else {
-    for_pieces(m, right_levels[Level].free, [&](zor_int i, zor_int rows) {
-      for_blocks(n, right_levels[Level].order, t.lower, [&](diagonal_block d) {
+    for_pieces(m, multiply_right_blocks[Level].free, [&](zor_int i, zor_int rows) {
+      for_blocks(n, multiply_right_blocks[Level].order, t.lower, [&](diagonal_block d) {
         T* const block = b + i + d.first * ldb;
         multiply_right<Level + 1>(t.from(d.first), alpha, rows, d.size, block, ldb);
         multiply_add('N', t.letter(), rows, d.size, d.left, alpha, b + i + d.rest * ldb, ldb,
@@ -61,12 +55,12 @@ void multiply_right(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, z
 
 template <int Level, class T>
 void multiply_left(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
-  if constexpr (Level == level_count) {
+  if constexpr (Level == multiply_levels) {
     multiply_directly(true, t, alpha, m, n, b, ldb);
   } else {
-    const zor_int free = Level == 0 && !t.trans ? plain_columns : left_levels[Level].free;
+    const zor_int free = Level == 0 && !t.trans ? multiply_left_columns : multiply_left_blocks[Level].free;
     for_pieces(n, free < n ? free : n, [&](zor_int j, zor_int columns) {
-      for_blocks(m, left_levels[Level].order, !t.lower, [&](diagonal_block d) {
+      for_blocks(m, multiply_left_blocks[Level].order, !t.lower, [&](diagonal_block d) {
         T* const block = b + d.first + j * ldb;
         multiply_left<Level + 1>(t.from(d.first), alpha, d.size, columns, block, ldb);
         multiply_add(t.letter(), 'N', d.size, columns, d.left, alpha, t.at(d.first, d.rest), t.lda,

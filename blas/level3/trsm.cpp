@@ -5,30 +5,11 @@
 // not solved yet. All types but double complex scale B by alpha first. Double complex solves B unscaled and
 // multiplies each solved block by alpha once it has entered the products, so a result carries one rounding of
 // alpha, at its end.
+#include "blas/level3/blocks.h"
 #include "blas/level3/triangular.h"
 
 namespace zor::level3 {
 namespace {
-
-// Diagonal blocks and the right-hand sides taken at a time, level by level down to the direct solve. They
-// decide which products join an element in which order, so they are the same on every processor and for every
-// number of threads.
-struct level {
-  zor_int order, free;
-};
-constexpr zor_int all = INT64_MAX;
-template <class T>
-inline constexpr level right_levels[] = {{256, 1024}, {128, 1024}, {64, 512}};
-template <>
-inline constexpr level right_levels<c64>[] = {{32, all}};
-template <class T>
-inline constexpr int right_level_count = sizeof right_levels<T> / sizeof(level);
-template <class T>
-inline constexpr int right_leaf = int(right_levels<T>[right_level_count<T> - 1].order);
-
-// From the left: rows of a step, and the pieces of a step that are solved directly.
-constexpr zor_int left_step = 64, plain_columns = 1024;
-constexpr int plain_piece = 16, transposed_piece = 32;
 
 template <class T>
 inline constexpr bool scales_last = std::is_same_v<T, c64>;
@@ -66,12 +47,12 @@ void scale_solved(T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
 // X op(A) = B. The columns of X that op(A) needs first are solved first: upwards when it is upper.
 template <int Level, class T>
 void solve_right(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
-  if constexpr (Level == right_level_count<T>) {
-    solve_directly<right_leaf<T>>(false, t, n, m, b, ldb);
+  if constexpr (Level == solve_right_levels<T>) {
+    solve_directly<int(solve_right_blocks<T>[solve_right_levels<T> - 1].order)>(false, t, n, m, b, ldb);
   } else {
-    for_blocks(n, right_levels<T>[Level].order, !t.lower, [&](diagonal_block d) {
+    for_blocks(n, solve_right_blocks<T>[Level].order, !t.lower, [&](diagonal_block d) {
       const triangle<T> diagonal = t.from(d.first);
-      for_pieces(m, right_levels<T>[Level].free < m ? right_levels<T>[Level].free : m,
+      for_pieces(m, solve_right_blocks<T>[Level].free < m ? solve_right_blocks<T>[Level].free : m,
                  [&](zor_int i, zor_int rows) {
                    T* const solved = b + i + d.first * ldb;
                    solve_right<Level + 1>(diagonal, alpha, rows, d.size, solved, ldb);
@@ -97,7 +78,7 @@ void eliminate_left(const triangle<T>& t, zor_int m, zor_int n, T* b, zor_int ld
 
 template <int Piece, class T>
 void solve_left(const triangle<T>& t, T alpha, zor_int m, zor_int n, T* b, zor_int ldb) {
-  eliminate_left(t, m, n, b, ldb, left_step, [&](const triangle<T>& block, zor_int size, T* rows) {
+  eliminate_left(t, m, n, b, ldb, solve_left_step, [&](const triangle<T>& block, zor_int size, T* rows) {
     eliminate_left(block, size, n, rows, ldb, Piece, [&](const triangle<T>& small, zor_int order, T* part) {
       solve_directly<Piece>(true, small, order, n, part, ldb);
     });
@@ -111,9 +92,9 @@ void trsm(bool left, const triangle<T>& t, zor_int m, zor_int n, T alpha, T* b, 
   if (is_zero(alpha)) return gemm::zero_columns(m, n, b, ldb);
   if (!scales_last<T> && !is_one(alpha)) gemm::scale_columns(m, n, alpha, b, ldb);
   if (!left) return solve_right<0>(t, alpha, m, n, b, ldb);
-  if (t.trans) return solve_left<transposed_piece>(t, alpha, m, n, b, ldb);
-  for_pieces(n, plain_columns, [&](zor_int j, zor_int columns) {
-    solve_left<plain_piece>(t, alpha, m, columns, b + j * ldb, ldb);
+  if (t.trans) return solve_left<solve_transposed_piece>(t, alpha, m, n, b, ldb);
+  for_pieces(n, solve_left_columns, [&](zor_int j, zor_int columns) {
+    solve_left<solve_plain_piece>(t, alpha, m, columns, b + j * ldb, ldb);
   });
 }
 

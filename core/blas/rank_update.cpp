@@ -3,8 +3,8 @@
 // the rectangles beside them: the kernel computes each of these by products of their own, so the same
 // products give the same bits here.
 #include <algorithm>
-#include "blas/level3/diagonal.h"
 
+#include "blas/level3/diagonal.h"
 #include "core/blas/argument_list.h"
 #include "core/blas/division.h"
 #include "core/blas/kernels.h"
@@ -89,10 +89,10 @@ argument_list check(const char* uplo, const char* trans, bool hermitian, const z
   return list;
 }
 
-// Threads for an update of that many products; 1 where the kernel does not come to its products.
+// Threads for an update; 1 where the kernel does not come to its products. Half of n n k products are done.
 template <class S>
 int32_t update_threads(zor_int n, zor_int k, const S& alpha) {
-  constexpr zor_int least_products = zor_int(1) << 21;
+  constexpr zor_int least_products = 2 * zor::thresholds::threaded_products;
   return is_zero(alpha) || saturating_product(n, n, k) < least_products ? 1 : usable_threads();
 }
 

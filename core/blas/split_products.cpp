@@ -3,6 +3,7 @@
 // complex matrix: threads take columns of C, or rows where A stands on the right.
 #include <algorithm>
 
+#include "blas/level3/blocks.h"
 #include "core/blas/argument_list.h"
 #include "core/blas/division.h"
 #include "core/blas/kernels.h"
@@ -11,12 +12,12 @@
 namespace zor_core {
 namespace {
 
-// Columns or rows that the kernels take at a time (blas/level3/symm.cpp, gemm3m.cpp, gemm_mixed.cpp).
-constexpr kernel_blocks symmetric_blocks{5000, 5000}, three_product_blocks{1000, 1000};
+// Columns or rows that the kernels take at a time.
+constexpr kernel_blocks symmetric_blocks{zor::level3::symmetric_free, zor::level3::symmetric_free},
+    three_product_blocks{zor::level3::three_product_columns, zor::level3::three_product_columns};
 template <class R>
 kernel_blocks mixed_blocks(zor_int m) {
-  const zor_int rows = std::min<zor_int>(m, sizeof(R) == 8 ? 500 : 1000), room = 640000;
-  const zor_int step = std::min<zor_int>(5000, room / std::max<zor_int>(rows, 128));
+  const zor_int step = zor::level3::mixed_step<R>(m);
   return {step, step};
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Triangular solves and products with many right-hand sides: threads take columns of B from the left, rows
 // from the right.
+#include "blas/level3/blocks.h"
 #include "core/blas/argument_list.h"
 #include "core/blas/division.h"
 #include "zor/signatures/blas.h"
@@ -8,16 +9,20 @@
 namespace zor_core {
 namespace {
 
-// Blocks of the free dimension in the kernels (blas/level3/trsm.cpp, trmm.cpp).
+using namespace zor::level3;
+
+// Blocks of the free dimension in the kernels: those of the last and of the first level.
 template <class T>
 kernel_blocks solve_blocks(bool left, bool plain) {
-  if (left) return plain ? kernel_blocks{1024, 1024} : kernel_blocks{0, 0};
-  return std::is_same_v<T, zor_c64> ? kernel_blocks{0, 0} : kernel_blocks{512, 1024};
+  if (left) return plain ? kernel_blocks{solve_left_columns, solve_left_columns} : kernel_blocks{0, 0};
+  const level &first = solve_right_blocks<T>[0], &last = solve_right_blocks<T>[solve_right_levels<T> - 1];
+  return first.free == all_free ? kernel_blocks{0, 0} : kernel_blocks{last.free, first.free};
 }
 template <class T>
 kernel_blocks product_blocks(bool left, bool plain) {
-  if (left) return plain ? kernel_blocks{2048, 2048} : kernel_blocks{1024, 1024};
-  return {128, 1024};
+  if (!left) return {multiply_right_blocks[multiply_levels - 1].free, multiply_right_blocks[0].free};
+  const zor_int columns = plain ? multiply_left_columns : multiply_left_blocks[0].free;
+  return {columns, columns};
 }
 
 template <class T>
