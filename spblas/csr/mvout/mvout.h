@@ -42,10 +42,9 @@ void multiply_rows(view v, const vector_product<T, I>& p);
 template <class T, class I>
 void multiply_all(view v, const vector_product<T, I>& p);
 
-// Each for one type and both widths of integers; a source file each, so that they compile side by side.
-#define ZOR_CSR_ROWS_PRODUCTS(T)                                                                  \
-  template void zor::sparse::multiply_rows(view, const zor::sparse::vector_product<T, int32_t>&); \
-  template void zor::sparse::multiply_rows(view, const zor::sparse::vector_product<T, int64_t>&);
+// Each for one type, of all rows for both widths of integers, in source files that compile side by side.
+#define ZOR_CSR_ROWS_PRODUCTS(T, I) \
+  template void zor::sparse::multiply_rows(view, const zor::sparse::vector_product<T, I>&);
 #define ZOR_CSR_ALL_PRODUCTS(T)                                                                  \
   template void zor::sparse::multiply_all(view, const zor::sparse::vector_product<T, int32_t>&); \
   template void zor::sparse::multiply_all(view, const zor::sparse::vector_product<T, int64_t>&);

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "spblas/csr/mvout/rows.h"
+
+ZOR_CSR_ROWS_PRODUCTS(zor::c64, int64_t)
