@@ -195,23 +195,35 @@ int32_t complex_transform(descriptor* d, const complex_of<R>* x, complex_of<R>* 
   return result;
 }
 
+// Threads take transforms of the batch where a transform is one line or the batch has one for each thread;
+// else each transform is divided. batch(x, y, count, work) runs some, transform(x, y) one.
+template <placement Place, class E, class Batch, class Transform>
+int32_t run_shared(descriptor* d, bool lines, void* input, void* output, const Batch& batch,
+                   const Transform& transform) {
+  const E* x = static_cast<const E*>(input);
+  E* y = static_cast<E*>(Place == in ? input : output);
+  const zor_int count = d->number_of_transforms, id = d->input_distance;
+  const zor_int od = Place == in ? id : d->output_distance;
+  if (lines || count >= threads_of(d))
+    return divide(d, count, id == 1 || od == 1 ? columns_grain : 1,
+                  [&](zor_int first, zor_int share, void* work) {
+                    return batch(x + first * id, y + first * od, share, work);
+                  });
+  int32_t status = ZOR_DFT_OK;
+  for (zor_int i = 0; i < count && status == ZOR_DFT_OK; ++i) status = transform(x + i * id, y + i * od);
+  return status;
+}
+
 template <class R, direction Dir, placement Place>
 int32_t run_complex(descriptor* d, void* input, void* output) {
   using C = complex_of<R>;
-  const C* x = static_cast<const C*>(input);
-  C* y = Place == in ? static_cast<C*>(input) : static_cast<C*>(output);
-  const zor_int count = d->number_of_transforms, id = d->input_distance;
-  const zor_int od = Place == in ? id : d->output_distance;
-  if (d->rank == 1 || count >= threads_of(d))
-    return divide(d, count, id == 1 || od == 1 ? columns_grain : 1,
-                  [&](zor_int first, zor_int share, void* work) {
-                    if constexpr (Place == in) return complex_batch<R, Dir>(d, y + first * id, share, work);
-                    return complex_batch_out<R, Dir>(d, x + first * id, y + first * od, share, work);
-                  });
-  int32_t status = ZOR_DFT_OK;
-  for (zor_int i = 0; i < count && status == ZOR_DFT_OK; ++i)
-    status = complex_transform<R, Dir, Place>(d, x + i * id, y + i * od);
-  return status;
+  return run_shared<Place, C>(
+      d, d->rank == 1, input, output,
+      [&](const C* x, C* y, zor_int count, void* work) {
+        if constexpr (Place == in) return complex_batch<R, Dir>(d, y, count, work);
+        return complex_batch_out<R, Dir>(d, x, y, count, work);
+      },
+      [&](const C* x, C* y) { return complex_transform<R, Dir, Place>(d, x, y); });
 }
 
 // Rows before columns going forward, columns before rows going back.
@@ -243,20 +255,13 @@ int32_t packed_transform(descriptor* d, const R* x, R* y) {
 
 template <class R, direction Dir, placement Place>
 int32_t run_packed(descriptor* d, void* input, void* output) {
-  const R* x = static_cast<const R*>(input);
-  R* y = static_cast<R*>(Place == in ? input : output);
-  const zor_int count = d->number_of_transforms, id = d->input_distance;
-  const zor_int od = Place == in ? id : d->output_distance;
-  if (d->rank != 2 || count >= threads_of(d))
-    return divide(d, count, id == 1 || od == 1 ? columns_grain : 1,
-                  [&](zor_int first, zor_int share, void* work) {
-                    if constexpr (Place == in) return packed_batch<R, Dir>(d, y + first * id, share, work);
-                    return packed_batch_out<R, Dir>(d, x + first * id, y + first * od, share, work);
-                  });
-  int32_t status = ZOR_DFT_OK;
-  for (zor_int i = 0; i < count && status == ZOR_DFT_OK; ++i)
-    status = packed_transform<R, Dir, Place>(d, x + i * id, y + i * od);
-  return status;
+  return run_shared<Place, R>(
+      d, d->rank != 2, input, output,
+      [&](const R* x, R* y, zor_int count, void* work) {
+        if constexpr (Place == in) return packed_batch<R, Dir>(d, y, count, work);
+        return packed_batch_out<R, Dir>(d, x, y, count, work);
+      },
+      [&](const R* x, R* y) { return packed_transform<R, Dir, Place>(d, x, y); });
 }
 
 // A box of half spectra, which a backward transform fills before it writes a real row.

@@ -196,6 +196,18 @@ void* take_work(const box_problem<T>& p) {
   return work;
 }
 
+void free_box(ZorDftDescriptor** first, ZorDftDescriptor** second, zor_int* ipar, zor_int* stat) {
+  constexpr zor_int free_failed = 14;
+  const zor_int x = free_transform(first, ipar + at_first_transform);
+  const zor_int y = second == nullptr ? 0 : free_transform(second, ipar + at_second_transform);
+  float no_reals[8] = {};
+  const solver<float> s{ipar, no_reals, stat};
+  if (x != 0 || y != 0)
+    s.fail_by(at_warnings, free_failed, status_transform_failed);
+  else
+    s.finish(status_done);
+}
+
 #define ZOR_INSTANCES(T)                                                                      \
   template void box_problem<T>::table_positions(zor_int*) const;                              \
   template void init_box<T>(const box_problem<T>&, const T*, const zor_int*, const char*, T); \

@@ -40,6 +40,8 @@ bool check_kinds(const box_problem<T>& p);
 // Status and sizes before a solve. *changed: table positions are not those of commit.
 template <class T>
 bool begin_solve(const box_problem<T>& p, bool* changed);
+// Frees what commit left; a rectangle has no second transform.
+void free_box(ZorDftDescriptor** first, ZorDftDescriptor** second, zor_int* ipar, zor_int* stat);
 // Null, with the call ended, when memory is short.
 template <class T>
 void* take_work(const box_problem<T>& p);

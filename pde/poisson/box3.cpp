@@ -176,19 +176,6 @@ void solve(const box_problem<T>& p, const box<T>& b, ZorDftDescriptor** const* h
       p, 63, [&](void* work) { run_steps(p, b, handles, work); }, [&] { put_back_dirichlet(p, b); });
 }
 
-constexpr zor_int free_failed = 14;
-
-void free_box(ZorDftDescriptor** xhandle, ZorDftDescriptor** yhandle, zor_int* ipar, zor_int* stat) {
-  const zor_int x = free_transform(xhandle, ipar + at_first_transform);
-  const zor_int y = free_transform(yhandle, ipar + at_second_transform);
-  float no_reals[8] = {};
-  const solver<float> s{ipar, no_reals, stat};
-  if (x != 0 || y != 0)
-    s.fail_by(at_warnings, free_failed, status_transform_failed);
-  else
-    s.finish(status_done);
-}
-
 }  // namespace
 }  // namespace zor::pde
 

@@ -169,18 +169,6 @@ void solve(const box_problem<T>& p, const rectangle<T>& r, ZorDftDescriptor** ha
       [&] { put_back_dirichlet(r, p.s.ipar + at_kinds); });
 }
 
-constexpr zor_int free_failed = 14;
-
-void free_rectangle(ZorDftDescriptor** handle, zor_int* ipar, zor_int* stat) {
-  const zor_int status = free_transform(handle, ipar + at_first_transform);
-  float no_reals[8] = {};
-  const solver<float> s{ipar, no_reals, stat};
-  if (status != 0)
-    s.fail_by(at_warnings, free_failed, status_transform_failed);
-  else
-    s.finish(status_done);
-}
-
 }  // namespace
 }  // namespace zor::pde
 
@@ -191,17 +179,15 @@ extern "C" {
     const zor_int intervals[2] = {*nx, *ny};                                     \
     zor::pde::init_box<T>({2, {ipar, dpar, stat}}, ends, intervals, BCtype, *q); \
   }
-#define ROW_BOX_COMMIT_2D(name, T)                                                                    \
-  SIG_BOX_COMMIT_2D(name, T) {                                                                        \
-    zor::pde::commit<T>({2, {ipar, dpar, stat}}, {f, bd_ax, bd_bx, bd_ay, bd_by, ipar[10], ipar[11]}, \
-                        handle);                                                                      \
-  }
-#define ROW_BOX_SOLVE_2D(name, T)                                                                    \
+#define ROW_BOX_2D(name, T, stage)                                                                   \
   SIG_BOX_COMMIT_2D(name, T) {                                                                       \
-    zor::pde::solve<T>({2, {ipar, dpar, stat}}, {f, bd_ax, bd_bx, bd_ay, bd_by, ipar[10], ipar[11]}, \
+    zor::pde::stage<T>({2, {ipar, dpar, stat}}, {f, bd_ax, bd_bx, bd_ay, bd_by, ipar[10], ipar[11]}, \
                        handle);                                                                      \
   }
+#define ROW_BOX_COMMIT_2D(name, T) ROW_BOX_2D(name, T, commit)
+#define ROW_BOX_SOLVE_2D(name, T) ROW_BOX_2D(name, T, solve)
 #define ROW_BOX_FREE_2D(name) \
-  SIG_BOX_FREE_2D(name) { zor::pde::free_rectangle(handle, ipar, stat); }
+  SIG_BOX_FREE_2D(name) { zor::pde::free_box(handle, nullptr, ipar, stat); }
 #include "zor/tables/pdepl.inc"
+#undef ROW_BOX_2D
 }
