@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -22,36 +21,39 @@ struct routine {
 template <int, class T>
 using repeated = T;
 
+template <class A>
+const void* address_of(const A& a) {
+  if constexpr (std::is_pointer_v<A>)
+    return a;
+  else
+    return &a;
+}
+// A number as I where it is an integer of ours.
+template <class I, class A>
+auto in_width(const A& a) {
+  if constexpr (std::is_same_v<A, zor_int>)
+    return I(a);
+  else
+    return a;
+}
+
+template <int... L, class... Values>
+void call_by_address(void* routine, std::integer_sequence<int, L...>, const char* letters,
+                     const Values&... values) {
+  using function =
+      void(repeated<L, const char*>..., repeated<sizeof(Values), const void*>..., repeated<L, size_t>...);
+  reinterpret_cast<function*>(routine)((letters + L)..., address_of(values)..., (void(L), size_t(1))...);
+}
+
 // Calls r with `Letters` option letters, then the arguments: numbers by address, integers in the library's
 // width, pointers as they are.
 template <int Letters, class... Args>
 void call(const routine& r, const char* letters, const Args&... args) {
-  const auto pass = []<class I>(I, const auto& a) {
-    if constexpr (std::is_same_v<std::decay_t<decltype(a)>, zor_int>)
-      return I(a);
-    else
-      return a;
-  };
-  const auto address_of = [](const auto& a) -> const void* {
-    if constexpr (std::is_pointer_v<std::decay_t<decltype(a)>>)
-      return a;
-    else
-      return &a;
-  };
-  const auto go = [&]<class I>(I width) {
-    const auto values = std::make_tuple(pass(width, args)...);
-    [&]<int... L>(std::integer_sequence<int, L...>) {
-      std::apply(
-          [&](const auto&... a) {
-            reinterpret_cast<void (*)(repeated<L, const char*>..., decltype(address_of(a))...,
-                                      repeated<L, size_t>...)>(r.address)((letters + L)..., address_of(a)...,
-                                                                          (void(L), size_t(1))...);
-          },
-          values);
-    }
-    (std::make_integer_sequence<int, Letters>{});
-  };
-  r.ours ? go(zor_int()) : go(int32_t());
+  constexpr auto each = std::make_integer_sequence<int, Letters>();
+  if (r.ours)
+    call_by_address(r.address, each, letters, in_width<zor_int>(args)...);
+  else
+    call_by_address(r.address, each, letters, in_width<int32_t>(args)...);
 }
 
 }  // namespace zor_bench

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The run of the bench: which cases fit, one after the other through all libraries, into the report.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -3,6 +3,7 @@
 // doubles and in quadruple precision.
 #include <fmt/format.h>
 
+#include <array>
 #include <cstring>
 
 #include "bench/bench.h"
@@ -13,6 +14,19 @@
 
 namespace zor_bench {
 namespace {
+
+// A plain loop on the matrix and the vectors x and y of a case.
+template <class T>
+contender by_loop(const char* name, dense_loop* loop, dense_operation what, zor_int n,
+                  const std::array<operand<T>, 3>& of) {
+  const char type = is_complex<T> ? 'z' : 'd';
+  const dense_job job = {what,         type,         n,           n, {0.75, 0.5}, {-1.25, 0.25},
+                         of[0].data(), of[1].data(), of[2].data()};
+  return {name, [=](int64_t repeats) {
+            const auto keep = of;
+            for (int64_t i = 0; i < repeats; ++i) loop(job);
+          }};
+}
 
 template <class T>
 bench_case extended(const environment& env, const product<T>& p, zor_int trans, zor_int n, zor_int prec) {
@@ -41,17 +55,12 @@ bench_case extended(const environment& env, const product<T>& p, zor_int trans, 
                                    }}};
     const bool transposed = !p.square() && trans != ZOR_NO_TRANS;
     dense_loop* const loop = prec == ZOR_EXTRA && !transposed ? find_dense_loop() : nullptr;
-    const auto add_loop = [&](const char* name, dense_operation what) {
-      const dense_job job = {
-          what, is_complex<T> ? 'z' : 'd', n, n, {0.75, 0.5}, {-1.25, 0.25}, a.data(), x.data(), y.data()};
-      all.push_back({name, [=](int64_t repeats) {
-                       const operand<T> keep[] = {a, x, y};
-                       for (int64_t i = 0; i < repeats; ++i) loop(job);
-                     }});
-    };
     if (loop != nullptr) {
-      add_loop("pairs", p.square() ? dense_operation::pair_symmetric : dense_operation::pair_product);
-      add_loop("float128", p.square() ? dense_operation::quad_symmetric : dense_operation::quad_product);
+      using what = dense_operation;
+      all.push_back(
+          by_loop<T>("pairs", loop, p.square() ? what::pair_symmetric : what::pair_product, n, {a, x, y}));
+      all.push_back(
+          by_loop<T>("float128", loop, p.square() ? what::quad_symmetric : what::quad_product, n, {a, x, y}));
     }
     const auto run_once = [&](const contender& one) {
       std::memcpy(y.data(), before.data(), size_t(n) * sizeof(T));

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// BLIS as a peer of dense products, told which processor it runs on where it does not know it.
 #include <dlfcn.h>
 #include <stdlib.h>
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// librsb as a peer of sparse products and solves, by the names of its C interface.
 #include <dlfcn.h>
 
 #include "bench/csr.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// OpenBLAS as a peer of dense routines, with its number of threads.
 #include <dlfcn.h>
 
 #include "bench/peers/peer.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Eigen as a peer of sparse products and solves, compiled for the processor at hand.
 #include <Eigen/SparseCore>
 
 #include "bench/peers/native/native.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Eigen as a peer of sums and products of sparse matrices, compiled for the processor at hand.
 #include <Eigen/SparseCore>
 
 #include "bench/matrices.h"
