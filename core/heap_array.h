@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// An array on the heap whose memory may be missing.
 #pragma once
 
 #include <cstdlib>

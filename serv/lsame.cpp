@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The comparison of option letters.
 #include "zor/serv.h"
 
 namespace {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// zor info: the libraries in use, the processor, threads, the pool and the peers that are installed.
 #include <dlfcn.h>
 #include <fmt/format.h>
 

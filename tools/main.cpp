@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The command line of the program: subcommands, their options, and how a run ends.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>

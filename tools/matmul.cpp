@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// zor matmul: the product of two matrices in Matrix Market files.
 #include <fmt/format.h>
 
 #include <algorithm>

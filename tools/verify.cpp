@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// zor verify: the digests of the battery against those kept, or written anew.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Products of a general matrix and a vector in a precision of the caller's choice.
 #include "xblas/arguments.h"
 #include "xblas/multiply.h"
 #include "zor/signatures/xblas.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Sums of two matrices, each transposed or not: threads take rectangles of the result.
 #include "core/trans/matrices.h"
 
 namespace zor_core {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Copies of a matrix, transposed or not: threads take rectangles of the result.
 #include "core/trans/matrices.h"
 
 namespace zor_core {
