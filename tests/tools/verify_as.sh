@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# verify_as.sh BUILD CPU PROGRAM [FOLDER [FAMILY...]]: runs PROGRAM verify with 1, 2 and 7 threads, sees that the loader chose
-# BUILD and that every digest, or every one of these families, is the one kept. FOLDER is a search path for the kernel
-# library. CPU says how that build comes to be chosen:
+# verify_as.sh BUILD CPU PROGRAM [FOLDER [FAMILY...]]: runs PROGRAM verify, sees that the loader chose BUILD and that every digest,
+# or every one of these families, is the one kept. FOLDER is a search path for the kernel library. Several numbers of threads
+# are tried where the build is looked at first; 7 elsewhere. CPU says how that build comes to be chosen:
 #   here       by a tunable that hides wider vectors from the loader
 #   by-path    by the search path, which holds only that build
 #   a name     on that processor of qemu-user
@@ -19,19 +19,19 @@ if [ "$cpu" = here ] || [ "$cpu" = by-path ]; then
     v4) has avx512f || skip "this processor has no AVX-512" ;;
   esac
 fi
-threads=(1 2 7)
+threads=(7)
 command=("$program")
 case $cpu in
   here)
     case $build in
       baseline) export GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2,-AVX512F ;;
       v3) export GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX512F ;;
-    esac ;;
+    esac
+    threads=(1 2 7)
+    [ -z "$folder" ] || threads=(1 7) ;;
   by-path) ;;
   *)
     command -v qemu-x86_64 >/dev/null || skip "no qemu-x86_64"
-    threads=(1 7)
-    [ -z "$folder" ] || threads=(7)  # fused operations in software are slow here
     command=(qemu-x86_64 -cpu "$cpu" "$program") ;;
 esac
 [ -z "$folder" ] || command=(env LD_LIBRARY_PATH="$folder" "${command[@]}")
