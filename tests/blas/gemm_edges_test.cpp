@@ -127,7 +127,7 @@ class sweep {
 };
 
 // Calls body(m, n, k) for the sizes of a sweep until it returns false: all small ones, then every m with the
-// n and k around the lane counts and tiles of the builds.
+// n and k around the lane counts and tiles of the builds; with fused operations in software some of them.
 template <class Body>
 bool over_sizes(const Body& body) {
   constexpr zor_int small = 9;
@@ -138,7 +138,7 @@ bool over_sizes(const Body& body) {
   for (zor_int m = 1; m <= largest; ++m)
     for (zor_int n : {4, 7, 8, 12, 13, 16, 21, 31, 33, 48, 50})
       for (zor_int k : {4, 11, 16, 33, 50})
-        if (!body(m, n, k)) return false;
+        if (!(zor_ref::fuses_in_software() && (m + n + k) % 7 != 0) && !body(m, n, k)) return false;
   return true;
 }
 

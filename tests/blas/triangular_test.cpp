@@ -48,18 +48,18 @@ void check(const char* name, zor::xtrsm_fn<T>* kernel, task t, const triangular_
   const char *side = q.letters, *uplo = side + 1, *trans = side + 2, *diag = side + 3;
   random_bits random(uint64_t(q.m * 1009 + q.n));
   const zor_int order = *side == 'L' ? q.m : q.n, lda = order + q.pad, ldb = q.m + q.pad;
-  guarded<T> a(size_t((order - 1) * lda + order), q.at_end), b(size_t((q.n - 1) * ldb + q.m), q.at_end, 8);
+  guarded<T> a(extent(order, order, lda), q.at_end), b(extent(q.m, q.n, ldb), q.at_end, 8);
   fill_triangle(a, order, lda, *uplo, *diag, random);
   fill_nan(b);
   for (zor_int j = 0; j < q.n; ++j)
-    for (zor_int i = 0; i < q.m; ++i) b[size_t(i + j * ldb)] = scalar<T>(random.unit(), random.unit());
+    for (zor_int i = 0; i < q.m; ++i) b[size_t(i + j * ldb)] = random_element<T>(random);
   std::vector<T> expected(b.begin(), b.end());
   const T alpha = scalar<T>(q.alpha[0], q.alpha[1]);
   const zor_ref::triangular<T> r{*side, *uplo,    *trans, *diag,           q.m, q.n,
                                  alpha, a.data(), lda,    expected.data(), ldb};
   t == task::solve ? zor_ref::trsm(r) : zor_ref::trmm(r);
   kernel(side, uplo, trans, diag, &q.m, &q.n, &alpha, a.data(), &lda, b.data(), &ldb);
-  ASSERT_TRUE(same_bits(reals(expected.data()), reals(b.data()), expected.size() * parts<T>));
+  ASSERT_TRUE(same_elements(expected, b));
 }
 
 template <class Body>

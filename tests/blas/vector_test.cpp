@@ -121,32 +121,19 @@ std::vector<A> factors() {
     return {0, 1, R(-1.3), nan, inf};
 }
 
-#define ROW_ASUM(name, T, R)                                                                       \
-  TEST(vector, name) {                                                                             \
-    check_one<T>(#name, [](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double* out) { \
-      *out = kernel ? name(&n, x, &incx) : ref::asum(n, x, incx);                                  \
-    });                                                                                            \
-  }
-#define ROW_NRM2(name, T, R)                                                                       \
-  TEST(vector, name) {                                                                             \
-    check_one<T>(#name, [](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double* out) { \
-      *out = kernel ? name(&n, x, &incx) : ref::nrm2(n, x, incx);                                  \
-    });                                                                                            \
-  }
-#define INDEX_TEST(name, T, smallest)                                                              \
-  TEST(vector, name) {                                                                             \
-    check_one<T>(#name, [](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double* out) { \
-      store(kernel ? name(&n, x, &incx) : ref::iamax(n, x, incx, smallest), out);                  \
-    });                                                                                            \
-  }
-#define ROW_IAMAX(name, T) INDEX_TEST(name, T, false)
-#define ROW_IAMIN(name, T) INDEX_TEST(name, T, true)
-#define ROW_SCAL(name, T, A)                                                                      \
-  TEST(vector, name) {                                                                            \
-    for (const A alpha : factors<A>())                                                            \
-      check_one<T>(#name, [=](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, double*) { \
-        kernel ? name(&n, &alpha, x, &incx) : ref::scal(n, alpha, x, incx);                       \
-      });                                                                                         \
+#define ONE_TEST(name, T, kernel_call, reference_call)                             \
+  check_one<T>(#name, [=](bool kernel, zor_int n, T* x, zor_int incx, T*, zor_int, \
+                          [[maybe_unused]] double* out) { kernel ? kernel_call : reference_call; });
+#define VALUE_TEST(name, T, ...) \
+  TEST(vector, name) { ONE_TEST(name, T, store(name(&n, x, &incx), out), store(ref::__VA_ARGS__, out)) }
+#define ROW_ASUM(name, T, R) VALUE_TEST(name, T, asum(n, x, incx))
+#define ROW_NRM2(name, T, R) VALUE_TEST(name, T, nrm2(n, x, incx))
+#define ROW_IAMAX(name, T) VALUE_TEST(name, T, iamax(n, x, incx, false))
+#define ROW_IAMIN(name, T) VALUE_TEST(name, T, iamax(n, x, incx, true))
+#define ROW_SCAL(name, T, A)                                                      \
+  TEST(vector, name) {                                                            \
+    for (const A alpha : factors<A>())                                            \
+      ONE_TEST(name, T, name(&n, &alpha, x, &incx), ref::scal(n, alpha, x, incx)) \
   }
 #define TWO_TEST(name, T, kernel_call, reference_call)                                    \
   check_two<T>(#name, [=](bool kernel, zor_int n, T* x, zor_int incx, T* y, zor_int incy, \

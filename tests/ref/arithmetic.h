@@ -16,6 +16,10 @@ inline bool fuses() {
   return fused;
 }
 
+// Whether fused operations run in software, fifty times as slow. Other builds of this arithmetic, and this
+// build in the other one, have the same blocks and tiles: large sizes are left to them.
+inline bool fuses_in_software() { return fuses() && std::strcmp(zor_core_kern_build(), "baseline") == 0; }
+
 // sum + x y and sum - x y of real numbers: the product rounded first, or one rounding.
 template <class R>
 R plus_product(R sum, R x, R y) {

@@ -467,13 +467,9 @@ void key_goes_with_the_tables() {
   std::_Exit(0);
 }
 
-TEST_F(FreshProcess, FirstCalls) { EXPECT_EXIT(first_calls(), testing::ExitedWithCode(0), ""); }
-TEST_F(FreshProcess, ReleaseComesFirst) {
-  EXPECT_EXIT(release_comes_first(), testing::ExitedWithCode(0), "");
-}
-TEST_F(FreshProcess, NoKeyToBeHad) { EXPECT_EXIT(no_key_to_be_had(), testing::ExitedWithCode(0), ""); }
-TEST_F(FreshProcess, KeyGoesWithTheTables) {
-  EXPECT_EXIT(key_goes_with_the_tables(), testing::ExitedWithCode(0), "");
+TEST_F(FreshProcess, FirstCallsAndTheKey) {
+  for (void (*steps)() : {first_calls, release_comes_first, no_key_to_be_had, key_goes_with_the_tables})
+    EXPECT_EXIT(steps(), testing::ExitedWithCode(0), "");
 }
 
 // A pool that is on or off stays so, whatever becomes of the environment.
