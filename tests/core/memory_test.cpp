@@ -7,11 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/core/sparse_calls.h"
 #include "tests/support/zalloc.h"
 #include "zor/blas.h"
 #include "zor/core.h"
 #include "zor/serv.h"
-#include "zor/sparse.h"
 
 namespace {
 
@@ -119,7 +119,7 @@ struct lower_triangle {
   static constexpr zor_int rows = 260;
   std::vector<double> val;
   std::vector<zor_int> indx, pointers = {1};
-  zor_sparse_desc description(int32_t structure) {
+  zor_sparse_desc description(char structure) {
     for (zor_int r = 0; val.empty() || r < rows; ++r) {
       for (zor_int c = 0; c <= r; ++c) {
         val.push_back(c == r ? 1 : double((r + 3 * c) % 3 - 1));
@@ -127,15 +127,14 @@ struct lower_triangle {
       }
       pointers.push_back(zor_int(val.size()) + 1);
     }
-    return {ZOR_SPARSE_CSR,      'd',        1,           structure,       'l',     'n',     rows, rows,
-            zor_int(val.size()), val.data(), indx.data(), pointers.data(), nullptr, nullptr, 0,    0};
+    return sparse_test::csr({structure, 'l', 'n'}, 1, rows, rows, val, indx, pointers);
   }
 };
 
 // A call on a fresh matrix, with every request failing in turn: it ends as without failures, or says that
 // memory is short and has written nothing.
 template <class Call>
-void expect_done_or_short(int32_t structure, zor_int columns, const Call& call) {
+void expect_done_or_short(char structure, zor_int columns, const Call& call) {
   lower_triangle l;
   const zor_sparse_desc d = l.description(structure);
   const std::vector<double> before(size_t(l.rows * columns), 7);
@@ -219,19 +218,15 @@ TEST(ShortMemory, MatricesAreMadeOrNot) {
   lower_triangle l;
   lower_triangle same;
   const zor_sparse_desc general = l.description('g'), triangle = same.description('t');
-  zor_sparse a = nullptr, t = nullptr;
-  ASSERT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&a, &general));
-  ASSERT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&t, &triangle));
+  const sparse_test::owner a(general), t(triangle);
   const double beta = 2;
   for (const int32_t format :
        {ZOR_SPARSE_CSR, ZOR_SPARSE_COO, ZOR_SPARSE_DIA, ZOR_SPARSE_BSR, ZOR_SPARSE_SKY})
-    expect_made_or_short("convert", [&](zor_sparse* b) { return zor_sparse_convert(b, t, format, 3); });
+    expect_made_or_short("convert", [&](zor_sparse* b) { return zor_sparse_convert(b, t.a, format, 3); });
   for (const char op : {'n', 't'}) {
-    expect_made_or_short("add", [&](zor_sparse* c) { return zor_sparse_add(c, a, op, &beta, a); });
-    expect_made_or_short("multiply", [&](zor_sparse* c) { return zor_sparse_multiply(c, op, a, a); });
+    expect_made_or_short("add", [&](zor_sparse* c) { return zor_sparse_add(c, a.a, op, &beta, a.a); });
+    expect_made_or_short("multiply", [&](zor_sparse* c) { return zor_sparse_multiply(c, op, a.a, a.a); });
   }
-  zor_sparse_free(&a);
-  zor_sparse_free(&t);
 }
 
 }  // namespace

@@ -16,12 +16,13 @@
 #include <thread>
 
 #include "tests/core/products.h"
+#include "tests/core/sparse_calls.h"
 #include "zor/conv.h"
 #include "zor/core.h"
 #include "zor/dft.h"
 #include "zor/lapack.h"
 #include "zor/serv.h"
-#include "zor/sparse.h"
+#include "zor/signatures/blas.h"
 #include "zor/trans.h"
 #include "zor/xblas.h"
 
@@ -137,16 +138,14 @@ TEST(Refusal, OfSenselessNumbers) {
     });
 }
 
-// x y and conj(x) y, exactly.
+// x y or conj(x) y, exactly.
 template <class T>
-std::string dot_of_integers(void (*dot)(T*, const zor_int*, const T*, const zor_int*, const T*,
-                                        const zor_int*),
-                            T expected) {
+std::string dot_of_integers(zor::cdot_fn<T>* dot, int re, int im) {
   const T x[] = {{1, 2}, {3, -1}}, y[] = {{2, 0}, {1, 1}};
   const zor_int n = 2, step = 1;
   T result{};
   dot(&result, &n, x, &step, y, &step);
-  return result.re == expected.re && result.im == expected.im ? "" : "wrong sum";
+  return int(result.re) == re && int(result.im) == im ? "" : "wrong sum";
 }
 
 // Small integers: every path of a product gives the same bits.
@@ -193,8 +192,7 @@ std::string transform_created() {
 std::string matrix_created() {
   const double val[] = {1};
   const zor_int indx[] = {0}, rows[] = {0, 1};
-  const zor_sparse_desc d{ZOR_SPARSE_CSR, 'd',  0,       'g',     0, 0, 1, 1, 1, val,
-                          indx,           rows, nullptr, nullptr, 0, 0};
+  const zor_sparse_desc d = sparse_test::csr({'g'}, 0, 1, 1, 1, val, indx, rows);
   zor_sparse a = nullptr;
   const int32_t status = zor_sparse_create(&a, &d);
   return status == ZOR_SPARSE_NO_MEMORY && a == nullptr ? "" : "status " + std::to_string(status);
@@ -248,22 +246,10 @@ const struct {
     {"zor_core_kern_path", [] { return std::string(zor_core_kern_path()[0] == '/' ? "" : "no path"); }},
     {"zor_core_kern_build",
      [] { return std::string(zor_core_kern_build() != std::string_view("unknown") ? "" : "unknown"); }},
-    {"zor_blas_cdotc",
-     [] {
-       return dot_of_integers(zor_blas_cdotc, {4, 0});
-     }},
-    {"zor_blas_cdotu",
-     [] {
-       return dot_of_integers(zor_blas_cdotu, {6, 6});
-     }},
-    {"zor_blas_zdotc",
-     [] {
-       return dot_of_integers(zor_blas_zdotc, {4, 0});
-     }},
-    {"zor_blas_zdotu",
-     [] {
-       return dot_of_integers(zor_blas_zdotu, {6, 6});
-     }},
+    {"zor_blas_cdotc", [] { return dot_of_integers(zor_blas_cdotc, 4, 0); }},
+    {"zor_blas_cdotu", [] { return dot_of_integers(zor_blas_cdotu, 6, 6); }},
+    {"zor_blas_zdotc", [] { return dot_of_integers(zor_blas_zdotc, 4, 0); }},
+    {"zor_blas_zdotu", [] { return dot_of_integers(zor_blas_zdotu, 6, 6); }},
     {"zor_blas_dgemm", [] { return product_of_integers(4); }},
     {"zor_fft_create", transform_created},
     {"zor_sparse_create", matrix_created},

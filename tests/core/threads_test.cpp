@@ -16,11 +16,11 @@
 #include <thread>
 
 #include "tests/core/products.h"
+#include "tests/core/sparse_calls.h"
 #include "tests/support/threads.h"
 #include "zor/core.h"
 #include "zor/dft.h"
 #include "zor/lapack.h"
-#include "zor/sparse.h"
 #include "zor/trans.h"
 #include "zor/xblas.h"
 
@@ -466,17 +466,13 @@ void* call_every_family(void*) {
     for (zor_int c = std::max<zor_int>(0, r - 8); c <= r; ++c) indx.push_back(c);
     pointers.push_back(zor_int(indx.size()));
   }
-  const zor_sparse_desc d{
-      ZOR_SPARSE_CSR,  'd',     0,       't', 'l', 'n', m, m, pointers.back(), val.data(), indx.data(),
-      pointers.data(), nullptr, nullptr, 0,   0};
-  zor_sparse a = nullptr;
-  EXPECT_EQ(ZOR_SPARSE_OK, zor_sparse_create(&a, &d));
+  const sparse_test::owner triangle(sparse_test::csr({'t', 'l', 'n'}, 0, m, m, val, indx, pointers));
+  const zor_sparse a = triangle.a;
   for (int32_t op : {ZOR_SPARSE_PLAIN, ZOR_SPARSE_TRANSPOSE}) {
     zor_sparse_dmv(a, op, 1, x.data(), 1, y.data());
     zor_sparse_dmm(a, op, ZOR_SPARSE_ROW_MAJOR, 4, 1, x.data(), 4, 1, y.data(), 4);
     zor_sparse_dsm(a, op, ZOR_SPARSE_COLUMN_MAJOR, 4, 1, x.data(), m, y.data(), m);
   }
-  zor_sparse_free(&a);
   for (const auto run : routines_by_value) run(false);
   const std::vector<double> system = random_elements<double>(200 * 200, 17);
   std::vector<double> solution(200);
