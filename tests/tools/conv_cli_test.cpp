@@ -94,8 +94,7 @@ TEST(ConvCli, RecordingsThroughResponses) {
     const samples x = noise(c.frames * channels, 0.1), h = noise(taps * size_t(c.response_channels), 0.2);
     folder.write("x.wav", wav(c.f, x));
     folder.write("h.wav", wav({true, 64, c.response_channels}, h));
-    const outcome o = run(folder, "convolve x.wav h.wav -o z.wav --gain 0.5");
-    ASSERT_EQ(o.status, 0) << o.err;
+    const outcome o = good_run(folder, "convolve x.wav h.wav -o z.wav --gain 0.5");
     const samples z = samples_of(folder.read("z.wav"), c.f);
     ASSERT_EQ(z.size(), (c.frames + taps - 1) * channels);
     const double step = c.f.floating ? 1e-7 : std::ldexp(0.5000001, 1 - c.f.bits);
@@ -113,8 +112,7 @@ TEST(ConvCli, ClippedSamplesAreCounted) {
   const scratch_folder folder;
   folder.write("x.wav", wav({false, 16, 1}, {0.5, -0.75, 0.25, 0}));
   folder.write("h.wav", wav({true, 32, 1}, {2}));
-  const outcome o = run(folder, "convolve x.wav h.wav -o z.wav");
-  ASSERT_EQ(o.status, 0) << o.err;
+  const outcome o = good_run(folder, "convolve x.wav h.wav -o z.wav");
   EXPECT_NE(o.out.find("peak        1.5, 2 samples clipped"), std::string::npos) << o.out;
   EXPECT_EQ(samples_of(folder.read("z.wav"), {false, 16, 1}), (samples{32767.0 / 32768, -1, 0.5, 0}));
 }
@@ -138,8 +136,7 @@ TEST(ConvCli, ImagesThroughKernels) {
     return plane[size_t(std::clamp(i, 0, rows - 1) * columns + std::clamp(j, 0, columns - 1))];
   };
   const double kernel[2][3] = {{0, 0.5, 0.25}, {0.125, 0, 0.125}};
-  outcome o = run(folder, "convolve colour.ppm kernel -o z.ppm");
-  ASSERT_EQ(o.status, 0) << o.err;
+  outcome o = good_run(folder, "convolve colour.ppm kernel -o z.ppm");
   const std::string z = folder.read("z.ppm"), head = "P6\n13 9\n1000\n";
   ASSERT_EQ(z.size(), head.size() + red.size() * 6);
   ASSERT_EQ(z.substr(0, head.size()), head);
@@ -154,8 +151,7 @@ TEST(ConvCli, ImagesThroughKernels) {
         const int value = uint8_t(z[at]) * 256 + uint8_t(z[at + 1]);
         ASSERT_EQ(value, int(std::nearbyint(sum))) << i << " " << j << " plane " << c;
       }
-  o = run(folder, "convolve grey.pgm sobel -o s.pgm --gain 0.25");
-  ASSERT_EQ(o.status, 0) << o.err;
+  o = good_run(folder, "convolve grey.pgm sobel -o s.pgm --gain 0.25");
   const std::string s = folder.read("s.pgm");
   for (int i = 0; i < rows; ++i)
     for (int j = 0; j < columns; ++j) {
@@ -170,7 +166,7 @@ TEST(ConvCli, ImagesThroughKernels) {
     }
   // A constant image stays what it is under a mean.
   folder.write("flat.pgm", "P2 3 2 255 7 7 7 7 7 7");
-  ASSERT_EQ(run(folder, "convolve flat.pgm gauss --sigma 4 -o f.pgm").status, 0);
+  good_run(folder, "convolve flat.pgm gauss --sigma 4 -o f.pgm");
   EXPECT_EQ(folder.read("f.pgm"), "P5\n3 2\n255\n" + std::string(6, 7));
 }
 
@@ -184,8 +180,7 @@ TEST(ConvCli, TemplatesAreFound) {
   }
   folder.write("signal.txt", text);
   folder.write("part.txt", part);
-  outcome o = run(folder, "correlate part.txt signal.txt --plot p.svg");
-  ASSERT_EQ(o.status, 0) << o.err;
+  outcome o = good_run(folder, "correlate part.txt signal.txt --plot p.svg");
   EXPECT_NE(o.out.find("best        217, correlation 1.000000\n"), std::string::npos) << o.out;
   EXPECT_NE(folder.read("p.svg").find("<svg"), std::string::npos);
   // Half as bright and a little lighter than in the image, which has a brighter place elsewhere.
@@ -198,8 +193,7 @@ TEST(ConvCli, TemplatesAreFound) {
     }
   folder.write("image.pgm", image);
   folder.write("pattern.pgm", pattern);
-  o = run(folder, "correlate pattern.pgm image.pgm --plot q.svg");
-  ASSERT_EQ(o.status, 0) << o.err;
+  o = good_run(folder, "correlate pattern.pgm image.pgm --plot q.svg");
   EXPECT_NE(o.out.find("best        column 23, row 11, correlation 0.99"), std::string::npos) << o.out;
   EXPECT_EQ(digest_line(o.out), digest_line(run(folder, "correlate pattern.pgm image.pgm --threads 7").out));
 }
@@ -213,8 +207,7 @@ TEST(ConvCli, ExampleRecordings) {
     std::ifstream kept(std::string(ZOR_EXAMPLES) + "/" + name, std::ios::binary);
     EXPECT_TRUE(folder.read(name) == std::string(std::istreambuf_iterator<char>(kept), {})) << name;
   }
-  const outcome o = run(folder, "convolve string.wav hall.wav -o strings_in_hall.wav");
-  ASSERT_EQ(o.status, 0) << o.err;
+  const outcome o = good_run(folder, "convolve string.wav hall.wav -o strings_in_hall.wav");
   const format f = {false, 16, 1};
   const samples x = samples_of(folder.read("string.wav"), f), h = samples_of(folder.read("hall.wav"), f),
                 z = samples_of(folder.read("strings_in_hall.wav"), f);
@@ -240,8 +233,7 @@ TEST(ConvCli, OddRecordingsAndPipes) {
   const std::string plain = wav(f, x);
   folder.write("x.wav", plain);
   folder.write("h.wav", wav({true, 32, 1}, h));
-  outcome o = run(folder, "convolve x.wav h.wav -o z.wav");
-  ASSERT_EQ(o.status, 0) << o.err;
+  outcome o = good_run(folder, "convolve x.wav h.wav -o z.wav");
   const std::string expected = folder.read("z.wav"), digest = digest_line(o.out);
   const std::string odd_chunk("LIST\3\0\0\0abc\0", 12);
   std::string extended = plain, open_end = plain;
@@ -252,8 +244,7 @@ TEST(ConvCli, OddRecordingsAndPipes) {
        {plain.substr(0, 12) + odd_chunk + plain.substr(12),
         plain.substr(0, 36) + odd_chunk + plain.substr(36), plain + odd_chunk, extended, open_end}) {
     folder.write("v.wav", variant);
-    o = run(folder, "convolve v.wav h.wav -o z.wav");
-    EXPECT_EQ(o.status, 0) << o.err;
+    o = good_run(folder, "convolve v.wav h.wav -o z.wav");
     EXPECT_EQ(digest_line(o.out), digest);
     EXPECT_TRUE(folder.read("z.wav") == expected);
   }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Digests against published ones, and which numbers are told apart.
 #include "tools/digest.h"
 
 #include <gtest/gtest.h>

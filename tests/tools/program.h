@@ -31,6 +31,13 @@ inline outcome run(const scratch_folder& folder, const std::string& arguments) {
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, streams.read("out"), streams.read("err")};
 }
 
+// A run that succeeds.
+inline outcome good_run(const scratch_folder& folder, const std::string& arguments) {
+  const outcome got = run(folder, arguments);
+  EXPECT_EQ(0, got.status) << arguments << ": " << got.err;
+  return got;
+}
+
 // A run that is refused, and the one line of the standard error stream behind the program's name.
 struct refused_run {
   const char* arguments;

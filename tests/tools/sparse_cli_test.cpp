@@ -148,8 +148,7 @@ TEST(SparseCommands, MultiplyEveryKind) {
       SCOPED_TRACE(m + v);
       const mm_matrix a = zor_tools::mm_read(folder.write("a.mtx", m));
       const mm_matrix x = zor_tools::mm_read(folder.write("x.mtx", v.empty() ? ones : v));
-      const outcome got = run(folder, fmt::format("spmv a.mtx {} -o y.mtx", v.empty() ? "" : "x.mtx"));
-      ASSERT_EQ(0, got.status) << got.err;
+      const outcome got = good_run(folder, fmt::format("spmv a.mtx {} -o y.mtx", v.empty() ? "" : "x.mtx"));
       EXPECT_EQ("", got.err);
       const mm_matrix y = zor_tools::mm_read(folder.path("y.mtx"));
       ASSERT_EQ(std::make_pair(a.rows, x.cols), std::make_pair(y.rows, y.cols));
@@ -201,8 +200,7 @@ std::string grid(int side, bool whole) {
 TEST(SparseCommands, TellTheFastestFormat) {
   const scratch_folder folder;
   folder.write("a.mtx", grid(20, false));
-  const outcome got = run(folder, "spmv a.mtx --tune");
-  EXPECT_EQ(0, got.status) << got.err;
+  const outcome got = good_run(folder, "spmv a.mtx --tune");
   for (const char* line : {"tune        --format csr", "tune        --format bsr --block 8",
                            "tune        --format dia", "fastest     --format "})
     EXPECT_NE(got.out.find(line), std::string::npos) << line << got.out;
@@ -215,8 +213,7 @@ TEST(SparseCommands, NanStaysInItsColumn) {
   folder.write("b.mtx", "%%MatrixMarket matrix array real general\n3 2\n1\nnan\n1\n1\n2\n3\n");
   for (const char* command : {"solve a.mtx b.mtx -o x.mtx", "solve a.mtx b.mtx -o x.mtx --method gmres",
                               "spmv a.mtx b.mtx -o x.mtx"}) {
-    const outcome got = run(folder, command);
-    EXPECT_EQ(0, got.status) << got.err;
+    const outcome got = good_run(folder, command);
     const std::vector<double> x = zor_tools::mm_read(folder.path("x.mtx")).re;
     ASSERT_EQ(6u, x.size());
     EXPECT_TRUE(std::any_of(x.begin(), x.begin() + 3, [](double v) { return std::isnan(v); })) << command;
@@ -253,8 +250,7 @@ TEST(SparseCommands, SolveAndReport) {
   for (const char* preconditioner : {"none", "gauss-seidel"}) {
     SCOPED_TRACE(preconditioner);
     const std::string options = fmt::format("--preconditioner {} --tolerance 1e-12 ", preconditioner);
-    const outcome got = run(folder, "solve a.mtx b.mtx -o x.mtx --every 7 --threads 1 " + options);
-    ASSERT_EQ(0, got.status) << got.err;
+    const outcome got = good_run(folder, "solve a.mtx b.mtx -o x.mtx --every 7 --threads 1 " + options);
     const std::vector<double> x = zor_tools::mm_read(folder.path("x.mtx")).re;
     ASSERT_EQ(b.size(), x.size());
     for (size_t j = 0; j < 2; ++j)
@@ -305,7 +301,7 @@ TEST(SparseCommands, SolveAndReport) {
   EXPECT_FALSE(folder.names().contains("kept.mtx")) << "looked for before the work";
   EXPECT_FALSE(folder.names().contains("out.svg"));
   if (!drawn) GTEST_SKIP() << "no gnuplot: the plot was not drawn";
-  EXPECT_EQ(0, run(folder, "solve a.mtx b.mtx --plot \"it's.svg\"").status);
+  good_run(folder, "solve a.mtx b.mtx --plot \"it's.svg\"");
   EXPECT_NE(std::string::npos, folder.read("it's.svg").find("</svg>"));
 }
 
@@ -354,9 +350,8 @@ TEST(SparseCommands, MultiplyTwoMatricesAndConvert) {
       const mm_matrix b = zor_tools::mm_read(folder.path("b.mtx"));
       std::string told[2];
       for (const bool wide : {false, true}) {
-        const outcome got = run(
+        const outcome got = good_run(
             folder, std::string("spmm a.mtx b.mtx -o c.mtx") + (wide ? " --wide-indices --threads 3" : ""));
-        ASSERT_EQ(0, got.status) << got.err;
         told[wide] = digest_line(got.out);
         const mm_matrix c = zor_tools::mm_read(folder.path("c.mtx"));
         std::vector<zor_c64> dense(9);
@@ -411,8 +406,7 @@ TEST(SparseCommands, SolveGeneralMatrices) {
       SCOPED_TRACE(fmt::format("{}, {}", method, preconditioner));
       const std::string command =
           fmt::format("solve a.mtx -o x.mtx --method {} --preconditioner {}", method, preconditioner);
-      const outcome got = run(folder, command);
-      ASSERT_EQ(0, got.status) << got.err;
+      const outcome got = good_run(folder, command);
       EXPECT_EQ(digest_line(got.out), digest_line(run(folder, command + " --threads 3 --wide-indices").out));
       for (const double x : zor_tools::mm_read(folder.path("x.mtx")).re) EXPECT_NEAR(1, x, 1e-8);
     }

@@ -48,13 +48,12 @@ TEST(TransposeCommand, MovesEveryValueWithItsBits) {
   folder.write("a.mtx", zor_tools::mm_array_text(rows, cols, values.data()));
   const std::string text = zor_tools::mm_array_text(cols, rows, expected.data());
   for (const char* options : {"", " --scratch .", " --threads 3"}) {
-    const outcome got = run(folder, std::string("transpose a.mtx -o b.mtx") + options);
-    EXPECT_EQ(0, got.status) << got.err;
+    const outcome got = good_run(folder, std::string("transpose a.mtx -o b.mtx") + options);
     EXPECT_EQ(digest_of(expected), digest_line(got.out)) << options;
     EXPECT_EQ(text, folder.read("b.mtx")) << options;
   }
   EXPECT_EQ((std::set<std::string>{"a.mtx", "b.mtx"}), folder.names());
-  EXPECT_EQ(0, run(folder, "transpose b.mtx -o b.mtx").status);
+  good_run(folder, "transpose b.mtx -o b.mtx");
   EXPECT_EQ(folder.read("a.mtx"), folder.read("b.mtx"));
 }
 
@@ -71,12 +70,12 @@ TEST(TransposeCommand, ComplexAndSymmetricKinds) {
   for (const auto& [from, to] : cases) {
     const scratch_folder folder;
     folder.write("a.mtx", from);
-    EXPECT_EQ(0, run(folder, "transpose a.mtx -o b.mtx").status);
+    good_run(folder, "transpose a.mtx -o b.mtx");
     EXPECT_EQ(to, folder.read("b.mtx"));
   }
   const scratch_folder folder;
   folder.write("a.mtx", cases[0].first);
-  EXPECT_EQ(0, run(folder, "transpose a.mtx -o b.mtx --conjugate").status);
+  good_run(folder, "transpose a.mtx -o b.mtx --conjugate");
   EXPECT_EQ(array + "complex general\n2 1\n1 -inf\n-0 -3\n", folder.read("b.mtx"));
 }
 
