@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "tests/dft/settings.h"
-#include "tests/support/operand.h"
+#include "tests/support/elements.h"
 #include "zor/core.h"
 
 namespace {
@@ -103,10 +103,7 @@ TEST_F(Fft, ReadsBackWhatWasSet) {
   EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_DOMAIN, &domain));
   EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_PRECISION, &precision));
   EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_COMMIT_STATUS, &status));
-  EXPECT_EQ(lengths[0], 1);
-  EXPECT_EQ(lengths[1], 3);
-  EXPECT_EQ(lengths[2], 4);
-  EXPECT_EQ(rank, 3);
+  EXPECT_TRUE(lengths[0] == 1 && lengths[1] == 3 && lengths[2] == 4 && rank == 3);
   EXPECT_EQ(domain, complex_data);
   EXPECT_EQ(precision, double_precision);
   EXPECT_EQ(status, ZOR_DFT_UNCOMMITTED);
@@ -329,13 +326,10 @@ zor_fft make_fft(const settings& t, bool backward) {
 // Random reals, as many as either side of a problem takes.
 template <class R>
 std::vector<R> random_data(const settings& t) {
-  size_t size = 2 * size_t(std::max<zor_int>(t.count, 1)) * size_t(std::max<zor_int>(t.distance, 1));
-  size_t total = 2 * size_t(t.count);
-  for (zor_int n : t.lengths) total *= size_t(n);
-  zor_test::random_bits random(3);
-  std::vector<R> x(std::max(size, total));
-  for (R& v : x) v = R(random.unit());
-  return x;
+  const zor_int size = 2 * std::max<zor_int>(t.count, 1) * std::max<zor_int>(t.distance, 1);
+  zor_int total = 2 * t.count;
+  for (zor_int n : t.lengths) total *= n;
+  return zor_test::random_elements<R>(std::max(size, total), 3);
 }
 
 // The committed transform of random data.
@@ -371,12 +365,7 @@ void compare_threads(const settings& t) {
 }
 
 TEST(Threads, NeverShowInTheBits) {
-  for (const settings& t : problems) {
-    if (t.precision == double_precision)
-      compare_threads<double>(t);
-    else
-      compare_threads<float>(t);
-  }
+  for (const settings& t : problems) in_precision_of(t, [&](auto r) { compare_threads<decltype(r)>(t); });
 }
 
 // One committed transform belongs to all threads: callers that compute at once, each on data of its own, all
@@ -419,12 +408,8 @@ void share_transform(const settings& t) {
 TEST(Threads, ShareOneCommittedTransform) {
   for (const int32_t threads : {1, 3}) {
     zor_core_set_num_threads(threads);
-    for (const settings& t : shared_problems) {
-      if (t.precision == double_precision)
-        share_transform<double>(t);
-      else
-        share_transform<float>(t);
-    }
+    for (const settings& t : shared_problems)
+      in_precision_of(t, [&](auto r) { share_transform<decltype(r)>(t); });
   }
   zor_core_set_num_threads(0);
 }
@@ -432,16 +417,6 @@ TEST(Threads, ShareOneCommittedTransform) {
 // A plan is the same whatever the modes it is made in, which it leaves as they were: results follow the modes
 // of the compute alone, and threads and layouts do not show in them under any.
 constexpr unsigned default_control = 0x1F80, flush = 0x8040, rounding[] = {0x0000, 0x2000, 0x4000, 0x6000};
-class control {
- public:
-  explicit control(unsigned bits) : own_(_mm_getcsr()) { _mm_setcsr(default_control | bits); }
-  control(const control&) = delete;
-  ~control() { _mm_setcsr(own_); }
-
- private:
-  unsigned own_;
-};
-
 template <class R>
 std::vector<R> run_in_modes(const settings& t, unsigned commit_mode, unsigned compute_mode, int32_t threads) {
   zor_core_set_num_threads(threads);
@@ -450,17 +425,14 @@ std::vector<R> run_in_modes(const settings& t, unsigned commit_mode, unsigned co
   double size = 1;
   for (zor_int n : t.lengths) size *= double(n);
   EXPECT_EQ(0, zor_fft_set_real(fft, ZOR_DFT_FORWARD_SCALE, 1.0 / size));
-  {
-    const control mode(commit_mode);
-    EXPECT_EQ(0, zor_fft_commit(fft));
-    EXPECT_EQ(default_control | commit_mode, _mm_getcsr()) << "modes and flags after commit";
-  }
+  const unsigned own = _mm_getcsr();
+  _mm_setcsr(default_control | commit_mode);
+  EXPECT_EQ(0, zor_fft_commit(fft));
+  EXPECT_EQ(default_control | commit_mode, _mm_getcsr()) << "modes and flags after commit";
+  _mm_setcsr(default_control | compute_mode);
   int32_t status = -1;
-  std::vector<R> result;
-  {
-    const control mode(compute_mode);
-    result = result_of<R>(fft, t, false, &status);
-  }
+  const std::vector<R> result = result_of<R>(fft, t, false, &status);
+  _mm_setcsr(own);
   EXPECT_EQ(0, status);
   zor_fft_free(&fft);
   zor_core_set_num_threads(0);
@@ -496,12 +468,7 @@ void compare_modes(const settings& t) {
 }
 
 TEST(Modes, OfCommitNeverShowInTheBits) {
-  for (const settings& t : moded_problems) {
-    if (t.precision == double_precision)
-      compare_modes<double>(t);
-    else
-      compare_modes<float>(t);
-  }
+  for (const settings& t : moded_problems) in_precision_of(t, [&](auto r) { compare_modes<decltype(r)>(t); });
 }
 
 // The kernel library's own front end commits through the threaded layer.

@@ -56,4 +56,10 @@ inline zor_fft make(const settings& s) {
   return fft;
 }
 
+// Calls f with a number of the settings' precision.
+template <class F>
+void in_precision_of(const settings& s, const F& f) {
+  s.precision == double_precision ? f(double()) : f(float());
+}
+
 }  // namespace dft_test

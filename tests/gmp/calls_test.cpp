@@ -66,16 +66,6 @@ TEST(Calls, NamesAreThoseOfGmpBehindAPrefix) {
 #include "zor/tables/core_gmp.inc"
 }
 
-integer power_of_two(zor_bitcnt n, long more) {
-  theirs x;
-  mpz_setbit(x, n);
-  if (more < 0)
-    mpz_sub_ui(x, x, (unsigned long)-more);
-  else
-    mpz_add_ui(x, x, (unsigned long)more);
-  return x.value();
-}
-
 TEST(Lives, BeginWithTheValueThatGmpGives) {
   numbers source(6);
   for (int i = 0; i < 100; ++i) {

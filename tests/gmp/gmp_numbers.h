@@ -28,9 +28,14 @@ using zor_tools::numbers;
 using ours = zor_tools::held<zor_mpz>;
 using theirs = zor_tools::held<__mpz_struct>;
 
-inline integer integer_of(const char* text, int base = 10) {
+// 2^n + more.
+inline integer power_of_two(zor_bitcnt n, long more) {
   theirs x;
-  mpz_set_str(x, text, base);
+  mpz_setbit(x, n);
+  if (more < 0)
+    mpz_sub_ui(x, x, (unsigned long)(-more));
+  else
+    mpz_add_ui(x, x, (unsigned long)(more));
   return x.value();
 }
 

@@ -15,17 +15,6 @@ using zor_tools::product;
 using zor_tools::random_integer;
 using zor_tools::trimmed;
 
-// 2^n + more.
-integer power_of_two(zor_bitcnt n, long more) {
-  theirs x;
-  mpz_setbit(x, n);
-  if (more < 0)
-    mpz_sub_ui(x, x, (unsigned long)(-more));
-  else
-    mpz_add_ui(x, x, (unsigned long)(more));
-  return x.value();
-}
-
 integer negated(integer a) {
   a.negative = !a.negative;
   return trimmed(a);
