@@ -119,12 +119,12 @@ run_scalapack() {
   done
 }
 
-# The input of HPL for a system of the given order on a grid of one row of two ranks.
+# The input of HPL for a system of the given order and lookahead on a grid of one row of two ranks.
 hpl_input() {
-  sed -e "6s/.*/$1/" -e '8s/.*/128/' -e '11s/.*/1/' -e '12s/.*/2/' /usr/share/doc/hpcc/examples/_hpccinf.txt >hpccinf.txt
+  sed -e "6s/.*/$1/" -e '8s/.*/128/' -e '11s/.*/1/' -e '12s/.*/2/' -e "25s/^1/$2/" /usr/share/doc/hpcc/examples/_hpccinf.txt >hpccinf.txt
 }
 run_hpl() {
-  hpl_input 2000
+  hpl_input 2000 1
   over_ours "${mpi[@]}" hpcc >log 2>&1 || true
   row "HPL, 2 ranks" "$(count '\.\.\.\.\.\. PASSED' hpccoutf.txt)" "$(count 'FAILED' hpccoutf.txt)" 1 \
     "$(awk -F= '/^HPL_Tflops=/ {printf "%.1f GFLOP/s", 1000 * $2}' hpccoutf.txt)"
@@ -167,7 +167,8 @@ run_hash() {
   done
   mpicc -O1 "$external/lu_hash.c" -lscalapack-openmpi -o lu_hash 2>log || { row "ScaLAPACK LU hash" 0 1 1 "does not compile"; return; }
   gcc -O1 -fPIC -shared "$external/hpl_hash.c" -o hpl_hash.so 2>log || { row "HPL factors' hash" 0 1 1 "does not compile"; return; }
-  hpl_input 1024
+  # With a lookahead HPL cuts its updates where messages arrive, and the cuts show in the last bits.
+  hpl_input 1024 0
   : >factors
   : >hpl
   local a b
@@ -176,8 +177,6 @@ run_hash() {
       runs_here $a && runs_here $b || continue
       for threads in 1 3; do
         mixed "$a" "$b" ./lu_hash >>factors
-        # Each run of HPC Challenge takes a minute and more: one number of threads for each pair.
-        case $b$threads in baseline1 | v43) ;; *) continue ;; esac
         rm -f hpccoutf.txt
         mixed "$a" "$b" env LD_PRELOAD="$PWD/hpl_hash.so" hpcc | sort | tr '\n' ' ' >>hpl
         grep -c '\.\.\.\.\.\. PASSED' hpccoutf.txt >>hpl || true
