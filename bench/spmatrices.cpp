@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Sums and products of sparse matrices through the public calls, conversions and sweeps by their kernels:
-// double with 32-bit indices, beside a plain loop, Eigen and SuiteSparse:GraphBLAS. scripts/external/scipy_sparse.py
-// measures SciPy on the same matrices.
+// double with 32-bit indices, beside a plain loop, Eigen and SuiteSparse:GraphBLAS.
+// scripts/external/scipy_sparse.py measures SciPy on the same matrices.
 #include <dlfcn.h>
 #include <fmt/format.h>
+#include <sys/mman.h>
 
 #include <cstring>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "bench/matrices.h"
 #include "bench/operands.h"
 #include "bench/pattern.h"
+#include "zor/core.h"
 #include "zor/sparse.h"
 #include "zor/spblas_matrix.h"
 #include "zor/spblas_sweep.h"
@@ -38,11 +40,12 @@ matrix_arrays arrays_of(const pattern& p) {
 
 struct handle {
   zor_sparse a = nullptr;
-  explicit handle(const pattern& p) {
+  handle() = default;
+  explicit handle(const pattern& p, int32_t structure = ZOR_SPARSE_GENERAL) {
     const zor_sparse_desc_lp64 d{ZOR_SPARSE_CSR,
                                  'd',
                                  0,
-                                 'g',
+                                 structure,
                                  0,
                                  0,
                                  p.m,
@@ -80,6 +83,35 @@ outcome run_ours(const handle& a, const handle& b, bool sum, bool totalled) {
   const outcome done{d.nnz, totalled ? std::accumulate(v, v + d.nnz, 0.0) : 0};
   zor_sparse_free(&c);
   return done;
+}
+
+// A call through the public side, two threads against one.
+prepared thread_contenders(const std::function<void()>& call) {
+  const auto on = [=](int32_t threads) {
+    return [=](int64_t repeats) {
+      zor_core_set_num_threads(threads);
+      for (int64_t i = 0; i < repeats; ++i) call();
+    };
+  };
+  prepared ready;
+  ready.contenders = {{"zor", on(2)}, {"zor, 1 thread", on(1)}};
+  return ready;
+}
+prepared arithmetic_threads(const pattern& p, const pattern& q, bool sum) {
+  const auto left = std::make_shared<pattern>(p), right = std::make_shared<pattern>(q);
+  const auto a = std::make_shared<handle>(*left), b = std::make_shared<handle>(*right);
+  return thread_contenders([=, keep = std::pair(left, right)] { run_ours(*a, *b, sum, false); });
+}
+// y := A x, of skyline y := the lower triangle times x.
+prepared format_threads(const pattern& p, int32_t format, int32_t lb) {
+  const auto arrays = std::make_shared<pattern>(p);
+  const handle rows(*arrays, format == ZOR_SPARSE_SKY ? ZOR_SPARSE_TRIANGULAR : ZOR_SPARSE_GENERAL);
+  const auto made = std::make_shared<handle>();
+  if (zor_sparse_convert(&made->a, rows.a, format, lb) != ZOR_SPARSE_OK)
+    throw std::runtime_error(zor_sparse_error_text());
+  const operand<double> x(p.m, 4), y(p.m, 5);
+  fill(x, 4);
+  return thread_contenders([=] { zor_sparse_dmv(made->a, 'n', 1, x.data(), 0, y.data()); });
 }
 
 prepared arithmetic_contenders(const pattern& p, const pattern& q, bool sum) {
@@ -121,6 +153,16 @@ prepared arithmetic_contenders(const pattern& p, const pattern& q, bool sum) {
 
 enum class target { csc, coo, dia, bsr };
 
+// Memory on large pages, as SciPy's arrays have them: on small ones a transposition waits for their tables.
+template <class T>
+operand<T> on_large_pages(int64_t count, int turn) {
+  operand<T> memory(count, turn);
+  constexpr uintptr_t page = 4096;
+  const uintptr_t start = reinterpret_cast<uintptr_t>(memory.data()) / page * page;
+  madvise(reinterpret_cast<void*>(start), size_t(count) * sizeof(T), MADV_HUGEPAGE);
+  return memory;
+}
+
 // Arrays that every contender fills: values, and two arrays of integers.
 struct converted {
   operand<double> value;
@@ -147,8 +189,8 @@ prepared conversion_contenders(const pattern& p, target to) {
   const int64_t room = to == target::dia   ? int64_t(ndiag) * n
                        : to == target::bsr ? int64_t(entries) * size
                                            : entries;
-  const converted out{operand<double>(room, 4), operand<int32_t>(std::max(entries, n + 1), 5),
-                      operand<int32_t>(std::max(entries, n + 1), 6)};
+  const converted out{on_large_pages<double>(room, 4), on_large_pages<int32_t>(std::max(entries, n + 1), 5),
+                      on_large_pages<int32_t>(std::max(entries, n + 1), 6)};
   std::vector<contender> all;
   all.push_back(
       {"zor", [=](int64_t repeats) {
@@ -268,6 +310,24 @@ std::vector<bench_case> spgemm_cases(const environment& env) {
     cases.push_back(timed(fmt::format("sum {}", m.name), 0,
                           [=] { return arithmetic_contenders(m.make(quick), m.shifted(quick), true); }));
   }
+  const auto on_two_threads = [&](const std::string& name, const std::function<prepared()>& setup) {
+    cases.push_back(timed(name + ", 2 threads", 0, setup));
+    cases.back().threads = 2;
+  };
+  for (const auto& m : matrices) {
+    on_two_threads(fmt::format("product {}", m.name), [=] {
+      const pattern a = m.make(quick);
+      return arithmetic_threads(a, a, false);
+    });
+    on_two_threads(fmt::format("sum {}", m.name),
+                   [=] { return arithmetic_threads(m.make(quick), m.shifted(quick), true); });
+  }
+  const auto grid = [=] { return laplacian(quick ? 10 : 1000, 2); };
+  on_two_threads("COO lap1000", [=] { return format_threads(grid(), ZOR_SPARSE_COO, 0); });
+  on_two_threads("DIA lap1000", [=] { return format_threads(grid(), ZOR_SPARSE_DIA, 0); });
+  on_two_threads("BSR 2 x 2 lap1000", [=] { return format_threads(grid(), ZOR_SPARSE_BSR, 2); });
+  on_two_threads("SKY lap100",
+                 [=] { return format_threads(laplacian(quick ? 10 : 100, 2), ZOR_SPARSE_SKY, 0); });
   return cases;
 }
 

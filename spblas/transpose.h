@@ -41,13 +41,6 @@ void shift_starts_back(I* starts, zor_int cols, zor_int origin) {
   starts[0] = I(origin);
 }
 
-namespace thresholds {
-// Tuned: entries from one that is moved to one whose place is asked for; its start is asked for twice as
-// early.
-inline constexpr zor_int moved_ahead = 16;
-}  // namespace thresholds
-
-// Entries go to places all over the result, which are asked for ahead.
 template <class T, class I>
 void transpose(const rows_to_transpose<T, I>& from, const transposed_rows<T, I>& to) {
   const zor_int first = from.rows > 0 ? zor_int(from.ia[0]) : 0;
@@ -60,12 +53,6 @@ void transpose(const rows_to_transpose<T, I>& from, const transposed_rows<T, I>&
   T* const values = from.a == nullptr ? nullptr : to.t - to.origin;
   for (zor_int r = 0, k = 0; r < from.rows; ++r) {
     for (const zor_int end = zor_int(from.ia[r + 1]) - first; k < end; ++k) {
-      if (k + 2 * thresholds::moved_ahead < entries) {
-        __builtin_prefetch(starts + from.ja[k + 2 * thresholds::moved_ahead], 1);
-        const zor_int soon = starts[from.ja[k + thresholds::moved_ahead]];
-        __builtin_prefetch(rows + soon, 1);
-        if (values != nullptr) __builtin_prefetch(values + soon, 1);
-      }
       const zor_int at = starts[from.ja[k]]++;
       rows[at] = I(r + from.row_base);
       if (values != nullptr) values[at] = from.a[k];

@@ -43,14 +43,7 @@ struct row_index {
     if (next.data == nullptr) return false;
     I start = 0;
     for (zor_int row = 0; row < m; start = I(start + count.data[row++])) next.data[row] = start;
-    // In mixed order the places are all over the list: they are asked for ahead.
-    constexpr zor_int ahead = thresholds::coo_entries_ahead;
-    const zor_int asking = listed < thresholds::coo_far_entries ? 0 : listed - 2 * ahead;
     for (zor_int i = 0; i < listed; ++i) {
-      if (i < asking) {
-        touch(next.data + (a.rowind[inside.data[i + 2 * ahead]] - a.base));
-        touch(order.data + next.data[a.rowind[inside.data[i + ahead]] - a.base]);
-      }
       const I e = inside.data[i];
       order.data[next.data[a.rowind[e] - a.base]++] = e;
     }
@@ -98,8 +91,6 @@ template <int N, int R, class T, bool RowMajor, class I>
           touch(p.a.colind + entries.at(k + thresholds::coo_entries_ahead));
         }
         left -= count;
-        const zor_int soon = row + step * thresholds::coo_entries_ahead;
-        if (far && !v.unit() && soon >= 0 && soon < p.m) touch(p.a.val + zor_int(index.diagonal.data[soon]));
         const auto s = row_dots<N, R, 0, true>(entries, conj, 0, count, solved, last);
         entries.order += step * count;
         const T pivot = v.unit() ? T{} : conj_by_sign_if(conj, p.a.val[zor_int(index.diagonal.data[row])]);

@@ -456,6 +456,18 @@ TEST(SparseArithmetic, AnyThreadsGiveTheSameBits) {
       got.insert(got.end(), v, v + d.nnz);
       where.insert(where.end(), d.indx, d.indx + d.nnz);
       where.insert(where.end(), d.pntrb, d.pntrb + n + 1);
+      // What is known of a result without a check is what a check finds.
+      const std::vector<double> x(n, 0.3);
+      std::vector<double> y[2] = {x, x}, z = x;
+      std::string told[2];
+      for (const int checked : {0, 1}) {
+        EXPECT_EQ(checked ? zor_sparse_check(c.a) : 0, ZOR_SPARSE_OK);
+        EXPECT_EQ(zor_sparse_dmv(c.a, 't', 1, x.data(), 0, y[checked].data()), ZOR_SPARSE_OK);
+        EXPECT_EQ(zor_sparse_dgauss(c.a, 'f', x.data(), z.data()), ZOR_SPARSE_NOT_SOLVABLE);
+        told[checked] = zor_sparse_error_text();
+      }
+      EXPECT_EQ(told[0], told[1]);
+      EXPECT_TRUE(same_bits(y[0].data(), y[1].data(), n));
     }
     if (threads == 1) first = got, columns = where;
     ASSERT_EQ(columns, where) << threads;
