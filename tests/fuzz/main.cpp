@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -354,36 +355,20 @@ int main_of(const options& o) {
 int main(int argc, char** argv) try {
   using namespace zor_fuzz;
   std::signal(SIGPIPE, SIG_IGN);
+  if (argc == 2 && std::strcmp(argv[1], "--worker") == 0) return work(), 0;
   options o;
-  for (int i = 1; i < argc; ++i) {
-    const std::string a = argv[i];
-    const auto value = [&]() -> std::string {
-      if (i + 1 == argc) throw std::invalid_argument(a + " wants a value");
-      return argv[++i];
-    };
-    if (a == "--worker") return work(), 0;
-    if (a == "--first")
-      o.first = std::stoull(value());
-    else if (a == "--count")
-      o.count = std::stoull(value());
-    else if (a == "--seconds")
-      o.seconds = std::stod(value()), o.first = uint64_t(std::time(nullptr)) << 20;
-    else if (a == "--only")
-      o.filter = value();
-    else if (a == "--self-test")
-      o.self_test = true;
-    else if (a == "--list")
-      o.list = true;
-    else if (a[0] != '-')
-      o.text = a;
-    else
-      throw std::invalid_argument("unknown option " + a);
-  }
+  CLI::App app{"Routines with drawn arguments, on all builds, on guarded memory: tests/fuzz/README.md"};
+  auto* const first = app.add_option("--first", o.first, "the first seed");
+  app.add_option("--count", o.count, "how many seeds");
+  app.add_option("--seconds", o.seconds, "as many seeds as fit; they begin at the time of day");
+  app.add_option("--only", o.filter, "rows of a group, or with a part of their name");
+  app.add_flag("--list", o.list, "groups and their numbers of rows");
+  app.add_flag("--self-test", o.self_test, "finds the planted faults");
+  app.add_option("case", o.text, "one case: NAME seed=N and draws");
+  CLI11_PARSE(app, argc, argv);
+  if (o.seconds > 0 && first->count() == 0) o.first = uint64_t(std::time(nullptr)) << 20;
   return main_of(o);
 } catch (const std::exception& e) {
-  std::fprintf(stderr,
-               "zor_fuzz: %s\nusage: zor_fuzz [--first SEED] [--count N | --seconds S] [--only NAME] "
-               "[--list] | 'CASE'\n",
-               e.what());
+  std::fprintf(stderr, "zor_fuzz: %s\n", e.what());
   return 2;
 }
