@@ -77,10 +77,9 @@ R dot_unit(zor_int n, const R* x, const R* y) {
   return sum_lanes(((a0 + a1) + a2) + a3);
 }
 
-}  // namespace
-
+// In line in every entry: short vectors feel each jump.
 template <class T>
-T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
+[[gnu::always_inline]] inline T dot_of(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   if (n < 1) return 0;
   if (unit_pair(incx, incy)) {
     if (on_real_boundary(x) && on_real_boundary(y))
@@ -93,11 +92,18 @@ T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   for (zor_int i = 0; i < n; ++i) sum = sum + load_element(x + i * incx) * load_element(y + i * incy);
   return sum;
 }
+
+}  // namespace
+
+template <class T>
+T dot(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
+  return dot_of(n, x, incx, y, incy);
+}
 template float dot(zor_int, const float*, zor_int, const float*, zor_int);
 template double dot(zor_int, const double*, zor_int, const double*, zor_int);
 
 }  // namespace zor
 
 #define ROW_DOT(name, T) \
-  extern "C" SIG_DOT(name, T) { return zor::dot<T>(*n, x, *incx, y, *incy); }
+  extern "C" SIG_DOT(name, T) { return zor::dot_of<T>(*n, x, *incx, y, *incy); }
 #include "zor/tables/blas_vector.inc"
