@@ -250,10 +250,14 @@ TEST(vector, complex_sums_in_every_rounding_mode) {
   check_rounding<zor_c64>("xzaxpy", axpy_of(zor_c64{0.7, -1.3}, zor_blas_xzaxpy));
 }
 
-enum class addends { uniform, powers_of_two, short_integers, half_spacings, wide_range, zeros_and_integers };
-constexpr addends all_addends[] = {addends::uniform,        addends::powers_of_two,
-                                   addends::short_integers, addends::half_spacings,
-                                   addends::wide_range,     addends::zeros_and_integers};
+// Uniform, powers of two, short integers, halves of the sum's spacing, a wide range, zeros and integers.
+constexpr double (*addends[])(random_bits&) = {
+    [](random_bits& r) { return r.unit(); },
+    [](random_bits& r) { return std::ldexp(1.0, -int(r.between(0, 27))); },
+    [](random_bits& r) { return std::ldexp(double(r.between(-7, 7)), -int(r.between(0, 30))); },
+    [](random_bits& r) { return r.between(0, 9) == 0 ? 1.0 : 0x1p-26; },
+    [](random_bits& r) { return std::ldexp(r.unit(), int(r.between(-600, 0))); },
+    [](random_bits& r) { return double(r.between(-3, 3)); }};
 
 // The scaled norm where its sum crosses binades, meets ties (halves of the spacing of the sum) and follows
 // the other rounding modes.
@@ -263,37 +267,16 @@ TEST(vector, norm_of_ties_and_binades) {
   const zor_int one = 1;
   for (const int mode : rounding_modes) {
     for (const zor_int n : {32, 64, 100, 333, 3000, 20000}) {
-      for (const addends kind : all_addends) {
+      for (const auto& addend : addends) {
         std::vector<double> x(static_cast<size_t>(n));
-        for (double& v : x) {
-          switch (kind) {
-            case addends::uniform:
-              v = random.unit();
-              break;
-            case addends::powers_of_two:
-              v = std::ldexp(1.0, -int(random.between(0, 27)));
-              break;
-            case addends::short_integers:
-              v = std::ldexp(double(random.between(-7, 7)), -int(random.between(0, 30)));
-              break;
-            case addends::half_spacings:
-              v = random.between(0, 9) == 0 ? 1.0 : 0x1p-26;
-              break;
-            case addends::wide_range:
-              v = std::ldexp(random.unit(), int(random.between(-600, 0)));
-              break;
-            case addends::zeros_and_integers:
-              v = double(random.between(-3, 3));
-              break;
-          }
-        }
-        if (kind != addends::zeros_and_integers) x[0] = 1;
+        for (double& v : x) v = addend(random);
+        if (&addend != std::end(addends) - 1) x[0] = 1;
         std::fesetround(mode);
         const double expected = ref::nrm2(n, x.data(), one);
         const double actual = zor_blas_dnrm2(&n, x.data(), &one);
         std::fesetround(FE_TONEAREST);
         EXPECT_TRUE(same_bits(&expected, &actual, 1))
-            << "n=" << n << " addends " << int(kind) << " mode " << mode;
+            << "n=" << n << " addends " << &addend - addends << " mode " << mode;
       }
     }
   }

@@ -22,22 +22,7 @@ namespace {
 // leading dimension of at least 3. band: diagonals of a band of 3 rows. scalar, data: must not be null. The
 // others stand in routines by value alone: codes, a stride of at least 1, the gap from matrix to matrix
 // of 9 elements, row interchanges, a factorisation of the caller, any pointer and null.
-enum class kind {
-  letter,
-  size,
-  step,
-  walk,
-  lead,
-  band,
-  scalar,
-  data,
-  code,
-  stride,
-  gap,
-  pivots,
-  factors,
-  any
-};
+enum class kind { letter, size, step, walk, lead, band, scalar, data, code, stride, gap, pivots, given, any };
 struct parameter {
   std::string name;
   kind what;
@@ -63,7 +48,7 @@ parameter parameter_of(const std::string& word) {
                                                          {"ku", {"ku", kind::band, 1}},
                                                          {"count", {"count", kind::size, 2}},
                                                          {"ipiv", {"ipiv", kind::pivots}},
-                                                         {"factors", {"factors", kind::factors}},
+                                                         {"factors", {"factors", kind::given}},
                                                          {"c*", {"c", kind::scalar}},
                                                          {"s*", {"s", kind::scalar}}};
   if (const auto found = known.find(word); found != known.end()) return found->second;
@@ -90,7 +75,7 @@ struct routine {
   }
   bool holds_pointer(size_t i) const {
     const kind what = parameters[i].what;
-    return how == passing::pointers || what == kind::data || what == kind::pivots || what == kind::factors ||
+    return how == passing::pointers || what == kind::data || what == kind::pivots || what == kind::given ||
            what == kind::any;
   }
   const char* name;
@@ -219,7 +204,7 @@ struct call {
       const auto& [name, what, good] = r.parameters[i];
       unsigned char* const bytes = operands[i].bytes;
       std::memset(bytes, what == kind::data ? 0x3F : 0, sizeof operands[i].bytes);
-      arguments[i] = what == kind::factors || what == kind::any ? nullptr : bytes;
+      arguments[i] = what == kind::given || what == kind::any ? nullptr : bytes;
       if (what == kind::letter) set_letter(i, char(good));
       if (what == kind::scalar) std::memset(bytes, 0x40, 16);
       if (what == kind::pivots) std::memcpy(bytes, rows, sizeof rows);
@@ -253,7 +238,7 @@ struct call {
 // Spoils argument i in the way'th way; false when there are no more ways.
 bool spoil(call& c, size_t i, int way) {
   const kind what = c.which.parameters[i].what;
-  if (what == kind::factors) {  // routines of the caller that are not there
+  if (what == kind::given) {  // routines of the caller that are not there
     c.arguments[i] = c.operands[i].bytes;
     return way == 0;
   }
@@ -262,35 +247,20 @@ bool spoil(call& c, size_t i, int way) {
     c.arguments[i] = nullptr;
     return true;
   }
-  if (what == kind::letter) {
-    const char wrong[] = {'X', '\0', '@', char('N' + 64), '1'};
-    if (way >= int(std::size(wrong))) return false;
-    c.set_letter(i, wrong[way]);
-    return true;
-  }
-  switch (what) {
-    case kind::size:
-    case kind::band:
-      c.set(i, -1 - way);
-      return way < 2;
-    case kind::lead:
-      c.set(i, 2 - way);
-      return way < 4;
-    case kind::step:
-      c.set(i, 0);
-      return way < 1;
-    case kind::code:
-      c.set(i, way == 0 ? 0 : way == 1 ? 120 : 215);
-      return way < 3;
-    case kind::stride:
-      c.set(i, -way);
-      return way < 2;
-    case kind::gap:
-      c.set(i, way == 0 ? 8 : 9 - 9 * way);
-      return way < 3;
-    default:
-      return false;
-  }
+  static const std::map<kind, std::vector<zor_int>> wrong = {
+      {kind::letter, {'X', '\0', '@', char('N' + 64), '1'}},
+      {kind::size, {-1, -2}},
+      {kind::band, {-1, -2}},
+      {kind::lead, {2, 1, 0, -1}},
+      {kind::step, {0}},
+      {kind::code, {0, 120, 215}},
+      {kind::stride, {0, -1}},
+      {kind::gap, {8, 0, -9}}};
+  const auto values = wrong.find(what);
+  if (values == wrong.end() || way >= int(values->second.size())) return false;
+  const zor_int value = values->second[size_t(way)];
+  what == kind::letter ? c.set_letter(i, char(value)) : c.set(i, value);
+  return true;
 }
 
 class BadArguments : public ::testing::Test {
