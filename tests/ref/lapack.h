@@ -74,30 +74,43 @@ void rot3(zor_int n, T* x, T* y, T* z, T tau, T h1, T h2) {
 
 // ---- Tridiagonal matrices.
 
+// The factors, and on the way b as far as they take it; b may be null.
 template <class T>
-zor_int dttrfb(zor_int n, T* dl, T* d, const T* du) {
+zor_int factor_from_both_ends(zor_int n, T* dl, T* d, const T* du, T* b) {
   if (n == 0) return 0;
   const zor_int h = (n - 1) / 2, c = n - 1 - h;
+  const auto pivot = [&](zor_int i) {
+    d[i] = over(unity<T>(), d[i]);
+    if (b != nullptr) b[i] = times(b[i], d[i]);
+  };
   const auto top = [&](zor_int i) {
     d[i] = over(unity<T>(), d[i]);
     dl[i] = times(dl[i], d[i]);
     d[i + 1] = minus(d[i + 1], times(dl[i], du[i]));
+    if (b != nullptr) b[i + 1] = minus(b[i + 1], times(b[i], dl[i]));
   };
   for (zor_int i = 0; i < h; ++i) {
     if (no_pivot(d[i])) return i + 1;
     top(i);
-    if (no_pivot(d[n - 1 - i])) return n - i;
-    d[n - 1 - i] = over(unity<T>(), d[n - 1 - i]);
-    dl[n - 2 - i] = times(dl[n - 2 - i], d[n - 1 - i]);
-    d[n - 2 - i] = minus(d[n - 2 - i], times(dl[n - 2 - i], du[n - 2 - i]));
+    const zor_int j = n - 1 - i;
+    if (no_pivot(d[j])) return n - i;
+    pivot(j);
+    dl[j - 1] = times(dl[j - 1], d[j]);
+    d[j - 1] = minus(d[j - 1], times(dl[j - 1], du[j - 1]));
+    if (b != nullptr) b[j - 1] = minus(b[j - 1], times(du[j - 1], b[j]));
   }
   if (n % 2 == 0) {
     if (no_pivot(d[h])) return h + 1;
     top(h);
   }
   if (no_pivot(d[c])) return n - h;
-  d[c] = over(unity<T>(), d[c]);
+  pivot(c);
   return 0;
+}
+
+template <class T>
+zor_int dttrfb(zor_int n, T* dl, T* d, const T* du) {
+  return factor_from_both_ends<T>(n, dl, d, du, nullptr);
 }
 
 template <class T>
@@ -137,31 +150,8 @@ zor_int dtsvb(zor_int n, zor_int nrhs, T* dl, T* d, const T* du, T* b, zor_int l
     if (info == 0) dttrsb('N', n, nrhs, dl, d, du, b, ldb);
     return info;
   }
-  const zor_int h = (n - 1) / 2, c = n - 1 - h;
-  const auto top = [&](zor_int i) {
-    d[i] = over(unity<T>(), d[i]);
-    dl[i] = times(dl[i], d[i]);
-    d[i + 1] = minus(d[i + 1], times(dl[i], du[i]));
-    b[i + 1] = minus(b[i + 1], times(b[i], dl[i]));
-  };
-  for (zor_int i = 0; i < h; ++i) {
-    if (no_pivot(d[i])) return i + 1;
-    top(i);
-    const zor_int j = n - 1 - i;
-    if (no_pivot(d[j])) return n - i;
-    d[j] = over(unity<T>(), d[j]);
-    dl[j - 1] = times(dl[j - 1], d[j]);
-    d[j - 1] = minus(d[j - 1], times(dl[j - 1], du[j - 1]));
-    b[j] = times(b[j], d[j]);
-    b[j - 1] = minus(b[j - 1], times(du[j - 1], b[j]));
-  }
-  if (n % 2 == 0) {
-    if (no_pivot(d[h])) return h + 1;
-    top(h);
-  }
-  if (no_pivot(d[c])) return n - h;
-  d[c] = over(unity<T>(), d[c]);
-  b[c] = times(b[c], d[c]);
+  const zor_int h = (n - 1) / 2, c = n - 1 - h, info = factor_from_both_ends(n, dl, d, du, b);
+  if (info != 0) return info;
   if (n % 2 == 0) b[h] = times(minus(b[h], times(b[h + 1], du[h])), d[h]);
   for (zor_int j = c + 1; j < n; ++j) b[j] = minus(b[j], times(b[j - 1], dl[j - 1]));
   for (zor_int k = h - 1; k >= 0; --k) b[k] = times(minus(b[k], times(b[k + 1], du[k])), d[k]);
