@@ -33,8 +33,24 @@ struct conversion {
   sparse_matrix& to;
   scoped_arrays& made;
 
+  // The kernels move doubles: the elements themselves, straight to the result, or the numbers of others.
+  static constexpr bool moves_elements = std::is_same_v<T, double>;
+  double* source(const zor::scratch<double>& numbers) const {
+    if constexpr (moves_elements) {
+      return csr.val;
+    } else {
+      if (numbers.data != nullptr) number_all(entries, numbers.data);
+      return numbers.data;
+    }
+  }
+  double* target(const zor::scratch<double>& moved, zor_int elements) {
+    if constexpr (!moves_elements) return moved.data;
+    owned_arrays::allocate(made.val, elements, sizeof(T));
+    return static_cast<double*>(made.val);
+  }
   // Elements of the result from the numbers that the kernels have placed.
   bool fetch_values(const double* numbers, zor_int elements) {
+    if constexpr (moves_elements) return true;
     if (!owned_arrays::allocate(made.val, elements, sizeof(T))) return false;
     fetch_elements(a.type, csr.val, numbers, elements, made.val);
     return true;
@@ -47,55 +63,49 @@ struct conversion {
   }
 
   int32_t to_coo() {
-    const zor::scratch<double> numbers(entries), moved(entries);
-    if (entries > 0 && (numbers.data == nullptr || moved.data == nullptr)) return short_of_memory();
+    const zor::scratch<double> numbers(moves_elements ? 0 : entries), moved(moves_elements ? 0 : entries);
+    double *const from = source(numbers), *const placed = target(moved, entries);
+    if (entries > 0 && (from == nullptr || placed == nullptr)) return short_of_memory();
     if (!owned_arrays::allocate(made.indx, entries, sizeof(I)) ||
         !owned_arrays::allocate(made.rowind, entries, sizeof(I)))
       return short_of_memory();
-    number_all(entries, numbers.data);
     const I job[6] = {0, I(a.base), I(a.base), 0, I(entries), 3}, n = I(a.rows);
     I nnz = 0, info = 0;
-    coo_conversion<I>()(job, &n, numbers.data, csr.indx, csr.pntr, &nnz, moved.data,
-                        static_cast<I*>(made.rowind), static_cast<I*>(made.indx), &info);
+    coo_conversion<I>()(job, &n, from, csr.indx, csr.pntr, &nnz, placed, static_cast<I*>(made.rowind),
+                        static_cast<I*>(made.indx), &info);
     to.nnz = nnz;
-    return fetch_values(moved.data, entries) ? ZOR_SPARSE_OK : short_of_memory();
+    return fetch_values(placed, entries) ? ZOR_SPARSE_OK : short_of_memory();
   }
 
-  // The distances that occur, in ascending order; null when memory is short.
-  zor_int distances(I* list) const {
-    const zor_int all = std::max<zor_int>(2 * a.rows - 1, 1);
-    const zor::scratch<char> met(all);
-    if (met.data == nullptr) return -1;
-    std::memset(met.data, 0, size_t(all));
+  // Marks the distances that occur, and counts them.
+  zor_int mark_distances(char* met, zor_int all) const {
+    std::memset(met, 0, size_t(all));
     for (zor_int r = 0; r < a.rows; ++r)
       for (zor_int k = csr.pntr[r] - a.base; k < csr.pntr[r + 1] - a.base; ++k)
-        met.data[zor_int(csr.indx[k]) - a.base - r + a.rows - 1] = 1;
-    zor_int count = 0;
-    for (zor_int d = 0; d < all; ++d) {
-      if (met.data[d] == 0) continue;
-      if (list != nullptr) list[count] = I(d - (a.rows - 1));
-      ++count;
-    }
-    return count;
+        met[zor_int(csr.indx[k]) - a.base - r + a.rows - 1] = 1;
+    return std::count(met, met + all, 1);
   }
   int32_t to_dia() {
-    const zor_int count = distances(nullptr),
-                  elements = saturating_product(std::max<zor_int>(count, 0), a.rows);
-    if (count < 0) return short_of_memory();
+    const zor_int all = std::max<zor_int>(2 * a.rows - 1, 1);
+    const zor::scratch<char> met(all);
+    if (met.data == nullptr) return short_of_memory();
+    const zor_int count = mark_distances(met.data, all), elements = saturating_product(count, a.rows);
     if (fills_in(a, elements, entries)) return too_full("DIA", elements, entries);
-    const zor::scratch<double> numbers(entries), moved(elements);
-    if ((entries > 0 && numbers.data == nullptr) || (elements > 0 && moved.data == nullptr) ||
+    const zor::scratch<double> numbers(moves_elements ? 0 : entries), moved(moves_elements ? 0 : elements);
+    double *const from = source(numbers), *const placed = target(moved, elements);
+    if ((entries > 0 && from == nullptr) || (elements > 0 && placed == nullptr) ||
         !owned_arrays::allocate(made.indx, count, sizeof(I)))
       return short_of_memory();
-    if (distances(static_cast<I*>(made.indx)) != count) return short_of_memory();
-    number_all(entries, numbers.data);
+    I* list = static_cast<I*>(made.indx);
+    for (zor_int d = 0; d < all; ++d)
+      if (met.data[d] != 0) *list++ = I(d - (a.rows - 1));
     const I job[6] = {0, I(a.base), I(a.base), 0, 0, 0}, n = I(a.rows), lval = n;
     I used = I(count);
-    dia_conversion<I>()(job, &n, numbers.data, csr.indx, csr.pntr, moved.data, &lval,
-                        static_cast<I*>(made.indx), &used, nullptr, nullptr, nullptr);
+    dia_conversion<I>()(job, &n, from, csr.indx, csr.pntr, placed, &lval, static_cast<I*>(made.indx), &used,
+                        nullptr, nullptr, nullptr);
     to.nnz = count;
     to.lval = a.rows;
-    return fetch_values(moved.data, elements) ? ZOR_SPARSE_OK : short_of_memory();
+    return fetch_values(placed, elements) ? ZOR_SPARSE_OK : short_of_memory();
   }
 
   int32_t to_sky() {
@@ -110,14 +120,13 @@ struct conversion {
     if (!profile_elements(elements)) return short_of_memory();
     if (fills_in(a, elements, entries)) return too_full("skyline", elements, entries);
     if (elements >= limit) return too_full("skyline of 32-bit positions", elements, entries);
-    const zor::scratch<double> numbers(entries), moved(elements);
-    if ((entries > 0 && numbers.data == nullptr) || (elements > 0 && moved.data == nullptr))
-      return short_of_memory();
-    number_all(entries, numbers.data);
+    const zor::scratch<double> numbers(moves_elements ? 0 : entries), moved(moves_elements ? 0 : elements);
+    double *const from = source(numbers), *const placed = target(moved, elements);
+    if ((entries > 0 && from == nullptr) || (elements > 0 && placed == nullptr)) return short_of_memory();
     job[5] = 0;
-    sky_conversion<I>()(job, &n, numbers.data, csr.indx, csr.pntr, moved.data, pntr, &info);
+    sky_conversion<I>()(job, &n, from, csr.indx, csr.pntr, placed, pntr, &info);
     to.nnz = elements;
-    return fetch_values(moved.data, elements) ? ZOR_SPARSE_OK : short_of_memory();
+    return fetch_values(placed, elements) ? ZOR_SPARSE_OK : short_of_memory();
   }
   // The lengths of all profiles together, in 64 bits whatever the integers of the matrix.
   bool profile_elements(zor_int& elements) const {
@@ -149,23 +158,26 @@ struct conversion {
     const zor_int blocks = zor_int(pntr[lines]) - zor_int(pntr[0]),
                   elements = saturating_product(blocks, lb, lb);
     if (fills_in(a, elements, entries)) return too_full("BSR", elements, entries);
-    const zor::scratch<double> numbers(entries), moved(elements), order_of_blocks(blocks);
-    if ((entries > 0 && numbers.data == nullptr) || (elements > 0 && moved.data == nullptr) ||
+    const zor::scratch<double> numbers(moves_elements ? 0 : entries), moved(elements),
+        order_of_blocks(blocks);
+    double* const from = source(numbers);
+    if ((entries > 0 && from == nullptr) || (elements > 0 && moved.data == nullptr) ||
         (blocks > 0 && order_of_blocks.data == nullptr))
       return short_of_memory();
-    number_all(entries, numbers.data);
     job[5] = 3;
-    bsr_conversion<I>()(job, &n, &order, &stored, numbers.data, csr.indx, csr.pntr, moved.data, indx, pntr,
-                        &info);
+    bsr_conversion<I>()(job, &n, &order, &stored, from, csr.indx, csr.pntr, moved.data, indx, pntr, &info);
     if (info != 0) return short_of_memory();
     // The kernel stores blocks as the rows meet them; solves and sweeps want them sorted.
     number_all(blocks, order_of_blocks.data);
     sort_all_rows<double, I>(lines, a.base, pntr, indx, order_of_blocks.data);
     if (!owned_arrays::allocate(made.val, elements, sizeof(T))) return short_of_memory();
     for (zor_int p = 0; p < blocks; ++p) {
-      const zor_int from = zor_int(order_of_blocks.data[p]) - 1;
-      fetch_elements(a.type, csr.val, moved.data + from * lb * lb, lb * lb,
-                     static_cast<T*>(made.val) + p * lb * lb);
+      const double* const block = moved.data + (zor_int(order_of_blocks.data[p]) - 1) * lb * lb;
+      T* const place = static_cast<T*>(made.val) + p * lb * lb;
+      if constexpr (moves_elements)
+        std::copy_n(block, lb * lb, place);
+      else
+        fetch_elements(a.type, csr.val, block, lb * lb, place);
     }
     to.nnz = blocks;
     to.lb = lb;
@@ -173,15 +185,34 @@ struct conversion {
   }
 };
 
+// The rows sorted, with the entries of one place added, and their positions counted from the base.
 template <class T, class I>
-int32_t convert(const sparse_matrix& a, int32_t format, zor_int lb, zor_sparse* handle) {
-  const zor_int given = entries_of<T, I>(a);
-  scoped_arrays copy, made;
-  if (!allocate_rows<T, I>(copy, a.rows, given)) return short_of_memory();
+bool copy_sorted(const sparse_matrix& a, scoped_arrays& copy) {
+  if (!allocate_rows<T, I>(copy, a.rows, entries_of<T, I>(a))) return false;
   const auto csr = rows_of<T, I>(copy);
   copy_rows(a, a.base, csr);
   sort_all_rows<T, I>(a.rows, a.base, csr.pntr, csr.indx, csr.val);
   add_repeats(a.rows, a.base, csr);
+  return true;
+}
+
+// The caller's arrays, which nothing writes to, where they are like that.
+template <class T, class I>
+bool take_as_given(const sparse_matrix& a, row_arrays<T, I>& csr) {
+  const csr_arrays<T, I> m(a);
+  if (a.rows == 0 || !a.ascending || m.pntre != m.pntrb + 1 || zor_int(m.pntrb[0]) != a.base) return false;
+  csr = {const_cast<T*>(m.val), const_cast<I*>(m.indx), const_cast<I*>(m.pntrb)};
+  return true;
+}
+
+template <class T, class I>
+int32_t convert(const sparse_matrix& a, int32_t format, zor_int lb, zor_sparse* handle) {
+  scoped_arrays copy, made;
+  row_arrays<T, I> csr;
+  if (format == ZOR_SPARSE_CSR || !take_as_given(a, csr)) {
+    if (!copy_sorted<T, I>(a, copy)) return short_of_memory();
+    csr = rows_of<T, I>(copy);
+  }
   sparse_matrix to{};
   to.take_view(a, format);
   conversion<T, I> c{a, csr, zor_int(csr.pntr[a.rows]) - a.base, to, made};
