@@ -202,6 +202,18 @@ void triangular(const char* routine, const char* uplo, const char* trans, const 
 }
 
 template <class T>
+void tbmv(zor::xtbmv_fn<T>* kernel, const char* uplo, const char* trans, const char* diag, const zor_int* n,
+          const zor_int* k, const T* a, const zor_int* lda, T* x, const zor_int* incx) {
+  const int32_t threads = threads_for_band<T>(*n, *k);
+  const bool lower = is_letter(uplo, 'U') != is_plain(trans);
+  const auto multiply = [&](zor_int first, zor_int size, T* v) {
+    kernel(uplo, trans, diag, &size, k, a + first * *lda, lda, v, &one_step);
+  };
+  if (threads == 1 || !banded_product<T>{*n, lower ? *k : 0, lower ? 0 : *k, x, incx}.run(threads, multiply))
+    kernel(uplo, trans, diag, n, k, a, lda, x, incx);
+}
+
+template <class T>
 void trmv(zor::xtrmv_fn<T>* kernel, const char* uplo, const char* trans, const char* diag, const zor_int* n,
           const T* a, const zor_int* lda, T* x, const zor_int* incx) {
   const int32_t threads = threads_for_matrix<T>(*n, *n, 2 * zor::thresholds::threaded_matrix_bytes);
@@ -303,9 +315,14 @@ using namespace zor_core;
   extern "C" SIG_XTBMV(name, T) {                                                               \
     KERNEL(name, zor::xtbmv_fn<T>);                                                             \
     triangular(#name, uplo, trans, diag, n, k, a, {lda, band_rows(value(k), 0)}, x, incx, true, \
+               [=] { tbmv(kernel.get(), uplo, trans, diag, n, k, a, lda, x, incx); });          \
+  }
+#define ROW_TBSV(name, T)                                                                       \
+  extern "C" SIG_XTBMV(name, T) {                                                               \
+    KERNEL(name, zor::xtbmv_fn<T>);                                                             \
+    triangular(#name, uplo, trans, diag, n, k, a, {lda, band_rows(value(k), 0)}, x, incx, true, \
                [=] { kernel.get()(uplo, trans, diag, n, k, a, lda, x, incx); });                \
   }
-#define ROW_TBSV ROW_TBMV
 #define ROW_TPMV(name, T)                                                              \
   extern "C" SIG_XTPMV(name, T) {                                                      \
     KERNEL(name, zor::xtpmv_fn<T>);                                                    \

@@ -170,6 +170,53 @@ void threaded_gbmv(int32_t threads, const char* trans, zor_int m, zor_int n, zor
   });
 }
 
+// ---- Products with a triangular band: pieces of x, each with the elements that it meets, which lie on one
+// side. These are computed too, in a copy, as far as the copy goes: the first terms of their sums, so that
+// nothing is raised that the whole would not raise.
+
+template <class T>
+struct banded_product {
+  zor_int n, before, behind;  // elements that one meets, before or behind it
+  T* x;
+  const zor_int* incx;
+
+  zor_int pieces_for(int32_t threads) const {
+    return std::clamp<zor_int>(n / matvec_grain / (1 + (before + behind) / 16), 1, threads);
+  }
+
+  // multiply(first, size, v) computes elements `first` on in v. False, with nothing done, when there is no
+  // memory.
+  template <class Multiply>
+  bool run(int32_t threads, const Multiply& multiply) const {
+    const zor_int pieces = pieces_for(threads), both = before + behind;
+    T* const memory = static_cast<T*>(zor_serv_allocate(uint64_t(n + pieces * both) * sizeof(T), 64));
+    if (memory == nullptr) return false;
+    const auto over_pieces_of_band = [&](const auto& body) {
+      for_each_piece(threads, pieces, [&](zor_int piece) {
+        const zor_int first = cut(n, matvec_grain, pieces, piece),
+                      last = cut(n, matvec_grain, pieces, piece + 1);
+        const zor_int begin = first > before ? first - before : 0,
+                      end = n - last > behind ? last + behind : n;
+        body(first, last - first, begin, end - begin, memory + first + piece * both);
+      });
+    };
+    over_pieces_of_band([&](zor_int, zor_int, zor_int begin, zor_int size, T* v) {
+      copy_of(size, part(x, n, *incx, begin, size), incx, v);
+    });
+    over_pieces_of_band([&](zor_int first, zor_int count, zor_int begin, zor_int size, T* v) {
+      multiply(begin, size, v);
+      kernels<T>::copy(&count, v + (first - begin), &one_step, part(x, n, *incx, first, count), incx);
+    });
+    zor_serv_deallocate(memory);
+    return true;
+  }
+};
+
+template <class T>
+int32_t threads_for_band(zor_int n, zor_int k) {
+  return k < n / 16 ? threads_for_matrix<T>(k + 1, n, 2 * zor::thresholds::threaded_matrix_bytes) : 1;
+}
+
 // ---- Triangular products: from a copy of x, pieces of x in whole diagonal blocks of the kernel.
 
 // x := op(A) x for the rows of one piece; `copy` holds all of x with an increment of 1.

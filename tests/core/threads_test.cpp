@@ -149,6 +149,19 @@ void check_gbmv(const char* name, Gbmv* gbmv) {
     }
 }
 
+template <class T, class Tbmv>
+void check_tbmv(const char* name, Tbmv* tbmv) {
+  const struct { zor_int n, k, incx; } cases[] = {{60001, 10, 1}, {9001, 70, -2}, {2000, 300, 1}};
+  for (const auto& [n, k, incx] : cases)
+    for (const char* l : {"UNN", "LNU", "uTN", "LCU"}) {
+      SCOPED_TRACE(::testing::Message() << name << " " << l << " " << n << " " << k);
+      const zor_int lda = k + 2;
+      const auto a = random_elements<T>(lda * n, 4);
+      with_any_threads(random_elements<T>(2 * n, 6),
+                       [&](T* x) { tbmv(l, l + 1, l + 2, &n, &k, a.data(), &lda, x, &incx); });
+    }
+}
+
 TEST(AnyThreads, Level2) {
 #define CALL(...)                                                                     \
   [](const char* l, auto n, auto a, auto lda, auto x, auto incx, auto y, auto incy) { \
@@ -185,6 +198,7 @@ TEST(AnyThreads, Level2) {
   check_level2<T>(#name, {"UNN", "LNU", "uTN", "LCU"}, false, \
                   CALL(name(l, l + 1, l + 2, n, a, lda, y, incy); (void)x, (void)incx));
 #define ROW_TRSV ROW_TRMV
+#define ROW_TBMV(name, T) check_tbmv<T>(#name, name);
 #include "zor/tables/core_blas.inc"
 #include "zor/tables/core_matvec.inc"
 #undef CALL
