@@ -34,8 +34,7 @@ constexpr double output_cost = 8, tile_call_cost = 3600, line_cost = 20000, dire
 // values. Smaller ones are those of the library's transforms, whose bits they keep.
 constexpr double kernel_point_cost = 24, kernel_level_cost = 4.1, kernel_copy_cost = 10,
                  kernel_call_cost = 1000;
-constexpr double kernel_near_level = 11, kernel_far_level = 18, kernel_near_bytes = 1 << 14,
-                 kernel_far_bytes = 1 << 22;
+constexpr double kernel_near_level = 11, kernel_far_level = 18, kernel_far_bytes = 1 << 22;
 constexpr double tile_least_terms = 512, tile_least_values = 1 << 16;
 
 // Beyond all memory.
