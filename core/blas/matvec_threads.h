@@ -19,9 +19,9 @@ using zor::stored_triangle;
 
 inline constexpr zor_int matvec_grain = zor::thresholds::matvec_cut;
 inline constexpr zor_int one_step = 1;
-// Bytes of the whole matrix from which a symmetric product is divided: its blocks of columns each wait for
-// all threads.
-inline constexpr zor_int least_symmetric_bytes = zor_int(1) << 23;
+// Bytes of the whole matrix from which a symmetric product is divided. Its triangle is then read twice, and
+// each block of columns waits for all threads: on two threads measured to pay from here on.
+inline constexpr zor_int least_symmetric_bytes = zor_int(1) << 24;
 
 // The kernel of a banded product: the kernel and the routine bear the same name.
 template <class T>
