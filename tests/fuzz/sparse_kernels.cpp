@@ -1,170 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The sparse kernels of every name and format: products and solves.
-#include "tests/fuzz/sparse.h"
-#include "zor/signatures/spblas.h"
+// The kernels of blocks and profiles: products and solves; merges, and the search for diagonals.
+#include "tests/fuzz/sparse_kernels.h"
 
 namespace zor_fuzz {
 namespace {
 
-constexpr int32_t csr = ZOR_SPARSE_CSR, coo = ZOR_SPARSE_COO, dia = ZOR_SPARSE_DIA, bsr = ZOR_SPARSE_BSR,
-                  sky = ZOR_SPARSE_SKY;
-
-// A range of rows or right-hand sides, from 1 and inclusive.
-struct range {
-  range(trial& t, zor_int n)
-      : first(t.size("first", std::max<zor_int>(n, 1), 1)),
-        last(std::max<zor_int>(0, n - t.size("after", n))) {}
-  auto arguments() const { return std::tuple(first, last); }
-  zor_int low() const { return std::min<zor_int>(first - 1, last); }
-  zor_int first, last;
-};
-
-// y := y + alpha op(A) x, of one vector or of many.
-template <class T, class I>
-struct product {
-  product(trial& t, const shape& of, bool many, const form& as)
-      : s(of),
-        a(t, s.what, s.base, as),
-        flip(s.flip(as.format == dia)),
-        n(many ? t.size("n", 60) : 1),
-        alpha(t.scalar<T>("alpha")),
-        wanted(t, n),
-        x(t, "x", use::in, flip ? a.m : a.k, n, rows_first(as, many)),
-        y(t, "y", use::inout, flip ? a.k : a.m, n, x.by_rows) {}
-  // Right-hand sides by rows; one of blocks alone is a vector.
-  bool rows_first(const form& as, bool many) const {
-    return as.format == bsr ? as.by_rows && n > 1 : many && s.base == 0 && as.format != dia;
-  }
-  void check(trial& t, zor_int row_first, zor_int row_last, zor_int n_first, zor_int n_last, T factor) const {
-    check_product(t, a, flip, s.conjugate(), row_first, row_last, factor, x, y, n_first, n_last,
-                  [&](zor_int i, zor_int j) { return y(i, j); });
-  }
-  // Of the wanted right-hand sides, or of all.
-  void check(trial& t, bool some) const {
-    check(t, 0, a.m, some ? wanted.low() : 0, some ? wanted.last : n, alpha);
-  }
-
-  shape s;
-  sparse<T, I> a;
-  bool flip;
-  zor_int n;
-  T alpha;
-  range wanted;
-  sides<T> x, y;
-};
-
-// y := op(A)^-1 y.
-template <class T, class I>
-struct solve {
-  solve(trial& t, const shape& of, bool many, int32_t format)
-      : s(of),
-        a(t, s.what, s.base, {format, true, false, format == csr}),
-        n(many ? t.size("n", 60) : 1),
-        wanted(t, n),
-        y(t, "y", use::inout, a.m, n, many && s.base == 0 && format != dia) {}
-  void check(trial& t, bool some = false, T alpha = zor_test::scalar<T>(1, 0)) const {
-    check_solve(t, a, s.flip(), s.conjugate(), alpha, y, y, some ? wanted.low() : 0, some ? wanted.last : n);
-  }
-  shape s;
-  sparse<T, I> a;
-  zor_int n;
-  range wanted;
-  sides<T> y;
-};
-
-template <class T, class I, class Call>
-void csr_mvout(trial& t, const shape& s, Call* call) {
-  constexpr bool whole = std::is_same_v<Call, zor::csr_mvout_seq_fn<T, I>>;
-  product<T, I> q(t, s, false, {csr, false, false, true});
-  const zor_int last = q.a.m, first = whole ? 1 : std::min(q.wanted.first, std::max<zor_int>(last, 1));
-  // These names take vectors that begin at the first row of the range.
-  const bool relative = s.op == 'n' && s.what.structure == 's' && s.what.diagonal == 'n';
-  const zor_int shift = relative && first <= last ? first - 1 : 0;
-  t.invoke(call, when<!whole>(first), when<!whole>(last), q.a.m, q.alpha, q.a.compressed(),
-           q.x.data() + shift, q.y.data() + shift);
-  q.check(t, std::min(first - 1, last), last, 0, 1, q.alpha);
-}
-template <class T, class I, class Call>
-void csr_mmout(trial& t, const shape& s, Call* call) {
-  constexpr bool some = std::is_same_v<Call, zor::csr_mmout_par_fn<T, I>>;
-  const product<T, I> q(t, s, true, {csr, false, false, true});
-  t.invoke(call, when<some>(q.wanted), q.a.m, q.n, q.alpha, q.a.compressed(), q.x, q.y);
-  q.check(t, some);
-}
-
-// Plain products with rows that follow one another, of entries and of blocks: y := A x.
-template <class T, class I, class Call>
-void gemvout(trial& t, const shape& s, Call* call) {
-  constexpr bool blocks = std::is_same_v<Call, zor::bsr_gemvout_par_fn<T, I>>;
-  const sparse<T, I> a(t, s.what, s.base, {blocks ? bsr : csr});
-  const range rows(t, a.mb);
-  const auto x = t.vector<T>("x", use::in, a.k), y = t.vector<T>("y", use::inout, a.m);
-  if constexpr (blocks)
-    t.invoke(call, rows, nullptr, a.lb, nullptr, a.val(), a.indx, a.pntrb, nullptr, x, y);
-  else
-    t.invoke(call, rows, nullptr, nullptr, a.val(), a.indx, a.pntrb, nullptr, x, y);
-  for (zor_int i = 0; i < a.m; ++i)
-    if (i < rows.low() * a.lb || i >= rows.last * a.lb) t.near(y.now(i), y(i), 0, 0, "y", i);
-  const auto zero = [](zor_int, zor_int) { return wide(0); };
-  if (rows.low() == 0 && rows.last == a.mb)
-    check_product(t, a, false, false, 0, a.m, zor_test::scalar<T>(1, 0), x, y, 0, 1, zero);
-}
-
-template <class T, class I, class Call>
-void csr_solve(trial& t, const shape& s, Call* call) {
-  constexpr bool many = std::is_same_v<Call, zor::csr_smout_par_fn<T, I>>;
-  const solve<T, I> q(t, s, many, csr);
-  const T alpha = t.scalar<T>("alpha");
-  t.invoke(call, when<many>(q.wanted), q.a.m, when<many>(q.n), alpha, q.a.compressed(), vectors<many>(q.y));
-  q.check(t, many, s.what.structure == 'd' ? alpha : zor_test::scalar<T>(1, 0));
-}
-
-// Without entries a range is empty, and not even a unit diagonal is added.
-template <class T, class I, class Call>
-void coo_product(trial& t, const shape& s, Call* call) {
-  constexpr bool many = std::is_same_v<Call, zor::coo_mmout_par_fn<T, I>>,
-                 range = std::is_same_v<Call, zor::coo_mvout_par_fn<T, I>>;
-  const product<T, I> q(t, s, many, {coo});
-  t.invoke(call, when<range>(zor_int(1)), when<range>(zor_int(q.a.count)), when<many>(q.wanted), q.a.m,
-           when < many || range > (q.a.k), when < !many && !range > (nullptr), q.alpha, q.a.coordinates(),
-           vectors<many>(q.x), vectors<many>(q.y));
-  if (many || q.a.count > 0) q.check(t, many);
-}
-template <class T, class I, class Call>
-void coo_solve(trial& t, const shape& s, Call* call) {
-  constexpr bool many = std::is_same_v<Call, zor::coo_smout_par_fn<T, I>>;
-  const solve<T, I> q(t, s, many, coo);
-  t.invoke(call, when<many>(q.wanted), q.a.m, nullptr, nullptr, q.a.coordinates(), when<!many>(nullptr),
-           vectors<many>(q.y));
-  q.check(t, many);
-}
-
-template <class T, class I, class Call>
-void dia_product(trial& t, const shape& s, Call* call) {
-  constexpr bool many = std::is_same_v<Call, zor::dia_mmout_par_fn<T, I>>;
-  const product<T, I> q(t, s, many, {dia});
-  t.invoke(call, when<many>(q.wanted), when<!many>(nullptr), when<!many>(nullptr), q.a.m, q.a.k, q.alpha,
-           q.a.diagonals(), q.a.count, vectors<many>(q.x), vectors<many>(q.y));
-  q.check(t, many);
-}
-// Solves take the places of the triangle's diagonals, from 1, and that of the main one.
-template <class T, class I, class Call>
-void dia_solve(trial& t, const shape& s, Call* call) {
-  constexpr bool unit_vector = std::is_same_v<Call, zor::dia_svout_unit_seq_fn<T, I>>,
-                 diagonal_vector = std::is_same_v<Call, zor::dia_svout_diag_seq_fn<T, I>>,
-                 vector = unit_vector || diagonal_vector || std::is_same_v<Call, zor::dia_svout_seq_fn<T, I>>,
-                 unit = unit_vector || std::is_same_v<Call, zor::dia_smout_unit_par_fn<T, I>>,
-                 diagonal = diagonal_vector || std::is_same_v<Call, zor::dia_smout_diag_seq_fn<T, I>>,
-                 some = !vector && !diagonal, pivots = !unit && !diagonal;
-  const solve<T, I> q(t, s, !vector, dia);
-  const zor_int main = 1 + std::lower_bound(q.a.indx, q.a.indx + q.a.count, 0) - q.a.indx,
-                first = s.what.triangle == 'l' ? 1 : main + 1,
-                last = s.what.triangle == 'l' ? main - 1 : q.a.count;
-  t.invoke(call, when<some>(q.wanted), q.a.m, when < !vector && diagonal > (q.n), q.a.diagonals(),
-           when<diagonal>(q.a.count), when<some>(nullptr), vectors<!vector>(q.y), when<!diagonal>(first),
-           when<!diagonal>(last), when<pivots>(nullptr), when<pivots>(main));
-  q.check(t, some);
-}
 template <class I>
 void find_diagonals(trial& t, bool lower, bool unit, zor::find_diagonals_fn<I>* call) {
   const sparse<double, I> a(t, {'t', 'l', 'n'}, 1, {dia, bool(t.draw("main", 0, 1, 0))});
@@ -270,54 +110,12 @@ void merge(trial& t, zor::merge_fn<T, I>* call) {
   });
 }
 
-// Names of the grammar: one body for each pair of types, so that thousands of rows compile to data.
-template <class Call>
-void run_shaped(trial& t, void (*body)(trial&, const shape&, Call*)) {
-  const auto [base, op, structure, triangle, diagonal] = t.what().letters;
-  body(t, {base - '0', op, {structure, triangle, diagonal}}, reinterpret_cast<Call*>(t.what().routine));
-}
-template <auto Body>
-void shaped(trial& t) {
-  run_shaped(t, Body);
-}
-#define SHAPED(group, body, name, T, I, base, op, structure, tri, diag) \
-  {#name,  shaped<&body<T, I, decltype(name)>>, group,                  \
-   serial, reinterpret_cast<void (*)()>(name),  {#base[0], #op[0], #structure[0], #tri[0], #diag[0]}},
-#define ROW_csr_mvout_par(...) SHAPED("csr mv kernel", csr_mvout, __VA_ARGS__)
-#define ROW_csr_mvout_seq ROW_csr_mvout_par
-#define ROW_csr_gemvout_par(...) SHAPED("csr mv kernel", gemvout, __VA_ARGS__)
-#define ROW_csr_mmout_par(...) SHAPED("csr mm kernel", csr_mmout, __VA_ARGS__)
-#define ROW_csr_mmout_seq ROW_csr_mmout_par
-#define ROW_csr_svout_seq(...) SHAPED("csr solve kernel", csr_solve, __VA_ARGS__)
-#define ROW_csr_smout_par ROW_csr_svout_seq
-const row csr_rows[] = {
-#include "zor/tables/spblas_csr.inc"
-};
-#define ROW_coo_mvout_par(...) SHAPED("coo product kernel", coo_product, __VA_ARGS__)
-#define ROW_coo_mvout_seq ROW_coo_mvout_par
-#define ROW_coo_mmout_par ROW_coo_mvout_par
-#define ROW_coo_svout_seq(...) SHAPED("coo solve kernel", coo_solve, __VA_ARGS__)
-#define ROW_coo_smout_par ROW_coo_svout_seq
-const row coo_rows[] = {
-#include "zor/tables/spblas_coo.inc"
-};
-#define ROW_dia_mvout_par(...) SHAPED("dia product kernel", dia_product, __VA_ARGS__)
-#define ROW_dia_mmout_par ROW_dia_mvout_par
-#define ROW_dia_svout_seq(...) SHAPED("dia solve kernel", dia_solve, __VA_ARGS__)
-#define ROW_dia_svout_unit_seq ROW_dia_svout_seq
-#define ROW_dia_svout_diag_seq ROW_dia_svout_seq
-#define ROW_dia_smout_par ROW_dia_svout_seq
-#define ROW_dia_smout_unit_par ROW_dia_svout_seq
-#define ROW_dia_smout_diag_seq ROW_dia_svout_seq
-const row dia_rows[] = {
-#include "zor/tables/spblas_dia.inc"
-};
 #define ROW_bsr_gemvout_par(...) SHAPED("bsr kernel", gemvout, __VA_ARGS__)
 #define ROW_bsr_mvout_par(...) SHAPED("bsr kernel", bsr_mvout, __VA_ARGS__)
 const row bsr_rows[] = {
 #include "zor/tables/spblas_bsr.inc"
 };
-const rows csr_kernels(csr_rows), coo_kernels(coo_rows), dia_kernels(dia_rows), bsr_kernels(bsr_rows);
+const rows bsr_kernels(bsr_rows);
 #define ROW_BSR_GENERAL(name, T, I) {#name, [](trial& t) { bsr_stem<T, I>(t, 'g', 1, name); }},
 #define ROW_BSR_GENERAL_MANY(name, T, I) {#name, [](trial& t) { bsr_stem<T, I>(t, 'g', 0, name); }},
 #define ROW_BSR_SYMMETRIC(name, T, I, base) {#name, [](trial& t) { bsr_stem<T, I>(t, 's', base, name); }},
