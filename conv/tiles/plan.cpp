@@ -105,6 +105,7 @@ bool fill_dimension(const dimension& d, bool contiguous, const tile_pass<R>* pas
 template <class R>
 zor_int lay_out(const tile_shape& s, tile_plan<R>* p) {
   p->points = s.points();
+  p->gap = is_own_work(s) ? 0 : work_gap<R>;
   p->complex = s.complex;
   zor_int reals = 0;
   for (int i = s.dims; i-- > 0;) {
@@ -173,11 +174,11 @@ tile_plan<R>* make(const tile_shape& s) {
 
 template <class R>
 R* work_im(const tile_plan<R>& p, R* work) {
-  return work + p.points + work_gap<R>;
+  return work + p.points + p.gap;
 }
 template <class R>
 const R* work_im(const tile_plan<R>& p, const R* work) {
-  return work + p.points + work_gap<R>;
+  return work + p.points + p.gap;
 }
 
 template <class R>

@@ -66,6 +66,7 @@ inline constexpr int most_tile_passes = 40;
 template <class R>
 struct tile_plan {
   zor_int points;
+  zor_int gap;  // reals between the two parts of work
   // What may be divided over threads: columns of the first pass by leaf_radix, and pieces behind it.
   zor_int columns, pieces;
   bool complex;
@@ -77,9 +78,11 @@ struct tile_plan {
   R* memory;
 };
 
-// Reals between the two parts of work, so that these do not share cache sets.
+// The most reals between the two parts of work, so that these do not share cache sets.
 template <class R>
 inline constexpr zor_int work_gap = 256 / sizeof(R);
+// Real boxes of several dimensions may be their own work.
+inline bool is_own_work(const tile_shape& s) { return !s.complex && s.dims > 1; }
 
 // A box has `points` complex values or twice as many reals, as work and spectra do, work and its gap; these
 // stand on boundaries of 64 bytes. A tile is spread, multiplied and joined, each in any number of pieces; the

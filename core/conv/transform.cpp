@@ -125,7 +125,8 @@ class filter {
     }
     signal_ = taps_are_y ? x_first : p.y;
     taps_ = taps_are_y ? p.y : x_first;
-    in_place_ = !plan.by_tiles && complex && (p.dims > 1 || all_tiles_ == 1);
+    in_place_ = plan.by_tiles ? zor::conv::is_own_work({complex, p.dims, {}})
+                              : complex && (p.dims > 1 || all_tiles_ == 1);
     tile_threads_ = all_tiles_ == 1 && points_ >= divided_points ? usable_threads() : 1;
     spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
   }
