@@ -145,7 +145,7 @@ int32_t check_steps(const ZorDftDescriptor* d, const side_fields& side) {
   return ZOR_FFT_OK;
 }
 
-// The directions whose output has a place for every element: bits of layout_found.
+// The directions whose output has a place for every element: bits of overlapping_output.
 int32_t overlaps(const ZorDftDescriptor* d) {
   const side_fields& written = has_output_layout(d) ? output_side : input_side;
   const content spectrum = is_real(d) ? content::spectrum : content::values;
@@ -226,7 +226,7 @@ zor_int blocks_apart(const ZorDftDescriptor* d) {
     bytes = std::max({bytes, in.behind - out.first, out.behind - in.first});
   }
   const zor_int blocks = (bytes + safe_block - 1) / safe_block;
-  return blocks <= INT32_MAX >> safe_distance ? blocks : 0;
+  return blocks <= INT32_MAX >> safe_distance_bit ? blocks : 0;
 }
 
 // Sides whose ranges cross share nothing when all steps are multiples of one distance and the elements of one
@@ -274,7 +274,7 @@ int32_t check_layout(ZorDftDescriptor* d) {
   if (status == ZOR_FFT_OK && has_output_layout(d)) status = check_steps(d, output_side);
   if (status != ZOR_FFT_OK) return status;
   const int32_t overlapping = overlaps(d);
-  d->reserved_c = overlapping | int32_t(blocks_apart(d)) << safe_distance;
+  d->reserved_c = overlapping | int32_t(blocks_apart(d)) << safe_distance_bit;
   if (overlapping != (overlapping_forward | overlapping_backward)) return ZOR_FFT_OK;
   return refused(has_output_layout(d) ? output_side.strides_name : input_side.strides_name,
                  "elements of the output overlap");

@@ -38,10 +38,11 @@ enum chosen_layout : int32_t {
 };
 
 // What check_layout finds, kept in reserved_c of the head: directions in which elements of the output would
-// share a place; and, from bit `safe_distance` up, the blocks of safe_block bytes by which the pointers of
-// input and output differ at least if no element of either can stand in the other, or 0 where that is not
-// known.
-enum layout_found : int32_t { overlapping_forward = 1, overlapping_backward = 2, safe_distance = 2 };
+// share a place.
+enum overlapping_output : int32_t { overlapping_forward = 1, overlapping_backward = 2 };
+// Above those bits: how many blocks of so many bytes the pointers of input and output must differ by so that
+// no element of either can stand in the other, or 0 where that is not known.
+inline constexpr int safe_distance_bit = 2;
 inline constexpr zor_int safe_block = 64;
 
 inline bool is_real(const ZorDftDescriptor* d) { return d->forward_domain == ZOR_DFT_REAL; }
@@ -65,7 +66,7 @@ void exchange_layouts(ZorDftDescriptor* d);
 int32_t check_layout(ZorDftDescriptor* d);
 // Whether no input can share memory with an output: a look at the pointers, for every call.
 inline bool far_apart(const ZorDftDescriptor* d, void* const* data) {
-  const zor_int safe = (d->reserved_c >> safe_distance) * safe_block;
+  const zor_int safe = (d->reserved_c >> safe_distance_bit) * safe_block;
   const int32_t arrays = d->nio_args / 2;
   for (int32_t i = 0; i < arrays; ++i)
     for (int32_t o = arrays; o < d->nio_args; ++o) {
