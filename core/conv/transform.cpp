@@ -8,6 +8,7 @@
 #include "core/conv/kept_plans.h"
 #include "core/conv/problem.h"
 #include "core/conv/tiles.h"
+#include "core/precision.h"
 #include "core/threads.h"
 #include "serv/scratch.h"
 #include "zor/dft.h"
@@ -181,7 +182,7 @@ class filter {
             {}};
     for (int i = 0; i < p_.dims; ++i) key_.lengths[p_.dims - 1 - i] = plan_.padded[i];
     if (const int32_t status = take_plan(key_, &made_)) return status;
-    if (plan_.by_tiles) kernels_ = &tiles_in<R>(*find_tiles());
+    if (plan_.by_tiles) kernels_ = &of_precision<R>(*find_tiles());
     return ZOR_CONV_OK;
   }
   zor_fft fft() const { return static_cast<zor_fft>(made_); }

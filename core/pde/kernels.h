@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <type_traits>
 
+#include "core/precision.h"
 #include "core/threads.h"
 #include "pde/kernels.h"
 #include "zor/serv.h"
@@ -13,14 +13,6 @@
 namespace zor_core {
 
 inline constexpr zor_int pde_no_memory = -3, pde_transform_failed = -1000;
-
-template <class T>
-const zor::pde::kernel_set<T>& kernels_in(const zor::pde::kernel_table& table) {
-  if constexpr (std::is_same_v<T, float>)
-    return table.s;
-  else
-    return table.d;
-}
 
 // From a transform that is committed for the purpose; null when memory is short.
 const zor::pde::kernel_table* any_kernels();
@@ -51,7 +43,7 @@ template <class T>
 zor_int run_lines(ZorDftDescriptor* d, const zor::pde::line_batch<T>& b, zor_int threads) {
   const zor::pde::kernel_table* const table = zor::pde::kernels_of(d);
   if (table == nullptr) return pde_transform_failed;
-  const auto& k = kernels_in<T>(*table);
+  const auto& k = of_precision<T>(*table);
   const int32_t used = threads_of_step(threads, b.count * d->length);
   const zor_int together = zor::pde::lines_together<T>, groups = (b.count + together - 1) / together;
   const zor_int each = std::max<zor_int>(1, groups / (used == 1 ? 1 : 8 * used)) * together;
@@ -78,7 +70,7 @@ template <class T>
 zor_int run_planes(const plane_lines<T>& p, zor_int threads) {
   const zor::pde::kernel_table* const table = zor::pde::kernels_of(p.d[0]);
   if (table == nullptr || zor::pde::kernels_of(p.d[1]) == nullptr) return pde_transform_failed;
-  const auto& k = kernels_in<T>(*table);
+  const auto& k = of_precision<T>(*table);
   const int64_t first_bytes = k.scratch_of_lines(p.d[0], p.lines[0].kind, false),
                 second_bytes = k.scratch_of_lines(p.d[1], p.lines[1].kind, false);
   if (first_bytes == 0 || second_bytes == 0) return pde_no_memory;
@@ -101,7 +93,7 @@ template <class T, class Set>
 zor_int run_systems(const zor::pde::mode_systems<T>& s, zor_int layers, const Set& set, zor_int threads) {
   const zor::pde::kernel_table* const table = any_kernels();
   if (table == nullptr) return pde_no_memory;
-  const auto& k = kernels_in<T>(*table);
+  const auto& k = of_precision<T>(*table);
   const zor_int each = zor::pde::modes_together<T>, blocks = (s.count + each - 1) / each;
   const int32_t used = threads_of_step(threads, s.count * layers * (s.n + 1));
   return for_pieces_with_scratch(used, blocks * layers, k.scratch_of_systems(s),

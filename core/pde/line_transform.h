@@ -37,7 +37,7 @@ zor_int take_pairs(line_transform<T>* t, int32_t kind, zor_int n) {
   std::free(t->tables);
   t->tables = static_cast<T*>(std::calloc(size_t(2 * table->pairs_of_folded(kind, n) + 1), sizeof(T)));
   if (t->tables == nullptr) return pde_no_memory;
-  kernels_in<T>(*table).fill_folded(kind, n, t->tables);
+  of_precision<T>(*table).fill_folded(kind, n, t->tables);
   return 0;
 }
 
