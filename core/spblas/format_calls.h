@@ -9,15 +9,15 @@ namespace zor_core {
 
 // Whether the kernels of the matrix's own format multiply by op(A). Compressed rows take over otherwise: none
 // of the kernels conjugates a general or triangular matrix in diagonals without transposing it, conjugates
-// blocks or profiles, has a Hermitian view of them, knows a unit diagonal inside blocks of a mirrored view,
-// or adds one beside no entries at all.
+// blocks or profiles, has a Hermitian view of them, or knows a unit diagonal inside blocks of a mirrored
+// view.
 template <class T>
 bool has_product(const sparse_matrix& a, int32_t op) {
   const bool conjugated = is_conjugated<T>(op);
   if (a.identity()) return false;
   switch (a.format) {
     case ZOR_SPARSE_COO:
-      return a.nnz > 0 || a.diagonal != 'u';
+      return true;
     case ZOR_SPARSE_DIA:
       return !conjugated || is_transposed(op) || (a.structure != 'g' && a.structure != 't');
     case ZOR_SPARSE_BSR:

@@ -4,14 +4,15 @@
 #include "spblas/coo/coo.h"
 #include "zor/signatures/spblas.h"
 
-// The triangular views and the 0-based general one read no range of entries: they take all.
+// The triangular views and the 0-based general one read no range of entries: they take all. An empty range
+// touches nothing, unless the matrix has no entries at all: its unit diagonal is added then.
 #define ROW_coo_mvout_par(name, T, I, base, op, shape, tri, diag)                                         \
   extern "C" SIG_coo_mvout_par(name, T, I) {                                                              \
     (void)k, (void)first, (void)last, (void)nnz, (void)m;                                                 \
     constexpr auto v = ZOR_VIEW(op, shape, tri, diag);                                                    \
     constexpr bool ranged = v.mirrored() || (v.structure == 'g' && base == 1);                            \
     const zor_int from = ranged ? *first - 1 : 0, to = ranged ? *last : *nnz;                             \
-    if (ranged && to <= from) return;                                                                     \
+    if (ranged && to <= from && !(v.unit() && *nnz < 1)) return;                                          \
     zor::sparse::multiply<T, false, I>(                                                                   \
         v, {{val, rowind, colind, to, base}, from, to, v.unit() ? *m : 0, 0, 1, *alpha, {x, 0}, {y, 0}}); \
   }

@@ -100,14 +100,14 @@ void check_mvout_par(const char* name, const shape& s, zor::coo_mvout_par_fn<T, 
   for (const sizes& z : all_sizes) {
     const int64_t ranges[][2] = {{1, z.nnz}, {(z.nnz + 2) / 3, z.nnz}, {z.nnz / 2, z.nnz / 2}, {2, 1}};
     for (const auto& range : ranges) {
-      if (&range != &ranges[0] && !ranged) continue;
+      if (&range != &ranges[0] && (!ranged || z.nnz < 1)) continue;
       const I first = I(range[0]), last = I(range[1]), m = I(z.m), nnz = I(z.nnz);
-      if (ranged && nnz < 1) continue;
+      const bool unit = s.diagonal == 'u';
       check_product<T, I>(name, s, z, first, last, {1, 1, 1}, false,
                           [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
-                            f(ranged ? &first : nullptr, ranged ? &last : nullptr,
-                              s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(),
-                              a.rowind.data(), a.colind.data(), ranged ? nullptr : &nnz, x, y);
+                            f(ranged ? &first : nullptr, ranged ? &last : nullptr, unit ? &m : nullptr,
+                              nullptr, &alpha, a.val.data(), a.rowind.data(), a.colind.data(),
+                              ranged && !unit ? nullptr : &nnz, x, y);
                           });
     }
   }
