@@ -98,6 +98,23 @@ void multiply_leaves(const tile_plan<R>& p, zor_int first, zor_int count, const 
   }
 }
 
+template <form In, form Out, class R>
+void copy_values(zor_int count, const R* x_re, const R* x_im, R* y_re, R* y_im) {
+  using V = vec<R>;
+  zor_int i = 0;
+  for (; i + lanes<V> <= count; i += lanes<V>)
+    dft::store_complex<Out>(y_re, y_im, i, dft::load_complex<In, V>(x_re, x_im, i));
+  for (; i < count; ++i) dft::store_complex<Out>(y_re, y_im, i, dft::load_complex<In, R>(x_re, x_im, i));
+}
+template <class R>
+void copy_to_parts(zor_int count, const R* pairs, const R* none, R* re, R* im) {
+  copy_values<form::interleaved, form::split>(count, pairs, none, re, im);
+}
+template <class R>
+void copy_to_pairs(zor_int count, const R* re, const R* im, R* pairs, R* none) {
+  copy_values<form::split, form::interleaved>(count, re, im, pairs, none);
+}
+
 template <class R, int r>
 constexpr tile_pass_set<R> passes_of_radix() {
   constexpr form apart = form::split, pairs = form::interleaved;
@@ -119,6 +136,8 @@ tile_pass_set<R> find_among(int32_t radix, std::index_sequence<I...>) {
     return find_among<R>(radix, std::make_index_sequence<tile_radix_count>());                      \
   }                                                                                                 \
   template void transform_leaves<R>(const tile_plan<R>&, zor_int, zor_int, const R*, const R*, R*); \
-  template void multiply_leaves<R>(const tile_plan<R>&, zor_int, zor_int, const R*, R*, R*);
+  template void multiply_leaves<R>(const tile_plan<R>&, zor_int, zor_int, const R*, R*, R*);        \
+  template void copy_to_parts<R>(zor_int, const R*, const R*, R*, R*);                              \
+  template void copy_to_pairs<R>(zor_int, const R*, const R*, R*, R*);
 
 }  // namespace zor::conv

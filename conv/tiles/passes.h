@@ -27,4 +27,9 @@ void transform_leaves(const tile_plan<R>& p, zor_int first, zor_int count, const
 template <class R>
 void multiply_leaves(const tile_plan<R>& p, zor_int first, zor_int count, const R* spectrum, R* re, R* im);
 
+template <class R>
+void copy_to_parts(zor_int count, const R* pairs, const R* none, R* re, R* im);
+template <class R>
+void copy_to_pairs(zor_int count, const R* re, const R* im, R* pairs, R* none);
+
 }  // namespace zor::conv

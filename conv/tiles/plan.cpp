@@ -105,8 +105,9 @@ bool fill_dimension(const dimension& d, bool contiguous, const tile_pass<R>* pas
 template <class R>
 zor_int lay_out(const tile_shape& s, tile_plan<R>* p) {
   p->points = s.points();
-  p->gap = is_own_work(s) ? 0 : work_gap<R>;
-  p->complex = s.complex;
+  p->gap = has_gap(s) ? work_gap<R> : 0;
+  p->line = s.dims > 1 ? s.lengths[0] : s.points();
+  p->paired = s.complex && !is_own_work(s);
   zor_int reals = 0;
   for (int i = s.dims; i-- > 0;) {
     const dimension d(s, i);
@@ -124,8 +125,8 @@ zor_int lay_out(const tile_shape& s, tile_plan<R>* p) {
         reals += pass.blocks * 2 * (pass.radix - 1);
       }
       if (p->count == 1) {
-        p->spread = s.complex ? set.spread : pass.forward;
-        p->join = s.complex ? set.join : pass.backward;
+        p->spread = p->paired ? set.spread : pass.forward;
+        p->join = p->paired ? set.join : pass.backward;
       }
     }
     if (i == 0) p->leaf_groups = groups_of_leaves(d.length / leaf_radix, lanes_of<R>);
@@ -181,53 +182,77 @@ const R* work_im(const tile_plan<R>& p, const R* work) {
   return work + p.points + p.gap;
 }
 
+// The second part of a box that is not interleaved.
 template <class R>
-void spread(const tile_plan<R>& p, zor_int begin, zor_int end, const R* box, R* work) {
-  p.spread(p.passes[0], {box, box + p.points, work, work_im(p, work), 0, 1, begin, end});
+zor_int box_im(const tile_plan<R>& p) {
+  return p.line == p.points ? p.points : p.points + p.gap;
+}
+
+// A pass in place over a box whose columns from `width` on are zero: passes across lines leave these as they
+// are.
+template <class R>
+void run_columns(const tile_plan<R>& p, tile_run<R> run, const tile_pass<R>& pass, tile_range<R> range,
+                 zor_int width) {
+  if (pass.span < p.line || width >= p.line) return run(pass, range);
+  const zor_int begin = range.begin, end = range.end;
+  for (zor_int row = begin / p.line * p.line; row < end; row += p.line) {
+    range.begin = row < begin ? begin : row;
+    range.end = row + width < end ? row + width : end;
+    if (range.begin < range.end) run(pass, range);
+  }
+}
+
+template <class R>
+void spread(const tile_plan<R>& p, zor_int begin, zor_int end, zor_int width, const R* box, R* work) {
+  run_columns(p, p.spread, p.passes[0], {box, box + box_im(p), work, work_im(p, work), 0, 1, begin, end},
+              width);
 }
 template <class R>
 void join(const tile_plan<R>& p, zor_int begin, zor_int end, const R* work, R* box) {
-  R *const re = box, *const im = box + p.points;
+  R *const re = box, *const im = box + box_im(p);
   // Interleaved values are put in their places by the pass.
-  p.join(p.passes[0], {work_im(p, work), work, p.complex ? re : im, re, 0, 1, begin, end});
+  p.join(p.passes[0], {work_im(p, work), work, p.paired ? re : im, re, 0, 1, begin, end});
 }
 
 // Blocks first to first + count - 1 of pass number `pass`, through the leaves and, with Back, back.
 template <bool Back, class R, class Leaves>
-void descend(const tile_plan<R>& p, int pass, zor_int first, zor_int count, R* work, const Leaves& leaves) {
+void descend(const tile_plan<R>& p, int pass, zor_int first, zor_int count, zor_int width, R* work,
+             const Leaves& leaves) {
   if (pass == p.count) return leaves(first, count);
   const tile_pass<R>& own = p.passes[pass];
   const zor_int length = own.radix * own.span;
   if (count > 1 && length % leaf_group == 0 && count * length * zor_int(2 * sizeof(R)) > near_bytes) {
-    for (zor_int b = first; b < first + count; ++b) descend<Back>(p, pass, b, 1, work, leaves);
+    for (zor_int b = first; b < first + count; ++b) descend<Back>(p, pass, b, 1, width, work, leaves);
     return;
   }
   R *const re = work, *const im = work_im(p, work);
-  own.forward(own, {re, im, re, im, first, count, 0, own.span});
-  descend<Back>(p, pass + 1, first * own.radix, count * own.radix, work, leaves);
+  run_columns(p, own.forward, own, {re, im, re, im, first, count, 0, own.span}, width);
+  descend<Back>(p, pass + 1, first * own.radix, count * own.radix, width, work, leaves);
   if constexpr (Back) own.backward(own, {im, re, im, re, first, count, 0, own.span});
 }
 
 template <bool Back, class R, class Leaves>
-void run_pieces(const tile_plan<R>& p, zor_int begin, zor_int end, R* work, const Leaves& leaves) {
+void run_pieces(const tile_plan<R>& p, zor_int begin, zor_int end, zor_int width, R* work,
+                const Leaves& leaves) {
   const zor_int each = p.passes[0].radix / p.pieces;
-  descend<Back>(p, 1, begin * each, (end - begin) * each, work, leaves);
+  descend<Back>(p, 1, begin * each, (end - begin) * each, width, work, leaves);
 }
 template <class R>
-void transform(const tile_plan<R>& p, zor_int begin, zor_int end, R* work, R* spectrum) {
-  run_pieces<false>(p, begin, end, work, [&](zor_int first, zor_int count) {
+void transform(const tile_plan<R>& p, zor_int begin, zor_int end, zor_int width, R* work, R* spectrum) {
+  run_pieces<false>(p, begin, end, width, work, [&](zor_int first, zor_int count) {
     transform_leaves(p, first, count, work, work_im(p, work), spectrum);
   });
 }
 template <class R>
-void multiply(const tile_plan<R>& p, zor_int begin, zor_int end, const R* spectrum, R* work) {
-  run_pieces<true>(p, begin, end, work, [&](zor_int first, zor_int count) {
+void multiply(const tile_plan<R>& p, zor_int begin, zor_int end, zor_int width, const R* spectrum, R* work) {
+  run_pieces<true>(p, begin, end, width, work, [&](zor_int first, zor_int count) {
     multiply_leaves(p, first, count, spectrum, work, work_im(p, work));
   });
 }
 
 template <class R>
-constexpr tile_kernels<R> kernels_of = {make<R>, release<R>, spread<R>, transform<R>, multiply<R>, join<R>};
+constexpr tile_kernels<R> kernels_of = {make<R>,     release<R>, spread<R>,        transform<R>,
+                                        multiply<R>, join<R>,    copy_to_parts<R>, copy_to_pairs<R>};
 
 }  // namespace
 

@@ -66,10 +66,11 @@ inline constexpr int most_tile_passes = 40;
 template <class R>
 struct tile_plan {
   zor_int points;
-  zor_int gap;  // reals between the two parts of work
+  zor_int gap;   // reals between the two parts of work
+  zor_int line;  // values along dimension 0
   // What may be divided over threads: columns of the first pass by leaf_radix, and pieces behind it.
   zor_int columns, pieces;
-  bool complex;
+  bool paired;  // boxes are interleaved complex values
   int count;
   tile_pass<R> passes[most_tile_passes];
   tile_run<R> spread, join;  // the first pass from a box, the last one to it
@@ -81,20 +82,30 @@ struct tile_plan {
 // The most reals between the two parts of work, so that these do not share cache sets.
 template <class R>
 inline constexpr zor_int work_gap = 256 / sizeof(R);
-// Real boxes of several dimensions may be their own work.
-inline bool is_own_work(const tile_shape& s) { return !s.complex && s.dims > 1; }
+// Boxes of several dimensions are their own work. Complex ones have their real parts before the imaginary
+// ones, with the gap between them.
+inline bool is_own_work(const tile_shape& s) { return s.dims > 1; }
+inline bool has_gap(const tile_shape& s) { return s.complex || s.dims == 1; }
+
+// Complex values from one form to another; an array that is interleaved has no second part.
+template <class R>
+using tile_copy = void (*)(zor_int count, const R* x_re, const R* x_im, R* y_re, R* y_im);
 
 // A box has `points` complex values or twice as many reals, as work and spectra do, work and its gap; these
 // stand on boundaries of 64 bytes. A tile is spread, multiplied and joined, each in any number of pieces; the
-// operand that stays is spread, and transformed to its spectrum, with the scale of all.
+// operand that stays is spread, and transformed to its spectrum, with the scale of all. Of a box that is its
+// own work, the columns of dimension 0 from `width` on, a multiple of leaf_radix, may be known to be zero.
 template <class R>
 struct tile_kernels {
   tile_plan<R>* (*make)(const tile_shape& shape);  // null when memory is short
   void (*release)(tile_plan<R>* plan);
-  void (*spread)(const tile_plan<R>& plan, zor_int begin, zor_int end, const R* box, R* work);
-  void (*transform)(const tile_plan<R>& plan, zor_int begin, zor_int end, R* work, R* spectrum);
-  void (*multiply)(const tile_plan<R>& plan, zor_int begin, zor_int end, const R* spectrum, R* work);
+  void (*spread)(const tile_plan<R>& plan, zor_int begin, zor_int end, zor_int width, const R* box, R* work);
+  void (*transform)(const tile_plan<R>& plan, zor_int begin, zor_int end, zor_int width, R* work,
+                    R* spectrum);
+  void (*multiply)(const tile_plan<R>& plan, zor_int begin, zor_int end, zor_int width, const R* spectrum,
+                   R* work);
   void (*join)(const tile_plan<R>& plan, zor_int begin, zor_int end, const R* work, R* box);
+  tile_copy<R> to_parts, to_pairs;
 };
 struct tile_table {
   tile_kernels<float> s;

@@ -8,6 +8,7 @@
 #include "core/conv/kept_plans.h"
 #include "core/conv/problem.h"
 #include "core/conv/tiles.h"
+#include "core/large_pages.h"
 #include "core/precision.h"
 #include "core/threads.h"
 #include "serv/scratch.h"
@@ -32,6 +33,8 @@ int32_t status_of(int32_t fft_status) {
   return fft_status == ZOR_FFT_NO_MEMORY ? ZOR_CONV_NO_MEMORY : ZOR_CONV_TRANSFORM_FAILED;
 }
 
+// Scratch of so many bytes does not come from the pool, and its pages are new in every call.
+constexpr zor_int new_pages_bytes = 40 << 20;
 // Points of a lone tile from which it is worked through by threads.
 constexpr zor_int divided_points = 1 << 15;
 
@@ -128,6 +131,7 @@ class filter {
     taps_ = taps_are_y ? p.y : x_first;
     in_place_ = plan.by_tiles ? zor::conv::is_own_work({complex, p.dims, {}})
                               : complex && (p.dims > 1 || all_tiles_ == 1);
+    apart_ = complex && plan.by_tiles && in_place_;
     tile_threads_ = all_tiles_ == 1 && points_ >= divided_points ? usable_threads() : 1;
     spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
   }
@@ -143,8 +147,11 @@ class filter {
     const auto whole_lines = [](zor_int count) { return (count + 15) / 16 * 16; };
     const zor_int spectrum = whole_lines(2 * spectrum_count_ + (plan_.by_tiles ? zor::conv::work_gap<R> : 0)),
                   box = in_place_ ? 0 : whole_lines(points_ * zor::parts<T>);
-    const zor::scratch<R> memory(saturating_product(spectrum + box, threads) + spectrum + 16);
+    const zor_int all = saturating_product(spectrum + box, threads) + spectrum + 16;
+    const zor::scratch<R> memory(all);
     if (memory.data == nullptr) return ZOR_CONV_NO_MEMORY;
+    if (all * zor_int(sizeof(R)) > new_pages_bytes)
+      ask_for_large_pages(memory.data, all * zor_int(sizeof(R)));
     R* const of_taps = zor::align_up<R>(memory.data, 64);
     const auto space_of = [&](zor_int thread) {
       R* const own = of_taps + spectrum + thread * (spectrum + box);
@@ -152,8 +159,8 @@ class filter {
     };
     zor_int shape[conv_most_dims], step[conv_most_dims];
     for (int i = 0; i < p_.dims; ++i) shape[i] = of_[i].taps, step[i] = of_[i].taps_step;
-    R* const taps_box = in_place_ ? of_taps : space_of(0).box;
-    load(taps_, shape, step, taps_box);
+    R* const taps_box = in_place_ && !plan_.by_tiles ? of_taps : space_of(0).box;
+    load(p_.dims - 1, taps_, shape, step, 0, taps_box);
     if (const int32_t status = transform_taps(taps_box, space_of(0).spectrum, of_taps)) return status;
     std::atomic<int32_t> status{ZOR_CONV_OK};
     for_each_piece(threads, threads, [&](zor_int thread) {
@@ -196,48 +203,92 @@ class filter {
   int32_t backward(R* spectrum, R* box) {
     return status_of(in_place_ ? zor_fft_backward(fft(), spectrum) : zor_fft_backward(fft(), spectrum, box));
   }
-  void spread(const R* box, R* work) const {
+  void spread(zor_int width, const R* box, R* work) const {
     divide(tile_threads_, tile_plan().columns, zor::conv::leaf_radix,
-           [&](zor_int begin, zor_int end) { kernels_->spread(tile_plan(), begin, end, box, work); });
+           [&](zor_int begin, zor_int end) { kernels_->spread(tile_plan(), begin, end, width, box, work); });
+  }
+  // Columns of a box that may hold so many values of a line, from the first one on.
+  static zor_int width_of(zor_int values) {
+    return (values + zor::conv::leaf_radix - 1) / zor::conv::leaf_radix * zor::conv::leaf_radix;
   }
 
   int32_t transform_taps(const R* box, R* work, R* spectrum) {
     if (!plan_.by_tiles) return forward(box, spectrum);
-    spread(box, work);
-    divide(tile_threads_, tile_plan().pieces, 1,
-           [&](zor_int begin, zor_int end) { kernels_->transform(tile_plan(), begin, end, work, spectrum); });
+    const zor_int width = width_of(of_[0].taps);
+    spread(width, box, work);
+    divide(tile_threads_, tile_plan().pieces, 1, [&](zor_int begin, zor_int end) {
+      kernels_->transform(tile_plan(), begin, end, width, work, spectrum);
+    });
     return ZOR_CONV_OK;
   }
-  // The cyclic convolution of one box with the taps; `to` may be the box.
-  int32_t convolve_box(const R* box, const R* of_taps, R* work, R* to) {
+  // The cyclic convolution with the taps of one box, whose lines begin with so many values; `to` may be the
+  // box.
+  int32_t convolve_box(zor_int values, const R* box, const R* of_taps, R* work, R* to) {
     if (!plan_.by_tiles) {
       if (const int32_t status = forward(box, work)) return status;
       multiply<R>(spectrum_count_, work, of_taps);
       return backward(work, to);
     }
-    spread(box, work);
-    divide(tile_threads_, tile_plan().pieces, 1,
-           [&](zor_int begin, zor_int end) { kernels_->multiply(tile_plan(), begin, end, of_taps, work); });
+    const zor_int width = width_of(values);
+    spread(width, box, work);
+    divide(tile_threads_, tile_plan().pieces, 1, [&](zor_int begin, zor_int end) {
+      kernels_->multiply(tile_plan(), begin, end, width, of_taps, work);
+    });
     divide(tile_threads_, tile_plan().columns, zor::conv::leaf_radix,
            [&](zor_int begin, zor_int end) { kernels_->join(tile_plan(), begin, end, work, to); });
     return ZOR_CONV_OK;
   }
 
-  // A box of elements to the corner of a padded one.
-  void load(const T* from, const zor_int* shape, const zor_int* step, R* box) {
-    T* const to = reinterpret_cast<T*>(box);
-    zor_int count = 1;
-    for (int i = 0; i < p_.dims; ++i) count *= shape[i];
-    if (p_.dims == 1)
-      std::memset(static_cast<void*>(to + count), 0, size_t(points_ - count) * sizeof(T));
-    else if (count < points_)
-      std::memset(static_cast<void*>(to), 0, size_t(points_) * sizeof(T));
-    for_lines(p_.dims, shape, from, step, to, box_step_, [&](const T* a, T* b) {
-      if (step[0] == 1)
-        std::memcpy(static_cast<void*>(b), a, size_t(shape[0]) * sizeof(T));
-      else
-        for (zor_int i = 0; i < shape[0]; ++i) b[i] = a[i * step[0]];
-    });
+  // A box of elements to the corner of a padded one, and zeros behind it: dimensions 0 to d, from place `at`
+  // of the padded box on.
+  void load(int d, const T* from, const zor_int* shape, const zor_int* step, zor_int at, R* box) const {
+    if (d == 0)
+      load_line(from, shape[0], step[0], at, box);
+    else
+      for (zor_int i = 0; i < shape[d]; ++i)
+        load(d - 1, from + i * step[d], shape, step, at + i * box_step_[d], box);
+    const zor_int end = at + shape[d] * box_step_[d], rest = (plan_.padded[d] - shape[d]) * box_step_[d];
+    if (!apart_) return clear(box + end * zor::parts<T>, rest * zor::parts<T>);
+    clear(box + end, rest);
+    clear(imaginary_of(box) + end, rest);
+  }
+  static void clear(R* at, zor_int count) {
+    std::memset(static_cast<void*>(at), 0, size_t(count) * sizeof(R));
+  }
+  template <class P>
+  P* imaginary_of(P* box) const {
+    return box + points_ + zor::conv::work_gap<R>;
+  }
+
+  void load_line(const T* from, zor_int count, zor_int step, zor_int at, R* box) const {
+    if constexpr (complex) {
+      R *const re = box + at, *const im = imaginary_of(box) + at;
+      if (apart_ && step == 1) return kernels_->to_parts(count, zor::reals(from), nullptr, re, im);
+      for (zor_int i = 0; apart_ && i < count; ++i) re[i] = from[i * step].re, im[i] = from[i * step].im;
+      if (apart_) return;
+    }
+    copy_line(count, from, step, reinterpret_cast<T*>(box) + at, 1);
+  }
+  static void copy_line(zor_int count, const T* from, zor_int from_step, T* to, zor_int to_step) {
+    if (from_step == 1 && to_step == 1)
+      std::memcpy(static_cast<void*>(to), from, size_t(count) * sizeof(T));
+    else
+      for (zor_int i = 0; i < count; ++i) to[i * to_step] = from[i * from_step];
+  }
+  // The wanted values of a box, from place `at` on.
+  void store(const zor_int* counts, const R* box, zor_int at, const zor_int* step, T* z,
+             const zor_int* z_step) const {
+    if constexpr (complex) {
+      const zor_int apart = imaginary_of(box) - box;
+      if (apart_)
+        return for_lines(p_.dims, counts, box + at, step, z, z_step, [&](const R* a, T* b) {
+          if (step[0] == 1 && z_step[0] == 1)
+            return kernels_->to_pairs(counts[0], a, a + apart, zor::reals(b), nullptr);
+          for (zor_int i = 0; i < counts[0]; ++i) b[i * z_step[0]] = {a[i * step[0]], a[apart + i * step[0]]};
+        });
+    }
+    for_lines(p_.dims, counts, reinterpret_cast<const T*>(box) + at, step, z, z_step,
+              [&](const T* a, T* b) { copy_line(counts[0], a, step[0], b, z_step[0]); });
   }
 
   // `behind` tells that the values before the tile's own are still to come.
@@ -267,17 +318,11 @@ class filter {
     const bool from_place = !in_place_ && p_.dims == 1 && signal_step[0] == 1 && shape[0] == points_;
     const bool to_place = behind && p_.dims == 1 && from_step[0] == 1 && z_step[0] == 1 &&
                           at + counts[0] == points_ && at <= plan_.tile[0];
-    if (!from_place) load(signal, shape, signal_step, own.box);
+    if (!from_place) load(p_.dims - 1, signal, shape, signal_step, 0, own.box);
     const R* const box = from_place ? reinterpret_cast<const R*>(signal) : own.box;
-    if (to_place) return convolve_box(box, of_taps, own.spectrum, reinterpret_cast<R*>(z - at));
-    if (const int32_t status = convolve_box(box, of_taps, own.spectrum, own.box)) return status;
-    for_lines(p_.dims, counts, reinterpret_cast<const T*>(own.box) + at, from_step, z, z_step,
-              [&](const T* a, T* b) {
-                if (from_step[0] == 1 && z_step[0] == 1)
-                  std::memcpy(static_cast<void*>(b), a, size_t(counts[0]) * sizeof(T));
-                else
-                  for (zor_int i = 0; i < counts[0]; ++i) b[i * z_step[0]] = a[i * from_step[0]];
-              });
+    if (to_place) return convolve_box(shape[0], box, of_taps, own.spectrum, reinterpret_cast<R*>(z - at));
+    if (const int32_t status = convolve_box(shape[0], box, of_taps, own.spectrum, own.box)) return status;
+    store(counts, own.box, at, from_step, z, z_step);
     return ZOR_CONV_OK;
   }
 
@@ -288,6 +333,7 @@ class filter {
   zor_int points_ = 1, all_tiles_ = 1, spectrum_count_;
   const T *signal_, *taps_;
   bool in_place_;  // lines of several tiles go out of place, from the operand and to the result
+  bool apart_;     // complex boxes have their real parts before the imaginary ones
   int32_t tile_threads_;
   plan_key key_ = {};
   void* made_ = nullptr;  // of the key

@@ -2,12 +2,10 @@
 // Arrays that a matrix of the public side owns. Plain, since records are copied; release() ends their life.
 #pragma once
 
-#include <sys/mman.h>
-
-#include <cerrno>
 #include <utility>
 
 #include "core/blas/arguments.h"
+#include "core/large_pages.h"
 #include "core/spblas/thresholds.h"
 #include "zor/serv.h"
 
@@ -28,16 +26,6 @@ struct owned_arrays {
   static void trim(void*& array, zor_int count, size_t size) {
     void* const kept = zor_serv_zor_realloc(array, uint64_t(count < 1 ? 1 : count) * size);
     if (kept != nullptr) array = kept;
-  }
-  // A new array is written once from end to end: most of the time would go into its first touch of each page.
-  // The request is a hint, which the system may not know.
-  static void ask_for_large_pages(void* array, zor_int bytes) {
-    constexpr uintptr_t page = 4096;
-    const uintptr_t first = (reinterpret_cast<uintptr_t>(array) + page - 1) / page * page;
-    const uintptr_t end = (reinterpret_cast<uintptr_t>(array) + uintptr_t(bytes)) / page * page;
-    const int before = errno;
-    madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
-    errno = before;
   }
   void release() {
     for (void* array : {val, indx, pntr, rowind})

@@ -160,6 +160,10 @@ TEST(PublicConv, BoxesOfAnyRank) {
   }
   check_modes<double>({90, 70}, {7, 5}, true, random);
   check_modes<float>({12, 9}, {60, 40}, true, random);
+  // Terms enough for the tiles of the kernels.
+  check_modes<zor_c64>({60, 40}, {30, 24}, true, random);
+  check_modes<zor_c32>({12, 20, 18}, {9, 9, 8}, true, random);
+  check_modes<double>({50, 70}, {30, 24}, true, random);
 }
 
 // Each row spoils one argument of a good call.
