@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // CSR to coordinates and back, the way back by counting the entries of each row.
+#include <algorithm>
+
 #include "spblas/convert/job.h"
+#include "spblas/counting_sort.h"
 #include "spblas/panel.h"
-#include "spblas/transpose.h"
 #include "zor/signatures/spblas_matrix.h"
 
 namespace zor::sparse {
@@ -41,38 +43,33 @@ conversion_info csr_to_coo(const conversion_job& job, zor_int n, const double* a
   return converted;
 }
 
-// starts[] are the row starts, one element less far back than rows count, so that they are moved as they are.
-template <class I>
-conversion_info place_entries(const conversion_job& job, zor_int nnz, const double* acoo, const I* rowind,
-                              const I* colind, I* starts, double* acsr, I* ja) {
-  const I shift = I(job.csr_base - job.other_base);
-  const zor_int count = job.fill == 0 && nnz > job.room ? (job.room < 0 ? 0 : job.room) : nnz;
-  I* const next = starts - job.other_base;
-  for (zor_int e = 0; e < count; ++e) {
-    const zor_int at = zor_int(next[rowind[e]]++) - job.csr_base;
-    acsr[at] = acoo[e];
-    ja[at] = colind[e] + shift;
-  }
-  return count < nnz ? no_room : converted;
-}
-
+// Where the room is short the row pointers are left unfinished.
 template <class I>
 conversion_info coo_to_csr(const conversion_job& job, zor_int n, double* acsr, I* ja, I* ia, zor_int nnz,
                            const double* acoo, const I* rowind, const I* colind) {
+  const I shift = I(job.csr_base - job.other_base);
   if (job.fill == 2) {
     if (nnz > 0) std::memcpy(acsr, acoo, size_t(nnz) * sizeof(double));
-    copy_shifted(colind, nnz, I(job.csr_base - job.other_base), ja);
+    copy_shifted(colind, nnz, shift, ja);
     return converted;
   }
-  const zor_int rows = n > 0 ? n : 0;
-  std::memset(ia, 0, size_t(rows + 1) * sizeof(I));
-  I* const counts = ia - job.other_base;
-  for (zor_int e = 0; e < nnz; ++e) ++counts[rowind[e]];
-  starts_of_counts(ia, rows, job.csr_base);
-  if (job.fill == 1) return converted;
-  const conversion_info info = place_entries(job, nnz, acoo, rowind, colind, ia, acsr, ja);
-  if (info == converted) shift_starts_back(ia, rows, job.csr_base);
-  return info;
+  zor_int count = nnz;
+  const auto in_order = [&](const auto& visit) __attribute__((always_inline)) {
+    for (zor_int e = 0; e < count; ++e) visit(e, I(colind[e] + shift));
+  };
+  const keyed_entries<double, I, decltype(in_order)> entries{rowind, nnz, job.other_base, acoo, in_order};
+  const sorted_entries<double, I> rows{ia, ja, acsr, job.csr_base};
+  const bool short_of_room = job.fill == 0 && nnz > job.room;
+  const zor_int keys = n > 0 ? n : 0;
+  if (job.fill != 1 && !short_of_room) {
+    sort_by_key(keys, entries, rows);
+    return converted;
+  }
+  count_keys(keys, entries, rows);
+  if (!short_of_room) return converted;
+  count = std::max<zor_int>(job.room, 0);
+  place_entries(entries, rows);
+  return no_room;
 }
 
 }  // namespace

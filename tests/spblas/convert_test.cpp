@@ -3,12 +3,14 @@
 // every base, every job, every lack of room, operands between guard pages, refused memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <tuple>
 
 #include "tests/spblas/matrices.h"
 #include "tests/support/zalloc.h"
+#include "zor/serv.h"
 #include "zor/signatures/spblas_matrix.h"
 
 namespace {
@@ -197,6 +199,50 @@ void check_csc(const char* name, zor::csr_csc_fn<I>* convert) {
         }
         expect_csr(expected, to, made);
       }
+    }
+  }
+}
+
+// More entries than the caches hold, of columns in any order, to columns and from coordinates whose rows are
+// the columns; with each request for memory refused once.
+template <class I>
+void check_many(zor::csr_csc_fn<I>* to_columns, zor::csr_coo_fn<I>* from_coordinates) {
+  constexpr I n = 3001, longest = 700;
+  constexpr size_t count = size_t(n) * size_t(longest);
+  random_bits random(47);
+  guarded<I> row(count), column(count), start(size_t(n) + 1);
+  guarded<double> value(count);
+  std::vector<size_t> order(count);
+  for (size_t k = 0; k < count; ++k) {
+    row[k] = I(k / longest) + 1;
+    column[k] = I(random.between(1, n));
+    value[k] = double(k);
+    order[k] = k;
+  }
+  for (I r = 0; r <= n; ++r) start[size_t(r)] = r * longest + 1;
+  std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) { return column[a] < column[b]; });
+  for (const bool coordinates : {false, true}) {
+    for (I nth = 0; nth <= 3; ++nth) {
+      empty_csr<I> made(count, size_t(n));
+      I job[6] = {coordinates, 1, 1, 0, I(count), I(!coordinates && nth != 1)}, nnz = I(count), info = 0;
+      zor_serv_freebuffers();
+      zalloc_reset();
+      zalloc_fail(uint64_t(nth), false);
+      if (coordinates)
+        from_coordinates(job, &n, made.a.data(), made.ja.data(), made.ia.data(), &nnz, value.data(),
+                         column.data(), row.data(), &info);
+      else
+        to_columns(job, &n, value.data(), column.data(), start.data(), made.a.data(), made.ja.data(),
+                   made.ia.data());
+      zalloc_fail(0, false);
+      size_t wrong = 0, k = 0;
+      for (I c = 1; c <= n; ++c) {
+        wrong += made.ia[size_t(c - 1)] != I(k) + 1;
+        for (; k < count && column[order[k]] == c; ++k)
+          wrong += made.ja[k] != row[order[k]] ||
+                   made.a[k] != (job[5] == 0 && !coordinates ? untouched : value[order[k]]);
+      }
+      EXPECT_EQ(wrong + size_t(made.ia[size_t(n)] != I(k) + 1), 0U) << coordinates << ", request " << nth;
     }
   }
 }
@@ -572,6 +618,7 @@ TEST(SparseConversion, RefusedMemory) {
 #define COO(prefix, I) check_coo<I>(#prefix "zor_dcsrcoo", prefix##zor_dcsrcoo);
 #define COO_BACK(prefix, I) check_coo_back<I>(#prefix "zor_dcsrcoo", prefix##zor_dcsrcoo);
 #define CSC(prefix, I) check_csc<I>(#prefix "zor_dcsrcsc", prefix##zor_dcsrcsc);
+#define MANY(prefix, I) check_many<I>(prefix##zor_dcsrcsc, prefix##zor_dcsrcoo);
 #define DIA(prefix, I) check_dia<I>(#prefix "zor_dcsrdia", prefix##zor_dcsrdia);
 #define DIA_BACK(prefix, I) check_dia_back<I>(#prefix "zor_dcsrdia", prefix##zor_dcsrdia);
 #define SKY(prefix, I) check_sky<I>(#prefix "zor_dcsrsky", prefix##zor_dcsrsky);
@@ -580,6 +627,7 @@ TEST(SparseConversion, RefusedMemory) {
 CHECK(coo, COO, ToCoordinates)
 CHECK(coo, COO_BACK, FromCoordinates)
 CHECK(csc, CSC, CompressedColumns)
+CHECK(many, MANY, SortsMoreThanTheCachesHold)
 CHECK(dia, DIA, ToDiagonals)
 CHECK(dia, DIA_BACK, FromDiagonals)
 CHECK(sky, SKY, Skyline)
