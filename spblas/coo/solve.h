@@ -91,6 +91,9 @@ template <int N, int R, class T, bool RowMajor, class I>
           touch(p.a.colind + entries.at(k + thresholds::coo_entries_ahead));
         }
         left -= count;
+        const zor_int ahead = row + step * thresholds::coo_entries_ahead;
+        if (far && !v.unit() && ahead >= 0 && ahead < p.m)
+          touch(p.a.val + zor_int(index.diagonal.data[ahead]));
         const auto s = row_dots<N, R, 0, true>(entries, conj, 0, count, solved, last);
         entries.order += step * count;
         const T pivot = v.unit() ? T{} : conj_by_sign_if(conj, p.a.val[zor_int(index.diagonal.data[row])]);
