@@ -49,12 +49,12 @@ zor_int merge_rows(const matrix_row<T, I>& a, T beta, const matrix_row<T, I>& b,
   zor_int i = 0, j = 0, k = 0;
   for (; i < a.count && j < b.count; ++k) {
     const I ca = a.columns[i], cb = b.columns[j];
-    if (ca < cb) {
-      jc[k] = ca;
-      c[k] = a.values[i++];
-    } else if (ca == cb) {
+    if (ca == cb) {
       jc[k] = ca;
       store<T, 1>(c + k, load<T, 1>(a.values + i++) + scale.template times<false>(b.values + j++));
+    } else if (ca < cb) {
+      jc[k] = ca;
+      c[k] = a.values[i++];
     } else {
       jc[k] = cb;
       store<T, 1>(c + k, scale.template times<false>(b.values + j++));
