@@ -144,6 +144,20 @@ struct conversion {
     return true;
   }
 
+  // The entries of the rows and the block columns both ascend.
+  void fill_block_row(zor_int lb, zor_int R, const I* pntr, const I* indx) {
+    T* const val = static_cast<T*>(made.val);
+    const zor_int begin = zor_int(pntr[R]) - a.base, end = zor_int(pntr[R + 1]) - a.base;
+    std::memset(static_cast<void*>(val + begin * lb * lb), 0, size_t((end - begin) * lb * lb) * sizeof(T));
+    for (zor_int r = R * lb; r < std::min(a.rows, (R + 1) * lb); ++r) {
+      zor_int p = begin;
+      for (zor_int k = zor_int(csr.pntr[r]) - a.base; k < zor_int(csr.pntr[r + 1]) - a.base; ++k) {
+        const auto inside = [&] { return zor_int(csr.indx[k]) - a.base - (zor_int(indx[p]) - a.base) * lb; };
+        while (inside() >= lb) ++p;
+        val[(p * lb + inside()) * lb + r - R * lb] = csr.val[k];
+      }
+    }
+  }
   int32_t to_bsr(zor_int lb) {
     const zor_int lines = a.rows == 0 ? 0 : (a.rows - 1) / lb + 1;
     if (!owned_arrays::allocate(made.pntr, lines + 1, sizeof(I)) ||
@@ -158,27 +172,11 @@ struct conversion {
     const zor_int blocks = zor_int(pntr[lines]) - zor_int(pntr[0]),
                   elements = saturating_product(blocks, lb, lb);
     if (fills_in(a, elements, entries)) return too_full("BSR", elements, entries);
-    const zor::scratch<double> numbers(moves_elements ? 0 : entries), moved(elements),
-        order_of_blocks(blocks);
-    double* const from = source(numbers);
-    if ((entries > 0 && from == nullptr) || (elements > 0 && moved.data == nullptr) ||
-        (blocks > 0 && order_of_blocks.data == nullptr))
-      return short_of_memory();
-    job[5] = 3;
-    bsr_conversion<I>()(job, &n, &order, &stored, from, csr.indx, csr.pntr, moved.data, indx, pntr, &info);
-    if (info != 0) return short_of_memory();
-    // The kernel stores blocks as the rows meet them; solves and sweeps want them sorted.
-    number_all(blocks, order_of_blocks.data);
-    sort_all_rows<double, I>(lines, a.base, pntr, indx, order_of_blocks.data);
+    // The kernel lists blocks as the rows meet them; solves and sweeps want them sorted.
+    for (zor_int R = 0; R < lines; ++R)
+      std::sort(indx + (zor_int(pntr[R]) - a.base), indx + (zor_int(pntr[R + 1]) - a.base));
     if (!owned_arrays::allocate(made.val, elements, sizeof(T))) return short_of_memory();
-    for (zor_int p = 0; p < blocks; ++p) {
-      const double* const block = moved.data + (zor_int(order_of_blocks.data[p]) - 1) * lb * lb;
-      T* const place = static_cast<T*>(made.val) + p * lb * lb;
-      if constexpr (moves_elements)
-        std::copy_n(block, lb * lb, place);
-      else
-        fetch_elements(a.type, csr.val, block, lb * lb, place);
-    }
+    for (zor_int R = 0; R < lines; ++R) fill_block_row(lb, R, pntr, indx);
     to.nnz = blocks;
     to.lb = lb;
     return ZOR_SPARSE_OK;
@@ -223,7 +221,7 @@ int32_t convert(const sparse_matrix& a, int32_t format, zor_int lb, zor_sparse* 
                                                     : c.to_sky();
   if (status != ZOR_SPARSE_OK) return status;
   to.take_arrays(made.hand_on(), sizeof(I));
-  return make_handle<I>(to, handle);
+  return format == ZOR_SPARSE_CSR ? make_handle<I>(to, handle) : make_result_handle<I>(to, handle);
 }
 
 }  // namespace

@@ -245,19 +245,24 @@ zor_int number_nonzeros(char type, const void* val, zor_int count, double* numbe
 }
 
 template <class I>
-int32_t check_format(sparse_matrix& a) {
-  const zor_int given = elements(a);
-  if (given > std::numeric_limits<zor_int>::max() / zor_int(sizeof(zor_c64)))
-    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "nnz: %lld make more elements than can be counted",
-                          (long long)a.nnz);
-  if (const int32_t status = bad_arrays<I>(a)) return status;
-  a.used = given;
+int32_t look_at_format(sparse_matrix& a) {
+  a.used = elements(a);
   const auto look = a.type == 's'   ? look_at_elements<float, I>
                     : a.type == 'd' ? look_at_elements<double, I>
                     : a.type == 'c' ? look_at_elements<zor_c32, I>
                                     : look_at_elements<zor_c64, I>;
   return look(a);
 }
+template <class I>
+int32_t check_format(sparse_matrix& a) {
+  if (elements(a) > std::numeric_limits<zor_int>::max() / zor_int(sizeof(zor_c64)))
+    return sparse_failure(ZOR_SPARSE_BAD_MATRIX, "nnz: %lld make more elements than can be counted",
+                          (long long)a.nnz);
+  if (const int32_t status = bad_arrays<I>(a)) return status;
+  return look_at_format<I>(a);
+}
+template int32_t look_at_format<int32_t>(sparse_matrix&);
+template int32_t look_at_format<int64_t>(sparse_matrix&);
 template int32_t check_format<int32_t>(sparse_matrix&);
 template int32_t check_format<int64_t>(sparse_matrix&);
 

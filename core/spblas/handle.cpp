@@ -23,7 +23,7 @@ void free_record(zor_sparse a) {
   zor_serv_zor_free(a);
 }
 
-template <class I>
+template <class I, bool IndicesKnown = false>
 int32_t check(sparse_matrix& a) {
   a.checked = false;
   a.unsolvable = zor_sparse_matrix::none;
@@ -34,7 +34,8 @@ int32_t check(sparse_matrix& a) {
   if (a.rows_form != nullptr) free_record(std::exchange(a.rows_form, nullptr));
   if (!a.identity()) {
     const bool rows = a.format == ZOR_SPARSE_CSR;
-    if (const int32_t status = rows ? check_csr<I>(a) : check_format<I>(a)) return status;
+    const auto check_it = rows ? check_csr<I> : IndicesKnown ? look_at_format<I> : check_format<I>;
+    if (const int32_t status = check_it(a)) return status;
     if (rows)
       cut_into_parts<I>(a);
     else if (a.format == ZOR_SPARSE_COO)
@@ -44,7 +45,7 @@ int32_t check(sparse_matrix& a) {
   return ZOR_SPARSE_OK;
 }
 
-// What the check would find in a result.
+// What the check would find in a result in compressed rows.
 template <class I>
 int32_t take_as_checked(sparse_matrix& a) {
   a.val = a.given_val, a.indx = a.given_indx, a.pntrb = a.given_pntrb, a.pntre = a.given_pntre;
@@ -114,11 +115,11 @@ int32_t describe(zor_sparse a, Description* d) {
 
 template <class I>
 int32_t make_handle(sparse_matrix& a, zor_sparse* handle) {
-  return place_record(a, check<I>, handle);
+  return place_record(a, check<I, false>, handle);
 }
 template <class I>
 int32_t make_result_handle(sparse_matrix& a, zor_sparse* handle) {
-  return place_record(a, take_as_checked<I>, handle);
+  return place_record(a, a.format == ZOR_SPARSE_CSR ? take_as_checked<I> : check<I, true>, handle);
 }
 template int32_t make_handle<int32_t>(sparse_matrix&, zor_sparse*);
 template int32_t make_handle<int64_t>(sparse_matrix&, zor_sparse*);

@@ -115,8 +115,8 @@ int32_t read_description(sparse_matrix& a, const Description& d);
 template <class I>
 int32_t make_handle(sparse_matrix& a, zor_sparse* handle);
 
-// The same for a result in compressed rows of the general view that needs no check: its rows are there and
-// follow one another, and their columns lie within the matrix and ascend strictly.
+// The same for a result whose indices need no check. In compressed rows it has the general view, its rows are
+// there and follow one another, and their columns ascend strictly.
 template <class I>
 int32_t make_result_handle(sparse_matrix& a, zor_sparse* handle);
 
@@ -127,9 +127,11 @@ int32_t check_csr(sparse_matrix& a);
 // What hinders a solve with a checked matrix or a result, and the first row of it.
 sparse_matrix::fault solve_fault(const sparse_matrix& a);
 
-// The same for the other formats.
+// check_csr for the other formats, and what it does where the indices need no check.
 template <class I>
 int32_t check_format(sparse_matrix& a);
+template <class I>
+int32_t look_at_format(sparse_matrix& a);
 
 // A matrix of another format in compressed rows, sorted, with a handle of its own.
 template <class I>
