@@ -50,17 +50,21 @@ template <class V, class First, class Second>
   return first.template at<V>(i, j) + second.template at<V>(i, j);
 }
 
+// One row of a sum. The terms are copies: those of a caller would be read anew behind every store.
+template <class T, class... Terms>
+[[gnu::always_inline]] inline void sum_row(zor_int cols, T* c, Terms... terms) {
+  for_vectors<T, narrowing{}, 4>(
+      0, cols, [=]<int Bytes>(zor_int j) __attribute__((always_inline)) {
+        store_units(c + j, sum_at<vec<real_t<T>, Bytes>>(0, j, terms...));
+      });
+}
+
 // C := the sum of the terms, row by row. C may be the matrix of a term.
 template <class T, class... Terms>
 void sum_rows(zor_int rows, zor_int cols, T* c, zor_int ldc, const Terms&... terms) {
   const bool one_run = ldc == cols && ((terms.ld == cols) && ...);
   if (one_run && rows > 0) cols *= rows, rows = 1;
-  for (zor_int i = 0; i < rows; ++i)
-    for_vectors<T, narrowing{}, 4>(
-        0, cols, [&]<int Bytes>(zor_int j) __attribute__((always_inline)) {
-          using V = vec<real_t<T>, Bytes>;
-          store_units(c + i * ldc + j, sum_at<V>(i, j, terms...));
-        });
+  for (zor_int i = 0; i < rows; ++i) sum_row(cols, c + i * ldc, terms.from(i, 0)...);
 }
 
 }  // namespace zor
