@@ -10,6 +10,9 @@
 
 namespace zor_core {
 
+// Measured: bytes from which an array asks for large pages.
+inline constexpr zor_int least_for_large_pages = zor_int(1) << 22;
+
 // New memory that is written once from end to end: most of the time would go into the first touch of each of
 // its pages. The request is a hint, which the system may not know.
 inline void ask_for_large_pages(void* memory, zor_int bytes) {

@@ -6,7 +6,6 @@
 
 #include "core/blas/arguments.h"
 #include "core/large_pages.h"
-#include "core/spblas/thresholds.h"
 #include "zor/serv.h"
 
 namespace zor_core {
@@ -18,8 +17,7 @@ struct owned_arrays {
   static bool allocate(void*& array, zor_int count, size_t size) {
     const zor_int bytes = saturating_product(count < 1 ? 1 : count, zor_int(size));
     array = bytes == INT64_MAX ? nullptr : zor_serv_zor_malloc(uint64_t(bytes), 64);
-    if (array != nullptr && bytes >= sparse_thresholds::least_for_large_pages)
-      ask_for_large_pages(array, bytes);
+    if (array != nullptr && bytes >= least_for_large_pages) ask_for_large_pages(array, bytes);
     return array != nullptr;
   }
   // Keeps the first `count` elements, and gives the memory behind them back. One that cannot stays as it is.

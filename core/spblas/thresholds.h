@@ -45,9 +45,4 @@ inline constexpr zor_int row_major_grain = 8;
 // Right-hand sides of a row-major operand that are staged in columns at once: a cache line of doubles.
 inline constexpr zor_int staged_columns = 8;
 
-// ---- Memory.
-
-// Measured: bytes of an array from which it asks for large pages.
-inline constexpr zor_int least_for_large_pages = zor_int(1) << 22;
-
 }  // namespace zor_core::sparse_thresholds
