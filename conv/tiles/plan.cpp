@@ -107,7 +107,8 @@ zor_int lay_out(const tile_shape& s, tile_plan<R>* p) {
   p->points = s.points();
   p->gap = has_gap(s) ? work_gap<R> : 0;
   p->line = s.dims > 1 ? s.lengths[0] : s.points();
-  p->paired = s.complex && !is_own_work(s);
+  p->in_place = s.in_place;
+  p->paired = s.complex && !s.in_place;
   zor_int reals = 0;
   for (int i = s.dims; i-- > 0;) {
     const dimension d(s, i);
@@ -185,7 +186,7 @@ const R* work_im(const tile_plan<R>& p, const R* work) {
 // The second part of a box that is not interleaved.
 template <class R>
 zor_int box_im(const tile_plan<R>& p) {
-  return p.line == p.points ? p.points : p.points + p.gap;
+  return p.in_place ? p.points + p.gap : p.points;
 }
 
 // A pass in place over a box whose columns from `width` on are zero: passes across lines leave these as they

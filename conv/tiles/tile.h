@@ -18,6 +18,7 @@ namespace zor::conv {
 // Lengths of a box, dimension 0 being contiguous.
 struct tile_shape {
   bool complex;
+  bool in_place;  // boxes are their own work, as those of several dimensions must be
   int dims;
   zor_int lengths[7];
 
@@ -70,7 +71,7 @@ struct tile_plan {
   zor_int line;  // values along dimension 0
   // What may be divided over threads: columns of the first pass by leaf_radix, and pieces behind it.
   zor_int columns, pieces;
-  bool paired;  // boxes are interleaved complex values
+  bool in_place, paired;  // boxes that are their own work; that are interleaved complex values
   int count;
   tile_pass<R> passes[most_tile_passes];
   tile_run<R> spread, join;  // the first pass from a box, the last one to it
@@ -82,10 +83,8 @@ struct tile_plan {
 // The most reals between the two parts of work, so that these do not share cache sets.
 template <class R>
 inline constexpr zor_int work_gap = 256 / sizeof(R);
-// Boxes of several dimensions are their own work. Complex ones have their real parts before the imaginary
-// ones, with the gap between them.
-inline bool is_own_work(const tile_shape& s) { return s.dims > 1; }
-inline bool has_gap(const tile_shape& s) { return s.complex || s.dims == 1; }
+// Complex boxes in place have their real parts before the imaginary ones, with the gap between them.
+inline bool has_gap(const tile_shape& s) { return s.complex || !s.in_place; }
 
 // Complex values from one form to another; an array that is interleaved has no second part.
 template <class R>
@@ -93,8 +92,8 @@ using tile_copy = void (*)(zor_int count, const R* x_re, const R* x_im, R* y_re,
 
 // A box has `points` complex values or twice as many reals, as work and spectra do, work and its gap; these
 // stand on boundaries of 64 bytes. A tile is spread, multiplied and joined, each in any number of pieces; the
-// operand that stays is spread, and transformed to its spectrum, with the scale of all. Of a box that is its
-// own work, the columns of dimension 0 from `width` on, a multiple of leaf_radix, may be known to be zero.
+// operand that stays is spread, and transformed to its spectrum, with the scale of all. Of a box in place,
+// the columns of dimension 0 from `width` on, a multiple of leaf_radix, may be known to be zero.
 template <class R>
 struct tile_kernels {
   tile_plan<R>* (*make)(const tile_shape& shape);  // null when memory is short

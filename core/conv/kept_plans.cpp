@@ -66,7 +66,8 @@ int32_t commit(const plan_key& key, void** plan) {
 int32_t make_tile(const plan_key& key, void** plan) {
   const zor::conv::tile_table* const tiles = find_tiles();
   if (tiles == nullptr) return ZOR_CONV_NO_MEMORY;
-  zor::conv::tile_shape shape = {key.domain == ZOR_DFT_COMPLEX, key.dims, {}};
+  zor::conv::tile_shape shape = {
+      key.domain == ZOR_DFT_COMPLEX, key.placement == ZOR_DFT_INPLACE, key.dims, {}};
   for (int i = 0; i < key.dims; ++i) shape.lengths[i] = key.lengths[key.dims - 1 - i];
   if (key.precision == ZOR_DFT_DOUBLE)
     *plan = tiles->d.make(shape);

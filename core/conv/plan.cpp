@@ -104,7 +104,7 @@ struct transformed_problem {
     return p;
   }
   double cost_of(const conv_plan& p) const {
-    zor::conv::tile_shape shape = {complex, dims, {}};
+    zor::conv::tile_shape shape = {complex, false, dims, {}};
     double points = 1, tiles = 1;
     for (int i = 0; i < dims; ++i) {
       shape.lengths[i] = p.padded[i];

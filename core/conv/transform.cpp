@@ -33,8 +33,6 @@ int32_t status_of(int32_t fft_status) {
   return fft_status == ZOR_FFT_NO_MEMORY ? ZOR_CONV_NO_MEMORY : ZOR_CONV_TRANSFORM_FAILED;
 }
 
-// Scratch of so many bytes does not come from the pool, and its pages are new in every call.
-constexpr zor_int new_pages_bytes = 40 << 20;
 // Points of a lone tile from which it is worked through by threads.
 constexpr zor_int divided_points = 1 << 15;
 
@@ -124,13 +122,15 @@ class filter {
       of_[i].first = d.start + (p.correlation ? d.m - 1 : 0);
       box_step_[i] = i == 0 ? 1 : saturating_product(box_step_[i - 1], plan.padded[i - 1]);
       points_ = saturating_product(points_, plan.padded[i]);
+      signal_step_[i] = of_[i].signal_step;
+      from_step_[i] = saturating_product(d.step, box_step_[i]);
+      z_step_[i] = d.z_step;
       tiles_[i] = (d.count + plan.tile[i] - 1) / plan.tile[i];
       all_tiles_ *= tiles_[i];
     }
     signal_ = taps_are_y ? x_first : p.y;
     taps_ = taps_are_y ? p.y : x_first;
-    in_place_ = plan.by_tiles ? zor::conv::is_own_work({complex, p.dims, {}})
-                              : complex && (p.dims > 1 || all_tiles_ == 1);
+    in_place_ = (complex || plan.by_tiles) && (p.dims > 1 || all_tiles_ == 1);
     apart_ = complex && plan.by_tiles && in_place_;
     tile_threads_ = all_tiles_ == 1 && points_ >= divided_points ? usable_threads() : 1;
     spectrum_count_ = complex ? points_ : points_ / plan.padded[0] * (plan.padded[0] / 2 + 1);
@@ -150,8 +150,8 @@ class filter {
     const zor_int all = saturating_product(spectrum + box, threads) + spectrum + 16;
     const zor::scratch<R> memory(all);
     if (memory.data == nullptr) return ZOR_CONV_NO_MEMORY;
-    if (all * zor_int(sizeof(R)) > new_pages_bytes)
-      ask_for_large_pages(memory.data, all * zor_int(sizeof(R)));
+    const zor_int bytes = all * zor_int(sizeof(R));
+    if (bytes >= least_for_large_pages) ask_for_large_pages(memory.data, bytes);
     R* const of_taps = zor::align_up<R>(memory.data, 64);
     const auto space_of = [&](zor_int thread) {
       R* const own = of_taps + spectrum + thread * (spectrum + box);
@@ -242,32 +242,27 @@ class filter {
   // A box of elements to the corner of a padded one, and zeros behind it: dimensions 0 to d, from place `at`
   // of the padded box on.
   void load(int d, const T* from, const zor_int* shape, const zor_int* step, zor_int at, R* box) const {
-    if (d == 0)
-      load_line(from, shape[0], step[0], at, box);
-    else
-      for (zor_int i = 0; i < shape[d]; ++i)
-        load(d - 1, from + i * step[d], shape, step, at + i * box_step_[d], box);
-    const zor_int end = at + shape[d] * box_step_[d], rest = (plan_.padded[d] - shape[d]) * box_step_[d];
-    if (!apart_) return clear(box + end * zor::parts<T>, rest * zor::parts<T>);
-    clear(box + end, rest);
-    clear(imaginary_of(box) + end, rest);
-  }
-  static void clear(R* at, zor_int count) {
-    std::memset(static_cast<void*>(at), 0, size_t(count) * sizeof(R));
-  }
-  template <class P>
-  P* imaginary_of(P* box) const {
-    return box + points_ + zor::conv::work_gap<R>;
-  }
-
-  void load_line(const T* from, zor_int count, zor_int step, zor_int at, R* box) const {
-    if constexpr (complex) {
-      R *const re = box + at, *const im = imaginary_of(box) + at;
-      if (apart_ && step == 1) return kernels_->to_parts(count, zor::reals(from), nullptr, re, im);
-      for (zor_int i = 0; apart_ && i < count; ++i) re[i] = from[i * step].re, im[i] = from[i * step].im;
-      if (apart_) return;
+    if (d == 0) return load_line(from, shape[0], step[0], at, box);
+    for (zor_int i = 0; i < shape[d]; ++i, from += step[d]) {
+      if (d > 1) {
+        load(d - 1, from, shape, step, at + i * box_step_[d], box);
+        continue;
+      }
+      if (apart_ && step[0] == 1 && i + 1 < shape[1]) prefetch_line<0>(from + step[1], shape[0]);
+      load_line(from, shape[0], step[0], at + i * box_step_[1], box);
     }
-    copy_line(count, from, step, reinterpret_cast<T*>(box) + at, 1);
+    clear(at + shape[d] * box_step_[d], (plan_.padded[d] - shape[d]) * box_step_[d], box);
+  }
+  void load_line(const T* from, zor_int count, zor_int step, zor_int at, R* box) const {
+    if (!apart_)
+      copy_line(count, from, step, reinterpret_cast<T*>(box) + at, 1);
+    else if constexpr (complex)
+      split_line(count, from, step, box + at, imaginary_of(box) + at);
+    clear(at + count, plan_.padded[0] - count, box);
+  }
+  void split_line(zor_int count, const T* from, zor_int step, R* re, R* im) const {
+    if (step == 1) return kernels_->to_parts(count, zor::reals(from), nullptr, re, im);
+    for (zor_int i = 0; i < count; ++i) re[i] = from[i * step].re, im[i] = from[i * step].im;
   }
   static void copy_line(zor_int count, const T* from, zor_int from_step, T* to, zor_int to_step) {
     if (from_step == 1 && to_step == 1)
@@ -275,54 +270,83 @@ class filter {
     else
       for (zor_int i = 0; i < count; ++i) to[i * to_step] = from[i * from_step];
   }
+  void clear(zor_int at, zor_int count, R* box) const {
+    if (count == 0) return;
+    const size_t bytes = size_t(count) * sizeof(R);
+    if (!apart_) {
+      std::memset(static_cast<void*>(box + at * zor::parts<T>), 0, bytes * zor::parts<T>);
+    } else {
+      std::memset(static_cast<void*>(box + at), 0, bytes);
+      std::memset(static_cast<void*>(imaginary_of(box) + at), 0, bytes);
+    }
+  }
+  // The lines of a tile are too short for the processor to see the next one coming.
+  template <int Write>
+  static void prefetch_line(const T* line, zor_int count) {
+    const char* const bytes = reinterpret_cast<const char*>(line);
+    for (zor_int i = 0; i < count * zor_int(sizeof(T)); i += 64) __builtin_prefetch(bytes + i, Write);
+  }
+  template <class P>
+  P* imaginary_of(P* box) const {
+    return box + points_ + zor::conv::work_gap<R>;
+  }
   // The wanted values of a box, from place `at` on.
-  void store(const zor_int* counts, const R* box, zor_int at, const zor_int* step, T* z,
-             const zor_int* z_step) const {
-    if constexpr (complex) {
-      const zor_int apart = imaginary_of(box) - box;
-      if (apart_)
-        return for_lines(p_.dims, counts, box + at, step, z, z_step, [&](const R* a, T* b) {
-          if (step[0] == 1 && z_step[0] == 1)
-            return kernels_->to_pairs(counts[0], a, a + apart, zor::reals(b), nullptr);
+  void store(const zor_int* counts, const R* box, zor_int at, T* z) const {
+    const zor_int *const step = from_step_, *const z_step = z_step_;
+    const bool dense = step[0] == 1 && z_step[0] == 1;
+    if (apart_) {
+      if constexpr (complex) {
+        const zor_int apart = imaginary_of(box) - box;
+        for_lines(p_.dims, counts, box + at, step, z, z_step, [&](const R* a, T* b) {
+          // Behind the last line this asks for what need not exist, which does no harm.
+          if (dense && p_.dims > 1) prefetch_line<1>(b + z_step[1], counts[0]);
+          if (dense) return kernels_->to_pairs(counts[0], a, a + apart, zor::reals(b), nullptr);
           for (zor_int i = 0; i < counts[0]; ++i) b[i * z_step[0]] = {a[i * step[0]], a[apart + i * step[0]]};
         });
+      }
+      return;
     }
     for_lines(p_.dims, counts, reinterpret_cast<const T*>(box) + at, step, z, z_step,
               [&](const T* a, T* b) { copy_line(counts[0], a, step[0], b, z_step[0]); });
   }
 
-  // `behind` tells that the values before the tile's own are still to come.
-  int32_t run_tile(zor_int tile, bool behind, const R* of_taps, const space& own) {
-    zor_int counts[conv_most_dims] = {}, shape[conv_most_dims] = {}, from_step[conv_most_dims] = {},
-            signal_step[conv_most_dims] = {}, z_step[conv_most_dims] = {};
-    const T* signal = signal_;
-    T* z = p_.z;
-    zor_int at = 0;  // of the first value in the box
+  // What a tile takes and gives: elements of the signal, and the values from place `at` of its box on.
+  struct tile_place {
+    const T* signal;
+    T* z;
+    zor_int at;
+    zor_int shape[conv_most_dims], counts[conv_most_dims];
+  };
+  tile_place place_of(zor_int tile) const {
+    tile_place t = {signal_, p_.z, 0, {}, {}};
     for (int i = 0; i < p_.dims; ++i) {
       const conv_dimension& d = p_.of[i];
       const zor_int index = tile % tiles_[i] * plan_.tile[i];
       tile /= tiles_[i];
-      counts[i] = std::min(plan_.tile[i], d.count - index);
-      const zor_int k0 = of_[i].first + index * d.step, k1 = k0 + (counts[i] - 1) * d.step;
+      t.counts[i] = std::min(plan_.tile[i], d.count - index);
+      const zor_int k0 = of_[i].first + index * d.step, k1 = k0 + (t.counts[i] - 1) * d.step;
       const zor_int s0 = std::max<zor_int>(0, k0 - of_[i].taps + 1), s1 = std::min(of_[i].signal - 1, k1);
-      shape[i] = s1 - s0 + 1;
-      signal += s0 * of_[i].signal_step;
-      z += index * d.z_step;
-      at += (k0 - s0) * box_step_[i];
-      signal_step[i] = of_[i].signal_step;
-      from_step[i] = d.step * box_step_[i];
-      z_step[i] = d.z_step;
+      t.shape[i] = s1 - s0 + 1;
+      t.signal += s0 * signal_step_[i];
+      t.z += index * z_step_[i];
+      t.at += (k0 - s0) * box_step_[i];
     }
+    return t;
+  }
+
+  // `behind` tells that the values before the tile's own are still to come.
+  int32_t run_tile(zor_int tile, bool behind, const R* of_taps, const space& own) {
+    const tile_place t = place_of(tile);
     // A line that fills the box is transformed where it stands, and ends up in its place: what the tile has
     // too much in front is overwritten by the tile before it.
-    const bool from_place = !in_place_ && p_.dims == 1 && signal_step[0] == 1 && shape[0] == points_;
-    const bool to_place = behind && p_.dims == 1 && from_step[0] == 1 && z_step[0] == 1 &&
-                          at + counts[0] == points_ && at <= plan_.tile[0];
-    if (!from_place) load(p_.dims - 1, signal, shape, signal_step, 0, own.box);
-    const R* const box = from_place ? reinterpret_cast<const R*>(signal) : own.box;
-    if (to_place) return convolve_box(shape[0], box, of_taps, own.spectrum, reinterpret_cast<R*>(z - at));
-    if (const int32_t status = convolve_box(shape[0], box, of_taps, own.spectrum, own.box)) return status;
-    store(counts, own.box, at, from_step, z, z_step);
+    const bool from_place = !in_place_ && p_.dims == 1 && signal_step_[0] == 1 && t.shape[0] == points_;
+    const bool to_place = behind && p_.dims == 1 && from_step_[0] == 1 && z_step_[0] == 1 &&
+                          t.at + t.counts[0] == points_ && t.at <= plan_.tile[0];
+    if (!from_place) load(p_.dims - 1, t.signal, t.shape, signal_step_, 0, own.box);
+    const R* const box = from_place ? reinterpret_cast<const R*>(t.signal) : own.box;
+    R* const to = to_place ? reinterpret_cast<R*>(t.z - t.at) : own.box;
+    if (const int32_t status = convolve_box(t.shape[0], box, of_taps, own.spectrum, to)) return status;
+    if (!to_place) store(t.counts, own.box, t.at, t.z);
     return ZOR_CONV_OK;
   }
 
@@ -330,6 +354,8 @@ class filter {
   const conv_plan& plan_;
   filtered_dimension of_[conv_most_dims];
   zor_int box_step_[conv_most_dims], tiles_[conv_most_dims];
+  // From one element of the signal, wanted value of a box and value of z to the next.
+  zor_int signal_step_[conv_most_dims], from_step_[conv_most_dims], z_step_[conv_most_dims];
   zor_int points_ = 1, all_tiles_ = 1, spectrum_count_;
   const T *signal_, *taps_;
   bool in_place_;  // lines of several tiles go out of place, from the operand and to the result

@@ -134,10 +134,10 @@ TEST(PublicConv, Lines) {
   }
 }
 
-// Long enough for several tiles and for several threads.
+// Long enough for several tiles and for several threads; one tile in place.
 TEST(PublicConv, LongLines) {
   random_bits random(12);
-  for (const auto& l : {std::pair(20000, 90), std::pair(70, 9000)}) {
+  for (const auto& l : {std::pair(20000, 90), std::pair(70, 9000), std::pair(1200, 900)}) {
     check_modes<double>({l.first}, {l.second}, false, random);
     check_modes<zor_c32>({l.first}, {l.second}, true, random);
   }
