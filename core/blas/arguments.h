@@ -52,11 +52,11 @@ T* part(T* x, zor_int n, zor_int incx, zor_int first, zor_int count) {
   return x + (incx < 0 ? first + count - n : first) * incx;
 }
 
-// a b c, or the largest integer when that is less.
+// a b c, or the largest integer when that is less; zero when a factor is zero, however large the others.
 constexpr zor_int saturating_product(zor_int a, zor_int b, zor_int c = 1) {
   zor_int product = 0;
   if (__builtin_mul_overflow(a, b, &product) || __builtin_mul_overflow(product, c, &product))
-    return INT64_MAX;
+    return c == 0 ? 0 : INT64_MAX;
   return product;
 }
 
