@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include <algorithm>
+#include <bit>
 
 #include "conv/tiles/tile.h"
 #include "core/conv/problem.h"
@@ -44,8 +45,7 @@ constexpr double most_points = double(INT64_C(1) << 40);
 zor_int good_length(zor_int least, zor_int granule) {
   zor_int best = 0;
   for (const zor_int odd : {1, 3, 5, 9, 15, 25}) {
-    zor_int length = odd * granule;
-    while (length < least) length *= 2;
+    const zor_int base = odd * granule, length = base << std::bit_width(uint64_t(least - 1) / uint64_t(base));
     if (best == 0 || length < best) best = length;
   }
   return best;
@@ -61,7 +61,9 @@ struct extent {
 
 double tile_cost(double points, double lines, int dims, bool complex, bool single) {
   const double bytes = points * (complex ? 16 : 8) * (single ? 0.5 : 1);
-  double cost = points * (point_cost + level_cost * std::log2(points)) * std::pow(column_factor, dims - 1);
+  double columns = 1;
+  for (int i = 1; i < dims; ++i) columns *= column_factor;
+  double cost = points * (point_cost + level_cost * std::log2(points)) * columns;
   if (complex) cost *= complex_transform;
   if (single) cost *= single_transform;
   return cost * (bytes > far_bytes      ? beyond_factor
