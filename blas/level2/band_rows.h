@@ -1,15 +1,40 @@
 // SPDX-License-Identifier: MIT
-// Sums over the rows of neighbouring columns of a band, a lane a column: row r of column l meets x[r + l], so
-// that a row of the band's array meets a run of x.
+// Sums of a narrow band in lanes.
 #pragma once
 
 #include "blas/level2/squares.h"
 
 namespace zor {
 
-// sum + element r of column l times x[r + l] in lane l, r rising from 0 to count - 1, or falling. Columns are
-// lda apart; count is at least the number of lanes. The last rows come from a square that reaches back over
-// rows already added, of which it adds none.
+// Asks for columns of a band before they are needed: a walk that takes a piece of each of many columns at a
+// time is none that the hardware follows. Measured on Zen 4: products of 10^5 rows and 21 diagonals of
+// doubles take 0.6 of the time. Bands that fit the third-level cache would only lose by it.
+template <class T>
+class band_ahead {
+ public:
+  band_ahead(zor_int columns, zor_int rows, zor_int lda)
+      : rows_(columns * rows * zor_int(sizeof(T)) < long_bytes ? 0 : rows),
+        lda_(lda),
+        distance_((bytes_ahead / zor_int(sizeof(T)) + rows - 1) / rows * lda) {}
+
+  // The walk stands at `a`, the beginning of `count` columns.
+  [[gnu::always_inline]] void touch_columns(const T* a, int count, bool upwards) const {
+    constexpr zor_int line = 64 / sizeof(T);
+    a += upwards ? distance_ : -distance_;
+    if (rows_ == 0) return;
+    for (int c = 0; c < count; ++c, a += lda_)
+      for (zor_int row = 0; row < rows_; row += line) touch(a + row);
+  }
+
+ private:
+  static constexpr zor_int bytes_ahead = 4096, long_bytes = zor_int(12) << 20;
+  const zor_int rows_, lda_, distance_;
+};
+
+// Sums over the rows of neighbouring columns, a lane a column: row r of column l meets x[r + l], so that a
+// row of the band's array meets a run of x. The result is sum + element r of column l times x[r + l] in lane
+// l, r rising from 0 to count - 1, or falling. Columns are lda apart; count is at least the number of lanes.
+// The last rows come from a square that reaches back over rows already added, of which it adds none.
 template <bool Conj, bool Up, class T, class V>
 [[gnu::always_inline]] inline V add_band_rows(V sum, const T* a, zor_int lda, zor_int count, const T* x) {
   constexpr int U = int(sizeof(V) / sizeof(T));
@@ -28,6 +53,22 @@ template <bool Conj, bool Up, class T, class V>
   zor_int done = 0;
   for (; done + U <= count; done += U) add_square(std::true_type{}, Up ? done : count - U - done, 0);
   if (done < count) add_square(std::false_type{}, Up ? count - U : 0, int(U - (count - done)));
+  return sum;
+}
+
+// Sums over columns, a lane a row, of so many neighbouring rows: most columns of the band hold all of them,
+// the first and the last ones some. Few rows leave many such columns.
+template <class T>
+inline constexpr int tile_rows = units<T, square_width> < 4 ? units<T, square_width> : 4;
+template <class T>
+using tile_vector = vec<real_t<T>, tile_rows<T>* int(sizeof(T))>;
+
+// sum + s a over `count` columns, of which the next begins a_step elements on and has the next factor s.
+template <int SStep, class T, class V>
+[[gnu::always_inline]] inline V add_tile_columns(V sum, const T* a, zor_int a_step, zor_int count,
+                                                 const T* s) {
+  for (; count > 0; --count, a += a_step, s += SStep)
+    sum = mul_add(make_factor<V>(load_element(s)), load_units<V>(a), sum);
   return sum;
 }
 

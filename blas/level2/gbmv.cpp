@@ -17,11 +17,16 @@ struct band {
   const T* column(zor_int j) const { return data + ku + j * (lda - 1); }
   zor_int first_row(zor_int j) const { return j > ku ? j - ku : 0; }
   zor_int end_row(zor_int j) const { return m - j > kl ? j + kl + 1 : m; }
+  // The columns of row i, of n.
+  zor_int first_column(zor_int i) const { return i > kl ? i - kl : 0; }
+  zor_int end_column(zor_int i, zor_int n) const { return n - i > ku ? i + ku + 1 : n; }
 };
 
 // Rows from which those that a group of columns has in common are worked together, and the same for a smaller
 // group of columns that are added to y.
 constexpr zor_int many_rows = 32, some_rows = 12;
+// Diagonals below which rows of A are lanes, and the rows that then share the products alpha x[j].
+constexpr zor_int narrow_band = 48, rows_of_run = 256;
 
 // y[i] := y[i] + s a[i] over rows of one column; y may have any stride.
 template <class T>
@@ -44,6 +49,57 @@ bool add_group_of_columns(const band<T>& a, zor_int j, zor_int least, T alpha, c
   add_columns<Count>(end - first, s, a.column(j) + first, a.lda - 1, y + first);
   for (int l = 0; l < Count; ++l) add_rows_of(a.column(j + l), end, a.end_row(j + l), s[l], y, 1);
   return true;
+}
+
+// y[0], y[incy] ... of neighbouring rows, from which the band goes past neither end of a row. `a` is where
+// the first column begins that any of them has, s the factor of that column.
+template <class T>
+void add_tile(const band<T>& b, const T* a, const T* s, T* y, zor_int incy) {
+  constexpr int U = tile_rows<T>;
+  const zor_int step = b.lda - 1, whole = b.kl + b.ku + 1 - (U - 1);
+  value<T> v[U];
+#pragma GCC unroll 8
+  for (int r = 0; r < U; ++r) v[r] = load_value(y + r * incy);
+#pragma GCC unroll 8
+  for (int q = 0; q < U - 1; ++q, a += step, ++s) {
+#pragma GCC unroll 8
+    for (int r = 0; r <= q; ++r) v[r] = plus_term(v[r], load_element(s), a + r);
+  }
+  split_values<T>(add_tile_columns<1>(join_values<tile_vector<T>>(v), a, step, whole, s), v);
+  a += whole * step, s += whole;
+#pragma GCC unroll 8
+  for (int q = 1; q < U; ++q, a += step, ++s) {
+#pragma GCC unroll 8
+    for (int r = q; r < U; ++r) v[r] = plus_term(v[r], load_element(s), a + r);
+  }
+#pragma GCC unroll 8
+  for (int r = 0; r < U; ++r) store_value(y + r * incy, v[r]);
+}
+
+// A narrow band: row by row, each with all its columns.
+template <class T>
+void add_narrow_rows(const band<T>& a, zor_int n, T alpha, const T* x, zor_int incx, T* y, zor_int incy) {
+  constexpr int U = tile_rows<T>;
+  const band_ahead<T> ahead(n, a.kl + a.ku + 1, a.lda);
+  T s[rows_of_run + narrow_band];
+  for (zor_int run = 0; run < a.m; run += rows_of_run) {
+    const zor_int end = a.m - run < rows_of_run ? a.m : run + rows_of_run;
+    const zor_int begin = a.first_column(run), columns = a.end_column(end - 1, n) - begin;
+    for (zor_int j = 0; j < columns; ++j) s[j] = mul_adding(alpha, load_element(x + (begin + j) * incx));
+    for (zor_int i = run; i < end;) {
+      const zor_int j = a.first_column(i);
+      if (i + U <= end && i >= a.kl && i + U + a.ku <= n) {
+        ahead.touch_columns(a.data + (i + a.ku) * a.lda, U, true);
+        add_tile(a, a.column(j) + i, s + (j - begin), y + i * incy, incy);
+        i += U;
+      } else {
+        value<T> sum = load_value(y + i * incy);
+        for (zor_int k = j; k < a.end_column(i, n); ++k) sum = plus_term(sum, s[k - begin], a.column(k) + i);
+        store_value(y + i * incy, sum);
+        ++i;
+      }
+    }
+  }
 }
 
 template <class T>
@@ -101,6 +157,7 @@ void add_dots(const band<T>& a, zor_int n, T alpha, const T* x, zor_int incx, T*
   using V = vec<real_t<T>, square_width>;
   const zor_int rows = a.kl + a.ku + 1, whole_end = incx == 1 && rows >= U ? a.m - a.kl : 0;
   const bool wide = incx == 1 && rows >= many_rows;
+  const band_ahead<T> ahead(n, rows, a.lda);
   for (zor_int j = 0; j < n;) {
     T* const yj = y + j * incy;
     if (wide && j + groups * U <= n && add_group_of_dots<groups, Conj>(a, j, alpha, x, yj, incy)) {
@@ -109,6 +166,7 @@ void add_dots(const band<T>& a, zor_int n, T alpha, const T* x, zor_int incx, T*
       j += U;
     } else if (j >= a.ku && j + U <= n && j + U <= whole_end) {
       const zor_int first = j - a.ku;
+      ahead.touch_columns(a.data + j * a.lda, U, true);
       T sums[U];
       store_units(sums, add_band_rows<Conj, true>(V{}, a.column(j) + first, a.lda, rows, x + first));
       for (int l = 0; l < U; ++l) add_term(alpha, sums + l, yj + l * incy);
@@ -133,7 +191,10 @@ void multiply(char trans, zor_int m, zor_int n, zor_int kl, zor_int ku, T alpha,
   scale(outputs, beta, y, incy);
   if (is_zero(alpha)) return;
   const band<T> stored{a, m, kl, ku, lda};
-  if (!transposed)
+  const zor_int diagonals = kl + ku + 1;
+  if (!transposed && diagonals >= tile_rows<T> && diagonals < narrow_band && n - ku <= m)
+    add_narrow_rows(stored, n, alpha, x, incx, y, incy);
+  else if (!transposed)
     add_columns_of(stored, n, alpha, x, incx, y, incy);
   else if (is_complex<T> && (trans == 'C' || trans == 'c'))
     add_dots<is_complex<T>>(stored, n, alpha, x, incx, y, incy);

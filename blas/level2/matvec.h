@@ -43,6 +43,42 @@ template <class T>
     store_element(p, v);
 }
 
+// The element in it; through memory the vector would not stay in its register.
+template <class T>
+[[gnu::always_inline]] inline T element_of(value<T> v) {
+  if constexpr (is_complex<T>)
+    return {v[0], v[1]};
+  else
+    return v;
+}
+
+// Single elements as a vector, and one of them. Through memory the vector would wait for the stores of its
+// elements.
+template <class V, class E, int Count>
+[[gnu::always_inline]] inline V join_values(const E (&v)[Count]) {
+  return [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
+    if constexpr (std::is_floating_point_v<E>)
+      return V{v[I]...};
+    else
+      return V{v[I / 2][I % 2]...};
+  }
+  (std::make_integer_sequence<int, lanes<V>>{});
+}
+template <class T, int I, class V>
+[[gnu::always_inline]] inline value<T> value_at(V v) {
+  if constexpr (is_complex<T>)
+    return slice<int(sizeof(T)), I>(v);
+  else
+    return v[I];
+}
+template <class T, class V, int Count>
+[[gnu::always_inline]] inline void split_values(V from, value<T> (&v)[Count]) {
+  [&]<int... I>(std::integer_sequence<int, I...>) __attribute__((always_inline)) {
+    ((v[I] = value_at<T, I>(from)), ...);
+  }
+  (std::make_integer_sequence<int, Count>{});
+}
+
 // s a, with Conj s conj(a).
 template <bool Conj = false, class T>
 [[gnu::always_inline]] inline value<T> times_element(T s, value<T> a) {

@@ -4,9 +4,10 @@
 //   solve: x[i] - a x[j] - ..., j from the far end towards the diagonal, as x[j] become known; then the
 //          quotient by the diagonal;
 //   product: the diagonal times x[i], then + a x[j] + ..., j away from the diagonal.
-// There are three ways to it, with the same bits. By single rows: any stride, and narrow bands. By columns of
-// A, if op(A) is A: a group of columns is added to all rows at once. By columns as rows of op(A), if A is
-// transposed: the sums of a group of them are lanes, and squares are transposed in registers.
+// There are four ways to it, with the same bits. By single rows: any stride, and solves with narrow bands. By
+// groups of rows whose sums are lanes: products with narrow bands. By columns of A, if op(A) is A: a group of
+// columns is added to all rows at once. By columns as rows of op(A), if A is transposed: the sums of a group
+// of them are lanes, and squares are transposed in registers.
 #pragma once
 
 #include "blas/level2/band_rows.h"
@@ -35,10 +36,11 @@ class triangular_walk {
       : a_(a), x_(x), incx_(incx), unit_(unit), lower_(a.upper == (Op != operation::plain)) {}
 
   void run() {
-    constexpr int least_reach = 2 * units < T >> 2 * column_count ? 2 * units<T> : 2 * column_count;
-    const bool narrow = a_.reach < least_reach && a_.reach < a_.n - 1;
-    if (incx_ == 1 && narrow && !solving && Op != operation::plain && a_.bend == 0 &&
-        a_.reach >= units<T, square_width>)
+    const bool narrow = a_.reach < narrow_reach && a_.reach < a_.n - 1;
+    const bool narrow_band = incx_ == 1 && narrow && a_.bend == 0;
+    if (narrow_band && solving)
+      upwards() ? solve_band<true>() : solve_band<false>();
+    else if (narrow_band && a_.reach >= band_lanes)
       by_band_lanes();
     else if (incx_ != 1 || narrow)
       by_rows();
@@ -54,6 +56,10 @@ class triangular_walk {
   static constexpr int most_lanes = sizeof(T) == 16 ? 4 : is_complex<T> || width < 64 ? 8 : 16;
   static constexpr bool conj = Op == operation::conjugate, solving = Task == task::solve;
   static constexpr int column_count = is_complex<T> ? 4 : 8;  // columns of a group
+  // Diagonals beside the main one below which a band is narrow.
+  static constexpr zor_int narrow_reach = 24;
+  // Rows of a narrow band whose sums are lanes.
+  static constexpr int band_lanes = Op == operation::plain ? tile_rows<T> : units<T, square_width>;
 
   // Rows of a solve go upwards in a lower op(A), rows of a product downwards, so that x[j] still stands; in a
   // solve the terms of a sum go the same way, in a product too.
@@ -77,12 +83,6 @@ class triangular_walk {
     return sum;
   }
   T diagonal(zor_int i) const { return conj_by_sign_if(conj, load_element(a_.column(i) + i)); }
-  // A finished sum of a solve becomes x[i]; the sum of a product begins.
-  void divide(zor_int i) const {
-    if (unit_) return;
-    const T d = diagonal(i), xi = load_element(at(i));
-    store_element(at(i), quotient(xi, d));
-  }
   static T quotient(T x, T d) {
     if constexpr (is_complex<T>) {
       const auto q = divided(complex_lanes<real_t<T>>{x.re, x.im}, d);
@@ -95,44 +95,102 @@ class triangular_walk {
     return unit_ ? load_value(at(i)) : times_element<conj>(load_element(at(i)), load_value(a_.column(i) + i));
   }
 
-  void single_row(zor_int i) const {
-    const zor_int before = lower_ ? i : a_.n - 1 - i, count = before < a_.reach ? before : a_.reach;
-    const zor_int nearest = lower_ ? i - 1 : i + 1, farthest = lower_ ? i - count : i + count;
-    if constexpr (solving) {
-      store_value(at(i), add_terms(load_value(at(i)), i, farthest, count));
-      divide(i);
-    } else {
-      store_value(at(i), add_terms(times_diagonal(i), i, nearest, count));
-    }
+  // Elements of row i beside the diagonal, as many as `known` allows.
+  zor_int terms_of_row(zor_int known) const { return known < a_.reach ? known : a_.reach; }
+  void multiply_row(zor_int i) const {
+    const zor_int count = terms_of_row(lower_ ? i : a_.n - 1 - i);
+    store_value(at(i), add_terms(times_diagonal(i), i, lower_ ? i - 1 : i + 1, count));
+  }
+  void solve_row(zor_int i) const {
+    const zor_int count = terms_of_row(lower_ ? i : a_.n - 1 - i);
+    store_value(at(i), add_terms(load_value(at(i)), i, lower_ ? i - count : i + count, count));
+    if (!unit_) store_element(at(i), quotient(load_element(at(i)), diagonal(i)));
   }
   void by_rows() const {
-    for (zor_int k = 0; k < a_.n; ++k) single_row(upwards() ? k : a_.n - 1 - k);
+    for (zor_int k = 0; k < a_.n; ++k) {
+      const zor_int i = upwards() ? k : a_.n - 1 - k;
+      solving ? solve_row(i) : multiply_row(i);
+    }
   }
 
-  // ---- Products of a transposed band. Its columns are rows of op(A): those that the band holds whole are
-  // lanes.
+  // ---- Solves with a narrow band. The element solved last goes to the next row in a register: each row
+  // waits for it, and the way through memory takes a third of a row's time.
+
+  template <bool Up>
+  void solve_band() const {
+    constexpr zor_int way = Up ? 1 : -1;
+    const zor_int step = Op == operation::plain ? way * a_.step : way;
+    T before{};  // its negative
+    for (zor_int known = 0; known < a_.n; ++known) {
+      const zor_int i = Up ? known : a_.n - 1 - known, count = terms_of_row(known);
+      const T *const diagonal_at = a_.data + i * (a_.step + 1), *a = diagonal_at - count * step;
+      const T* xj = x_ + i - count * way;
+      E sum = load_value(x_ + i);
+#pragma GCC unroll 4
+      for (zor_int left = count - 1; left > 0; --left, a += step, xj += way)
+        sum = plus_term<conj>(sum, negated(load_element(xj)), a);
+      if (count > 0) sum = plus_term<conj>(sum, before, a);
+      T xi = element_of<T>(sum);
+      if (!unit_) xi = quotient(xi, conj_by_sign_if(conj, load_element(diagonal_at)));
+      store_element(x_ + i, xi);
+      before = negated(xi);
+    }
+  }
+
+  // ---- Products of a narrow band. Rows of op(A) that the band holds whole are lanes.
 
   void by_band_lanes() const {
-    constexpr int U = units<T, square_width>;
-    const zor_int n = a_.n, k = a_.reach;
+    constexpr int U = band_lanes;
+    const zor_int n = a_.n, k = a_.reach, lda = a_.step + 1;
+    const band_ahead<T> ahead(n, k + 1, lda);
+    const T* const array = a_.data - (a_.upper ? k : 0);
     for (zor_int done = 0; done < n;) {
       const zor_int i = upwards() ? done : n - done - U;
+      ahead.touch_columns(array + i * lda, U, upwards());
       const bool whole = done + U <= n && (lower_ ? i >= k : i + U + k <= n);
-      if (whole)
-        band_group(i);
+      if (!whole)
+        multiply_row(upwards() ? done : n - 1 - done);
+      else if constexpr (Op == operation::plain)
+        lower_ ? band_tile<true>(i) : band_tile<false>(i);
       else
-        single_row(upwards() ? done : n - 1 - done);
+        band_group(i);
       done += whole ? U : 1;
     }
   }
+  // Rows of A: the triangle on the diagonal, the columns that hold all rows, those that hold fewer and fewer.
+  template <bool Lower>
+  void band_tile(zor_int i) const {
+    constexpr int U = band_lanes, way = Lower ? -1 : 1;
+    const zor_int k = a_.reach, beside = Lower ? i - 1 : i + U, step = way * a_.step;
+    const T* a = a_.column(beside) + i;
+    E v[U];
+#pragma GCC unroll 8
+    for (int r = 0; r < U; ++r) v[r] = load_value(x_ + i + r);
+    near_triangle<U, !Lower>(i, v);
+    const zor_int whole = k - (U - 1);
+    const auto joined = join_values<tile_vector<T>>(v);
+    split_values<T>(add_tile_columns<way>(joined, a, step, whole, x_ + beside), v);
+    a += whole * step;
+    const T* xj = x_ + beside + way * whole;
+#pragma GCC unroll 8
+    for (int q = 1; q < U; ++q, a += step, xj += way) {
+#pragma GCC unroll 8
+      for (int r = Lower ? 0 : q; r < (Lower ? U - q : U); ++r)
+        v[r] = plus_term(v[r], load_element(xj), a + r);
+    }
+#pragma GCC unroll 8
+    for (int r = 0; r < U; ++r) store_value(x_ + i + r, v[r]);
+  }
+  // Columns of A.
   void band_group(zor_int i) const {
     using V = vec<real_t<T>, square_width>;
     constexpr int U = units<T, square_width>;
     const T* const diagonal_at = a_.column(i) + i;
     const zor_int lda = a_.step + 1, k = a_.reach;
-    T sums[U];
-    for (int l = 0; l < U; ++l) store_value(sums + l, times_diagonal(i + l));
-    V sum = load_units<V>(sums);
+    E v[U];
+#pragma GCC unroll 8
+    for (int l = 0; l < U; ++l) v[l] = times_diagonal(i + l);
+    V sum = join_values<V>(v);
     if (lower_)
       sum = add_band_rows<conj, false>(sum, diagonal_at - k, lda, k, x_ + i - k);
     else
@@ -167,14 +225,12 @@ class triangular_walk {
     for (int k = 0; k < Count; ++k) {
       const int j = Up ? k : Count - 1 - k;
       const T* const diagonal_at = a_.column(i + j) + i + j;
-      T xj;
+      T xj = element_of<T>(solving ? v[j] : given[j]);
       if (solving) {
-        store_value(&xj, v[j]);
         if (!unit_) xj = quotient(xj, conj_by_sign_if(conj, load_element(diagonal_at)));
         v[j] = load_value(&xj);
         xj = negated(xj);
       } else {
-        store_value(&xj, given[j]);
         if (!unit_) v[j] = times_element<conj>(xj, load_value(diagonal_at));
       }
 #pragma GCC unroll 16
