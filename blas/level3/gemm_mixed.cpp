@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Products of a real matrix A by a complex matrix B: C := alpha op(A) op(B) + beta C by two real products, of
 // A with the real and with the imaginary parts of alpha op(B).
+#include "blas/level3/blocking.h"
 #include "blas/level3/blocks.h"
 #include "blas/level3/gemm.h"
 #include "blas/level3/lanes.h"
@@ -31,7 +32,7 @@ static_assert(b_distance<double> == mixed_elements * sizeof(double) &&
 // The pages of that block are new in every call. A block of the pool of at most so many bytes keeps its own,
 // and stays in the cache: the columns are taken in so many runs that their parts fit there. Runs begin at
 // multiples of 8 columns and the last is no shorter, so that every column goes the way it takes in the whole.
-constexpr zor_int near_bytes = zor_int(1) << 22, run_cut = 8;
+constexpr zor_int near_bytes = zor_int(1) << 20, run_cut = 8;
 
 template <class R>
 struct parts_of_block {
@@ -152,18 +153,28 @@ void plain_product(const problem<T>& q) {
 // The block of C from (row, column) on through its real and imaginary parts.
 template <class T>
 void add_block(const problem<T>& q, zor_int row, zor_int rows, zor_int column, zor_int columns,
-               const parts_of_block<real_t<T>>& s) {
+               parts_of_block<real_t<T>> s) {
   using R = real_t<T>;
+  const bool adjacent = s.c_im == s.c_re + rows * columns;
   T* const c = q.c + row + column * q.ldc;
   copy_c_forward(rows, columns, c, q.ldc, s.c_re, s.c_im, rows);
   for (zor_int p = 0; p < q.k; p += block_depth) {
     const zor_int depth = q.k - p < block_depth ? q.k - p : block_depth;
     const complex_operand<T> b = make_operand(q.transb, q.b, q.ldb);
+    if (adjacent) s.b_im = s.b_re + depth * columns;
     copy_b(q.transb, depth, columns, b.data + p * b.row + column * b.column, q.ldb, s.b_re, s.b_im, depth,
            q.alpha);
     const R* const a = q.plain_a() ? q.a + row + p * q.lda : q.a + p + row * q.lda;
-    multiply_add<R>(q.transa, 'N', rows, columns, depth, 1, a, q.lda, s.b_re, depth, 1, s.c_re, rows);
-    multiply_add<R>(q.transa, 'N', rows, columns, depth, 1, a, q.lda, s.b_im, depth, 1, s.c_im, rows);
+    const auto add_product = [&](zor_int n, const R* from, R* to) {
+      multiply_add<R>(q.transa, 'N', rows, n, depth, 1, a, q.lda, from, depth, 1, to, rows);
+    };
+    // Adjacent parts are one product, which packs A once. Whole groups of columns go the same way in it.
+    if (adjacent && columns % gemm::limits<R>::columns == 0) {
+      add_product(2 * columns, s.b_re, s.c_re);
+    } else {
+      add_product(columns, s.b_re, s.c_re);
+      add_product(columns, s.b_im, s.c_im);
+    }
   }
   copy_c_backward(rows, columns, c, q.ldc, s.c_re, s.c_im, rows);
 }
@@ -178,9 +189,10 @@ struct near_parts {
         width(columns < run + run_cut ? columns : run + run_cut),
         memory(2 * (rows + depth) * width, 128) {}
 
-  parts_of_block<R> parts() const {
-    R *const c_im = memory.data + rows * width, *const b_re = c_im + rows * width;
-    return {memory.data, c_im, b_re, b_re + depth * width};
+  // The parts for `m` rows and `n` columns: those of C are adjacent, and there is room for those of B to be.
+  parts_of_block<R> parts(zor_int m, zor_int n) const {
+    R *const c_im = memory.data + m * n, *const b_re = memory.data + 2 * rows * width;
+    return {memory.data, c_im, b_re, b_re + depth * n};
   }
 
   const zor_int rows, depth, run, width;
@@ -199,14 +211,15 @@ void mixed_product(problem<T> q) {
   if (core::zor_serv_check_ptr(block, "rc_xgemm") != 0) return plain_product(q);
   const zor_int rows = q.m < block_rows<R> ? q.m : block_rows<R>, step = mixed_step<R>(q.m);
   const near_parts<R> near(rows, q.k < block_depth ? q.k : block_depth, q.n < step ? q.n : step);
-  const parts_of_block<R> s = near.memory.data != nullptr ? near.parts() : lay_out<R>(block);
-  const zor_int run = near.memory.data != nullptr ? near.run : step;
+  const bool is_near = near.memory.data != nullptr;
+  const zor_int run = is_near ? near.run : step;
   for (zor_int j = 0; j < q.n; j += step) {
     const zor_int end = q.n - j < step ? q.n : j + step;
     for (zor_int i = 0; i < q.m; i += block_rows<R>)
       for (zor_int first = j; first < end;) {
         const zor_int columns = end - first < run + run_cut ? end - first : run;
-        add_block(q, i, q.m - i < block_rows<R> ? q.m - i : block_rows<R>, first, columns, s);
+        const zor_int height = q.m - i < rows ? q.m - i : rows;
+        add_block(q, i, height, first, columns, is_near ? near.parts(height, columns) : lay_out<R>(block));
         first += columns;
       }
   }
