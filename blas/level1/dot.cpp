@@ -21,43 +21,54 @@
 namespace zor {
 namespace {
 
-// Registers of 32 bytes even where there are wider ones: the sums are bound by the latency of an addition,
-// which is longer there on some processors. Lines of Long vectors are asked for a block ahead.
-template <class R, bool Long>
-R dot_unit(zor_int n, const R* x, const R* y) {
+// Vectors of less than a block; of blocks; and so long that their lines are asked for a block ahead.
+enum class extent { below_block, blocks, far };
+template <class R>
+constexpr zor_int block = block_bytes / zor_int(sizeof(R));
+
+// Registers of 32 bytes for blocks, even where there are wider ones: the sums are bound by the latency of an
+// addition, which is longer there on some processors. Short vectors take registers of 16 bytes alone, which
+// need no joining.
+template <class R, extent Extent>
+[[gnu::always_inline]] inline R dot_unit(zor_int n, const R* x, const R* y) {
   using V = vec<R, 16>;
   constexpr int L = lanes<V>;
   const bool together = position(x) == position(y);
   // A branch, so that the first loads need not wait for the count.
   R first = 0;
-  if (const zor_int peel = peel_count(x, n); peel != 0) {
+  if (const zor_int peel = peel_count(x, n); peel != 0) [[unlikely]] {
     for (zor_int i = 0; i < peel; ++i) first = first + x[i] * y[i];
     x += peel;
     y += peel;
     n -= peel;
   }
 
-  partial_sums<R, 64, long_width> sums;
-  using P = typename partial_sums<R, 64, long_width>::V;
-  // Made whole: a single lane that is set by itself goes through memory.
-  sums.part[0] = P{first};
-  constexpr int block = block_bytes / int(sizeof(R));
-  for (; n >= block; n -= block, x += block, y += block) {
-    if constexpr (Long) {
-      touch_block(x);
-      touch_block(y);
-    }
+  V a0{first}, a1{}, a2{}, a3{};
+  if constexpr (Extent != extent::below_block) {
+    partial_sums<R, 64, long_width> sums;
+    using P = typename partial_sums<R, 64, long_width>::V;
+    // Made whole: a single lane that is set by itself goes through memory.
+    sums.part[0] = P{first};
+    for (; n >= block<R>; n -= block<R>, x += block<R>, y += block<R>) {
+      if constexpr (Extent == extent::far) {
+        touch_block(x);
+        touch_block(y);
+      }
 #pragma GCC unroll 16
-    for (int k = 0; k < block; k += sums.step)
-      sums.part[k / sums.step % sums.count] += load<P>(x + k) * load<P>(y + k);
+      for (int k = 0; k < block<R>; k += sums.step)
+        sums.part[k / sums.step % sums.count] += load<P>(x + k) * load<P>(y + k);
+    }
+    a0 = sums.template accumulator<0>(), a1 = sums.template accumulator<1>();
+    a2 = sums.template accumulator<2>(), a3 = sums.template accumulator<3>();
   }
   for (; n >= 4 * L; n -= 4 * L, x += 4 * L, y += 4 * L) {
-#pragma GCC unroll 4
-    for (int k = 0; k < sums.count; ++k)
-      sums.part[k] += load<P>(x + k * sums.step) * load<P>(y + k * sums.step);
+    // The loop stays as it is: counted in advance or taken apart it would be longer for short vectors.
+    asm("" : "+r"(n), "+r"(x), "+r"(y));
+    a0 += load<V>(x) * load<V>(y);
+    a1 += load<V>(x + L) * load<V>(y + L);
+    a2 += load<V>(x + 2 * L) * load<V>(y + 2 * L);
+    a3 += load<V>(x + 3 * L) * load<V>(y + 3 * L);
   }
-  V a0 = sums.template accumulator<0>(), a1 = sums.template accumulator<1>();
-  const V a2 = sums.template accumulator<2>(), a3 = sums.template accumulator<3>();
   if (n & 2 * L) {
     a0 += load<V>(x) * load<V>(y);
     const V second = load<V>(x + L) * load<V>(y + L);
@@ -77,20 +88,33 @@ R dot_unit(zor_int n, const R* x, const R* y) {
   return sum_lanes(((a0 + a1) + a2) + a3);
 }
 
-// In line in every entry: short vectors feel each jump.
 template <class T>
-[[gnu::always_inline]] inline T dot_of(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
+[[gnu::noinline]] T dot_blocks(zor_int n, const T* x, const T* y) {
+  return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, extent::blocks>(n, x, y)
+                                             : dot_unit<T, extent::far>(n, x, y);
+}
+template <class T>
+[[gnu::noinline]] T dot_walk(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   if (n < 1) return 0;
-  if (unit_pair(incx, incy)) {
-    if (on_real_boundary(x) && on_real_boundary(y))
-      return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, false>(n, x, y) : dot_unit<T, true>(n, x, y);
-    incx = incy = 1;
-  }
+  if (unit_pair(incx, incy)) incx = incy = 1;
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   T sum = 0;
   for (zor_int i = 0; i < n; ++i) sum = sum + load_element(x + i * incx) * load_element(y + i * incy);
   return sum;
+}
+
+// In line in every entry, with the way of short vectors in one run of code: they feel each jump.
+template <class T>
+[[gnu::always_inline]] inline T dot_of(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
+  // Bits that are set unless this is a unit pair of increments, and both vectors lie on boundaries.
+  const uint64_t unequal = uint64_t(incx) ^ uint64_t(incy), not_one = (uint64_t(incx) + 1) & ~uint64_t(2);
+  const uintptr_t off = (reinterpret_cast<uintptr_t>(x) | reinterpret_cast<uintptr_t>(y)) % sizeof(T);
+  if ((unequal | not_one | off) != 0) [[unlikely]]
+    return dot_walk(n, x, incx, y, incy);
+  if (n >= block<T>) [[unlikely]]
+    return dot_blocks(n, x, y);
+  return n < 1 ? 0 : dot_unit<T, extent::below_block>(n, x, y);
 }
 
 }  // namespace

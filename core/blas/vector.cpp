@@ -108,17 +108,25 @@ void swap(const char* routine, const zor_int* n, T* x, const zor_int* incx, T* y
   divided_swap(n, x, incx, y, incy);
 }
 
-template <class T, class Kernel>
-T dot(const char* routine, Kernel* kernel, const zor_int* n, const T* x, const zor_int* incx, const T* y,
-      const zor_int* incy) {
+template <class T>
+[[gnu::cold, gnu::noinline]] T unusual_dot(const zor_int* n, const T* x, const zor_int* incx, const T* y,
+                                           const zor_int* incy, const char* routine) {
   if (const int32_t bad = bad_pair_argument(n, x, incx, y, incy)) {
     report_argument(routine, bad, swap_arguments[bad - 1]);
     return 0;
   }
-  if (any_vast(*n, *incx, *incy))
-    return call_of_vast<T>(routine, swap_arguments, 0, n, incx, incy,
-                           [=] { return kernel(n, x, incx, y, incy); });
-  return kernel(n, x, incx, y, incy);
+  return call_of_vast<T>(routine, swap_arguments, 0, n, incx, incy,
+                         [=] { return kernels<T>::dot(n, x, incx, y, incy); });
+}
+// All good arguments but vast ones and null vectors of no element go straight to the kernel: a short dot
+// product feels each test.
+template <class T>
+T dot(const char* routine, const zor_int* n, const T* x, const zor_int* incx, const T* y,
+      const zor_int* incy) {
+  if (n == nullptr || x == nullptr || incx == nullptr || y == nullptr || incy == nullptr ||
+      any_vast(*n, *incx, *incy))
+    return unusual_dot(n, x, incx, y, incy, routine);
+  return kernels<T>::dot(n, x, incx, y, incy);
 }
 
 template <class T>
@@ -152,7 +160,7 @@ void cdot(const char* routine, cdot_kernel<T>& kernel, T* result, const zor_int*
 #define ROW_SWAP(name, T) \
   extern "C" SIG_SWAP(name, T) { zor_core::swap(#name, n, x, incx, y, incy); }
 #define ROW_DOT(name, T) \
-  extern "C" SIG_DOT(name, T) { return zor_core::dot(#name, zor_core::kernels<T>::dot, n, x, incx, y, incy); }
+  extern "C" SIG_DOT(name, T) { return zor_core::dot(#name, n, x, incx, y, incy); }
 #define ROW_CDOT(name, T, conj)                                                          \
   extern "C" SIG_CDOT(name, T) {                                                         \
     static constinit zor_core::cdot_kernel<T> kernel(zor_core::cdot_kernel_name(#name)); \
