@@ -65,8 +65,12 @@ void set_dense(ZorDftDescriptor* d, const side_fields& side, content what, int32
   if (is_chosen(d, distance)) return;
   // Behind strides that were set the next transform follows behind the last element.
   if (is_chosen(d, strides)) {
-    step = 1;
-    for (zor_int k = 0; k < d->rank; ++k) step += (e.count[k] - 1) * std::abs(d[k].*side.stride);
+    __int128 behind = 1;
+    for (zor_int k = 0; k < d->rank; ++k) {
+      const __int128 stride = d[k].*side.stride;
+      behind += (e.count[k] - 1) * (stride < 0 ? -stride : stride);
+    }
+    step = zor_int(std::min<__int128>(behind, INT64_MAX));
   }
   for (zor_int k = 0; k < d->rank; ++k) d[k].*side.distance = step;
 }
@@ -134,13 +138,13 @@ int32_t check_steps(const ZorDftDescriptor* d, const side_fields& side) {
   if (offset > most || offset < -most) return refused(side.strides_name, "the offset is beyond memory");
   if (d->number_of_transforms > 1 && d->*side.distance == 0)
     return refused(side.distance_name, "0 between several transforms");
-  if (too_far(d->number_of_transforms, d->*side.distance))
-    return refused(side.distance_name, "beyond memory");
   for (const ZorDftDescriptor* r = d; r != d + d->rank; ++r) {
     if (r->length > 1 && r->*side.stride == 0)
       return refused(side.strides_name, "0 along a dimension of several elements");
     if (too_far(r->length, r->*side.stride)) return refused(side.strides_name, "a step is beyond memory");
   }
+  if (too_far(d->number_of_transforms, d->*side.distance))
+    return refused(side.distance_name, "beyond memory");
   if (reach + std::abs(offset) > most) return refused(side.strides_name, "the last element is beyond memory");
   return ZOR_FFT_OK;
 }
