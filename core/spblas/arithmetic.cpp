@@ -98,7 +98,6 @@ class row_ranges {
     count_ = std::clamp<zor_int>(rows, 1, std::max<zor_int>(threads_, work(rows) / most + 1));
   }
   zor_int rows() const { return rows_; }
-  int32_t threads() const { return threads_; }
   zor_int count() const { return count_; }
   zor_int work_before(zor_int range) const { return work_(start(range)); }
   zor_int start(zor_int range) const {
@@ -141,23 +140,6 @@ struct result_part {
   I room;
 };
 
-// Moves the entries from `from` on down to `place`. Threads share as many as lie between the two, which stand
-// in no other's way, and then as many again.
-template <class T, class I>
-void move_down(int32_t threads, const row_arrays<T, I>& a, zor_int from, zor_int count, zor_int place) {
-  const zor_int gap = from - place, pieces = gap * sparse_thresholds::most_moves < count ? 1 : threads;
-  const zor_int together = pieces == 1 ? count : gap;
-  for (zor_int moved = 0; moved < count; moved += together) {
-    const zor_int some = std::min(together, count - moved);
-    for_each_piece(threads, pieces, [&](zor_int piece) {
-      const zor_int first = moved + cut(some, 1, pieces, piece),
-                    n = moved + cut(some, 1, pieces, piece + 1) - first;
-      std::memmove(static_cast<void*>(a.val + place + first), a.val + from + first, size_t(n) * sizeof(T));
-      std::memmove(a.indx + place + first, a.indx + from + first, size_t(n) * sizeof(I));
-    });
-  }
-}
-
 // The result in one pass. fill(first, last, part) fills in the rows of a range and gives the info of the
 // kernel. Each range begins where the work before it would end, and its entries move together afterwards.
 template <class T, class I, class Ranges, class Fill>
@@ -184,7 +166,8 @@ int32_t fill_at_once(const Ranges& ranges, scoped_arrays& made, const Fill& fill
     const zor_int before = ranges.work_before(range), count = zor_int(own[last - first]) - 1;
     if (failures.data[range] > 0 || count > most - entries) return too_large<I>();
     if (range > 0) {
-      move_down(ranges.threads(), to, before, count, entries);
+      std::memmove(static_cast<void*>(to.val + entries), to.val + before, size_t(count) * sizeof(T));
+      std::memmove(to.indx + entries, to.indx + before, size_t(count) * sizeof(I));
       for (zor_int r = first; r <= last; ++r) to.pntr[r] = I(own[r - first] + entries);
     }
     entries += count;
@@ -269,14 +252,8 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   if (left.short_of_memory() || right.short_of_memory() || work.data == nullptr || !right.take_base(a.base))
     return short_of_memory();
   const product_operands<T, I> operands{left, right};
-  const int32_t threads =
-      left.entries_before(rows) + rows < sparse_thresholds::least_for_threads ? 1 : usable_threads();
-  for_each_piece(threads, threads, [&](zor_int piece) {
-    for (zor_int r = cut(rows, 1, threads, piece); r < cut(rows, 1, threads, piece + 1); ++r)
-      work.data[r + 1] = operands.products_of_row(r);
-  });
   work.data[0] = 0;
-  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] += work.data[r];
+  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] = work.data[r] + operands.products_of_row(r);
   const auto work_before = [&](zor_int r) { return work.data[r]; };
   const row_ranges ranges(work_before, rows, std::numeric_limits<zor_int>::max());
   const zor_int products = work.data[rows];

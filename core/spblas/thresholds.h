@@ -37,8 +37,6 @@ inline constexpr zor_int block_for_columns = 8, columns_for_rows = 4;
 inline constexpr zor_int least_for_threads = 1 << 15;
 // Measured: elements of the output from which a merge is cut once more.
 inline constexpr zor_int merge_grain = 4096;
-// Measured: the most steps in which threads together move their parts of a result to their places.
-inline constexpr zor_int most_moves = 8;
 // Measured: right-hand sides of a row-major operand that stay with one thread. Eight doubles are a cache
 // line.
 inline constexpr zor_int row_major_grain = 8;
