@@ -261,6 +261,28 @@ zor_int factor_by_rows(zor_int n, T* a, zor_int lda) {
   return 0;
 }
 
+// The rows of a group in four columns, whose sums over the rows above are given: the lanes of a vector become
+// the columns, so that a row is finished in the four at once.
+template <class V, class R>
+[[gnu::always_inline]] inline void finish_square(bool rows_above, V (&sum)[group], const R* corner,
+                                                 const R* scale, R* y, zor_int lda) {
+  V e[group];
+#pragma GCC unroll 4
+  for (int k = 0; k < group; ++k) e[k] = load<V>(y + k * lda);
+  transpose_units<1>(sum);
+  transpose_units<1>(e);
+#pragma GCC unroll 4
+  for (int c = 0; c < group; ++c) {
+    if (c > 0 || rows_above) e[c] = e[c] + broadcast<V>(R(-1)) * sum[c];
+    e[c] = broadcast<V>(scale[c]) * e[c];
+#pragma GCC unroll 4
+    for (int d = c + 1; d < group; ++d) sum[d] = sum[d] + broadcast<V>(corner[c + d * lda]) * e[c];
+  }
+  transpose_units<1>(e);
+#pragma GCC unroll 4
+  for (int k = 0; k < group; ++k) store<V>(y + k * lda, e[k]);
+}
+
 // Four rows at a time: an element above them is loaded once for the four, and their sums are the lanes of a
 // vector. The rows of the group in Columns columns from b on are finished; `before` holds the group's
 // columns, row by row.
@@ -278,6 +300,12 @@ template <int Columns, class R>
 #pragma GCC unroll 4
       for (int k = 0; k < Columns; ++k) sum[k][p] = sum[k][p] + x * broadcast<V>(b[i + k * lda]);
     }
+  if constexpr (Columns == group && pieces == 1) {
+    V sums[group];
+#pragma GCC unroll 4
+    for (int k = 0; k < group; ++k) sums[k] = sum[k][0];
+    return finish_square(j > 0, sums, corner, scale, b + j, lda);
+  }
 #pragma GCC unroll 4
   for (int k = 0; k < Columns; ++k) {
     R s[group], *y = b + j + k * lda;
