@@ -156,6 +156,7 @@ const std::map<std::string, std::string> by_rows = {
     {"TBSV", triangular_by_rows},
     {"TPMV", triangular_by_rows},
     {"TPSV", triangular_by_rows},
+    {"GEADD", "swap(m_, n_);"},
     {"OMATCOPY", ""},
     {"IMATCOPY", ""},
 };

@@ -87,6 +87,7 @@ constexpr exchange exchanges[] = {
     {"trsm", nullptr, {6}, {7}},
     {"gemv", nullptr, {3}, {4}},
     {"gbmv", nullptr, {3, 5}, {4, 6}},
+    {"geadd", nullptr, {2}, {3}},
     {"ger", nullptr, {2, 5, 6}, {3, 7, 8}},
     {"her2", "her2k", {5, 6}, {7, 8}},
     {"hpr2", nullptr, {5, 6}, {7, 8}},

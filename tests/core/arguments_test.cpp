@@ -162,6 +162,7 @@ const routine routines[] = {
 #define ROW_OMATCOPY(name, ...) VALUES(name, "ordering trans rows cols alpha a lda b ldb")
 #define ROW_OMATCOPY2(name, ...) VALUES(name, "ordering trans rows cols alpha a lda +stridea b ldb +strideb")
 #define ROW_OMATADD(name, ...) VALUES(name, "ordering transa transb rows cols alpha a lda beta b ldb c ldc")
+#define ROW_GEADD(name, ...) ENTRY(name, "m n alpha a lda beta c ldc")
 #include "zor/tables/core_trans.inc"
 #define ROW_VALUE_GEMV_X(name, ...) VALUES(name, "#trans m n alpha a lda x incx beta y incy #prec")
 #define ROW_VALUE_GEMV2_X(name, ...) \

@@ -200,8 +200,9 @@ TEST(Reports, FortranNamesAndPositions) {
   dgemm_("N", "N", &two, &two, &two, &factor, nullptr, &two, a, &two, &factor, c, &two, 1, 1);
   dgemv_("N", &two, &two, &factor, a, &two, a, &none, &factor, c, &one);
   domatcopy_("C", "N", &two, &two, &factor, a, &one, c, &two);
-  const long long positions[] = {1, 4, 13, 7, 8, 7};
-  const char* const names[] = {"DGEMM ", "DGEMM ", "DGEMM ", "DGEMM ", "DGEMV ", "DOMATCOPY"};
+  dgeadd_(&two, &two, &factor, a, &one, &factor, c, &two);
+  const long long positions[] = {1, 4, 13, 7, 8, 7, 5};
+  const char* const names[] = {"DGEMM ", "DGEMM ", "DGEMM ", "DGEMM ", "DGEMV ", "DOMATCOPY", "DGEADD"};
   ASSERT_EQ(std::size(positions), reports.size());
   for (size_t i = 0; i < reports.size(); ++i) {
     EXPECT_EQ(names[i], reports[i].name);
@@ -272,6 +273,13 @@ TEST(Extensions, ByRows) {
   for (int i = 0; i < 6; ++i) EXPECT_EQ(transposed[i], t[i]);
   cblas_daxpby(6, 3, a, 1, 0.5, t, 1);
   for (int i = 0; i < 6; ++i) EXPECT_EQ(3 * a[i] + 0.5 * transposed[i], t[i]);
+  // The first two columns of A, 2 by 3 by rows, into a 2 by 2 matrix; factors of 0 do not read.
+  double s[4] = {nan_value, nan_value, nan_value, nan_value};
+  const double factors[][2] = {{2, 0}, {1, 3}, {0, 0.5}, {0, 0}}, results[] = {2, 7, 3.5, 0};
+  for (int k = 0; k < 4; ++k) {
+    cblas_dgeadd(by_rows, 2, 2, factors[k][0], factors[k][0] == 0 ? nullptr : a, 3, factors[k][1], s, 2);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(results[k] * a[i / 2 * 3 + i % 2], s[i]) << k;
+  }
 }
 
 // A conjugate transpose by rows takes x conjugated: a copy, which needs memory when it is long.

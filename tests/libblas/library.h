@@ -36,6 +36,8 @@ void dsyrk_(const char*, const char*, const blasint*, const blasint*, const doub
             const blasint*, const double*, double*, const blasint*);
 void domatcopy_(const char*, const char*, const blasint*, const blasint*, const double*, const double*,
                 const blasint*, double*, const blasint*);
+void dgeadd_(const blasint*, const blasint*, const double*, const double*, const blasint*, const double*,
+             double*, const blasint*);
 void xerbla_(const char*, const blasint*, size_t);
 void xerbla_array_(const char*, const blasint*, const blasint*);
 int lsame_(const char*, const char*);

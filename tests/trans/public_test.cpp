@@ -23,8 +23,8 @@ bool transposes(char trans) { return zor_ref::among(trans, "TtCc"); }
 constexpr shape shapes[] = {{0, 4},     {4, 0},      {1, 1},      {7, 300},   {67, 65},
                             {700, 611}, {2300, 130}, {130, 2100}, {1, 300000}};
 
-template <class T, class Copy, class Add>
-void check_out_of_place(const char* name, Copy* copy, Add* add) {
+template <class T, class Copy, class Add, class BlasAdd>
+void check_out_of_place(const char* name, Copy* copy, Add* add, BlasAdd* add_by_columns) {
   const T alpha = scalar<T>(0.7, -0.4), beta = scalar<T>(-1.5, 0.1);
   for (const shape s : shapes)
     for (const char ordering : {'R', 'c'})
@@ -49,14 +49,18 @@ void check_out_of_place(const char* name, Copy* copy, Add* add) {
         expect_with_any_threads(expected, b, [&](T* result) {
           add(ordering, trans, 'N', rows, cols, alpha, a.data(), lda, beta, result, ldb, result, ldb);
         });
+        if (columns && trans == 'N')
+          expect_with_any_threads(expected, b, [&](T* result) {
+            add_by_columns(&rows, &cols, &alpha, a.data(), &lda, &beta, result, &ldb);
+          });
       }
 }
 
 TEST(PublicTransposition, CopiesAndSumsAreThoseOfThePlainLoops) {
-  check_out_of_place<float>("s", zor_somatcopy, zor_somatadd);
-  check_out_of_place<double>("d", zor_domatcopy, zor_domatadd);
-  check_out_of_place<zor_c32>("c", zor_comatcopy, zor_comatadd);
-  check_out_of_place<zor_c64>("z", zor_zomatcopy, zor_zomatadd);
+  check_out_of_place<float>("s", zor_somatcopy, zor_somatadd, zor_blas_sgeadd);
+  check_out_of_place<double>("d", zor_domatcopy, zor_domatadd, zor_blas_dgeadd);
+  check_out_of_place<zor_c32>("c", zor_comatcopy, zor_comatadd, zor_blas_cgeadd);
+  check_out_of_place<zor_c64>("z", zor_zomatcopy, zor_zomatadd, zor_blas_zgeadd);
 }
 
 TEST(PublicTransposition, StridedCopies) {
