@@ -35,9 +35,9 @@ int32_t status_of(int32_t fft_status) {
 
 // Points of a lone tile from which it is worked through by threads.
 constexpr zor_int divided_points = 1 << 15;
-// Lines that take more bytes with their results come from memory. The first pass and the last are cut in so
-// many parts, between which the next tile's bytes are asked for. Measured.
-constexpr zor_int far_bytes = 12 << 20, next_parts = 16;
+// Lines that take more bytes come from memory. The first pass and the last are cut in so many parts, between
+// which the next tile's bytes are asked for. Measured.
+constexpr zor_int far_bytes = 6 << 20, next_parts = 16;
 
 // Calls body(begin, end) for shares of 0 to count, cut at multiples of grain.
 template <class Body>
@@ -369,10 +369,12 @@ class filter {
     const R* const box = from_place ? reinterpret_cast<const R*>(t.signal) : own.box;
     R* const to = to_place ? reinterpret_cast<R*>(t.z - t.at) : own.box;
     // The tile before it takes and gives what stands in front.
-    const bool far = 2 * p_.of[0].count * zor_int(sizeof(T)) > far_bytes;
-    const zor_int bytes = far && from_place && to_place ? plan_.tile[0] * zor_int(sizeof(T)) : 0;
-    const next_bytes next_in = {reinterpret_cast<const char*>(t.signal) - bytes, bytes},
-                     next_out = {reinterpret_cast<const char*>(t.z) - bytes, bytes};
+    const zor_int size = sizeof(T), values = plan_.tile[0];
+    const bool far_in = from_place && of_[0].signal * size > far_bytes,
+               far_out = to_place && p_.of[0].count * size > far_bytes;
+    const zor_int in = far_in ? values * p_.of[0].step * size : 0, out = far_out ? values * size : 0;
+    const next_bytes next_in = {reinterpret_cast<const char*>(t.signal) - in, in},
+                     next_out = {reinterpret_cast<const char*>(t.z) - out, out};
     if (const int32_t status = convolve_box(t.shape[0], box, of_taps, own.spectrum, to, next_in, next_out))
       return status;
     if (!to_place) store(t.counts, own.box, t.at, t.z);
