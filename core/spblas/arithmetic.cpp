@@ -203,8 +203,8 @@ struct product_operands {
   I multiply(I request, zor_int first, zor_int last, const I* left_pntr, const result_part<T, I>& to) const {
     const I from = I(first + 1), end = I(last), n = I(right.cols);
     I info = 0;
-    product_of<T, I>()(&from, &end, &end, &n, &request, left.val, left.indx, left_pntr, right.val, right.indx,
-                       right_pntr, to.val, to.indx, to.pntr, &to.room, &info);
+    product_of<T, I>(&from, &end, &end, &n, &request, left.val, left.indx, left_pntr, right.val, right.indx,
+                     right_pntr, to.val, to.indx, to.pntr, &to.room, &info);
     return info;
   }
   zor_int products_of_row(zor_int r) const {
@@ -292,9 +292,9 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
       fill_at_once<T, I>(ranges, made, [&](zor_int first, zor_int last, const result_part<T, I>& part) {
         const I from = 1, to = I(last - first), request = 0, sort = 0;
         I info = 0;
-        sum_of<T, I>()(&from, &to, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
-                       left.pntr + first, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
-                       right.pntr + first, part.val, part.indx, part.pntr, &part.room, &info);
+        sum_of<T, I>(&from, &to, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
+                     left.pntr + first, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
+                     right.pntr + first, part.val, part.indx, part.pntr, &part.room, &info);
         return info;
       });
   if (status != ZOR_SPARSE_OK) return status;

@@ -71,8 +71,8 @@ struct conversion {
       return short_of_memory();
     const I job[6] = {0, I(a.base), I(a.base), 0, I(entries), 3}, n = I(a.rows);
     I nnz = 0, info = 0;
-    coo_conversion<I>()(job, &n, from, csr.indx, csr.pntr, &nnz, placed, static_cast<I*>(made.rowind),
-                        static_cast<I*>(made.indx), &info);
+    coo_conversion<double, I>(job, &n, from, csr.indx, csr.pntr, &nnz, placed, static_cast<I*>(made.rowind),
+                              static_cast<I*>(made.indx), &info);
     to.nnz = nnz;
     return fetch_values(placed, entries) ? ZOR_SPARSE_OK : short_of_memory();
   }
@@ -101,8 +101,8 @@ struct conversion {
       if (met.data[d] != 0) *list++ = I(d - (a.rows - 1));
     const I job[6] = {0, I(a.base), I(a.base), 0, 0, 0}, n = I(a.rows), lval = n;
     I used = I(count);
-    dia_conversion<I>()(job, &n, from, csr.indx, csr.pntr, placed, &lval, static_cast<I*>(made.indx), &used,
-                        nullptr, nullptr, nullptr);
+    dia_conversion<double, I>(job, &n, from, csr.indx, csr.pntr, placed, &lval, static_cast<I*>(made.indx),
+                              &used, nullptr, nullptr, nullptr);
     to.nnz = count;
     to.lval = a.rows;
     return fetch_values(placed, elements) ? ZOR_SPARSE_OK : short_of_memory();
@@ -124,7 +124,7 @@ struct conversion {
     double *const from = source(numbers), *const placed = target(moved, elements);
     if ((entries > 0 && from == nullptr) || (elements > 0 && placed == nullptr)) return short_of_memory();
     job[5] = 0;
-    sky_conversion<I>()(job, &n, from, csr.indx, csr.pntr, placed, pntr, &info);
+    sky_conversion<double, I>(job, &n, from, csr.indx, csr.pntr, placed, pntr, &info);
     to.nnz = elements;
     return fetch_values(placed, elements) ? ZOR_SPARSE_OK : short_of_memory();
   }
@@ -167,7 +167,8 @@ struct conversion {
     pntr[0] = I(a.base);
     const I n = I(a.rows), order = I(lb), stored = I(lb * lb);
     I job[6] = {0, I(a.base), I(a.base), 0, I(entries), 2}, info = 0;
-    bsr_conversion<I>()(job, &n, &order, &stored, nullptr, csr.indx, csr.pntr, nullptr, indx, pntr, &info);
+    bsr_conversion<double, I>(job, &n, &order, &stored, nullptr, csr.indx, csr.pntr, nullptr, indx, pntr,
+                              &info);
     if (info != 0) return short_of_memory();
     const zor_int blocks = zor_int(pntr[lines]) - zor_int(pntr[0]),
                   elements = saturating_product(blocks, lb, lb);

@@ -93,9 +93,9 @@ bool copy_of_operation(const sparse_matrix& a, int32_t op, scoped_arrays& to) {
   copy_rows(a, 1, rows_of<T, I>(direct));
   if (transposed) {
     if (!allocate_rows<T, I>(to, a.cols, entries)) return false;
-    const auto from = rows_of<T, I>(plain), turned = rows_of<T, I>(to);
+    const auto from = rows_of<T, I>(plain), result = rows_of<T, I>(to);
     zor::sparse::transpose<T, I>({a.rows, a.cols, from.pntr, from.indx, from.val, a.base, a.base},
-                                 {turned.pntr, turned.indx, turned.val, 1});
+                                 {result.pntr, result.indx, result.val, 1});
   }
   if (is_conjugated<T>(op)) {
     T* const val = static_cast<T*>(to.val);

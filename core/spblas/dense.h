@@ -89,7 +89,7 @@ void add_and_merge(const sparse_matrix& a, int32_t threads, zor_int outputs, T b
     const zor_int first = cut(outputs, 1, pieces, piece), last = cut(outputs, 1, pieces, piece + 1);
     scale(beta, last - first, y + first);
     const I from = I(first + 1), to = I(last), parts = I(a.parts), stride = I(outputs);
-    merge_of<T, I>()(&from, &to, &parts, &stride, work, y);
+    merge_of<T, I>(&from, &to, &parts, &stride, work, y);
   });
 }
 

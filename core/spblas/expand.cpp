@@ -221,14 +221,14 @@ void convert_numbers(const sparse_matrix& a, double* from, double* to, I* ja, I*
   const I job[6] = {1, base, base, I(a.triangle == 'u'), std::numeric_limits<I>::max(), 0};
   I nnz = I(a.nnz), info = 0;
   if (a.format == ZOR_SPARSE_COO)
-    coo_conversion<I>()(job, &n, to, ja, ia, &nnz, from, rowind, indx, &info);
+    coo_conversion<double, I>(job, &n, to, ja, ia, &nnz, from, rowind, indx, &info);
   else if (a.format == ZOR_SPARSE_DIA) {
     const I lval = I(a.lval);
-    dia_conversion<I>()(job, &n, to, ja, ia, from, &lval, indx, &nnz, nullptr, nullptr, nullptr);
+    dia_conversion<double, I>(job, &n, to, ja, ia, from, &lval, indx, &nnz, nullptr, nullptr, nullptr);
   } else if (a.format == ZOR_SPARSE_BSR)
-    bsr_conversion<I>()(job, &n, &lb, &stored, to, ja, ia, from, indx, pntr, &info);
+    bsr_conversion<double, I>(job, &n, &lb, &stored, to, ja, ia, from, indx, pntr, &info);
   else
-    sky_conversion<I>()(job, &n, to, ja, ia, from, pntr, &info);
+    sky_conversion<double, I>(job, &n, to, ja, ia, from, pntr, &info);
 }
 
 int32_t short_of_memory() {

@@ -1,121 +1,35 @@
 // SPDX-License-Identifier: MIT
-// The kernels of coordinates, diagonals, blocks and skyline, from the tables of names, and which products and
-// solves they give. Blocks are those by columns, with indices from 1.
+// The kernels of blocks and skyline, and the names of those of coordinates.
 #pragma once
 
 #include "core/spblas/format_calls.h"
 
 namespace zor_core {
 
-#define ZOR_FIND(name, U, J, base, op, structure, triangle, diagonal) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>)         \
-    if (wanted == kernel_name{base, #op[0], #structure[0], #triangle[0], #diagonal[0]}) return name;
-
-template <class T, class I>
-zor::coo_mvout_par_fn<T, I>* find_coo_mvout_par(const kernel_name& wanted) {
-#define ROW_coo_mvout_par ZOR_FIND
-#include "zor/tables/spblas_coo.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::coo_mvout_seq_fn<T, I>* find_coo_mvout_seq(const kernel_name& wanted) {
-#define ROW_coo_mvout_seq ZOR_FIND
-#include "zor/tables/spblas_coo.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::coo_mmout_par_fn<T, I>* find_coo_mmout_par(const kernel_name& wanted) {
-#define ROW_coo_mmout_par ZOR_FIND
-#include "zor/tables/spblas_coo.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::coo_smout_par_fn<T, I>* find_coo_smout_par(const kernel_name& wanted) {
-#define ROW_coo_smout_par ZOR_FIND
-#include "zor/tables/spblas_coo.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::dia_mvout_par_fn<T, I>* find_dia_mvout_par(const kernel_name& wanted) {
-#define ROW_dia_mvout_par ZOR_FIND
-#include "zor/tables/spblas_dia.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::dia_mmout_par_fn<T, I>* find_dia_mmout_par(const kernel_name& wanted) {
-#define ROW_dia_mmout_par ZOR_FIND
-#include "zor/tables/spblas_dia.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::dia_smout_par_fn<T, I>* find_dia_smout_par(const kernel_name& wanted) {
-#define ROW_dia_smout_par ZOR_FIND
-#include "zor/tables/spblas_dia.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::dia_smout_unit_par_fn<T, I>* find_dia_smout_unit_par(const kernel_name& wanted) {
-#define ROW_dia_smout_unit_par ZOR_FIND
-#include "zor/tables/spblas_dia.inc"
-  return nullptr;
-}
-template <class T, class I>
-zor::dia_smout_diag_seq_fn<T, I>* find_dia_smout_diag_seq(const kernel_name& wanted) {
-#define ROW_dia_smout_diag_seq ZOR_FIND
-#include "zor/tables/spblas_dia.inc"
-  return nullptr;
-}
-#undef ZOR_FIND
-
-// The one kernel of a kind for a pair of types.
-#define ZOR_STEM(name, U, J, by_columns) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J> && by_columns) return &name;
-template <class T, class I>
-constexpr auto bsr_general_of() {
-#define ROW_BSR_GENERAL(name, U, J) ZOR_STEM(name, U, J, true)
+ZOR_ONE_KERNEL(bsr_general_of)
+ZOR_ONE_KERNEL(bsr_symmetric_of)
+ZOR_ONE_KERNEL(bsr_skew_of)
+ZOR_ONE_KERNEL(bsr_triangular_of)
+ZOR_ONE_KERNEL(bsr_diagonal_of)
+ZOR_ONE_KERNEL(sky_triangular_of)
+ZOR_ONE_KERNEL(sky_symmetric_of)
+ZOR_ONE_KERNEL(sky_skew_of)
+ZOR_ONE_KERNEL(sky_solve_of)
+// Of blocks those by columns, with indices from 1.
+#define ZOR_BLOCKS_1(of, name, T, I) ZOR_ONE(of, name, T, I)
+#define ZOR_BLOCKS_0(of, name, T, I)
+#define ROW_BSR_GENERAL(name, T, I) ZOR_ONE(bsr_general_of, name, T, I)
+#define ROW_BSR_SYMMETRIC(name, T, I, base) ZOR_BLOCKS_##base(bsr_symmetric_of, name, T, I)
+#define ROW_BSR_SKEW(name, T, I, base) ZOR_BLOCKS_##base(bsr_skew_of, name, T, I)
+#define ROW_BSR_TRIANGULAR(name, T, I, base) ZOR_BLOCKS_##base(bsr_triangular_of, name, T, I)
+#define ROW_BSR_DIAGONAL(name, T, I, base) ZOR_BLOCKS_##base(bsr_diagonal_of, name, T, I)
+#define ROW_SKY_TRIANGULAR(...) ZOR_ONE(sky_triangular_of, __VA_ARGS__)
+#define ROW_SKY_SYMMETRIC(...) ZOR_ONE(sky_symmetric_of, __VA_ARGS__)
+#define ROW_SKY_SKEW(...) ZOR_ONE(sky_skew_of, __VA_ARGS__)
+#define ROW_SKY_SOLVE(...) ZOR_ONE(sky_solve_of, __VA_ARGS__)
 #include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto bsr_symmetric_of() {
-#define ROW_BSR_SYMMETRIC ZOR_STEM
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto bsr_skew_of() {
-#define ROW_BSR_SKEW ZOR_STEM
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto bsr_triangular_of() {
-#define ROW_BSR_TRIANGULAR ZOR_STEM
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto bsr_diagonal_of() {
-#define ROW_BSR_DIAGONAL ZOR_STEM
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto sky_triangular_of() {
-#define ROW_SKY_TRIANGULAR(name, U, J) ZOR_STEM(name, U, J, true)
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto sky_symmetric_of() {
-#define ROW_SKY_SYMMETRIC(name, U, J) ZOR_STEM(name, U, J, true)
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto sky_skew_of() {
-#define ROW_SKY_SKEW(name, U, J) ZOR_STEM(name, U, J, true)
-#include "zor/tables/spblas_stems.inc"
-}
-template <class T, class I>
-constexpr auto sky_solve_of() {
-#define ROW_SKY_SOLVE(name, U, J) ZOR_STEM(name, U, J, true)
-#include "zor/tables/spblas_stems.inc"
-}
-#undef ZOR_STEM
+#undef ZOR_BLOCKS_0
+#undef ZOR_BLOCKS_1
 
 // The name of a kernel of coordinates, which have none for transposes: rows and columns change places, and
 // with them the triangle. A Hermitian matrix's conjugate is its transpose.

@@ -104,20 +104,20 @@ struct block_product {
     const I plain = !is_transposed(op), lower = a.triangle != 'u', stored = a.diagonal != 'u', one = 1;
     switch (a.structure) {
       case 'g':
-        return bsr_general_of<T, I>()(&plain, &lines, nullptr, &lb, &alpha, m.val, m.indx, m.pntrb, m.pntre,
-                                      x, nullptr, y);
+        return bsr_general_of<T, I>(&plain, &lines, nullptr, &lb, &alpha, m.val, m.indx, m.pntrb, m.pntre, x,
+                                    nullptr, y);
       case 't':
-        return bsr_triangular_of<T, I>()(&plain, &lower, &stored, &lines, nullptr, &lb, &alpha, m.val, m.indx,
-                                         m.pntrb, m.pntre, x, nullptr, y);
+        return bsr_triangular_of<T, I>(&plain, &lower, &stored, &lines, nullptr, &lb, &alpha, m.val, m.indx,
+                                       m.pntrb, m.pntre, x, nullptr, y);
       case 's':
-        return bsr_symmetric_of<T, I>()(&lower, &stored, &lines, &one, &lb, &alpha, m.val, m.indx, m.pntrb,
-                                        m.pntre, x, &one, y, &one);
+        return bsr_symmetric_of<T, I>(&lower, &stored, &lines, &one, &lb, &alpha, m.val, m.indx, m.pntrb,
+                                      m.pntre, x, &one, y, &one);
       case 'a':
-        return bsr_skew_of<T, I>()(&lower, &lines, nullptr, &lb, &alpha, m.val, m.indx, m.pntrb, m.pntre, x,
-                                   nullptr, y);
+        return bsr_skew_of<T, I>(&lower, &lines, nullptr, &lb, &alpha, m.val, m.indx, m.pntrb, m.pntre, x,
+                                 nullptr, y);
       default:
-        return bsr_diagonal_of<T, I>()(&one, &lines, nullptr, &lb, &alpha, m.val, m.indx, m.pntrb, m.pntre, x,
-                                       nullptr, y);
+        return bsr_diagonal_of<T, I>(&one, &lines, nullptr, &lb, &alpha, m.val, m.indx, m.pntrb, m.pntre, x,
+                                     nullptr, y);
     }
   }
   void add_columns(zor_int columns, const T* b, zor_int ldb, T* c, zor_int ldc) const {
@@ -132,8 +132,8 @@ struct block_product {
   void add_rows(zor_int first, zor_int last, const T* x, T* y, I*) const {
     const zor_int line = first / a.lb, skipped = m.begin(line);
     const I plain = 1, count = I(last / a.lb - line);
-    bsr_general_of<T, I>()(&plain, &count, nullptr, &lb, &alpha, m.val + skipped * a.lb * a.lb,
-                           m.indx + skipped, m.pntrb + line, m.pntre + line, x, nullptr, y + first);
+    bsr_general_of<T, I>(&plain, &count, nullptr, &lb, &alpha, m.val + skipped * a.lb * a.lb,
+                         m.indx + skipped, m.pntrb + line, m.pntre + line, x, nullptr, y + first);
   }
 };
 
@@ -172,12 +172,12 @@ struct profile_product {
     const T* const profiles = val + (zor_int(pntr[first]) - zor_int(pntr[0]));
     b += first, c += first;
     if (a.structure == 't')
-      sky_triangular_of<T, I>()(&flag1, nullptr, &count, &n, &flag2, &stored, &alpha, profiles, from, b, &ldb,
-                                c, &ldc);
+      sky_triangular_of<T, I>(&flag1, nullptr, &count, &n, &flag2, &stored, &alpha, profiles, from, b, &ldb,
+                              c, &ldc);
     else if (a.structure == 's')
-      sky_symmetric_of<T, I>()(nullptr, &count, &n, &stored, &alpha, profiles, from, b, &ldb, c, &ldc);
+      sky_symmetric_of<T, I>(nullptr, &count, &n, &stored, &alpha, profiles, from, b, &ldb, c, &ldc);
     else
-      sky_skew_of<T, I>()(&plain, nullptr, &count, &n, &flag2, &alpha, profiles, from, b, &ldb, c, &ldc);
+      sky_skew_of<T, I>(&plain, nullptr, &count, &n, &flag2, &alpha, profiles, from, b, &ldb, c, &ldc);
   }
 };
 

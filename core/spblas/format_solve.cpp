@@ -108,8 +108,8 @@ struct profile_solve {
   void solve(zor_int columns, T* x, zor_int ldx) const {
     const I flag1 = is_transposed(op), flag2 = a.triangle == 'u', stored = a.diagonal != 'u', m = I(a.rows);
     for (zor_int j = 0; j < columns; ++j)
-      sky_solve_of<T, I>()(&flag1, nullptr, &flag2, &stored, &m, static_cast<const T*>(a.given_val),
-                           static_cast<const I*>(a.given_pntrb), x + j * ldx);
+      sky_solve_of<T, I>(&flag1, nullptr, &flag2, &stored, &m, static_cast<const T*>(a.given_val),
+                         static_cast<const I*>(a.given_pntrb), x + j * ldx);
   }
 };
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The kernel for op(A), from the one table of names.
+// The kernel for op(A), from the tables of names.
 #pragma once
 
-#include <type_traits>
+#include <cstddef>
 
 #include "core/spblas/matrix.h"
 #include "zor/signatures/spblas.h"
@@ -42,67 +42,43 @@ kernel_name name_of(const sparse_matrix& a, int32_t op, int32_t base) {
   return k;
 }
 
-// find_K<T, I>(name): the kernel of kind K, null when there is none.
-#define ZOR_FIND(name, U, J, base, op, structure, triangle, diagonal) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>)         \
-    if (wanted == kernel_name{base, #op[0], #structure[0], #triangle[0], #diagonal[0]}) return name;
+// The kinds of kernels that the grammar names.
+#define ZOR_KERNEL_KINDS(kind)                                                                            \
+  kind(csr_mvout_par) kind(csr_mvout_seq) kind(csr_mmout_par) kind(csr_mmout_seq) kind(csr_svout_seq)     \
+      kind(csr_smout_par) kind(coo_mvout_par) kind(coo_mvout_seq) kind(coo_mmout_par) kind(coo_smout_par) \
+          kind(dia_mvout_par) kind(dia_mmout_par) kind(dia_smout_par) kind(dia_smout_unit_par)            \
+              kind(dia_smout_diag_seq)
+#define ZOR_KIND(kind) kind,
+enum class kernel_kind : uint8_t { ZOR_KERNEL_KINDS(ZOR_KIND) };
+#undef ZOR_KIND
 
-template <class T, class I>
-zor::csr_mvout_par_fn<T, I>* find_mvout_par(const kernel_name& wanted) {
-#define ROW_csr_mvout_par ZOR_FIND
-#include "zor/tables/spblas_csr.inc"
-  return nullptr;
-}
+// The kernel of a kind for elements of a type and integers of so many bytes; null when there is none.
+using any_kernel = void();
+any_kernel* find_kernel(kernel_kind kind, char type, size_t index_bytes, const kernel_name& name);
 
-template <class T, class I>
-zor::csr_mvout_seq_fn<T, I>* find_mvout_seq(const kernel_name& wanted) {
-#define ROW_csr_mvout_seq ZOR_FIND
-#include "zor/tables/spblas_csr.inc"
-  return nullptr;
-}
+// find_K<T, I>(name): the kernel of kind K.
+#define ZOR_FINDER(kind)                                                  \
+  template <class T, class I>                                             \
+  zor::kind##_fn<T, I>* find_##kind(const kernel_name& name) {            \
+    return reinterpret_cast<zor::kind##_fn<T, I>*>(                       \
+        find_kernel(kernel_kind::kind, type_letter<T>, sizeof(I), name)); \
+  }
+ZOR_KERNEL_KINDS(ZOR_FINDER)
+#undef ZOR_FINDER
 
-template <class T, class I>
-zor::csr_mmout_par_fn<T, I>* find_mmout_par(const kernel_name& wanted) {
-#define ROW_csr_mmout_par ZOR_FIND
-#include "zor/tables/spblas_csr.inc"
-  return nullptr;
-}
-
-template <class T, class I>
-zor::csr_mmout_seq_fn<T, I>* find_mmout_seq(const kernel_name& wanted) {
-#define ROW_csr_mmout_seq ZOR_FIND
-#include "zor/tables/spblas_csr.inc"
-  return nullptr;
-}
-
-template <class T, class I>
-zor::csr_svout_seq_fn<T, I>* find_svout_seq(const kernel_name& wanted) {
-#define ROW_csr_svout_seq ZOR_FIND
-#include "zor/tables/spblas_csr.inc"
-  return nullptr;
-}
-
-template <class T, class I>
-zor::csr_smout_par_fn<T, I>* find_smout_par(const kernel_name& wanted) {
-#define ROW_csr_smout_par ZOR_FIND
-#include "zor/tables/spblas_csr.inc"
-  return nullptr;
-}
-
-#undef ZOR_FIND
+// A kind of kernels with one for each pair of types, and the row of one: of<T, I> is the kernel.
+#define ZOR_ONE_KERNEL(of)    \
+  template <class T, class I> \
+  inline constexpr std::nullptr_t of = nullptr;
+#define ZOR_ONE(of, name, T, I) \
+  template <>                   \
+  inline constexpr auto of<T, I> = &name;
 
 // The merges of private results, as they are and packed as a triangle.
-template <class T, class I>
-constexpr auto merge_of() {
-#define ROW_MERGE(name, U, J) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>) return &name;
+ZOR_ONE_KERNEL(merge_of)
+ZOR_ONE_KERNEL(packed_merge_of)
+#define ROW_MERGE(...) ZOR_ONE(merge_of, __VA_ARGS__)
+#define ROW_MERGE_SYM(...) ZOR_ONE(packed_merge_of, __VA_ARGS__)
 #include "zor/tables/spblas_service.inc"
-}
-template <class T, class I>
-constexpr auto packed_merge_of() {
-#define ROW_MERGE_SYM(name, U, J) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>) return &name;
-#include "zor/tables/spblas_service.inc"
-}
 
 }  // namespace zor_core

@@ -19,8 +19,8 @@ struct vector_product {
   kernel_name name;
   T alpha;
   const T* x;
-  decltype(find_mvout_par<T, I>(name)) range = find_mvout_par<T, I>(name);
-  decltype(find_mvout_seq<T, I>(name)) whole = find_mvout_seq<T, I>(name);
+  decltype(find_csr_mvout_par<T, I>(name)) range = find_csr_mvout_par<T, I>(name);
+  decltype(find_csr_mvout_seq<T, I>(name)) whole = find_csr_mvout_seq<T, I>(name);
 
   // Each row is one output of its own.
   bool rows_apart() const { return range != nullptr && (a.structure == 'g' || a.structure == 't'); }
@@ -98,8 +98,8 @@ struct packed_outputs {
   void merge_chunk(zor_int chunk, const T* work, T* y) const {
     const zor_int from = chunk * h, outputs = upper ? chunk + 1 : parts - chunk;
     const int64_t count = a.first[chunk + 1] - from, s1 = h, s2 = h * (parts + (upper ? 1 : 2));
-    packed_merge_of<T, int64_t>()(&count, &s1, &outputs, &s2,
-                                  work + (upper ? 0 : lead + h * (chunk + 1 - outputs)), y + from);
+    packed_merge_of<T, int64_t>(&count, &s1, &outputs, &s2,
+                                work + (upper ? 0 : lead + h * (chunk + 1 - outputs)), y + from);
   }
 };
 
@@ -188,8 +188,8 @@ int32_t multiply_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_in
   const csr_arrays<T, I> m(a);
   const kernel_name name = name_of<T>(a, op, row_major ? 0 : 1);
   const T factor = a.structure == 'a' && transposed ? negated(alpha) : alpha;
-  const auto range = find_mmout_par<T, I>(name);
-  const auto whole = find_mmout_seq<T, I>(name);
+  const auto range = find_csr_mmout_par<T, I>(name);
+  const auto whole = find_csr_mmout_seq<T, I>(name);
   const I rows = I(a.rows), all = I(n), ldb_i = I(ldb), ldc_i = I(ldc);
   for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last, zor_int) {
     const zor_int b_shift = row_major ? first : first * ldb, c_shift = row_major ? first : first * ldc;

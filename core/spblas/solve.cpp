@@ -30,7 +30,7 @@ int32_t solve(const sparse_matrix& a, int32_t op, T alpha, const T* b, T* x) {
   if (a.rows == 0 || a.identity()) return ZOR_SPARSE_OK;
   const csr_arrays<T, I> m(a);
   const I rows = I(a.rows);
-  find_svout_seq<T, I>(name_of<T>(a, op, a.base))(&rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x);
+  find_csr_svout_seq<T, I>(name_of<T>(a, op, a.base))(&rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x);
   return ZOR_SPARSE_OK;
 }
 
@@ -62,7 +62,7 @@ int32_t solve_many(const sparse_matrix& a, int32_t op, int32_t layout, zor_int n
   if (indx.short_of_memory)
     return sparse_failure(ZOR_SPARSE_NO_MEMORY, "memory for the indices in the layout's base is short");
   const csr_arrays<T, I> m(a);
-  const auto kernel = find_smout_par<T, I>(name_of<T>(a, op, row_major ? 0 : 1));
+  const auto kernel = find_csr_smout_par<T, I>(name_of<T>(a, op, row_major ? 0 : 1));
   const I rows = I(a.rows), all = I(n), ldx_i = I(ldx);
   for_right_hand_sides(threads_for(a, n), layout, n, [&](zor_int first, zor_int last, zor_int) {
     const zor_int b_shift = row_major ? first : first * ldb, x_shift = row_major ? first : first * ldx;

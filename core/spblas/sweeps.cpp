@@ -9,20 +9,16 @@
 namespace zor_core {
 namespace {
 
-// The block sweep and the block scaling of matrices counted from 1, whose blocks stand by columns.
-template <class T, class I>
-constexpr auto block_sweep_of() {
-  constexpr bool rows = false, columns = true;
-#define ROW_SWEEP(name, U, J, by, elements) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J> && !by && elements) return &name;
+// Of matrices counted from 1, whose blocks stand by columns.
+ZOR_ONE_KERNEL(block_sweep_of)
+ZOR_ONE_KERNEL(block_scaling_of)
+#define ZOR_SWEEP_rows_columns(...) ZOR_ONE(block_sweep_of, __VA_ARGS__)
+#define ZOR_SWEEP_columns_columns(...)
+#define ZOR_SWEEP_rows_rows(...)
+#define ZOR_SWEEP_columns_rows(...)
+#define ROW_SWEEP(name, T, I, by, elements) ZOR_SWEEP_##by##_##elements(name, T, I)
+#define ROW_INVDIAG(...) ZOR_ONE(block_scaling_of, __VA_ARGS__)
 #include "zor/tables/spblas_sweep.inc"
-}
-template <class T, class I>
-constexpr auto block_scaling_of() {
-#define ROW_INVDIAG(name, U, J) \
-  if constexpr (std::is_same_v<T, U> && std::is_same_v<I, J>) return &name;
-#include "zor/tables/spblas_sweep.inc"
-}
 
 template <class T>
 constexpr auto product_with() {
@@ -71,14 +67,14 @@ void solve_triangle(const sparse_matrix& a, bool blocks, bool upper, T* r) {
   if (blocks) {
     const I uplo = !upper, diag = 1, one = 1, lb = I(a.lb), mb = rows / lb;
     const I* const pntr = static_cast<const I*>(a.given_pntrb);
-    block_sweep_of<T, I>()(&uplo, &diag, &mb, &one, &lb, static_cast<const T*>(a.given_val),
-                           static_cast<const I*>(a.given_indx), pntr, pntr + 1, r, &rows);
+    block_sweep_of<T, I>(&uplo, &diag, &mb, &one, &lb, static_cast<const T*>(a.given_val),
+                         static_cast<const I*>(a.given_indx), pntr, pntr + 1, r, &rows);
     return;
   }
   const csr_arrays<T, I> m(a);
   const T alpha = zor::one_of<T>();
-  find_svout_seq<T, I>({a.base, 'n', 't', upper ? 'u' : 'l', 'n'})(&rows, &alpha, m.val, m.indx, m.pntrb,
-                                                                   m.pntre, r);
+  find_csr_svout_seq<T, I>({a.base, 'n', 't', upper ? 'u' : 'l', 'n'})(&rows, &alpha, m.val, m.indx, m.pntrb,
+                                                                       m.pntre, r);
 }
 
 template <class T, class I>
@@ -121,13 +117,13 @@ int32_t scale_by_diagonal(const sparse_matrix& a, T* x) {
   if (blocks) {
     const I flag = 1, lb = I(a.lb), mb = rows / lb;
     const I* const pntr = static_cast<const I*>(a.given_pntrb);
-    block_scaling_of<T, I>()(&mb, &flag, &lb, static_cast<const T*>(a.given_val),
-                             static_cast<const I*>(a.given_indx), pntr, pntr + 1, x);
+    block_scaling_of<T, I>(&mb, &flag, &lb, static_cast<const T*>(a.given_val),
+                           static_cast<const I*>(a.given_indx), pntr, pntr + 1, x);
     return ZOR_SPARSE_OK;
   }
   const csr_arrays<T, I> m(*form);
   const T alpha = zor::one_of<T>();
-  find_svout_seq<T, I>({a.base, 'n', 'd', '_', 'n'})(&rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x);
+  find_csr_svout_seq<T, I>({a.base, 'n', 'd', '_', 'n'})(&rows, &alpha, m.val, m.indx, m.pntrb, m.pntre, x);
   return ZOR_SPARSE_OK;
 }
 
