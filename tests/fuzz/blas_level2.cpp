@@ -81,7 +81,7 @@ template <class T>
 void gemv(trial& t, zor::gemv_fn<T>* call) {
   // rows and columns of op(A)
   const zor_int rows = t.size("rows", 1200), columns = t.size("columns", 1200);
-  const turned<T> a(t, "a", t.letter("trans", "NTCntc"), rows, columns);
+  const operand_of<T> a(t, "a", t.letter("trans", "NTCntc"), rows, columns);
   const zor_int m = a.transposed() ? columns : rows, n = a.transposed() ? rows : columns;
   const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
   const auto x = t.strided_vector<T>("x", use::in, columns),

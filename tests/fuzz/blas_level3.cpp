@@ -54,7 +54,7 @@ void rank_update(trial& t, bool hermitian, Call* call) {
   constexpr bool twice = std::is_same_v<Call, zor::rank_2k_fn<T, S>>;
   const zor_int n = t.size("n", longest), k = t.size("k", longest);
   const option uplo = t.letter("uplo", "UL"), op = t.letter("trans", hermitian ? "NC" : "NT");
-  const turned<T> a(t, "a", op, n, k), b = twice ? turned<T>(t, "b", op, n, k) : a;
+  const operand_of<T> a(t, "a", op, n, k), b = twice ? operand_of<T>(t, "b", op, n, k) : a;
   const auto alpha = t.scalar<std::conditional_t<twice, T, S>>("alpha");
   const S beta = t.scalar<S>("beta");
   triangle<T> c(t, "c", when_scaled(beta), uplo, false, n);
@@ -110,7 +110,7 @@ template <class T, class R>
 void split3(trial& t, option op, zor::split3_fn<T, R>* call) {
   const zor_int rows = t.size("rows", longest), columns = t.size("columns", longest),
                 row = t.draw("row", 0, 9, 0), column = t.draw("column", 0, 9, 0);
-  const turned<T> x(t, "x", op, row + rows, column + columns);
+  const operand_of<T> x(t, "x", op, row + rows, column + columns);
   const auto re = t.vector<R>("re", use::out, rows * columns),
              im = t.vector<R>("im", use::out, rows * columns),
              sum = t.vector<R>("sum", use::out, rows * columns);
@@ -128,7 +128,7 @@ template <class T, class R>
 void mixed_copyb(trial& t, zor::mixed_copyb_fn<T, R>* call) {
   const zor_int k = t.size("k", longest), n = t.size("n", longest);
   const leading_dimension ld = t.leading("ld", k);
-  const turned<T> b(t, "b", t.letter("transb", "NTC"), k, n);
+  const operand_of<T> b(t, "b", t.letter("transb", "NTC"), k, n);
   const T alpha = t.scalar<T>("alpha");
   const operand<R> re = t.matrix<R>("re", use::out, k, n, ld), im = t.matrix<R>("im", use::out, k, n, ld);
   t.invoke(call, b.op, k, n, b, re, im, ld, alpha);

@@ -17,8 +17,8 @@ template <class E, class T, class Call>
 void gemm(trial& t, Call* call, int factor = 1) {
   constexpr bool one_triangle = std::is_same_v<Call, zor::gemmt_fn<T>>;
   const zor_int m = t.size("m", 400), n = one_triangle ? m : t.size("n", 400), k = t.size("k", 500);
-  const turned<E> a(t, "a", t.letter("transa", "NTCntc"), m, k);
-  const turned<T> b(t, "b", t.letter("transb", "NTCntc"), k, n);
+  const operand_of<E> a(t, "a", t.letter("transa", "NTCntc"), m, k);
+  const operand_of<T> b(t, "b", t.letter("transb", "NTCntc"), k, n);
   const T alpha = t.scalar<T>("alpha"), beta = t.scalar<T>("beta");
   const option uplo = t.letter("uplo", "UL");
   auto c = t.matrix<T>("c", when_scaled(beta, m > 0 && n > 0), m, n);
@@ -89,7 +89,7 @@ void pack(trial& t, const char* name, Call* call) {
   option op = t.letter("trans", parts<T> == 2 ? "NTC" : "NT");
   // In other names the operation stands behind "copya" or "copyb".
   if (!any_a && !any_b) op.letter = char(std::strstr(name, "copy")[5] - 'a' + 'A');
-  const turned<T> a(t, of_a ? "a" : "b", op, m, n);
+  const operand_of<T> a(t, of_a ? "a" : "b", op, m, n);
   const packed format(of_a, width, doubles, parts<T>, lines, depth);
   const auto panel = t.vector<real<T>>("panel", use::out, zor_int(format.numbers.size()), 1, 16);
   T* const to = reinterpret_cast<T*>(panel.data());

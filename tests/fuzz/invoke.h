@@ -8,44 +8,12 @@
 
 namespace zor_fuzz {
 
-template <class A>
-auto arguments_of(const A& a) {
-  if constexpr (requires { a.arguments(); })
-    return a.arguments();
-  else
-    return std::tuple(a);
-}
-// An argument that only some signatures of a group have.
-template <bool Present, class A>
-auto when(const A& a) {
-  if constexpr (Present)
-    return arguments_of(a);
-  else
-    return std::tuple<>();
-}
+using zor_test::handed_over, zor_test::is_address;
 
-template <class A>
-inline constexpr bool is_address = std::is_pointer_v<A> || std::is_null_pointer_v<A>;
 template <class A>
 inline constexpr bool is_step = std::is_same_v<A, leading_dimension> || std::is_same_v<A, increment_of>;
 template <class A>
 inline constexpr bool is_integer = std::is_integral_v<A> || is_step<A> || std::is_same_v<A, any>;
-
-// What is handed over for an argument A to a parameter P: a pointer to a Value, or the value itself.
-template <class P, class A, class Value>
-P handed_over(const A& a, Value& room) {
-  if constexpr (is_address<A>) {
-    return a;
-  } else if constexpr (std::is_pointer_v<P>) {
-    room = Value(a);
-    return &room;
-  } else {
-    return P(a);
-  }
-}
-template <class P, class A>
-using pointed_at = std::conditional_t<std::is_pointer_v<P> && !is_address<A>,
-                                      std::remove_const_t<std::remove_pointer_t<P>>, char>;
 
 // The conventions of other libraries with integers I.
 template <class I, class P, class A>
@@ -102,10 +70,7 @@ R trial::invoke_listed(R (*routine)(P...), const L& given, std::index_sequence<i
       return value;
     }
   };
-  const auto plainly = [&] {
-    std::tuple<pointed_at<P, std::tuple_element_t<i, L>>...> rooms;
-    return routine(handed_over<P>(std::get<i>(list), std::get<i>(rooms))...);
-  };
+  const auto plainly = [&] { return zor_test::pass_listed(routine, list, std::index_sequence_for<P...>()); };
   if constexpr ((std::is_same_v<std::tuple_element_t<i, L>, increment_of> || ...) ||
                 (std::is_same_v<std::tuple_element_t<i, L>, option> || ...)) {
     const zor_int kind = case_.what->kind == serial ? 0 : draw("adapter", 0, 3, 0);

@@ -216,7 +216,7 @@ class driver {
   // The simplest case that still fails: every draw in turn goes to its simplest value, half way there, one
   // step.
   test_case shrink(test_case c) {
-    c = settled(c);
+    c = with_all_draws(c);
     for (bool smaller = true; smaller;) {
       smaller = false;
       for (size_t i = 0; i < c.draws.size(); ++i) {
@@ -228,7 +228,7 @@ class driver {
           if (std::abs(to - d.simplest) >= std::abs(off)) continue;
           test_case next = c;
           next.draws[i].value = to;
-          next = settled(next);
+          next = with_all_draws(next);
           if (next.text() == c.text() || fault(next).empty()) continue;
           c = next;
           smaller = true;
@@ -288,7 +288,7 @@ int self_test() {
     }
     const auto choice = groups(p.row, true);
     test_case c = case_of(1, choice);
-    while (c.seed < 1000 && d.fault(settled(c)).empty()) c = case_of(c.seed + 1, choice);
+    while (c.seed < 1000 && d.fault(with_all_draws(c)).empty()) c = case_of(c.seed + 1, choice);
     c = d.shrink(c);
     const std::string fault = d.fault(c), text = c.text();
     bool good = fault.find(p.fault) != std::string::npos;

@@ -8,8 +8,8 @@ namespace zor_fuzz {
 
 // op(A) of a stored matrix, by the letter of the operation.
 template <class T>
-struct turned {
-  turned(trial& t, const char* name, option trans, zor_int m, zor_int n)
+struct operand_of {
+  operand_of(trial& t, const char* name, option trans, zor_int m, zor_int n)
       : op(trans), stored(t.matrix<T>(name, use::in, transposed() ? n : m, transposed() ? m : n)) {}
   auto arguments() const { return stored.arguments(); }
   bool transposed() const { return !op.is('N'); }

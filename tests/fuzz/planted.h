@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Faults planted into calls, by which the driver shows that it finds them.
 #pragma once
 
 #include <cstddef>

@@ -191,6 +191,25 @@ void check_made(trial& t, const handle& c, char op, zor_int rows, zor_int column
   }
 }
 
+// The elements of a vector as sums without an error of their own.
+template <class X>
+std::vector<sum_of_terms> exact(const X& x, zor_int n) {
+  std::vector<sum_of_terms> v(static_cast<size_t>(n));
+  for (zor_int j = 0; j < n; ++j) v[size_t(j)].value = x(j);
+  return v;
+}
+// s := s + factor op(A) x.
+template <class M>
+void add_product(std::vector<sum_of_terms>& s, const M& a, bool flip, bool conjugate, wide factor,
+                 const std::vector<sum_of_terms>& x) {
+  a.terms(flip, conjugate, 0, a.m, [&](zor_int i, zor_int j, wide v, bool counts) {
+    const sum_of_terms& of = x[size_t(j)];
+    s[size_t(i)].add(times(factor, times(v, of.value)), counts);
+    s[size_t(i)].size += 2 * magnitude(v) * of.size;
+    s[size_t(i)].terms += 2 * of.terms;
+  });
+}
+
 template <class T>
 void convert(trial& t) {
   with_matrix<T>(t, purpose::product, [&](const auto& a, const operation& op) {
@@ -211,12 +230,10 @@ void convert(trial& t) {
     if (!to.made()) return;
     // The other formats multiply by the zeros that they store.
     if (format > ZOR_SPARSE_COO && !t.plain_data()) return;
-    check_made<T>(
-        t, to, op.letter, op.flip() ? a.k : a.m, op.flip() ? a.m : a.k, [&](auto& s, const auto& x) {
-          a.terms(op.flip(), op.conjugate(), 0, a.m, [&](zor_int i, zor_int j, wide v, bool counts) {
-            s[size_t(i)].add(times(v, x(j)), counts);
-          });
-        });
+    const zor_int rows = op.flip() ? a.k : a.m, columns = op.flip() ? a.m : a.k;
+    check_made<T>(t, to, op.letter, rows, columns, [&](auto& s, const auto& x) {
+      add_product(s, a, op.flip(), op.conjugate(), 1, exact(x, columns));
+    });
   });
 }
 
@@ -242,19 +259,15 @@ void combine(trial& t, bool product) {
     });
     if (!c.made()) return;
     check_made<T>(t, c, 'n', rows, product ? k : a.k, [&](auto& s, const auto& x) {
-      std::vector<sum_of_terms> bx(static_cast<size_t>(product ? m : 0));
-      b.terms(!product && flip, !product && op.conjugate(), 0, m, [&](zor_int i, zor_int j, wide v, bool) {
-        if (product)
-          bx[size_t(i)].add(times(v, x(j)));
-        else
-          s[size_t(i)].add(times(widened(beta), times(v, x(j))));
-      });
-      a.terms(product && flip, product && op.conjugate(), 0, a.m, [&](zor_int i, zor_int j, wide v, bool) {
-        s[size_t(i)].add(times(v, product ? bx[size_t(j)].value : x(j)));
-        if (product)
-          s[size_t(i)].size += 2 * magnitude(v) * bx[size_t(j)].size,
-              s[size_t(i)].terms += 2 * bx[size_t(j)].terms;
-      });
+      auto terms = exact(x, product ? k : a.k);
+      if (product) {
+        std::vector<sum_of_terms> bx(static_cast<size_t>(m));
+        add_product(bx, b, false, false, 1, terms);
+        terms = bx;
+      } else {
+        add_product(s, b, flip, op.conjugate(), widened(beta), terms);
+      }
+      add_product(s, a, product && flip, product && op.conjugate(), 1, terms);
     });
   });
 }
@@ -273,7 +286,7 @@ void sweep(trial& t, bool columns, bool by_rows, zor::sweep_fn<T, I>* call) {
 }
 // y over the main diagonal.
 template <class T, class I, class Call>
-void over_diagonal(trial& t, Call* call) {
+void divide_by_diagonal(trial& t, Call* call) {
   constexpr bool many = std::is_same_v<Call, zor::invdiag_rows_fn<T, I>>;
   const zor_int nrhs = many ? t.size("nrhs", 20) : 1;
   const sparse<T, I> a(t, {'d', 'l', 'n'}, many ? 0 : 1, {ZOR_SPARSE_BSR, true, many});
@@ -305,7 +318,7 @@ const rows makers("sparse result", threaded,
                        FOR_TYPES("z", zor_c64)});
 #define ROW_SWEEP(name, T, I, storage, elements) \
   {#name, [](trial& t) { sweep<T, I>(t, #storage[0] == 'c', #elements[0] == 'r', name); }},
-#define ROW_INVDIAG(name, T, I) {#name, [](trial& t) { over_diagonal<T, I>(t, name); }},
+#define ROW_INVDIAG(name, T, I) {#name, [](trial& t) { divide_by_diagonal<T, I>(t, name); }},
 #define ROW_INVDIAG_ROWS ROW_INVDIAG
 const rows sweeps("block sweep kernel", serial,
                   {

@@ -42,9 +42,10 @@ void bsr_stem(trial& t, char structure, int base, Call* call) {
                  symmetric = std::is_same_v<Call, zor::bsr_symmetric_fn<T, I>>,
                  triangular = std::is_same_v<Call, zor::bsr_triangular_fn<T, I>>;
   const zor_int op = t.draw("op", 1, 2, 1), uplo = t.draw("uplo", 1, 2, 1), diag = t.draw("diag", 0, 1, 1);
-  const bool turns = structure == 'g' || structure == 't', has_unit = structure == 't' || structure == 'd';
+  const bool transposes = structure == 'g' || structure == 't',
+             has_unit = structure == 't' || structure == 'd';
   const view v = {structure, uplo == 1 ? 'l' : 'u', has_unit && diag != 1 ? 'u' : 'n'};
-  product<T, I> q(t, {base, turns && op != 1 ? 't' : 'n', v}, many || symmetric,
+  product<T, I> q(t, {base, transposes && op != 1 ? 't' : 'n', v}, many || symmetric,
                   {bsr, triangular, base == 0});
   q.a.no_diagonal_blocks = symmetric && diag == 0;
   const several blocks{std::tuple_cat(std::tuple(q.a.lb, q.alpha), q.a.compressed().arguments())};

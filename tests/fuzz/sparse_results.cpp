@@ -48,16 +48,17 @@ struct made {
 };
 
 // A + beta B or A + beta B', A B or A' B.
-enum class made_by { sum, sum_turned, product, product_turned };
+enum class made_by { sum, sum_transposed, product, product_transposed };
 template <class T, class I, made_by How, class Call>
 void combine(trial& t, Call* call) {
-  constexpr bool turned_sum = How == made_by::sum_turned, turned_product = How == made_by::product_turned,
-                 sums = turned_sum || How == made_by::sum;
+  constexpr bool transposed_sum = How == made_by::sum_transposed,
+                 transposed_product = How == made_by::product_transposed,
+                 sums = transposed_sum || How == made_by::sum;
   const zor_int m = t.size("rows", 300, 1), k = t.size("columns", 300, 1), n = sums ? m : t.size("n", 300, 1),
                 strip = t.size("strip", 300, 1), one = 1, zero = 0;
   const T beta = t.scalar<T>("beta");
-  const bool same_rows = sums ? !turned_sum : turned_product;  // as A has
-  const sparse<T, I> a(t, general, 1, {.sorted = sums || turned_product, .m = m, .k = k, .origin = 1}),
+  const bool same_rows = sums ? !transposed_sum : transposed_product;  // as A has
+  const sparse<T, I> a(t, general, 1, {.sorted = sums || transposed_product, .m = m, .k = k, .origin = 1}),
       b(t, general, 1,
         {.sorted = sums,
          .prefix = "b.",
@@ -70,20 +71,21 @@ void combine(trial& t, Call* call) {
   for (const entry& e : b.entries) rows_of_b[size_t(e.row)].push_back(e);
   for (const entry& e : a.entries) {
     if (sums) exact[{e.row, e.column}].add(value(a, e));
-    for (const entry& f : rows_of_b[size_t(turned_product ? e.row : e.column) * !sums])
-      if (!sums) exact[{turned_product ? e.column : e.row, f.column}].add(times(value(a, e), value(b, f)));
+    for (const entry& f : rows_of_b[size_t(transposed_product ? e.row : e.column) * !sums])
+      if (!sums)
+        exact[{transposed_product ? e.column : e.row, f.column}].add(times(value(a, e), value(b, f)));
   }
   for (const entry& e : b.entries)
     if (sums)
-      exact[turned_sum ? std::pair(e.column, e.row) : std::pair(e.row, e.column)].add(
+      exact[transposed_sum ? std::pair(e.column, e.row) : std::pair(e.row, e.column)].add(
           times(widened(beta), value(b, e)));
-  const made<T, I> c(t, "c.", turned_product ? k : m, zor_int(exact.size()), 1);
+  const made<T, I> c(t, "c.", transposed_product ? k : m, zor_int(exact.size()), 1);
   I* const info = t.room<I>("info", use::out, 1);
   const zor_int room = zor_int(exact.size());
   if constexpr (sums)
-    t.invoke(call, turned_sum ? m : one, turned_sum ? k : m, zero, zero, three_arrays(a), beta,
+    t.invoke(call, transposed_sum ? m : one, transposed_sum ? k : m, zero, zero, three_arrays(a), beta,
              three_arrays(b), c, room, info);
-  else if constexpr (turned_product)
+  else if constexpr (transposed_product)
     t.invoke(call, nullptr, m, k, n, zero, strip, three_arrays(a), three_arrays(b), c, room, info);
   else
     t.invoke(call, one, m, m, n, zero, three_arrays(a), three_arrays(b), c, room, info);
@@ -130,7 +132,7 @@ void convert(trial& t, Call* call) {
   const made<double, I> back(t, "back.", n, a.count, base);
   const auto rows = three_arrays(a);
   I job[6] = {0, I(base), I(other), I(part), I(a.count), 3};
-  const auto turn = [&](int fill) { job[0] = 1, job[4] = a.count, job[5] = I(fill); };
+  const auto go_back = [&](int fill) { job[0] = 1, job[4] = a.count, job[5] = I(fill); };
   I* const info = t.room<I>("info", csc || dia ? use::inout : use::out, 1);
   if (csc || dia) *info = 0;
   if constexpr (coo) {
@@ -138,12 +140,12 @@ void convert(trial& t, Call* call) {
              *const c = t.room<I>("c", use::out, size_t(a.count));
     const auto v = t.vector<double>("v", use::out, a.count);
     t.invoke(call, job, n, rows, nnz, v, r, c, info);
-    turn(0);
+    go_back(0);
     t.invoke(call, job, n, back, nnz, v, r, c, info);
   } else if constexpr (csc) {
     const made<double, I> columns(t, "columns.", n, a.count, other);
     t.invoke(call, job, n, rows, columns);
-    turn(3);
+    go_back(3);
     t.invoke(call, job, n, back, columns);
   } else if constexpr (dia) {
     const zor_int most = 2 * n - 1;
@@ -153,19 +155,19 @@ void convert(trial& t, Call* call) {
     *count = I(most);
     job[5] = 10;
     t.invoke(call, job, n, rows, v, distance, count, nullptr, nullptr, nullptr);
-    turn(0);
+    go_back(0);
     t.invoke(call, job, n, back, v, distance, count, nullptr, nullptr, nullptr);
   } else if constexpr (sky) {
     job[2] = 1, job[4] = I(n * (n + 1) / 2), job[5] = 0;
     const auto v = t.vector<double>("v", use::inout, job[4]);
     I* const starts = t.room<I>("starts", use::out, size_t(n + 1));
     t.invoke(call, job, n, rows, v, starts, info);
-    turn(0);
+    go_back(0);
     t.invoke(call, job, n, back, v, starts, info);
   } else if constexpr (bsr) {
     const made<double, I> blocks(t, "blocks.", (n - 1) / lb + 1, a.count * lb * lb, other);
     t.invoke(call, job, n, lb, lb * lb, rows, blocks, info);
-    turn(0);
+    go_back(0);
     t.invoke(call, job, n, lb, lb * lb, back, blocks, info);
   } else {
     const dense<double> v = t.matrix<double>("v", use::inout, n, n, ld);
@@ -173,7 +175,7 @@ void convert(trial& t, Call* call) {
       for (zor_int i = 0; i < n; ++i) v.data()[v.at(i, j)] = 0;
     job[0] = 1, job[1] = I(part != 0), job[2] = I(base), job[3] = 2;
     t.invoke(call, job, n, n, v, rows, info);
-    turn(1);
+    go_back(1);
     job[0] = 0;
     t.invoke(call, job, n, n, v, back, info);
   }
@@ -267,9 +269,9 @@ void multiply_symmetric(trial& t, zor::symmetric_product_fn<I>* call) {
 #define ROW_SORT_ROWS(name, T, I) {#name, [](trial& t) { sort_rows<T, I>(t, name); }},
 #define COMBINE(name, T, I, how) {#name, [](trial& t) { combine<T, I, made_by::how>(t, name); }},
 #define ROW_CSR_SUM(name, T, I) COMBINE(name, T, I, sum)
-#define ROW_CSR_SUM_TR(name, T, I) COMBINE(name, T, I, sum_turned)
+#define ROW_CSR_SUM_TR(name, T, I) COMBINE(name, T, I, sum_transposed)
 #define ROW_CSR_PRODUCT(name, T, I) COMBINE(name, T, I, product)
-#define ROW_CSR_PRODUCT_TR(name, T, I) COMBINE(name, T, I, product_turned)
+#define ROW_CSR_PRODUCT_TR(name, T, I) COMBINE(name, T, I, product_transposed)
 const rows results("sparse result kernel", serial,
                    {
 #include "zor/tables/spblas_gemm.inc"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Draws and operands of a trial, the conditions under which it is repeated, and what its outcome is.
 #include "tests/fuzz/trial.h"
 
 #include <dlfcn.h>
@@ -335,7 +336,7 @@ void trial::finish() {
   if (!first_fault.empty()) fault = first_fault;  // it may be the reason of others
 }
 
-test_case settled(const test_case& c) {
+test_case with_all_draws(const test_case& c) {
   trial t(c, {true, true});
   try {
     c.what->run(t);

@@ -15,10 +15,12 @@
 #include <vector>
 
 #include "tests/support/elements.h"
+#include "tests/support/pass.h"
 #include "zor/types.h"
 
 namespace zor_fuzz {
 
+using zor_test::arguments_of, zor_test::several, zor_test::when;
 using zor_test::part, zor_test::parts, zor_test::random_bits, zor_test::real, zor_test::reals;
 using wide = std::complex<long double>;
 
@@ -84,7 +86,7 @@ struct outcome {
 };
 outcome run(const test_case& c);
 // The case with all its draws, found without calling the routine.
-test_case settled(const test_case& c);
+test_case with_all_draws(const test_case& c);
 
 enum class use { in, out, inout };
 
@@ -105,13 +107,6 @@ struct integer_argument {
 using leading_dimension = integer_argument<0>;
 using increment_of = integer_argument<1>;
 using any = integer_argument<2>;  // never made a bad one
-
-// Several arguments in one.
-template <class... A>
-struct several {
-  std::tuple<A...> list;
-  auto arguments() const { return list; }
-};
 
 // An operand in memory: `count` elements of which those marked live belong to it; the others are gaps.
 struct region {

@@ -10,6 +10,7 @@ namespace {
 
 using namespace sparse_test;
 using zor_ref::block_rows;
+using zor_test::several;
 
 struct sizes {
   int64_t mb, lb, longest;  // of a block row, but for its diagonal block
@@ -60,6 +61,7 @@ struct bsr_arrays {
     }
     pntrb[a.row.size()] = I(k) + origin;
   }
+  auto arguments() { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
   static size_t count(const block_rows<T>& a) {
     size_t n = 0;
     for (const auto& row : a.row) n += row.size();
@@ -67,7 +69,8 @@ struct bsr_arrays {
   }
 };
 
-// call(arrays, alpha, b, ldb, c, ldc); expect(a, alpha, x, y) is the reference of one right-hand side.
+// call(arrays, of, b, c), `of` being the order of blocks, alpha and the arrays; expect(a, alpha, x, y) is the
+// reference of one right-hand side.
 template <class T, class I, class Call, class Expect>
 void check_product(const std::string& name, const shape& s, const sizes& z, int64_t n, bool by_rows,
                    bool row_major, const Call& call, const Expect& expect) {
@@ -77,11 +80,18 @@ void check_product(const std::string& name, const shape& s, const sizes& z, int6
   const int64_t m = z.mb * z.lb, padding = n == 1 ? 0 : 2;
   sides<T> b(random, m, n, row_major, padding), c(random, m, n, row_major, padding);
   const T alpha = draw<T>(random);
-  std::vector<T> expected(c.all.begin(), c.all.end());
-  for (int64_t j = 1; j <= n; ++j) expect(a, alpha, b.get(j), c.column(expected.data(), j));
-  check_call(name + ", " + std::to_string(z.mb) + " rows of blocks of " + std::to_string(z.lb) + ", " +
-                 std::to_string(n) + " right-hand sides",
-             expected, c.all, [&] { call(arrays, alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
+  const several of{std::tuple_cat(std::tuple(arrays.lb, alpha), arrays.arguments())};
+  check_columns(
+      named(name, {{"blocks of", z.lb}}), {n, 1, n}, b, c,
+      [&](const auto& x, const auto& y) { expect(a, alpha, x, y); }, [&] { call(of, b, c); });
+}
+// The same of one vector, whose kernels have no leading dimensions.
+template <class T, class I, class Call, class Expect>
+void check_vector(const std::string& name, const shape& s, const sizes& z, bool by_rows, const Call& call,
+                  const Expect& expect) {
+  check_product<T, I>(
+      name, s, z, 1, by_rows, false,
+      [&](const auto& of, auto& x, auto& y) { call(of, x.all.data(), y.all.data()); }, expect);
 }
 // Flags as they are given, 1 or another value.
 struct flags {
@@ -96,119 +106,90 @@ std::string with(const char* name, const flags& f) {
 
 template <class T, class I>
 void check_general(const char* name, zor::bsr_general_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
+  for (const sizes& z : all_sizes)
     for (const I op : {1, 0}) {
       const shape s = {1, op == 1 ? 'n' : 't', 'g', '_', '_'};
-      check_product<T, I>(
-          name, s, z, 1, false, false,
-          [&](auto& a, T alpha, const T* x, I, T* y, I) {
-            f(&op, &a.mb, nullptr, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
-              x, nullptr, y);
-          },
-          [&](const auto& a, T alpha, const auto& x, const auto& y) {
-            zor_ref::bsr_product(s, false, a, alpha, x, y);
-          });
+      check_vector<T, I>(
+          name, s, z, false, [&](auto& of, T* x, T* y) { pass(f, op, z.mb, nullptr, of, x, nullptr, y); },
+          [&](auto& a, T alpha, auto& x, auto& y) { zor_ref::bsr_product(s, false, a, alpha, x, y); });
     }
-  }
+}
+// A general product of many right-hand sides takes the elements of a block one by one.
+template <class T>
+void plain_product(bool plain, const block_rows<T>& a, T alpha, const column_of<const T>& x,
+                   const column_of<T>& y) {
+  for (int64_t r = 0; r < int64_t(a.row.size()); ++r)
+    for (const auto& e : a.row[size_t(r)])
+      for (int64_t i = 1; i <= a.lb; ++i)
+        for (int64_t j = 1; j <= a.lb; ++j) {
+          const int64_t row = r * a.lb + i, column = (e.column - 1) * a.lb + j;
+          T& to = y(plain ? row : column);
+          to = zor_ref::plus(to,
+                             zor_ref::times(zor_ref::times(a.at(e, i, j), alpha), x(plain ? column : row)));
+        }
 }
 template <class T, class I>
 void check_general_many(const char* name, zor::bsr_general_many_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
+  for (const sizes& z : all_sizes)
     for (const I op : {1, 0})
       for (const I n : {1, 2, 8, 37}) {
         const shape s = {0, op == 1 ? 'n' : 't', 'g', '_', '_'};
         check_product<T, I>(
-            name, s, z, n, true, true,
-            [&](auto& a, T alpha, const T* b, I ldb, T* c, I ldc) {
-              f(&op, &a.mb, &n, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b,
-                &ldb, c, &ldc);
-            },
-            [&](const auto& a, T alpha, const auto& x, const auto& y) {
-              if (n == 1) return zor_ref::bsr_product(s, true, a, alpha, x, y);
-              for (int64_t r = 1; r <= z.mb; ++r)
-                for (const auto& e : a.row[size_t(r - 1)])
-                  for (int64_t i = 1; i <= z.lb; ++i)
-                    for (int64_t j = 1; j <= z.lb; ++j) {
-                      const int64_t row = (r - 1) * z.lb + i, column = (e.column - 1) * z.lb + j;
-                      T& to = y(op == 1 ? row : column);
-                      to = zor_ref::plus(to, zor_ref::times(zor_ref::times(a.at(e, i, j), alpha),
-                                                            x(op == 1 ? column : row)));
-                    }
+            name, s, z, n, true, true, [&](auto& of, auto& b, auto& c) { pass(f, op, z.mb, n, of, b, c); },
+            [&](auto& a, T alpha, auto& x, auto& y) {
+              n == 1 ? zor_ref::bsr_product(s, true, a, alpha, x, y) : plain_product(op == 1, a, alpha, x, y);
             });
       }
-  }
 }
 template <class T, class I>
 void check_triangular(const char* name, int base, zor::bsr_triangular_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    for (const flags& given : all_flags) {
-      const I op = I(given.op), uplo = I(given.uplo), diag = I(given.diag);
-      const shape s = {base, op == 1 ? 'n' : 't', 't', uplo == 1 ? 'l' : 'u', diag == 1 ? 'n' : 'u'};
-      check_product<T, I>(
-          with(name, given), s, z, 1, base == 0, false,
-          [&](auto& a, T alpha, const T* x, I, T* y, I) {
-            f(&op, &uplo, &diag, &a.mb, nullptr, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-              a.pntre.data(), x, nullptr, y);
-          },
-          [&](const auto& a, T alpha, const auto& x, const auto& y) {
-            zor_ref::bsr_product(s, base == 0, a, alpha, x, y);
-          });
+  for (const sizes& z : all_sizes)
+    for (const flags& g : all_flags) {
+      const shape s = {base, g.op == 1 ? 'n' : 't', 't', g.uplo == 1 ? 'l' : 'u', g.diag == 1 ? 'n' : 'u'};
+      check_vector<T, I>(
+          with(name, g), s, z, base == 0,
+          [&](auto& of, T* x, T* y) { pass(f, g.op, g.uplo, g.diag, z.mb, nullptr, of, x, nullptr, y); },
+          [&](auto& a, T alpha, auto& x, auto& y) { zor_ref::bsr_product(s, base == 0, a, alpha, x, y); });
     }
-  }
 }
 template <class T, class I>
 void check_symmetric(const char* name, int base, zor::bsr_symmetric_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    for (const flags& given : all_flags)
+  for (const sizes& z : all_sizes)
+    for (const flags& g : all_flags)
       for (const I n : {1, 8, 11}) {
-        if (given.op != 1) continue;
-        const I uplo = I(given.uplo), diag = I(given.diag);
-        const shape s = {base, 'n', 's', uplo == 1 ? 'l' : 'u', 'n'};
+        if (g.op != 1) continue;
+        const shape s = {base, 'n', 's', g.uplo == 1 ? 'l' : 'u', 'n'};
         check_product<T, I>(
-            with(name, given), s, z, n, base == 0, base == 0,
-            [&](auto& a, T alpha, const T* b, I ldb, T* c, I ldc) {
-              f(&uplo, &diag, &a.mb, &n, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-                a.pntre.data(), b, &ldb, c, &ldc);
-            },
-            [&](const auto& a, T alpha, const auto& x, const auto& y) {
-              zor_ref::bsr_mirrored(s, diag != 0, n != 1, a, 1, z.mb, alpha, x, y);
+            with(name, g), s, z, n, base == 0, base == 0,
+            [&](auto& of, auto& b, auto& c) { pass(f, g.uplo, g.diag, z.mb, n, of, b, c); },
+            [&](auto& a, T alpha, auto& x, auto& y) {
+              zor_ref::bsr_mirrored(s, g.diag != 0, n != 1, a, 1, z.mb, alpha, x, y);
             });
       }
-  }
 }
 template <class T, class I>
 void check_skew(const char* name, int base, zor::bsr_skew_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
+  for (const sizes& z : all_sizes)
     for (const I uplo : {1, 0}) {
       const shape s = {base, 'n', 'a', uplo == 1 ? 'l' : 'u', '_'};
-      check_product<T, I>(
-          name, s, z, 1, base == 0, false,
-          [&](auto& a, T alpha, const T* x, I, T* y, I) {
-            f(&uplo, &a.mb, nullptr, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-              a.pntre.data(), x, nullptr, y);
-          },
-          [&](const auto& a, T alpha, const auto& x, const auto& y) {
+      check_vector<T, I>(
+          name, s, z, base == 0,
+          [&](auto& of, T* x, T* y) { pass(f, uplo, z.mb, nullptr, of, x, nullptr, y); },
+          [&](auto& a, T alpha, auto& x, auto& y) {
             zor_ref::bsr_mirrored(s, true, false, a, 1, z.mb, alpha, x, y);
           });
     }
-  }
 }
 template <class T, class I>
 void check_diagonal(const char* name, int base, zor::bsr_diagonal_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
+  for (const sizes& z : all_sizes)
     for (const I diag : {1, 0}) {
       const shape s = {base, 'n', 'd', '_', diag == 1 ? 'n' : 'u'};
-      check_product<T, I>(
-          name, s, z, 1, base == 0, false,
-          [&](auto& a, T alpha, const T* x, I, T* y, I) {
-            f(&diag, &a.mb, nullptr, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-              a.pntre.data(), x, nullptr, y);
-          },
-          [&](const auto& a, T alpha, const auto& x, const auto& y) {
-            zor_ref::scatter(s, a.rows(), alpha, x, y);
-          });
+      check_vector<T, I>(
+          name, s, z, base == 0,
+          [&](auto& of, T* x, T* y) { pass(f, diag, z.mb, nullptr, of, x, nullptr, y); },
+          [&](auto& a, T alpha, auto& x, auto& y) { zor_ref::scatter(s, a.rows(), alpha, x, y); });
     }
-  }
 }
 
 TEST(BsrProduct, General) {
@@ -235,17 +216,13 @@ template <class T, class I>
 void check_mvout(const char* name, const shape& s, zor::bsr_mvout_par_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     const int64_t ranges[][2] = {{1, z.mb}, {(z.mb + 2) / 3, z.mb}, {(z.mb + 1) / 2, (z.mb + 1) / 2}, {1, 0}};
-    for (const auto& range : ranges) {
-      const I first = I(range[0]), last = I(range[1]);
-      check_product<T, I>(
-          name, s, z, 1, false, false,
-          [&](auto& a, T alpha, const T* x, I, T* y, I) {
-            const I moved = (first - 1) * a.lb;
-            f(&first, &last, nullptr, &a.lb, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-              a.pntre.data(), x + moved, y + moved);
-          },
-          [&](const auto& a, T alpha, const auto& x, const auto& y) {
-            zor_ref::bsr_mirrored(s, true, false, a, first, last, alpha, x, y);
+    for (const auto& r : ranges) {
+      const int64_t moved = (r[0] - 1) * z.lb;
+      check_vector<T, I>(
+          name, s, z, false,
+          [&](auto& of, T* x, T* y) { pass(f, r[0], r[1], nullptr, of, x + moved, y + moved); },
+          [&](auto& a, T alpha, auto& x, auto& y) {
+            zor_ref::bsr_mirrored(s, true, false, a, r[0], r[1], alpha, x, y);
           });
     }
   }
@@ -261,24 +238,23 @@ void check_gemvout(const char* name, zor::bsr_gemvout_par_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     random_bits random(uint64_t(z.lb));
     const auto a = random_blocks<T>(random, z);
+    const auto list = a.rows();
     bsr_arrays<T, I> arrays(a, 1, false);
-    guarded<T> x(size_t(z.mb * z.lb)), y(x.size());
-    fill(random, x.data(), x.size());
-    fill(random, y.data(), y.size());
-    const I first = I((z.mb + 1) / 2), last = I(z.mb);
-    std::vector<T> expected(y.begin(), y.end());
-    for (int64_t r = first; r <= last; ++r)
-      for (int64_t i = 1; i <= z.lb; ++i) {
-        T sum{};
-        for (const auto& b : a.row[size_t(r - 1)])
-          for (int64_t j = 1; j <= z.lb; ++j)
-            sum = zor_ref::plus(sum, zor_ref::times(a.at(b, i, j), x[size_t((b.column - 1) * z.lb + j - 1)]));
-        expected[size_t((r - 1) * z.lb + i - 1)] = sum;
-      }
-    check_call(std::string(name) + ", blocks of " + std::to_string(z.lb), expected, y, [&] {
-      f(&first, &last, nullptr, &arrays.lb, nullptr, arrays.val.data(), arrays.indx.data(),
-        arrays.pntrb.data(), nullptr, x.data(), y.data());
-    });
+    sides<T> x(random, z.mb * z.lb, 1, false, 0), y(random, z.mb * z.lb, 1, false, 0);
+    const int64_t first = (z.mb + 1) / 2;
+    check_columns(
+        named(name, {{"blocks of", z.lb}}), {1, 1, 1}, x, y,
+        [&](const auto& xs, const auto& ys) {
+          for (int64_t i = (first - 1) * z.lb + 1; i <= z.mb * z.lb; ++i) {
+            T& sum = ys(i) = T{};
+            for (const auto& e : list[size_t(i - 1)])
+              sum = zor_ref::plus(sum, zor_ref::times(e.value, xs(e.column)));
+          }
+        },
+        [&] {
+          pass(f, first, z.mb, nullptr, z.lb, nullptr, arrays.val, arrays.indx, arrays.pntrb, nullptr, x.all,
+               y.all);
+        });
   }
 }
 TEST(BsrProduct, PlainRowProduct) {

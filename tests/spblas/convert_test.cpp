@@ -44,12 +44,8 @@ rows_of some_rows(random_bits& random, int64_t n, int64_t longest, bool repeats,
   return rows;
 }
 
-// CSR arrays, their row pointers from any position on.
 template <class I>
-struct arrays : csr_arrays<double, I> {
-  arrays(const rows_of& rows, int base, I origin) : csr_arrays<double, I>(rows, base, origin) {}
-  I* ia() { return this->pntrb.data(); }
-};
+using arrays = three_arrays<double, I>;
 
 template <class I>
 struct empty_csr {
@@ -60,6 +56,7 @@ struct empty_csr {
     spoil(ja);
     spoil(ia);
   }
+  auto arguments() { return std::tuple(a.data(), ja.data(), ia.data()); }
 };
 
 template <class I>
@@ -89,7 +86,7 @@ void check_coo(const char* name, zor::csr_coo_fn<I>* convert) {
   for (const bases b : all_bases) {
     const auto rows = some_rows(random, 23, 19, true);
     const size_t nnz = entries(rows);
-    arrays<I> csr(rows, b.csr, I(b.csr));
+    arrays<I> csr(rows, b.csr);
     const I n = 23;
     const struct {
       I fill, room, info;
@@ -105,8 +102,7 @@ void check_coo(const char* name, zor::csr_coo_fn<I>* convert) {
       spoil(colind);
       const I job[6] = {0, I(b.csr), I(b.other), 0, c.room, c.fill};
       I got = -1, info = -1;
-      convert(job, &n, csr.val.data(), csr.indx.data(), csr.ia(), &got, acoo.data(), rowind.data(),
-              colind.data(), &info);
+      pass(convert, job, n, csr, &got, acoo, rowind, colind, &info);
       EXPECT_EQ(info, c.info);
       EXPECT_EQ(got, I(nnz));
       size_t k = 0;
@@ -139,8 +135,7 @@ void check_coo_back(const char* name, zor::csr_coo_fn<I>* convert) {
     }
     const auto call = [&](I fill, I room, empty_csr<I>& to) {
       const I job[6] = {1, I(b.csr), I(b.other), 0, room, fill};
-      convert(job, &n, to.a.data(), to.ja.data(), to.ia.data(), &nnz, acoo.data(), rowind.data(),
-              colind.data(), &info);
+      pass(convert, job, n, to, &nnz, acoo, rowind, colind, &info);
     };
     for (const I fill : {I(0), I(3)}) {
       empty_csr<I> to(90, 17);
@@ -180,17 +175,15 @@ void check_csc(const char* name, zor::csr_csc_fn<I>* convert) {
       for (size_t r = 0; r < 31; ++r)
         for (const auto& e : rows[r]) expected[size_t(e.column - 1)].push_back({int64_t(r + 1), e.value});
       const int from = back ? b.other : b.csr, to = back ? b.csr : b.other;
-      arrays<I> given(rows, from, I(from));
+      arrays<I> given(rows, from);
       const I n = 31;
       for (const I fill : {0, 1}) {
         empty_csr<I> made(entries(rows), 31);
         const I job[6] = {I(back), I(b.csr), I(b.other), 0, 0, fill};
         if (back)
-          convert(job, &n, made.a.data(), made.ja.data(), made.ia.data(), given.val.data(), given.indx.data(),
-                  given.ia());
+          pass(convert, job, n, made, given);
         else
-          convert(job, &n, given.val.data(), given.indx.data(), given.ia(), made.a.data(), made.ja.data(),
-                  made.ia.data());
+          pass(convert, job, n, given, made);
         if (fill == 0) {
           for (const double v : made.a) EXPECT_EQ(v, untouched);
           size_t k = 0;
@@ -288,7 +281,7 @@ void check_dia(const char* name, zor::csr_dia_fn<I>* convert) {
                             {3, 0, {3, 0, 3}, {3, 0, 3}},   {0, 1, {}, {}}};
   for (const bases b : all_bases) {
     for (const auto& c : cases) {
-      arrays<I> csr(rows, b.csr, I(b.csr));
+      arrays<I> csr(rows, b.csr);
       const I n = 9, lval = 11;
       I count = I(c.room);
       guarded<double> adia(size_t(c.room) * 11);
@@ -298,8 +291,7 @@ void check_dia(const char* name, zor::csr_dia_fn<I>* convert) {
       std::copy(c.list.begin(), c.list.end(), distance.begin());
       empty_csr<I> rest(entries(rows), 9);
       const I job[6] = {0, I(b.csr), I(b.other), 0, 0, I(c.fill)};
-      convert(job, &n, csr.val.data(), csr.indx.data(), csr.ia(), adia.data(), &lval, distance.data(), &count,
-              rest.a.data(), rest.ja.data(), rest.ia.data());
+      pass(convert, job, n, csr, adia, lval, distance, &count, rest);
       ASSERT_EQ(count, I(c.chosen.size()));
       for (size_t d = 0; d < c.chosen.size(); ++d) {
         EXPECT_EQ(distance[d], c.chosen[d]);
@@ -345,8 +337,7 @@ void check_dia_back(const char* name, zor::csr_dia_fn<I>* convert) {
         }
       empty_csr<I> made(entries(expected), 6);
       const I job[6] = {1, I(base), 1, 0, 0, fill};
-      convert(job, &n, made.a.data(), made.ja.data(), made.ia.data(), adia.data(), &lval, distance, &count,
-              nullptr, nullptr, nullptr);
+      pass(convert, job, n, made, adia, lval, distance, &count, nullptr, nullptr, nullptr);
       // The NaN is stored; then it gets a number, to be compared.
       bool found = false;
       for (auto* a : {&made.a})
@@ -385,7 +376,7 @@ void check_sky(const char* name, zor::csr_sky_fn<I>* convert) {
         }
         pointers.push_back(I(profile.size() + 1));
       }
-      arrays<I> csr(rows, base, I(base));
+      arrays<I> csr(rows, base);
       const I n = 14;
       const struct {
         I room, fill, info;
@@ -396,7 +387,7 @@ void check_sky(const char* name, zor::csr_sky_fn<I>* convert) {
         spoil(asky);
         I info = -1;
         const I job[6] = {0, I(base), 1, triangle, c.room, c.fill};
-        convert(job, &n, csr.val.data(), csr.indx.data(), csr.ia(), asky.data(), pntr.data(), &info);
+        pass(convert, job, n, csr, asky, pntr, &info);
         EXPECT_EQ(info, c.info);
         EXPECT_EQ(copy_of(pntr), pointers);
         const bool filled = c.fill == 0 && c.info == 0;
@@ -408,8 +399,7 @@ void check_sky(const char* name, zor::csr_sky_fn<I>* convert) {
           empty_csr<I> made(size_t(found), 14);
           I info = -1;
           const I job[6] = {1, I(base), 1, triangle, found - short_by, fill};
-          convert(job, &n, made.a.data(), made.ja.data(), made.ia.data(), profile.data(), pointers.data(),
-                  &info);
+          pass(convert, job, n, made, profile, pointers, &info);
           EXPECT_EQ(info, fill == 0 ? short_by : 0);
           if (fill == 0 && short_by == 0) expect_csr(triangle_rows, base, made);
           if (fill == 1) {
@@ -461,7 +451,7 @@ void check_bsr(const char* name, zor::csr_bsr_fn<I>* convert) {
               if (square[size_t(r * c.m + col)] != 0 && r % c.lb + col % c.lb * c.lb < c.stored)
                 back[size_t(r)].push_back({col + 1, square[size_t(r * c.m + col)]});
       }
-      arrays<I> csr(rows, b.csr, I(b.csr));
+      arrays<I> csr(rows, b.csr);
       const I m = I(c.m), lb = I(c.lb), stored = I(c.stored), blocks = I(jab.size());
       const I good = c.stored < c.lb * c.lb ? 2 : 0;
       const struct {
@@ -481,8 +471,7 @@ void check_bsr(const char* name, zor::csr_bsr_fn<I>* convert) {
         spoil(ia);
         const I job[6] = {0, I(b.csr), I(b.other), 0, k.room, k.fill};
         I info = -1;
-        convert(job, &m, &lb, &stored, csr.val.data(), csr.indx.data(), csr.ia(), a.data(), ja.data(),
-                ia.data(), &info);
+        pass(convert, job, m, lb, stored, csr, a, ja, ia, &info);
         EXPECT_EQ(info, k.info) << "m " << c.m << " fill " << k.fill;
         if (k.rows) {
           EXPECT_EQ(copy_of(ia), iab);
@@ -502,8 +491,7 @@ void check_bsr(const char* name, zor::csr_bsr_fn<I>* convert) {
         empty_csr<I> made(entries(back), size_t(c.m));
         const I job[6] = {1, I(b.csr), I(b.other), 0, room, 0};
         I info = -1;
-        convert(job, &m, &lb, &stored, made.a.data(), made.ja.data(), made.ia.data(), absr.data(), jab.data(),
-                iab.data(), &info);
+        pass(convert, job, m, lb, stored, made, absr, jab, iab, &info);
         if (room < I(entries(back))) {
           EXPECT_EQ(info, 1);
           continue;
@@ -515,7 +503,7 @@ void check_bsr(const char* name, zor::csr_bsr_fn<I>* convert) {
   }
   const I job[6] = {0, 1, 1, 0, 9, 3}, zero = 0, one = 1;
   I info = -1;
-  convert(job, &one, &zero, &one, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &info);
+  pass(convert, job, one, zero, one, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &info);
   EXPECT_EQ(info, 1);
 }
 
@@ -552,8 +540,7 @@ void check_dense(const char* name, zor::dense_csr_fn<I>* convert) {
           };
           I info = -1;
           empty_csr<I> made{size_t(all), size_t(m)}, counted{0, size_t(m)};
-          convert(job_of(0, all, 1).data(), &rows, &cols, dense.data(), &ld, made.a.data(), made.ja.data(),
-                  made.ia.data(), &info);
+          pass(convert, job_of(0, all, 1).data(), rows, cols, dense, ld, made, &info);
           EXPECT_EQ(info, 0);
           expect_csr(expected, int(base), made);
           // Counting goes on, storing ends, and both name a row that has no room.
@@ -566,18 +553,15 @@ void check_dense(const char* name, zor::dense_csr_fn<I>* convert) {
                   first = first == 0 ? last : first;
                 }
             empty_csr<I> part{size_t(room), size_t(m)};
-            convert(job_of(0, room, 1).data(), &rows, &cols, dense.data(), &ld, part.a.data(), part.ja.data(),
-                    part.ia.data(), &info);
+            pass(convert, job_of(0, room, 1).data(), rows, cols, dense, ld, part, &info);
             EXPECT_EQ(info, first);
-            convert(job_of(0, room, 0).data(), &rows, &cols, dense.data(), &ld, counted.a.data(),
-                    counted.ja.data(), counted.ia.data(), &info);
+            pass(convert, job_of(0, room, 0).data(), rows, cols, dense, ld, counted, &info);
             EXPECT_EQ(info, last);
             EXPECT_EQ(counted.ia[size_t(m)], all + base);
           }
           const auto before = copy_of(dense);
           spoil(dense);
-          convert(job_of(1, 0, 1).data(), &rows, &cols, dense.data(), &ld, made.a.data(), made.ja.data(),
-                  made.ia.data(), &info);
+          pass(convert, job_of(1, 0, 1).data(), rows, cols, dense, ld, made, &info);
           EXPECT_EQ(info, 0);
           for (int64_t r = 0; r < m; ++r)
             for (int64_t c = 0; c < n; ++c)
@@ -590,25 +574,24 @@ void check_dense(const char* name, zor::dense_csr_fn<I>* convert) {
   const I job[6] = {0, 0, 0, 2, 9, 1}, one = 1;
   double a = NAN, stored = 0;
   I ja = -1, ia[2], info = -1;
-  convert(job, &one, &one, &a, &one, &stored, &ja, ia, &info);
+  pass(convert, job, one, one, &a, one, &stored, &ja, ia, &info);
   EXPECT_TRUE(stored != stored && ia[1] == 1) << "a NaN is an entry";
 }
 
 // The marks of a block row, or the counters of diagonals: refused, the call says so and writes no matrix.
 TEST(SparseConversion, RefusedMemory) {
   const auto rows = banded_rows();
-  arrays<int32_t> csr(rows, 1, 1);
+  arrays<int32_t> csr(rows);
   const int32_t n = 9, lval = 9, lb = 3, dia_job[6] = {0, 1, 1, 0, 0, 10}, bsr_job[6] = {0, 1, 1, 0, 9, 3};
   int32_t count = 3, distance[3] = {7, 7, 7}, jab[9], iab[4], info = -1;
   double values[81] = {};
   zalloc_reset();
   zalloc_fail(1, true);
-  zor_spblas_lp64_zor_dcsrdia(dia_job, &n, csr.val.data(), csr.indx.data(), csr.ia(), values, &lval, distance,
-                              &count, nullptr, nullptr, nullptr);
+  pass(zor_spblas_lp64_zor_dcsrdia, dia_job, n, csr, values, lval, distance, &count, nullptr, nullptr,
+       nullptr);
   EXPECT_EQ(count, 0);
   EXPECT_EQ(distance[0], 7);
-  zor_spblas_lp64_zor_dcsrbsr(bsr_job, &n, &lb, &lval, csr.val.data(), csr.indx.data(), csr.ia(), values, jab,
-                              iab, &info);
+  pass(zor_spblas_lp64_zor_dcsrbsr, bsr_job, n, lb, lval, csr, values, jab, iab, &info);
   zalloc_fail(0, false);
   EXPECT_EQ(info, 1);
 }

@@ -70,9 +70,10 @@ struct coo_arrays {
       colind[e] = I(list[e].column - 1 + base);
     }
   }
+  auto arguments() { return std::tuple(val.data(), rowind.data(), colind.data()); }
 };
 
-// Entries first to last and right-hand sides c of a product. call(arrays, m, alpha, b, ldb, c, ldc).
+// Entries first to last of a product. call(alpha, arrays, b, c).
 template <class T, class I, class Call>
 void check_product(const char* name, const shape& s, const sizes& z, int64_t first, int64_t last,
                    const columns& n, bool row_major, const Call& call) {
@@ -83,32 +84,33 @@ void check_product(const char* name, const shape& s, const sizes& z, int64_t fir
   sides<T> b(random, k, n.n, row_major, 2), c(random, z.m, n.n, row_major, 3);
   const T alpha = draw<T>(random);
   const triple_list<T> taken(list.begin() + (first - 1), list.begin() + std::max(last, first - 1));
-  std::vector<T> expected(c.all.begin(), c.all.end());
   const bool empty = last < first && s.structure != 'd' && z.nnz > 0;
-  for (int64_t j = n.first; j <= n.last && !empty; ++j)
-    zor_ref::coo_product(s, taken, z.m, alpha, b.get(j), c.column(expected.data(), j));
-  check_call(std::string(name) + ", m " + std::to_string(z.m) + ", entries " + std::to_string(first) + ".." +
-                 std::to_string(last) + ", right-hand sides " + std::to_string(n.first) + ".." +
-                 std::to_string(n.last),
-             expected, c.all, [&] { call(a, alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
+  check_columns(
+      named(name, {{"entries from", first}, {"to", last}}), n, b, c,
+      [&](const auto& x, const auto& y) {
+        if (!empty) zor_ref::coo_product(s, taken, z.m, alpha, x, y);
+      },
+      [&] { call(alpha, a, b, c); });
 }
 
 // Arguments that a kernel does not read are null.
+template <class X>
+const X* unless(bool unread, const X& x) {
+  return unread ? nullptr : &x;
+}
 template <class T, class I>
 void check_mvout_par(const char* name, const shape& s, zor::coo_mvout_par_fn<T, I>* f) {
   const bool ranged = (s.structure == 'g' && s.base == 1) || (s.structure != 'g' && s.structure != 't');
   for (const sizes& z : all_sizes) {
     const int64_t ranges[][2] = {{1, z.nnz}, {(z.nnz + 2) / 3, z.nnz}, {z.nnz / 2, z.nnz / 2}, {2, 1}};
-    for (const auto& range : ranges) {
-      if (&range != &ranges[0] && (!ranged || z.nnz < 1)) continue;
-      const I first = I(range[0]), last = I(range[1]), m = I(z.m), nnz = I(z.nnz);
+    for (const auto& r : ranges) {
+      if (&r != &ranges[0] && (!ranged || z.nnz < 1)) continue;
+      const I first = I(r[0]), last = I(r[1]), m = I(z.m), nnz = I(z.nnz);
       const bool unit = s.diagonal == 'u';
-      check_product<T, I>(name, s, z, first, last, {1, 1, 1}, false,
-                          [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
-                            f(ranged ? &first : nullptr, ranged ? &last : nullptr, unit ? &m : nullptr,
-                              nullptr, &alpha, a.val.data(), a.rowind.data(), a.colind.data(),
-                              ranged && !unit ? nullptr : &nnz, x, y);
-                          });
+      check_product<T, I>(name, s, z, first, last, {1, 1, 1}, false, [&](T alpha, auto& a, auto& x, auto& y) {
+        pass(f, unless(!ranged, first), unless(!ranged, last), unless(!unit, m), nullptr, alpha, a,
+             unless(ranged && !unit, nnz), x.all, y.all);
+      });
     }
   }
 }
@@ -117,26 +119,19 @@ template <class T, class I>
 void check_mvout_seq(const char* name, const shape& s, zor::coo_mvout_seq_fn<T, I>* f) {
   for (const sizes& z : all_sizes) {
     const I m = I(z.m), nnz = I(z.nnz);
-    check_product<T, I>(name, s, z, 1, nnz, {1, 1, 1}, false,
-                        [&](coo_arrays<T, I>& a, T alpha, const T* x, I, T* y, I) {
-                          f(s.diagonal == 'u' ? &m : nullptr, nullptr, &alpha, a.val.data(), a.rowind.data(),
-                            a.colind.data(), s.diagonal == 'u' ? nullptr : &nnz, x, y);
-                        });
+    check_product<T, I>(name, s, z, 1, nnz, {1, 1, 1}, false, [&](T alpha, auto& a, auto& x, auto& y) {
+      pass(f, unless(s.diagonal != 'u', m), nullptr, alpha, a, unless(s.diagonal == 'u', nnz), x.all, y.all);
+    });
   }
 }
 
 template <class T, class I>
 void check_mmout_par(const char* name, const shape& s, zor::coo_mmout_par_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    for (const columns& n : all_columns) {
-      const I first = I(n.first), last = I(n.last), m = I(z.m), nnz = I(z.nnz);
-      check_product<T, I>(name, s, z, 1, nnz, n, s.base == 0,
-                          [&](coo_arrays<T, I>& a, T alpha, const T* b, I ldb, T* c, I ldc) {
-                            f(&first, &last, &m, nullptr, &alpha, a.val.data(), a.rowind.data(),
-                              a.colind.data(), &nnz, b, &ldb, c, &ldc);
-                          });
-    }
-  }
+  for (const sizes& z : all_sizes)
+    for (const columns& n : all_columns)
+      check_product<T, I>(name, s, z, 1, z.nnz, n, s.base == 0, [&](T alpha, auto& a, auto& b, auto& c) {
+        pass(f, n.first, n.last, z.m, nullptr, alpha, a, z.nnz, b, c);
+      });
 }
 
 TEST(CooProduct, Views) {
@@ -154,36 +149,28 @@ void check_solve(const char* name, const shape& s, const sizes& z, const columns
   const auto list = random_system<T>(random, z.m, z.nnz, z.by_rows);
   coo_arrays<T, I> a(list, s.base);
   sides<T> x(random, z.m, n.n, row_major, 2);
-  std::vector<T> expected(x.all.begin(), x.all.end());
-  for (int64_t j = n.first; j <= n.last; ++j) {
-    const auto out = x.column(expected.data(), j);
-    scans ? zor_ref::coo_scans(s, list, z.m, out) : zor_ref::coo_solve(s, list, z.m, out);
-  }
-  const I nnz = I(list.size());
-  const std::string what = std::string(name) + ", m " + std::to_string(z.m) + ", right-hand sides " +
-                           std::to_string(n.first) + ".." + std::to_string(n.last);
-  check_call(what, expected, x.all, [&] { call(a, nnz, x.all.data(), I(x.ld)); });
+  check_columns(
+      name, n, x, x,
+      [&](const auto&, const auto& out) {
+        scans ? zor_ref::coo_scans(s, list, z.m, out) : zor_ref::coo_solve(s, list, z.m, out);
+      },
+      [&] { call(a, list.size(), x); });
 }
 
 template <class T, class I>
 void check_svout(const char* name, const shape& s, zor::coo_svout_seq_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    const I m = I(z.m);
-    check_solve<T, I>(name, s, z, {1, 1, 1}, false, false, [&](coo_arrays<T, I>& a, I nnz, T* y, I) {
-      f(&m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &nnz, nullptr, y);
+  for (const sizes& z : all_sizes)
+    check_solve<T, I>(name, s, z, {1, 1, 1}, false, false, [&](auto& a, size_t nnz, auto& y) {
+      pass(f, z.m, nullptr, nullptr, a, nnz, nullptr, y.all);
     });
-  }
 }
 template <class T, class I>
 void check_smout(const char* name, const shape& s, zor::coo_smout_par_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    for (const columns& n : all_columns) {
-      const I first = I(n.first), last = I(n.last), m = I(z.m);
-      check_solve<T, I>(name, s, z, n, s.base == 0, false, [&](coo_arrays<T, I>& a, I nnz, T* c, I ldc) {
-        f(&first, &last, &m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(), &nnz, c, &ldc);
+  for (const sizes& z : all_sizes)
+    for (const columns& n : all_columns)
+      check_solve<T, I>(name, s, z, n, s.base == 0, false, [&](auto& a, size_t nnz, auto& c) {
+        pass(f, n.first, n.last, z.m, nullptr, nullptr, a, nnz, c);
       });
-    }
-  }
 }
 
 TEST(CooSolve, OneAndManyRightHandSides) {
@@ -198,16 +185,14 @@ TEST(CooSolve, OneAndManyRightHandSides) {
 template <class T, class I>
 void check_short_memory(const char* name, const shape& s, zor::coo_smout_par_fn<T, I>* f) {
   if (s.structure == 'd') return;
-  const I requests = s.diagonal == 'u' ? 4 : 5;
-  for (I nth = 1; nth <= requests + 2; ++nth) {
-    const I first = 2, last = 4, m = 23;
+  const uint64_t requests = s.diagonal == 'u' ? 4 : 5;
+  for (uint64_t nth = 1; nth <= requests + 2; ++nth) {
     check_solve<T, I>(name, s, {23, 23, 150, false}, {5, 2, 4}, s.base == 0, nth > 1 && nth <= requests + 1,
-                      [&](coo_arrays<T, I>& a, I nnz, T* c, I ldc) {
+                      [&](auto& a, size_t nnz, auto& c) {
                         zor_serv_freebuffers();
                         zalloc_reset();
-                        zalloc_fail(uint64_t(nth), false);
-                        f(&first, &last, &m, nullptr, nullptr, a.val.data(), a.rowind.data(), a.colind.data(),
-                          &nnz, c, &ldc);
+                        zalloc_fail(nth, false);
+                        pass(f, 2, 4, 23, nullptr, nullptr, a, nnz, c);
                         zalloc_fail(0, false);
                       });
     zor_serv_freebuffers();
@@ -227,7 +212,7 @@ TEST(CooSolve, MissingDiagonalReadsWhatMemoryHeld) {
   std::memset(block, 0, size_t(m) * sizeof(int64_t));
   zor_serv_deallocate(block);
   std::vector<double> y(size_t(m), 8);
-  zor_spblas_dcoo1ntlnf__svout_seq(&m, nullptr, nullptr, val, row, column, &nnz, nullptr, y.data());
+  pass(zor_spblas_dcoo1ntlnf__svout_seq, m, nullptr, nullptr, val, row, column, nnz, nullptr, y);
   EXPECT_EQ(2, y[0]);
   EXPECT_EQ(0, y[1]);  // (8 - 4 * 2) / 4
   EXPECT_EQ(2, y[39]);

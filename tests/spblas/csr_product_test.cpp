@@ -13,9 +13,6 @@
 namespace {
 
 using namespace sparse_test;
-using zor_ref::column_of;
-using zor_ref::shape;
-using zor_test::same_bits;
 
 struct sizes {
   int64_t m, k;          // k is that of the general view; the others are square
@@ -58,21 +55,18 @@ void check_vector_product(const char* name, const shape& s, const sizes& z, bool
   const int64_t k = s.structure == 'g' ? z.k : z.m;
   const auto rows = rows_of<T>(random, z, k);
   const csr_arrays<T, I> a(rows, s.base, I(z.origin), z.run > 1);
-  guarded<T> x(size_t(transposed(s) ? z.m : k)), y(size_t(transposed(s) ? k : z.m));
-  fill(random, x.data(), x.size());
-  fill(random, y.data(), y.size());
+  sides<T> x(random, transposed(s) ? z.m : k, 1, false, 0), y(random, transposed(s) ? k : z.m, 1, false, 0);
   const T alpha = draw<T>(random);
-  std::vector<T> expected(y.begin(), y.end());
-  const column_of<const T> xs{x.data(), 1};
-  const column_of<T> ys{expected.data(), 1};
-  if (transposed(s) || s.structure == 'd')
-    zor_ref::scatter(s, rows, alpha, xs, ys);
-  else
-    zor_ref::csr_mv(s, rows, first, last, alpha, xs, ys);
   const int64_t shift = relative ? first - 1 : 0;
-  check_call(std::string(name) + ", m " + std::to_string(z.m) + ", rows " + std::to_string(first) + ".." +
-                 std::to_string(last),
-             expected, y, [&] { call(a, alpha, x.data() + shift, y.data() + shift); });
+  check_columns(
+      named(name, {{"rows from", first}, {"to", last}}), {1, 1, 1}, x, y,
+      [&](const auto& xs, const auto& ys) {
+        if (transposed(s) || s.structure == 'd')
+          zor_ref::scatter(s, rows, alpha, xs, ys);
+        else
+          zor_ref::csr_mv(s, rows, first, last, alpha, xs, ys);
+      },
+      [&] { call(alpha, a, x.all.data() + shift, y.all.data() + shift); });
 }
 
 template <class T, class I>
@@ -80,26 +74,18 @@ void check_mvout_par(const char* name, const shape& s, zor::csr_mvout_par_fn<T, 
   const bool relative = s.structure == 's' && s.diagonal == 'n' && s.op == 'n';
   for (const sizes& z : all_sizes) {
     const int64_t ranges[][2] = {{1, z.m}, {(z.m + 2) / 3, z.m}, {(z.m + 1) / 2, (z.m + 1) / 2}, {1, 0}};
-    for (const auto& range : ranges) {
-      const I first = I(range[0]), last = I(range[1]);
-      check_vector_product<T, I>(name, s, z, relative, first, last,
-                                 [&](const csr_arrays<T, I>& a, T alpha, const T* x, T* y) {
-                                   f(&first, &last, nullptr, &alpha, a.val.data(), a.indx.data(),
-                                     a.pntrb.data(), a.pntre.data(), x, y);
-                                 });
-    }
+    for (const auto& r : ranges)
+      check_vector_product<T, I>(name, s, z, relative, r[0], r[1], [&](T alpha, auto& a, const T* x, T* y) {
+        pass(f, r[0], r[1], nullptr, alpha, a, x, y);
+      });
   }
 }
 
 template <class T, class I>
 void check_mvout_seq(const char* name, const shape& s, zor::csr_mvout_seq_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    const I m = I(z.m);
-    check_vector_product<T, I>(
-        name, s, z, false, 1, z.m, [&](const csr_arrays<T, I>& a, T alpha, const T* x, T* y) {
-          f(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);
-        });
-  }
+  for (const sizes& z : all_sizes)
+    check_vector_product<T, I>(name, s, z, false, 1, z.m,
+                               [&](T alpha, auto& a, const T* x, T* y) { pass(f, z.m, alpha, a, x, y); });
 }
 
 const columns all_columns[] = {{.n = 1, .first = 1, .last = 1},
@@ -118,41 +104,27 @@ void check_matrix_product(const char* name, const shape& s, const sizes& z, cons
   sides<T> b(random, transposed(s) ? z.m : k, n.n, s.base == 0, 2),
       c(random, transposed(s) ? k : z.m, n.n, s.base == 0, 3);
   const T alpha = draw<T>(random);
-  std::vector<T> expected(c.all.begin(), c.all.end());
-  const bool ranged = s.structure != 'd';
-  for (int64_t j = ranged ? n.first : 1; j <= (ranged ? n.last : n.n); ++j)
-    zor_ref::csr_mm(s, rows, alpha, b.get(j), c.column(expected.data(), j));
-  check_call(std::string(name) + ", m " + std::to_string(z.m) + ", right-hand sides " +
-                 std::to_string(n.first) + ".." + std::to_string(n.last),
-             expected, c.all, [&] { call(a, alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
+  check_columns(
+      name, s.structure == 'd' ? columns{n.n, 1, n.n} : n, b, c,
+      [&](const auto& x, const auto& y) { zor_ref::csr_mm(s, rows, alpha, x, y); },
+      [&] { call(alpha, a, b, c); });
 }
 
 template <class T, class I>
 void check_mmout_par(const char* name, const shape& s, zor::csr_mmout_par_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    for (const columns& c : all_columns) {
-      const I first = I(c.first), last = I(c.last), m = I(z.m), n = I(c.n);
-      check_matrix_product<T, I>(name, s, z, c,
-                                 [&](const csr_arrays<T, I>& a, T alpha, const T* b, I ldb, T* out, I ldc) {
-                                   f(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(),
-                                     a.pntrb.data(), a.pntre.data(), b, &ldb, out, &ldc);
-                                 });
-    }
-  }
+  for (const sizes& z : all_sizes)
+    for (const columns& n : all_columns)
+      check_matrix_product<T, I>(name, s, z, n, [&](T alpha, auto& a, auto& b, auto& c) {
+        pass(f, n.first, n.last, z.m, n.n, alpha, a, b, c);
+      });
 }
 
 template <class T, class I>
 void check_mmout_seq(const char* name, const shape& s, zor::csr_mmout_seq_fn<T, I>* f) {
-  for (const sizes& z : all_sizes) {
-    for (const columns& c : all_columns) {
-      const I m = I(z.m), n = I(c.n);
-      check_matrix_product<T, I>(name, s, z, c,
-                                 [&](const csr_arrays<T, I>& a, T alpha, const T* b, I ldb, T* out, I ldc) {
-                                   f(&m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-                                     a.pntre.data(), b, &ldb, out, &ldc);
-                                 });
-    }
-  }
+  for (const sizes& z : all_sizes)
+    for (const columns& n : all_columns)
+      check_matrix_product<T, I>(
+          name, s, z, n, [&](T alpha, auto& a, auto& b, auto& c) { pass(f, z.m, n.n, alpha, a, b, c); });
 }
 
 // A B beyond the caches whose rows are used all over: its columns are copied a few at a time, which asks the
@@ -163,14 +135,11 @@ TEST(CsrProduct, RowsOfAWideMatrixUsedAllOver) {
     using I = decltype(index);
     constexpr int64_t rows = 150;
     const columns n = {(5 << 20) / int64_t(rows * sizeof(T)), 2, (5 << 20) / int64_t(rows * sizeof(T)) - 1};
-    const I first = I(n.first), last = I(n.last), m = rows, all = I(n.n);
     int32_t blocks;
     zor_serv_freebuffers();
-    check_matrix_product<T, I>(name, s, {rows, rows, 48, 7}, n,
-                               [&](const csr_arrays<T, I>& a, T alpha, const T* b, I ldb, T* out, I ldc) {
-                                 f(&first, &last, &m, &all, &alpha, a.val.data(), a.indx.data(),
-                                   a.pntrb.data(), a.pntre.data(), b, &ldb, out, &ldc);
-                               });
+    check_matrix_product<T, I>(name, s, {rows, rows, 48, 7}, n, [&](T alpha, auto& a, auto& b, auto& c) {
+      pass(f, n.first, n.last, rows, n.n, alpha, a, b, c);
+    });
     EXPECT_EQ(uint64_t(128 * rows + 64), zor_serv_zor_memstat(&blocks)) << name;
   };
   check("d", SHAPE(0, n, g, _, _), zor_spblas_dcsr0ng__c__mmout_par, double(), int64_t());
@@ -194,12 +163,9 @@ TEST(CsrProduct, AsksThePoolAlikeInEveryBuild) {
   const csr_arrays<float, int64_t> a(rows, 1, 1);
   const std::vector<float> b(60, 1);
   std::vector<float> c(60);
-  const int64_t first = 1, n = 3, m = 20;
-  const float alpha = 1;
   int32_t blocks;
   zor_serv_freebuffers();
-  zor_spblas_scsr1ng__f__mmout_par(&first, &n, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-                                   a.pntre.data(), b.data(), &m, c.data(), &m);
+  pass(zor_spblas_scsr1ng__f__mmout_par, 1, 3, 20, 3, 1, a, b, 20, c, 20);
   EXPECT_EQ(std::vector<float>(60, 20), c);
   EXPECT_EQ(uint64_t(64 * 20 + 64), zor_serv_zor_memstat(&blocks));
   EXPECT_EQ(1, blocks);
@@ -246,14 +212,12 @@ void check_blocks(const char* name, zor::csr_mmout_par_fn<T, I>* f, int64_t m, i
   for (int64_t r = 1; r <= m; ++r)
     for (auto& e : list[size_t(r - 1)]) e = {r, zor_ref::unity<T>()};
   const csr_arrays<T, I> a(list, 1, I(1));
-  const I first = 2, last = 3, rows_of_a = I(m), n = I(told);
   const T alpha = zor_ref::unity<T>();
   const std::vector<T> b(size_t(3 * m), alpha);
   std::vector<T> c(size_t(3 * m));
   int32_t blocks;
   zor_serv_freebuffers();
-  f(&first, &last, &rows_of_a, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
-    b.data(), &rows_of_a, c.data(), &rows_of_a);
+  pass(f, 2, 3, m, told, alpha, a, b, m, c, m);
   EXPECT_EQ(pool_bytes(m, rows), zor_serv_zor_memstat(&blocks)) << name << ", m " << m << ", n " << told;
   for (int64_t i = 0; i < 3 * m; ++i)
     ASSERT_EQ(zor_ref::real_part(c[size_t(i)]), i < m ? 0 : average) << name << ", element " << i;
@@ -283,23 +247,21 @@ void check_gemvout(const char* name, zor::csr_gemvout_par_fn<T, I>* f) {
   random_bits random(5);
   for (const sizes& z : all_sizes) {
     const auto rows = random_rows<T>(random, z.m, z.k, z.longest);
-    const csr_arrays<T, I> a(rows, 1, I(z.origin));
-    guarded<T> x(size_t(z.k)), y(size_t(z.m));
-    fill(random, x.data(), x.size());
-    fill(random, y.data(), y.size());
-    std::vector<T> expected(y.begin(), y.end());
-    const I first = I(z.m / 3 + 1), last = I(z.m), empty = 0;
-    for (I r = first; r <= last; ++r) {
-      T s = 0;
-      for (const auto& e : rows[size_t(r - 1)]) s = s + e.value * x[size_t(e.column - 1)];
-      expected[size_t(r - 1)] = s;
-    }
-    f(&first, &last, nullptr, nullptr, a.val.data(), a.indx.data(), a.pntrb.data(), nullptr, x.data(),
-      y.data());
-    f(&first, &empty, nullptr, nullptr, a.val.data(), a.indx.data(), a.pntrb.data(), nullptr, x.data(),
-      y.data());
-    EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), expected.size() * parts<T>))
-        << name << ", m " << z.m;
+    const three_arrays<T, I> a(rows, 1, I(z.origin));
+    sides<T> x(random, z.k, 1, false, 0), y(random, z.m, 1, false, 0);
+    const int64_t first = z.m / 3 + 1;
+    check_columns(
+        name, {1, 1, 1}, x, y,
+        [&](const auto& xs, const auto& ys) {
+          for (int64_t r = first; r <= z.m; ++r) {
+            T& s = ys(r) = 0;
+            for (const auto& e : rows[size_t(r - 1)]) s = s + e.value * xs(e.column);
+          }
+        },
+        [&] {
+          for (const int64_t last : {z.m, int64_t(0)})
+            pass(f, first, last, nullptr, nullptr, a, nullptr, x.all, y.all);
+        });
   }
 }
 

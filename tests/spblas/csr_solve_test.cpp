@@ -120,6 +120,7 @@ struct arrays {
       pntre[r] = I(a.end[r] + origin);
     }
   }
+  auto arguments() const { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
 };
 
 struct system_size {
@@ -159,14 +160,12 @@ void check_svout(const char* name, const shape& s, zor::csr_svout_seq_fn<T, I>* 
     random_bits random{uint64_t(z.m)};
     const auto rows = rows_of<T>(random, s, z);
     const arrays<T, I> a(rows, s.base, z.origin);
-    guarded<T> y(size_t(z.m));
-    fill(random, y.data(), y.size());
-    std::vector<T> expected(y.begin(), y.end());
+    sides<T> y(random, z.m, 1, false, 0);
     const T alpha = draw<T>(random);
-    zor_ref::csr_solve(s, rows, ending::division, alpha, column_of<T>{expected.data(), 1});
-    const I m = I(z.m);
-    check_call(std::string(name) + ", m " + std::to_string(z.m), expected, y,
-               [&] { f(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y.data()); });
+    check_columns(
+        name, {1, 1, 1}, y, y,
+        [&](const auto&, const auto& x) { zor_ref::csr_solve(s, rows, ending::division, alpha, x); },
+        [&] { pass(f, z.m, alpha, a, y.all); });
   }
 }
 
@@ -186,19 +185,15 @@ class short_memory {
 };
 
 template <class T, class I, class Call>
-void check_columns(const std::string& name, const shape& s, const flat_rows<T>& rows,
-                   const flat_rows<T>& seen, int64_t origin, const columns& n, ending how, const Call& call) {
+void check_solves(const std::string& name, const shape& s, const flat_rows<T>& rows, const flat_rows<T>& seen,
+                  int64_t origin, const columns& n, ending how, const Call& call) {
   random_bits random(77);
-  const int64_t m = int64_t(rows.start.size());
   const arrays<T, I> a(rows, s.base, origin);
-  sides<T> c(random, m, n.n, s.base == 0, 2);
-  std::vector<T> expected(c.all.begin(), c.all.end());
+  sides<T> c(random, int64_t(rows.start.size()), n.n, s.base == 0, 2);
   const T alpha = draw<T>(random);
-  for (int64_t j = n.first; j <= n.last; ++j)
-    zor_ref::csr_solve(s, seen, how, alpha, c.column(expected.data(), j));
-  check_call(name + ", m " + std::to_string(m) + ", columns " + std::to_string(n.first) + ".." +
-                 std::to_string(n.last),
-             expected, c.all, [&] { call(a, alpha, c.all.data(), I(c.ld)); });
+  check_columns(
+      name, n, c, c, [&](const auto&, const auto& x) { zor_ref::csr_solve(s, seen, how, alpha, x); },
+      [&] { call(alpha, a, c); });
 }
 
 template <class T, class I>
@@ -213,12 +208,8 @@ void check_smout(const char* name, const shape& s, zor::csr_smout_par_fn<T, I>* 
       if ((z.m > 100 && n.n > 6) || z.on.side != 0) continue;
       random_bits random{uint64_t(z.m)};
       const auto rows = triangle_rows<T>(random, z.m, z.longest);
-      const I first = I(n.first), last = I(n.last), m = I(z.m), count = I(n.n);
-      check_columns<T, I>(name, s, rows, rows, z.origin, n, ending::reciprocal,
-                          [&](const arrays<T, I>& a, T alpha, T* c, I ldc) {
-                            f(&first, &last, &m, &count, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-                              a.pntre.data(), c, &ldc);
-                          });
+      check_solves<T, I>(name, s, rows, rows, z.origin, n, ending::reciprocal,
+                         [&](T alpha, auto& a, auto& c) { pass(f, n.first, n.last, z.m, n.n, alpha, a, c); });
     }
   }
 }
@@ -238,13 +229,10 @@ void check_refused_workspace(const char* name, const shape& s, zor::csr_smout_pa
     for (int64_t& k : seen.end) k += origin;
   }
   const columns n = {.n = 5, .first = 2, .last = 4};
-  const I first = I(n.first), last = I(n.last), m = 60, count = I(INT32_MAX);
-  check_columns<T, I>(name, s, rows, seen, origin, n, ending::division,
-                      [&](const arrays<T, I>& a, T alpha, T* c, I ldc) {
-                        const short_memory limit;
-                        f(&first, &last, &m, &count, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(),
-                          a.pntre.data(), c, &ldc);
-                      });
+  check_solves<T, I>(name, s, rows, seen, origin, n, ending::division, [&](T alpha, auto& a, auto& c) {
+    const short_memory limit;
+    pass(f, n.first, n.last, 60, INT32_MAX, alpha, a, c);
+  });
 }
 
 TEST(CsrSolve, OneRightHandSide){
@@ -269,14 +257,12 @@ TEST(CsrSolve, RefusedWorkspace) {
 template <class T, class I>
 void check_zero_pivot(const char* name, zor::csr_svout_seq_fn<T, I>* f) {
   if constexpr (parts<T> == 1) {
-    const T val[] = {0}, alpha = 1;
-    for (const I base : {0, 1}) {
-      const I indx[] = {base}, pntrb[] = {0}, pntre[] = {1}, m = 1;
-      if (std::string(name).find(base ? "csr1" : "csr0") == std::string::npos) continue;
-      T y[] = {3};
-      f(&m, &alpha, val, indx, pntrb, pntre, y);
-      EXPECT_TRUE(std::isinf(y[0])) << name;
-    }
+    const T val[] = {0};
+    const I base = std::string(name).find("csr1") != std::string::npos, indx[] = {base}, pntrb[] = {0},
+            pntre[] = {1};
+    T y[] = {3};
+    pass(f, 1, 1, val, indx, pntrb, pntre, y);
+    EXPECT_TRUE(std::isinf(y[0])) << name;
   }
 }
 
@@ -285,14 +271,14 @@ template <class T, class I>
 void check_pushed_zero(const char* name, const shape& s, zor::csr_svout_seq_fn<T, I>* f) {
   if (s.structure != 't' || (s.op != 't' && s.op != 'c')) return;
   const bool lower = s.triangle == 'l';
-  const T u = zor_ref::unity<T>(), alpha = u, val[] = {u, u, u};
-  const I m = 2, lower_columns[] = {0, 0, 1}, upper_columns[] = {0, 1, 1};
+  const T u = zor_ref::unity<T>(), val[] = {u, u, u};
+  const I lower_columns[] = {0, 0, 1}, upper_columns[] = {0, 1, 1};
   const I pntrb[] = {0, lower ? I(1) : I(2)}, pntre[] = {lower ? I(1) : I(2), 3};
   I indx[3];
   for (int k = 0; k < 3; ++k) indx[k] = (lower ? lower_columns[k] : upper_columns[k]) + I(s.base);
   T y[2] = {};
   reals(y + (lower ? 0 : 1))[0] = real<T>(-0.0);
-  f(&m, &alpha, val, indx, pntrb, pntre, y);
+  pass(f, 2, u, val, indx, pntrb, pntre, y);
   EXPECT_FALSE(std::signbit(reals(y + (lower ? 0 : 1))[0])) << name;
 }
 
@@ -306,7 +292,7 @@ TEST(CsrSolve, SignOfPushedZero) {
 template <class T, class I>
 void check_nothing_pushed(const char* name, const shape& s, zor::csr_smout_par_fn<T, I>* f) {
   if (s.structure != 't' || s.diagonal != 'u' || !(s.op == 't' || s.op == 'c')) return;
-  constexpr I m = 3, n = 21, first = 1, last = n;
+  constexpr I m = 3, n = 21;
   const T alpha = zor_ref::unity<T>(), val[] = {alpha};
   const I indx[] = {I(1 + s.base)}, pntrb[] = {0, 0, 1}, pntre[] = {0, 1, 1}, ldc = s.base == 0 ? n : m;
   std::vector<T> c(size_t(m * n));
@@ -315,7 +301,7 @@ void check_nothing_pushed(const char* name, const shape& s, zor::csr_smout_par_f
   const std::vector<T> before = c;
   const zor::control_word control = zor::read_control() & ~zor::exception_flags;
   zor::write_control(control);
-  f(&first, &last, &m, &n, &alpha, val, indx, pntrb, pntre, c.data(), &ldc);
+  pass(f, 1, n, m, n, alpha, val, indx, pntrb, pntre, c, ldc);
   EXPECT_EQ(control, zor::read_control()) << name;
   EXPECT_TRUE(same_bits(reals(before.data()), reals(c.data()), c.size() * parts<T>)) << name;
 }

@@ -10,6 +10,7 @@ namespace {
 
 using namespace sparse_test;
 using zor_ref::diagonal_list;
+using zor_test::several;
 
 // Elements of the diagonals outside the matrix are NaN, and so is the padding between them.
 template <class T>
@@ -42,6 +43,7 @@ struct dia_arrays {
       std::copy(a.element[d].begin(), a.element[d].end(), val.data() + d * size_t(lval));
     }
   }
+  auto arguments() { return std::tuple(val.data(), lval, idiag.data()); }
 };
 
 // A k that is not m is that of the general view; the others are square.
@@ -78,37 +80,31 @@ void check_product(const char* name, const shape& s, const sizes& z, const colum
   dia_arrays<T, I> arrays(a);
   sides<T> b(random, k, n.n, false, 2), c(random, m, n.n, false, 3);
   const T alpha = draw<T>(random);
-  std::vector<T> expected(c.all.begin(), c.all.end());
   diagonal_list<T> of_op = a;
   of_op.m = m, of_op.k = k;
-  for (int64_t j = n.first; j <= n.last; ++j)
-    zor_ref::dia_product(s, of_op, many, alpha, b.get(j), c.column(expected.data(), j));
-  check_call(std::string(name) + ", m " + std::to_string(m) + ", right-hand sides " +
-                 std::to_string(n.first) + ".." + std::to_string(n.last),
-             expected, c.all,
-             [&] { call(arrays, I(m), I(k), alpha, b.all.data(), I(b.ld), c.all.data(), I(c.ld)); });
+  check_columns(
+      name, n, b, c, [&](const auto& x, const auto& y) { zor_ref::dia_product(s, of_op, many, alpha, x, y); },
+      [&] {
+        call(several{std::tuple(m, k, alpha, arrays.val.data(), arrays.lval, arrays.idiag.data(),
+                                arrays.ndiag)},
+             b, c);
+      });
 }
 
 template <class T, class I>
 void check_mvout(const char* name, const shape& s, zor::dia_mvout_par_fn<T, I>* f) {
-  const auto check = [&](const sizes& z) {
-    check_product<T, I>(
-        name, s, z, {1, 1, 1}, false, [&](dia_arrays<T, I>& a, I m, I k, T alpha, const T* x, I, T* y, I) {
-          f(nullptr, nullptr, &m, &k, &alpha, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, x, y);
-        });
-  };
-  for (const sizes& z : all_sizes) check(z);
-  for (const sizes& z : tiled_sizes) check(z);
+  for (const auto* list : {&all_sizes, &tiled_sizes})
+    for (const sizes& z : *list)
+      check_product<T, I>(name, s, z, {1, 1, 1}, false, [&](const auto& a, auto& x, auto& y) {
+        pass(f, nullptr, nullptr, a, x.all, y.all);
+      });
 }
 
 template <class T, class I>
 void check_mmout(const char* name, const shape& s, zor::dia_mmout_par_fn<T, I>* f) {
   const auto check = [&](const sizes& z, const columns& n) {
-    const I first = I(n.first), last = I(n.last);
-    check_product<T, I>(
-        name, s, z, n, true, [&](dia_arrays<T, I>& a, I m, I k, T alpha, const T* b, I ldb, T* c, I ldc) {
-          f(&first, &last, &m, &k, &alpha, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, b, &ldb, c, &ldc);
-        });
+    check_product<T, I>(name, s, z, n, true,
+                        [&](const auto& a, auto& b, auto& c) { pass(f, n.first, n.last, a, b, c); });
   };
   for (const sizes& z : all_sizes)
     for (const columns& n : all_columns) check(z, n);
@@ -158,51 +154,46 @@ void check_solve(const char* name, const shape& s, const columns& n, const Call&
     dia_arrays<T, I> arrays(a);
     const places p = places_of(s, z.distance);
     sides<T> x(random, z.m, n.n, false, 2);
-    std::vector<T> expected(x.all.begin(), x.all.end());
-    for (int64_t j = n.first; j <= n.last; ++j)
-      zor_ref::dia_solve(s, a, p.first, p.last, p.main, x.column(expected.data(), j));
-    const I m = I(z.m), first = I(p.first), last = I(p.last), main = I(p.main);
-    check_call(std::string(name) + ", m " + std::to_string(z.m) + ", right-hand sides " +
-                   std::to_string(n.first) + ".." + std::to_string(n.last),
-               expected, x.all, [&] { call(arrays, &m, &first, &last, &main, x.all.data(), I(x.ld)); });
+    check_columns(
+        name, n, x, x,
+        [&](const auto&, const auto& y) { zor_ref::dia_solve(s, a, p.first, p.last, p.main, y); },
+        [&] { call(z.m, arrays, p, x); });
   }
 }
 
 TEST(DiaSolve, OneRightHandSide) {
-#define CHECK(name, T, I, base, op, form, tri, diag, ...)                                            \
-  check_solve<T, I>(#name, SHAPE(base, op, form, tri, diag), {1, 1, 1},                              \
-                    [](auto& a, const I* m, const I* first, const I* last, const I* main, T* y, I) { \
-                      (void)first, (void)last, (void)main;                                           \
-                      name(m, a.val.data(), &a.lval, a.idiag.data(), __VA_ARGS__);                   \
+#define CHECK(name, T, I, base, op, form, tri, diag, ...)               \
+  check_solve<T, I>(#name, SHAPE(base, op, form, tri, diag), {1, 1, 1}, \
+                    [](int64_t m, auto& a, const places& p, auto& y) {  \
+                      (void)p;                                          \
+                      pass(name, m, a, __VA_ARGS__);                    \
                     });
-#define ROW_dia_svout_seq(...) CHECK(__VA_ARGS__, y, first, last, nullptr, main)
-#define ROW_dia_svout_unit_seq(...) CHECK(__VA_ARGS__, y, first, last)
-#define ROW_dia_svout_diag_seq(...) CHECK(__VA_ARGS__, &a.ndiag, y)
+#define ROW_dia_svout_seq(...) CHECK(__VA_ARGS__, y.all, p.first, p.last, nullptr, p.main)
+#define ROW_dia_svout_unit_seq(...) CHECK(__VA_ARGS__, y.all, p.first, p.last)
+#define ROW_dia_svout_diag_seq(...) CHECK(__VA_ARGS__, a.ndiag, y.all)
 #include "zor/tables/spblas_dia.inc"
 #undef CHECK
 }
 
 TEST(DiaSolve, ManyRightHandSides) {
-#define CHECK(name, T, I, base, op, form, tri, diag, ...)                                       \
-  for (const columns& n : all_columns)                                                          \
-    check_solve<T, I>(                                                                          \
-        #name, SHAPE(base, op, form, tri, diag), n,                                             \
-        [&](auto& a, const I* m, const I* dfirst, const I* dlast, const I* main, T* c, I ldc) { \
-          const I first = I(n.first), last = I(n.last);                                         \
-          (void)dfirst, (void)dlast, (void)main;                                                \
-          name(&first, &last, m, a.val.data(), &a.lval, a.idiag.data(), __VA_ARGS__);           \
-        });
-#define ROW_dia_smout_par(...) CHECK(__VA_ARGS__, nullptr, c, &ldc, dfirst, dlast, nullptr, main)
-#define ROW_dia_smout_unit_par(...) CHECK(__VA_ARGS__, nullptr, c, &ldc, dfirst, dlast)
+#define CHECK(name, T, I, base, op, form, tri, diag, ...)                                            \
+  for (const columns& n : all_columns)                                                               \
+    check_solve<T, I>(#name, SHAPE(base, op, form, tri, diag), n,                                    \
+                      [&](int64_t m, auto& a, const places& p, auto& c) {                            \
+                        pass(name, n.first, n.last, m, a, nullptr, c, p.first, p.last, __VA_ARGS__); \
+                      });
+#define ROW_dia_smout_par(...) CHECK(__VA_ARGS__, nullptr, p.main)
+#define ROW_dia_smout_unit_par(name, T, I, base, op, form, tri, diag)                   \
+  for (const columns& n : all_columns)                                                  \
+    check_solve<T, I>(#name, SHAPE(base, op, form, tri, diag), n,                       \
+                      [&](int64_t m, auto& a, const places& p, auto& c) {               \
+                        pass(name, n.first, n.last, m, a, nullptr, c, p.first, p.last); \
+                      });
+#define ROW_dia_smout_diag_seq(name, T, I, base, op, form, tri, diag)   \
+  check_solve<T, I>(#name, SHAPE(base, op, form, tri, diag), {9, 1, 9}, \
+                    [](int64_t m, auto& a, const places&, auto& c) { pass(name, m, 9, a, a.ndiag, c); });
 #include "zor/tables/spblas_dia.inc"
 #undef CHECK
-#define ROW_dia_smout_diag_seq(name, T, I, base, op, form, tri, diag)                        \
-  check_solve<T, I>(#name, SHAPE(base, op, form, tri, diag), {9, 1, 9},                      \
-                    [](auto& a, const I* m, const I*, const I*, const I*, T* c, I ldc) {     \
-                      const I n = 9;                                                         \
-                      name(m, &n, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, c, &ldc); \
-                    });
-#include "zor/tables/spblas_dia.inc"
 }
 
 // A list without a main diagonal: the lower unit form takes the nearest diagonal above it for its last one,
@@ -210,12 +201,11 @@ TEST(DiaSolve, ManyRightHandSides) {
 TEST(DiaSolve, LowerUnitListThatEndsAboveTheDiagonal) {
   for (const int64_t above : {2, 9}) {
     random_bits random(5);
-    const int64_t m = 8, first = 1, last = 2;
+    const int64_t m = 8;
     const auto a = random_diagonals<double>(random, m, m, {-3, above});
     dia_arrays<double, int64_t> arrays(a);
     std::vector<double> y(size_t(m), 1), before = y;
-    zor_spblas_ddia1ntluf__svout_seq(&m, arrays.val.data(), &arrays.lval, arrays.idiag.data(), y.data(),
-                                     &first, &last);
+    pass(zor_spblas_ddia1ntluf__svout_seq, m, arrays, y, 1, 2);
     EXPECT_EQ(before, y);
   }
 }

@@ -18,25 +18,8 @@ using namespace sparse_test;
 using zor_ref::row_list;
 using zor_test::same_bits;
 
-// The three-array form counted from 1.
 template <class T, class I>
-struct matrix {
-  guarded<T> a;
-  guarded<I> ja, ia;
-
-  explicit matrix(const row_list<T>& rows)
-      : a(csr_arrays<T, I>::count(rows)), ja(a.size()), ia(rows.size() + 1) {
-    size_t k = 0;
-    for (size_t r = 0; r < rows.size(); ++r) {
-      ia[r] = I(k + 1);
-      for (const auto& e : rows[r]) {
-        a[k] = e.value;
-        ja[k++] = I(e.column);
-      }
-    }
-    ia[rows.size()] = I(k + 1);
-  }
-};
+using matrix = three_arrays<T, I>;
 
 template <class T, class I>
 ::testing::AssertionResult same_entries(const row_list<T>& expected, size_t rows, const guarded<T>& a,
@@ -70,6 +53,7 @@ struct result {
     std::fill(jc.begin(), jc.end(), I(-5));
     std::fill(ic.begin(), ic.end(), I(-5));
   }
+  auto arguments() { return std::tuple(c.data(), jc.data(), ic.data()); }
 };
 
 template <class T, class I>
@@ -120,12 +104,12 @@ void check_sort(const char* name, zor::sort_rows_fn<T, I>* sort) {
     auto rows = random_rows<T>(random, 12, longest / 2 + 1, longest);
     matrix<T, I> m(rows);
     const I first = 2, last = 11;
-    sort(&first, &last, m.ia.data(), m.ja.data(), m.a.data());
+    pass(sort, first, last, m.pntrb, m.indx, m.val);
     auto expected = rows;
     zor_ref::sort_rows(expected);
     expected.front() = rows.front();
     expected.back() = rows.back();
-    EXPECT_TRUE(same_entries(expected, rows.size(), m.a, m.ja)) << "rows of up to " << longest;
+    EXPECT_TRUE(same_entries(expected, rows.size(), m.val, m.indx)) << "rows of up to " << longest;
   }
 }
 
@@ -164,10 +148,10 @@ void check_sum(const char* name, zor::csr_sum_fn<T, I>* sum, bool with_transpose
       const I first = with_transpose ? I(s.m) : I(1), last = with_transpose ? I(s.n) : I(s.m);
       check_requests<T, I>(expected, false, [&](I request, I nzmax, result<T, I>& r) {
         matrix<T, I> ma(a), mb(stored_b);
-        sum(&first, &last, &request, &sort, ma.a.data(), ma.ja.data(), ma.ia.data(), &beta, mb.a.data(),
-            mb.ja.data(), mb.ia.data(), r.c.data(), r.jc.data(), r.ic.data(), &nzmax, &r.info);
+        pass(sum, first, last, request, sort, ma, beta, mb, r, nzmax, &r.info);
         if (request == 0 && r.info == 0 && s.m > 0) {
-          EXPECT_TRUE(same_entries(sort & 1 ? sorted_a : a, a.size(), ma.a, ma.ja)) << "A sorted in place";
+          EXPECT_TRUE(same_entries(sort & 1 ? sorted_a : a, a.size(), ma.val, ma.indx))
+              << "A sorted in place";
         }
       });
     }
@@ -187,9 +171,7 @@ TEST(SparseSum, RangesContinue) {
   result<double, int32_t> r(csr_arrays<double, int32_t>::count(expected), 9);
   const int32_t request = 0, sort = 0, nzmax = int32_t(r.c.size());
   for (const auto& [first, last] : {std::pair{1, 4}, std::pair{5, 5}, std::pair{6, 9}})
-    zor_spblas_lp64_dmcsradd_notr(&first, &last, &request, &sort, ma.a.data(), ma.ja.data(), ma.ia.data(),
-                                  &beta, mb.a.data(), mb.ja.data(), mb.ia.data(), r.c.data(), r.jc.data(),
-                                  r.ic.data(), &nzmax, &r.info);
+    pass(zor_spblas_lp64_dmcsradd_notr, first, last, request, sort, ma, beta, mb, r, nzmax, &r.info);
   EXPECT_EQ(r.info, 0);
   EXPECT_TRUE(same_entries(expected, 9, r.c, r.jc));
 }
@@ -203,9 +185,7 @@ TEST(SparseSum, RaisesNoFlagOfItsOwn) {
   const int64_t one = 1, request = 0, sort = 0, nzmax = 5;
   const double beta = 1;
   EXPECT_EQ(zor_test::flags_of([&] {
-              zor_spblas_dmcsradd_notr(&one, &one, &request, &sort, ma.a.data(), ma.ja.data(), ma.ia.data(),
-                                       &beta, mb.a.data(), mb.ja.data(), mb.ia.data(), r.c.data(),
-                                       r.jc.data(), r.ic.data(), &nzmax, &r.info);
+              pass(zor_spblas_dmcsradd_notr, one, one, request, sort, ma, beta, mb, r, nzmax, &r.info);
             }),
             0);
   EXPECT_TRUE(same_entries(zor_ref::sum(a, beta, b), 1, r.c, r.jc));
@@ -236,8 +216,7 @@ void check_product(const char* name, zor::csr_product_fn<T, I>* multiply) {
       std::fesetround(rounding);
       const auto expected = zor_ref::product(a, b);
       check_requests<T, I>(expected, true, [&](I request, I nzmax, result<T, I>& r) {
-        multiply(&first, &m, &m, &n, &request, ma.a.data(), ma.ja.data(), ma.ia.data(), mb.a.data(),
-                 mb.ja.data(), mb.ia.data(), r.c.data(), r.jc.data(), r.ic.data(), &nzmax, &r.info);
+        pass(multiply, first, m, m, n, request, ma, mb, r, nzmax, &r.info);
       });
       std::fesetround(FE_TONEAREST);
     }
@@ -273,8 +252,7 @@ void check_product_transposed(const char* name, zor::csr_product_tr_fn<T, I>* mu
       SCOPED_TRACE("m " + std::to_string(s.m) + " strip " + std::to_string(strip));
       const I k = I(s.k), m = I(s.m), n = I(s.n);
       const auto call = [&](I request, I nzmax, result<T, I>& r) {
-        multiply(nullptr, &k, &m, &n, &request, &strip, ma.a.data(), ma.ja.data(), ma.ia.data(), mb.a.data(),
-                 mb.ja.data(), mb.ia.data(), r.c.data(), r.jc.data(), r.ic.data(), &nzmax, &r.info);
+        pass(multiply, nullptr, k, m, n, request, strip, ma, mb, r, nzmax, &r.info);
       };
       for (const size_t room : {size_t(1000), csr_arrays<T, I>::count(expected)}) {
         result<T, I> r(csr_arrays<T, I>::count(expected), size_t(s.m));
@@ -308,9 +286,7 @@ TEST(SparseProduct, TransposedStopsWhereRoomEnds) {
   const int32_t k = 1, m = 3, n = 5, request = 0, strip = 2;
   for (const auto& [nzmax, info] : {std::pair{0, 1}, std::pair{1, 1}, {2, 2}, {3, 2}, {5, 3}, {6, 0}}) {
     result<float, int32_t> r(size_t(nzmax), 3);
-    zor_spblas_lp64_smultcsr_tr(nullptr, &k, &m, &n, &request, &strip, ma.a.data(), ma.ja.data(),
-                                ma.ia.data(), mb.a.data(), mb.ja.data(), mb.ia.data(), r.c.data(),
-                                r.jc.data(), r.ic.data(), &nzmax, &r.info);
+    pass(zor_spblas_lp64_smultcsr_tr, nullptr, k, m, n, request, strip, ma, mb, r, nzmax, &r.info);
     EXPECT_EQ(r.info, info) << nzmax;
   }
 }
@@ -323,8 +299,7 @@ TEST(SparseProduct, RangeOfRows) {
   const matrix<double, int64_t> ma(a), mb(b);
   const int64_t first = 4, last = 7, m = 10, n = 30, request = 1, nzmax = 0;
   result<double, int64_t> r(0, 10);
-  zor_spblas_dmcsr_notr(&first, &last, &m, &n, &request, ma.a.data(), ma.ja.data(), ma.ia.data(), mb.a.data(),
-                        mb.ja.data(), mb.ia.data(), r.c.data(), r.jc.data(), r.ic.data(), &nzmax, &r.info);
+  pass(zor_spblas_dmcsr_notr, first, last, m, n, request, ma, mb, r, nzmax, &r.info);
   for (size_t i = 0; i <= 10; ++i)
     EXPECT_EQ(r.ic[i], i >= 4 && i <= 7 ? int64_t(expected[i - 1].size()) : -5);
 }
@@ -334,7 +309,7 @@ TEST(SparseProduct, RangeOfRows) {
 TEST(SparseMatrix, RefusedMemory) {
   random_bits random(37);
   auto a = random_rows<double>(random, 6, 200, 150);
-  const matrix<double, int32_t> b(random_rows<double>(random, 200, 6, 5));
+  matrix<double, int32_t> b(random_rows<double>(random, 200, 6, 5));
   auto sorted = a;
   zor_ref::sort_rows(sorted);
   const int32_t m = 6, k = 200, request = 0, sort = 0, nzmax = 6000, first = 1;
@@ -343,9 +318,9 @@ TEST(SparseMatrix, RefusedMemory) {
     matrix<double, int32_t> unsorted(a), ma(sorted);
     zalloc_reset();
     zalloc_fail(nth, true);
-    zor_spblas_lp64_dsortrow(&first, &m, unsorted.ia.data(), unsorted.ja.data(), unsorted.a.data());
+    pass(zor_spblas_lp64_dsortrow, first, m, unsorted.pntrb, unsorted.indx, unsorted.val);
     zalloc_fail(0, false);
-    EXPECT_TRUE(same_entries(sorted, 6, unsorted.a, unsorted.ja));
+    EXPECT_TRUE(same_entries(sorted, 6, unsorted.val, unsorted.indx));
     EXPECT_EQ(zalloc_live_blocks(), 0);
     using outcome = result<double, int32_t>;
     const auto refuse = [&](const char* name, uint64_t requests, const auto& call) {
@@ -360,20 +335,13 @@ TEST(SparseMatrix, RefusedMemory) {
       EXPECT_EQ(zalloc_live_blocks(), 0) << name;
     };
     refuse("mcsradd_tr", 3, [&](outcome& r) {
-      zor_spblas_lp64_dmcsradd_tr(&m, &k, &request, &sort, ma.a.data(), ma.ja.data(), ma.ia.data(), &beta,
-                                  b.a.data() ? const_cast<double*>(b.a.data()) : nullptr,
-                                  const_cast<int32_t*>(b.ja.data()), b.ia.data(), r.c.data(), r.jc.data(),
-                                  r.ic.data(), &nzmax, &r.info);
+      pass(zor_spblas_lp64_dmcsradd_tr, m, k, request, sort, ma, beta, b, r, nzmax, &r.info);
     });
     refuse("mcsr_notr", 4, [&](outcome& r) {
-      zor_spblas_lp64_dmcsr_notr(&first, &m, &m, &m, &request, ma.a.data(), ma.ja.data(), ma.ia.data(),
-                                 b.a.data(), b.ja.data(), b.ia.data(), r.c.data(), r.jc.data(), r.ic.data(),
-                                 &nzmax, &r.info);
+      pass(zor_spblas_lp64_dmcsr_notr, first, m, m, m, request, ma, b, r, nzmax, &r.info);
     });
     refuse("multcsr_tr", 2, [&](outcome& r) {
-      zor_spblas_lp64_dmultcsr_tr(nullptr, &k, &m, &m, &request, &m, b.a.data(), b.ja.data(), b.ia.data(),
-                                  b.a.data(), b.ja.data(), b.ia.data(), r.c.data(), r.jc.data(), r.ic.data(),
-                                  &nzmax, &r.info);
+      pass(zor_spblas_lp64_dmultcsr_tr, nullptr, k, m, m, request, m, b, b, r, nzmax, &r.info);
     });
   }
 }

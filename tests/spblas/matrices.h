@@ -10,11 +10,13 @@
 #include "tests/ref/csr.h"
 #include "tests/support/elements.h"
 #include "tests/support/operand.h"
+#include "tests/support/pass.h"
 
 namespace sparse_test {
 
 using zor_test::guarded;
 using zor_test::parts;
+using zor_test::pass;
 using zor_test::random_bits;
 using zor_test::real;
 using zor_test::reals;
@@ -30,8 +32,8 @@ void fill(random_bits& random, T* x, size_t count) {
 }
 
 // Row r holds between 0 and `longest` entries of columns 1 to k in any order, repeats included. Each `run`
-// rows share a length; runs of more than one row take turns to be like that, of a lower triangle with the
-// diagonal behind it, and of an upper one behind the diagonal.
+// rows share a length; runs of more than one row are like that, of a lower triangle with the diagonal behind
+// it, and of an upper one behind the diagonal, one after the other.
 template <class T>
 zor_ref::row_list<T> random_rows(random_bits& random, int64_t m, int64_t k, int64_t longest,
                                  int64_t run = 1) {
@@ -39,9 +41,11 @@ zor_ref::row_list<T> random_rows(random_bits& random, int64_t m, int64_t k, int6
   for (int64_t r = 1; r <= m; ++r) {
     auto& row = rows[size_t(r - 1)];
     row.resize((r - 1) % run == 0 ? size_t(random.between(0, longest)) : rows[size_t(r - 2)].size());
-    const int64_t turn = run == 1 ? 0 : (r - 1) / run % 3, middle = std::min(r, k);
-    for (auto& e : row) e = {random.between(turn == 2 ? middle : 1, turn == 1 ? middle : k), draw<T>(random)};
-    if (turn != 0 && !row.empty()) (turn == 1 ? row.back() : row.front()).column = middle;
+    enum : int64_t { whole, lower, upper };
+    const int64_t kind = (r - 1) / run % (run == 1 ? 1 : 3), middle = std::min(r, k);
+    for (auto& e : row)
+      e = {random.between(kind == upper ? middle : 1, kind == lower ? middle : k), draw<T>(random)};
+    if (kind != whole && !row.empty()) (kind == lower ? row.back() : row.front()).column = middle;
   }
   return rows;
 }
@@ -73,11 +77,21 @@ struct csr_arrays {
     }
     pntrb[rows.size()] = I(k) + origin;
   }
+  auto arguments() const { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
   static size_t count(const zor_ref::row_list<T>& rows) {
     size_t n = 0;
     for (const auto& row : rows) n += row.size();
     return n;
   }
+};
+
+// The three arrays of rows that follow one another.
+template <class T, class I>
+struct three_arrays : csr_arrays<T, I> {
+  explicit three_arrays(const zor_ref::row_list<T>& rows, int base = 1) : three_arrays(rows, base, I(base)) {}
+  three_arrays(const zor_ref::row_list<T>& rows, int base, I origin) : csr_arrays<T, I>(rows, base, origin) {}
+  auto arguments() { return std::tuple(this->val.data(), this->indx.data(), this->pntrb.data()); }
+  auto arguments() const { return std::tuple(this->val.data(), this->indx.data(), this->pntrb.data()); }
 };
 
 }  // namespace sparse_test

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Clears, tests and merges of private results.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -4,7 +4,9 @@
 
 #include <cfenv>
 #include <cmath>
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "tests/spblas/matrices.h"
 
@@ -43,6 +45,7 @@ struct sides {
     for (int64_t j = 1; j <= n; ++j)
       for (int64_t i = 1; i <= rows; ++i) column(all.data(), j)(i) = draw<T>(random);
   }
+  auto arguments() { return std::tuple(all.data(), ld); }
   template <class E>
   column_of<E> column(E* first, int64_t j) const {
     return {row_major ? first + j - 1 : first + (j - 1) * ld, row_major ? ld : 1};
@@ -52,6 +55,14 @@ struct sides {
     return column(first, j);
   }
 };
+
+// What a failure says of a case.
+inline std::string named(const std::string& name,
+                         std::initializer_list<std::pair<const char*, int64_t>> sizes) {
+  std::string text = name;
+  for (const auto& [what, size] : sizes) text += std::string(", ") + what + " " + std::to_string(size);
+  return text;
+}
 
 // Runs a call that is to leave `expected` in `actual`, and looks at its flags: no more than that for a
 // rounding.
@@ -64,6 +75,16 @@ void check_call(const std::string& what, const std::vector<T>& expected, guarded
   EXPECT_TRUE(zor_test::same_bits(reals(expected.data()), reals(actual.data()), expected.size() * parts<T>))
       << what;
   EXPECT_EQ(raised & ~FE_INEXACT, 0) << what;
+}
+
+// The same of right-hand sides first to last of n: each of `c` is to become what expect(b, c) makes of it.
+template <class T, class Expect, class Call>
+void check_columns(const std::string& name, const columns& n, sides<T>& b, sides<T>& c, const Expect& expect,
+                   const Call& call) {
+  std::vector<T> expected(c.all.begin(), c.all.end());
+  for (int64_t j = n.first; j <= n.last; ++j) expect(b.get(j), c.column(expected.data(), j));
+  check_call(named(name, {{"rows", c.rows}, {"n", n.n}, {"from", n.first}, {"to", n.last}}), expected, c.all,
+             call);
 }
 
 }  // namespace sparse_test

@@ -37,6 +37,7 @@ struct profiles {
       reals(diagonal(r))[0] = random.between(0, 1) ? real<T>(2) : real<T>(-0.5);
     }
   }
+  auto arguments() { return std::tuple(val.data(), pntr.data()); }
   int64_t length(int64_t r) const { return pntr[size_t(r)] - pntr[size_t(r - 1)]; }
   T* first(int64_t r) { return val.data() + (pntr[size_t(r - 1)] - pntr[0]); }
   T* diagonal(int64_t r) { return first(r) + length(r) - 1; }
@@ -98,29 +99,26 @@ void check_product(const char* name, form what, const Call& call) {
       check_call(std::string(name) + ", m " + std::to_string(z.m) + ", flags " + std::to_string(f.first) +
                      std::to_string(f.second) + std::to_string(f.diag),
                  std::vector<T>(expected.begin(), expected.end()), c.all, [&] {
-                   call(a, I(f.first), I(f.second), I(f.diag), I(z.n), alpha, b.all.data(), I(b.ld),
-                        c.all.data(), I(c.ld));
+                   call(z.m, f, z.n, zor_test::several{std::tuple_cat(std::tuple(alpha), a.arguments())}, b,
+                        c);
                  });
     }
   }
 }
 
 TEST(SkyProduct, Views) {
-#define ARGUMENTS(I) auto &a, I flag1, I flag2, I diag, I n, auto alpha, const auto *b, I ldb, auto *c, I ldc
-#define ROW_SKY_TRIANGULAR(name, T, I)                                                                     \
-  check_product<T, I>(#name, form::triangular, [](ARGUMENTS(I)) {                                          \
-    name(&flag1, nullptr, &a.m, &n, &flag2, &diag, &alpha, a.val.data(), a.pntr.data(), b, &ldb, c, &ldc); \
+#define ARGUMENTS const flags &given, int64_t n, const auto &of, auto &b, auto &c
+#define ROW_SKY_TRIANGULAR(name, T, I)                                          \
+  check_product<T, I>(#name, form::triangular, [](int64_t m, ARGUMENTS) {       \
+    pass(name, given.first, nullptr, m, n, given.second, given.diag, of, b, c); \
   });
-#define ROW_SKY_SKEW(name, T, I)                                                                    \
-  check_product<T, I>(#name, form::skew, [](ARGUMENTS(I)) {                                         \
-    (void)diag;                                                                                     \
-    name(&flag1, nullptr, &a.m, &n, &flag2, &alpha, a.val.data(), a.pntr.data(), b, &ldb, c, &ldc); \
+#define ROW_SKY_SKEW(name, T, I)                                    \
+  check_product<T, I>(#name, form::skew, [](int64_t m, ARGUMENTS) { \
+    pass(name, given.first, nullptr, m, n, given.second, of, b, c); \
   });
-#define ROW_SKY_SYMMETRIC(name, T, I)                                                      \
-  check_product<T, I>(#name, form::symmetric, [](ARGUMENTS(I)) {                           \
-    (void)flag1, (void)flag2;                                                              \
-    name(nullptr, &a.m, &n, &diag, &alpha, a.val.data(), a.pntr.data(), b, &ldb, c, &ldc); \
-  });
+#define ROW_SKY_SYMMETRIC(name, T, I)         \
+  check_product<T, I>(#name, form::symmetric, \
+                      [](int64_t m, ARGUMENTS) { pass(name, nullptr, m, n, given.diag, of, b, c); });
 #include "zor/tables/spblas_stems.inc"
 }
 
@@ -142,8 +140,7 @@ void check_solve(const char* name, zor::sky_solve_fn<T, I>* f) {
         if (stored) at = over(at, *a.diagonal(r));
         if (differ) axpy(strict, minus(T{}, at), a.first(r), from);
       }
-      const I flag1 = I(given.first), flag2 = I(given.second), diag = I(given.diag);
-      f(&flag1, nullptr, &flag2, &diag, &a.m, a.val.data(), a.pntr.data(), y.data());
+      pass(f, given.first, nullptr, given.second, given.diag, z.m, a, y);
       EXPECT_TRUE(zor_test::same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
           << name << ", m " << z.m << ", flags " << given.first << given.second << given.diag;
     }

@@ -62,6 +62,7 @@ struct block_arrays {
   guarded<T> val;
   guarded<I> indx, pntrb, pntre;
 
+  auto arguments() const { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
   static size_t count(const block_lines<T>& lines) {
     size_t n = 0;
     for (const auto& l : lines) n += l.size();
@@ -157,7 +158,7 @@ void check_sweep(const std::string& name, zor::sweep_fn<T, I>* sweep) {
                        std::to_string(uplo) + " diag " + std::to_string(diag));
           const int64_t m = s.mb * s.lb;
           const bool rows = by_rows_within && nrhs != 1;
-          const I mb = I(s.mb), lb = I(s.lb), ldy = rows ? nrhs + 1 : I(m + 1);
+          const I ldy = rows ? nrhs + 1 : I(m + 1);
           guarded<T> y(size_t(rows ? (m - 1) * ldy + nrhs : (nrhs - 1) * ldy + m));
           zor_test::fill(y, random);
           const int64_t step = rows ? ldy : 1, next = rows ? 1 : ldy;
@@ -165,8 +166,7 @@ void check_sweep(const std::string& name, zor::sweep_fn<T, I>* sweep) {
           for (int64_t r = 0; r < nrhs; ++r) {
             reference_sweep(uplo == 0, diag != 0, by_columns, lines, s.lb, expected.data() + r * next, step);
           }
-          sweep(&uplo, &diag, &mb, &nrhs, &lb, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
-                y.data(), nrhs == 1 ? nullptr : &ldy);
+          pass(sweep, uplo, diag, s.mb, nrhs, s.lb, a, y, nrhs == 1 ? nullptr : &ldy);
           EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>));
         }
       }
@@ -183,7 +183,7 @@ void check_invdiag(const std::string& name, bool by_rows, const Call& call) {
     const block_arrays<T, I> a(lines, s.lb, by_rows, 1);
     for (const I nrhs : {0, 1, 9}) {
       if (!by_rows && nrhs == 9) continue;
-      const I ldy = nrhs + 2, lb = I(s.lb), mb = I(s.mb);
+      const I ldy = nrhs + 2;
       const int64_t m = s.mb * s.lb, step = nrhs > 1 ? ldy : 1;
       guarded<T> y(size_t((m - 1) * step + std::max(nrhs, I(1))));
       zor_test::fill(y, random);
@@ -194,7 +194,7 @@ void check_invdiag(const std::string& name, bool by_rows, const Call& call) {
           T& e = expected[size_t(i * step + r)];
           e = divided(e, b.element[size_t(i % s.lb * s.lb + i % s.lb)]);
         }
-      call(mb, nrhs, lb, a, y.data(), ldy);
+      call(zor_test::several{std::tuple_cat(std::tuple(s.mb, nrhs, s.lb), a.arguments())}, y, ldy);
       EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
           << "lb " << s.lb << " nrhs " << nrhs;
     }
@@ -206,14 +206,10 @@ TEST(SparseSweep, Gauss) {
 #include "zor/tables/spblas_sweep.inc"
 }
 TEST(SparseSweep, InverseDiagonal) {
-#define ROW_INVDIAG(name, T, I)                                                            \
-  check_invdiag<T, I>(#name, false, [](I mb, I nrhs, I lb, const auto& a, T* y, I) {       \
-    name(&mb, &nrhs, &lb, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y); \
-  });
-#define ROW_INVDIAG_ROWS(name, T, I)                                                             \
-  check_invdiag<T, I>(#name, true, [](I mb, I nrhs, I lb, const auto& a, T* y, I ldy) {          \
-    name(&mb, &nrhs, &lb, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y, &ldy); \
-  });
+#define ROW_INVDIAG(name, T, I) \
+  check_invdiag<T, I>(#name, false, [](const auto& of, auto& y, I) { pass(name, of, y); });
+#define ROW_INVDIAG_ROWS(name, T, I) \
+  check_invdiag<T, I>(#name, true, [](const auto& of, auto& y, I ldy) { pass(name, of, y, ldy); });
 #include "zor/tables/spblas_sweep.inc"
 }
 
@@ -259,6 +255,9 @@ struct ldlt {
       for (const int64_t member : {i - 1, i}) piv[size_t(member / 32)] |= 1u << (member % 32);
     }
     ia[size_t(n)] = at;
+  }
+  auto arguments() {
+    return std::tuple(val.data(), ia.data(), ja.data(), d.data(), e.data(), nullptr, piv.data());
   }
   bool in_pair(int64_t i) const { return piv[size_t(i / 32)] >> (i % 32) & 1; }
 };
@@ -319,9 +318,7 @@ void check_solve(ldlt<Index>& f, zor::ldlt_solve_fn<I>* solve, I mode, I mode_af
   zor_test::fill(x, random);
   std::vector<double> expected_b(b.begin(), b.end()), expected_x(x.begin(), x.end());
   reference(f, expected_b, expected_x);
-  const I n = I(f.n);
-  solve(&n, f.val.data(), f.ia.data(), f.ja.data(), f.d.data(), f.e.data(), nullptr, f.piv.data(), b.data(),
-        x.data(), &mode);
+  pass(solve, f.n, f, b, x, &mode);
   EXPECT_EQ(mode, mode_after);
   EXPECT_TRUE(same_bits(expected_b.data(), b.data(), b.size())) << "n " << f.n;
   EXPECT_TRUE(same_bits(expected_x.data(), x.data(), x.size())) << "n " << f.n;
@@ -355,11 +352,9 @@ void check_ldlt(const char* name, zor::ldlt_solve_fn<I>* solve) {
     std::vector<double> right(b);
     for (size_t i = 0; i < x.size(); ++i)
       for (size_t r = 0; r < x.size(); ++r) right[r] += f.dense[r + i * x.size()] * b[i];
-    const I order = I(n);
     I mode = 0;
     std::vector<double> solved(x.size());
-    solve(&order, f.val.data(), f.ia.data(), f.ja.data(), f.d.data(), f.e.data(), nullptr, f.piv.data(),
-          right.data(), solved.data(), &mode);
+    pass(solve, n, f, right, solved, &mode);
     for (size_t i = 0; i < x.size() && n <= 33; ++i)
       EXPECT_NEAR(solved[i], x[i], 1e-6 * (1 + std::abs(x[i]))) << "n " << n;
   }
@@ -395,7 +390,7 @@ void check_symmetric(const char* name, zor::symmetric_product_fn<I>* multiply) {
         if (random.between(0, 4) != 0)
           row.insert(where == 0 ? row.begin() : row.end(), {r, draw<double>(random)});
       }
-      const csr_arrays<double, I> a(rows, base, 0);
+      const three_arrays<double, I> a(rows, base, I(0));
       guarded<double> x{size_t(m)}, y{size_t(m)};
       fill(random, x.data(), x.size());
       fill(random, y.data(), y.size());
@@ -412,8 +407,7 @@ void check_symmetric(const char* name, zor::symmetric_product_fn<I>* multiply) {
         expected[r] =
             expected[r] + zor_ref::row_dot(row, false, zor_ref::column_of<const double>{x.data(), 1});
       }
-      const I n = I(m), of = I(base);
-      multiply(&where, &n, a.val.data(), a.indx.data(), a.pntrb.data(), x.data(), y.data(), nullptr, &of);
+      pass(multiply, where, m, a, x, y, nullptr, base);
       EXPECT_TRUE(same_bits(expected.data(), y.data(), y.size())) << "where " << where << " base " << base;
     }
   }

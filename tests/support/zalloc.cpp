@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Records requests and releases, places blocks against unmapped pages, and refuses what a test says.
 #include "tests/support/zalloc.h"
 
 #include <algorithm>
