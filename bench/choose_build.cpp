@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The process starts itself again under the loader's settings for another build.
 #include "bench/choose_build.h"
 
 #include <dlfcn.h>

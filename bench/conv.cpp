@@ -193,7 +193,7 @@ std::shared_ptr<fftw_method<T>> fastest(const fftw& f, const problem& p, const T
     before = padded;
     const auto method = std::make_shared<fftw_method<T>>(f, p, x, y, z, padded);
     double seconds = 1e9;
-    for (int turn = 0; turn < 2; ++turn) {
+    for (int iteration = 0; iteration < 2; ++iteration) {
       const auto start = std::chrono::steady_clock::now();
       method->run();
       seconds =

@@ -24,8 +24,8 @@ const std::vector<peer>& lapack_peers() {
 void copy(const operand<double>& from, const operand<double>& to) {
   std::memcpy(to.data(), from.data(), size_t(from.count()) * sizeof(double));
 }
-operand<double> copy_of(const operand<double>& x, int turn) {
-  const operand<double> y(x.count(), turn);
+operand<double> copy_of(const operand<double>& x, int page_slot) {
+  const operand<double> y(x.count(), page_slot);
   copy(x, y);
   return y;
 }

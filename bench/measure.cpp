@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Repeats a call in batches and keeps the fastest; measures the peaks that ratios are taken of.
 #include "bench/measure.h"
 
 #include <algorithm>
@@ -60,8 +61,8 @@ std::vector<double> best_times(const std::vector<contender>& contenders, double 
     return round < max_rounds && spent < (round < min_rounds ? overdraft * budget : budget);
   };
   for (int round = 0; goes_on(round); ++round) {
-    for (size_t turn = 0; turn < count; ++turn) {
-      const size_t i = (turn + size_t(round)) % count;
+    for (size_t iteration = 0; iteration < count; ++iteration) {
+      const size_t i = (iteration + size_t(round)) % count;
       if (round >= min_rounds && best[i] > too_slow * fastest) continue;
       const double seconds = timed(contenders[i].run, repeats[i]);
       best[i] = std::min(best[i], seconds / double(repeats[i]));

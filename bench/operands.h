@@ -42,14 +42,14 @@ template <class T>
 inline constexpr bool is_single = sizeof(typename real_of<T>::type) == sizeof(float);
 
 // Memory on a 64-byte boundary, shared by the closures of a case. The operands of a case take different
-// places in a page (`turn`): with equal ones, a load would wait for an unrelated store to the same place in
-// another page.
+// places in a page (`page_slot`): with equal ones, a load would wait for an unrelated store to the same place
+// in another page.
 template <class T>
 class operand {
  public:
-  explicit operand(int64_t count, int turn = 0) : count_(count) {
+  explicit operand(int64_t count, int page_slot = 0) : count_(count) {
     constexpr size_t page = 4096;
-    const size_t offset = size_t(turn) * 1088;
+    const size_t offset = size_t(page_slot) * 1088;
     const size_t bytes = (offset + size_t(count) * sizeof(T) + page - 1) / page * page;
     char* p = static_cast<char*>(std::aligned_alloc(page, bytes));
     if (p == nullptr) throw std::bad_alloc();

@@ -94,8 +94,8 @@ inline pattern power_law(int32_t m) {
 }
 
 template <class T>
-operand<T> copied(const std::vector<T>& v, int turn) {
-  operand<T> o(int64_t(v.size()), turn);
+operand<T> copied(const std::vector<T>& v, int page_slot) {
+  operand<T> o(int64_t(v.size()), page_slot);
   std::copy(v.begin(), v.end(), o.data());
   return o;
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Lays out tables and writes them, CSV and plots.
 #include "bench/report.h"
 
 #include <fmt/format.h>

@@ -155,8 +155,8 @@ enum class target { csc, coo, dia, bsr };
 
 // Memory on large pages, as SciPy's arrays have them: on small ones a transposition waits for their tables.
 template <class T>
-operand<T> on_large_pages(int64_t count, int turn) {
-  operand<T> memory(count, turn);
+operand<T> on_large_pages(int64_t count, int page_slot) {
+  operand<T> memory(count, page_slot);
   constexpr uintptr_t page = 4096;
   const uintptr_t start = reinterpret_cast<uintptr_t>(memory.data()) / page * page;
   madvise(reinterpret_cast<void*>(start), size_t(count) * sizeof(T), MADV_HUGEPAGE);

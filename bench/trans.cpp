@@ -95,10 +95,10 @@ bench_case in_place(const environment& env, const char* routine, zor::imatcopy_f
   c.setup = [&env, symbol = std::string(routine) + "_", fn, s] {
     const operand<T> ab(s.rows * s.cols, 0);
     fill(ab, 1);
-    const auto turned = std::make_shared<bool>(false);
-    const auto next = [turned, s] {
-      *turned = !*turned;
-      return *turned ? s : shape{s.cols, s.rows};
+    const auto swapped = std::make_shared<bool>(false);
+    const auto next = [swapped, s] {
+      *swapped = !*swapped;
+      return *swapped ? s : shape{s.cols, s.rows};
     };
     std::vector<contender> all = {{"zor", [=, threads = env.opts.threads](int64_t repeats) {
                                      zor_core_set_num_threads(threads);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Puts the report of a bad argument into words and hands it to the handler.
 #include "core/bad_argument.h"
 
 #include <atomic>

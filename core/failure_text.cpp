@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Formats the text of a failure into the thread's buffer.
 #include "core/failure_text.h"
 
 namespace zor_core {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Finds the kernel library in the process, and tells its file, build and arithmetic.
 #include "core/kern.h"
 
 #include <dlfcn.h>

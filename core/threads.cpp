@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Decides how many threads a call gets, and cuts its work.
 #include "core/threads.h"
 
 #include <omp.h>

@@ -38,6 +38,7 @@ struct alignas(64) worker {
 
 namespace {
 
+// The limit of threads before a program sets one, and the threads of the library that there are at most.
 constexpr int32_t least_limit = 64, record_count = 1024;
 // Kernels need 64 KiB; the rest is for what else the system keeps on a stack.
 constexpr size_t stack_bytes = size_t(1) << 20;

@@ -19,8 +19,8 @@ export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 OMP_NUM_THREADS
 mpi=(mpirun -np 2 --oversubscribe)
 
 # Some packages bring a liblapack.so.3 that goes past libblas.so.3, so the reference LAPACK comes first.
-over_ours() { LD_LIBRARY_PATH=$ours:$debian/lapack "$@"; }
-over_reference() { LD_LIBRARY_PATH=$debian/blas:$debian/lapack "$@"; }
+with_zor() { LD_LIBRARY_PATH=$ours:$debian/lapack "$@"; }
+with_reference() { LD_LIBRARY_PATH=$debian/blas:$debian/lapack "$@"; }
 
 status=0
 # row PROGRAM PASSED FAILED EXPECTED [NOTE]
@@ -49,11 +49,11 @@ run_lapack() {
   local t input wanted p f e g known
   for t in s d c z; do
     case $t in s | d) wanted=86 ;; *) wanted=110 ;; esac
-    over_ours "$debian/lapack/xlintst$t" <"$debian/lapack/${t}test.in" >lin 2>&1 || true
+    with_zor "$debian/lapack/xlintst$t" <"$debian/lapack/${t}test.in" >lin 2>&1 || true
     row "xlintst$t" "$(count 'passed the (threshold|tests of the error exits)' lin)" "$(count 'failed to pass|illegal|\*\*\*' lin)" $wanted
     for input in nep sep se2 svd ${t}ec ${t}ed ${t}gg ${t}gd ${t}sb ${t}sg ${t}bal ${t}bak ${t}gbal ${t}gbak ${t}bb glm gqr gsv lse; do
-      over_ours "$debian/lapack/xeigtst$t" <"$debian/lapack/$input.in" >own 2>&1 || true
-      over_reference "$debian/lapack/xeigtst$t" <"$debian/lapack/$input.in" >theirs 2>&1 || true
+      with_zor "$debian/lapack/xeigtst$t" <"$debian/lapack/$input.in" >own 2>&1 || true
+      with_reference "$debian/lapack/xeigtst$t" <"$debian/lapack/$input.in" >theirs 2>&1 || true
       p=$((${p-0} + $(count 'passed' own))) f=$((${f-0} + $(count 'failed to pass' own)))
       e=$((${e-0} + $(count 'passed' theirs))) g=$((${g-0} + $(count 'failed to pass' theirs)))
     done
@@ -68,7 +68,7 @@ run_lapack() {
 pytest() { # NAME EXPECTED MODULES...
   local name=$1 expected=$2
   shift 2
-  over_ours /usr/bin/python3 -m pytest -q -p no:cacheprovider --pyargs "$@" >pytest.log 2>&1 || true
+  with_zor /usr/bin/python3 -m pytest -q -p no:cacheprovider --pyargs "$@" >pytest.log 2>&1 || true
   local passed failed
   passed=$(grep -oE '[0-9]+ passed' pytest.log | tail -1 | cut -d' ' -f1) || true
   failed=$(grep -oE '[0-9]+ (failed|errors?)' pytest.log | awk '{n += $1} END {print n + 0}') || true
@@ -85,11 +85,11 @@ counted() { # NAME EXPECTED LINE "p passed f failed"
   read -r -a line <<<"$3"
   row "$1" "${line[0]-0}" "${line[2]-none}" "$2"
 }
-run_fork() { counted "python, fork" 7 "$(over_ours timeout 300 /usr/bin/python3 "$external/fork_products.py" | tail -1)"; }
+run_fork() { counted "python, fork" 7 "$(with_zor timeout 300 /usr/bin/python3 "$external/fork_products.py" | tail -1)"; }
 run_octave() {
   local own theirs
-  read -r -a own <<<"$(over_ours octave-cli --no-init-file "$external/linear_algebra.m" 2>/dev/null | tail -1)"
-  read -r -a theirs <<<"$(over_reference octave-cli --no-init-file "$external/linear_algebra.m" 2>/dev/null | tail -1)"
+  read -r -a own <<<"$(with_zor octave-cli --no-init-file "$external/linear_algebra.m" 2>/dev/null | tail -1)"
+  read -r -a theirs <<<"$(with_reference octave-cli --no-init-file "$external/linear_algebra.m" 2>/dev/null | tail -1)"
   row_like_reference octave "${own[0]-0}" "${own[2]-none}" "${theirs[0]-0}" "${theirs[2]-none}"
 }
 # Convolutions and correlations of random arrays beside scipy.signal.
@@ -113,7 +113,7 @@ run_scalapack() {
   scalapack_folder
   for test in xdlu:60 xzllt:108 xsqr:88 PBLAS/dpb3tst:128 PBLAS/zpb3tst:176 PBLAS/cpb1tst:160; do
     name=${test%:*} expected=${test#*:}
-    (cd "scalapack/$(dirname "$name")" && over_ours "${mpi[@]}" "./$(basename "$name")") >log 2>&1 || true
+    (cd "scalapack/$(dirname "$name")" && with_zor "${mpi[@]}" "./$(basename "$name")") >log 2>&1 || true
     sed -i '/flagged as\|SUBROUTINE/d' log # headings
     row "$(basename "$name"), 2 ranks" "$(count '\bPASSED\b' log)" "$(count '\bFAILED\b' log)" "$expected"
   done
@@ -125,7 +125,7 @@ hpl_input() {
 }
 run_hpl() {
   hpl_input 2000 1
-  over_ours "${mpi[@]}" hpcc >log 2>&1 || true
+  with_zor "${mpi[@]}" hpcc >log 2>&1 || true
   row "HPL, 2 ranks" "$(count '\.\.\.\.\.\. PASSED' hpccoutf.txt)" "$(count 'FAILED' hpccoutf.txt)" 1 \
     "$(awk -F= '/^HPL_Tflops=/ {printf "%.1f GFLOP/s", 1000 * $2}' hpccoutf.txt)"
 }

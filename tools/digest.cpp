@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Feeds numbers to SHA-256 by their bytes.
 #include "tools/digest.h"
 
 #include <openssl/evp.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Reads and writes the three kinds of grid files.
 #include "tools/grid_file.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Reads and writes portable pixmaps, binary and in text.
 #include "tools/image.h"
 
 #include <fmt/format.h>

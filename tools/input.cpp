@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Opens files and the standard input, and copies a pipe where it has to be read twice.
 #include "tools/input.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Iterations of BiCGSTAB and GMRES with their stops and diagnoses.
 #include "tools/krylov.h"
 
 #include <fmt/format.h>
@@ -138,9 +139,9 @@ bool bicgstab(const linear_system& s, double* x) {
     for (size_t i = 0; i < n; ++i) p[i] = r[i] + beta * (p[i] - omega * v[i]);
     precondition(s, p.data(), p_hat.data());
     s.times(p_hat.data(), v.data());
-    const double turn = dot(s.n, shadow.data(), v.data());
-    if (turn == 0) give_up(s, iteration, "bicgstab breaks down (A p is orthogonal to b)", other_method);
-    alpha = rho / turn;
+    const double projection = dot(s.n, shadow.data(), v.data());
+    if (projection == 0) give_up(s, iteration, "bicgstab breaks down (A p is orthogonal to b)", other_method);
+    alpha = rho / projection;
     axpy(s.n, -alpha, v.data(), r.data());
     precondition(s, r.data(), s_hat.data());
     s.times(s_hat.data(), t.data());

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Maps an input file, or a temporary one that no other process sees.
 #include "tools/mapped_memory.h"
 
 #include <fcntl.h>

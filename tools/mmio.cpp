@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Parses headers and entries in parts, and writes them.
 #include "tools/mmio.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Endings of file names, and names made fit to print.
 #include "tools/names.h"
 
 #include <fmt/format.h>

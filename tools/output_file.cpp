@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Writes to a temporary file beside the target, which is renamed at the end.
 #include "tools/output_file.h"
 
 #include <fcntl.h>

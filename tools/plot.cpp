@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Hands commands and numbers to gnuplot through a pipe, and keeps the picture in memory until it is whole.
 #include "tools/plot.h"
 
 #include <fmt/format.h>

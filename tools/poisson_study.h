@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Errors of the Poisson solvers against the number of intervals.
 #pragma once
 
 namespace zor_tools {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Writes a line over itself, and only to a terminal.
 #include "tools/progress.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Parses and writes RIFF headers and samples of each width.
 #include "tools/recording.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Tells recordings from columns of numbers, and reads both.
 #include "tools/signal.h"
 
 #include <fmt/format.h>

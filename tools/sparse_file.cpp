@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Reads entries and compresses them to sorted rows.
 #include "tools/sparse_file.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Fetches the arrays of a matrix and writes them as coordinates.
 #include "tools/sparse_result.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Duplicates the standard output for the one who takes it, and hands its place to the standard error stream.
 #include "tools/standard_streams.h"
 
 #include <fcntl.h>

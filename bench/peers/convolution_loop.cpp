@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Finds the plain convolution, which is compiled for the processor at hand in a library of its own.
 #include <dlfcn.h>
 
 #include "bench/convolution.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Finds the plain dense loops, which are compiled for the processor at hand in a library of their own.
 #include "bench/dense_loops.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Loads the libraries of the adapters side by side, with their names hidden from each other.
 #include "bench/peers/peer.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The reference LAPACK as a peer.
 #include "bench/peers/peer.h"
 
 namespace zor_bench {

@@ -50,7 +50,7 @@ inline division divide(zor_int n, kernel_blocks blocks, int32_t threads) {
 
 // Calls body(first, count) for the pieces of 0 to n - 1 that threads take, one piece when `products` are few.
 template <class Body>
-void over_division(zor_int n, zor_int products, kernel_blocks blocks, const Body& body) {
+void for_divisions(zor_int n, zor_int products, kernel_blocks blocks, const Body& body) {
   const int32_t threads = products < zor::thresholds::threaded_products ? 1 : usable_threads();
   if (threads == 1) return body(zor_int(0), n);
   const division d = divide(n, blocks, threads);

@@ -46,7 +46,7 @@ void copy(const char* routine, zor::copy_fn<T>* kernel, const zor_int* n, const 
   // With an increment of 0 the last element of x stays in y.
   const int32_t threads = *incy == 0 ? 1 : threads_for<T>(*n);
   if (threads == 1) return kernel(n, x, incx, y, incy);
-  over_pieces<T>(threads, *n, [=](zor_int first, zor_int count) {
+  for_vector_pieces<T>(threads, *n, [=](zor_int first, zor_int count) {
     kernel(&count, part(x, *n, *incx, first, count), incx, part(y, *n, *incy, first, count), incy);
   });
 }
@@ -67,8 +67,8 @@ void scal(const char* routine, kern_function<zor::scal_fn<T, A>>& kernel, const 
   const int32_t threads = *incx == 0 ? 1 : threads_for<T>(*n);
   if (threads == 1) return scale(n, alpha, x, incx);
   const zor_int step = *incx < 0 ? -*incx : *incx;
-  over_pieces<T>(threads, *n,
-                 [=](zor_int first, zor_int count) { scale(&count, alpha, x + first * step, &step); });
+  for_vector_pieces<T>(threads, *n,
+                       [=](zor_int first, zor_int count) { scale(&count, alpha, x + first * step, &step); });
 }
 
 template <class T, class C, class S>
@@ -90,7 +90,7 @@ void rot(const char* routine, zor::rot_fn<T, C, S>* kernel, const zor_int* n, T*
     return;
   const int32_t threads = *incx == 0 || *incy == 0 ? 1 : threads_for<T>(*n);
   if (threads == 1) return kernel(n, x, incx, y, incy, c, s);
-  over_pieces<T>(threads, *n, [=](zor_int first, zor_int count) {
+  for_vector_pieces<T>(threads, *n, [=](zor_int first, zor_int count) {
     kernel(&count, part(x, *n, *incx, first, count), incx, part(y, *n, *incy, first, count), incy, c, s);
   });
 }
@@ -157,7 +157,7 @@ void axpby(const char* routine, kern_function<zor::scal_fn<T, T>>& scale, const 
       axpby_range(scale.get(), *alpha, part(x, *n, *incx, i, 1), 1, *beta, y, 1, 1, 0, 1);
     return;
   }
-  over_pieces<T>(threads_for<T>(*n), *n, [=, &scale](zor_int first, zor_int count) {
+  for_vector_pieces<T>(threads_for<T>(*n), *n, [=, &scale](zor_int first, zor_int count) {
     axpby_range(scale.get(), *alpha, x, *incx, *beta, y, *incy, *n, first, first + count);
   });
 }

@@ -39,7 +39,7 @@ template <class T>
                                      const T* beta, T* y, const zor_int* incy) {
   const bool plain = is_plain(trans);
   const zor_int outputs = plain ? *m : *n;
-  over_cuts(threads, outputs, grain, [&](zor_int first, zor_int count) {
+  for_cuts(threads, outputs, grain, [&](zor_int first, zor_int count) {
     kernels<T>::gemv(trans, plain ? &count : m, plain ? n : &count, alpha, a + (plain ? first : first * lda),
                      &lda, x, incx, beta, part(y, outputs, *incy, first, count), incy);
   });

@@ -37,11 +37,11 @@ template <class T>
 void threaded_ger(int32_t threads, zor::xger_fn<T>* kernel, zor_int m, zor_int n, const T* alpha, const T* x,
                   zor_int incx, const T* y, zor_int incy, T* a, zor_int lda) {
   if (n >= 4 * zor_int(threads))
-    over_cuts(threads, n, 1, [&](zor_int first, zor_int count) {
+    for_cuts(threads, n, 1, [&](zor_int first, zor_int count) {
       kernel(&m, &count, alpha, x, &incx, part(y, n, incy, first, count), &incy, a + first * lda, &lda);
     });
   else
-    over_cuts(threads, m, matvec_grain, [&](zor_int first, zor_int count) {
+    for_cuts(threads, m, matvec_grain, [&](zor_int first, zor_int count) {
       kernel(&count, &n, alpha, part(x, m, incx, first, count), &incx, y, &incy, a + first, &lda);
     });
 }
@@ -151,7 +151,7 @@ void threaded_gbmv(int32_t threads, const char* trans, zor_int m, zor_int n, zor
   const zor_int outputs = plain ? m : n, inputs = plain ? n : m;
   const zor_int before = plain ? kl : ku, behind = plain ? ku : kl;
   auto* const kernel = gbmv_kernel<T>.get();
-  over_cuts(threads, outputs, matvec_grain, [&](zor_int first, zor_int count) {
+  for_cuts(threads, outputs, matvec_grain, [&](zor_int first, zor_int count) {
     const zor_int begin = first > before ? first - before : 0,
                   end = inputs - first - count > behind ? first + count + behind : inputs;
     T* const piece = part(y, outputs, *incy, first, count);
@@ -191,7 +191,7 @@ struct banded_product {
     const zor_int pieces = pieces_for(threads), both = before + behind;
     T* const memory = static_cast<T*>(zor_serv_allocate(uint64_t(n + pieces * both) * sizeof(T), 64));
     if (memory == nullptr) return false;
-    const auto over_pieces_of_band = [&](const auto& body) {
+    const auto for_pieces_of_band = [&](const auto& body) {
       for_each_piece(threads, pieces, [&](zor_int piece) {
         const zor_int first = cut(n, matvec_grain, pieces, piece),
                       last = cut(n, matvec_grain, pieces, piece + 1);
@@ -200,10 +200,10 @@ struct banded_product {
         body(first, last - first, begin, end - begin, memory + first + piece * both);
       });
     };
-    over_pieces_of_band([&](zor_int, zor_int, zor_int begin, zor_int size, T* v) {
+    for_pieces_of_band([&](zor_int, zor_int, zor_int begin, zor_int size, T* v) {
       copy_of(size, part(x, n, *incx, begin, size), incx, v);
     });
-    over_pieces_of_band([&](zor_int first, zor_int count, zor_int begin, zor_int size, T* v) {
+    for_pieces_of_band([&](zor_int first, zor_int count, zor_int begin, zor_int size, T* v) {
       multiply(begin, size, v);
       kernels<T>::copy(&count, v + (first - begin), &one_step, part(x, n, *incx, first, count), incx);
     });

@@ -12,7 +12,7 @@ namespace zor_core {
 
 // Calls body(first, count) for pieces of 0 to n - 1, one a thread at most, cut at multiples of `grain`.
 template <class Body>
-void over_cuts(int32_t threads, zor_int n, zor_int grain, const Body& body) {
+void for_cuts(int32_t threads, zor_int n, zor_int grain, const Body& body) {
   const zor_int pieces = std::clamp<zor_int>(n / grain, 1, threads);
   for_each_piece(threads, pieces, [&](zor_int piece) {
     const zor_int first = cut(n, grain, pieces, piece);
@@ -29,8 +29,8 @@ int32_t threads_for(zor_int n) {
 
 // Calls body(first, count) for a piece of 0 to n - 1 a thread.
 template <class T, class Body>
-void over_pieces(int32_t threads, zor_int n, const Body& body) {
-  over_cuts(threads, n, zor::thresholds::vector_cut_bytes / zor_int(sizeof(T)), body);
+void for_vector_pieces(int32_t threads, zor_int n, const Body& body) {
+  for_cuts(threads, n, zor::thresholds::vector_cut_bytes / zor_int(sizeof(T)), body);
 }
 
 // Threads for a matrix of so many stored rows and columns, from `least` bytes on.

@@ -40,7 +40,7 @@ void symm(const char* routine, zor::symm_fn<T>* kernel, const char* side, const 
   if (list.reported(routine) || !written) return;
   // Without a product A and B are not read: what they hold does not reach C.
   if (!read) return kernels<T>::mscale(m, n, beta, c, ldc);
-  over_division(left ? columns : rows, saturating_product(rows, columns, order), symmetric_blocks,
+  for_divisions(left ? columns : rows, saturating_product(rows, columns, order), symmetric_blocks,
                 [&](zor_int first, zor_int count) {
                   kernel(side, uplo, left ? m : &count, left ? &count : n, alpha, a, lda,
                          b + (left ? first * *ldb : first), ldb, beta, c + (left ? first * *ldc : first),
@@ -69,7 +69,7 @@ void product(const char* routine, Kernel* kernel, kernel_blocks (*blocks)(zor_in
   list.matrix("b", b, "ldb", ldb, plain_b ? depth : columns, plain_b ? columns : depth, read);
   list.pointer("beta", beta).matrix("c", c, "ldc", ldc, rows, columns, written);
   if (list.reported(routine) || !written) return;
-  over_division(columns, read ? saturating_product(rows, columns, depth) : 0, blocks(rows),
+  for_divisions(columns, read ? saturating_product(rows, columns, depth) : 0, blocks(rows),
                 [&](zor_int first, zor_int count) {
                   kernel(transa, transb, m, &count, k, alpha, a, lda, b + (plain_b ? first * *ldb : first),
                          ldb, beta, c + first * *ldc, ldc);

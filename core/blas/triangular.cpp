@@ -37,7 +37,7 @@ void triangular(const char* routine, zor::xtrsm_fn<T>* kernel, kernel_blocks (*b
   list.option("diag", diag, 'N', 'U').size("m", m).size("n", n).pointer("alpha", alpha);
   list.matrix("a", a, "lda", lda, order, order, read).matrix("b", b, "ldb", ldb, rows, columns, some);
   if (list.reported(routine) || !some) return;
-  over_division(left ? columns : rows, read ? saturating_product(rows, columns, order) : 0,
+  for_divisions(left ? columns : rows, read ? saturating_product(rows, columns, order) : 0,
                 blocks(left, is_plain(transa)), [&](zor_int first, zor_int count) {
                   kernel(side, uplo, transa, diag, left ? m : &count, left ? &count : n, alpha, a, lda,
                          b + (left ? first * *ldb : first), ldb);

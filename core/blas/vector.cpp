@@ -56,7 +56,7 @@ template <class T, class Call>
 template <class T>
 [[gnu::noinline]] void threaded_axpy(int32_t threads, zor_int n, const T* alpha, const T* x,
                                      const zor_int* incx, T* y, const zor_int* incy) {
-  over_pieces<T>(threads, n, [&](zor_int first, zor_int count) {
+  for_vector_pieces<T>(threads, n, [&](zor_int first, zor_int count) {
     kernels<T>::axpy(&count, alpha, part(x, n, *incx, first, count), incx, part(y, n, *incy, first, count),
                      incy);
   });
@@ -64,7 +64,7 @@ template <class T>
 template <class T>
 [[gnu::noinline]] void threaded_swap(int32_t threads, zor_int n, T* x, const zor_int* incx, T* y,
                                      const zor_int* incy) {
-  over_pieces<T>(threads, n, [&](zor_int first, zor_int count) {
+  for_vector_pieces<T>(threads, n, [&](zor_int first, zor_int count) {
     kernels<T>::swap(&count, part(x, n, *incx, first, count), incx, part(y, n, *incy, first, count), incy);
   });
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A short list under a lock. Calls that share a plan are counted, and the plan that was used longest ago
+// gives way to a new one.
 #include "core/conv/kept_plans.h"
 
 #include <atomic>

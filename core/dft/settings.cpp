@@ -239,7 +239,8 @@ int32_t zor_fft_get(zor_fft d, int32_t parameter, void* value) {
 const char* zor_fft_failure_text(void) { return failure_text(); }
 
 const char* zor_fft_error_text(int32_t status) {
-  return zor_serv_zor_get_msg(status >= 0 && status <= 9 ? 761 + status : 771, 0);
+  constexpr int32_t first_message = 761, known = 10;
+  return zor_serv_zor_get_msg(first_message + (status >= 0 && status < known ? status : known), 0);
 }
 
 }  // extern "C"

@@ -10,8 +10,8 @@
 namespace zor_core {
 namespace {
 
-// Elements of all matrices below which one thread is faster, and pieces a thread takes so that none waits
-// long.
+// Tuned: elements of all matrices below which one thread is faster, and pieces a thread takes so that none
+// waits long.
 constexpr zor_int least_elements = 1 << 14, pieces_a_thread = 4;
 
 // Calls body(k) for each of `count` matrices of that many elements.

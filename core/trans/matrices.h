@@ -55,7 +55,7 @@ inline const char* bad_letters_or_sizes(char ordering, char trans, zor_int rows,
 
 // Elements a piece has at least along the dimension that is cut: whole cache lines and vectors of every type.
 inline constexpr zor_int trans_grain = 64;
-// Bytes of a matrix below which one thread is faster.
+// Tuned: bytes of a matrix below which one thread is faster.
 inline constexpr zor_int trans_least_bytes = 1 << 20;
 
 template <class T>

@@ -76,14 +76,14 @@ template <class T>
 void permute_lines(const rectangle<T>& r, char scaling, T alpha) {
   divide(r, r.m, [&](zor_int i, T* held) {
     T* const line = r.a + i * r.n;
-    zor_int turned = i, walked = 0, step = 0;
+    zor_int shift = i, walked = 0, step = 0;
     for (zor_int j = 0; j < r.n; ++j) {
-      const zor_int sum = turned + walked, other = sum < r.n ? sum : sum - r.n;
+      const zor_int sum = shift + walked, other = sum < r.n ? sum : sum - r.n;
       if (r.forwards)
         held[other] = line[j];
       else
         held[j] = line[other];
-      if (++step == r.n_steps) step = 0, turned = turned + 1 < r.m ? turned + 1 : 0;
+      if (++step == r.n_steps) step = 0, shift = shift + 1 < r.m ? shift + 1 : 0;
       walked = walked + r.m < r.n ? walked + r.m : walked + r.m - r.n;
     }
     trans_kernels<T>::omatcopy2('R', scaling, 1, r.n, alpha, held, r.n, 1, line, r.n, 1);

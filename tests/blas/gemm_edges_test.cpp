@@ -129,7 +129,7 @@ class sweep {
 // Calls body(m, n, k) for the sizes of a sweep until it returns false: all small ones, then every m with the
 // n and k around the lane counts and tiles of the builds; with fused operations in software some of them.
 template <class Body>
-bool over_sizes(const Body& body) {
+bool for_all_sizes(const Body& body) {
   constexpr zor_int small = 9;
   for (zor_int m = 1; m <= small; ++m)
     for (zor_int n = 1; n <= small; ++n)
@@ -148,7 +148,7 @@ TEST(GemmEdges, NothingOutsideTheOperandsIsRead) {
     const std::string letters = parts<T> == 2 ? "NTC" : "NT";
     for (char transa : letters)
       for (char transb : letters)
-        over_sizes([&](zor_int m, zor_int n, zor_int k) { return products.run(transa, transb, m, n, k); });
+        for_all_sizes([&](zor_int m, zor_int n, zor_int k) { return products.run(transa, transb, m, n, k); });
   };
 #define ROW_XGEMM(name, T) run(#name, name, T{});
 #include "zor/tables/blas_gemm.inc"

@@ -81,12 +81,12 @@ constexpr double subnormal = std::is_same_v<real<T>, float> ? 1e-45 : 5e-324;
 
 template <class T, class Kernel>
 void check_ger(const char* name, bool conjugate, Kernel kernel) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   const auto check = [&](zor_int m, zor_int n, const setting& s) {
     SCOPED_TRACE(::testing::Message() << name << " m=" << m << " n=" << n << " setting " << &s - settings);
-    operands<T> o({kind::full, false, m, n, m, n, m + s.pad + (m < 1)}, m, n, s, ++turn);
+    operands<T> o({kind::full, false, m, n, m, n, m + s.pad + (m < 1)}, m, n, s, ++iteration);
     o.plant(o.y, s.incy, {0, -0.0, subnormal<T>, double(NAN)});
-    if (turn % 4 == 0) o.plant(o.x, s.incx, {INFINITY, NAN});
+    if (iteration % 4 == 0) o.plant(o.x, s.incx, {INFINITY, NAN});
     compare(
         o.a,
         [&](T* a) {
@@ -115,7 +115,7 @@ void check_gbmv(const char* name, Kernel kernel) {
                       {70, 70, 69, 69},   {20, 20, 30, 40},  {0, 4, 1, 1},      {4, 0, 1, 1},
                       {130, 90, 40, 35},  {12, 50, 20, 20},  {300, 70, 299, 0}, {90, 300, 0, 250},
                       {300, 310, 10, 10}, {1500, 3, 1400, 0}};
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const auto& shape : shapes)
     for (const char trans : {'N', 't', 'C'})
       for (const setting& s : settings) {
@@ -125,8 +125,8 @@ void check_gbmv(const char* name, Kernel kernel) {
         const bool plain = trans == 'N';
         operands<T> o(
             {kind::band, false, shape.m, shape.n, shape.kl, shape.ku, shape.kl + shape.ku + 1 + s.pad},
-            plain ? shape.n : shape.m, plain ? shape.m : shape.n, s, ++turn);
-        if (turn % 5 == 0) o.plant(o.x, s.incx, {INFINITY, 0});
+            plain ? shape.n : shape.m, plain ? shape.m : shape.n, s, ++iteration);
+        if (iteration % 5 == 0) o.plant(o.x, s.incx, {INFINITY, 0});
         compare(
             o.y,
             [&](T* y) {
@@ -175,10 +175,10 @@ void spoil_diagonal(operands<T>& o, bool hermitian) {
 template <class T, class Call>
 void check_symv(const char* name, kind stored, bool hermitian, const Call& call) {
   SCOPED_TRACE(name);
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for_triangles(stored, [&](char uplo, const layout& l, const setting& s) {
-    operands<T> o(l, l.n, l.n, s, ++turn);
-    if (turn % 5 == 0) o.plant(o.x, s.incx, {INFINITY, 0, double(NAN)});
+    operands<T> o(l, l.n, l.n, s, ++iteration);
+    if (iteration % 5 == 0) o.plant(o.x, s.incx, {INFINITY, 0, double(NAN)});
     spoil_diagonal(o, hermitian);
     compare(
         o.y,
@@ -212,11 +212,11 @@ TEST(Level2, ProductsWithSymmetricMatrices) {
 template <class T, class Call>
 void check_rank_one(const char* name, kind stored, bool hermitian, const Call& call) {
   SCOPED_TRACE(name);
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   const auto check = [&](char uplo, const layout& l, const setting& s) {
-    operands<T> o(l, l.n, 0, s, ++turn);
+    operands<T> o(l, l.n, 0, s, ++iteration);
     o.plant(o.x, s.incx, {0, subnormal<T>, -0.0});
-    if (turn % 5 == 0) o.plant(o.x, s.incx, {INFINITY});
+    if (iteration % 5 == 0) o.plant(o.x, s.incx, {INFINITY});
     spoil_diagonal(o, hermitian);
     const real<T> alpha = reals(&o.alpha)[0];
     compare(
@@ -231,15 +231,15 @@ void check_rank_one(const char* name, kind stored, bool hermitian, const Call& c
 template <class T, class Call>
 void check_rank_two(const char* name, kind stored, bool hermitian, const Call& call) {
   SCOPED_TRACE(name);
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   const auto check = [&](char uplo, const layout& l, const setting& s) {
-    operands<T> o(l, l.n, l.n, s, ++turn);
-    if (turn % 2 == 0 && l.n > 0)  // a column that is left alone
+    operands<T> o(l, l.n, l.n, s, ++iteration);
+    if (iteration % 2 == 0 && l.n > 0)  // a column that is left alone
       o.x[size_t(l.n / 2 * std::abs(s.incx))] =
           o.y[size_t((s.incx < 0) == (s.incy < 0) ? l.n / 2 * std::abs(s.incy)
                                                   : (l.n - 1 - l.n / 2) * std::abs(s.incy))] = T{};
-    if (turn % 3 == 0) o.plant(o.x, s.incx, {0, subnormal<T>}), o.plant(o.y, s.incy, {-0.0});
-    if (turn % 5 == 0) o.plant(o.x, s.incx, {INFINITY, double(NAN)});
+    if (iteration % 3 == 0) o.plant(o.x, s.incx, {0, subnormal<T>}), o.plant(o.y, s.incy, {-0.0});
+    if (iteration % 5 == 0) o.plant(o.x, s.incx, {INFINITY, double(NAN)});
     spoil_diagonal(o, hermitian);
     compare(
         o.a,
@@ -277,13 +277,13 @@ enum class task { solve, multiply };
 template <class T, class Call>
 void check_triangular(const char* name, kind stored, task what, zor_int block, const Call& call) {
   SCOPED_TRACE(name);
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   const auto check = [&](char uplo, const layout& l, const setting& s) {
     if (size_t(&s - settings) >= placements) return;
     for (const char trans : {'N', 't', 'c'})
       for (const char diag : {'n', 'U'}) {
         SCOPED_TRACE(::testing::Message() << trans << diag);
-        operands<T> o(l, l.n, 0, s, ++turn);
+        operands<T> o(l, l.n, 0, s, ++iteration);
         const bool unit = diag == 'U';
         for (zor_int j = 0; j < l.n; ++j)
           for (zor_int i = l.first(j); i < l.end(j); ++i) {
@@ -295,8 +295,8 @@ void check_triangular(const char* name, kind stored, task what, zor_int block, c
                 e[h] = std::numeric_limits<real<T>>::signaling_NaN();
             }
           }
-        if (turn % 7 == 0) o.plant(o.x, s.incx, {0, INFINITY});
-        if (turn % 11 == 0 && !unit && l.n > 2) o.a[l.place(l.n / 2, l.n / 2)] = T{};
+        if (iteration % 7 == 0) o.plant(o.x, s.incx, {0, INFINITY});
+        if (iteration % 11 == 0 && !unit && l.n > 2) o.a[l.place(l.n / 2, l.n / 2)] = T{};
         compare(
             o.x,
             [&](T* x) {
@@ -314,7 +314,8 @@ void check_triangular(const char* name, kind stored, task what, zor_int block, c
   // Beyond 1000 elements the rectangles of strided vectors are staged.
   if (stored == kind::full)
     for (const char uplo : {'U', 'L'})
-      check(uplo, layout::triangle(stored, is_upper(uplo), 1041, 1040, 1042), settings[turn % 2 ? 4 : 0]);
+      check(uplo, layout::triangle(stored, is_upper(uplo), 1041, 1040, 1042),
+            settings[iteration % 2 ? 4 : 0]);
 }
 
 #define FULL(name, T, what, block)                                                                      \

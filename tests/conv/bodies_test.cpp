@@ -40,12 +40,12 @@ TEST(ConvBodies, Lines) {
   for (const auto& l : lengths)
     for (const bool correlation : {false, true})
       for (const int32_t mode : modes)
-        for (int turn = 0; turn < 4; ++turn) {
+        for (int iteration = 0; iteration < 4; ++iteration) {
           conv_problem p = whole(correlation, {l[0]}, {l[1]});
-          if (turn > 0) draw_range(random, &p);
-          if (turn > 1) p.x_stride = draw_strides(random, p.x_shape, false);
-          if (turn > 1) p.y_stride = draw_strides(random, p.y_shape, false);
-          if (turn > 2) p.z_stride = draw_strides(random, p.z_shape, true);
+          if (iteration > 0) draw_range(random, &p);
+          if (iteration > 1) p.x_stride = draw_strides(random, p.x_shape, false);
+          if (iteration > 1) p.y_stride = draw_strides(random, p.y_shape, false);
+          if (iteration > 2) p.z_stride = draw_strides(random, p.z_shape, true);
           check_types(p, mode, random);
         }
 }
@@ -71,19 +71,19 @@ TEST(ConvBodies, LongLines) {
 TEST(ConvBodies, BoxesOfAnyRank) {
   constexpr int32_t longest[] = {0, 0, 14, 8, 5, 4, 3, 3};
   random_bits random(3);
-  for (int turn = 0; turn < 200; ++turn) {
-    const int dims = 2 + turn % 6;
+  for (int iteration = 0; iteration < 200; ++iteration) {
+    const int dims = 2 + iteration % 6;
     shape x, y;
     for (int d = 0; d < dims; ++d) {
       x.push_back(int32_t(random.between(1, longest[dims])));
       y.push_back(int32_t(random.between(1, longest[dims])));
     }
-    conv_problem p = whole(turn / 6 % 2 == 1, x, y);
-    if (turn % 4 > 0) draw_range(random, &p);
-    if (turn % 4 > 1) p.x_stride = draw_strides(random, p.x_shape, false);
-    if (turn % 4 > 1) p.y_stride = draw_strides(random, p.y_shape, false);
-    if (turn % 4 > 2) p.z_stride = draw_strides(random, p.z_shape, true);
-    check_types(p, modes[turn / 12 % 2], random);
+    conv_problem p = whole(iteration / 6 % 2 == 1, x, y);
+    if (iteration % 4 > 0) draw_range(random, &p);
+    if (iteration % 4 > 1) p.x_stride = draw_strides(random, p.x_shape, false);
+    if (iteration % 4 > 1) p.y_stride = draw_strides(random, p.y_shape, false);
+    if (iteration % 4 > 2) p.z_stride = draw_strides(random, p.z_shape, true);
+    check_types(p, modes[iteration / 12 % 2], random);
   }
 }
 

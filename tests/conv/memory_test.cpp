@@ -101,17 +101,18 @@ TEST(ConvMemory, TasksWithoutMemory) {
   zor_conv_DeleteTask(&task);
 }
 
-// Lengths of its own for each turn: plans that stay in the library are made anew.
+// Lengths of its own for each call: plans that stay in the library are made anew.
 TEST(ConvMemory, PublicEntries) {
   random_bits random(8);
-  zor_int turn = 0;
+  zor_int iteration = 0;
   for (const int32_t threads : {1, 3})
     for (const int32_t method : {ZOR_CONV_DIRECT, ZOR_CONV_TRANSFORM})
       for (const bool onwards : {false, true}) {
         zor_core_set_num_threads(threads);
         bool done = false;
         for (long n = 0; n < 400 && !done; ++n) {
-          const zor_int m = 9000 + 2048 * (turn % 9), taps = turn++ % 2 == 0 ? 300 : 600, full = m + taps - 1;
+          const zor_int m = 9000 + 2048 * (iteration % 9), taps = iteration++ % 2 == 0 ? 300 : 600,
+                        full = m + taps - 1;
           std::vector<double> x(static_cast<size_t>(m)), y(static_cast<size_t>(taps)),
               z(static_cast<size_t>(full));
           for (double& e : x) e = double(random.between(-3, 3));

@@ -146,8 +146,8 @@ TEST(PublicConv, LongLines) {
 TEST(PublicConv, BoxesOfAnyRank) {
   constexpr int32_t longest[] = {0, 0, 20, 9, 6, 4, 3, 3};
   random_bits random(13);
-  for (int turn = 0; turn < 36; ++turn) {
-    const int dims = 2 + turn % 6;
+  for (int iteration = 0; iteration < 36; ++iteration) {
+    const int dims = 2 + iteration % 6;
     shape x, y;
     for (int d = 0; d < dims; ++d) {
       x.push_back(int32_t(random.between(1, longest[dims])));
@@ -306,8 +306,8 @@ TEST(PublicConv, CallersAtOnce) {
   std::vector<std::thread> threads;
   for (int caller = 0; caller < callers; ++caller)
     threads.emplace_back([&, caller] {
-      for (int turn = 0; turn < 40; ++turn) {
-        const int which = (turn * (caller + 1) + caller) % lengths;
+      for (int iteration = 0; iteration < 40; ++iteration) {
+        const int which = (iteration * (caller + 1) + caller) % lengths;
         const std::vector<double> z = result(which);
         EXPECT_TRUE(same_bits(expected[size_t(which)].data(), z.data(), z.size())) << which;
       }

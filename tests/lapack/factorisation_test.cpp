@@ -17,11 +17,11 @@ constexpr zor_int orders[] = {-1, 0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 18, 31,
 // A matrix in one triangle; the other one holds NaN, which nobody reads.
 template <class T>
 struct triangle {
-  triangle(bool upper_, zor_int n_, size_t turn, random_bits& random, content what = content::plain)
+  triangle(bool upper_, zor_int n_, size_t iteration, random_bits& random, content what = content::plain)
       : upper(upper_),
         n(n_),
-        lda(std::max<zor_int>(n_, 1) + zor_int(turn % 3)),
-        a(span(n_, n_, lda), placements[turn % std::size(placements)], random, what) {
+        lda(std::max<zor_int>(n_, 1) + zor_int(iteration % 3)),
+        a(span(n_, n_, lda), placements[iteration % std::size(placements)], random, what) {
     for (zor_int j = 0; j < n; ++j)
       for (zor_int i = 0; i < (j + 1 < n ? lda : n); ++i)
         if (upper ? i > j : i < j || i >= n) set(i, j, double(NAN));
@@ -45,10 +45,10 @@ struct triangle {
 template <class T>
 void check_potrf(const char* name, zor::potrf_small_fn<T>* kernel, bool upper) {
   random_bits random(11);
-  size_t turn = 0;
+  size_t iteration = 0;
   for (const zor_int n : orders)
     for (const char* kind : {"definite", "definite", "indefinite", "special"}) {
-      triangle<T> m(upper, n, ++turn, random, kind[0] == 's' ? content::special : content::plain);
+      triangle<T> m(upper, n, ++iteration, random, kind[0] == 's' ? content::special : content::plain);
       if (kind[0] != 's') m.add_to_diagonal(double(n) + 2);
       const zor_int failing = n > 0 && kind[0] == 'i' ? random.between(1, n) : 0;
       if (failing > 0) m.set(failing - 1, failing - 1, failing % 2 == 0 ? 0.0 : double(NAN));
@@ -93,11 +93,11 @@ TEST(PotrfSmall, TakesAnyAddress) {
 template <class R>
 void check_sytrf(const char* name, zor::sytrf_small_fn<R>* kernel, bool upper) {
   random_bits random(12);
-  size_t turn = 0;
+  size_t iteration = 0;
   int two_by_two = 0, singular = 0;
   for (const zor_int n : orders)
     for (const char* kind : {"plain", "plain", "no diagonal", "zero", "special"}) {
-      triangle<R> m(upper, n, ++turn, random, kind[0] == 's' ? content::special : content::plain);
+      triangle<R> m(upper, n, ++iteration, random, kind[0] == 's' ? content::special : content::plain);
       for (zor_int j = 0; kind[0] == 'n' && j < n; ++j) m.set(j, j, 0);
       // A row and column of zeros is a zero pivot somewhere.
       const zor_int empty = n > 0 && kind[0] == 'z' ? random.between(0, n - 1) : -1;
@@ -109,7 +109,7 @@ void check_sytrf(const char* name, zor::sytrf_small_fn<R>* kernel, bool upper) {
       guarded<zor_int> pivots(size_t(std::max<zor_int>(n, 0)));
       std::vector<zor_int> expected(pivots.size());
       zor_int info[2] = {-7, -7};
-      const char uplo = "LlUu"[2 * upper + turn % 2];
+      const char uplo = "LlUu"[2 * upper + iteration % 2];
       EXPECT_TRUE(agree(
           [&](bool k) {
             if (k)
@@ -139,14 +139,14 @@ TEST(SytrfSmall, BitsFlagsInfoAndPivotsOfThePlainLoops) {
 template <class T>
 void check_gtsv(const char* name, zor::gtsv_small_fn<T>* kernel) {
   random_bits random(13);
-  size_t turn = 0;
+  size_t iteration = 0;
   for (const zor_int n : {0, 1, 2, 3, 4, 5, 8, 13, 50})
     for (const zor_int nrhs : {0, 1, 2, 3, 5, 8, 11})
       for (const char* kind : {"plain", "dominant", "zero pivot", "zero row", "special"}) {
-        const placement where = placements[++turn % std::size(placements)];
+        const placement where = placements[++iteration % std::size(placements)];
         const content what = kind[0] == 's' ? content::special : content::plain;
         const size_t off = n > 1 ? size_t(n - 1) : 0;
-        const zor_int ldb = std::max<zor_int>(n, 1) + zor_int(turn % 3);
+        const zor_int ldb = std::max<zor_int>(n, 1) + zor_int(iteration % 3);
         twin<T> dl(off, where, random, what), d(size_t(n), where, random, what), du(off, where, random, what),
             b(span(n, nrhs, ldb), where, random, what);
         for (zor_int i = 0; kind[0] == 'd' && i < n; ++i) d.set(size_t(i), 4);

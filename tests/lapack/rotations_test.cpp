@@ -13,16 +13,16 @@ template <class T>
 void check_lasr(const char* name, zor::lasr_fn<T, real<T>>* kernel, char pivot, char direction) {
   using R = real<T>;
   random_bits random(1);
-  size_t turn = 0;
+  size_t iteration = 0;
   for (const zor_int m : {-1, 0, 1, 2, 3, 7, 8, 9, 17, 34, 50})
     for (const zor_int n : {0, 1, 2, 3, 5, 8, 15, 16, 23, 37})
       for (const zor_int pad : {0, 1, 6}) {
         const zor_int lda = (m > 0 ? m : 1) + pad;
-        const placement where = placements[++turn % std::size(placements)];
-        const content what = turn % 3 == 0 ? content::special : content::plain;
+        const placement where = placements[++iteration % std::size(placements)];
+        const content what = iteration % 3 == 0 ? content::special : content::plain;
         const size_t rotations = m > 1 ? size_t(m - 1) : 0;
         twin<R> c(rotations, where, random, what), s(rotations, where, random, what);
-        if (rotations > 0 && turn % 2 == 0) c.set(rotations / 2, 1), s.set(rotations / 2, 0);
+        if (rotations > 0 && iteration % 2 == 0) c.set(rotations / 2, 1), s.set(rotations / 2, 0);
         twin<T> a(span(m, n, lda), where, random, what);
         EXPECT_TRUE(agree(
             [&](bool k) {
@@ -32,7 +32,7 @@ void check_lasr(const char* name, zor::lasr_fn<T, real<T>>* kernel, char pivot, 
                 zor_ref::lasr(pivot, direction, m, n, c(k), s(k), a(k), lda);
             },
             a, c, s))
-            << name << " m " << m << " n " << n << " lda " << lda << " turn " << turn;
+            << name << " m " << m << " n " << n << " lda " << lda << " iteration " << iteration;
       }
 }
 
@@ -48,15 +48,15 @@ template <class T>
 void check_lartv(const char* name, zor::lartv_fn<T, real<T>>* kernel) {
   using R = real<T>;
   random_bits random(2);
-  size_t turn = 0;
+  size_t iteration = 0;
   constexpr zor_int increments[][3] = {{1, 1, 1}, {2, 1, 1}, {1, 3, 1}, {1, 1, 2},
                                        {2, 3, 4}, {0, 1, 1}, {1, 1, 0}};
   for (const auto& inc : increments)
     for (const zor_int n : lengths)
       for (const placement where : placements) {
-        const content what = ++turn % 2 == 0 ? content::special : content::plain;
+        const content what = ++iteration % 2 == 0 ? content::special : content::plain;
         const auto count = [n](zor_int step) { return n < 1 ? size_t(0) : size_t((n - 1) * step + 1); };
-        const placement other = placements[turn % std::size(placements)];
+        const placement other = placements[iteration % std::size(placements)];
         twin<T> x(count(inc[0]), where, random, what), y(count(inc[1]), other, random, what),
             s(count(inc[2]), other, random, what);
         twin<R> c(count(inc[2]), where, random, what);
@@ -81,11 +81,11 @@ TEST(Lartv, BitsAndFlagsOfThePlainLoops) {
 template <class T>
 void check_reflectors(const char* name, zor::rot2_fn<T>* two, zor::rot3_fn<T>* three) {
   random_bits random(3);
-  size_t turn = 0;
+  size_t iteration = 0;
   for (const zor_int n : lengths)
     for (const placement where : placements)
       for (const placement other : placements) {
-        const content what = ++turn % 2 == 0 ? content::special : content::plain;
+        const content what = ++iteration % 2 == 0 ? content::special : content::plain;
         const size_t count = n > 0 ? size_t(n) : 0;
         twin<T> x(count, where, random, what), y(count, other, random, what), z(count, where, random, what),
             factors(3, placements[0], random, what);
@@ -102,7 +102,7 @@ void check_reflectors(const char* name, zor::rot2_fn<T>* two, zor::rot3_fn<T>* t
                 zor_ref::rot3(n, x(k), y(k), z(k), *tau, *h1, *h2);
             },
             x, y, z, factors))
-            << name << " n " << n << " turn " << turn;
+            << name << " n " << n << " iteration " << iteration;
       }
 }
 

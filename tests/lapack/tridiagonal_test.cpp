@@ -24,13 +24,13 @@ enum class pivots { dominant, plain, one_zero, one_nan };
 
 template <class T>
 struct system {
-  system(zor_int n, zor_int nrhs, size_t turn, pivots kind, random_bits& random)
-      : ldb(std::max<zor_int>(n, 1) + zor_int(turn % 3)),
-        where(placements[turn % std::size(placements)]),
+  system(zor_int n, zor_int nrhs, size_t iteration, pivots kind, random_bits& random)
+      : ldb(std::max<zor_int>(n, 1) + zor_int(iteration % 3)),
+        where(placements[iteration % std::size(placements)]),
         dl(n > 1 ? size_t(n - 1) : 0, where, random),
         d(size_t(n), where, random),
         du(n > 1 ? size_t(n - 1) : 0, where, random),
-        b(span(n, nrhs, ldb), where, random, turn % 5 == 4 ? content::special : content::plain) {
+        b(span(n, nrhs, ldb), where, random, iteration % 5 == 4 ? content::special : content::plain) {
     using R = real<T>;
     if (kind == pivots::dominant)
       for (size_t i = 0; i < size_t(n); ++i) d.set(i * parts<T>, R(3 + 0.25 * double(i % 7)));
@@ -49,21 +49,21 @@ struct system {
   twin<T> dl, d, du, b;
 };
 
-// Calls check(n, nrhs, turn, kind) for all sizes and diagonals.
+// Calls check(n, nrhs, iteration, kind) for all sizes and diagonals.
 template <class Check>
 void for_systems(const Check& check) {
-  size_t turn = 0;
+  size_t iteration = 0;
   for (const zor_int n : orders)
     for (const zor_int nrhs : columns)
       for (const pivots kind : {pivots::dominant, pivots::plain, pivots::one_zero, pivots::one_nan})
-        check(n, nrhs, ++turn, kind);
+        check(n, nrhs, ++iteration, kind);
 }
 
 template <class T>
 void check_factor(const char* name, zor::dttrfb_fn<T>* kernel) {
   random_bits random(4);
-  for_systems([&](zor_int n, zor_int, size_t turn, pivots kind) {
-    system<T> s(n, 0, turn, kind, random);
+  for_systems([&](zor_int n, zor_int, size_t iteration, pivots kind) {
+    system<T> s(n, 0, iteration, kind, random);
     zor_int info[2] = {-7, -7};
     EXPECT_TRUE(agree(
         [&](bool k) {
@@ -81,9 +81,9 @@ void check_factor(const char* name, zor::dttrfb_fn<T>* kernel) {
 template <class T>
 void check_solve(const char* name, zor::dttrsb_fn<T>* kernel) {
   random_bits random(5);
-  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
-    const char trans = "NnTtCcx"[turn % 7];
-    system<T> s(n, nrhs, turn, kind, random);
+  for_systems([&](zor_int n, zor_int nrhs, size_t iteration, pivots kind) {
+    const char trans = "NnTtCcx"[iteration % 7];
+    system<T> s(n, nrhs, iteration, kind, random);
     zor_int info = -7;
     EXPECT_TRUE(agree(
         [&](bool k) {
@@ -101,8 +101,8 @@ void check_solve(const char* name, zor::dttrsb_fn<T>* kernel) {
 template <class T>
 void check_both(const char* name, zor::dtsvb_fn<T>* kernel) {
   random_bits random(6);
-  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
-    system<T> s(n, nrhs, turn, kind, random);
+  for_systems([&](zor_int n, zor_int nrhs, size_t iteration, pivots kind) {
+    system<T> s(n, nrhs, iteration, kind, random);
     zor_int info[2] = {-7, -7};
     EXPECT_TRUE(agree(
         [&](bool k) {
@@ -131,12 +131,12 @@ zor_int grouped(zor_int nrhs, bool memory) { return memory && nrhs >= 4 ? nrhs /
 template <class T>
 void check_gtts2(const char* name, zor::gtts2_fn<T>* kernel, bool memory) {
   random_bits random(8);
-  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
-    system<T> s(n, nrhs, turn, kind, random);
+  for_systems([&](zor_int n, zor_int nrhs, size_t iteration, pivots kind) {
+    system<T> s(n, nrhs, iteration, kind, random);
     twin<T> du2(n > 2 ? size_t(n - 2) : 0, s.where, random);
     guarded<zor_int> ipiv(size_t(std::max<zor_int>(n, 0)));
     for (zor_int i = 0; i < n; ++i) ipiv[size_t(i)] = i + 1 + (i + 1 < n && random.next() % 3 == 0);
-    const zor_int itrans = zor_int(turn % 3);
+    const zor_int itrans = zor_int(iteration % 3);
     EXPECT_TRUE(agree(
         [&](bool k) {
           if (k)
@@ -153,10 +153,10 @@ void check_gtts2(const char* name, zor::gtts2_fn<T>* kernel, bool memory) {
 template <class T, class Kernel>
 void check_ptts2(const char* name, const Kernel& kernel, bool memory) {
   random_bits random(9);
-  for_systems([&](zor_int n, zor_int nrhs, size_t turn, pivots kind) {
-    system<real<T>> diagonal(n, 0, turn, kind, random);
-    system<T> s(n, nrhs, turn, pivots::plain, random);
-    const zor_int iuplo = zor_int(turn % 3);
+  for_systems([&](zor_int n, zor_int nrhs, size_t iteration, pivots kind) {
+    system<real<T>> diagonal(n, 0, iteration, kind, random);
+    system<T> s(n, nrhs, iteration, pivots::plain, random);
+    const zor_int iuplo = zor_int(iteration % 3);
     EXPECT_TRUE(agree(
         [&](bool k) {
           if (k)

@@ -266,7 +266,7 @@ zor_int potrf_small(bool upper, zor_int n, T* a, zor_int lda) {
   return 0;
 }
 
-// Bunch-Kaufman, in the usual numbering from 1: the lower triangle goes up from row 1, the upper one down
+// Bunch-Kaufman, with rows counted from 1: the lower triangle goes up from row 1, the upper one down
 // from row n.
 template <class R>
 zor_int sytrf_small(bool upper, zor_int n, R* array, zor_int lda, zor_int* ipiv) {

@@ -51,10 +51,10 @@ struct triangular {
   zor_int ldb;
 
   bool left() const { return same_letter(side, 'L'); }
-  bool turned() const { return !same_letter(trans, 'N'); }
-  bool lower() const { return same_letter(uplo, 'L') != turned(); }  // of op(A)
+  bool transposed() const { return !same_letter(trans, 'N'); }
+  bool lower() const { return same_letter(uplo, 'L') != transposed(); }  // of op(A)
   bool unit() const { return same_letter(diag, 'U'); }
-  const T* at(zor_int i, zor_int k) const { return turned() ? a + k + i * lda : a + i + k * lda; }
+  const T* at(zor_int i, zor_int k) const { return transposed() ? a + k + i * lda : a + i + k * lda; }
   T op(zor_int i, zor_int k) const { return same_letter(trans, 'C') ? conj(*at(i, k)) : *at(i, k); }
   T& x(zor_int i, zor_int other) const { return left() ? b[i + other * ldb] : b[other + i * ldb]; }
   // Coefficient of unknown k in equation i.
@@ -66,7 +66,7 @@ struct triangular {
   void add_rectangle(T factor, zor_int to, zor_int to_size, zor_int from, zor_int from_size, zor_int free,
                      zor_int count) const {
     if (to_size <= 0 || count <= 0) return;
-    const char letter = turned() ? (same_letter(trans, 'C') ? 'C' : 'T') : 'N';
+    const char letter = transposed() ? (same_letter(trans, 'C') ? 'C' : 'T') : 'N';
     if (left())
       add_product(letter, 'N', to_size, count, from_size, factor, at(to, from), lda, b + from + free * ldb,
                   ldb, 1, b + to + free * ldb, ldb);
@@ -157,8 +157,9 @@ void trsm(const triangular<T>& q) {
         q, late ? std::vector<level>{{32, all}} : std::vector<level>{{256, 1024}, {128, 1024}, {64, 512}}, 0,
         false, 0, q.n, 0, q.m);
   else
-    for (zor_int j = 0, step = q.turned() ? all : 1024; j < q.n; j += step)
-      solve_levels(q, {{64, all}, {q.turned() ? 32 : 16, all}}, 0, true, 0, q.m, j, std::min(step, q.n - j));
+    for (zor_int j = 0, step = q.transposed() ? all : 1024; j < q.n; j += step)
+      solve_levels(q, {{64, all}, {q.transposed() ? 32 : 16, all}}, 0, true, 0, q.m, j,
+                   std::min(step, q.n - j));
   if (late && !is(q.alpha, 1)) q.scale(q.alpha);
 }
 
@@ -185,7 +186,8 @@ void trmm(const triangular<T>& q) {
   if (q.m < 1 || q.n < 1) return;
   if (is(q.alpha, 0)) return q.scale(q.alpha);
   if (q.left())
-    multiply_levels(q, {{512, q.turned() ? 1024 : 2048}, {128, 1 << 30}, {32, 1 << 30}}, 0, 0, q.m, 0, q.n);
+    multiply_levels(q, {{512, q.transposed() ? 1024 : 2048}, {128, 1 << 30}, {32, 1 << 30}}, 0, 0, q.m, 0,
+                    q.n);
   else
     multiply_levels(q, {{128, 1024}, {64, 128}, {32, 128}}, 0, 0, q.n, 0, q.m);
 }

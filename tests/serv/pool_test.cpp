@@ -315,22 +315,22 @@ TEST(Pool, ABlockMayBeGivenBackByAnotherThread) {
 
 TEST(Pool, FreebuffersReachesAllThreadsAndTrimmingOne) {
   start_afresh();
-  std::barrier turn(2);
+  std::barrier step(2);
   void* held = nullptr;
   std::thread other([&] {
     held = zor_serv_allocate(300, 0);
     zor_serv_deallocate(zor_serv_allocate(400, 0));
-    turn.arrive_and_wait();
-    turn.arrive_and_wait();
+    step.arrive_and_wait();
+    step.arrive_and_wait();
   });
-  turn.arrive_and_wait();
+  step.arrive_and_wait();
   zalloc_clear_log();
   zor_serv_zor_thread_free_buffers();
   EXPECT_EQ(take_log(), "");
   zor_serv_freebuffers();
   EXPECT_EQ(take_log(), "f400");
   EXPECT_EQ(pooled_bytes(), 300u);
-  turn.arrive_and_wait();
+  step.arrive_and_wait();
   other.join();
   zor_serv_deallocate(held);
   EXPECT_EQ(take_log(), "") << "the record of a thread that has ended still holds its block";

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The message of a refused input.
 #pragma once
 
 #include <string>

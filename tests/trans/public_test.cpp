@@ -110,12 +110,12 @@ void check_in_place(const char* name, Kernel* kernel, char ordering, char trans,
 template <class T, class Kernel>
 void check_all_in_place(const char* name, Kernel* kernel) {
   constexpr shape pads[] = {{-1, 0}, {-4, 0}, {0, 0}, {3, 8}};
-  size_t turn = 0;
+  size_t iteration = 0;
   for (const shape s : {shape{1, 1}, shape{7, 300}, shape{67, 65}, shape{530, 530}, shape{611, 440},
                         shape{440, 611}, shape{130, 2100}, shape{2300, 130}})
     for (const char trans : {'N', 't', 'R', 'C'})
       for (const shape pad : pads)
-        check_in_place<T>(name, kernel, "RC"[++turn / 3 % 2], trans, s, pad.rows, pad.cols);
+        check_in_place<T>(name, kernel, "RC"[++iteration / 3 % 2], trans, s, pad.rows, pad.cols);
 }
 
 TEST(PublicTransposition, InPlace) {

@@ -214,14 +214,14 @@ void check_in_place_of(uint64_t type, char ordering, char trans, shape s, zor_in
 // Every shape to 40 by 40 with every pair of leading dimensions to 45, each in one of the types.
 TEST(Imatcopy, TransposesAllSmallShapesWithAllLeadingDimensions) {
   constexpr zor_int most = 40, widest = 45;
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (zor_int rows = 1; rows <= most; ++rows)
     for (zor_int cols = 1; cols <= most; ++cols)
       for (zor_int lda = cols; lda <= widest; ++lda)
         for (zor_int ldb = rows; ldb <= widest; ++ldb) {
-          turn += 5;
+          iteration += 5;
           check_in_place_of(
-              turn, 'R', "TC" [turn / 4 % 2], { rows, cols }, lda, ldb);
+              iteration, 'R', "TC" [iteration / 4 % 2], { rows, cols }, lda, ldb);
           if (HasFailure()) return;
         }
 }
@@ -229,7 +229,7 @@ TEST(Imatcopy, TransposesAllSmallShapesWithAllLeadingDimensions) {
 TEST(Imatcopy, LargeShapes) {
   constexpr shape large[] = {{300, 517}, {517, 300}, {1, 2000}, {1999, 1},
                              {97, 1024}, {512, 256}, {700, 701}};
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const shape s : large)
     for (const char trans : {'T', 'c', 'N', 'R'})
       for (const char ordering : {'R', 'C'}) {
@@ -237,7 +237,7 @@ TEST(Imatcopy, LargeShapes) {
         const zor_int common = std::max(from.cols, to.cols);
         const shape leading[] = {
             {from.cols, to.cols}, {common, common}, {from.cols + 3, to.cols + 8}, {common + 5, common + 5}};
-        for (const shape ld : leading) check_in_place_of(++turn, ordering, trans, s, ld.rows, ld.cols);
+        for (const shape ld : leading) check_in_place_of(++iteration, ordering, trans, s, ld.rows, ld.cols);
       }
   for (const zor_int n : {1, 2, 7, 8, 9, 31, 64, 65, 100, 129, 200, 331})
     for (const zor_int ld : {n, n + 1, n + 7})
@@ -248,13 +248,13 @@ TEST(Imatcopy, LargeShapes) {
 
 // Rows to another leading dimension, in place, upwards and downwards.
 TEST(Imatcopy, MovesRows) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const shape s :
        {shape{1, 1}, shape{1, 9}, shape{5, 3}, shape{7, 8}, shape{9, 17}, shape{30, 33}, shape{20, 67}})
     for (zor_int lda = s.cols; lda < s.cols + 20; ++lda)
       for (zor_int ldb = s.cols; ldb < s.cols + 20; ++ldb) {
-        turn += 5;
-        check_in_place_of(turn, 'R', "NR"[turn / 8 % 2], s, lda, ldb);
+        iteration += 5;
+        check_in_place_of(iteration, 'R', "NR"[iteration / 8 % 2], s, lda, ldb);
       }
 }
 
@@ -300,12 +300,12 @@ void check_sum(const char* name, Kernel* kernel, const sum_case& c) {
 
 template <class T, class Kernel>
 void check_sums(const char* name, Kernel* kernel) {
-  size_t turn = 0;
+  size_t iteration = 0;
   const auto check = [&](char ordering, char transa, char transb, shape s, zor_int pad, char in_place) {
-    ++turn;
+    ++iteration;
     check_sum<T>(name, kernel,
-                 {ordering, transa, transb, s, pad, factors[turn % std::size(factors)],
-                  factors[turn / 4 % std::size(factors)], in_place});
+                 {ordering, transa, transb, s, pad, factors[iteration % std::size(factors)],
+                  factors[iteration / 4 % std::size(factors)], in_place});
   };
   for (const char ordering : {'R', 'C', 'x'})
     for (const char transa : {'N', 't', 'r', 'C'})

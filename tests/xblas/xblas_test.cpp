@@ -80,19 +80,20 @@ constexpr zor_int steps[][2] = {{1, 1}, {2, -1}, {-1, 3}, {-3, -2}};
 
 TEST(ExtendedProducts, BitsAndFlagsOfThePlainLoops) {
   for_kernel_products([](const auto& r) {
-    size_t turn = 0;
+    size_t iteration = 0;
     for (const zor_int prec : precisions)
       for (const zor_int trans : {111, 112, 113})
         for (const zor_int m : sizes)
           for (const zor_int n : {1, 3, 8, 17, 33, 70}) {
             if (r.square() && trans == 113) continue;
-            const auto& step = steps[++turn % std::size(steps)];
+            const auto& step = steps[++iteration % std::size(steps)];
             const zor_int size = r.square() ? m : n;  // one size, both triangles
             if (r.square() && n > 1) continue;
-            const zor_int kl = zor_int(turn % 5) * (m - 1) / 4, ku = zor_int(turn / 2 % 4) * (size - 1) / 3;
+            const zor_int kl = zor_int(iteration % 5) * (m - 1) / 4,
+                          ku = zor_int(iteration / 2 % 4) * (size - 1) / 3;
             check_product(r,
-                          {trans, trans == 111 ? 121 : 122, m, size, kl, ku, zor_int(turn % 3), step[0],
-                           step[1], ordinary, ordinary, prec, turn % 2 == 0},
+                          {trans, trans == 111 ? 121 : 122, m, size, kl, ku, zor_int(iteration % 3), step[0],
+                           step[1], ordinary, ordinary, prec, iteration % 2 == 0},
                           keep);
           }
   });

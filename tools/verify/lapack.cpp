@@ -6,13 +6,13 @@
 namespace zor_tools {
 namespace {
 
-// Calls run(turn, n, columns, kind of content).
+// Calls run(iteration, n, columns, kind of content).
 template <class Run>
 void for_sizes(const Run& run) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const content kind : {content::ordinary, content::special})
     for (const zor_int n : {1, 2, 3, 4, 7, 8, 9, 16, 21, 37, 130})
-      for (const zor_int columns : {1, 2, 4, 7, 8, 19}) run(++turn, n, columns, kind);
+      for (const zor_int columns : {1, 2, 4, 7, 8, 19}) run(++iteration, n, columns, kind);
 }
 
 size_t matrix(zor_int ld, zor_int columns) { return size_t(ld * columns); }
@@ -21,11 +21,11 @@ size_t matrix(zor_int ld, zor_int columns) { return size_t(ld * columns); }
 
 template <class T>
 void rotations(recorder& out, zor::lasr_fn<T, real_t<T>>* fn) {
-  for_sizes([&](uint64_t turn, zor_int m, zor_int n, content kind) {
-    numbers source(turn);
-    const zor_int lda = m + zor_int(turn % 3);
-    block<real_t<T>> c(size_t(m), turn % 2, source, kind), s(size_t(m), turn / 2 % 2, source);
-    block<T> a(matrix(lda, n), turn % 2, source, kind);
+  for_sizes([&](uint64_t iteration, zor_int m, zor_int n, content kind) {
+    numbers source(iteration);
+    const zor_int lda = m + zor_int(iteration % 3);
+    block<real_t<T>> c(size_t(m), iteration % 2, source, kind), s(size_t(m), iteration / 2 % 2, source);
+    block<T> a(matrix(lda, n), iteration % 2, source, kind);
     fn(&m, &n, c.data(), s.data(), a.data(), &lda);
     a.record(out);
   });
@@ -33,12 +33,12 @@ void rotations(recorder& out, zor::lasr_fn<T, real_t<T>>* fn) {
 
 template <class T>
 void pairs(recorder& out, zor::lartv_fn<T, real_t<T>>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int step, content kind) {
-    numbers source(turn);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int step, content kind) {
+    numbers source(iteration);
     const zor_int incx = step % 4 == 1 ? 1 : step % 3 + 1, incc = step % 4 == 1 ? 1 : step % 2 + 1;
-    block<T> x(matrix(n, incx), turn % 2, source, kind), y(matrix(n, incx), turn / 2 % 2, source, kind),
-        s(matrix(n, incc), turn % 2, source);
-    block<real_t<T>> c(matrix(n, incc), turn / 3 % 2, source);
+    block<T> x(matrix(n, incx), iteration % 2, source, kind),
+        y(matrix(n, incx), iteration / 2 % 2, source, kind), s(matrix(n, incc), iteration % 2, source);
+    block<real_t<T>> c(matrix(n, incc), iteration / 3 % 2, source);
     fn(&n, x.data(), &incx, y.data(), &incx, c.data(), s.data(), &incc);
     x.record(out);
     y.record(out);
@@ -47,10 +47,10 @@ void pairs(recorder& out, zor::lartv_fn<T, real_t<T>>* fn) {
 
 template <class T, class Call>
 void reflectors(recorder& out, const Call& call) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int, content kind) {
-    numbers source(turn);
-    block<T> x(size_t(n), turn % 2, source, kind), y(size_t(n), turn / 2 % 2, source),
-        z(size_t(n), turn / 3 % 2, source), factors(3, 0, source);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int, content kind) {
+    numbers source(iteration);
+    block<T> x(size_t(n), iteration % 2, source, kind), y(size_t(n), iteration / 2 % 2, source),
+        z(size_t(n), iteration / 3 % 2, source), factors(3, 0, source);
     call(n, x.data(), y.data(), z.data(), factors.data());
     x.record(out);
     y.record(out);
@@ -62,14 +62,14 @@ void reflectors(recorder& out, const Call& call) {
 
 template <class T>
 struct tridiagonal {
-  tridiagonal(uint64_t turn, zor_int n, zor_int nrhs, content kind)
-      : source(turn),
-        ldb(n + zor_int(turn % 3)),
-        dl(size_t(n), turn % 2, source),
-        d(size_t(n), turn / 2 % 2, source, kind),
-        du(size_t(n), turn / 3 % 2, source),
-        du2(size_t(n), turn / 4 % 2, source),
-        b(matrix(ldb, nrhs), turn % 2, source, kind) {}
+  tridiagonal(uint64_t iteration, zor_int n, zor_int nrhs, content kind)
+      : source(iteration),
+        ldb(n + zor_int(iteration % 3)),
+        dl(size_t(n), iteration % 2, source),
+        d(size_t(n), iteration / 2 % 2, source, kind),
+        du(size_t(n), iteration / 3 % 2, source),
+        du2(size_t(n), iteration / 4 % 2, source),
+        b(matrix(ldb, nrhs), iteration % 2, source, kind) {}
   numbers source;
   const zor_int ldb;
   block<T> dl, d, du, du2, b;
@@ -77,8 +77,8 @@ struct tridiagonal {
 
 template <class T>
 void factors(recorder& out, zor::dttrfb_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int, content kind) {
-    tridiagonal<T> m(turn, n, 1, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int, content kind) {
+    tridiagonal<T> m(iteration, n, 1, kind);
     zor_int info;
     fn(&n, m.dl.data(), m.d.data(), m.du.data(), &info);
     m.dl.record(out);
@@ -88,17 +88,17 @@ void factors(recorder& out, zor::dttrfb_fn<T>* fn) {
 }
 template <class T>
 void dominant_solves(recorder& out, zor::dttrsb_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int nrhs, content kind) {
-    tridiagonal<T> m(turn, n, nrhs, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int nrhs, content kind) {
+    tridiagonal<T> m(iteration, n, nrhs, kind);
     zor_int info;
-    fn(&"NTC"[turn % 3], &n, &nrhs, m.dl.data(), m.d.data(), m.du.data(), m.b.data(), &m.ldb, &info);
+    fn(&"NTC"[iteration % 3], &n, &nrhs, m.dl.data(), m.d.data(), m.du.data(), m.b.data(), &m.ldb, &info);
     m.b.record(out);
   });
 }
 template <class T, class Solve>
 void eliminations(recorder& out, Solve* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int nrhs, content kind) {
-    tridiagonal<T> m(turn, n, nrhs, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int nrhs, content kind) {
+    tridiagonal<T> m(iteration, n, nrhs, kind);
     zor_int info;
     fn(&n, &nrhs, m.dl.data(), m.d.data(), m.du.data(), m.b.data(), &m.ldb, &info);
     m.dl.record(out);
@@ -110,11 +110,11 @@ void eliminations(recorder& out, Solve* fn) {
 }
 template <class T>
 void lu_solves(recorder& out, zor::gtts2_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int nrhs, content kind) {
-    tridiagonal<T> m(turn, n, nrhs, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int nrhs, content kind) {
+    tridiagonal<T> m(iteration, n, nrhs, kind);
     std::vector<zor_int> ipiv;
     for (zor_int i = 0; i < n; ++i) ipiv.push_back(i + 1 + (i + 1 < n && m.source.below(3) == 0));
-    const zor_int itrans = zor_int(turn % 3);
+    const zor_int itrans = zor_int(iteration % 3);
     fn(&itrans, &n, &nrhs, m.dl.data(), m.d.data(), m.du.data(), m.du2.data(), ipiv.data(), m.b.data(),
        &m.ldb);
     m.b.record(out);
@@ -122,10 +122,10 @@ void lu_solves(recorder& out, zor::gtts2_fn<T>* fn) {
 }
 template <class T, class Call>
 void ldl_solves(recorder& out, const Call& call) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int nrhs, content kind) {
-    tridiagonal<T> m(turn, n, nrhs, kind);
-    block<real_t<T>> d(size_t(n), turn % 2, m.source);
-    const zor_int iuplo = zor_int(turn % 2);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int nrhs, content kind) {
+    tridiagonal<T> m(iteration, n, nrhs, kind);
+    block<real_t<T>> d(size_t(n), iteration % 2, m.source);
+    const zor_int iuplo = zor_int(iteration % 2);
     call(&iuplo, &n, &nrhs, d.data(), m.dl.data(), m.b.data(), &m.ldb);
     m.b.record(out);
   });
@@ -135,10 +135,10 @@ void ldl_solves(recorder& out, const Call& call) {
 
 template <class T>
 void cholesky(recorder& out, zor::potrf_small_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int columns, content kind) {
-    numbers source(turn);
-    const zor_int lda = n + zor_int(turn % 3);
-    block<T> a(matrix(lda, n), turn % 2, source, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int columns, content kind) {
+    numbers source(iteration);
+    const zor_int lda = n + zor_int(iteration % 3);
+    block<T> a(matrix(lda, n), iteration % 2, source, kind);
     // Definite, but for some cases in which a pivot fails.
     for (zor_int j = 0; j < n; ++j)
       a.data()[j + j * lda] = scalar<T>(64.0 * double(columns == 19 ? 1 : n), 0);
@@ -150,10 +150,10 @@ void cholesky(recorder& out, zor::potrf_small_fn<T>* fn) {
 }
 template <class T>
 void bunch_kaufman(recorder& out, zor::sytrf_small_fn<T>* fn, bool upper) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int, content kind) {
-    numbers source(turn);
-    const zor_int lda = n + zor_int(turn % 3);
-    block<T> a(matrix(lda, n), turn % 2, source, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int, content kind) {
+    numbers source(iteration);
+    const zor_int lda = n + zor_int(iteration % 3);
+    block<T> a(matrix(lda, n), iteration % 2, source, kind);
     std::vector<zor_int> ipiv(static_cast<size_t>(n));
     zor_int info;
     fn(upper ? "U" : "L", &n, a.data(), &lda, ipiv.data(), &info);
@@ -167,66 +167,67 @@ void bunch_kaufman(recorder& out, zor::sytrf_small_fn<T>* fn, bool upper) {
 
 template <class T>
 struct panel {
-  panel(uint64_t turn, zor_int n, content kind)
-      : source(turn),
-        lda(n + zor_int(turn % 3)),
-        a(matrix(lda, n), turn % 2, source, kind),
-        x(matrix(lda, 5), turn / 2 % 2, source),
-        y(matrix(lda, 5), turn / 3 % 2, source) {}
+  panel(uint64_t iteration, zor_int n, content kind)
+      : source(iteration),
+        lda(n + zor_int(iteration % 3)),
+        a(matrix(lda, n), iteration % 2, source, kind),
+        x(matrix(lda, 5), iteration / 2 % 2, source),
+        y(matrix(lda, 5), iteration / 3 % 2, source) {}
   numbers source;
   const zor_int lda;
   block<T> a, x, y;
 };
-const char* triangle(uint64_t turn) { return turn / 2 % 2 == 0 ? "L" : "U"; }
+const char* triangle(uint64_t iteration) { return iteration / 2 % 2 == 0 ? "L" : "U"; }
 
 template <class T>
 void products(recorder& out, zor::symv_nb_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int columns, content kind) {
-    panel<T> p(turn, n, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int columns, content kind) {
+    panel<T> p(iteration, n, kind);
     const zor_int k = std::min(n, columns);
-    const T alpha = scalar<T>(0.7, -0.3), beta = turn % 3 == 0 ? T{} : scalar<T>(-0.6, 0.2);
-    fn(triangle(turn), &n, &k, &alpha, p.a.data(), &p.lda, p.x.data(), nullptr, &beta, p.y.data());
+    const T alpha = scalar<T>(0.7, -0.3), beta = iteration % 3 == 0 ? T{} : scalar<T>(-0.6, 0.2);
+    fn(triangle(iteration), &n, &k, &alpha, p.a.data(), &p.lda, p.x.data(), nullptr, &beta, p.y.data());
     p.y.record(out);
   });
 }
 template <class T>
 void rank_two(recorder& out, zor::syr2_nb_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int columns, content kind) {
-    panel<T> p(turn, n, kind);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int columns, content kind) {
+    panel<T> p(iteration, n, kind);
     const zor_int k = std::min(n, columns);
     const T alpha = scalar<T>(0.7, -0.3);
-    fn(triangle(turn), &n, &k, &alpha, p.x.data(), nullptr, p.y.data(), nullptr, p.a.data(), &p.lda);
+    fn(triangle(iteration), &n, &k, &alpha, p.x.data(), nullptr, p.y.data(), nullptr, p.a.data(), &p.lda);
     p.a.record(out);
   });
 }
 template <class T>
 void rank_two_k(recorder& out, zor::syr2k_nb_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int columns, content kind) {
-    panel<T> p(turn, n, kind);
-    const zor_int m = std::min(n, columns), k = zor_int(turn % 6);
-    fn(triangle(turn), nullptr, &n, &k, &m, nullptr, p.x.data(), &p.lda, p.y.data(), &p.lda, nullptr,
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int columns, content kind) {
+    panel<T> p(iteration, n, kind);
+    const zor_int m = std::min(n, columns), k = zor_int(iteration % 6);
+    fn(triangle(iteration), nullptr, &n, &k, &m, nullptr, p.x.data(), &p.lda, p.y.data(), &p.lda, nullptr,
        p.a.data(), &p.lda);
     p.a.record(out);
   });
 }
 template <class T>
 void packed(recorder& out, zor::cspr_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int n, zor_int columns, content kind) {
-    numbers source(turn);
+  for_sizes([&](uint64_t iteration, zor_int n, zor_int columns, content kind) {
+    numbers source(iteration);
     const zor_int incx = columns % 2 == 1 ? 1 : 2 - columns;
-    block<T> ap(size_t(n * (n + 1) / 2), turn % 2, source, kind), x(matrix(n, 17), turn / 2 % 2, source);
+    block<T> ap(size_t(n * (n + 1) / 2), iteration % 2, source, kind),
+        x(matrix(n, 17), iteration / 2 % 2, source);
     const T alpha = scalar<T>(0.7, -0.3);
-    fn(triangle(turn), &n, &alpha, x.data(), &incx, ap.data());
+    fn(triangle(iteration), &n, &alpha, x.data(), &incx, ap.data());
     ap.record(out);
   });
 }
 
 template <class T>
 void reflections(recorder& out, zor::larfx_fn<T>* fn) {
-  for_sizes([&](uint64_t turn, zor_int m, zor_int n, content kind) {
-    panel<T> p(turn, std::max(m, n), kind);
+  for_sizes([&](uint64_t iteration, zor_int m, zor_int n, content kind) {
+    panel<T> p(iteration, std::max(m, n), kind);
     const T tau = scalar<T>(1.3, 0.4);
-    fn(turn / 3 % 2 == 0 ? "L" : "R", &m, &n, p.x.data(), &tau, p.a.data(), &p.lda, p.y.data());
+    fn(iteration / 3 % 2 == 0 ? "L" : "R", &m, &n, p.x.data(), &tau, p.a.data(), &p.lda, p.y.data());
     p.a.record(out);
   });
 }

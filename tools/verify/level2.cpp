@@ -39,7 +39,7 @@ void each_triangle(storage stored, const Body& body) {
   uint64_t round = 0;
   for (const zor_int n : orders)
     for (const char uplo : {'U', 'L'})
-      for (int turn = 0; turn < 6; ++turn) {
+      for (int iteration = 0; iteration < 6; ++iteration) {
         ++round;
         const zor_int k = stored == storage::band ? zor_int(round * 5 % 40) : n - 1;
         const zor_int lda = stored == storage::full ? n + zor_int(round % 3) : k + 1 + zor_int(round % 2);
@@ -53,7 +53,7 @@ void general_updates(recorder& out, zor::xger_fn<T>* fn) {
   uint64_t round = 0;
   for (const zor_int m : orders)
     for (const zor_int n : {1, 4, 13})
-      for (int turn = 0; turn < 4; ++turn) {
+      for (int iteration = 0; iteration < 4; ++iteration) {
         ++round;
         operands<T> o(round, n, m + zor_int(round % 2), m, n);
         fn(&m, &n, &o.alpha, o.x.data(), &o.incx, o.y.data(), &o.incy, o.a.data(), &o.lda);

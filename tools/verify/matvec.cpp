@@ -20,14 +20,14 @@ size_t extent(zor_int n, zor_int inc) { return size_t((n - 1) * (inc < 0 ? -inc 
 
 template <class T>
 void product(recorder& out, zor::gemv_fn<T>* fn, char trans, shape s, zor_int incx, zor_int incy,
-             uint64_t turn, content kind) {
-  numbers source(turn);
-  const zor_int lda = s.m + zor_int(turn % 3);
-  block<T> a(size_t(lda * s.n), turn % 2, source, kind);
-  block<T> x(extent(trans == 'N' ? s.n : s.m, incx), turn / 2 % 2, source, kind);
-  block<T> y(extent(trans == 'N' ? s.m : s.n, incy), turn / 3 % 2, source);
-  const double* const f = factors[turn % 3 == 1 ? 2 : turn % 3];
-  const double* const g = factors[turn / 3 % 3];
+             uint64_t iteration, content kind) {
+  numbers source(iteration);
+  const zor_int lda = s.m + zor_int(iteration % 3);
+  block<T> a(size_t(lda * s.n), iteration % 2, source, kind);
+  block<T> x(extent(trans == 'N' ? s.n : s.m, incx), iteration / 2 % 2, source, kind);
+  block<T> y(extent(trans == 'N' ? s.m : s.n, incy), iteration / 3 % 2, source);
+  const double* const f = factors[iteration % 3 == 1 ? 2 : iteration % 3];
+  const double* const g = factors[iteration / 3 % 3];
   const T alpha = scalar<T>(f[0], f[1]), beta = scalar<T>(g[0], g[1]);
   fn(&trans, &s.m, &s.n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y.data(), &incy);
   y.record(out);
@@ -35,25 +35,26 @@ void product(recorder& out, zor::gemv_fn<T>* fn, char trans, shape s, zor_int in
 
 template <class T>
 void products(recorder& out, zor::gemv_fn<T>* fn) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const content kind : {content::ordinary, content::special})
     for (const shape s : shapes)
       for (const char trans : {'N', 'T', 'C'})
-        for (const auto& inc : increments) product(out, fn, trans, s, inc[0], inc[1], ++turn, kind);
-  for (const char trans : {'N', 'T', 'C'}) product(out, fn, trans, divided, 1, 1, ++turn, content::ordinary);
+        for (const auto& inc : increments) product(out, fn, trans, s, inc[0], inc[1], ++iteration, kind);
+  for (const char trans : {'N', 'T', 'C'})
+    product(out, fn, trans, divided, 1, 1, ++iteration, content::ordinary);
 }
 
 // call(uplo, n, alpha, x, incx, a, lda) updates a triangle; without a pad the array may be a packed one.
 template <class T, class Call>
 void updates(recorder& out, zor_int most_pad, const Call& call) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const zor_int n : {1, 2, 3, 4, 7, 9, 16, 35, 611})
     for (const char uplo : {'U', 'L'})
       for (const zor_int inc : {1, -1, 2, -3}) {
-        numbers source(++turn);
-        const zor_int lda = n + zor_int(turn) % (most_pad + 1);
-        block<T> a(size_t(lda * n), turn % 3, source);
-        block<T> x(extent(n, inc), turn % 2, source, n % 2 == 0 ? content::special : content::ordinary);
+        numbers source(++iteration);
+        const zor_int lda = n + zor_int(iteration) % (most_pad + 1);
+        block<T> a(size_t(lda * n), iteration % 3, source);
+        block<T> x(extent(n, inc), iteration % 2, source, n % 2 == 0 ? content::special : content::ordinary);
         const T alpha = T(-0.7);
         call(&uplo, &n, &alpha, x.data(), &inc, a.data(), &lda);
         a.record(out);

@@ -103,21 +103,21 @@ void init_box(const solver_calls<T>& call, problem<T>& p, int sides, double fact
   p.quiet();
 }
 
-// Every combination of sides, q in turn. use(problem) stands between init and free.
+// Every combination of sides, q in iteration. use(problem) stands between init and free.
 template <class T, class Use>
 void for_boxes(int axes, const solver_calls<T>& call, const Use& use) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   const double factors[] = {0, 2.5, -7, 0};
   for (int sides = 0; sides < 1 << (2 * axes); ++sides)
     for (const size& s : axes == 2 ? std::vector<size>(std::begin(rectangles), std::end(rectangles))
                                    : std::vector<size>(std::begin(boxes), std::end(boxes))) {
-      if (axes == 3 && turn % 3 != 0 && s.n[0] > 20) {
-        ++turn;
+      if (axes == 3 && iteration % 3 != 0 && s.n[0] > 20) {
+        ++iteration;
         continue;
       }
-      numbers source(++turn);
+      numbers source(++iteration);
       problem<T> p(axes, s, source);
-      init_box(call, p, sides, factors[sides == (1 << (2 * axes)) - 1 ? 0 : turn % 4]);
+      init_box(call, p, sides, factors[sides == (1 << (2 * axes)) - 1 ? 0 : iteration % 4]);
       use(p);
       if (p.axes == 2)
         zor_pdepl_free_helmholtz_2d(&p.x, p.ipar, &p.stat);
@@ -128,11 +128,11 @@ void for_boxes(int axes, const solver_calls<T>& call, const Use& use) {
 
 template <class T, class Use>
 void for_spheres(bool periodic, const solver_calls<T>& call, const Use& use) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const double factor : {0.0, 3.0, -2.0})
     for (const bool globe : {false, true})
       for (const size& s : spheres) {
-        numbers source(++turn);
+        numbers source(++iteration);
         problem<T> p(2, s, source);
         const T from = 0, to = T(circle), at = T(globe ? 0 : 0.5), bt = T(globe ? half_circle : 2.5),
                 q = T(factor);

@@ -32,24 +32,24 @@ struct matrix {
 };
 
 template <class T>
-T factor(uint64_t turn) {
-  return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
+T factor(uint64_t iteration) {
+  return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
 // call(matrix, alpha, n, ld, x, y) for every size of block with code of its own and beyond; right-hand sides
 // stand by columns or by rows.
 template <class T, class I, class Call>
 void cases(recorder& out, int base, I n, bool row_major, const Call& call) {
-  uint64_t turn = uint64_t(100 * n);
+  uint64_t iteration = uint64_t(100 * n);
   for (const zor_int lb : {1, 2, 3, 4, 5, 6, 7, 8, 9, 21}) {
     for (const zor_int mb : {1, 7}) {
-      numbers source(++turn);
+      numbers source(++iteration);
       matrix<T, I> a(mb, lb, base, source);
       const I m = I(mb * lb), ld = n == 1 ? (row_major ? 1 : m) : (row_major ? n : m) + 1;
       const size_t size = n == 1 ? size_t(m) : size_t(ld * (row_major ? m : n));
-      const content kind = n == 1 && turn % 4 == 0 ? content::special : content::ordinary;
-      block<T> x(size, turn % 3, source, kind), y(size, turn % 2, source);
-      call(a, factor<T>(turn), n, ld, x.data(), y.data());
+      const content kind = n == 1 && iteration % 4 == 0 ? content::special : content::ordinary;
+      block<T> x(size, iteration % 3, source, kind), y(size, iteration % 2, source);
+      call(a, factor<T>(iteration), n, ld, x.data(), y.data());
       y.record(out);
     }
   }

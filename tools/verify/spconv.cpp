@@ -38,14 +38,14 @@ arrays<I> matrix(zor_int n, int base, numbers& source) {
 // there(job, n, csr, other, &info) for each direction and each value of job[5].
 template <class I, class Call>
 void both_ways(recorder& out, std::initializer_list<I> fills, const Call& call) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const I n : {1, 12, 45}) {
     for (const int base : {0, 1}) {
       for (const I fill : fills) {
-        numbers source(++turn);
+        numbers source(++iteration);
         arrays<I> csr = matrix<I>(n, base, source), other, back;
         I info = 7;
-        I job[6] = {0, I(base), I(1 - base), I(turn % 2), 3000, fill};
+        I job[6] = {0, I(base), I(1 - base), I(iteration % 2), 3000, fill};
         call(job, n, csr, other, &info);
         out.add(int64_t(info));
         other.record(out);

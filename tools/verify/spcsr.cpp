@@ -47,8 +47,8 @@ struct matrix {
 constexpr zor_int row_counts[] = {1, 6, 45};
 
 template <class T>
-T factor(uint64_t turn) {
-  return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
+T factor(uint64_t iteration) {
+  return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
 // The calls are plain functions, so that each pair of types has one loop over the cases for all its names.
@@ -60,13 +60,13 @@ using column_call = void (*)(const matrix<T, I>& a, T alpha, I n, const T* b, T*
 // The call for each size, with ordinary and with special values in x.
 template <class T, class I>
 void vectors(recorder& out, const fields& f, bool sorted, vector_call<T, I> call) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const content kind : {content::ordinary, content::special}) {
     for (const zor_int m : row_counts) {
-      numbers source(++turn);
+      numbers source(++iteration);
       const matrix<T, I> a(m, f.base, sorted, source);
-      block<T> x(size_t(m), turn % 3, source, kind), y(size_t(m), turn % 2, source);
-      call(a, factor<T>(turn), x.data(), y.data());
+      block<T> x(size_t(m), iteration % 3, source, kind), y(size_t(m), iteration % 2, source);
+      call(a, factor<T>(iteration), x.data(), y.data());
       y.record(out);
     }
   }
@@ -75,15 +75,15 @@ void vectors(recorder& out, const fields& f, bool sorted, vector_call<T, I> call
 // The same for right-hand sides 2 to n - 1 of n.
 template <class T, class I>
 void columns(recorder& out, const fields& f, bool sorted, column_call<T, I> call) {
-  uint64_t turn = 100;
+  uint64_t iteration = 100;
   for (const zor_int m : row_counts) {
     for (const zor_int n : {3, 21}) {
-      numbers source(++turn);
+      numbers source(++iteration);
       const matrix<T, I> a(m, f.base, sorted, source);
-      const zor_int ld = (f.base == 0 ? n : m) + zor_int(turn % 2);
+      const zor_int ld = (f.base == 0 ? n : m) + zor_int(iteration % 2);
       const size_t size = size_t(ld * (f.base == 0 ? m : n));
-      block<T> b(size, turn % 3, source), c(size, turn % 2, source);
-      call(a, factor<T>(turn), I(n), b.data(), c.data(), I(ld));
+      block<T> b(size, iteration % 3, source), c(size, iteration % 2, source);
+      call(a, factor<T>(iteration), I(n), b.data(), c.data(), I(ld));
       c.record(out);
     }
   }

@@ -29,8 +29,8 @@ struct matrix {
 };
 
 template <class T>
-T factor(uint64_t turn) {
-  return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
+T factor(uint64_t iteration) {
+  return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
 // A call is a plain function, so that each pair of types has one loop over the cases for all its names.
@@ -40,16 +40,16 @@ using dia_call = void (*)(matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c)
 // The call for vectors of several sizes, or for the right-hand sides of a matrix.
 template <class T, class I>
 void cases(recorder& out, bool many, dia_call<T, I> call) {
-  uint64_t turn = many ? 100 : 0;
+  uint64_t iteration = many ? 100 : 0;
   for (const content kind : {content::ordinary, content::special}) {
     for (const zor_int m : {1, 8, 45, 1300}) {
       for (const bool near : {true, false}) {
         if (many && m > 1000) continue;
-        numbers source(++turn);
+        numbers source(++iteration);
         matrix<T, I> a(m, near, source);
         const I n = many ? 9 : 1, ld = I(m + (many ? 1 : 0));
-        block<T> b(size_t(ld * n), turn % 3, source, kind), c(size_t(ld * n), turn % 2, source);
-        call(a, factor<T>(turn), n, ld, b.data(), c.data());
+        block<T> b(size_t(ld * n), iteration % 3, source, kind), c(size_t(ld * n), iteration % 2, source);
+        call(a, factor<T>(iteration), n, ld, b.data(), c.data());
         c.record(out);
       }
     }

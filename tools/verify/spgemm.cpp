@@ -52,20 +52,20 @@ struct shape {
 constexpr shape shapes[] = {{1, 1, 1}, {9, 12, 70}, {30, 25, 4200}};
 
 template <class T>
-T factor(uint64_t turn) {
-  return turn % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
+T factor(uint64_t iteration) {
+  return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
 template <class T, class I>
 void sums(recorder& out, zor::csr_sum_fn<T, I>* sum, bool with_transpose) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const shape& s : shapes) {
     for (const I sort : {0, 3}) {
-      numbers source(++turn);
+      numbers source(++iteration);
       matrix<T, I> a(s.m, s.n, sort == 0, source);
       matrix<T, I> b(with_transpose ? s.n : s.m, with_transpose ? s.m : s.n, sort == 0, source);
       const I first = with_transpose ? I(s.m) : I(1), last = with_transpose ? I(s.n) : I(s.m);
-      const T beta = factor<T>(turn);
+      const T beta = factor<T>(iteration);
       record_requests<T, I>(out, s.m, zor_int(a.a.size() + b.a.size()),
                             [&](I request, T* c, I* jc, I* ic, I nzmax, I* info) {
                               sum(&first, &last, &request, &sort, a.a.data(), a.ja.data(), a.ia.data(), &beta,
@@ -77,9 +77,9 @@ void sums(recorder& out, zor::csr_sum_fn<T, I>* sum, bool with_transpose) {
 
 template <class T, class I>
 void products(recorder& out, zor::csr_product_fn<T, I>* multiply) {
-  uint64_t turn = 50;
+  uint64_t iteration = 50;
   for (const shape& s : shapes) {
-    numbers source(++turn);
+    numbers source(++iteration);
     const matrix<T, I> a(s.m, s.k, false, source), b(s.k, s.n, false, source);
     const I first = 1, m = I(s.m), n = I(s.n);
     record_requests<T, I>(out, s.m, s.m * s.n, [&](I request, T* c, I* jc, I* ic, I nzmax, I* info) {
@@ -93,9 +93,9 @@ void products(recorder& out, zor::csr_product_fn<T, I>* multiply) {
 
 template <class T, class I>
 void transposed_products(recorder& out, zor::csr_product_tr_fn<T, I>* multiply) {
-  uint64_t turn = 70;
+  uint64_t iteration = 70;
   for (const shape& s : shapes) {
-    numbers source(++turn);
+    numbers source(++iteration);
     const matrix<T, I> a(s.k, s.m, true, source), b(s.k, s.n, false, source);
     const I k = I(s.k), m = I(s.m), n = I(s.n), strip = 4;
     record_requests<T, I>(out, s.m, s.m * s.n, [&](I request, T* c, I* jc, I* ic, I nzmax, I* info) {

@@ -34,15 +34,15 @@ using sky_call = void (*)(matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c,
 
 template <class T, class I>
 void cases(recorder& out, I n, sky_call<T, I> call) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const I m : {1, 9, 130}) {
     for (const I flags : {0, 1, 2, 3}) {
-      numbers source(++turn);
+      numbers source(++iteration);
       matrix<T, I> a(m, source);
-      const I ld = m + I(turn % 2);
-      const content kind = turn % 4 == 0 ? content::special : content::ordinary;
-      block<T> b(size_t(ld * n), turn % 3, source, kind), c(size_t(ld * n), turn % 2, source);
-      const T alpha = turn % 3 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
+      const I ld = m + I(iteration % 2);
+      const content kind = iteration % 4 == 0 ? content::special : content::ordinary;
+      block<T> b(size_t(ld * n), iteration % 3, source, kind), c(size_t(ld * n), iteration % 2, source);
+      const T alpha = iteration % 3 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
       call(a, alpha, n, ld, b.data(), c.data(), I(1), I(flags % 2), I(flags / 2));
       c.record(out);
     }

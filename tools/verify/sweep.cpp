@@ -41,15 +41,15 @@ constexpr size sizes[] = {{1, 1}, {6, 2}, {5, 3}, {7, 4}, {4, 7}, {3, 10}};
 
 template <class T, class I>
 void sweeps(recorder& out, bool zero_based, zor::sweep_fn<T, I>* sweep) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const size& s : sizes) {
     for (const I nrhs : {1, 6}) {
       for (const I flags : {0, 1, 2, 3}) {
-        numbers source(++turn);
+        numbers source(++iteration);
         const blocks<T, I> a(s.mb, s.lb, zero_based ? 0 : 1, source);
         const I uplo = flags % 2, diag = flags / 2, mb = I(s.mb), lb = I(s.lb), m = mb * lb;
         const I ldy = zero_based ? nrhs + 1 : m + 1;
-        block<T> y(size_t(zero_based ? m * ldy : nrhs * ldy), turn % 2, source, content::special);
+        block<T> y(size_t(zero_based ? m * ldy : nrhs * ldy), iteration % 2, source, content::special);
         sweep(&uplo, &diag, &mb, &nrhs, &lb, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(),
               y.data(), &ldy);
         y.record(out);
@@ -60,12 +60,12 @@ void sweeps(recorder& out, bool zero_based, zor::sweep_fn<T, I>* sweep) {
 
 template <class T, class I, class Call>
 void scalings(recorder& out, bool zero_based, const Call& call) {
-  uint64_t turn = 80;
+  uint64_t iteration = 80;
   for (const size& s : sizes) {
-    numbers source(++turn);
+    numbers source(++iteration);
     const blocks<T, I> a(s.mb, s.lb, zero_based ? 0 : 1, source);
     const I mb = I(s.mb), lb = I(s.lb), n = zero_based ? 5 : 1;
-    block<T> y(size_t(mb * lb * n), turn % 2, source, content::special);
+    block<T> y(size_t(mb * lb * n), iteration % 2, source, content::special);
     call(mb, n, lb, a, y.data());
     y.record(out);
   }

@@ -19,19 +19,19 @@ bool transposes(char trans) { return trans == 'T' || trans == 'C'; }
 shape op(char trans, shape s) { return transposes(trans) ? shape{s.cols, s.rows} : s; }
 
 template <class T>
-T factor(uint64_t turn) {
-  const double* const f = factors[turn % 3];
+T factor(uint64_t iteration) {
+  const double* const f = factors[iteration % 3];
   return scalar<T>(f[0], f[1]);
 }
 
-// The cases of a kernel: run(turn, shape, letter, kind of content).
+// The cases of a kernel: run(iteration, shape, letter, kind of content).
 template <class Run>
 void for_cases(const Run& run) {
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const content kind : {content::ordinary, content::special})
     for (const shape s : shapes)
-      for (const char trans : letters) run(++turn, s, trans, kind);
-  for (const char trans : letters) run(++turn, divided, trans, content::ordinary);
+      for (const char trans : letters) run(++iteration, s, trans, kind);
+  for (const char trans : letters) run(++iteration, divided, trans, content::ordinary);
 }
 
 // Row-major lines with a gap, or column-major ones: the roles of rows and columns change.
@@ -39,32 +39,33 @@ shape lines(char ordering, shape s) { return ordering == 'R' ? s : shape{s.cols,
 
 template <class T>
 void in_place(recorder& out, zor::imatcopy_fn<T>* fn) {
-  for_cases([&](uint64_t turn, shape s, char trans, content kind) {
-    numbers source(turn);
-    const char ordering = turn % 2 == 0 ? 'R' : 'C';
+  for_cases([&](uint64_t iteration, shape s, char trans, content kind) {
+    numbers source(iteration);
+    const char ordering = iteration % 2 == 0 ? 'R' : 'C';
     const shape from = lines(ordering, s), to = op(trans, from);
     const zor_int common = std::max(from.cols, to.cols) + 1;
-    const bool one = turn % 3 == 0;  // one leading dimension
-    const zor_int lda = one ? common : from.cols + zor_int(turn % 2),
-                  ldb = one ? common : to.cols + zor_int(turn % 5);
-    block<T> ab(size_t(std::max(from.rows * lda, to.rows * ldb)), turn % 2, source, kind);
-    fn(ordering, trans, s.rows, s.cols, factor<T>(turn / 2), ab.data(), lda, ldb);
+    const bool one = iteration % 3 == 0;  // one leading dimension
+    const zor_int lda = one ? common : from.cols + zor_int(iteration % 2),
+                  ldb = one ? common : to.cols + zor_int(iteration % 5);
+    block<T> ab(size_t(std::max(from.rows * lda, to.rows * ldb)), iteration % 2, source, kind);
+    fn(ordering, trans, s.rows, s.cols, factor<T>(iteration / 2), ab.data(), lda, ldb);
     ab.record(out);
   });
 }
 
 template <class T, class Copy>
 void out_of_place(recorder& out, zor_int widest_stride, const Copy& copy) {
-  for_cases([&](uint64_t turn, shape s, char trans, content kind) {
-    numbers source(turn);
-    const char ordering = turn % 2 == 0 ? 'R' : 'C';
+  for_cases([&](uint64_t iteration, shape s, char trans, content kind) {
+    numbers source(iteration);
+    const char ordering = iteration % 2 == 0 ? 'R' : 'C';
     const shape from = lines(ordering, s), to = op(trans, from);
-    const zor_int stridea = 1 + zor_int(turn) % widest_stride,
-                  strideb = 1 + zor_int(turn / 2) % widest_stride;
-    const zor_int lda = from.cols * stridea + zor_int(turn % 3), ldb = to.cols * strideb + zor_int(turn % 4);
-    block<T> a(size_t(from.rows * lda), turn % 2, source, kind),
-        b(size_t(to.rows * ldb), turn / 2 % 2, source);
-    copy(ordering, trans, s, factor<T>(turn / 2), a.data(), lda, stridea, b.data(), ldb, strideb);
+    const zor_int stridea = 1 + zor_int(iteration) % widest_stride,
+                  strideb = 1 + zor_int(iteration / 2) % widest_stride;
+    const zor_int lda = from.cols * stridea + zor_int(iteration % 3),
+                  ldb = to.cols * strideb + zor_int(iteration % 4);
+    block<T> a(size_t(from.rows * lda), iteration % 2, source, kind),
+        b(size_t(to.rows * ldb), iteration / 2 % 2, source);
+    copy(ordering, trans, s, factor<T>(iteration / 2), a.data(), lda, stridea, b.data(), ldb, strideb);
     b.record(out);
   });
 }
@@ -87,16 +88,17 @@ void strided_copies(recorder& out, zor::omatcopy2_fn<T>* fn) {
 template <class T>
 void sums(recorder& out, zor::omatadd_fn<T>* fn) {
   for (const char transb : letters)
-    for_cases([&](uint64_t turn, shape s, char transa, content kind) {
-      numbers source(turn);
-      const char ordering = turn % 2 == 0 ? 'R' : 'C';
+    for_cases([&](uint64_t iteration, shape s, char transa, content kind) {
+      numbers source(iteration);
+      const char ordering = iteration % 2 == 0 ? 'R' : 'C';
       const shape of_c = lines(ordering, s), of_a = op(transa, of_c), of_b = op(transb, of_c);
-      const zor_int lda = of_a.cols + zor_int(turn % 3), ldb = of_b.cols + zor_int(turn % 2),
-                    ldc = of_c.cols + zor_int(turn % 4);
-      block<T> a(size_t(of_a.rows * lda), turn % 2, source, kind),
-          b(size_t(of_b.rows * ldb), turn / 2 % 2, source), c(size_t(of_c.rows * ldc), turn / 4 % 2, source);
-      fn(ordering, transa, transb, s.rows, s.cols, factor<T>(turn / 2), a.data(), lda, factor<T>(turn / 3),
-         b.data(), ldb, c.data(), ldc);
+      const zor_int lda = of_a.cols + zor_int(iteration % 3), ldb = of_b.cols + zor_int(iteration % 2),
+                    ldc = of_c.cols + zor_int(iteration % 4);
+      block<T> a(size_t(of_a.rows * lda), iteration % 2, source, kind),
+          b(size_t(of_b.rows * ldb), iteration / 2 % 2, source),
+          c(size_t(of_c.rows * ldc), iteration / 4 % 2, source);
+      fn(ordering, transa, transb, s.rows, s.cols, factor<T>(iteration / 2), a.data(), lda,
+         factor<T>(iteration / 3), b.data(), ldb, c.data(), ldc);
       c.record(out);
     });
 }

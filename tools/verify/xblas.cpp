@@ -20,21 +20,21 @@ constexpr zor_int increments[][2] = {{1, 1}, {2, -1}, {-1, 3}, {-2, -2}};
 constexpr double factors[][2] = {{1, 0}, {0, 0}, {-0.6, 0.4}};
 
 template <class T>
-void run_case(recorder& out, const product<T>& p, shape s, zor_int trans, zor_int prec, uint64_t turn,
+void run_case(recorder& out, const product<T>& p, shape s, zor_int trans, zor_int prec, uint64_t iteration,
               content kind) {
-  numbers source(turn);
+  numbers source(iteration);
   product_call<T> c = {};
-  c.trans = trans, c.uplo = turn % 2 == 0 ? ZOR_UPPER : ZOR_LOWER, c.m = s.m, c.n = s.n, c.kl = s.kl,
+  c.trans = trans, c.uplo = iteration % 2 == 0 ? ZOR_UPPER : ZOR_LOWER, c.m = s.m, c.n = s.n, c.kl = s.kl,
   c.ku = s.ku;
-  c.prec = prec, c.incx = increments[turn % 4][0], c.incy = increments[turn % 4][1];
-  c.lda = p.stored_rows(c) + zor_int(turn % 3);
-  const double* const f = factors[turn % 3];
-  const double* const g = factors[turn / 3 % 3];
+  c.prec = prec, c.incx = increments[iteration % 4][0], c.incy = increments[iteration % 4][1];
+  c.lda = p.stored_rows(c) + zor_int(iteration % 3);
+  const double* const f = factors[iteration % 3];
+  const double* const g = factors[iteration / 3 % 3];
   c.alpha = scalar<T>(f[0], f[1]), c.beta = scalar<T>(g[0], g[1]);
   const auto extent = [](zor_int n, zor_int inc) { return size_t((n - 1) * (inc < 0 ? -inc : inc) + 1); };
-  block<T> a(size_t(c.lda * c.n), turn % 2, source, kind),
-      head(extent(p.inputs(c), c.incx), turn / 2 % 2, source, kind), tail(head.size(), turn % 2, source),
-      y(extent(p.outputs(c), c.incy), turn / 3 % 2, source);
+  block<T> a(size_t(c.lda * c.n), iteration % 2, source, kind),
+      head(extent(p.inputs(c), c.incx), iteration / 2 % 2, source, kind),
+      tail(head.size(), iteration % 2, source), y(extent(p.outputs(c), c.incy), iteration / 3 % 2, source);
   c.a = a.data(), c.head = head.data(), c.tail = tail.data(), c.y = y.data();
   p.call(c);
   y.record(out);
@@ -43,13 +43,13 @@ void run_case(recorder& out, const product<T>& p, shape s, zor_int trans, zor_in
 template <class T>
 void run_product(recorder& out, const product<T>& p) {
   if (!out.begin(p.name)) return;
-  uint64_t turn = 0;
+  uint64_t iteration = 0;
   for (const zor_int prec : {ZOR_SINGLE, ZOR_DOUBLE, ZOR_INDIGENOUS, ZOR_EXTRA})
     for (const zor_int trans : {ZOR_NO_TRANS, ZOR_TRANS, ZOR_CONJ_TRANS}) {
       for (const shape s : shapes)
         for (int repeat = 0; repeat < 3; ++repeat)  // other scalars and increments
-          run_case(out, p, s, trans, prec, ++turn, repeat == 2 ? content::special : content::ordinary);
-      run_case(out, p, divided, trans, prec, ++turn, content::ordinary);
+          run_case(out, p, s, trans, prec, ++iteration, repeat == 2 ? content::special : content::ordinary);
+      run_case(out, p, divided, trans, prec, ++iteration, content::ordinary);
     }
 }
 

@@ -95,11 +95,13 @@ void solves_by_rows(const csr_arrays<T, I>& a, bool lower) {
   }
 }
 
-// Every entry by itself: visit(row, column, value).
-template <class T, class I, class Visit>
-void for_entries(const csr_arrays<T, I>& a, const Visit& visit) {
-  for (int64_t r = 0; r < a.rows; ++r)
-    for (I k = a.start[r]; k < a.start[r + 1]; ++k) visit(r, int64_t(a.column[k]), a.value[k]);
+// The loop over all entries: change(a, row, column, value).
+template <class T, class I, class Change>
+std::function<void()> by_entries(const csr_arrays<T, I>& a, const Change& change) {
+  return [=] {
+    for (int64_t r = 0; r < a.rows; ++r)
+      for (I k = a.start[r]; k < a.start[r + 1]; ++k) change(a, r, int64_t(a.column[k]), a.value[k]);
+  };
 }
 
 // The row of C that an entry changes, by a row of B.
@@ -144,48 +146,39 @@ void* open_loops(const csr_job& job) {
           for (int64_t j = 0; j < a.rhs; ++j) upper_solve(a, a.x + j * a.rows, a.y + j * a.rows);
         };
       case csr_operation::transposed:
-        return [a] { for_entries(a, [&](int64_t r, int64_t c, auto v) { a.y[c] += v * a.x[r]; }); };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) { m.y[c] += v * m.x[r]; });
       case csr_operation::triangular:
-        return [a] {
-          for_entries(a, [&](int64_t r, int64_t c, auto v) {
-            if (c <= r) a.y[r] += v * a.x[c];
-          });
-        };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          if (c <= r) m.y[r] += v * m.x[c];
+        });
       case csr_operation::transposed_triangular:
-        return [a] {
-          for_entries(a, [&](int64_t r, int64_t c, auto v) {
-            if (c <= r) a.y[c] += v * a.x[r];
-          });
-        };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          if (c <= r) m.y[c] += v * m.x[r];
+        });
       case csr_operation::skew:
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          if (c != r) m.y[r] += v * m.x[c], m.y[c] -= v * m.x[r];
+        });
       case csr_operation::hermitian:
-        return [a, skew = what == csr_operation::skew] {
-          for_entries(a, [&](int64_t r, int64_t c, auto v) {
-            if (c != r || !skew) a.y[r] += v * a.x[c];
-            if (c != r) a.y[c] += (skew ? -v : conjugate(v)) * a.x[r];
-          });
-        };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          m.y[r] += v * m.x[c];
+          if (c != r) m.y[c] += conjugate(v) * m.x[r];
+        });
       case csr_operation::diagonal:
-        return [a] {
-          for_entries(a, [&](int64_t r, int64_t c, auto v) {
-            if (c == r) a.y[r] += v * a.x[c];
-          });
-        };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          if (c == r) m.y[r] += v * m.x[c];
+        });
       case csr_operation::transposed_by_rows:
-        return [a] { for_entries(a, [&](int64_t r, int64_t c, auto v) { add_row(a, c, v, r); }); };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) { add_row(m, c, v, r); });
       case csr_operation::triangular_by_rows:
-        return [a] {
-          for_entries(a, [&](int64_t r, int64_t c, auto v) {
-            if (c <= r) add_row(a, r, v, c);
-          });
-        };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          if (c <= r) add_row(m, r, v, c);
+        });
       case csr_operation::symmetric_by_rows:
-        return [a] {
-          for_entries(a, [&](int64_t r, int64_t c, auto v) {
-            add_row(a, r, v, c);
-            if (c != r) add_row(a, c, v, r);
-          });
-        };
+        return by_entries(a, [](auto& m, int64_t r, int64_t c, auto v) {
+          add_row(m, r, v, c);
+          if (c != r) add_row(m, c, v, r);
+        });
       case csr_operation::rows_alone:
         return [a] {
           std::fill_n(a.y, a.rows, 0);
