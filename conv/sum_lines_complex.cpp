@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Sums of complex lines in their own precision.
 #include "conv/sum_lines.h"
 
 namespace zor::conv {

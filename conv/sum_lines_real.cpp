@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Sums of real lines in their own precision.
 #include "conv/sum_lines.h"
 
 namespace zor::conv {

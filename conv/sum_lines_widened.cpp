@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Sums of lines in single precision that are formed in double.
 #include "conv/sum_lines.h"
 
 namespace zor::conv {

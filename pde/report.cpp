@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Puts texts and values of a message together, and writes them to the screen or to the file.
 #include "pde/report.h"
 
 #include <cstdio>

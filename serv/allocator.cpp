@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Looks for the allocator library once and keeps the four functions.
 #include "serv/allocator.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The steps of loading and unloading, and the constructor and destructor that run them.
 #include "serv/frame.h"
 
 #include <time.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Looks names up, and ends the process where one is missing.
 #include "serv/imports.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Words that threads share without a lock.
 #pragma once
 
 #include <atomic>

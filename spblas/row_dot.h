@@ -115,7 +115,7 @@ template <int N, int R = 1, int Count = 0, bool Kept = false, class T, bool RowM
         s.at[i] = s.at[i] + entry.times(x.template get<N>(col, i * N));
       });
   };
-  // The processor alone asks too late for entries; and for rows of x, where much is done with each of them.
+  // The hardware fetches entries too late, and under complex products, which take long, rows of x as well.
   const auto touch_ahead = [&] __attribute__((always_inline)) {
     entries.touch(k);
     if (is_complex<T> && k + 8 <= end)
