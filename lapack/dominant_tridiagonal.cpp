@@ -7,7 +7,7 @@
 // Every element is the result of one stated chain: products and differences rounded one by one, complex
 // products (xr yr - xi yi, xr yi + xi yr), complex reciprocals as in serv/quotient.h. A running element is
 // stored at each step and carried in a register; where the chains meet it is read again.
-#include "lapack/columns.h"
+#include "lapack/right_hand_sides.h"
 #include "zor/signatures/lapack.h"
 
 namespace zor {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A tridiagonal system by elimination with row interchanges, right-hand sides carried along. Row i is kept
 // when |d(i)| is at least |dl(i)|, and exchanged with the next one otherwise.
-#include "lapack/columns.h"
+#include "lapack/right_hand_sides.h"
 #include "zor/signatures/lapack.h"
 
 namespace zor {

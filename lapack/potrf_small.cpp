@@ -12,8 +12,8 @@
 namespace zor {
 namespace {
 
-// Orders up to which the products are computed in line. Beyond them the core's routines, which know of blocks
-// and threads, are as fast.
+// Tuned: orders up to which the products are computed in line. Beyond them the core's routines, which know of
+// blocks and threads, are as fast.
 inline constexpr zor_int largest_inline = 128, largest_inline_complex = 16;
 
 template <class T>
@@ -371,7 +371,7 @@ zor_int factor_by_row_groups(zor_int n, R* a, zor_int lda) {
   return 0;
 }
 
-// Up to `tiny` columns stay in registers: one column after the other, each sum unrolled. A call of the dot
+// Tuned: up to `tiny` columns stay in registers, one after the other, each sum unrolled. A call of the dot
 // product, and vectors loaded where single elements have just been stored, would take longer than all else.
 inline constexpr int tiny = 8;
 

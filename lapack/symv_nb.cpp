@@ -17,7 +17,7 @@
 namespace zor {
 namespace {
 
-// Rows whose part of the columns stays in the first-level cache between the two uses.
+// Tuned: rows whose part of the columns stays in the first-level cache between the two uses.
 inline constexpr zor_int block_rows = 256;
 
 template <class T>

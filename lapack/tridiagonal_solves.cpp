@@ -5,7 +5,7 @@
 // all columns where there is no memory for the reciprocals. Products and differences are rounded one by one,
 // in the order of the expressions below.
 #include "lapack/blas.h"
-#include "lapack/columns.h"
+#include "lapack/right_hand_sides.h"
 #include "serv/element.h"
 #include "serv/scratch.h"
 #include "zor/signatures/lapack.h"

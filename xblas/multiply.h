@@ -5,7 +5,7 @@
 #pragma once
 
 #include "xblas/arithmetic.h"
-#include "xblas/panel.h"
+#include "xblas/row_block.h"
 
 namespace zor {
 

@@ -54,11 +54,11 @@ void rotg_complex(T* a, const T* b, R* c, T* s) {
   const R scale = norm_a + root(square(b->re) + square(b->im));
   const R norm = scale * root(((square(a->re / scale) + square(a->im / scale)) + square(b->re / scale)) +
                               square(b->im / scale));
-  const auto over_norm = [norm](R x) { return R(double(x) / double(norm)); };
+  const auto divided_by_norm = [norm](R x) { return R(double(x) / double(norm)); };
   const T phase = {a->re / norm_a, a->im / norm_a};
   const T t = {phase.re * b->re + phase.im * b->im, phase.im * b->re - phase.re * b->im};
-  *c = over_norm(norm_a);
-  *s = {over_norm(t.re), over_norm(t.im)};
+  *c = divided_by_norm(norm_a);
+  *s = {divided_by_norm(t.re), divided_by_norm(t.im)};
   *a = scaled(norm, phase);
 }
 

@@ -451,7 +451,7 @@ class block_walk {
 
  private:
   static constexpr bool solving = Task == task::solve;
-  static constexpr zor_int together = 512;  // rows whose rectangles are added together, whole blocks
+  static constexpr zor_int together = 512;  // Tuned: rows of whole blocks whose rectangles are added at once
 
   // Elements as gemv takes them: with a negative increment a vector begins at its far end.
   T* part(zor_int first, zor_int count) const { return x_ + (incx_ < 0 ? first + count - 1 : first) * incx_; }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "serv/scalar.h"
 
@@ -34,8 +35,22 @@ inline constexpr level multiply_left_blocks[] = {{512, 1024}, {128, all_free}, {
 inline constexpr int multiply_levels = 3;
 inline constexpr zor_int multiply_left_columns = 2048;
 
-// Columns (symmetric matrix on the left) or rows of C taken at a time.
-inline constexpr zor_int symmetric_free = 5000;
+// Symmetric and Hermitian products: the diagonal blocks of A, and the columns (A on the left) or rows of C
+// that are taken at a time.
+template <class T>
+inline constexpr zor_int symmetric_order = is_complex<T>    ? 256
+                                           : sizeof(T) == 4 ? 192
+                                                            : 128;
+inline constexpr zor_int hermitian_order = 128, symmetric_free = 5000;
+
+// Rank updates: the diagonal blocks, within which elements are computed in a tile and beside which in a
+// rectangle, and the largest of those tiles.
+inline constexpr zor_int tile_order = 128;
+template <class T>
+constexpr zor_int diagonal_order(bool trans, bool both_short) {
+  if (std::is_same_v<T, c64> && (trans || both_short)) return 32;
+  return trans ? 64 : tile_order;
+}
 
 // The complex product by three real ones.
 inline constexpr zor_int three_product_rows = 1000, three_product_columns = 1000, three_product_depth = 128;

@@ -63,14 +63,14 @@ void row_products(zor_int depth, T alpha, const operand<T>& a, T beta, const str
     }
   };
   V sum[Strips][Rows];
-  const auto over_sums = [&](const auto& body) __attribute__((always_inline)) {
+  const auto for_sums = [&](const auto& body) __attribute__((always_inline)) {
 #pragma GCC unroll 2
     for (int s = 0; s < Strips; ++s)
 #pragma GCC unroll 4
       for (int r = 0; r < Rows; ++r) body(sum[s][r], r, s);
   };
   const auto x = make_factor<V>(alpha);
-  const auto over_depth = [&](const auto& prepared) __attribute__((always_inline)) {
+  const auto for_depth = [&](const auto& prepared) __attribute__((always_inline)) {
     for (zor_int p = 0; p < depth; ++p) {
       V row[Strips];
 #pragma GCC unroll 2
@@ -84,12 +84,12 @@ void row_products(zor_int depth, T alpha, const operand<T>& a, T beta, const str
     }
   };
   if (a.trans) {
-    over_sums([](V& v, int, int) { v = V{}; });
-    over_depth([](V row) { return row; });
-    over_sums([&](V& v, int r, int s) { v = how == update::store ? x * v : x * v + old(r, s); });
+    for_sums([](V& v, int, int) { v = V{}; });
+    for_depth([](V row) { return row; });
+    for_sums([&](V& v, int r, int s) { v = how == update::store ? x * v : x * v + old(r, s); });
   } else {
-    over_sums([&](V& v, int r, int s) { v = old(r, s); });
-    over_depth([&](V row) { return x * row; });
+    for_sums([&](V& v, int r, int s) { v = old(r, s); });
+    for_depth([&](V row) { return x * row; });
   }
   for (int s = 0; s < Strips; ++s)
     for (int r = 0; r < Rows; ++r) scatter_row(sum[s][r], at(r, s), w.ldc);
@@ -114,15 +114,15 @@ void product_rows(zor_int m, zor_int n, zor_int depth, T alpha, const operand<T>
   constexpr int most = tile_shape<T>::columns;
   zor_int j = 0;
   // Whole strips, `Taken` of them at a time, as far as they go.
-  const auto over_strips = [&]<int Taken>(const auto& body) {
+  const auto for_strips = [&]<int Taken>(const auto& body) {
     for (; j + Taken * most <= n; j += Taken * most)
       body(strip_walk<T>{b + j * depth, most, Taken / 2 * most * depth, c + j * ldc, ldc, Taken / 2 * most});
   };
   if constexpr (2 * most * sizeof(T) <= width) {
     using V = vec<real_t<T>, int(2 * most * sizeof(T))>;
-    over_strips.template operator()<4>(
+    for_strips.template operator()<4>(
         [&](const strip_walk<T>& w) { product_rows<T, V, 2>(m, depth, alpha, a, beta, w); });
-    over_strips.template operator()<2>(
+    for_strips.template operator()<2>(
         [&](const strip_walk<T>& w) { product_rows<T, V, 1>(m, depth, alpha, a, beta, w); });
   }
   // Between one and two vectors of 16 bytes: two that overlap. Both have read C before either is stored, and
@@ -143,7 +143,7 @@ void product_rows(zor_int m, zor_int n, zor_int depth, T alpha, const operand<T>
       }
     });
   };
-  over_strips.template operator()<2>(
+  for_strips.template operator()<2>(
       [&](const strip_walk<T>& w) { columns_of.template operator()<2>(most, w); });
   for (; j < n; j += most) {
     const int columns = n - j < most ? int(n - j) : most;

@@ -71,7 +71,7 @@ template <class T, class V, int Vectors, int Columns, reading From>
 #pragma GCC unroll 16
     for (int v = 0; v < Vectors * parts<T>; ++v) sum[j][v] = V{};
   // With a column that the compiler knows, each factor of B is one operand of its product.
-  const auto over_depth = [&](auto column) __attribute__((always_inline)) {
+  const auto for_depth = [&](auto column) __attribute__((always_inline)) {
     for (zor_int p = t.depth; p > 0; --p) {
       V av[Vectors * parts<T>];
 #pragma GCC unroll 16
@@ -100,9 +100,9 @@ template <class T, class V, int Vectors, int Columns, reading From>
     }
   };
   if (packed || t.b_column == 1)
-    over_depth(std::integral_constant<int, parts<T> * copies>{});
+    for_depth(std::integral_constant<int, parts<T> * copies>{});
   else
-    over_depth(t.b_column * parts<T>);
+    for_depth(t.b_column * parts<T>);
 }
 
 // One vector of C, interleaved for complex types, joined by its sums in one addition a real.

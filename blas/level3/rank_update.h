@@ -4,7 +4,7 @@
 // added to C; the rest of the block's columns is a rectangle of its own.
 #pragma once
 
-#include "blas/level3/diagonal.h"
+#include "blas/level3/blocks.h"
 #include "blas/level3/gemm.h"
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
@@ -62,6 +62,8 @@ void add_tile(const triangle_of<T>& t, const T* tile) {
 
 // Fewer rows or columns than these make a product take another way.
 inline constexpr zor_int least_product = 8;
+// Tuned: rows and columns whose diagonal blocks share one rectangle.
+inline constexpr zor_int joined_order = 256;
 
 // Calls diagonal(j, order) for each diagonal block, and rectangle(row, rows, column, columns) for what the
 // triangle holds beside them. The rectangles of neighbouring blocks are joined where none of their parts
@@ -69,9 +71,8 @@ inline constexpr zor_int least_product = 8;
 template <class T, class Diagonal, class Rectangle>
 void for_diagonal_blocks(const triangle_of<T>& t, zor_int step, const Diagonal& diagonal,
                          const Rectangle& rectangle) {
-  constexpr zor_int joined = 256;
-  for (zor_int first = 0; first < t.n; first += joined) {
-    const zor_int end = t.n - first < joined ? t.n : first + joined;
+  for (zor_int first = 0; first < t.n; first += joined_order) {
+    const zor_int end = t.n - first < joined_order ? t.n : first + joined_order;
     const bool join = t.lower ? t.n - end >= least_product : (end - first - 1) % step + 1 >= least_product;
     for (zor_int j = first; j < end; j += step) {
       const zor_int order = end - j < step ? end - j : step;

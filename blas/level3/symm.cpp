@@ -15,17 +15,6 @@
 namespace zor::level3 {
 namespace {
 
-// Order of the diagonal blocks, which decides how the sums along A are grouped.
-template <class T>
-inline constexpr zor_int square_order = 128;
-template <>
-inline constexpr zor_int square_order<float> = 192;
-template <>
-inline constexpr zor_int square_order<c32> = 256;
-template <>
-inline constexpr zor_int square_order<c64> = 256;
-constexpr zor_int hermitian_order = 128;
-
 // square := alpha times the full block of A whose triangle is stored, of leading dimension ld.
 template <bool Hermitian, class T>
 void expand(bool lower, zor_int order, T alpha, const T* a, zor_int lda, T* square, zor_int ld) {
@@ -109,7 +98,7 @@ bool has_work(const symmetric_product<T>& q, T beta) {
 
 template <class T>
 void symm(const symmetric_product<T>& q, T beta) {
-  constexpr zor_int order = square_order<T>;
+  constexpr zor_int order = symmetric_order<T>;
   scratch<T> square(order * order);
   if (core::zor_serv_check_ptr(square.data, "xsymm") != 0 || !has_work(q, beta)) return;
   scale_result(q, beta);

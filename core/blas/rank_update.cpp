@@ -4,7 +4,7 @@
 // products give the same bits here.
 #include <algorithm>
 
-#include "blas/level3/diagonal.h"
+#include "blas/level3/blocks.h"
 #include "core/blas/argument_list.h"
 #include "core/blas/division.h"
 #include "core/blas/kernels.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Parameter arrays and tables of rectangle and box.
 #include "pde/poisson/box.h"
 
 #include "zor/serv.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Set-up and passes that all solvers share.
 #include "pde/poisson/solver.h"
 
 #include "dft/engine/roots/trig.h"

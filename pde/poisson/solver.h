@@ -5,7 +5,7 @@
 
 #include <type_traits>
 
-#include "pde/trig/transform.h"
+#include "pde/trig/parameters.h"
 #include "zor/dft_kern.h"
 #include "zor/types.h"
 

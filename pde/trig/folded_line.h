@@ -117,9 +117,9 @@ void unfold(const folded_line<T>& l, T* coefficients, T odd_factor) {
 // coefficients, of which the first stands at element 1, alternating.
 template <class T, class Dft>
 bool run_folded_cosines(const folded_line<T>& l, const Dft& dft) {
-  const bool sine = l.type == 3, turned = l.mirrored != sine;
-  const ptrdiff_t n = l.n, step = turned ? -l.step : l.step;
-  T* const points = l.f + (turned ? n * l.step : 0);
+  const bool sine = l.type == 3, backwards = l.mirrored != sine;
+  const ptrdiff_t n = l.n, step = backwards ? -l.step : l.step;
+  T* const points = l.f + (backwards ? n * l.step : 0);
   T* const coefficients = l.f + (sine ? l.step : 0);
   const bool by_vectors = step == 1 || step == -1;
   const T* const line = l.line;

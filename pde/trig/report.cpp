@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "pde/trig/transform.h"
+#include "pde/trig/parameters.h"
 #include "zor/signatures/trig.h"
 
 namespace zor::pde {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The stages of a transform: init, commit, forward, backward, free.
-#include "pde/trig/transform.h"
+#include "pde/trig/parameters.h"
 
 #include <cstdio>
 
 #include "dft/engine/roots/trig.h"
-#include "pde/trig/lines.h"
+#include "pde/trig/batch.h"
 #include "pde/trig/steps.h"
 #include "serv/control.h"
 #include "zor/dft_kern.h"

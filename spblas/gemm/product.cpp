@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "spblas/gemm/column_set.h"
-#include "spblas/gemm/rows.h"
+#include "spblas/gemm/three_arrays.h"
 #include "spblas/result_scratch.h"
 #include "spblas/result_thresholds.h"
 #include "zor/signatures/spblas_matrix.h"

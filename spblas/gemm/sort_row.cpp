@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The sort of a row by column. Short rows, and rows that are sorted already, are sorted by insertion in
 // place; long ones by merges of their columns, after which each value moves once.
-#include "spblas/gemm/rows.h"
+#include "spblas/gemm/three_arrays.h"
 #include "spblas/result_scratch.h"
 #include "spblas/result_thresholds.h"
 #include "zor/signatures/spblas_matrix.h"

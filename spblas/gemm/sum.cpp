@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // C := A + beta B and C := A + beta B^T. Each row of C is the merge of two sorted rows.
-#include "spblas/gemm/rows.h"
+#include "spblas/gemm/three_arrays.h"
 #include "spblas/panel.h"
 #include "spblas/result_scratch.h"
 #include "spblas/transpose.h"

@@ -38,11 +38,11 @@ template <class V>
   });
 }
 
-// Values j to j + W - 1 of n, zero behind the last; and the store of those that exist.
+// Fewer values than a vector has, j to n - 1, and zero behind them; and their store. They end one row of
+// many, and so have no copy in each.
 template <class V, class Load>
-[[gnu::always_inline]] inline complex_lanes<V> load_until(ptrdiff_t n, ptrdiff_t j, Load load) {
+[[gnu::noinline]] complex_lanes<V> load_last(ptrdiff_t n, ptrdiff_t j, const Load& load) {
   using R = real_of<V>;
-  if (j + lane_count<V> <= n) return load.template operator()<V>(j);
   complex_lanes<V> v{};
   for (int i = 0; j + i < n; ++i) {
     const complex_lanes<R> one = load.template operator()<R>(j + i);
@@ -52,11 +52,23 @@ template <class V, class Load>
   return v;
 }
 template <class V, class Store>
-[[gnu::always_inline]] inline void store_until(ptrdiff_t n, ptrdiff_t j, complex_lanes<V> v, Store store) {
+[[gnu::noinline]] void store_last(ptrdiff_t n, ptrdiff_t j, const complex_lanes<V>& v, const Store& store) {
+  for (int i = 0; j + i < n; ++i) store(j + i, complex_lanes<real_of<V>>{v.re[i], v.im[i]});
+}
+
+// Values j to j + W - 1 of n, zero behind the last; and the store of those that exist.
+template <class V, class Load>
+[[gnu::always_inline]] inline complex_lanes<V> load_until(ptrdiff_t n, ptrdiff_t j, const Load& load) {
+  if (j + lane_count<V> <= n) return load.template operator()<V>(j);
+  return j < n ? load_last<V>(n, j, load) : complex_lanes<V>{};
+}
+template <class V, class Store>
+[[gnu::always_inline]] inline void store_until(ptrdiff_t n, ptrdiff_t j, complex_lanes<V> v,
+                                               const Store& store) {
   if (j + lane_count<V> <= n)
     store(j, v);
-  else
-    for (int i = 0; j + i < n; ++i) store(j + i, complex_lanes<real_of<V>>{v.re[i], v.im[i]});
+  else if (j < n)
+    store_last<V>(n, j, v, store);
 }
 
 // The first radix of the padded length: its values are 16 rows of L, of which the first `rows` hold the n

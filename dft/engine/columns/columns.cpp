@@ -2,12 +2,16 @@
 // Plans of columns: twiddles, the order of results, and the calls of their passes.
 #include "dft/engine/columns/columns.h"
 
+#include "dft/engine/plan/memory.h"
 #include "dft/engine/roots/root_table.h"
 
 namespace zor::dft {
 
+// The record, fewer twiddles than values, the two orders of rows, and the room that each array may leave to
+// the next boundary.
 int64_t column_plan_bytes(int32_t length, int32_t real_bytes) {
-  return 2048 + int64_t{length} * (2 * real_bytes + 8) + 64 * (most_column_passes + 3);
+  constexpr int64_t orders = 2 * sizeof(int32_t), arrays = most_column_passes + 3;
+  return column_record_bytes + length * (2 * real_bytes + orders) + plan_boundary * arrays;
 }
 
 int32_t radices_of_order(int32_t order, int32_t* radix) {
@@ -19,7 +23,7 @@ int32_t radices_of_order(int32_t order, int32_t* radix) {
 template <class R>
 column_plan<R>* make_columns(char** memory, const int32_t* radix, int32_t count, form outer, int32_t lanes,
                              const root_table& roots) {
-  static_assert(sizeof(column_plan<R>) <= 2048);
+  static_assert(sizeof(column_plan<R>) <= column_record_bytes);
   auto* p = take<column_plan<R>>(memory, 1);
   p->count = count;
   p->length = 1;

@@ -61,7 +61,9 @@ struct column_plan {
   const int32_t* place;      // tile row of output k
 };
 
-// Bytes, on a boundary of 64 and filled with zero, that make_columns takes from *memory.
+// Bytes that the record of a plan is given, in either precision.
+inline constexpr int64_t column_record_bytes = 2048;
+// Bytes, on a boundary of plan_boundary and filled with zero, that make_columns takes from *memory.
 int64_t column_plan_bytes(int32_t length, int32_t real_bytes);
 // The product of the radices divides the length of the roots.
 struct root_table;
@@ -87,14 +89,6 @@ struct column_lines {
 };
 template <class R>
 void run_column_lines(const column_plan<R>& p, const column_lines<R>& d, R* tile);
-
-// Room of one kind after another in a plan's memory.
-template <class T>
-T* take(char** memory, int64_t count) {
-  T* p = reinterpret_cast<T*>(*memory);
-  *memory += (count * int64_t{sizeof(T)} + 63) / 64 * 64;
-  return p;
-}
 
 // The radices of 2^order, order being 6 or more: as few as do, each 16 or 8, the sixteens first. Their
 // number.

@@ -80,7 +80,7 @@ int32_t build(plan** out, int32_t n, int32_t flag, int32_t hint) {
       L == layout::real ? select_real(n, 2 * sizeof(R), &s) : select_complex(n, 2 * sizeof(R), unordered, &s);
   if (code != engine_done) return code;
   // Record and tables in one block.
-  const size_t record = (sizeof(plan) + 63) / 64 * 64;
+  const size_t record = round_to_boundary(sizeof(plan));
   auto* p = static_cast<plan*>(engine_allocate(record + sizeof(plan_tables)));
   if (p == nullptr) return engine_no_memory;
   p->tables = reinterpret_cast<plan_tables*>(reinterpret_cast<char*>(p) + record);

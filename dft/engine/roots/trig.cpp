@@ -148,18 +148,20 @@ void wide_roots_of_unity(int64_t n, int64_t count, wide_root* out) {
   }
 }
 
-// The nearest of the nodes, whose distance is known to twice the precision, turned by the rest. Beyond an
-// eighth of the circle the complement is looked up, and the quarters exchange and negate the two.
+// The nearest of the nodes, whose distance is known to twice the precision, rotated by the rest. Beyond an
+// eighth of the circle the complement is looked up; by the quarter the two change places and signs.
 cosine_and_sine cosine_and_sine_of(double angle) {
   constexpr double largest = 0x1p20, rounder = 0x1.8p52;
   if (!(angle > -largest && angle < largest)) return {__builtin_nan(""), __builtin_nan("")};
-  const double turns = (angle * (1.0 / step.hi) + rounder) - rounder;
-  const compensated<double> p = dft::two_product(turns, step.hi);
+  const double nearest = (angle * (1.0 / step.hi) + rounder) - rounder;
+  const compensated<double> p = dft::two_product(nearest, step.hi);
   const double back = angle - p.hi;
-  const compensated<double> delta = dft::two_sum(back, -(p.lo + turns * step.lo));
-  const int64_t node = int64_t(turns), quarter = (node >> 8) & 3;
-  const bool beyond = (node & 255) > steps;
-  const int64_t at = beyond ? 2 * steps - (node & 255) : node & 255;
+  const compensated<double> delta = dft::two_sum(back, -(p.lo + nearest * step.lo));
+  constexpr int64_t steps_of_quarter = 2 * steps;
+  const int64_t node = int64_t(nearest), within = node & (steps_of_quarter - 1);
+  const int64_t quarter = (node - within) / steps_of_quarter & 3;
+  const bool beyond = within > steps;
+  const int64_t at = beyond ? steps_of_quarter - within : within;
   const double d = beyond ? -delta.hi : delta.hi, d_low = beyond ? -delta.lo : delta.lo;
   const double x2 = d * d;
   const double excess = d * x2 * (-1.0 / 6 + x2 * (1.0 / 120 - x2 * (1.0 / 5040)));

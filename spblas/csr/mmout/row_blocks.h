@@ -10,6 +10,13 @@
 
 namespace zor::sparse {
 
+namespace thresholds {
+// Contract: bytes that a product may take, as `cache_weights` count them, before its rows go in blocks, and
+// the blocks that these bytes hold. The copies of B are requests of a block, so that the pool sees the
+// blocks.
+inline constexpr zor_int bytes_before_blocks = 17000000, blocks_of_those = 4;
+}  // namespace thresholds
+
 // Bytes counted for a stored entry and for a right-hand side: `block` weighs them when the size of a block is
 // chosen, `test` when it is decided whether to block at all.
 struct cache_weights {
@@ -28,13 +35,13 @@ constexpr cache_weights weights_of(bool conj) {
 // twin are not blocked. In integers, which raise no exception flags.
 template <class I>
 zor_int rows_in_block(cache_weights w, I m, I end, I n) {
-  constexpr zor_int cache = 17000000;
+  using namespace thresholds;
   constexpr __int128 largest = sizeof(I) == 4 ? INT32_MAX : INT64_MAX;
   const __int128 average = (end - 1) / m;
   const __int128 row = w.block_entry * average + w.block_column * __int128(n);
   const __int128 total = (w.test_entry * average + w.test_column * __int128(n)) * m;
-  if (total < cache || total > largest || row < 1) return m;
-  const zor_int rows = zor_int(cache / 4 / row);
+  if (total < bytes_before_blocks || total > largest || row < 1) return m;
+  const zor_int rows = zor_int(bytes_before_blocks / blocks_of_those / row);
   return rows < 1 || m / rows <= 1 ? m : rows;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Lines are transformed side by side: a tile holds element j of as many lines as a cache line has room for in
 // row j. Lengths without that form go line by line through a plan of the line.
-#include "pde/trig/lines.h"
+#include "pde/trig/batch.h"
 
 #include <atomic>
 #include <new>
@@ -14,8 +14,8 @@
 #include "pde/poisson/tridiagonal.h"
 #include "pde/trig/folded.h"
 #include "pde/trig/folded_line.h"
+#include "pde/trig/parameters.h"
 #include "pde/trig/steps.h"
-#include "pde/trig/transform.h"
 #include "serv/control.h"
 #include "serv/vec.h"
 
