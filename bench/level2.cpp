@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Level 2: a matrix with one vector or two, by the entry that each name has. The bytes of a case are those of
+// Level 2: a matrix with one vector or two, by the public routines. The bytes of a case are those of
 // the stored matrix, read once and written once where it changes.
 #include <fmt/format.h>
 
@@ -152,8 +152,7 @@ std::vector<bench_case> level2_cases(const environment& env) {
   // Letters separated by spaces; an empty one stands for a routine without options.
   const auto add = [&]<class T>(T, form f, std::string_view name, auto* ours,
                                 std::initializer_list<const char*> letters) {
-    std::string_view plain = name.substr(std::string_view("zor_blas_").size());
-    if (plain[0] == 'x') plain.remove_prefix(1);
+    const std::string_view plain = name.substr(std::string_view("zor_blas_").size());
     std::vector<zor_int> sizes = {64, 500, 4000};
     if (is_band(f)) sizes = {100000};
     if (is_packed(f)) sizes = {2000};
@@ -166,20 +165,27 @@ std::vector<bench_case> level2_cases(const environment& env) {
     }
   };
 #define ROW_GEMV(name, T) add(T{}, form::general, #name, name, {"N", "T"});
+#define ROW_SYR(name, T) add(T{}, form::rank_one, #name, name, {"U", "L"});
 #include "zor/tables/core_blas.inc"
-#define ROW_XGER(name, T, conj) add(T{}, form::update, #name, name, {""});
-#define ROW_XGBMV(name, T) add(T{}, form::band, #name, name, {"N", "T"});
-#define ROW_XSYMV(name, T, hermitian) add(T{}, form::symmetric, #name, name, {"U", "L"});
-#define ROW_XSBMV(name, T, hermitian) add(T{}, form::symmetric_band, #name, name, {"U", "L"});
-#define ROW_XSPMV(name, T, hermitian) add(T{}, form::symmetric_packed, #name, name, {"U", "L"});
-#define ROW_XSYR2(name, T, hermitian) add(T{}, form::rank_two, #name, name, {"U", "L"});
-#define ROW_XTRMV(name, T) add(T{}, form::triangular, #name, name, {"UNN", "LTN"});
-#define ROW_XTRSV ROW_XTRMV
-#define ROW_XTBMV(name, T) add(T{}, form::triangular_band, #name, name, {"UNN", "LTN"});
-#define ROW_XTBSV ROW_XTBMV
-#define ROW_XTPMV(name, T) add(T{}, form::triangular_packed, #name, name, {"UNN", "LTN"});
-#define ROW_XTPSV ROW_XTPMV
-#include "zor/tables/blas_level2.inc"
+#define ROW_GER(name, T) add(T{}, form::update, #name, name, {""});
+#define ROW_GERU ROW_GER
+#define ROW_GERC ROW_GER
+#define ROW_GBMV(name, T) add(T{}, form::band, #name, name, {"N", "T"});
+#define ROW_SYMV(name, T, kernel) add(T{}, form::symmetric, #name, name, {"U", "L"});
+#define ROW_HEMV ROW_SYMV
+#define ROW_SBMV(name, T) add(T{}, form::symmetric_band, #name, name, {"U", "L"});
+#define ROW_HBMV ROW_SBMV
+#define ROW_SPMV(name, T) add(T{}, form::symmetric_packed, #name, name, {"U", "L"});
+#define ROW_HPMV ROW_SPMV
+#define ROW_SYR2(name, T, kernel) add(T{}, form::rank_two, #name, name, {"U", "L"});
+#define ROW_HER2 ROW_SYR2
+#define ROW_TRMV(name, T, kernel) add(T{}, form::triangular, #name, name, {"UNN", "LTN"});
+#define ROW_TRSV ROW_TRMV
+#define ROW_TBMV(name, T) add(T{}, form::triangular_band, #name, name, {"UNN", "LTN"});
+#define ROW_TBSV ROW_TBMV
+#define ROW_TPMV(name, T) add(T{}, form::triangular_packed, #name, name, {"UNN", "LTN"});
+#define ROW_TPSV ROW_TPMV
+#include "zor/tables/core_matvec.inc"
   return cases;
 }
 
