@@ -183,8 +183,8 @@ void symv(zor::xsymv_fn<T>* kernel, const char* uplo, const zor_int* n, const T*
   const int32_t threads = is_zero(*alpha) || *incx != 1 || *incy != 1 || !axpy_rounds_alike<T>()
                               ? 1
                               : threads_for_matrix<T>(*n, *n, least_symmetric_bytes);
-  if (threads == 1) return kernel(uplo, n, alpha, a, lda, x, incx, beta, y, incy);
-  symmetric_product<T>{kernel, uplo, *n, alpha, a, *lda, x, y}.run(threads, beta);
+  if (threads == 1 || !symmetric_product<T>{kernel, uplo, *n, alpha, a, *lda, x, y}.run(threads, beta))
+    kernel(uplo, n, alpha, a, lda, x, incx, beta, y, incy);
 }
 
 // x := op(A) x and its inverse.

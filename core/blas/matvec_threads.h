@@ -3,6 +3,12 @@
 // elements by the kernels, or the next terms of their sums after a phase in which others ended.
 #pragma once
 
+#include <sched.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+
 #include "blas/level2/triangle.h"
 #include "core/blas/kernels.h"
 #include "core/blas/pieces.h"
@@ -293,9 +299,9 @@ bool threaded_trmv(int32_t threads, triangular_product<T> p) {
 
 // ---- Products with a symmetric or Hermitian matrix, of which one triangle is stored. An element of y adds
 // the terms of its row in the triangle, the diagonal, and alpha times the sum of its column: the column last
-// in a lower triangle, first in an upper one. The columns are taken in blocks, while a block is in the cache
-// once for its rows and once for the sums of its columns, in two phases that follow each other: the first of
-// a block runs beside the second of the block before.
+// in a lower triangle, first in an upper one. A thread takes a block of columns, which its cache keeps
+// between the terms of the rows and the sums of the columns. Rows take their terms column by column, so a
+// block follows the one before it down the rows, and stays behind it.
 
 template <class T>
 struct symmetric_product {
@@ -308,14 +314,20 @@ struct symmetric_product {
   const T* x;
   T* y;
 
-  static constexpr zor_int block = 256;  // columns, which with some thousand rows stay in the cache
-  static constexpr zor_int column_grain = 16;
+  zor_int width = 0;  // columns of a block
+  std::atomic<zor_int>* reached = nullptr;
+
+  static constexpr zor_int least_width = 8, most_width = 64;
+  // Of a column of a block: what fits beside others into a second-level cache.
+  static constexpr zor_int block_bytes = zor_int(1) << 19;
+  // Rows after which a block tells the next one how far it has come.
+  static constexpr zor_int stride = 512;
   static constexpr bool hermitian = is_complex<T>;
 
   bool upper() const { return is_letter(uplo, 'U'); }
-  zor_int blocks() const { return (n + block - 1) / block; }
-  zor_int begin(zor_int k) const { return k * block; }
-  zor_int end(zor_int k) const { return std::min(n, (k + 1) * block); }
+  zor_int blocks() const { return (n + width - 1) / width; }
+  zor_int begin(zor_int k) const { return k * width; }
+  zor_int end(zor_int k) const { return std::min(n, (k + 1) * width); }
   const T* at(zor_int i, zor_int j) const { return a + i + j * lda; }
 
   // A part of the triangle as a band matrix: the step from column to column goes along the diagonal.
@@ -333,7 +345,7 @@ struct symmetric_product {
   void diagonal(zor_int i, zor_int count) const {
     if constexpr (hermitian) {
       using R = real_t<T>;
-      T s[block];
+      T s[most_width];
       for (zor_int k = 0; k < count; ++k) s[k] = zor::mul(*alpha, x[i + k]);
       for (const int part : {0, 1})
         band<R>("N", count, count, 0, 0, 1, zor::reals(at(i, i)), 2 * lda + 1, zor::reals(s) + part, 2,
@@ -376,40 +388,54 @@ struct symmetric_product {
     kernel(uplo, &size, alpha, at(i, i), &lda, x + i, &one_step, &one, y + i, &one_step);
   }
 
-  // Block `summed` with its sums and block `added` with its rows, of which either may be none.
-  void phase(int32_t threads, zor_int summed, zor_int added) const {
-    const bool has_sums = summed >= 0 && summed < blocks(), has_rows = added >= 0 && added < blocks();
-    const bool sums_corner = has_sums && summed == (upper() ? 0 : blocks() - 1);
-    const zor_int columns = has_sums ? end(summed) - begin(summed) : 0;
-    const zor_int most = sums_corner ? 1 : threads;
-    const zor_int column_pieces = has_sums ? std::clamp<zor_int>(columns / column_grain, 1, most) : 0;
-    const zor_int first_row = upper() || !has_rows ? 0 : end(added);
-    const zor_int row_count = !has_rows ? 0 : upper() ? begin(added) : n - first_row;
-    const zor_int row_pieces = has_rows ? std::clamp<zor_int>(row_count / matvec_grain, 1, threads) : 0;
-    for_each_piece(threads, column_pieces + row_pieces, [&](zor_int piece) {
-      if (piece >= row_pieces) {
-        if (sums_corner) return corner();
-        const zor_int p = piece - row_pieces, first = cut(columns, column_grain, column_pieces, p);
-        return sums(begin(summed) + first, cut(columns, column_grain, column_pieces, p + 1) - first);
+  // Waits until block k has added its terms to the rows before `row`.
+  void wait_for(zor_int k, zor_int row) const {
+    while (k >= 0 && reached[k].load(std::memory_order_acquire) < row) sched_yield();
+  }
+  void has_reached(zor_int k, zor_int row) const { reached[k].store(row, std::memory_order_release); }
+
+  // The terms of block k in rows first to last - 1, which are not its own.
+  void follow(zor_int k, zor_int first, zor_int last) const {
+    for (zor_int i = first; i < last; i += stride) {
+      const zor_int row = std::min(last, i + stride);
+      // Of an upper triangle the last rows are those of block k - 1 itself, which it began with.
+      wait_for(k - 1, upper() ? std::min(row, begin(k - 1)) : row);
+      rows(k, i, row - i);
+      has_reached(k, row);
+    }
+  }
+  void run_block(zor_int k) const {
+    const zor_int first = begin(k), last = end(k);
+    if (upper()) {
+      if (k == 0) {
+        corner();
+      } else {
+        sums(first, last - first);
+        own_rows(k);
       }
-      if (piece == 0) {
-        own_rows(added);
-        if (!upper()) diagonal(begin(added), end(added) - begin(added));
-      }
-      const zor_int first = cut(row_count, matvec_grain, row_pieces, piece);
-      rows(added, first_row + first, cut(row_count, matvec_grain, row_pieces, piece + 1) - first);
-    });
+      has_reached(k, 0);
+      return follow(k, 0, first);
+    }
+    wait_for(k - 1, last);
+    if (last == n) return corner();
+    own_rows(k);
+    diagonal(first, last - first);
+    follow(k, last, n);
+    sums(first, last - first);
   }
 
-  void run(int32_t threads, const T* beta) const {
+  // False, with nothing done, when there is no memory for the marks of the blocks.
+  bool run(int32_t threads, const T* beta) {
+    width = std::clamp(block_bytes / (n * zor_int(sizeof(T))) / least_width * least_width, least_width,
+                       most_width);
+    reached = static_cast<std::atomic<zor_int>*>(zor_serv_allocate(uint64_t(blocks()) * sizeof *reached, 64));
+    if (reached == nullptr) return false;
+    for (zor_int k = 0; k < blocks(); ++k) std::construct_at(reached + k, -1);
     const T nothing{};
     kernels<T>::gemv("N", &n, &one_step, &nothing, a, &lda, x, &one_step, beta, y, &one_step);
-    for (zor_int k = 0; k <= blocks(); ++k) {
-      if (upper())
-        phase(threads, k, k >= 2 ? k - 1 : -1);
-      else
-        phase(threads, k - 1, k + 1 < blocks() ? k : -1);
-    }
+    for_each_piece(threads, blocks(), [&](zor_int k) { run_block(k); });
+    zor_serv_deallocate(reached);
+    return true;
   }
 };
 
