@@ -5,16 +5,14 @@
 
 #include "blas/level1/vector.h"
 #include "spblas/quotient.h"
+#include "spblas/sky/profile_dot.h"
 #include "spblas/sky/sky.h"
 
 namespace zor::sparse {
 
 template <class T>
-T profile_dot(zor_int n, const T* a, const T* x) {
-  if constexpr (is_complex<T>)
-    return zor::cdot<T, false>(n, a, 1, x, 1);
-  else
-    return zor::dot<T>(n, a, 1, x, 1);
+[[gnu::always_inline]] inline T profile_dot(zor_int n, const T* a, const T* x) {
+  return n < 1 ? T{} : profile_dot(n, a, x, x[n - 1]);
 }
 template <class T>
 void profile_axpy(zor_int n, T alpha, const T* a, T* y) {
@@ -25,8 +23,9 @@ void profile_axpy(zor_int n, T alpha, const T* a, T* y) {
 // profile is added to c at its rows.
 template <class T>
 void multiply_triangle(bool push, bool stored, const sky_product<T>& p) {
+  const sky<T> a = p.a;
   for (zor_int r = 0; r < p.m; ++r) {
-    const auto row = p.a.at(r);
+    const auto row = a.at(r);
     const zor_int length = row.strict + (stored ? 1 : 0);
     for (zor_int j = 0; j < p.n; ++j) {
       if (push) {
@@ -69,12 +68,13 @@ void multiply_skew(bool minus, const sky_product<T>& p) {
 
 // Forwards y(r) = (y(r) - s) / diagonal; backwards the quotient is pushed to the rows of the profile.
 template <class T>
-void solve_profiles(bool push, bool stored, const sky<T>& a, zor_int m, T* y) {
+void solve_profiles(bool push, bool stored, const sky<T>& of, zor_int m, T* y) {
+  const sky<T> a = of;
+  T t{};
   for (zor_int n = 0; n < m; ++n) {
     const zor_int r = push ? m - 1 - n : n;
     const auto row = a.at(r);
-    T t = y[r];
-    if (!push) t = sub(t, profile_dot(row.strict, row.val, y + row.first));
+    t = push ? y[r] : sub(y[r], profile_dot(row.strict, row.val, y + row.first, t));
     if (stored) t = quotient(t, *row.diagonal());
     if (push) profile_axpy(row.strict, zero_minus(t), row.val, y + row.first);
     y[r] = t;

@@ -13,6 +13,7 @@ template <class T>
 struct sky {
   const T* val;
   stored_integers pntr;
+  const T* origin = val - pntr[0];
 
   struct profile {
     zor_int first, strict;  // its first row or column, and its length without the diagonal
@@ -21,7 +22,7 @@ struct sky {
   };
   profile at(zor_int r) const {
     const zor_int start = pntr[r], strict = pntr[r + 1] - start - 1;
-    return {r - strict, strict, val + (start - pntr[0])};
+    return {r - strict, strict, origin + start};
   }
 };
 
