@@ -106,21 +106,32 @@ struct element_run {
     head = head + mul<T>(load<T, n>(a), spread<T, n>(t));
     tail.add(a + n, t);
   }
-  // Adds (a alpha) t for elements Step apart.
-  template <int Step>
-  [[gnu::always_inline]] void add_across(const T* a, one<T> alpha, one<T> t) {
-    const auto apart = collect<T, n>([&](int i) __attribute__((always_inline)) { return a + i * Step; });
-    head = head + mul<T>(mul<T>(apart, spread<T, n>(alpha)), spread<T, n>(t));
-    tail.template add_across<Step>(a + n * Step, alpha, t);
+  // Adds the dots of runs of Length elements at a with those at in: element i of the run has a chain of its
+  // own over run i, of products (a alpha) in. Squares of the runs are transposed where they fill vectors.
+  template <int Length>
+  [[gnu::always_inline]] void add_dots(const T* a, one<T> alpha, const T* in) {
+    constexpr int side = Length % n == 0 && n * sizeof(T) >= 16 ? n : 1;
+    const pack<T, n> scale = spread<T, n>(alpha);
+#pragma GCC unroll 8
+    for (int q = 0; q < Length; q += side) {
+      pack<T, n> columns[side];
+      if constexpr (side == 1) {
+        const auto apart =
+            collect<T, n>([&](int i) __attribute__((always_inline)) { return a + i * Length + q; });
+        columns[0] = mul<T>(apart, scale);
+      } else {
+#pragma GCC unroll 8
+        for (int i = 0; i < n; ++i) columns[i] = mul<T>(load<T, n>(a + i * Length + q), scale);
+        if constexpr (n > 1) transpose_units<is_complex<T> ? 2 : 1>(columns);
+      }
+#pragma GCC unroll 8
+      for (int i = 0; i < side; ++i) head = head + mul<T>(columns[i], spread<T, n>(in + q + i));
+    }
+    tail.template add_dots<Length>(a + n * Length, alpha, in);
   }
   [[gnu::always_inline]] void add(const element_run& other) {
     head = head + other.head;
     tail.add(other.tail);
-  }
-  // Sets the run to the elements at a times alpha.
-  [[gnu::always_inline]] void set_scaled(const T* a, one<T> alpha) {
-    head = mul<T>(load<T, n>(a), spread<T, n>(alpha));
-    tail.set_scaled(a + n, alpha);
   }
   // Adds what the run holds times alpha to the elements at y, or subtracts it.
   [[gnu::always_inline]] void add_to(T* y, one<T> alpha, bool minus) const {
@@ -134,10 +145,9 @@ struct element_run<T, 0> {
   void get(const T*) {}
   void put(T*) const {}
   void add(const T*, one<T>) {}
-  template <int Step>
-  void add_across(const T*, one<T>, one<T>) {}
+  template <int>
+  void add_dots(const T*, one<T>, const T*) {}
   void add(const element_run&) {}
-  void set_scaled(const T*, one<T>) {}
   void add_to(T*, one<T>, bool) const {}
 };
 

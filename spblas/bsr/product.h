@@ -73,8 +73,7 @@ template <int L, class T>
     for (zor_int k = p.a.begin(row); k < end; ++k) {
       const T *const a = p.a.val + k * (L * L), *const x = p.x + p.a.column(k) * L;
       element_run<T, L> sum;
-#pragma GCC unroll 8
-      for (int j = 0; j < L; ++j) sum.template add_across<L>(a + j, alpha, load<T, 1>(x + j));
+      sum.template add_dots<L>(a, alpha, x);
       result.add(sum);
     }
     result.put(y);
@@ -99,8 +98,7 @@ template <int L, class T>
         for (int j = 0; j < L; ++j) result.add(a + j * L, mul<T>(load<T, 1>(x + j), alpha));
       } else {
         element_run<T, L> sum;
-#pragma GCC unroll 8
-        for (int j = 0; j < L; ++j) sum.template add_across<L>(a + j, alpha, load<T, 1>(x + j));
+        sum.template add_dots<L>(a, alpha, x);
         result.add(sum);
       }
       result.put(y);

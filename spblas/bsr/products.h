@@ -4,6 +4,8 @@
 // adds the image of a block on its side, and takes the stored triangle of a diagonal block for both.
 #pragma once
 
+#include <algorithm>
+
 #include "spblas/bsr/block.h"
 #include "spblas/bsr/bsr.h"
 
@@ -12,6 +14,11 @@ namespace zor::sparse {
 namespace thresholds {
 // Tuned: rows of C whose sums stay in registers together.
 inline constexpr int bsr_rows_abreast = 4;
+// Tuned: bytes of blocks that are multiplied by alpha before their elements are used. Stores of whole vectors
+// have to be some hundred cycles old: an element that is loaded from a younger one waits.
+inline constexpr int bsr_scaled_bytes = 2048;
+// Tuned: bytes ahead that blocks are asked for.
+inline constexpr int bsr_bytes_ahead = 2048;
 }  // namespace thresholds
 
 // Blocks first to last - 1 of a block row, or one block transposed, for Rows rows of C from `row` on and the
@@ -42,10 +49,22 @@ template <int N, int Rows, class T, bool RowMajor>
   each<Rows>([&](int i) __attribute__((always_inline)) { p.c.template put<N>(w.row + i, j, sum.at[i]); });
 }
 
+// to[i] := a[i] alpha.
+template <class T>
+[[gnu::always_inline]] inline void scale_elements(const T* a, zor_int count, one<T> alpha, T* to) {
+  for_packs<T>(
+      0, count, [&]<int N>(zor_int i) __attribute__((always_inline)) {
+        touch(reinterpret_cast<const char*>(a + i) + thresholds::bsr_bytes_ahead);
+        store<T, N>(to + i, mul<T>(load<T, N>(a + i), spread<T, N>(alpha)));
+      });
+}
+
 // Block rows of blocks by rows in the general view, for the right-hand sides of a pack: the sums of all rows
-// of a block stay in registers for the whole block row, and (a alpha) is made once a block.
+// of a block stay in registers for the whole block row, and (a alpha) is made once.
 template <int L, int N, class T>
 [[gnu::noinline]] void add_known_block_rows(const bsr_products<T, true>& p, zor_int j) {
+  constexpr int size = L * L, at_once = std::max(1, thresholds::bsr_scaled_bytes / (size * int(sizeof(T))));
+  alignas(64) T scaled[at_once * size];
   const one<T> alpha = load<T, 1>(&p.alpha);
   const T* const b = p.b.data + j;
   const zor_int ldb = p.b.ld;
@@ -53,17 +72,19 @@ template <int L, int N, class T>
     packs<T, N, L> sum;
     each<L>([&](int i) __attribute__((always_inline)) { sum.at[i] = p.c.template get<N>(row * L + i, j); });
     const zor_int end = p.a.end(row);
-    for (zor_int k = p.a.begin(row); k < end; ++k) {
-      T scaled[L * L];
-      element_run<T, L * L> block;
-      block.set_scaled(p.a.val + k * (L * L), alpha);
-      block.put(scaled);
-      const T* from = b + p.a.column(k) * L * ldb;
-      for (int s = 0; s < L; ++s, from += ldb) {
-        const pack<T, N> bs = load<T, N>(from);
-        each<L>([&](int i) __attribute__((always_inline)) {
-          sum.at[i] = sum.at[i] + mul<T>(spread<T, N>(scaled + i * L + s), bs);
-        });
+    for (zor_int first = p.a.begin(row); first < end; first += at_once) {
+      const zor_int last = std::min<zor_int>(first + at_once, end);
+      scale_elements(p.a.val + first * size, (last - first) * size, alpha, scaled);
+      const T* a = scaled;
+      for (zor_int k = first; k < last; ++k, a += size) {
+        const T* from = b + p.a.column(k) * L * ldb;
+#pragma GCC unroll 8
+        for (int s = 0; s < L; ++s, from += ldb) {
+          const pack<T, N> bs = load<T, N>(from);
+          each<L>([&](int i) __attribute__((always_inline)) {
+            sum.at[i] = sum.at[i] + mul<T>(spread<T, N>(a + i * L + s), bs);
+          });
+        }
       }
     }
     each<L>([&](int i) __attribute__((always_inline)) { p.c.template put<N>(row * L + i, j, sum.at[i]); });
