@@ -130,6 +130,9 @@ function(zor_kern_build build bytes up subfolder)
   zor_kern_objects(${objects}_separate ${build} ${bytes} "${ARGN}" ${ZOR_ARITHMETIC_SOURCES})
   zor_kern_objects(${objects}_fused ${build} ${bytes} "${ARGN}" ${fused_sources})
   target_compile_definitions(${objects}_fused PRIVATE ZOR_FUSED=1)
+  zor_precompile(${objects}_shared <immintrin.h> <cstdint> <cstring> <type_traits> <utility>)
+  zor_precompile_as(${objects}_separate ${objects}_shared)
+  zor_precompile_as(${objects}_fused ${objects}_shared)
   zor_kern_library(zor_kern_${build} ${separate} "$ORIGIN;$ORIGIN/../.." ${objects}_shared ${objects}_separate)
   # In the build tree lib/fused, installed lib/zor/fused.
   zor_kern_library(zor_kern_fused_${build} ${fused} "$ORIGIN/${up}..;$ORIGIN/${up}../.." ${objects}_shared ${objects}_fused)
@@ -159,6 +162,7 @@ endif()
 # Its threads outlive every call, so it stays loaded when a program closes it.
 target_link_options(zor_core PRIVATE -Wl,-z,nodelete)
 target_link_libraries(zor_core PRIVATE zor_kern_baseline OpenMP::OpenMP_CXX)
+zor_precompile(zor_core <algorithm> <atomic> <cstring>)
 add_dependencies(zor_core ${ZOR_KERN_TARGETS})
 
 # What a program links: the sibling first, so that names both libraries export bind to it, and needed even by a
