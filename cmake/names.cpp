@@ -62,8 +62,8 @@ std::string expanded(const source& s, const macro& m, const strings& args, int d
 }
 
 // The names in a definition that may be what it calls, the likeliest first: the target of an alias; names
-// with arguments from the last statement to the first, in a statement from left to right. In assembler it is
-// the macro.
+// with arguments from the last statement to the first, in a statement from left to right, but for macros and
+// members. In assembler it is the macro.
 strings candidates(const std::string& definition) {
   static const std::regex alias("alias\\(\"(\\w+)\"\\)");
   std::smatch found;
@@ -73,15 +73,20 @@ strings candidates(const std::string& definition) {
   strings names;
   size_t statement = 0;
   for (size_t p = open; p < definition.size(); p++) {
+    const bool member = definition[p - 1] == '.';
     const std::string name = take_word(definition, p);
     const char next = p < definition.size() ? definition[p] : ';';
-    if (!name.empty() && (next == '<' || next == '(')) names.insert(names.begin() + long(statement++), name);
+    const bool macro =
+        std::none_of(name.begin(), name.end(), [](unsigned char c) { return std::islower(c); });
+    if (!member && !macro && (next == '<' || next == '('))
+      names.insert(names.begin() + long(statement++), name);
     if (next == ';') statement = 0;
   }
   return names;
 }
 
 bool defines(const std::string& text, const std::string& function) {
+  if (text.find(function) == std::string::npos) return false;
   if (std::regex_search(text, std::regex("(struct|class) " + function + "\\b|#define " + function + "\\(")))
     return true;
   const std::regex definition("(^|\\n)[^\\n#=.]*[\\w>*&] +\\**" + function +
@@ -89,18 +94,38 @@ bool defines(const std::string& text, const std::string& function) {
   return std::regex_search(text, definition);
 }
 
-// The file that defines a function, among `path`, the project's headers that it includes and the sources
-// beside them.
+// A source or header of the project: its text, what it includes, and the files beside it.
+struct project_file {
+  std::string text;
+  std::vector<fs::path> includes, beside;
+};
+const project_file& read_project_file(const fs::path& project, const fs::path& path) {
+  static std::map<fs::path, project_file> known;
+  const auto [at, is_new] = known.try_emplace(path);
+  project_file& file = at->second;
+  if (!is_new || !fs::exists(project / path)) return file;
+  file.text = read_file(project / path);
+  static const std::regex include("#include \"([\\w/.]+)\"");
+  for (std::sregex_iterator i(file.text.begin(), file.text.end(), include), end; i != end; ++i)
+    file.includes.push_back((*i)[1].str());
+  for (const auto& entry : fs::directory_iterator((project / path).parent_path()))
+    if (entry.is_regular_file()) file.beside.push_back(path.parent_path() / entry.path().filename());
+  std::sort(file.beside.begin(), file.beside.end());
+  return file;
+}
+
+// The file that defines a function: `path`, or one beside it when it declares the function, or the same of
+// the project's headers that it includes.
 std::string home_of(const fs::path& project, const fs::path& path, const std::string& function,
                     std::set<fs::path>& seen) {
-  if (!fs::exists(project / path) || !seen.insert(path).second) return "";
-  const std::string text = read_file(project / path);
-  if (defines(text, function)) return path;
-  static const std::regex include("#include \"([\\w/.]+)\"");
-  for (std::sregex_iterator i(text.begin(), text.end(), include), end; i != end; ++i) {
-    fs::path next = (*i)[1].str();
-    std::string found = home_of(project, next, function, seen);
-    if (found.empty()) found = home_of(project, next.replace_extension(".cpp"), function, seen);
+  if (!seen.insert(path).second) return "";
+  const project_file& file = read_project_file(project, path);
+  if (defines(file.text, function)) return path;
+  if (path.extension() == ".h" && std::regex_search(file.text, std::regex("\\b" + function + "\\(")))
+    for (const fs::path& other : file.beside)
+      if (defines(read_project_file(project, other).text, function)) return other;
+  for (const fs::path& next : file.includes) {
+    const std::string found = home_of(project, next, function, seen);
     if (!found.empty()) return found;
   }
   return "";
