@@ -9,20 +9,19 @@
 
 #include "libblas/call.h"
 #include "serv/control.h"
+#include "zor/signatures/blas.h"
 
 namespace zor_libblas {
 
 constexpr zor::control_word invalid_flag = _MM_EXCEPT_INVALID;
 
 template <class T, class R>
-R asum(R (*routine)(const zor_int*, const T*, const zor_int*), const zor_int* n, const T* x,
-       const zor_int* incx) {
+R asum(zor::asum_fn<T, R>* routine, const zor_int* n, const T* x, const zor_int* incx) {
   return *incx > 0 ? routine(n, x, incx) : R(0);
 }
 
 template <class T, class A>
-void scal(void (*routine)(const zor_int*, const A*, T*, const zor_int*), const zor_int* n, const A* alpha,
-          T* x, const zor_int* incx) {
+void scal(zor::scal_fn<T, A>* routine, const zor_int* n, const A* alpha, T* x, const zor_int* incx) {
   if (*incx > 0) routine(n, alpha, x, incx);
 }
 
@@ -56,8 +55,7 @@ template <class T, class R>
 }
 
 template <class T, class R>
-R nrm2(R (*routine)(const zor_int*, const T*, const zor_int*), const zor_int* n, const T* x,
-       const zor_int* incx) {
+R nrm2(zor::asum_fn<T, R>* routine, const zor_int* n, const T* x, const zor_int* incx) {
   const zor::control_word before = zor::read_control();
   const R norm = routine(n, x, incx);
   if (!is_nan(norm)) return norm;
@@ -85,8 +83,7 @@ template <class T>
 
 // A NaN shows by the invalid flag that its comparisons raise.
 template <bool Largest, class T>
-zor_int search(zor_int (*routine)(const zor_int*, const T*, const zor_int*), const zor_int* n, const T* x,
-               const zor_int* incx) {
+zor_int search(zor::iamax_fn<T>* routine, const zor_int* n, const T* x, const zor_int* incx) {
   const zor::control_word before = zor::read_control();
   if ((before & invalid_flag) != 0) zor::write_control(before & ~invalid_flag);
   zor_int found = routine(n, x, incx);

@@ -4,6 +4,7 @@
 
 #include "tools/verify/dft.h"
 #include "zor/core.h"
+#include "zor/signatures/dft_kern.h"
 
 namespace zor_tools {
 namespace {
@@ -98,7 +99,7 @@ void commits(recorder& out, std::string_view name, const Commit& commit) {
 }
 
 template <class R>
-void breakdowns(recorder& out, int32_t (*apply)(ZorDftDescriptor*)) {
+void breakdowns(recorder& out, zor::dft_apply_fn* apply) {
   for (const zor_int n : {1, 2, 3, 8, 64, 128, 100, 997})
     for (const double scale : {1.0, 1.0 / double(n), 0.3}) {
       const problem p{.data = kind::complex, .n = {n}, .scale = scale};
@@ -138,7 +139,7 @@ void run_zor_dft_free_allocated_buffers(recorder& out) {
   add_fields(out, d.get());
 }
 
-void create_1d(recorder& out, int32_t (*create)(ZorDftDescriptor**, double, int32_t, zor_int, zor_int)) {
+void create_1d(recorder& out, decltype(zor_dft_create_1d_d)* create) {
   for (const double precision : {35.0, 36.0, 36.5})
     for (const int32_t domain : {31, 32, 33})
       for (const zor_int length : {0, 1, 12}) {
@@ -151,7 +152,7 @@ void create_1d(recorder& out, int32_t (*create)(ZorDftDescriptor**, double, int3
 void run_zor_dft_create_1d_d(recorder& out) { create_1d(out, zor_dft_create_1d_d); }
 void run_zor_dft_create_1d_s(recorder& out) { create_1d(out, zor_dft_create_1d_s); }
 
-void create_nd(recorder& out, int32_t (*create)(ZorDftDescriptor**, int32_t, zor_int, const zor_int*)) {
+void create_nd(recorder& out, decltype(zor_dft_create_nd_d)* create) {
   for (const int32_t domain : {31, 32, 33})
     for (const zor_int rank : {0, 1, 2, 3, 8}) {
       ZorDftDescriptor* d = nullptr;
@@ -183,7 +184,7 @@ void run_zor_dft_free(recorder& out) {
   out.add(int64_t(zor_dft_free(nullptr)));
 }
 
-void front_end_compute(recorder& out, int32_t (*compute)(ZorDftDescriptor**, void*, ...), bool direction) {
+void front_end_compute(recorder& out, decltype(zor_dft_compute_forward)* compute, bool direction) {
   const auto call = [&](ZorDftDescriptor* d, const auto& o) {
     return compute(&d, o.arrays[0], o.arrays[1], o.arrays[2], o.arrays[3]);
   };
@@ -207,7 +208,7 @@ void run_zor_dft_status_text(recorder& out) {
 }
 
 template <class R>
-void long_lines(recorder& out, int32_t (*init)(ZorDftDescriptor*)) {
+void long_lines(recorder& out, zor::via2d_init_fn* init) {
   for (const zor_int n : {4, 6, 64, 1001, 1800, 2048}) {
     const owned_descriptor d =
         make_descriptor({.data = kind::complex, .n = {n}, .scale = 0.3}, precision_of<R>::value, forward);

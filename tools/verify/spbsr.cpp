@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Products of matrices in blocks, in both integer widths.
+#include <functional>
+
 #include "tools/verify/battery.h"
 #include "zor/spblas.h"
 
@@ -36,10 +38,13 @@ T factor(uint64_t iteration) {
   return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
-// call(matrix, alpha, n, ld, x, y) for every size of block with code of its own and beyond; right-hand sides
-// stand by columns or by rows.
-template <class T, class I, class Call>
-void cases(recorder& out, int base, I n, bool row_major, const Call& call) {
+template <class T, class I>
+using bsr_call = std::function<void(matrix<T, I>& a, T alpha, I n, I ld, const T* x, T* y)>;
+
+// The call for every size of block with code of its own and beyond; right-hand sides stand by columns or by
+// rows.
+template <class T, class I>
+void cases(recorder& out, int base, I n, bool row_major, const bsr_call<T, I>& call) {
   uint64_t iteration = uint64_t(100 * n);
   for (const zor_int lb : {1, 2, 3, 4, 5, 6, 7, 8, 9, 21}) {
     for (const zor_int mb : {1, 7}) {

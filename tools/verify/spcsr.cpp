@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // CSR products and solves and the sparse service routines, in both integer widths.
 #include "tools/verify/battery.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor_tools {
 namespace {
@@ -51,30 +51,62 @@ T factor(uint64_t iteration) {
   return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
-// The calls are plain functions, so that each pair of types has one loop over the cases for all its names.
+// A call of each signature; names that share one share the loop over the cases too.
 template <class T, class I>
-using vector_call = void (*)(const matrix<T, I>& a, T alpha, const T* x, T* y);
+void call(zor::csr_mvout_par_fn<T, I>* name, const matrix<T, I>& a, T alpha, const T* x, T* y) {
+  const I first = 1, last = I(a.m);
+  name(&first, &last, &last, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);
+}
 template <class T, class I>
-using column_call = void (*)(const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld);
+void call(zor::csr_mvout_seq_fn<T, I>* name, const matrix<T, I>& a, T alpha, const T* x, T* y) {
+  const I m = I(a.m);
+  name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);
+}
+template <class T, class I>
+void call(zor::csr_gemvout_par_fn<T, I>* name, const matrix<T, I>& a, T, const T* x, T* y) {
+  const I first = 1, last = I(a.m);
+  name(&first, &last, nullptr, nullptr, a.val.data(), a.indx.data(), a.pntrb.data(), nullptr, x, y);
+}
+template <class T, class I>
+void call(zor::csr_svout_seq_fn<T, I>* name, const matrix<T, I>& a, T alpha, const T*, T* y) {
+  const I m = I(a.m);
+  name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y);
+}
+template <class T, class I>
+void call(zor::csr_mmout_par_fn<T, I>* name, const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld) {
+  const I first = 2, last = n - 1, m = I(a.m);
+  name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c,
+       &ld);
+}
+template <class T, class I>
+void call(zor::csr_mmout_seq_fn<T, I>* name, const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld) {
+  const I m = I(a.m);
+  name(&m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c, &ld);
+}
+template <class T, class I>
+void call(zor::csr_smout_par_fn<T, I>* name, const matrix<T, I>& a, T alpha, I n, const T*, T* c, I ld) {
+  const I first = 2, last = n - 1, m = I(a.m);
+  name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), c, &ld);
+}
 
 // The call for each size, with ordinary and with special values in x.
-template <class T, class I>
-void vectors(recorder& out, const fields& f, bool sorted, vector_call<T, I> call) {
+template <class T, class I, class Name>
+void vectors(recorder& out, const fields& f, bool sorted, Name* name) {
   uint64_t iteration = 0;
   for (const content kind : {content::ordinary, content::special}) {
     for (const zor_int m : row_counts) {
       numbers source(++iteration);
       const matrix<T, I> a(m, f.base, sorted, source);
       block<T> x(size_t(m), iteration % 3, source, kind), y(size_t(m), iteration % 2, source);
-      call(a, factor<T>(iteration), x.data(), y.data());
+      call(name, a, factor<T>(iteration), x.data(), y.data());
       y.record(out);
     }
   }
 }
 
 // The same for right-hand sides 2 to n - 1 of n.
-template <class T, class I>
-void columns(recorder& out, const fields& f, bool sorted, column_call<T, I> call) {
+template <class T, class I, class Name>
+void columns(recorder& out, const fields& f, bool sorted, Name* name) {
   uint64_t iteration = 100;
   for (const zor_int m : row_counts) {
     for (const zor_int n : {3, 21}) {
@@ -83,7 +115,7 @@ void columns(recorder& out, const fields& f, bool sorted, column_call<T, I> call
       const zor_int ld = (f.base == 0 ? n : m) + zor_int(iteration % 2);
       const size_t size = size_t(ld * (f.base == 0 ? m : n));
       block<T> b(size, iteration % 3, source), c(size, iteration % 2, source);
-      call(a, factor<T>(iteration), I(n), b.data(), c.data(), I(ld));
+      call(name, a, factor<T>(iteration), I(n), b.data(), c.data(), I(ld));
       c.record(out);
     }
   }
@@ -92,53 +124,15 @@ void columns(recorder& out, const fields& f, bool sorted, column_call<T, I> call
 }  // namespace
 
 void run_spcsr(recorder& out) {
-#define ROW_csr_mvout_par(name, T, I, ...)                                                                   \
-  if (out.begin(#name))                                                                                      \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T alpha, const T* x, T* y) {    \
-      const I first = 1, last = I(a.m);                                                                      \
-      name(&first, &last, &last, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y); \
-    });
-#define ROW_csr_mvout_seq(name, T, I, ...)                                                                \
-  if (out.begin(#name))                                                                                   \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T alpha, const T* x, T* y) { \
-      const I m = I(a.m);                                                                                 \
-      name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), x, y);                \
-    });
-#define ROW_csr_gemvout_par(name, T, I, ...)                                                             \
-  if (out.begin(#name))                                                                                  \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T, const T* x, T* y) {      \
-      const I first = 1, last = I(a.m);                                                                  \
-      name(&first, &last, nullptr, nullptr, a.val.data(), a.indx.data(), a.pntrb.data(), nullptr, x, y); \
-    });
-#define ROW_csr_svout_seq(name, T, I, ...)                                                             \
-  if (out.begin(#name))                                                                                \
-    vectors<T, I>(out, FIELDS(__VA_ARGS__), true, [](const matrix<T, I>& a, T alpha, const T*, T* y) { \
-      const I m = I(a.m);                                                                              \
-      name(&m, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), y);                \
-    });
-#define ROW_csr_mmout_par(name, T, I, ...)                                                           \
-  if (out.begin(#name))                                                                              \
-    columns<T, I>(out, FIELDS(__VA_ARGS__), false,                                                   \
-                  [](const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld) {                  \
-                    const I first = 2, last = n - 1, m = I(a.m);                                     \
-                    name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), \
-                         a.pntre.data(), b, &ld, c, &ld);                                            \
-                  });
-#define ROW_csr_mmout_seq(name, T, I, ...)                                                                   \
-  if (out.begin(#name))                                                                                      \
-    columns<T, I>(                                                                                           \
-        out, FIELDS(__VA_ARGS__), false, [](const matrix<T, I>& a, T alpha, I n, const T* b, T* c, I ld) {   \
-          const I m = I(a.m);                                                                                \
-          name(&m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), a.pntre.data(), b, &ld, c, &ld); \
-        });
-#define ROW_csr_smout_par(name, T, I, ...)                                                           \
-  if (out.begin(#name))                                                                              \
-    columns<T, I>(out, FIELDS(__VA_ARGS__), true,                                                    \
-                  [](const matrix<T, I>& a, T alpha, I n, const T*, T* c, I ld) {                    \
-                    const I first = 2, last = n - 1, m = I(a.m);                                     \
-                    name(&first, &last, &m, &n, &alpha, a.val.data(), a.indx.data(), a.pntrb.data(), \
-                         a.pntre.data(), c, &ld);                                                    \
-                  });
+#define CASES(cases, sorted, name, T, I, ...) \
+  if (out.begin(#name)) cases<T, I>(out, FIELDS(__VA_ARGS__), sorted, name);
+#define ROW_csr_mvout_par(...) CASES(vectors, false, __VA_ARGS__)
+#define ROW_csr_mvout_seq(...) CASES(vectors, false, __VA_ARGS__)
+#define ROW_csr_gemvout_par(...) CASES(vectors, false, __VA_ARGS__)
+#define ROW_csr_svout_seq(...) CASES(vectors, true, __VA_ARGS__)
+#define ROW_csr_mmout_par(...) CASES(columns, false, __VA_ARGS__)
+#define ROW_csr_mmout_seq(...) CASES(columns, false, __VA_ARGS__)
+#define ROW_csr_smout_par(...) CASES(columns, true, __VA_ARGS__)
 #include "zor/tables/spblas_csr.inc"
 
 #define ROW_ZEROS(name, T, I)  \

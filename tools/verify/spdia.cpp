@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Products and solves of matrices in diagonals, and the parts of a list of diagonals, in both integer widths.
 #include "tools/verify/battery.h"
-#include "zor/spblas.h"
+#include "zor/signatures/spblas.h"
 
 namespace zor_tools {
 namespace {
@@ -33,29 +33,6 @@ T factor(uint64_t iteration) {
   return iteration % 2 == 0 ? scalar<T>(1, 0) : scalar<T>(-0.6, 0.4);
 }
 
-// A call is a plain function, so that each pair of types has one loop over the cases for all its names.
-template <class T, class I>
-using dia_call = void (*)(matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c);
-
-// The call for vectors of several sizes, or for the right-hand sides of a matrix.
-template <class T, class I>
-void cases(recorder& out, bool many, dia_call<T, I> call) {
-  uint64_t iteration = many ? 100 : 0;
-  for (const content kind : {content::ordinary, content::special}) {
-    for (const zor_int m : {1, 8, 45, 1300}) {
-      for (const bool near : {true, false}) {
-        if (many && m > 1000) continue;
-        numbers source(++iteration);
-        matrix<T, I> a(m, near, source);
-        const I n = many ? 9 : 1, ld = I(m + (many ? 1 : 0));
-        block<T> b(size_t(ld * n), iteration % 3, source, kind), c(size_t(ld * n), iteration % 2, source);
-        call(a, factor<T>(iteration), n, ld, b.data(), c.data());
-        c.record(out);
-      }
-    }
-  }
-}
-
 // The strict triangle of a sorted list, by the letter of the triangle.
 template <class A>
 auto first_of(const A& a, char triangle) {
@@ -66,33 +43,87 @@ auto last_of(const A& a, char triangle) {
   return triangle == 'l' ? a.before : a.ndiag;
 }
 
+// A call of each signature; names that share one share the loop over the cases too.
+template <class T, class I>
+struct arguments {
+  T alpha;
+  I n, ld;
+  const T* b;
+  T* c;
+  char triangle;
+};
+template <class T, class I>
+void call(zor::dia_mvout_par_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  name(nullptr, nullptr, &a.m, &a.m, &p.alpha, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, p.b, p.c);
+}
+template <class T, class I>
+void call(zor::dia_mmout_par_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  const I first = 1;
+  name(&first, &p.n, &a.m, &a.m, &p.alpha, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, p.b, &p.ld, p.c,
+       &p.ld);
+}
+template <class T, class I>
+void call(zor::dia_svout_seq_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  const I first = first_of(a, p.triangle), last = last_of(a, p.triangle);
+  name(&a.m, a.val.data(), &a.lval, a.idiag.data(), p.c, &first, &last, nullptr, &a.dmain);
+}
+template <class T, class I>
+void call(zor::dia_svout_unit_seq_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  const I first = first_of(a, p.triangle), last = last_of(a, p.triangle);
+  name(&a.m, a.val.data(), &a.lval, a.idiag.data(), p.c, &first, &last);
+}
+template <class T, class I>
+void call(zor::dia_svout_diag_seq_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  name(&a.m, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, p.c);
+}
+template <class T, class I>
+void call(zor::dia_smout_par_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  const I from = 1, first = first_of(a, p.triangle), last = last_of(a, p.triangle);
+  name(&from, &p.n, &a.m, a.val.data(), &a.lval, a.idiag.data(), nullptr, p.c, &p.ld, &first, &last, nullptr,
+       &a.dmain);
+}
+template <class T, class I>
+void call(zor::dia_smout_unit_par_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  const I from = 1, first = first_of(a, p.triangle), last = last_of(a, p.triangle);
+  name(&from, &p.n, &a.m, a.val.data(), &a.lval, a.idiag.data(), nullptr, p.c, &p.ld, &first, &last);
+}
+template <class T, class I>
+void call(zor::dia_smout_diag_seq_fn<T, I>* name, matrix<T, I>& a, const arguments<T, I>& p) {
+  name(&a.m, &p.n, a.val.data(), &a.lval, a.idiag.data(), &a.ndiag, p.c, &p.ld);
+}
+
+// The call for vectors of several sizes, or for the right-hand sides of a matrix.
+template <class T, class I, class Name>
+void cases(recorder& out, bool many, char triangle, Name* name) {
+  uint64_t iteration = many ? 100 : 0;
+  for (const content kind : {content::ordinary, content::special}) {
+    for (const zor_int m : {1, 8, 45, 1300}) {
+      for (const bool near : {true, false}) {
+        if (many && m > 1000) continue;
+        numbers source(++iteration);
+        matrix<T, I> a(m, near, source);
+        const I n = many ? 9 : 1, ld = I(m + (many ? 1 : 0));
+        block<T> b(size_t(ld * n), iteration % 3, source, kind), c(size_t(ld * n), iteration % 2, source);
+        call<T, I>(name, a, {factor<T>(iteration), n, ld, b.data(), c.data(), triangle});
+        c.record(out);
+      }
+    }
+  }
+}
+
 }  // namespace
 
 void run_spdia(recorder& out) {
-#define CASES(name, T, I, many, triangle, ...)                                             \
-  if (out.begin(#name))                                                                    \
-    cases<T, I>(out, many, [](matrix<T, I>& a, T alpha, I n, I ld, const T* b, T* c) {     \
-      const I first = 1, dfirst = first_of(a, *#triangle), dlast = last_of(a, *#triangle); \
-      (void)alpha, (void)n, (void)ld, (void)b, (void)first, (void)dfirst, (void)dlast;     \
-      name(__VA_ARGS__);                                                                   \
-    });
-#define DIAGONALS a.val.data(), &a.lval, a.idiag.data()
-#define ROW_dia_mvout_par(name, T, I, ...) \
-  CASES(name, T, I, false, l, nullptr, nullptr, &a.m, &a.m, &alpha, DIAGONALS, &a.ndiag, b, c)
-#define ROW_dia_mmout_par(name, T, I, ...) \
-  CASES(name, T, I, true, l, &first, &n, &a.m, &a.m, &alpha, DIAGONALS, &a.ndiag, b, &ld, c, &ld)
-#define ROW_dia_svout_seq(name, T, I, base, op, shape, tri, diag) \
-  CASES(name, T, I, false, tri, &a.m, DIAGONALS, c, &dfirst, &dlast, nullptr, &a.dmain)
-#define ROW_dia_svout_unit_seq(name, T, I, base, op, shape, tri, diag) \
-  CASES(name, T, I, false, tri, &a.m, DIAGONALS, c, &dfirst, &dlast)
-#define ROW_dia_svout_diag_seq(name, T, I, ...) CASES(name, T, I, false, l, &a.m, DIAGONALS, &a.ndiag, c)
-#define ROW_dia_smout_par(name, T, I, base, op, shape, tri, diag)                                      \
-  CASES(name, T, I, true, tri, &first, &n, &a.m, DIAGONALS, nullptr, c, &ld, &dfirst, &dlast, nullptr, \
-        &a.dmain)
-#define ROW_dia_smout_unit_par(name, T, I, base, op, shape, tri, diag) \
-  CASES(name, T, I, true, tri, &first, &n, &a.m, DIAGONALS, nullptr, c, &ld, &dfirst, &dlast)
-#define ROW_dia_smout_diag_seq(name, T, I, ...) \
-  CASES(name, T, I, true, l, &a.m, &n, DIAGONALS, &a.ndiag, c, &ld)
+#define CASES(many, name, T, I, base, op, shape, tri, diag) \
+  if (out.begin(#name)) cases<T, I>(out, many, *#tri, name);
+#define ROW_dia_mvout_par(...) CASES(false, __VA_ARGS__)
+#define ROW_dia_svout_seq(...) CASES(false, __VA_ARGS__)
+#define ROW_dia_svout_unit_seq(...) CASES(false, __VA_ARGS__)
+#define ROW_dia_svout_diag_seq(...) CASES(false, __VA_ARGS__)
+#define ROW_dia_mmout_par(...) CASES(true, __VA_ARGS__)
+#define ROW_dia_smout_par(...) CASES(true, __VA_ARGS__)
+#define ROW_dia_smout_unit_par(...) CASES(true, __VA_ARGS__)
+#define ROW_dia_smout_diag_seq(...) CASES(true, __VA_ARGS__)
 #include "zor/tables/spblas_dia.inc"
 
 #define ROW_FIND_DIAGONALS(name, I, ...)                                                         \

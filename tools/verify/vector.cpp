@@ -127,12 +127,17 @@ void copies(recorder& out, zor::copy_fn<T>* fn) {
   });
 }
 
-template <class T, class R>
-void dots(recorder& out, R (*fn)(const zor_int*, const T*, const zor_int*, const T*, const zor_int*)) {
+template <class T, class Name>
+void dots_of(recorder& out, Name* fn) {
   each_pair<T>([&](zor_int n, strides inc, block<T>& x, block<T>& y) {
     out.add(fn(&n, x.data(), &inc.x, y.data(), &inc.y));
   });
 }
+template <class T>
+void dots(recorder& out, zor::dot_fn<T>* fn) {
+  dots_of<T>(out, fn);
+}
+void dots(recorder& out, zor::dsdot_fn* fn) { dots_of<float>(out, fn); }
 
 template <class T>
 void complex_dots(recorder& out, zor::cdot_fn<T>* fn) {
@@ -232,14 +237,21 @@ void complex_sparse_dots(recorder& out, zor::cdoti_fn<T>* fn) {
   });
 }
 
-// fn(n, y, x, indx); Y is T or const T.
-template <class T, class Y>
-void gathers(recorder& out, void (*fn)(const zor_int*, Y*, T*, const zor_int*)) {
+template <class T, class Name>
+void gathers_of(recorder& out, Name* fn) {
   each_compressed<T>([&](zor_int n, block<T>& x, const zor_int* indx, block<T>& y) {
     fn(&n, y.data(), x.data(), indx);
     x.record(out);
     y.record(out);
   });
+}
+template <class T>
+void gathers(recorder& out, zor::gthr_fn<T>* fn) {
+  gathers_of<T>(out, fn);
+}
+template <class T>
+void gathers(recorder& out, zor::gthrz_fn<T>* fn) {
+  gathers_of<T>(out, fn);
 }
 
 template <class T>
