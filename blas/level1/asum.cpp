@@ -7,9 +7,9 @@
 //   tails of 2L and L                          a0 a1 and a0
 //   the elements that are left                 lane 0 of a0, one after the other
 // and the result is ((a0 + a1) + a2) + a3, its lanes added in order. Any other vector is one running sum in
-// the order of the walk: a negative increment starts at the far end, 0 takes x[0] n times. Complex vectors of
-// increment 1 are summed as their 2n parts; others by two running sums over elements of even and odd place,
-// real part before imaginary, joined at the end.
+// the order of the walk: a negative increment starts at the far end, but -1 of a real vector at x, and 0
+// takes x[0] n times. Complex vectors of increment 1 are summed as their 2n parts; others by two running sums
+// over elements of even and odd place, real part before imaginary, joined at the end.
 #include "zor/signatures/blas.h"
 
 #include "blas/level1/partial_sums.h"

@@ -11,7 +11,7 @@
 //     groups of L                              a0 each
 //   the elements that are left                 lane 0 of a0, one after the other
 // The result is ((a0 + a1) + a2) + a3, its lanes added in order. Any other pair is one running sum in the
-// order of the standard walk.
+// order of the standard walk, but increments of -1 both run forward wherever the vectors lie.
 #include "zor/signatures/blas.h"
 
 #include "blas/level1/partial_sums.h"
