@@ -78,8 +78,8 @@ endforeach()
 set(ZOR_ARITHMETIC_SOURCES
     blas/level1/axpy.cpp blas/level1/rot.cpp blas/level2/gbmv.cpp blas/level2/gemv.cpp blas/level2/symv.cpp
     blas/level2/syr.cpp blas/level2/syr2.cpp blas/level2/trmv.cpp blas/level2/trsv.cpp blas/level3/gemm.cpp
-    blas/level3/gemm_plain.cpp blas/level3/trmm.cpp blas/level3/trsm.cpp lapack/cspr.cpp lapack/potrf_small.cpp
-    lapack/symv_nb.cpp)
+    blas/level3/gemm_mixed.cpp blas/level3/gemm_plain.cpp blas/level3/trmm.cpp blas/level3/trsm.cpp lapack/cspr.cpp
+    lapack/potrf_small.cpp lapack/symv_nb.cpp)
 list(TRANSFORM ZOR_ARITHMETIC_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 set(software_fma ${PROJECT_SOURCE_DIR}/serv/software_fma.cpp)
 list(REMOVE_ITEM ZOR_KERN_SOURCES ${ZOR_ARITHMETIC_SOURCES} ${software_fma})

@@ -89,4 +89,11 @@ template <class T>
   return b;
 }
 
+// Depth of the first panel, the tail of the depth.
+constexpr zor_int first_depth(zor_int k, zor_int kb) {
+  if (k <= kb) return k;
+  const zor_int tail = k % kb;
+  return tail != 0 ? tail : kb;
+}
+
 }  // namespace zor::gemm

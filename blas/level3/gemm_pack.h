@@ -183,10 +183,9 @@ void conjugate(zor_int count, T* x) {
   });
 }
 
-// Packs op(B), depth by n, from `source` on, which is strided as `b` is.
-template <class T>
+// Packs op(B), depth by n, from `source` on, which is strided as `b` is, in strips of `most` columns.
+template <class T, int most = tile_shape<T>::columns>
 void pack_b(zor_int depth, zor_int n, const operand<T>& b, const T* source, T* destination) {
-  constexpr int most = tile_shape<T>::columns;
   for (zor_int j = 0; j < n; source += most * b.column_stride) {
     const int columns = n - j < most ? int(n - j) : most;
     if (!b.trans) {

@@ -40,9 +40,14 @@ struct tile {
 };
 
 // a is a packed strip of alpha op(A), see gemm_pack.h, or A itself. `rows` of C are updated, fewer than the
-// strip has when its last vector is padded.
-template <class T>
-using tile_kernel = void(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, T* c, int rows);
+// strip has when its last vector is padded. C is of type T, or complex where T is real: then neighbouring
+// columns of B are the real and the imaginary parts of one column, and so are their sums.
+template <class T, class C = T>
+using tile_kernel = void(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, C* c, int rows);
+
+// Columns of B that make one column of C.
+template <class T, class C>
+inline constexpr int columns_in_one = is_complex<C> && !is_complex<T> ? 2 : 1;
 
 // The lane-wise sums over p, in ascending order and from +0: of a b, and for complex types
 // R := (R + br ar) - bi ai, I := (I + br ai) + bi ar, each product joined by mul_add or mul_sub.
@@ -150,14 +155,51 @@ template <update How, class T, class V, int Vectors, int Columns>
   }
 }
 
-template <class T, class V, int Vectors, int Columns, reading From>
-void tile_product(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, T* c, int rows) {
-  [[maybe_unused]] constexpr int span = int(Vectors * lanes<V> * sizeof(T));
+template <class T, class V, int Vectors, int Columns>
+[[gnu::always_inline]] inline void fold_as_told(const tile<T>& t, const V (&sum)[Columns][Vectors * parts<T>],
+                                                T* c, int rows) {
+  switch (t.how) {
+    case update::add:
+      return fold_tile<update::add, T, V, Vectors, Columns>(sum, c, t.ldc, rows, t.beta);
+    case update::store:
+      return fold_tile<update::store, T, V, Vectors, Columns>(sum, c, t.ldc, rows, t.beta);
+    case update::scale:
+      return fold_tile<update::scale, T, V, Vectors, Columns>(sum, c, t.ldc, rows, t.beta);
+  }
+}
+
+// Real sums of pairs of columns into complex columns of C: added, or added to zero.
+template <bool Store, class C, class V, int Vectors, int Columns>
+[[gnu::always_inline]] inline void fold_pairs(const V (&sum)[Columns][Vectors], C* c, zor_int ldc, int rows) {
+  constexpr int n = lanes<V>;
+  const auto old = [](const auto* p) __attribute__((always_inline)) { return Store ? V{} : load<V>(p); };
+#pragma GCC unroll 16
+  for (int j = 0; j < Columns; j += 2, c += ldc) {
+#pragma GCC unroll 16
+    for (int v = 0; v < Vectors; ++v) {
+      const V low = zip_low(sum[j][v], sum[j + 1][v]), high = zip_high(sum[j][v], sum[j + 1][v]);
+      real_t<C>* const to = reals(c + v * n);
+      if (Vectors == 1 && std::is_same_v<C, c64> && rows < n) {
+        real_t<C> column[2 * n];
+        store<V>(column, low);
+        store<V>(column + n, high);
+        for (int i = 0; i < 2 * rows; ++i) to[i] = (Store ? 0 : to[i]) + column[i];
+      } else {
+        store<V>(to, old(to) + low);
+        store<V>(to + n, old(to + n) + high);
+      }
+    }
+  }
+}
+
+template <class T, class V, int Vectors, int Columns, reading From, class C = T>
+void tile_product(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, C* c, int rows) {
+  [[maybe_unused]] constexpr int span = int(Vectors * lanes<V> * sizeof(C));
   const zor_int ldc = t.ldc;
   // C is needed only after the whole depth: ask for its lines now. A product that reads in place is small.
   if constexpr (From == reading::packed) {
 #pragma GCC unroll 16
-    for (int j = 0; j < Columns; ++j) {
+    for (int j = 0; j < Columns / columns_in_one<T, C>; ++j) {
       const char* column = reinterpret_cast<const char*>(c + j * ldc);
 #pragma GCC unroll 16
       for (int at = 0; at < span; at += 64) __builtin_prefetch(column + at);
@@ -165,13 +207,11 @@ void tile_product(const tile<T>& t, const real_t<T>* a, const real_t<T>* b, T* c
   }
   V sum[Columns][Vectors * parts<T>];
   accumulate<T, V, Vectors, Columns, From>(t, a, b, sum);
-  switch (t.how) {
-    case update::add:
-      return fold_tile<update::add, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);
-    case update::store:
-      return fold_tile<update::store, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);
-    case update::scale:
-      return fold_tile<update::scale, T, V, Vectors, Columns>(sum, c, ldc, rows, t.beta);
+  if constexpr (columns_in_one<T, C> == 2) {
+    if (t.how == update::store) return fold_pairs<true>(sum, c, ldc, rows);
+    return fold_pairs<false>(sum, c, ldc, rows);
+  } else {
+    return fold_as_told<T, V, Vectors, Columns>(t, sum, c, rows);
   }
 }
 
@@ -189,18 +229,19 @@ template <class T, int Height>
 using height_vector = vec<real_t<T>, height_bytes<T, Height>>;
 
 // The kernels by height and by columns.
-template <class T, reading From>
+template <class T, reading From, class C = T>
 struct tile_kernels {
   using shape = tile_shape<T>;
-  tile_kernel<T>* at[strip_heights<T>][shape::columns];
+  tile_kernel<T, C>* at[strip_heights<T>][shape::columns];
 
   template <int Height, int Columns>
-  static constexpr tile_kernel<T>* pick() {
+  static constexpr tile_kernel<T, C>* pick() {
     // Types other than double come here with complete groups of 4 columns.
-    if constexpr (!std::is_same_v<T, double> && Columns % std::gcd(4, shape::columns) != 0) {
+    constexpr int group = std::is_same_v<T, double> ? columns_in_one<T, C> : std::gcd(4, shape::columns);
+    if constexpr (Columns % group != 0) {
       return nullptr;
     } else {
-      return tile_product<T, height_vector<T, Height>, height_vectors<T, Height>, Columns, From>;
+      return tile_product<T, height_vector<T, Height>, height_vectors<T, Height>, Columns, From, C>;
     }
   }
   template <int Height, int... Columns>
@@ -214,8 +255,8 @@ struct tile_kernels {
   constexpr tile_kernels() : at{} { fill_all(std::make_integer_sequence<int, strip_heights<T>>{}); }
 };
 
-template <class T, reading From>
-inline constexpr tile_kernels<T, From> kernels{};
+template <class T, reading From, class C = T>
+inline constexpr tile_kernels<T, From, C> kernels{};
 
 // Whether a kernel may take more rows than a strip has: packed rows are padded, those of an A in place are
 // followed by foreign memory. The other types come in multiples of a 16-byte vector.
