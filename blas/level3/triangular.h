@@ -164,6 +164,46 @@ template <class T, class Block>
   }
 }
 
+// Rows of L that are taken at once where they are long, and the first of them: the rows before it have sums
+// of less than spread_from products. Each x(q) is then read once for all four, since real products would
+// wait for their loads otherwise. The sums of four rows fill half of 32 registers.
+inline constexpr int group = 4, first_group = (spread_from + group - 1) / group * group;
+template <class T>
+inline constexpr bool takes_groups = width == 64 && !is_complex<T>;
+
+// The sums of the first `count` products of `group` rows, lanes v; count is a multiple of 4.
+template <class T, class Block>
+[[gnu::always_inline]] inline void sums_of_group(int count, const T* const (&l)[group], const Block& x, int v,
+                                                 typename Block::value (&sum)[group]) {
+  using L = typename Block::value;
+  const auto at = [&](int q) __attribute__((always_inline)) {
+    L factor = x.at[q][v];
+    asm("" : "+v"(factor));
+    return factor;
+  };
+  const auto element = [](const T* s) __attribute__((always_inline)) {
+    asm("" : "+r"(s));
+    return broadcast<L>(load_element(s));
+  };
+  L partial[4][group];
+#pragma GCC unroll 4
+  for (int s = 0; s < 4; ++s) {
+    const L factor = at(s);
+#pragma GCC unroll 4
+    for (int r = 0; r < group; ++r) partial[s][r] = factor * element(l[r] + s);
+  }
+  for (int q = 4; q < count; q += 4) {
+#pragma GCC unroll 4
+    for (int s = 0; s < 4; ++s) {
+      const L factor = at(q + s);
+#pragma GCC unroll 4
+      for (int r = 0; r < group; ++r) partial[s][r] = mul_add(factor, element(l[r] + q + s), partial[s][r]);
+    }
+  }
+#pragma GCC unroll 4
+  for (int r = 0; r < group; ++r) sum[r] = (partial[0][r] + partial[2][r]) + (partial[1][r] + partial[3][r]);
+}
+
 // A small triangle by rows, row p with its p elements before the diagonal and the diagonal behind them, which
 // is not read from a unit triangle.
 template <class T, int Most>

@@ -13,28 +13,59 @@ namespace {
 // The order of what is multiplied directly.
 constexpr int leaf = 32;
 
+// Row p of L x over x(p), where the rows behind it have been replaced.
+template <class T, int Most, class Block>
+[[gnu::always_inline]] inline void multiply_row(bool unit, int p, const packed_rows<T, Most>& l, Block& x) {
+  const T* const row = l.data + l.row(p);
+  typename Block::value sum[Block::vectors];
+  if (p > 0) sum_of_products(p, row, x, sum);
+#pragma GCC unroll 4
+  for (int v = 0; v < Block::vectors; ++v) {
+    const auto own = unit ? x.at[p][v] : times(x.at[p][v], row[p]);
+    x.at[p][v] = p > 0 ? sum[v] + own : own;
+  }
+}
+// Rows p to p + group - 1, the last first.
+template <class T, int Most, class Block>
+[[gnu::always_inline]] inline void multiply_group(bool unit, int p, const packed_rows<T, Most>& l, Block& x) {
+  const T* const row[group] = {l.data + l.row(p), l.data + l.row(p + 1), l.data + l.row(p + 2),
+                               l.data + l.row(p + 3)};
+#pragma GCC unroll 2
+  for (int v = 0; v < Block::vectors; ++v) {
+    typename Block::value sum[group];
+    sums_of_group(p, row, x, v, sum);
+#pragma GCC unroll 4
+    for (int r = group - 1; r >= 0; --r) {
+#pragma GCC unroll 4
+      for (int q = 0; q < r; ++q) sum[r] = plus_times_at(sum[r], x.at[p + q][v], row[r] + p + q);
+      x.at[p + r][v] = sum[r] + (unit ? x.at[p + r][v] : times(x.at[p + r][v], row[r][p + r]));
+    }
+  }
+}
+
+// x := alpha L x of each lane.
+template <class T, int Most, class Block>
+[[gnu::always_inline]] inline void multiply_lanes(bool unit, T alpha, int order,
+                                                  const packed_rows<T, Most>& l, Block& x) {
+  if (!is_one(alpha)) {
+    for (int p = 0; p < order; ++p) {
+#pragma GCC unroll 4
+      for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = times(x.at[p][v], alpha);
+    }
+  }
+  int p = order;
+  if constexpr (takes_groups<T>) {
+    while (p % group != 0) multiply_row(unit, --p, l, x);
+    for (; p > first_group; p -= group) multiply_group(unit, p - group, l, x);
+  }
+  while (p > 0) multiply_row(unit, --p, l, x);
+}
+
 template <class T>
 [[gnu::noinline]] void multiply_directly(bool left, const triangle<T>& t, T alpha, zor_int order,
                                          zor_int count, T* b, zor_int ldb) {
-  for_lane_blocks<leaf>(left, t, order, count, b, ldb, [&](const auto& l, auto& x) {
-    using Block = std::remove_reference_t<decltype(x)>;
-    if (!is_one(alpha)) {
-      for (int p = 0; p < order; ++p) {
-#pragma GCC unroll 4
-        for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = times(x.at[p][v], alpha);
-      }
-    }
-    for (int p = int(order) - 1; p >= 0; --p) {
-      const T* const row = l.data + l.row(p);
-      typename Block::value sum[Block::vectors];
-      if (p > 0) sum_of_products(p, row, x, sum);
-#pragma GCC unroll 4
-      for (int v = 0; v < Block::vectors; ++v) {
-        const auto own = t.unit ? x.at[p][v] : times(x.at[p][v], row[p]);
-        x.at[p][v] = p > 0 ? sum[v] + own : own;
-      }
-    }
-  });
+  for_lane_blocks<leaf>(left, t, order, count, b, ldb,
+                        [&](const auto& l, auto& x) { multiply_lanes(t.unit, alpha, int(order), l, x); });
 }
 
 template <int Level, class T>

@@ -17,25 +17,58 @@ inline constexpr bool scales_last = std::is_same_v<T, c64>;
 template <class T>
 constexpr T minus_one = from_real<T>(-1);
 
+// x(p) of L x = b over b(p), where the rows before it are solved.
+template <class T, int Most, class Block>
+[[gnu::always_inline]] inline void solve_row(bool unit, int p, const packed_rows<T, Most>& l, Block& x) {
+  const T* const row = l.data + l.row(p);
+  if (p > 0) {
+    typename Block::value sum[Block::vectors];
+    sum_of_products(p, row, x, sum);
+#pragma GCC unroll 4
+    for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = x.at[p][v] - sum[v];
+  }
+  if (!unit) {
+#pragma GCC unroll 4
+    for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = divided(x.at[p][v], row[p]);
+  }
+}
+// Rows p to p + group - 1.
+template <class T, int Most, class Block>
+[[gnu::always_inline]] inline void solve_group(bool unit, int p, const packed_rows<T, Most>& l, Block& x) {
+  const T* const row[group] = {l.data + l.row(p), l.data + l.row(p + 1), l.data + l.row(p + 2),
+                               l.data + l.row(p + 3)};
+  typename Block::value sum[Block::vectors][group];
+#pragma GCC unroll 2
+  for (int v = 0; v < Block::vectors; ++v) sums_of_group(p, row, x, v, sum[v]);
+#pragma GCC unroll 4
+  for (int r = 0; r < group; ++r) {
+#pragma GCC unroll 2
+    for (int v = 0; v < Block::vectors; ++v) {
+      const auto rest = x.at[p + r][v] - sum[v][r], solved = unit ? rest : divided(rest, row[r][p + r]);
+      x.at[p + r][v] = solved;
+#pragma GCC unroll 4
+      for (int s = r + 1; s < group; ++s) sum[v][s] = plus_times_at(sum[v][s], solved, row[s] + p + r);
+    }
+  }
+}
+
+// L x = b of each lane.
+template <class T, int Most, class Block>
+[[gnu::always_inline]] inline void solve_lanes(bool unit, int order, const packed_rows<T, Most>& l,
+                                               Block& x) {
+  int p = 0;
+  if constexpr (takes_groups<T>) {
+    for (; p < order && p < first_group; ++p) solve_row(unit, p, l, x);
+    for (; p + group <= order; p += group) solve_group(unit, p, l, x);
+  }
+  for (; p < order; ++p) solve_row(unit, p, l, x);
+}
+
 template <int Most, class T>
 [[gnu::noinline]] void solve_directly(bool left, const triangle<T>& t, zor_int order, zor_int count, T* b,
                                       zor_int ldb) {
-  for_lane_blocks<Most>(left, t, order, count, b, ldb, [&](const auto& l, auto& x) {
-    using Block = std::remove_reference_t<decltype(x)>;
-    for (int p = 0; p < order; ++p) {
-      const T* const row = l.data + l.row(p);
-      if (p > 0) {
-        typename Block::value sum[Block::vectors];
-        sum_of_products(p, row, x, sum);
-#pragma GCC unroll 4
-        for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = x.at[p][v] - sum[v];
-      }
-      if (!t.unit) {
-#pragma GCC unroll 4
-        for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = divided(x.at[p][v], row[p]);
-      }
-    }
-  });
+  for_lane_blocks<Most>(left, t, order, count, b, ldb,
+                        [&](const auto& l, auto& x) { solve_lanes(t.unit, int(order), l, x); });
 }
 
 // Multiplies what has entered all its products by alpha.
