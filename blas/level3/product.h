@@ -23,6 +23,9 @@ inline void multiply_add(char transa, char transb, zor_int m, zor_int n, zor_int
   product_driver<T>(&transa, &transb, &m, &n, &k, &alpha, a, &lda, b, &ldb, &beta, c, &ldc);
 }
 
+// Fewer rows, columns or depth than these may make a product take another way.
+inline constexpr zor_int least_product = 8;
+
 // A real number as an element.
 template <class T>
 constexpr T from_real(real_t<T> x) {

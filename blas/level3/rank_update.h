@@ -60,8 +60,6 @@ void add_tile(const triangle_of<T>& t, const T* tile) {
   }
 }
 
-// Fewer rows or columns than these make a product take another way.
-inline constexpr zor_int least_product = 8;
 // Tuned: rows and columns whose diagonal blocks share one rectangle.
 inline constexpr zor_int joined_order = 256;
 
