@@ -25,22 +25,38 @@ void scal(zor::scal_fn<T, A>* routine, const zor_int* n, const A* alpha, T* x, c
   if (*incx > 0) routine(n, alpha, x, incx);
 }
 
-// Reading a NaN must not raise a flag, so its bits are looked at.
+// Reading a NaN must not raise a flag, so its bits are looked at: without the sign they are beyond those of
+// infinity, and the highest bit of the difference is set.
 template <class R>
-bool is_nan(R x) {
-  R magnitude = x;
-  uint64_t bits = 0;
-  std::memcpy(&bits, &magnitude, sizeof x);
-  constexpr int width = 8 * sizeof(R), exponent = sizeof(R) == 4 ? 8 : 11;
-  const uint64_t largest = ((uint64_t(1) << exponent) - 1) << (width - 1 - exponent);
-  return (bits & ~(uint64_t(1) << (width - 1))) > largest;
+auto below_infinity(const R& x) {
+  using bits = std::conditional_t<sizeof(R) == 4, uint32_t, uint64_t>;
+  constexpr int mantissa = sizeof(R) == 4 ? 23 : 52;
+  constexpr bits magnitude = ~bits(0) >> 1, infinity = magnitude >> mantissa << mantissa;
+  bits b;
+  std::memcpy(&b, &x, sizeof b);
+  return infinity - (b & magnitude);
 }
+template <class B>
+constexpr bool is_negative(B difference) {
+  return difference >> (8 * sizeof(B) - 1) != 0;
+}
+template <class R>
+bool is_nan(const R& x) {
+  return is_negative(below_infinity(x));
+}
+// Whether one of n elements holds a NaN.
 template <class T>
-bool holds_nan(const T& x) {
-  if constexpr (is_complex<T>)
-    return is_nan(x.re) || is_nan(x.im);
-  else
-    return is_nan(x);
+bool any_nan(zor_int n, const T* x, zor_int step) {
+  if constexpr (is_complex<T>) {
+    decltype(below_infinity(x->re)) differences = 0;
+    for (zor_int i = 0; i < n; ++i)
+      differences |= below_infinity(x[i * step].re) | below_infinity(x[i * step].im);
+    return is_negative(differences);
+  } else {
+    decltype(below_infinity(*x)) differences = 0;
+    for (zor_int i = 0; i < n; ++i) differences |= below_infinity(x[i * step]);
+    return is_negative(differences);
+  }
 }
 
 // A norm that is not a number although the elements are comes from several infinities, whose quotient raised
@@ -49,9 +65,7 @@ template <class T, class R>
 [[gnu::cold, gnu::noinline]] R norm_of_infinities(R norm, zor_int n, const T* x, zor_int step,
                                                   zor::control_word before) {
   zor::write_control((zor::read_control() & ~invalid_flag) | (before & invalid_flag));
-  for (zor_int i = 0; i < n; ++i)
-    if (holds_nan(x[i * step])) return norm;
-  return std::numeric_limits<R>::infinity();
+  return any_nan(n, x, step) ? norm : std::numeric_limits<R>::infinity();
 }
 
 template <class T, class R>
@@ -81,9 +95,17 @@ template <class T>
   return found + 1;
 }
 
-// A NaN shows by the invalid flag that its comparisons raise.
+// Up to this length a look at every element costs less than two at the exception flags.
+constexpr zor_int short_search = 64;
+
+// In a long vector a NaN shows by the invalid flag that its comparisons raise.
 template <bool Largest, class T>
 zor_int search(zor::iamax_fn<T>* routine, const zor_int* n, const T* x, const zor_int* incx) {
+  if (*n <= short_search && *incx > 0) {
+    if (*n > 1 && x != nullptr && any_nan(*n, x, *incx)) [[unlikely]]
+      return search_beside_nan(Largest, *n, x, *incx);
+    return routine(n, x, incx);
+  }
   const zor::control_word before = zor::read_control();
   if ((before & invalid_flag) != 0) zor::write_control(before & ~invalid_flag);
   zor_int found = routine(n, x, incx);

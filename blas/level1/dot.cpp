@@ -93,10 +93,14 @@ template <class T>
   return n * zor_int(sizeof(T)) < long_bytes ? dot_unit<T, extent::blocks>(n, x, y)
                                              : dot_unit<T, extent::far>(n, x, y);
 }
+// Other increments than 1, or vectors off the boundaries of their elements.
 template <class T>
 [[gnu::noinline]] T dot_walk(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
   if (n < 1) return 0;
-  if (unit_pair(incx, incy)) incx = incy = 1;
+  if (unit_pair(incx, incy)) {
+    incx = incy = 1;
+    if (on_real_boundary(x) && on_real_boundary(y)) return dot_blocks(n, x, y);
+  }
   x = walk_start(x, n, incx);
   y = walk_start(y, n, incy);
   T sum = 0;
@@ -107,10 +111,8 @@ template <class T>
 // In line in every entry, with the way of short vectors in one run of code: they feel each jump.
 template <class T>
 [[gnu::always_inline]] inline T dot_of(zor_int n, const T* x, zor_int incx, const T* y, zor_int incy) {
-  // Bits that are set unless this is a unit pair of increments, and both vectors lie on boundaries.
-  const uint64_t unequal = uint64_t(incx) ^ uint64_t(incy), not_one = (uint64_t(incx) + 1) & ~uint64_t(2);
   const uintptr_t off = (reinterpret_cast<uintptr_t>(x) | reinterpret_cast<uintptr_t>(y)) % sizeof(T);
-  if ((unequal | not_one | off) != 0) [[unlikely]]
+  if (incx != 1 || incy != 1 || off != 0) [[unlikely]]
     return dot_walk(n, x, incx, y, incy);
   if (n >= block<T>) [[unlikely]]
     return dot_blocks(n, x, y);

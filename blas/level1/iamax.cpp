@@ -61,6 +61,19 @@ void scan(current_element<T>& current, zor_int first, zor_int last, const T* x, 
   }
 }
 
+// The extreme lane of a vector that holds no NaN.
+template <class Order, class V>
+[[gnu::always_inline]] inline lane_t<V> extreme_lane(V v) {
+  if constexpr (sizeof(V) > 16) {
+    constexpr int half = int(sizeof(V) / 2);
+    return extreme_lane<Order>(Order::pick(slice<half, 0>(v), slice<half, 1>(v)));
+  } else {
+    lane_t<V> extreme = v[0];
+    for (int k = 1; k < lanes<V>; ++k) extreme = Order::pick(lane_t<V>(v[k]), extreme);
+    return extreme;
+  }
+}
+
 // The extreme of `count` reals, at least one vector of them; NaN when one of them is.
 template <class T, class Order>
 [[gnu::always_inline]] inline real_t<T> block_extreme(const real_t<T>* x, zor_int count) {
@@ -87,10 +100,7 @@ template <class T, class Order>
     nan.see(m, m);
   }
   if (nan.any()) return __builtin_nan("");
-  const V all = Order::pick(Order::pick(best[0], best[1]), Order::pick(best[2], best[3]));
-  real_t<T> extreme = all[0];
-  for (int k = 1; k < L; ++k) extreme = Order::pick(real_t<T>(all[k]), extreme);
-  return extreme;
+  return extreme_lane<Order>(Order::pick(Order::pick(best[0], best[1]), Order::pick(best[2], best[3])));
 }
 
 // The first place, in elements, where the magnitude is `value`, which one of `count` reals has.

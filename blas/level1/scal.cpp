@@ -25,14 +25,9 @@ zor_int scal_runs(zor_int n, A alpha, T* x) {
   return done / parts<T>;
 }
 
-}  // namespace
-
+// Out of the line of the quick returns, which then need no stack.
 template <class T, class A>
-void scal(zor_int n, A alpha, T* x, zor_int incx) {
-  if (n < 1) return;
-  // A compiler may compare before it looks at n, and a denormal alpha then raises a flag for an empty vector.
-  asm volatile("");
-  if (is_one(alpha)) return;
+[[gnu::noinline]] void scal_elements(zor_int n, A alpha, T* x, zor_int incx) {
   incx = absolute_step(incx);
   for (zor_int i = incx == 1 ? scal_runs(n, alpha, x) : 0; i < n; ++i) {
     if constexpr (is_complex<A>)
@@ -40,6 +35,16 @@ void scal(zor_int n, A alpha, T* x, zor_int incx) {
     else
       store_element(x + i * incx, scaled(alpha, load_element(x + i * incx)));
   }
+}
+
+}  // namespace
+
+template <class T, class A>
+void scal(zor_int n, A alpha, T* x, zor_int incx) {
+  if (n < 1) return;
+  // A compiler may compare before it looks at n, and a denormal alpha then raises a flag for an empty vector.
+  asm volatile("");
+  if (!is_one(alpha)) scal_elements(n, alpha, x, incx);
 }
 
 }  // namespace zor

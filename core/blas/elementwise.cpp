@@ -60,15 +60,22 @@ template <class T, class A>
 }
 
 template <class T, class A>
+[[gnu::noinline]] void threaded_scal(int32_t threads, zor::scal_fn<T, A>* scale, zor_int n, const A* alpha,
+                                     T* x, zor_int incx) {
+  const zor_int step = incx < 0 ? -incx : incx;
+  for_vector_pieces<T>(threads, n,
+                       [=](zor_int first, zor_int count) { scale(&count, alpha, x + first * step, &step); });
+}
+
+// Nothing here takes the address of an argument, so that the call of the kernel is a jump.
+template <class T, class A>
 void scal(const char* routine, kern_function<zor::scal_fn<T, A>>& kernel, const zor_int* n, const A* alpha,
           T* x, const zor_int* incx) {
   if ((!all_given(n, alpha, x, incx) || any_vast(*n, *incx)) && bad_scal(routine, n, alpha, x, incx)) return;
   auto* const scale = kernel.get();
   const int32_t threads = *incx == 0 ? 1 : threads_for<T>(*n);
-  if (threads == 1) return scale(n, alpha, x, incx);
-  const zor_int step = *incx < 0 ? -*incx : *incx;
-  for_vector_pieces<T>(threads, *n,
-                       [=](zor_int first, zor_int count) { scale(&count, alpha, x + first * step, &step); });
+  if (threads > 1) return threaded_scal(threads, scale, *n, alpha, x, *incx);
+  scale(n, alpha, x, incx);
 }
 
 template <class T, class C, class S>
