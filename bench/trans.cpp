@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "bench/bench.h"
+#include "bench/blas_call.h"
 #include "bench/dense_loops.h"
 #include "bench/operands.h"
 #include "zor/core.h"
@@ -51,12 +52,15 @@ bench_case named(const char* routine, char trans, shape s, int matrices) {
   return c;
 }
 
+// Each contender finds the result filled alike.
 template <class T>
 prepared checked(const operand<T>& result, const std::vector<contender>& all) {
+  fill(result, 3);
   all[0].run(1);
   const operand<T> ours(result.count());
   std::memcpy(ours.data(), result.data(), size_t(result.count()) * sizeof(T));
   return keep_agreeing(all, [&](const contender& other) {
+    fill(result, 3);
     other.run(1);
     return close(ours, result, 8);
   });
@@ -162,6 +166,29 @@ bench_case sum(const environment& env, const char* routine, zor::omatadd_fn<T>* 
   return c;
 }
 
+// C := alpha A + beta C again and again, with a beta under which C goes to a limit.
+template <class T>
+bench_case update(const environment& env, const char* name, auto* ours, shape s) {
+  bench_case c = named<T>(name, 'N', s, 3);
+  c.setup = [&env, symbol = std::string(name) + "_", ours, s] {
+    const operand<T> a(s.rows * s.cols, 0), result(a.count(), 1);
+    fill(a, 1);
+    const auto runner_of = [=, threads = env.opts.threads](routine r) {
+      return [=](int64_t repeats) {
+        const T alpha = scalar<T>(0.75, 0.5), beta = scalar<T>(-0.5, 0.25);
+        if (r.ours) zor_core_set_num_threads(threads);
+        for (int64_t i = 0; i < repeats; ++i)
+          call<0>(r, "", s.rows, s.cols, alpha, a.data(), s.rows, beta, result.data(), s.rows);
+      };
+    };
+    std::vector<contender> all = {{"zor", runner_of({reinterpret_cast<void*>(ours), true})}};
+    for (const peer& other : env.peers)
+      if (void* theirs = find_symbol(other, symbol)) all.push_back({other.name, runner_of({theirs, false})});
+    return checked(result, all);
+  };
+  return c;
+}
+
 }  // namespace
 
 std::vector<bench_case> trans_cases(const environment& env) {
@@ -185,6 +212,10 @@ std::vector<bench_case> trans_cases(const environment& env) {
       cases.push_back(sum<zor_c32>(env, "comatadd", zor_comatadd, transb, s));
       cases.push_back(sum<zor_c64>(env, "zomatadd", zor_zomatadd, transb, s));
     }
+    cases.push_back(update<float>(env, "sgeadd", zor_blas_sgeadd, s));
+    cases.push_back(update<double>(env, "dgeadd", zor_blas_dgeadd, s));
+    cases.push_back(update<zor_c32>(env, "cgeadd", zor_blas_cgeadd, s));
+    cases.push_back(update<zor_c64>(env, "zgeadd", zor_blas_zgeadd, s));
   }
   return cases;
 }
