@@ -97,8 +97,15 @@ class row_ranges {
     // A product clears an element a column for each range.
     count_ = std::clamp<zor_int>(rows, 1, std::max<zor_int>(threads_, work(rows) / most + 1));
   }
+  // The first `rows` rows, in as many ranges at most.
+  row_ranges(const row_ranges& all, zor_int rows)
+      : work_(all.work_),
+        rows_(rows),
+        count_(std::clamp<zor_int>(rows, 1, all.count_)),
+        threads_(all.threads_) {}
   zor_int rows() const { return rows_; }
   zor_int count() const { return count_; }
+  int32_t threads() const { return threads_; }
   zor_int work_before(zor_int range) const { return work_(start(range)); }
   zor_int start(zor_int range) const {
     if (range == count_) return rows_;
@@ -140,6 +147,31 @@ struct result_part {
   I room;
 };
 
+template <class T, class I>
+int32_t trim_entries(scoped_arrays& made, zor_int entries) {
+  owned_arrays::trim(made.val, entries, sizeof(T));
+  owned_arrays::trim(made.indx, entries, sizeof(I));
+  return ZOR_SPARSE_OK;
+}
+
+// Moves the entries from `from` on down to `place`. Threads share as many as lie between the two, which stand
+// in no other's way, and then as many again.
+template <class T, class I>
+void move_down(int32_t threads, const row_arrays<T, I>& a, zor_int from, zor_int count, zor_int place) {
+  const zor_int gap = from - place;
+  const bool shared = gap * sparse_thresholds::most_moves >= count;
+  const zor_int pieces = shared ? threads : 1, together = shared ? gap : count;
+  for (zor_int moved = 0; moved < count; moved += together) {
+    const zor_int some = std::min(together, count - moved);
+    for_each_piece(threads, pieces, [&](zor_int piece) {
+      const zor_int first = moved + cut(some, 1, pieces, piece),
+                    n = moved + cut(some, 1, pieces, piece + 1) - first;
+      std::memmove(static_cast<void*>(a.val + place + first), a.val + from + first, size_t(n) * sizeof(T));
+      std::memmove(a.indx + place + first, a.indx + from + first, size_t(n) * sizeof(I));
+    });
+  }
+}
+
 // The result in one pass. fill(first, last, part) fills in the rows of a range and gives the info of the
 // kernel. Each range begins where the work before it would end, and its entries move together afterwards.
 template <class T, class I, class Ranges, class Fill>
@@ -166,15 +198,12 @@ int32_t fill_at_once(const Ranges& ranges, scoped_arrays& made, const Fill& fill
     const zor_int before = ranges.work_before(range), count = zor_int(own[last - first]) - 1;
     if (failures.data[range] > 0 || count > most - entries) return too_large<I>();
     if (range > 0) {
-      std::memmove(static_cast<void*>(to.val + entries), to.val + before, size_t(count) * sizeof(T));
-      std::memmove(to.indx + entries, to.indx + before, size_t(count) * sizeof(I));
+      move_down(ranges.threads(), to, before, count, entries);
       for (zor_int r = first; r <= last; ++r) to.pntr[r] = I(own[r - first] + entries);
     }
     entries += count;
   }
-  owned_arrays::trim(made.val, entries, sizeof(T));
-  owned_arrays::trim(made.indx, entries, sizeof(I));
-  return ZOR_SPARSE_OK;
+  return trim_entries<T, I>(made, entries);
 }
 
 // The result, whose columns and rows are in the base of A, as a matrix of the general view.
@@ -252,8 +281,14 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   if (left.short_of_memory() || right.short_of_memory() || work.data == nullptr || !right.take_base(a.base))
     return short_of_memory();
   const product_operands<T, I> operands{left, right};
+  const int32_t threads =
+      left.entries_before(rows) + rows < sparse_thresholds::least_for_threads ? 1 : usable_threads();
+  for_each_piece(threads, threads, [&](zor_int piece) {
+    for (zor_int r = cut(rows, 1, threads, piece); r < cut(rows, 1, threads, piece + 1); ++r)
+      work.data[r + 1] = operands.products_of_row(r);
+  });
   work.data[0] = 0;
-  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] = work.data[r] + operands.products_of_row(r);
+  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] += work.data[r];
   const auto work_before = [&](zor_int r) { return work.data[r]; };
   const row_ranges ranges(work_before, rows, std::numeric_limits<zor_int>::max());
   const zor_int products = work.data[rows];
@@ -274,13 +309,81 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
 }
 
 template <class T, class I>
+struct sum_operands {
+  const counted_rows<T, I>& left;
+  const counted_rows<T, I>& right;
+  T beta;
+
+  // Rows first to last - 1; the pointers of the result begin with row `origin`.
+  I add(I request, zor_int origin, zor_int first, zor_int last, const result_part<T, I>& to) const {
+    const I from = I(first - origin + 1), end = I(last - origin), sort = 0;
+    I info = 0;
+    sum_of<T, I>(&from, &end, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
+                 left.pntr + origin, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
+                 right.pntr + origin, to.val, to.indx, to.pntr, &to.room, &info);
+    return info;
+  }
+  zor_int entries_before(zor_int r) const { return left.entries_before(r) + right.entries_before(r); }
+
+  // Whether rows of the two have many columns in common, as a look at some of them tells.
+  bool share_columns() const {
+    const zor_int rows = left.rows, step = std::max<zor_int>(rows / sparse_thresholds::looked_at_rows, 1);
+    zor_int entries = 0, common = 0;
+    for (zor_int r = 0; r < rows; r += step) {
+      zor_int i = zor_int(left.pntr[r]) - 1, j = zor_int(right.pntr[r]) - 1;
+      entries += entries_before(r + 1) - entries_before(r);
+      while (i < zor_int(left.pntr[r + 1]) - 1 && j < zor_int(right.pntr[r + 1]) - 1) {
+        const I a = left.indx[i], b = right.indx[j];
+        common += a == b;
+        i += a <= b;
+        j += b <= a;
+      }
+    }
+    return common * sparse_thresholds::entries_of_common_column >= entries;
+  }
+};
+
+// The sum in place: threads first count the entries of the rows before the last range, so that every range is
+// filled where it belongs. It pays where columns in common leave large gaps between ranges that move later,
+// and make a count cheap.
+template <class T, class I, class Ranges>
+int32_t count_and_add(const Ranges& ranges, scoped_arrays& made, const sum_operands<T, I>& operands) {
+  constexpr zor_int most = std::numeric_limits<I>::max() - 1;
+  const auto to = rows_of<T, I>(made);
+  const zor_int filling = ranges.count() - 1, room = ranges.work_before(ranges.count());
+  const Ranges counting(ranges, ranges.start(filling));
+  // The pointers of a range stand behind those of the ranges before it, one element each apart.
+  counting.run([&](zor_int range, zor_int first, zor_int last) {
+    operands.add(1, first, first, last, {nullptr, nullptr, to.pntr + first + range, 0});
+  });
+  zor_int entries = 0;
+  to.pntr[0] = 1;
+  for (zor_int range = 0; range < counting.count(); ++range) {
+    const zor_int first = counting.start(range), last = counting.start(range + 1);
+    const I* const own = to.pntr + first + range;
+    const zor_int count = zor_int(own[last - first]) - 1;
+    if (count > most - entries) return too_large<I>();
+    for (zor_int r = first; r <= last; ++r) to.pntr[r] = I(own[r - first] + entries);
+    entries += count;
+  }
+  const result_part<T, I> whole{to.val, to.indx, to.pntr, I(std::min(room, most))};
+  I failure = 0;
+  ranges.run([&](zor_int range, zor_int first, zor_int last) {
+    const I info = operands.add(range == filling ? 0 : 2, 0, first, last, whole);
+    if (range == filling) failure = info;
+  });
+  return failure == 0 ? trim_entries<T, I>(made, zor_int(to.pntr[ranges.rows()]) - 1) : too_large<I>();
+}
+
+template <class T, class I>
 int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, zor_sparse* c) {
   counted_rows<T, I> left(a, ZOR_SPARSE_PLAIN), right(b, op);
   const zor_int rows = left.rows;
   if (left.short_of_memory() || right.short_of_memory() || !left.sort() || !right.sort() ||
       !right.take_base(a.base))
     return short_of_memory();
-  const auto work_before = [&](zor_int r) { return left.entries_before(r) + right.entries_before(r); };
+  const sum_operands<T, I> operands{left, right, beta};
+  const auto work_before = [&](zor_int r) { return operands.entries_before(r); };
   // No range has more entries than the integers count, unless a row has.
   const row_ranges ranges(work_before, rows, std::numeric_limits<I>::max() / 2);
   scoped_arrays made;
@@ -289,14 +392,11 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
       !owned_arrays::allocate(made.indx, work_before(rows), sizeof(I)))
     return short_of_memory();
   const int32_t status =
-      fill_at_once<T, I>(ranges, made, [&](zor_int first, zor_int last, const result_part<T, I>& part) {
-        const I from = 1, to = I(last - first), request = 0, sort = 0;
-        I info = 0;
-        sum_of<T, I>(&from, &to, &request, &sort, const_cast<T*>(left.val), const_cast<I*>(left.indx),
-                     left.pntr + first, &beta, const_cast<T*>(right.val), const_cast<I*>(right.indx),
-                     right.pntr + first, part.val, part.indx, part.pntr, &part.room, &info);
-        return info;
-      });
+      ranges.threads() > 1 && operands.share_columns()
+          ? count_and_add<T, I>(ranges, made, operands)
+          : fill_at_once<T, I>(ranges, made, [&](zor_int first, zor_int last, const result_part<T, I>& part) {
+              return operands.add(0, first, first, last, part);
+            });
   if (status != ZOR_SPARSE_OK) return status;
   return finish<I>(a, rows, left.cols, left.ascending && right.ascending, made, c);
 }

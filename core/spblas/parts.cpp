@@ -1,35 +1,54 @@
 // SPDX-License-Identifier: MIT
 // The cut of a matrix into parts, for products that add to outputs of other rows.
 #include "core/spblas/matrix.h"
+#include "core/threads.h"
 
 namespace zor_core {
 namespace {
 
 using namespace sparse_thresholds;
 
-// Whether no two parts of equal parity add to the same output. The outputs of a part are taken for a whole
-// range: it holds the columns of the part's rows (of a mirrored view, those within the triangle) and, unless
-// the view is general, the rows themselves.
+// The lowest and the highest output of a part, which is taken for the whole range between them: it holds the
+// columns of the part's rows (of a mirrored view, those within the triangle) and, unless the view is general,
+// the rows themselves.
+struct output_range {
+  zor_int low, high;
+};
 template <class I>
-bool parts_alternate(const sparse_matrix& a) {
+output_range outputs_of_part(const sparse_matrix& a, zor_int p) {
   const csr_arrays<char, I> m(a);
   const char triangle = a.mirrored() ? a.triangle : '_';
+  const bool general = a.structure == 'g';
+  output_range range = {general ? a.cols : a.first[p], general ? -1 : a.first[p + 1] - 1};
+  for (zor_int r = a.first[p]; r < a.first[p + 1]; ++r)
+    // Of a row that ascends the first and the last entry tell.
+    for (zor_int k = m.begin(r), last = m.end(r) - 1; k <= last; k = a.ascending && k < last ? last : k + 1) {
+      const zor_int column = zor_int(m.indx[k]) - a.base;
+      if (triangle == 'l' ? column > r : triangle == 'u' ? column < r : false) continue;
+      range.low = std::min(range.low, column);
+      range.high = std::max(range.high, column);
+    }
+  return range;
+}
+
+// Whether no two parts of equal parity add to the same output. Threads look at some parts at a time, since
+// mostly the first ones tell.
+template <class I>
+bool parts_alternate(const sparse_matrix& a) {
+  const int32_t threads = a.used < least_for_threads ? 1 : usable_threads();
+  const zor_int at_once = threads == 1 ? 1 : std::min<zor_int>(4 * threads, most_parts);
+  output_range outputs[most_parts];
   zor_int reached[2] = {-1, -1};  // highest outputs of the even and of the odd parts so far
-  for (zor_int p = 0; p < a.parts; ++p) {
-    zor_int low = a.structure == 'g' ? a.cols : a.first[p],
-            high = a.structure == 'g' ? -1 : a.first[p + 1] - 1;
-    for (zor_int r = a.first[p]; r < a.first[p + 1]; ++r)
-      // Of a row that ascends the first and the last entry tell.
-      for (zor_int k = m.begin(r), last = m.end(r) - 1; k <= last;
-           k = a.ascending && k < last ? last : k + 1) {
-        const zor_int column = zor_int(m.indx[k]) - a.base;
-        if (triangle == 'l' ? column > r : triangle == 'u' ? column < r : false) continue;
-        low = std::min(low, column);
-        high = std::max(high, column);
-      }
-    if (high < low) continue;
-    if (low <= reached[p % 2]) return false;
-    reached[p % 2] = high;
+  for (zor_int first = 0; first < a.parts; first += at_once) {
+    const zor_int last = std::min(first + at_once, a.parts);
+    for_each_piece(threads, last - first,
+                   [&](zor_int piece) { outputs[piece] = outputs_of_part<I>(a, first + piece); });
+    for (zor_int p = first; p < last; ++p) {
+      const auto [low, high] = outputs[p - first];
+      if (high < low) continue;
+      if (low <= reached[p % 2]) return false;
+      reached[p % 2] = high;
+    }
   }
   return true;
 }

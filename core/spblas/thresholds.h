@@ -37,6 +37,11 @@ inline constexpr zor_int block_for_columns = 8, columns_for_rows = 4;
 inline constexpr zor_int least_for_threads = 1 << 15;
 // Measured: elements of the output from which a merge is cut once more.
 inline constexpr zor_int merge_grain = 4096;
+// Measured: rows of a sum that are looked at, and entries for each column in common from which threads count
+// the entries of the result before they fill them in.
+inline constexpr zor_int looked_at_rows = 64, entries_of_common_column = 4;
+// Measured: the most steps in which threads together move their parts of a product to their places.
+inline constexpr zor_int most_moves = 8;
 // Measured: right-hand sides of a row-major operand that stay with one thread. Eight doubles are a cache
 // line.
 inline constexpr zor_int row_major_grain = 8;
