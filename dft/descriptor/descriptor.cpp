@@ -346,7 +346,7 @@ int32_t zor_dft_create_1d_d(descriptor** handle, double precision, int32_t domai
   return create_1d(handle, precision, ZOR_DFT_DOUBLE, domain, rank, length);
 }
 
-int32_t zor_dft_create_1d_s(descriptor** handle, double precision, int32_t domain, zor_int rank,
+int32_t zor_dft_create_1d_s(descriptor** handle, float precision, int32_t domain, zor_int rank,
                             zor_int length) {
   return create_1d(handle, precision, ZOR_DFT_SINGLE, domain, rank, length);
 }

@@ -99,7 +99,7 @@ int32_t create(descriptor** handle, zor_int n, double*) {
   return zor_dft_create_1d_d(handle, double(ZOR_DFT_DOUBLE), ZOR_DFT_REAL, 1, n);
 }
 int32_t create(descriptor** handle, zor_int n, float*) {
-  return zor_dft_create_1d_s(handle, double(ZOR_DFT_SINGLE), ZOR_DFT_REAL, 1, n);
+  return zor_dft_create_1d_s(handle, float(ZOR_DFT_SINGLE), ZOR_DFT_REAL, 1, n);
 }
 
 template <class T>

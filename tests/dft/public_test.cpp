@@ -479,7 +479,7 @@ TEST(FrontEnd, CommitsThroughTheThreadedLayer) {
       ZorDftDescriptor *d = nullptr, *s = nullptr;
       ASSERT_EQ(0, rank == 1 ? zor_dft_create_1d_d(&d, 36.0, domain, 1, 6)
                              : zor_dft_create_nd_d(&d, domain, 2, lengths));
-      ASSERT_EQ(0, rank == 1 ? zor_dft_create_1d_s(&s, 35.0, domain, 1, 6)
+      ASSERT_EQ(0, rank == 1 ? zor_dft_create_1d_s(&s, 35.0f, domain, 1, 6)
                              : zor_dft_create_nd_s(&s, domain, 2, lengths));
       std::vector<double> x(2 * 8 * 12, 0.0);
       std::vector<float> y(2 * 8 * 12, 0.0f);

@@ -139,8 +139,10 @@ void run_zor_dft_free_allocated_buffers(recorder& out) {
   add_fields(out, d.get());
 }
 
-void create_1d(recorder& out, decltype(zor_dft_create_1d_d)* create) {
-  for (const double precision : {35.0, 36.0, 36.5})
+// _d and _s take the precision as a number of their own.
+template <class Create>
+void create_1d(recorder& out, Create* create) {
+  for (const float precision : {35.0f, 36.0f, 36.5f})
     for (const int32_t domain : {31, 32, 33})
       for (const zor_int length : {0, 1, 12}) {
         ZorDftDescriptor* d = nullptr;
