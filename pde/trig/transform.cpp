@@ -187,14 +187,16 @@ void run(bool forward, T* f, descriptor** handle, zor_int* ipar, const T* dpar, 
   T* const x = type == 3 && !raw ? f + 1 : f;
   using steps = trig_steps<T, T, 1>;
   const steps s{{x}, dpar, n};
-  const T carried = s.before(type, forward);
+  // An n that has been spoilt since commit leaves the passes no elements.
+  const bool has_elements = n > 0;
+  const T carried = has_elements ? s.before(type, forward) : T(0);
   const int32_t dft_status =
       type < 2 || !forward ? zor_dft_compute_forward(handle, x) : zor_dft_compute_backward(handle, x);
   if (dft_status != ZOR_DFT_OK) {
     report_dft(dft_status, ipar, dpar);
     return finish(status_transform_failed, ipar, stat);
   }
-  if (!s.after(type, forward, carried)) {
+  if (has_elements && !s.after(type, forward, carried)) {
     report_error(event_zero_divisor, ipar, dpar);
     return finish(status_zero_divisor, ipar, stat);
   }

@@ -271,6 +271,11 @@ TYPED_TEST(Trig, StaysInsideItsOperands) {
         EXPECT_TRUE(std::isnan(f[1])) << type << " " << n;
         p.call.backward(f.data(), &p.handle, p.ipar, dpar.data(), &p.stat);
         EXPECT_EQ(p.stat, 0);
+        p.ipar[0] = 0;  // n, lost since commit
+        p.call.backward(f.data(), &p.handle, p.ipar, dpar.data(), &p.stat);
+        EXPECT_EQ(p.stat, 0);
+        p.call.forward(f.data(), &p.handle, p.ipar, dpar.data(), &p.stat);
+        EXPECT_EQ(p.stat, -10000);
       }
     }
 }
