@@ -55,10 +55,11 @@ bool lengths_to_steps(const box_problem<T>& p) {
 template <class T>
 bool fill_eigenvalues(const box_problem<T>& p) {
   const T h = p.step(p.dimensions - 1);
+  for (int a = 0; a + 1 < p.dimensions; ++a)
+    if (p.step(a) == T(0)) return p.s.fail(no_eigenvalues, status_no_eigenvalues);
   for (int a = 0; a + 1 < p.dimensions; ++a) {
     const zor_int n = p.intervals(a);
     const bool differ = p.kind(2 * a) != p.kind(2 * a + 1);
-    if (p.step(a) == T(0) || n == 0) return p.s.fail(no_eigenvalues, status_no_eigenvalues);
     const T e = T(2) * h / p.step(a);
     const T one = T(p.dimensions == 2 ? 2 : 1);
     const T c = a == 0 ? p.s.dpar[real_q] * (h * h) + one : one;

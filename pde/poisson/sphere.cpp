@@ -264,7 +264,7 @@ void solve(const sphere<T>& p, ZorDftDescriptor** const* handles) {
   zor_serv_zor_free(w.first);
   zor_serv_zor_free(w.second);
   if (*s.stat != 0 && *s.stat != 1) return s.finish(*s.stat);
-  if (p.periodic && std::fabs(s.dpar[real_q]) <= s.dpar[real_tolerance]) {
+  if (*s.stat == 0 && p.periodic && std::fabs(s.dpar[real_q]) <= s.dpar[real_tolerance]) {
     if (s.ipar[at_warnings] != 0) {
       s.report_warning(event_singular);
       *s.stat += 1;

@@ -192,6 +192,10 @@ TYPED_TEST(Box, Checks) {
     EXPECT_EQ(commit_with([&](auto& r) { r.ipar[3] = d == 2 ? 16 : 64; }), -100);
     EXPECT_EQ(commit_with([&](auto& r) { r.ipar[10] = 1; }), -1000);  // too short for a transform
   }
+  box_run<T> flat(3, n3, 5, 1);
+  flat.dpar[1] = std::numeric_limits<T>::denorm_min();  // no step of it is above 0
+  EXPECT_EQ(flat.commit(), -2);
+  EXPECT_EQ(flat.dpar[5], T(0));  // nor has another axis its eigenvalues
   box_run<T> run(2, n2, 5, 1);
   const zor_int expected[] = {0, 0, 0, 5, 0, 1, 0, 1, 1000, 1000, 8, 6, 1000, 1000};
   for (int i = 0; i < 14; ++i) EXPECT_EQ(run.ipar[i], expected[i]) << i;
