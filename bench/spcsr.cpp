@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <random>
+#include <set>
 
 #include "bench/bench.h"
 #include "bench/csr.h"
@@ -120,6 +122,24 @@ pattern banded(int32_t n, int32_t entries) {
   return p;
 }
 
+// Up to nine entries anywhere on each side of the diagonal, their number at random.
+pattern short_rows(int32_t n) {
+  pattern p;
+  std::mt19937 random(11);
+  for (int32_t r = 0; r < n; ++r) {
+    std::set<int32_t> columns = {r};
+    const auto add = [&](int32_t first, int32_t last) {
+      for (auto count = first < last ? random() % 10 : 0; count > 0; --count)
+        columns.insert(first + int32_t(random() % uint32_t(last - first)));
+    };
+    add(0, r);
+    add(r + 1, n);
+    p.column.insert(p.column.end(), columns.begin(), columns.end());
+    p.end_row();
+  }
+  return p;
+}
+
 struct named_pattern {
   const char* name;
   pattern (*make)(bool quick);
@@ -131,6 +151,7 @@ constexpr named_pattern rows10 = {"rows of 10", [](bool quick) { return scattere
 constexpr named_pattern rows60 = {"rows of 60",
                                   [](bool quick) { return scattered(quick ? 120 : 10000, 60); }};
 constexpr named_pattern band200 = {"band of 200", [](bool quick) { return banded(quick ? 300 : 4000, 200); }};
+constexpr named_pattern irregular = {"short rows", [](bool quick) { return short_rows(quick ? 50 : 20000); }};
 
 // The entries that an operation stores.
 pattern stored(const pattern& whole, csr_operation what) {
@@ -323,7 +344,7 @@ void add_all(const environment& env, std::vector<bench_case>& cases) {
       add(csr_operation::products_by_rows, rhs == 8 ? "8 by rows" : "32 by rows", matrix, rhs);
       add(csr_operation::products_by_columns, rhs == 8 ? "8 by columns" : "32 by columns", matrix, rhs);
     }
-  for (const auto& matrix : {lap30, lap200, lap1000}) {
+  for (const auto& matrix : {lap30, lap200, lap1000, irregular}) {
     add(csr_operation::lower_solve, "lower", matrix);
     add(csr_operation::upper_solve, "upper", matrix);
   }
@@ -349,7 +370,8 @@ void add_all(const environment& env, std::vector<bench_case>& cases) {
     else
       add(csr_operation::rows_alone, "rows alone", matrix);
   }
-  add(csr_operation::transposed_solve, "lower transp.", lap200);
+  for (const auto& matrix : {lap200, irregular})
+    add(csr_operation::transposed_solve, "lower transp.", matrix);
 }
 
 }  // namespace

@@ -11,24 +11,32 @@ template <int N, int R, class T, bool RowMajor, class I>
 struct view_panel {
   using V = pack<T, N>;
   using row_of_packs = packs<T, N, R>;
+  using factor = spread_factor<T, N>;
+  using signs = typename factor::signs;
   csr<T, I> a;
   dense<const T, RowMajor> b;
   dense<T, RowMajor> c;
-  one<T> scale;
-  V alpha;
+  const T* alpha;
+  signs plain;
+  factor scale;
 
   view_panel(const matrix_product<T, RowMajor, I>& p, zor_int j)
       : a(p.a),
         b{p.b.at(0, j), p.b.ld},
         c{p.c.at(0, j), p.c.ld},
-        scale(load<T, 1>(&p.alpha)),
-        alpha(spread<T, N>(scale)) {}
+        alpha(&p.alpha),
+        plain(false),
+        scale(alpha, plain) {}
 
-  // a, or its conjugate, and (a alpha) of an entry.
-  [[gnu::always_inline]] V entry(zor_int k, bool conj) const {
-    return spread<T, N>(conj_if<T>(conj, load<T, 1>(a.val + k)));
+  // a of an entry, or its conjugate, as `conj` was made.
+  [[gnu::always_inline]] factor entry(zor_int k, const signs& conj) const { return {a.val + k, conj}; }
+  // (a alpha) of an entry, or of its conjugate.
+  [[gnu::always_inline]] factor scaled_entry(zor_int k, bool conj) const {
+    const one<T> product = mul<T>(conj_if<T>(conj, load<T, 1>(a.val + k)), load<T, 1>(alpha));
+    T scaled;
+    std::memcpy(&scaled, &product, sizeof scaled);
+    return {&scaled, plain};
   }
-  [[gnu::always_inline]] V scaled_entry(zor_int k, bool conj) const { return mul<T>(entry(k, conj), alpha); }
   // b of the column of an entry, pack i.
   [[gnu::always_inline]] V b_of(zor_int k, int i) const { return b.template get<N>(a.column(k), i * N); }
 
@@ -40,7 +48,7 @@ struct view_panel {
   // b(r, j) alpha.
   [[gnu::always_inline]] row_of_packs scaled_row_of_b(zor_int row) const {
     row_of_packs v = row_of_b(row);
-    each<R>([&](int i) __attribute__((always_inline)) { v.at[i] = mul<T>(v.at[i], alpha); });
+    each<R>([&](int i) __attribute__((always_inline)) { v.at[i] = scale.times(v.at[i]); });
     return v;
   }
   [[gnu::always_inline]] row_of_packs row_of_c(zor_int row) const {

@@ -14,21 +14,22 @@ template <int N, int R, class T, bool RowMajor, class I>
 [[gnu::always_inline]] inline packs<T, N, R> add_whole_row(const view_panel<N, R, T, RowMajor, I>& q,
                                                            zor_int row, bool conj) {
   using V = pack<T, N>;
+  const typename spread_factor<T, N>::signs signs(conj);
   packs<T, N, R> c = q.row_of_c(row);
   zor_int k = q.a.begin(row);
   const zor_int end = opaque(q.a.end(row));
   for (; k + 4 <= end; k += 4) {
-    const V e0 = q.entry(k, conj), e1 = q.entry(k + 1, conj), e2 = q.entry(k + 2, conj),
-            e3 = q.entry(k + 3, conj);
+    const auto e0 = q.entry(k, signs), e1 = q.entry(k + 1, signs), e2 = q.entry(k + 2, signs),
+               e3 = q.entry(k + 3, signs);
     each<R>([&](int i) __attribute__((always_inline)) {
-      const V group = mul<T>(e3, q.b_of(k + 3, i)) + mul<T>(e2, q.b_of(k + 2, i)) +
-                      mul<T>(e1, q.b_of(k + 1, i)) + mul<T>(e0, q.b_of(k, i));
-      c.at[i] = c.at[i] + mul<T>(group, q.alpha);
+      const V group = e3.times(q.b_of(k + 3, i)) + e2.times(q.b_of(k + 2, i)) + e1.times(q.b_of(k + 1, i)) +
+                      e0.times(q.b_of(k, i));
+      c.at[i] = c.at[i] + q.scale.times(group);
     });
   }
   for (; k < end; ++k) {
-    const V f = q.scaled_entry(k, conj);
-    each<R>([&](int i) __attribute__((always_inline)) { c.at[i] = c.at[i] + mul<T>(f, q.b_of(k, i)); });
+    const auto f = q.scaled_entry(k, conj);
+    each<R>([&](int i) __attribute__((always_inline)) { c.at[i] = c.at[i] + f.times(q.b_of(k, i)); });
   }
   return c;
 }
@@ -45,10 +46,10 @@ template <int N, int R, class T, bool RowMajor, class I>
     for (zor_int k = q.a.begin(row); k < last; ++k) {
       if (!v.leaves_out(row, q.a.column(k))) continue;
       const auto f = q.scaled_entry(k, v.conjugated());
-      each<R>([&](int i) __attribute__((always_inline)) { u.at[i] = u.at[i] + mul<T>(f, q.b_of(k, i)); });
+      each<R>([&](int i) __attribute__((always_inline)) { u.at[i] = u.at[i] + f.times(q.b_of(k, i)); });
     }
     each<R>([&](int i) __attribute__((always_inline)) {
-      if (v.unit()) c.at[i] = mul<T>(q.b.template get<N>(row, i * N), q.alpha) + c.at[i];
+      if (v.unit()) c.at[i] = q.scale.times(q.b.template get<N>(row, i * N)) + c.at[i];
       c.at[i] = c.at[i] - u.at[i];
     });
     q.set_row_of_c(row, c);
@@ -72,6 +73,7 @@ template <int N, int R, class T, bool RowMajor, class I>
   using V = pack<T, N>;
   const view_panel<N, R, T, RowMajor, I> q(p, j);
   const bool keeps_diagonal = v.diagonal == 'n';
+  const typename spread_factor<T, N>::signs signs(v.conjugates_image());
   for (; row < end; ++row) {
     const packs<T, N, R> t = q.scaled_row_of_b(row);
     packs<T, N, R> u{};
@@ -79,8 +81,8 @@ template <int N, int R, class T, bool RowMajor, class I>
     for (zor_int k = q.a.begin(row); k < last; ++k) {
       const zor_int column = q.a.column(k), beyond = v.side() * (column - row);
       if (beyond < 0) {
-        const V e = q.entry(k, v.conjugates_image());
-        const auto image = [&](int i) __attribute__((always_inline)) { return mul<T>(t.at[i], e); };
+        const auto e = q.entry(k, signs);
+        const auto image = [&](int i) __attribute__((always_inline)) { return e.times(t.at[i]); };
         if (v.skew())
           q.change_c(
               column, [&](V c, int i) __attribute__((always_inline)) { return c - image(i); });
@@ -88,8 +90,8 @@ template <int N, int R, class T, bool RowMajor, class I>
           q.change_c(
               column, [&](V c, int i) __attribute__((always_inline)) { return c + image(i); });
       } else if (beyond > 0 || !keeps_diagonal) {
-        const V f = q.scaled_entry(k, v.conjugates_entry());
-        each<R>([&](int i) __attribute__((always_inline)) { u.at[i] = u.at[i] + mul<T>(f, q.b_of(k, i)); });
+        const auto f = q.scaled_entry(k, v.conjugates_entry());
+        each<R>([&](int i) __attribute__((always_inline)) { u.at[i] = u.at[i] + f.times(q.b_of(k, i)); });
       }
     }
     q.change_c(
@@ -105,13 +107,14 @@ template <int N, int R, class T, bool RowMajor, class I>
                                      zor_int end, zor_int j) {
   using V = pack<T, N>;
   const view_panel<N, R, T, RowMajor, I> q(p, j);
+  const typename spread_factor<T, N>::signs signs(v.conjugated());
   for (; row < end; ++row) {
     const packs<T, N, R> t = q.scaled_row_of_b(row);
     const zor_int last = opaque(q.a.end(row));
     for (zor_int k = q.a.begin(row); k < last; ++k) {
-      const V e = q.entry(k, v.conjugated());
+      const auto e = q.entry(k, signs);
       q.change_c(
-          q.a.column(k), [&](V c, int i) __attribute__((always_inline)) { return c + mul<T>(e, t.at[i]); });
+          q.a.column(k), [&](V c, int i) __attribute__((always_inline)) { return c + e.times(t.at[i]); });
     }
   }
 }
@@ -124,26 +127,23 @@ template <int N, int R, class T, bool RowMajor, class I>
                                               zor_int end, zor_int j) {
   using V = pack<T, N>;
   const view_panel<N, R, T, RowMajor, I> q(p, j);
-  const auto scaled = [&](zor_int k) __attribute__((always_inline)) {
-    return spread<T, N>(mul<T>(conj_if<T>(v.conjugated(), load<T, 1>(q.a.val + k)), q.scale));
-  };
   for (; row < end; ++row) {
     const packs<T, N, R> b = q.row_of_b(row);
     const zor_int start = q.a.begin(row), last = opaque(q.a.end(row));
     for (zor_int k = start; k < last; ++k) {
-      const V f = scaled(k);
+      const auto f = q.scaled_entry(k, v.conjugated());
       q.change_c(
-          q.a.column(k), [&](V c, int i) __attribute__((always_inline)) { return c + mul<T>(f, b.at[i]); });
+          q.a.column(k), [&](V c, int i) __attribute__((always_inline)) { return c + f.times(b.at[i]); });
     }
     if (v.unit())
       q.change_c(
-          row, [&](V c, int i) __attribute__((always_inline)) { return c + mul<T>(b.at[i], q.alpha); });
+          row, [&](V c, int i) __attribute__((always_inline)) { return c + q.scale.times(b.at[i]); });
     for (zor_int k = start; k < last; ++k) {
       const zor_int column = q.a.column(k);
       if (!v.leaves_out(row, column)) continue;
-      const V f = scaled(k);
+      const auto f = q.scaled_entry(k, v.conjugated());
       q.change_c(
-          column, [&](V c, int i) __attribute__((always_inline)) { return c - mul<T>(b.at[i], f); });
+          column, [&](V c, int i) __attribute__((always_inline)) { return c - f.times(b.at[i]); });
     }
   }
 }

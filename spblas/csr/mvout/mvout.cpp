@@ -7,15 +7,42 @@
 namespace zor::sparse {
 namespace {
 
+// Tuned, on an AMD Zen 4: rows side by side, so that their chains of sums are waited for together, and the
+// entries of the shortest rows for which that pays.
+constexpr int rows_abreast = 4;
+constexpr zor_int least_abreast = 16;
+
+// s plus the products of positions k to end - 1, one after the other.
+template <class T, class I>
+T add_products(csr<T, I> a, zor_int k, zor_int end, const T* x, T s) {
+  for (; k < end; ++k) s = s + a.val[k] * x[a.column(k)];
+  return s;
+}
+
+// y of rows_abreast rows from r on.
+template <class T, class I>
+void row_products_abreast(csr<T, I> a, zor_int r, const T* x, T* y) {
+  zor_int begin[rows_abreast], common = a.end(r) - a.begin(r);
+  for (int i = 0; i < rows_abreast; ++i) {
+    begin[i] = a.begin(r + i);
+    const zor_int count = a.end(r + i) - begin[i];
+    common = count < common ? count : common;
+  }
+  if (common < least_abreast) common = 0;
+  T s[rows_abreast] = {};
+  for (zor_int k = 0; k < common; ++k)
+#pragma GCC unroll 4
+    for (int i = 0; i < rows_abreast; ++i) s[i] = s[i] + a.val[begin[i] + k] * x[a.column(begin[i] + k)];
+  for (int i = 0; i < rows_abreast; ++i) y[r + i] = add_products(a, begin[i] + common, a.end(r + i), x, s[i]);
+}
+
 // One chain a row, no alpha, and y is overwritten. The row pointers are the three-array form.
 template <class T, class I>
 void row_products(zor_int first, zor_int last, const T* val, const I* indx, const I* ia, const T* x, T* y) {
   const csr<T, I> a{val, indx, ia, ia + 1, 1};
-  for (zor_int r = first; r < last; ++r) {
-    T s = 0;
-    for (zor_int k = a.begin(r); k < a.end(r); ++k) s = s + val[k] * x[a.column(k)];
-    y[r] = s;
-  }
+  zor_int r = first;
+  for (; r + rows_abreast <= last; r += rows_abreast) row_products_abreast(a, r, x, y);
+  for (; r < last; ++r) y[r] = add_products(a, a.begin(r), a.end(r), x, T{0});
 }
 
 }  // namespace

@@ -38,6 +38,17 @@ void forward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, T* y) {
   T* const x = opaque(y - a.base);
   solved_element<T> previous;
   if (first > 0) previous = solved_element<T>(y + first - 1);
+  // Adds the entries before `stop` to s. Whether all of them stand below the diagonal of row r is told at the
+  // end: with one branch an entry less the processor foresees the ends of short rows for longer.
+  const auto sum_below = [=](zor_int k, zor_int stop, zor_int r, one<T> & s) __attribute__((always_inline)) {
+    zor_int passed = 0;
+    for (; k < stop; ++k) {
+      const zor_int col = a.indx[k];
+      passed |= r - 1 - col;
+      s = s + solved_element<T>(x + col).times(conj_if<T>(Conj, load<T, 1>(a.val + k)));
+    }
+    return passed >= 0;
+  };
   const auto solve = [&]<int Count>(zor_int row) __attribute__((always_inline)) {
     const zor_int r = row + a.base;
     one<T> s{};
@@ -53,9 +64,19 @@ void forward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, T* y) {
         s = s + solved_element<T>(x + col).times(entry);
       return true;
     };
-    zor_int k = a.begin(row);
+    const zor_int begin = a.begin(row);
+    zor_int k = begin;
     if constexpr (Count == 0) {
-      for (const zor_int end = a.end(row); k < end && below.template operator()<false>(k);) ++k;
+      const zor_int end = a.end(row);
+      // Nothing beyond the diagonal is multiplied where rows are sorted.
+      const zor_int pivot = end - 1;
+      const bool at_end = begin < end && a.indx[pivot] >= r && (begin == pivot || a.indx[pivot - 1] < r);
+      if (at_end && sum_below(begin, pivot, r, s)) [[likely]] {
+        k = pivot;
+      } else {
+        s = one<T>{};
+        for (; k < end && below.template operator()<false>(k);) ++k;
+      }
     } else {
       [&]<int... E>(std::integer_sequence<int, E...>) __attribute__((always_inline)) {
         (void)((below.template operator()<E == Count - 2>(k) && (k += 1, true)) && ...);
@@ -78,12 +99,16 @@ void backward_rows(csr<T, I> a, bool unit, zor_int first, zor_int last, zor_int 
     const summed_entries sum = entries_to_sum<true>(a, unit, row);
     const zor_int k = sum.first, count = sum.count;
     one<T> s;
-    if (count > 0 && count < thresholds::least_for_accumulators && a.column(k) == row + 1) {
+    if (Count > 0 && count > 0 && count < thresholds::least_for_accumulators && a.column(k) == row + 1) {
       const zor_int begin = a.begin(row);
       if (Count > 1 && k == begin + 1)
         s = chain_from<Conj>(a, begin + 1, Count - 1, previous, shifted);
       else
         s = chain_from<Conj>(a, k, count, previous, shifted);
+    } else if (count < thresholds::least_for_accumulators) {
+      s = one<T>{};
+      for (zor_int i = 0; i < count; ++i)
+        s = s + mul_at<T, Conj>(a.val + k + i, load<T, 1>(shifted + a.indx[k + i]));
     } else {
       s = row_dot<T, Conj>(stored_entries<T, I>{a.val + k, a.indx + k}, count, shifted);
     }
