@@ -117,14 +117,15 @@ void choose_row(row_pass<R>* row) {
   });
 }
 
-// Large factors first, so that the last and narrowest passes have the cheapest butterflies.
+// The order of the values follows from that of the rows: odd primes, the largest first, then fours, then a
+// two.
 int32_t next_radix(int32_t rest) {
   for (int32_t d = largest_generic - 2; d > 2; d -= 2) {
     bool prime = true;
     for (int32_t e = 3; e * e <= d; e += 2) prime = prime && d % e != 0;
     if (prime && rest % d == 0) return d;
   }
-  return rest % 8 == 0 ? 8 : rest % 4 == 0 ? 4 : 2;
+  return rest % 4 == 0 ? 4 : 2;
 }
 
 }  // namespace
