@@ -83,9 +83,14 @@ template <class R>
 int32_t real_forward_kernel(const void* in, void* out, descriptor* r, void* work) {
   using F = fields<R>;
   const int32_t code = run_format(r->*F::format[forward], in, out, r->*F::real_plan, work);
-  const bool padded =
-      r->conjugate_even_storage == ZOR_DFT_COMPLEX_COMPLEX || r->packed_format == ZOR_DFT_FORMAT_PADDED;
-  scale(static_cast<R*>(out), r->length + (padded ? 1 : 0), r->*F::scale[forward]);
+  const bool padded = r->packed_format == ZOR_DFT_FORMAT_PADDED;
+  const bool pads = padded || r->conjugate_even_storage == ZOR_DFT_COMPLEX_COMPLEX;
+  R* y = static_cast<R*>(out);
+  // Of the two zeros that pad an even length a planned line scales the first, a fixed one both or none: their
+  // sign tells.
+  const bool fixed = r->general_plan == 0, both = fixed && padded && in_place(r);
+  scale(y, r->length + (both ? 2 : pads ? 1 : 0), r->*F::scale[forward]);
+  if (fixed && pads && !both) y[1] = R(0);
   return status_of(code);
 }
 

@@ -497,6 +497,33 @@ TEST(Breakdown, GivesWayToAnotherAndToCommit) {
   EXPECT_NE(h->plan_z, nullptr);
 }
 
+// A negative scale shows in the signs of the zeros that pad a spectrum. Lengths up to 64 that are powers of
+// two have kernels of their own.
+TEST(RealScale, SignsOfPaddingZeros) {
+  const struct {
+    zor_int n;
+    int32_t storage, placement;
+    bool second_negative, last_negative;  // at 1 and n + 1
+  } cases[] = {{12, packed, in_place, true, false},      {12, packed, out_of_place, true, false},
+               {12, interleaved, in_place, true, false}, {8, packed, in_place, true, true},
+               {8, packed, out_of_place, false, false},  {8, interleaved, in_place, false, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.n << " storage " << c.storage << " placement " << c.placement);
+    const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_REAL, {c.n});
+    ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_CONJUGATE_EVEN_STORAGE, c.storage));
+    ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_PLACEMENT, c.placement));
+    ASSERT_EQ(0, zor_dft_set_value(h.get(), ZOR_DFT_FORWARD_SCALE, -2.0));
+    ASSERT_EQ(0, commit(h));
+    double x[14] = {1, 2, 4}, y[14];
+    ASSERT_EQ(0, h->compute_forward(h.get(), x, y, nullptr, nullptr));
+    const double* result = c.placement == in_place ? x : y;
+    EXPECT_EQ(result[0], -14);
+    EXPECT_EQ(std::pair(result[1], result[c.n + 1]), std::pair(0.0, 0.0));
+    EXPECT_EQ(std::signbit(result[1]), c.second_negative);
+    EXPECT_EQ(std::signbit(result[c.n + 1]), c.last_negative);
+  }
+}
+
 // A kernel that waits keeps a caller inside compute.
 std::latch inside(4), leave(1);
 int32_t waiting_kernel(const void*, void*, ZorDftDescriptor*, void* work) {
