@@ -71,8 +71,11 @@ int32_t refused_value(zor_fft d, const setting& s, zor_int value) {
 }
 
 int32_t other_parameter(zor_fft d, int32_t parameter, const char* setter) {
-  if (const setting* s = find(parameter))
-    return fft_failure(ZOR_FFT_BAD_VALUE, "%s: is set by %s, not %s", s->name, setter_of(s->type), setter);
+  if (const setting* s = find(parameter)) {
+    const int32_t status =
+        fft_failure(ZOR_FFT_BAD_VALUE, "%s: is set by %s, not %s", s->name, setter_of(s->type), setter);
+    return s->type == value_type::text ? status : uncommit(d, status);
+  }
   const int32_t status = zor_dft_set_value(d, parameter);
   return fft_failure(status, "parameter %d: %s", parameter,
                      status == ZOR_FFT_NOT_IMPLEMENTED ? "not implemented" : "no such setting");

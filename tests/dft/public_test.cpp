@@ -117,13 +117,21 @@ TEST_F(Fft, RefusesBadValues) {
   for (zor_int callers : {zor_int(1000000000), zor_int(1) << 32})
     EXPECT_EQ(bad_value, zor_fft_set_int(fft, ZOR_DFT_NUMBER_OF_USER_THREADS, callers));
   EXPECT_EQ(0, zor_fft_set_int(fft, ZOR_DFT_NUMBER_OF_USER_THREADS, zor_int(4096)));
-  EXPECT_EQ(bad_value, zor_fft_set_int(fft, ZOR_DFT_PLACEMENT, 45));
   EXPECT_EQ(not_implemented, zor_fft_set_int(fft, ZOR_DFT_CONJUGATE_EVEN_STORAGE, split));
   EXPECT_EQ(not_implemented, zor_fft_set_int(fft, 6, 1));
   EXPECT_EQ(bad_value, zor_fft_set_int(fft, 99, 1));
   EXPECT_EQ(bad_value, zor_fft_set_name(fft, static_cast<const char*>(nullptr)));
   EXPECT_EQ(bad_value, zor_fft_set_strides(fft, ZOR_DFT_INPUT_STRIDES, static_cast<const zor_int*>(nullptr)));
   int32_t got;
+  // A refusal uncommits, but for the name: so does a parameter that another function sets.
+  for (auto [parameter, left] : {std::pair<int32_t, int32_t>{ZOR_DFT_PLACEMENT, ZOR_DFT_UNCOMMITTED},
+                                 {ZOR_DFT_FORWARD_SCALE, ZOR_DFT_UNCOMMITTED},
+                                 {ZOR_DFT_DESCRIPTOR_NAME, ZOR_DFT_COMMITTED}}) {
+    EXPECT_EQ(0, zor_fft_commit(fft));
+    EXPECT_EQ(bad_value, zor_fft_set_int(fft, parameter, 45));
+    EXPECT_EQ(0, zor_fft_get(fft, ZOR_DFT_GET_COMMIT_STATUS, &got));
+    EXPECT_EQ(got, left) << parameter;
+  }
   EXPECT_EQ(bad_value, zor_fft_get(fft, 99, &got));
   EXPECT_EQ(bad_value, zor_fft_get(fft, ZOR_DFT_PLACEMENT, nullptr));
   EXPECT_EQ(not_a_descriptor, zor_fft_get(nullptr, ZOR_DFT_PLACEMENT, &got));
