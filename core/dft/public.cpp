@@ -154,9 +154,14 @@ void release_attachment(ZorDftDescriptor* d) {
   d->private_free = nullptr;
 }
 
-// The kernel library takes real data of up to three dimensions.
+// The kernel library takes real data of up to three dimensions. Its engine refuses long lengths in single
+// precision that do not factor.
 int32_t commit_layout(zor_fft d) {
-  return is_real(d) && d->rank > most_real_dimensions ? commit_real_nd(d) : with_text(zor_dft_commit(&d));
+  if (is_real(d) && d->rank > most_real_dimensions) return commit_real_nd(d);
+  const int32_t status = zor_dft_commit(&d);
+  if (status == ZOR_FFT_ENGINE_ERROR)
+    return fft_failure(ZOR_FFT_TOO_LARGE, "lengths: one above 33554431 is not a product of small primes");
+  return with_text(status);
 }
 
 // Copies all settings but the name.

@@ -310,6 +310,10 @@ TEST(Commit, RefusesLengthsAboveTheLimits) {
                             // A prime cannot be split into two dimensions.
                             {.lengths = {33554467}}};
   for (const settings& c : cases) EXPECT_EQ(too_long, commit(handle{make(c)})) << c;
+  // A chirp ends there in either precision; the public commit names the length.
+  const handle prime{make(settings{single, lines, in_place, {33554467}})};
+  EXPECT_EQ(ZOR_DFT_ENGINE_ERROR, commit(prime));
+  EXPECT_EQ(too_long, zor_fft_commit(prime.get()));
   // Too long for any memory: refused at once.
   EXPECT_EQ(too_long, commit(make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {zor_int(1) << 57})));
   EXPECT_EQ(too_long, commit(make(ZOR_DFT_SINGLE, ZOR_DFT_COMPLEX, {3 * (zor_int(1) << 39)})));

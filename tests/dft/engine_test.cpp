@@ -276,7 +276,7 @@ TEST(Engine, CodesAndScales) {
       EXPECT_EQ(engines[f].build(&p, 1 << 27, scale_none, 0), engine_bad_order);
     }
     EXPECT_EQ(engines[f].build(&p, reach * 67108864 + 1, scale_none, 0), engine_bad_size);
-    EXPECT_EQ(engines[f].build(&p, reach * 33554432 + 43, scale_none, 0), engine_bad_size);
+    EXPECT_EQ(engines[f].build(&p, 33554432 + 43, scale_none, 0), engine_bad_size);
     EXPECT_EQ(p, nullptr);
     if (reach == 1)
       check_scales<double>(f);

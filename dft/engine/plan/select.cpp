@@ -49,7 +49,7 @@ int32_t select_composite(int32_t n, int32_t slot, int32_t direct_slot, selection
     *s = {method::direct, 0, 0, int64_t{n} * direct_slot + 32};
     return engine_done;
   }
-  if (n < reach(int64_t{1} << 25, slot)) return select_chirp(n, slot, s);
+  if (n < 1 << 25) return select_chirp(n, slot, s);
   return engine_bad_size;
 }
 
