@@ -22,15 +22,15 @@ struct stored_matrix {
       : l(stored), data(t.scattered<T>("a", how, zor_int(l.size()), live_places(stored, unit))) {}
   auto order() const {
     if constexpr (K == kind::band)
-      return several{std::tuple(l.n, l.kl + l.ku)};
+      return list_of(l.n, l.kl + l.ku);
     else
-      return several{std::tuple(l.n)};
+      return list_of(l.n);
   }
   auto arguments() const {
     if constexpr (K == kind::packed)
       return data.arguments();
     else
-      return std::tuple<T*, leading_dimension>(data, {l.lda});
+      return list_of(data.data(), leading_dimension{l.lda});
   }
   static auto live_places(const layout& l, bool unit) {
     std::vector<bool> live(l.size());

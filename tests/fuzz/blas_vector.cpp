@@ -28,7 +28,7 @@ template <class T>
 struct compressed {
   using element = T;
   struct listed : operand<T> {
-    std::tuple<T*, const zor_int*> arguments() const { return {this->data(), indx}; }
+    auto arguments() const { return list_of(this->data(), indx); }
     const zor_int* indx;
   };
   struct spread : operand<T> {

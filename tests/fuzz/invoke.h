@@ -8,7 +8,7 @@
 
 namespace zor_fuzz {
 
-using zor_test::handed_over, zor_test::is_address;
+using zor_test::at, zor_test::handed_over, zor_test::is_address;
 
 template <class A>
 inline constexpr bool is_step = std::is_same_v<A, leading_dimension> || std::is_same_v<A, increment_of>;
@@ -50,63 +50,74 @@ void trial::spoil(int position, A* argument) {
   }
 }
 
-template <class R, class... P, class... A>
-R trial::invoke(R (*routine)(P...), const A&... arguments) {
-  auto list = std::tuple_cat(arguments_of(arguments)...);
-  static_assert(std::tuple_size_v<decltype(list)> == sizeof...(P), "as many arguments as parameters");
-  return invoke_listed(routine, list, std::index_sequence_for<P...>());
+template <class A>
+bool goes_up(const A& a) {
+  if constexpr (std::is_same_v<A, increment_of>)
+    return a.value > 0;
+  else
+    return true;
+}
+template <class A>
+inline constexpr bool is_option = std::is_same_v<A, option>;
+template <class A, class... Others>
+bool begins_with_order(const argument_list<A, Others...>& list) {
+  if constexpr (is_option<A>)
+    return at<0, A>(list).first == by_rows;
+  else
+    return false;
 }
 
-template <class R, class... P, class L, size_t... i>
-R trial::invoke_listed(R (*routine)(P...), const L& given, std::index_sequence<i...>) {
-  L list = given;
-  (spoil(int(i) + 1, &std::get<i>(list)), ...);
-  const auto result_of = [&](const auto& f) {
-    if constexpr (std::is_void_v<R>) {
-      call(f);
-    } else {
-      R value{};
-      call([&] { value = R(f()); });
-      return value;
-    }
-  };
-  const auto plainly = [&] { return zor_test::pass_listed(routine, list, std::index_sequence_for<P...>()); };
-  if constexpr ((std::is_same_v<std::tuple_element_t<i, L>, increment_of> || ...) ||
-                (std::is_same_v<std::tuple_element_t<i, L>, option> || ...)) {
-    const zor_int kind = case_.what->kind == serial ? 0 : draw("adapter", 0, 3, 0);
-    const auto goes_up = [](const auto& a) {
-      if constexpr (std::is_same_v<std::decay_t<decltype(a)>, increment_of>) return a.value > 0;
-      return true;
-    };
+template <class I, class R, class... P, class... A, size_t... i>
+R call_by_fortran(void* name, R (*)(P...), const argument_list<A...>& list, std::index_sequence<i...>) {
+  argument_list<fortran_value<I, P, A>...> rooms{};
+  return reinterpret_cast<R (*)(fortran_parameter<I, P, A>...)>(name)(
+      handed_over<fortran_parameter<I, P, A>>(at<i, A>(list), at<i, fortran_value<I, P, A>>(rooms))...);
+}
+// Names with options or a matrix take the order of storage first, or have it among their options.
+template <class R, class... P, class... A, size_t... i>
+R call_by_cblas(void* name, R (*)(P...), const argument_list<A...>& list, std::index_sequence<i...>) {
+  constexpr bool takes_order = ((std::is_same_v<A, leading_dimension> || is_option<A>) || ...);
+  if (takes_order && !begins_with_order(list))
+    return reinterpret_cast<R (*)(int, cblas_parameter<P, A>...)>(name)(
+        by_rows + 1, by_cblas<cblas_parameter<P, A>>(at<i, A>(list))...);
+  return reinterpret_cast<R (*)(cblas_parameter<P, A>...)>(name)(
+      by_cblas<cblas_parameter<P, A>>(at<i, A>(list))...);
+}
+
+template <class R, class... P, class... A>
+R trial::invoke(R (*routine)(P...), const A&... arguments) {
+  return invoke_listed(routine, (list_of() + ... + zor_test::arguments_of(arguments)),
+                       std::index_sequence_for<P...>());
+}
+
+template <class R, class... P, class... A, size_t... i>
+R trial::invoke_listed(R (*routine)(P...), argument_list<A...> list, std::index_sequence<i...> all) {
+  static_assert(sizeof...(A) == sizeof...(P), "as many arguments as parameters");
+  [[maybe_unused]] const bool upwards = (goes_up(at<i, A>(list)) && ...);
+  (spoil(int(i) + 1, &at<i, A>(list)), ...);
+  constexpr bool has_others = ((std::is_same_v<A, increment_of> || is_option<A>) || ...);
+  zor_int kind = 0;
+  void* other = nullptr;
+  if (has_others && case_.what->kind != serial) {
+    kind = draw("adapter", 0, 3, 0);
     // Other libraries have their own meaning of some other increments.
-    void* const there = (goes_up(std::get<i>(given)) && ...) ? adapter(kind) : nullptr;
-    const auto fortran = [&]<class I>(I) {
-      std::tuple<fortran_value<I, P, std::tuple_element_t<i, L>>...> rooms;
-      using name = R(fortran_parameter<I, P, std::tuple_element_t<i, L>>...);
-      return reinterpret_cast<name*>(there)(handed_over<fortran_parameter<I, P, std::tuple_element_t<i, L>>>(
-          std::get<i>(list), std::get<i>(rooms))...);
-    };
-    // Names with options or a matrix take the order of storage first, or have it among their options.
-    constexpr bool has_matrix = (std::is_same_v<std::tuple_element_t<i, L>, leading_dimension> || ...);
-    const auto is_option = [](const auto& a) { return std::is_same_v<std::decay_t<decltype(a)>, option>; };
-    const auto is_order = [](const auto& a) {
-      if constexpr (std::is_same_v<std::decay_t<decltype(a)>, option>) return a.first == by_rows;
-      return false;
-    };
-    const bool ordered =
-        (has_matrix || (is_option(std::get<i>(list)) || ...)) && !is_order(std::get<0>(list));
-    const auto cblas = [&] {
-      if (ordered)
-        return reinterpret_cast<R (*)(int, cblas_parameter<P, std::tuple_element_t<i, L>>...)>(there)(
-            by_rows + 1, by_cblas<cblas_parameter<P, std::tuple_element_t<i, L>>>(std::get<i>(list))...);
-      return reinterpret_cast<R (*)(cblas_parameter<P, std::tuple_element_t<i, L>>...)>(there)(
-          by_cblas<cblas_parameter<P, std::tuple_element_t<i, L>>>(std::get<i>(list))...);
-    };
-    if (there && kind == 1) return result_of([&] { return fortran(int32_t()); });
-    if (there && kind == 2) return result_of([&] { return fortran(int64_t()); });
-    if (there && kind == 3) return result_of(cblas);
+    if (upwards) other = adapter(kind);
   }
-  return result_of(plainly);
+  const auto run = [&]() -> R {
+    if constexpr (has_others) {
+      if (other && kind == 1) return call_by_fortran<int32_t>(other, routine, list, all);
+      if (other && kind == 2) return call_by_fortran<int64_t>(other, routine, list, all);
+      if (other && kind == 3) return call_by_cblas(other, routine, list, all);
+    }
+    return zor_test::pass_listed(routine, list, all);
+  };
+  if constexpr (std::is_void_v<R>) {
+    call(run);
+  } else {
+    R value{};
+    call([&] { value = run(); });
+    return value;
+  }
 }
 
 }  // namespace zor_fuzz

@@ -87,9 +87,9 @@ class sparse {
   sparse(const sparse&) = delete;
 
   T* val() const { return val_->data(); }
-  auto compressed() const { return several{std::tuple(val(), indx, pntrb, pntre)}; }
-  auto coordinates() const { return several{std::tuple(val(), rowind, indx, count)}; }
-  auto diagonals() const { return several{std::tuple(val(), any{lval}, indx)}; }
+  auto compressed() const { return list_of(val(), indx, pntrb, pntre); }
+  auto coordinates() const { return list_of(val(), rowind, indx, count); }
+  auto diagonals() const { return list_of(val(), any{lval}, indx); }
 
   // body(i, j, v, counts) for every term of op(A) that rows first to last - 1 give rise to; entries outside
   // the view come with counts false.
@@ -230,7 +230,7 @@ struct sides {
 // Many vectors with their leading dimension, or one.
 template <bool Many, class T>
 auto vectors(const sides<T>& of) {
-  return std::tuple_cat(std::tuple(of.data()), when<Many>(of.stored.ld));
+  return list_of(of.data()) + when<Many>(of.stored.ld);
 }
 
 // c is start + alpha op(A) b for right-hand sides first to last - 1 of n. The magnitudes of products count

@@ -48,7 +48,7 @@ void bsr_stem(trial& t, char structure, int base, Call* call) {
   product<T, I> q(t, {base, transposes && op != 1 ? 't' : 'n', v}, many || symmetric,
                   {bsr, triangular, base == 0});
   q.a.no_diagonal_blocks = symmetric && diag == 0;
-  const several blocks{std::tuple_cat(std::tuple(q.a.lb, q.alpha), q.a.compressed().arguments())};
+  const auto blocks = list_of(q.a.lb, q.alpha) + q.a.compressed();
   if constexpr (many)
     t.invoke(call, op, q.a.mb, q.n, blocks, q.x, q.y);
   else if constexpr (symmetric)

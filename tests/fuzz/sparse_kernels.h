@@ -16,7 +16,7 @@ struct range {
   range(trial& t, zor_int n)
       : first(t.size("first", std::max<zor_int>(n, 1), 1)),
         last(std::max<zor_int>(0, n - t.size("after", n))) {}
-  auto arguments() const { return std::tuple(first, last); }
+  auto arguments() const { return list_of(first, last); }
   zor_int low() const { return std::min<zor_int>(first - 1, last); }
   zor_int first, last;
 };

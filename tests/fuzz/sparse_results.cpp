@@ -17,8 +17,8 @@ using elements = std::map<std::pair<zor_int, zor_int>, sum_of_terms>;
 
 // Values, columns and where rows begin.
 template <class T, class I>
-several<T*, I*, I*> three_arrays(const sparse<T, I>& a) {
-  return {{a.val(), const_cast<I*>(a.indx), const_cast<I*>(a.pntrb)}};
+auto three_arrays(const sparse<T, I>& a) {
+  return list_of(a.val(), const_cast<I*>(a.indx), const_cast<I*>(a.pntrb));
 }
 
 // The same three arrays with room for so many entries, which a call fills.
@@ -30,7 +30,7 @@ struct made {
         val(t.vector<T>((name + "val").c_str(), use::inout, room)),
         columns(t.room<I>((name + "columns").c_str(), use::inout, size_t(room))),
         starts(t.room<I>((name + "starts").c_str(), use::out, size_t(rows + 1))) {}
-  std::tuple<T*, I*, I*> arguments() const { return {val.data(), columns, starts}; }
+  auto arguments() const { return list_of(val.data(), columns, starts); }
   // Each entry is one of `exact`, and what has none is zero.
   void check(trial& t, elements exact) const {
     for (zor_int r = 0; r < m && t.checking(); ++r)

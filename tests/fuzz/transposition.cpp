@@ -35,7 +35,7 @@ struct matrix {
          zor_int step = 1)
       : place(t, name, order, op, rows, cols, step),
         stored(t.scattered<T>(name, how, place.extent(), [&](zor_int i) { return place.holds(i); })) {}
-  auto arguments() const { return std::tuple<T*, leading_dimension>(stored, place.ld); }
+  auto arguments() const { return list_of(stored.data(), leading_dimension{place.ld}); }
   wide operator()(zor_int i, zor_int j) const { return conj_when(place.conjugated, stored(place.at(i, j))); }
   T now(zor_int i, zor_int j) const { return stored.now(place.at(i, j)); }
   layout place;

@@ -11,7 +11,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "tests/support/elements.h"
@@ -20,7 +19,7 @@
 
 namespace zor_fuzz {
 
-using zor_test::arguments_of, zor_test::several, zor_test::when;
+using zor_test::argument_list, zor_test::list_of, zor_test::when;
 using zor_test::part, zor_test::parts, zor_test::random_bits, zor_test::real, zor_test::reals;
 using wide = std::complex<long double>;
 
@@ -125,7 +124,7 @@ class operand {
   operand(region* r, zor_int origin, zor_int s0, zor_int s1) : r_(r), origin_(origin), s0_(s0), s1_(s1) {}
   T* data() const { return reinterpret_cast<T*>(r_->data); }
   operator T*() const { return data(); }
-  std::tuple<T*> arguments() const { return {data()}; }
+  auto arguments() const { return list_of(data()); }
   zor_int at(zor_int i, zor_int j = 0) const { return origin_ + i * s0_ + j * s1_; }
   T before(zor_int i, zor_int j = 0) const;
   T now(zor_int i, zor_int j = 0) const { return data()[at(i, j)]; }
@@ -144,12 +143,12 @@ class operand {
 template <class T>
 struct strided : operand<T> {
   increment_of inc;
-  std::tuple<T*, increment_of> arguments() const { return {this->data(), inc}; }
+  auto arguments() const { return list_of(this->data(), inc); }
 };
 template <class T>
 struct dense : operand<T> {
   leading_dimension ld;
-  std::tuple<T*, leading_dimension> arguments() const { return {this->data(), ld}; }
+  auto arguments() const { return list_of(this->data(), ld); }
 };
 
 class trial {
@@ -264,8 +263,8 @@ class trial {
   void compare(long double value, long double reference, long double allowed, const char* what, zor_int i,
                zor_int j);
 
-  template <class R, class... P, class L, size_t... i>
-  R invoke_listed(R (*routine)(P...), const L& list, std::index_sequence<i...>);
+  template <class R, class... P, class... A, size_t... i>
+  R invoke_listed(R (*routine)(P...), argument_list<A...> list, std::index_sequence<i...>);
   template <class A>
   void spoil(int position, A* argument);
   // The routine under another library's name, null when it has none there.

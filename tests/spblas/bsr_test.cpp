@@ -10,7 +10,6 @@ namespace {
 
 using namespace sparse_test;
 using zor_ref::block_rows;
-using zor_test::several;
 
 struct sizes {
   int64_t mb, lb, longest;  // of a block row, but for its diagonal block
@@ -61,7 +60,7 @@ struct bsr_arrays {
     }
     pntrb[a.row.size()] = I(k) + origin;
   }
-  auto arguments() { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
+  auto arguments() { return zor_test::list_of(val.data(), indx.data(), pntrb.data(), pntre.data()); }
   static size_t count(const block_rows<T>& a) {
     size_t n = 0;
     for (const auto& row : a.row) n += row.size();
@@ -80,7 +79,7 @@ void check_product(const std::string& name, const shape& s, const sizes& z, int6
   const int64_t m = z.mb * z.lb, padding = n == 1 ? 0 : 2;
   sides<T> b(random, m, n, row_major, padding), c(random, m, n, row_major, padding);
   const T alpha = draw<T>(random);
-  const several of{std::tuple_cat(std::tuple(arrays.lb, alpha), arrays.arguments())};
+  const auto of = zor_test::list_of(arrays.lb, alpha) + arrays.arguments();
   check_columns(
       named(name, {{"blocks of", z.lb}}), {n, 1, n}, b, c,
       [&](const auto& x, const auto& y) { expect(a, alpha, x, y); }, [&] { call(of, b, c); });

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <map>
 #include <string>
-#include <tuple>
 
 #include "tests/spblas/matrices.h"
 #include "tests/support/zalloc.h"
@@ -56,7 +55,7 @@ struct empty_csr {
     spoil(ja);
     spoil(ia);
   }
-  auto arguments() { return std::tuple(a.data(), ja.data(), ia.data()); }
+  auto arguments() { return zor_test::list_of(a.data(), ja.data(), ia.data()); }
 };
 
 template <class I>

@@ -70,7 +70,7 @@ struct coo_arrays {
       colind[e] = I(list[e].column - 1 + base);
     }
   }
-  auto arguments() { return std::tuple(val.data(), rowind.data(), colind.data()); }
+  auto arguments() { return zor_test::list_of(val.data(), rowind.data(), colind.data()); }
 };
 
 // Entries first to last of a product. call(alpha, arrays, b, c).

@@ -120,7 +120,7 @@ struct arrays {
       pntre[r] = I(a.end[r] + origin);
     }
   }
-  auto arguments() const { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
+  auto arguments() const { return zor_test::list_of(val.data(), indx.data(), pntrb.data(), pntre.data()); }
 };
 
 struct system_size {

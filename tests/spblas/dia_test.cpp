@@ -10,7 +10,6 @@ namespace {
 
 using namespace sparse_test;
 using zor_ref::diagonal_list;
-using zor_test::several;
 
 // Elements of the diagonals outside the matrix are NaN, and so is the padding between them.
 template <class T>
@@ -43,7 +42,7 @@ struct dia_arrays {
       std::copy(a.element[d].begin(), a.element[d].end(), val.data() + d * size_t(lval));
     }
   }
-  auto arguments() { return std::tuple(val.data(), lval, idiag.data()); }
+  auto arguments() { return zor_test::list_of(val.data(), lval, idiag.data()); }
 };
 
 // A k that is not m is that of the general view; the others are square.
@@ -85,9 +84,9 @@ void check_product(const char* name, const shape& s, const sizes& z, const colum
   check_columns(
       name, n, b, c, [&](const auto& x, const auto& y) { zor_ref::dia_product(s, of_op, many, alpha, x, y); },
       [&] {
-        call(several{std::tuple(m, k, alpha, arrays.val.data(), arrays.lval, arrays.idiag.data(),
-                                arrays.ndiag)},
-             b, c);
+        call(
+            zor_test::list_of(m, k, alpha, arrays.val.data(), arrays.lval, arrays.idiag.data(), arrays.ndiag),
+            b, c);
       });
 }
 

@@ -53,7 +53,7 @@ struct result {
     std::fill(jc.begin(), jc.end(), I(-5));
     std::fill(ic.begin(), ic.end(), I(-5));
   }
-  auto arguments() { return std::tuple(c.data(), jc.data(), ic.data()); }
+  auto arguments() { return zor_test::list_of(c.data(), jc.data(), ic.data()); }
 };
 
 template <class T, class I>

@@ -77,7 +77,7 @@ struct csr_arrays {
     }
     pntrb[rows.size()] = I(k) + origin;
   }
-  auto arguments() const { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
+  auto arguments() const { return zor_test::list_of(val.data(), indx.data(), pntrb.data(), pntre.data()); }
   static size_t count(const zor_ref::row_list<T>& rows) {
     size_t n = 0;
     for (const auto& row : rows) n += row.size();
@@ -90,8 +90,10 @@ template <class T, class I>
 struct three_arrays : csr_arrays<T, I> {
   explicit three_arrays(const zor_ref::row_list<T>& rows, int base = 1) : three_arrays(rows, base, I(base)) {}
   three_arrays(const zor_ref::row_list<T>& rows, int base, I origin) : csr_arrays<T, I>(rows, base, origin) {}
-  auto arguments() { return std::tuple(this->val.data(), this->indx.data(), this->pntrb.data()); }
-  auto arguments() const { return std::tuple(this->val.data(), this->indx.data(), this->pntrb.data()); }
+  auto arguments() { return zor_test::list_of(this->val.data(), this->indx.data(), this->pntrb.data()); }
+  auto arguments() const {
+    return zor_test::list_of(this->val.data(), this->indx.data(), this->pntrb.data());
+  }
 };
 
 }  // namespace sparse_test

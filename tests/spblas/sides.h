@@ -45,7 +45,7 @@ struct sides {
     for (int64_t j = 1; j <= n; ++j)
       for (int64_t i = 1; i <= rows; ++i) column(all.data(), j)(i) = draw<T>(random);
   }
-  auto arguments() { return std::tuple(all.data(), ld); }
+  auto arguments() { return zor_test::list_of(all.data(), ld); }
   template <class E>
   column_of<E> column(E* first, int64_t j) const {
     return {row_major ? first + j - 1 : first + (j - 1) * ld, row_major ? ld : 1};

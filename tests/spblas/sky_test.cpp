@@ -37,7 +37,7 @@ struct profiles {
       reals(diagonal(r))[0] = random.between(0, 1) ? real<T>(2) : real<T>(-0.5);
     }
   }
-  auto arguments() { return std::tuple(val.data(), pntr.data()); }
+  auto arguments() { return zor_test::list_of(val.data(), pntr.data()); }
   int64_t length(int64_t r) const { return pntr[size_t(r)] - pntr[size_t(r - 1)]; }
   T* first(int64_t r) { return val.data() + (pntr[size_t(r - 1)] - pntr[0]); }
   T* diagonal(int64_t r) { return first(r) + length(r) - 1; }
@@ -98,10 +98,8 @@ void check_product(const char* name, form what, const Call& call) {
       }
       check_call(std::string(name) + ", m " + std::to_string(z.m) + ", flags " + std::to_string(f.first) +
                      std::to_string(f.second) + std::to_string(f.diag),
-                 std::vector<T>(expected.begin(), expected.end()), c.all, [&] {
-                   call(z.m, f, z.n, zor_test::several{std::tuple_cat(std::tuple(alpha), a.arguments())}, b,
-                        c);
-                 });
+                 std::vector<T>(expected.begin(), expected.end()), c.all,
+                 [&] { call(z.m, f, z.n, zor_test::list_of(alpha) + a.arguments(), b, c); });
     }
   }
 }

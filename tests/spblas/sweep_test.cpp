@@ -62,7 +62,7 @@ struct block_arrays {
   guarded<T> val;
   guarded<I> indx, pntrb, pntre;
 
-  auto arguments() const { return std::tuple(val.data(), indx.data(), pntrb.data(), pntre.data()); }
+  auto arguments() const { return zor_test::list_of(val.data(), indx.data(), pntrb.data(), pntre.data()); }
   static size_t count(const block_lines<T>& lines) {
     size_t n = 0;
     for (const auto& l : lines) n += l.size();
@@ -194,7 +194,7 @@ void check_invdiag(const std::string& name, bool by_rows, const Call& call) {
           T& e = expected[size_t(i * step + r)];
           e = divided(e, b.element[size_t(i % s.lb * s.lb + i % s.lb)]);
         }
-      call(zor_test::several{std::tuple_cat(std::tuple(s.mb, nrhs, s.lb), a.arguments())}, y, ldy);
+      call(zor_test::list_of(s.mb, nrhs, s.lb) + a.arguments(), y, ldy);
       EXPECT_TRUE(same_bits(reals(expected.data()), reals(y.data()), y.size() * parts<T>))
           << "lb " << s.lb << " nrhs " << nrhs;
     }
@@ -257,7 +257,7 @@ struct ldlt {
     ia[size_t(n)] = at;
   }
   auto arguments() {
-    return std::tuple(val.data(), ia.data(), ja.data(), d.data(), e.data(), nullptr, piv.data());
+    return zor_test::list_of(val.data(), ia.data(), ja.data(), d.data(), e.data(), nullptr, piv.data());
   }
   bool in_pair(int64_t i) const { return piv[size_t(i / 32)] >> (i % 32) & 1; }
 };
