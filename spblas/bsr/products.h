@@ -59,35 +59,45 @@ template <class T>
       });
 }
 
-// Block rows of blocks by rows in the general view, for the right-hand sides of a pack: the sums of all rows
-// of a block stay in registers for the whole block row, and (a alpha) is made once.
+// Blocks first to last - 1 of a block row, whose elements times alpha stand at a, for the right-hand sides of
+// a pack: the sums of all rows of a block stay in registers.
+template <int L, int N, class T>
+[[gnu::always_inline]] inline void add_scaled_blocks(const bsr_products<T, true>& p, zor_int row,
+                                                     zor_int first, zor_int last, const T* a, zor_int j) {
+  const zor_int ldb = p.b.ld;
+  packs<T, N, L> sum;
+  each<L>([&](int i) __attribute__((always_inline)) { sum.at[i] = p.c.template get<N>(row * L + i, j); });
+  for (zor_int k = first; k < last; ++k, a += L * L) {
+    const T* from = p.b.at(p.a.column(k) * L, j);
+#pragma GCC unroll 8
+    for (int s = 0; s < L; ++s, from += ldb) {
+      const pack<T, N> b = load<T, N>(from);
+      each<L>([&](int i) __attribute__((always_inline)) {
+        sum.at[i] = sum.at[i] + mul<T>(spread<T, N>(a + i * L + s), b);
+      });
+    }
+  }
+  each<L>([&](int i) __attribute__((always_inline)) { p.c.template put<N>(row * L + i, j, sum.at[i]); });
+}
+
+// Block rows of blocks by rows in the general view. Blocks of several rows that follow one another are scaled
+// together; those of a longer row are taken in several runs.
 template <int L, int N, class T>
 [[gnu::noinline]] void add_known_block_rows(const bsr_products<T, true>& p, zor_int j) {
   constexpr int size = L * L, at_once = std::max(1, thresholds::bsr_scaled_bytes / (size * int(sizeof(T))));
   alignas(64) T scaled[at_once * size];
   const one<T> alpha = load<T, 1>(&p.alpha);
-  const T* const b = p.b.data + j;
-  const zor_int ldb = p.b.ld;
-  for (zor_int row = 0; row < p.mb; ++row) {
-    packs<T, N, L> sum;
-    each<L>([&](int i) __attribute__((always_inline)) { sum.at[i] = p.c.template get<N>(row * L + i, j); });
-    const zor_int end = p.a.end(row);
-    for (zor_int first = p.a.begin(row); first < end; first += at_once) {
-      const zor_int last = std::min<zor_int>(first + at_once, end);
-      scale_elements(p.a.val + first * size, (last - first) * size, alpha, scaled);
-      const T* a = scaled;
-      for (zor_int k = first; k < last; ++k, a += size) {
-        const T* from = b + p.a.column(k) * L * ldb;
-#pragma GCC unroll 8
-        for (int s = 0; s < L; ++s, from += ldb) {
-          const pack<T, N> bs = load<T, N>(from);
-          each<L>([&](int i) __attribute__((always_inline)) {
-            sum.at[i] = sum.at[i] + mul<T>(spread<T, N>(a + i * L + s), bs);
-          });
-        }
-      }
+  for (zor_int row = 0; row < p.mb;) {
+    const zor_int group = row;
+    zor_int begin = p.a.begin(row), end = p.a.end(row++);
+    for (; end - begin > at_once; begin += at_once) {
+      scale_elements(p.a.val + begin * size, at_once * size, alpha, scaled);
+      add_scaled_blocks<L, N>(p, group, begin, begin + at_once, scaled, j);
     }
-    each<L>([&](int i) __attribute__((always_inline)) { p.c.template put<N>(row * L + i, j, sum.at[i]); });
+    while (row < p.mb && p.a.begin(row) == end && p.a.end(row) - begin <= at_once) end = p.a.end(row++);
+    scale_elements(p.a.val + begin * size, (end - begin) * size, alpha, scaled);
+    for (zor_int r = group, k = begin; r < row; k = p.a.end(r++))
+      add_scaled_blocks<L, N>(p, r, k, p.a.end(r), scaled + (k - begin) * size, j);
   }
 }
 
