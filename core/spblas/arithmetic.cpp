@@ -147,6 +147,17 @@ struct result_part {
   I room;
 };
 
+// Room for as many entries as there can be. The result shrinks to what it has, and glibc would never see as
+// large an array freed as the room of the next one: it would map that afresh every time, and the system clear
+// its pages. An array that is freed untouched makes it take the room from the memory that it keeps.
+template <class T, class I>
+bool allocate_room(scoped_arrays& made, zor_int entries) {
+  const zor_int bytes = saturating_product(entries, zor_int(sizeof(T)));
+  if (bytes >= least_for_large_pages && bytes < INT64_MAX)
+    zor_serv_zor_free(zor_serv_zor_malloc(uint64_t(bytes), 64));
+  return owned_arrays::allocate(made.val, entries, sizeof(T)) &&
+         owned_arrays::allocate(made.indx, entries, sizeof(I));
+}
 template <class T, class I>
 int32_t trim_entries(scoped_arrays& made, zor_int entries) {
   owned_arrays::trim(made.val, entries, sizeof(T));
@@ -295,8 +306,7 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   scoped_arrays made;
   if (!owned_arrays::allocate(made.pntr, rows + ranges.count(), sizeof(I))) return short_of_memory();
   int32_t status;
-  if (products < std::numeric_limits<I>::max() && owned_arrays::allocate(made.val, products, sizeof(T)) &&
-      owned_arrays::allocate(made.indx, products, sizeof(I))) {
+  if (products < std::numeric_limits<I>::max() && allocate_room<T, I>(made, products)) {
     status =
         fill_at_once<T, I>(ranges, made, [&](zor_int first, zor_int last, const result_part<T, I>& part) {
           return operands.multiply(0, 0, last - first, left.pntr + first, part);
@@ -388,8 +398,7 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
   const row_ranges ranges(work_before, rows, std::numeric_limits<I>::max() / 2);
   scoped_arrays made;
   if (!owned_arrays::allocate(made.pntr, rows + ranges.count(), sizeof(I)) ||
-      !owned_arrays::allocate(made.val, work_before(rows), sizeof(T)) ||
-      !owned_arrays::allocate(made.indx, work_before(rows), sizeof(I)))
+      !allocate_room<T, I>(made, work_before(rows)))
     return short_of_memory();
   const int32_t status =
       ranges.threads() > 1 && operands.share_columns()
