@@ -89,11 +89,11 @@ void for_pieces(zor_int n, zor_int step, const Body& body) {
 inline constexpr int spread_from = 9;
 
 // Right-hand sides side by side: `vectors` vectors of the widest kind for each row of the block.
-template <class T, int Most>
+template <class T, int Most, int Vectors = is_complex<T> ? 1 : 2>
 struct lane_block {
   using V = vec<real_t<T>, width>;
   using value = typename lane_value_of<T, V>::type;
-  static constexpr int vectors = is_complex<T> ? 1 : 2, most = Most;
+  static constexpr int vectors = Vectors, most = Most;
   static constexpr int count = vectors * lanes<V>;
 
   value at[Most][vectors];
@@ -168,8 +168,12 @@ template <class T, class Block>
 // of less than spread_from products. Each x(q) is then read once for all four, since real products would
 // wait for their loads otherwise. The sums of four rows fill half of 32 registers.
 inline constexpr int group = 4, first_group = (spread_from + group - 1) / group * group;
-template <class T>
-inline constexpr bool takes_groups = width == 64 && !is_complex<T>;
+template <class T, int Most>
+inline constexpr bool takes_groups = width == 64 && !is_complex<T> && (Most >= 2 * group + first_group);
+// A block with few such rows waits for the quotients of one row before those of the next: more right-hand
+// sides at once fill that time.
+template <class T, int Most>
+inline constexpr bool waits_for_quotients = width == 64 && !is_complex<T> && !takes_groups<T, Most>;
 
 // The sums of the first `count` products of `group` rows, lanes v; count is a multiple of 4.
 template <class T, class Block>
@@ -250,43 +254,50 @@ template <class T, class V>
 }
 
 // From the right a lane is a row of B, and row p of L goes with one of its columns. Lanes beyond the last row
-// repeat it, so that they raise no flag of their own.
-template <class T, class Block>
+// repeat it, so that they raise no flag of their own. Whole: no row is missing.
+template <bool Whole, class T, class Block>
 void load_right(int order, bool reversed, const T* b, zor_int ldb, zor_int rows, Block& x) {
   using V = typename Block::V;
   using L = lane_units<T, V>;
   for (int p = 0; p < order; ++p) {
     const T* const column = b + (reversed ? order - 1 - p : p) * ldb;
+#pragma GCC unroll 4
     for (int v = 0; v < Block::vectors; ++v) {
       V part[L::per_value];
+#pragma GCC unroll 2
       for (int u = 0; u < L::per_value; ++u) {
         const zor_int from = (v * L::per_value + u) * L::units, first = from < rows ? from : rows - 1;
-        part[u] = load_repeating<T, V>(column + first, rows - first);
+        part[u] = Whole ? load_units<V>(column + from) : load_repeating<T, V>(column + first, rows - first);
       }
       x.at[p][v] = L::join(part);
     }
   }
 }
-template <class T, class Block>
+template <bool Whole, class T, class Block>
 void store_right(int order, bool reversed, const Block& x, T* b, zor_int ldb, zor_int rows) {
   using V = typename Block::V;
   using L = lane_units<T, V>;
   for (int p = 0; p < order; ++p) {
     T* const column = b + (reversed ? order - 1 - p : p) * ldb;
+#pragma GCC unroll 4
     for (int v = 0; v < Block::vectors; ++v) {
       V part[L::per_value];
       L::split(x.at[p][v], part);
+#pragma GCC unroll 2
       for (int u = 0; u < L::per_value; ++u) {
         const zor_int from = (v * L::per_value + u) * L::units;
-        store_first(column + from, rows - from, part[u]);
+        if (Whole)
+          store_units(column + from, part[u]);
+        else
+          store_first(column + from, rows - from, part[u]);
       }
     }
   }
 }
 
 // From the left a lane is a column of B, and squares of B are transposed in registers. Lanes beyond the last
-// column repeat it.
-template <class T, class Block>
+// column repeat it. Whole: no row or column is missing.
+template <bool Whole, class T, class Block>
 void load_left(int order, bool reversed, const T* b, zor_int ldb, zor_int columns, Block& x) {
   using V = typename Block::V;
   using L = lane_units<T, V>;
@@ -294,22 +305,28 @@ void load_left(int order, bool reversed, const T* b, zor_int ldb, zor_int column
   for (int v = 0; v < Block::vectors; ++v) {
     for (int r = 0; r < order; r += U) {
       V square[L::per_value][U];
+#pragma GCC unroll 2
       for (int u = 0; u < L::per_value; ++u) {
+#pragma GCC unroll 16
         for (int l = 0; l < U; ++l) {
           const zor_int lane = (v * L::per_value + u) * U + l, column = lane < columns ? lane : columns - 1;
-          square[u][l] = load_repeating<T, V>(b + r + column * ldb, order - r);
+          square[u][l] = Whole ? load_units<V>(b + r + lane * ldb)
+                               : load_repeating<T, V>(b + r + column * ldb, order - r);
         }
         transpose_units<int(sizeof(T) / sizeof(real_t<T>))>(square[u]);
       }
-      for (int i = 0; i < U && r + i < order; ++i) {
+#pragma GCC unroll 16
+      for (int i = 0; i < U; ++i) {
+        if (!Whole && r + i >= order) break;
         V part[L::per_value];
+#pragma GCC unroll 2
         for (int u = 0; u < L::per_value; ++u) part[u] = square[u][i];
         x.at[reversed ? order - 1 - r - i : r + i][v] = L::join(part);
       }
     }
   }
 }
-template <class T, class Block>
+template <bool Whole, class T, class Block>
 void store_left(int order, bool reversed, const Block& x, T* b, zor_int ldb, zor_int columns) {
   using V = typename Block::V;
   using L = lane_units<T, V>;
@@ -317,21 +334,57 @@ void store_left(int order, bool reversed, const Block& x, T* b, zor_int ldb, zor
   for (int v = 0; v < Block::vectors; ++v) {
     for (int r = 0; r < order; r += U) {
       V square[L::per_value][U];
+#pragma GCC unroll 16
       for (int i = 0; i < U; ++i) {
-        const int row = r + i < order ? r + i : order - 1;
+        const int row = Whole || r + i < order ? r + i : order - 1;
         V part[L::per_value];
         L::split(x.at[reversed ? order - 1 - row : row][v], part);
+#pragma GCC unroll 2
         for (int u = 0; u < L::per_value; ++u) square[u][i] = part[u];
       }
+#pragma GCC unroll 2
       for (int u = 0; u < L::per_value; ++u) {
         transpose_units<int(sizeof(T) / sizeof(real_t<T>))>(square[u]);
+#pragma GCC unroll 16
         for (int l = 0; l < U; ++l) {
           const zor_int lane = (v * L::per_value + u) * U + l;
-          if (lane < columns) store_first(b + r + lane * ldb, order - r, square[u][l]);
+          if (Whole)
+            store_units(b + r + lane * ldb, square[u][l]);
+          else if (lane < columns)
+            store_first(b + r + lane * ldb, order - r, square[u][l]);
         }
       }
     }
   }
+}
+
+template <bool Whole, class T, class Block>
+void load_lanes(bool left, int order, bool reversed, const T* b, zor_int ldb, zor_int size, Block& x) {
+  if (left)
+    load_left<Whole>(order, reversed, b, ldb, size, x);
+  else
+    load_right<Whole>(order, reversed, b, ldb, size, x);
+}
+template <bool Whole, class T, class Block>
+void store_lanes(bool left, int order, bool reversed, const Block& x, T* b, zor_int ldb, zor_int size) {
+  if (left)
+    store_left<Whole>(order, reversed, x, b, ldb, size);
+  else
+    store_right<Whole>(order, reversed, x, b, ldb, size);
+}
+
+// Runs body(l, x) with right-hand sides first to first + size - 1 of the block in the lanes of x.
+template <class T, int Most, class Block, class Body>
+void with_lanes(bool left, int order, const packed_rows<T, Most>& l, zor_int first, zor_int size, T* b,
+                zor_int ldb, Block& x, const Body& body) {
+  constexpr int side = lane_units<T, typename Block::V>::units;
+  T* const part = b + first * (left ? ldb : 1);
+  const bool whole = size >= Block::count && (!left || order % side == 0);
+  const auto load = whole ? load_lanes<true, T, Block> : load_lanes<false, T, Block>;
+  load(left, order, l.reversed, part, ldb, size, x);
+  body(l, x);
+  const auto store = whole ? store_lanes<true, T, Block> : store_lanes<false, T, Block>;
+  store(left, order, l.reversed, x, part, ldb, size);
 }
 
 // Runs body(packed rows, lanes) for all right-hand sides of the block: `count` rows of B from the right,
@@ -340,20 +393,17 @@ template <int Most, class T, class Body>
 void for_lane_blocks(bool left, const triangle<T>& t, zor_int order, zor_int count, T* b, zor_int ldb,
                      const Body& body) {
   packed_rows<T, Most> l;
-  lane_block<T, Most> x;
   pack_rows(int(order), t, left, l);
-  for_pieces(count, x.count, [&](zor_int first, zor_int size) {
-    T* const part = b + first * (left ? ldb : 1);
-    if (left)
-      load_left(int(order), l.reversed, part, ldb, size, x);
-    else
-      load_right(int(order), l.reversed, part, ldb, size, x);
-    body(l, x);
-    if (left)
-      store_left(int(order), l.reversed, x, part, ldb, size);
-    else
-      store_right(int(order), l.reversed, x, part, ldb, size);
-  });
+  zor_int first = 0;
+  if constexpr (waits_for_quotients<T, Most>) {
+    lane_block<T, Most, 4> x;
+    for (; first + x.count <= count; first += x.count)
+      with_lanes(left, int(order), l, first, x.count, b, ldb, x, body);
+  }
+  lane_block<T, Most> x;
+  for (; first < count; first += x.count)
+    with_lanes(left, int(order), l, first, count - first < x.count ? count - first : x.count, b, ldb, x,
+               body);
 }
 
 }  // namespace zor::level3

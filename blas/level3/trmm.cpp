@@ -17,13 +17,15 @@ constexpr int leaf = 32;
 template <class T, int Most, class Block>
 [[gnu::always_inline]] inline void multiply_row(bool unit, int p, const packed_rows<T, Most>& l, Block& x) {
   const T* const row = l.data + l.row(p);
-  typename Block::value sum[Block::vectors];
-  if (p > 0) sum_of_products(p, row, x, sum);
+  if (!unit) {
 #pragma GCC unroll 4
-  for (int v = 0; v < Block::vectors; ++v) {
-    const auto own = unit ? x.at[p][v] : times(x.at[p][v], row[p]);
-    x.at[p][v] = p > 0 ? sum[v] + own : own;
+    for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = times(x.at[p][v], row[p]);
   }
+  if (p == 0) return;
+  typename Block::value sum[Block::vectors];
+  sum_of_products(p, row, x, sum);
+#pragma GCC unroll 4
+  for (int v = 0; v < Block::vectors; ++v) x.at[p][v] = sum[v] + x.at[p][v];
 }
 // Rows p to p + group - 1, the last first.
 template <class T, int Most, class Block>
@@ -54,7 +56,7 @@ template <class T, int Most, class Block>
     }
   }
   int p = order;
-  if constexpr (takes_groups<T>) {
+  if constexpr (takes_groups<T, Most>) {
     while (p % group != 0) multiply_row(unit, --p, l, x);
     for (; p > first_group; p -= group) multiply_group(unit, p - group, l, x);
   }

@@ -57,7 +57,7 @@ template <class T, int Most, class Block>
 [[gnu::always_inline]] inline void solve_lanes(bool unit, int order, const packed_rows<T, Most>& l,
                                                Block& x) {
   int p = 0;
-  if constexpr (takes_groups<T>) {
+  if constexpr (takes_groups<T, Most>) {
     for (; p < order && p < first_group; ++p) solve_row(unit, p, l, x);
     for (; p + group <= order; p += group) solve_group(unit, p, l, x);
   }
