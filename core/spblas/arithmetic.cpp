@@ -147,14 +147,16 @@ struct result_part {
   I room;
 };
 
-// Room for as many entries as there can be. The result shrinks to what it has, and glibc would never see as
-// large an array freed as the room of the next one: it would map that afresh every time, and the system clear
-// its pages. An array that is freed untouched makes it take the room from the memory that it keeps.
+// Room for as many entries as there can be. A result shrinks before it is freed, so that glibc sees no array
+// freed that is as large as this room: it would map the room afresh for every result, and the system clear
+// its pages. Once an array twice as large was freed, glibc keeps the memory of both arrays for the next
+// result. It takes no notice of arrays above 32 MB.
 template <class T, class I>
 bool allocate_room(scoped_arrays& made, zor_int entries) {
+  constexpr zor_int most_kept = (zor_int(1) << 25) - (zor_int(1) << 13);
   const zor_int bytes = saturating_product(entries, zor_int(sizeof(T)));
-  if (bytes >= least_for_large_pages && bytes < INT64_MAX)
-    zor_serv_zor_free(zor_serv_zor_malloc(uint64_t(bytes), 64));
+  if (bytes >= least_for_large_pages && bytes <= most_kept)
+    zor_serv_zor_free(zor_serv_zor_malloc(uint64_t(std::min(2 * bytes, most_kept)), 64));
   return owned_arrays::allocate(made.val, entries, sizeof(T)) &&
          owned_arrays::allocate(made.indx, entries, sizeof(I));
 }
