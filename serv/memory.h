@@ -9,7 +9,10 @@
 
 namespace zor {
 
-// A block as zor_serv_allocate gives it for an alignment of 128, for the length of a call. Returned with its
+// The boundary of scratch that several operands share: two cache lines, which processors fetch together.
+inline constexpr int32_t scratch_boundary = 128;
+
+// A block as zor_serv_allocate gives it on that boundary, for the length of a call. Returned with its
 // slot at hand, it is not searched for.
 struct borrowed_block {
   void* data;

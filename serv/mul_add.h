@@ -82,23 +82,27 @@ template <bool Minus, class V>
 }
 #endif
 
+// a b + c, or with Minus c - a b, in the arithmetic of the build.
+template <bool Minus, class V>
+[[gnu::always_inline]] inline V product_sum(V a, V b, V c) {
+#if ZOR_FUSED
+  return fused<Minus>(a, b, c);
+#else
+  if constexpr (Minus)
+    return c - a * b;
+  else
+    return a * b + c;
+#endif
+}
 // a b + c.
 template <real_lanes V>
 [[gnu::always_inline]] inline V mul_add(V a, V b, V c) {
-#if ZOR_FUSED
-  return fused<false>(a, b, c);
-#else
-  return a * b + c;
-#endif
+  return product_sum<false>(a, b, c);
 }
 // c - a b.
 template <real_lanes V>
 [[gnu::always_inline]] inline V mul_sub(V a, V b, V c) {
-#if ZOR_FUSED
-  return fused<true>(a, b, c);
-#else
-  return c - a * b;
-#endif
+  return product_sum<true>(a, b, c);
 }
 
 // ---- Complex numbers. A product that is a term of a sum is formed before it joins the sum. Of the two

@@ -255,7 +255,7 @@ bool give_back_own(thread_pool_record& record, const char* pointer) {
 
 }  // namespace
 
-borrowed_block borrow_block(uint64_t size) { return borrow(size, 128); }
+borrowed_block borrow_block(uint64_t size) { return borrow(size, scratch_boundary); }
 
 }  // namespace zor
 

@@ -7,6 +7,7 @@
 #include "blas/level3/lanes.h"
 #include "blas/level3/product.h"
 #include "serv/imports.h"
+#include "serv/memory.h"
 #include "serv/scratch.h"
 
 namespace zor::level3 {
@@ -130,7 +131,8 @@ void gemm3m(const problem<T>& q) {
   if (q.m < least || q.n < least || q.k < least) return ordinary_product(q);
   if (form_of(q.transa) == 0 || form_of(q.transb) == 0) return;
   constexpr zor_int a_size = block_rows * block_depth, b_size = block_depth * block_columns;
-  const scratch<R> a(3 * a_size, 128), b(3 * b_size, 128), t(3 * block_rows * q.n, 128);
+  const scratch<R> a(3 * a_size, scratch_boundary), b(3 * b_size, scratch_boundary),
+      t(3 * block_rows * q.n, scratch_boundary);
   for (const void* block :
        {static_cast<const void*>(a.data), static_cast<const void*>(b.data), static_cast<const void*>(t.data)})
     if (core::zor_serv_check_ptr(block, "xgemm3m") != 0) return ordinary_product(q);

@@ -10,6 +10,7 @@
 #include "blas/level3/gemm_rows.h"
 #include "blas/level3/lanes.h"
 #include "serv/imports.h"
+#include "serv/memory.h"
 #include "serv/scratch.h"
 
 namespace zor::level3 {
@@ -347,12 +348,12 @@ void mixed_product(const problem<T>& q) {
     return;
   }
   if (q.m < least || q.n < least || q.k < least) return plain_product(q);
-  void* const block = zor_serv_allocate(scratch_bytes<R>, 128);
+  void* const block = zor_serv_allocate(scratch_bytes<R>, scratch_boundary);
   if (core::zor_serv_check_ptr(block, "rc_xgemm") != 0) return plain_product(q);
   // The pages of that block are new in every call. One of the pool keeps its own, and stays in the cache.
   workspace<R> w(q.m, q.n, q.k);
-  const scratch<R> near(w.count, 128);
-  w.place(near.data != nullptr ? near.data : align_up<R>(block, 128));
+  const scratch<R> near(w.count, scratch_boundary);
+  w.place(near.data != nullptr ? near.data : align_up<R>(block, scratch_boundary));
   if (!is_one(q.beta) && !is_zero(q.beta)) scale(q.m, q.n, q.beta, q.c, q.ldc);
   const zor_int step = mixed_step<R>(q.m);
   for (zor_int j = 0; j < q.n; j += step) {
@@ -376,12 +377,12 @@ void mixed_product(const problem<T>& q) {
   extern "C" SIG_MIXED(name, T, R) {                                                                         \
     zor::level3::plain_product<T>({*transa, *transb, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc}); \
   }
-#define ROW_MIXED_GETBUFS(name, R)                                                  \
-  extern "C" SIG_MIXED_GETBUFS(name, R) {                                           \
-    (void)mb, (void)nb, (void)kb;                                                   \
-    *block = zor_serv_allocate(zor::level3::scratch_bytes<R>, 128);                 \
-    const auto parts = zor::level3::lay_out<R>(*block);                             \
-    *c_re = parts.c_re, *c_im = parts.c_im, *b_re = parts.b_re, *b_im = parts.b_im; \
+#define ROW_MIXED_GETBUFS(name, R)                                                    \
+  extern "C" SIG_MIXED_GETBUFS(name, R) {                                             \
+    (void)mb, (void)nb, (void)kb;                                                     \
+    *block = zor_serv_allocate(zor::level3::scratch_bytes<R>, zor::scratch_boundary); \
+    const auto parts = zor::level3::lay_out<R>(*block);                               \
+    *c_re = parts.c_re, *c_im = parts.c_im, *b_re = parts.b_re, *b_im = parts.b_im;   \
   }
 #define ROW_MIXED_FREEBUFS(name)                      \
   extern "C" SIG_MIXED_FREEBUFS(name) {               \

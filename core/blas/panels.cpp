@@ -4,7 +4,7 @@
 #include "blas/level3/blocking.h"
 #include "core/blas/arguments.h"
 #include "core/blas/kernels.h"
-#include "zor/serv.h"
+#include "serv/memory.h"
 #include "zor/signatures/blas.h"
 #include "zor/signatures/core.h"
 
@@ -63,8 +63,10 @@ using namespace zor_core;
   }
 #define ROW_BUFS_SIZE(name, T) \
   extern "C" SIG_BUFS_SIZE(name) { *bytes = blocks_of<T>(*m, *n, *k).bytes; }
-#define ROW_GETBUFS(name, T) \
-  extern "C" SIG_GETBUFS(name) { *block = zor_serv_allocate(uint64_t(blocks_of<T>(*m, *n, *k).bytes), 128); }
+#define ROW_GETBUFS(name, T)                                                                     \
+  extern "C" SIG_GETBUFS(name) {                                                                 \
+    *block = zor_serv_allocate(uint64_t(blocks_of<T>(*m, *n, *k).bytes), zor::scratch_boundary); \
+  }
 #define ROW_FREEBUFS(name, T)     \
   extern "C" SIG_FREEBUFS(name) { \
     zor_serv_deallocate(*block);  \

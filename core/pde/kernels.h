@@ -8,6 +8,7 @@
 #include "core/precision.h"
 #include "core/threads.h"
 #include "pde/kernels.h"
+#include "serv/memory.h"
 #include "zor/serv.h"
 
 namespace zor_core {
@@ -30,7 +31,7 @@ template <class Body>
 zor_int for_pieces_with_scratch(int32_t threads, zor_int pieces, int64_t bytes, const Body& body) {
   std::atomic<zor_int> status{0};
   for_each_piece(threads, pieces, [&](zor_int piece) {
-    void* const scratch = zor_serv_allocate(uint64_t(bytes), 128);
+    void* const scratch = zor_serv_allocate(uint64_t(bytes), zor::scratch_boundary);
     const zor_int code = scratch == nullptr ? pde_no_memory : body(piece, scratch);
     zor_serv_deallocate(scratch);
     if (code != 0) status.store(code, std::memory_order_relaxed);

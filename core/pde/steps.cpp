@@ -198,7 +198,8 @@ struct colatitude {
 template <class T>
 zor_int solve_sphere(const sphere_systems<T>& p, T* f, zor_int threads) {
   const auto [globe, singular, np, nt, q, height, sine, lambda] = p;
-  T* const block = static_cast<T*>(zor_serv_allocate(uint64_t(4 * (nt + 2)) * sizeof(T), 128));
+  T* const block =
+      static_cast<T*>(zor_serv_allocate(uint64_t(4 * (nt + 2)) * sizeof(T), zor::scratch_boundary));
   if (block == nullptr) return pde_no_memory;
   const colatitude<T> c = {block, block + nt + 2, block + 2 * (nt + 2), block + 3 * (nt + 2)};
   for (zor_int j = 1; j <= nt; ++j) c.low[j] = T(0.5) * (sine[j - 1] + sine[j]);
