@@ -18,7 +18,7 @@ inline constexpr zor_int pde_no_memory = -3, pde_transform_failed = -1000;
 // From a transform that is committed for the purpose; null when memory is short.
 const zor::pde::kernel_table* any_kernels();
 
-// Tuned: below so many elements a thread costs more than it does.
+// An estimate: below so many elements, some ten microseconds of transforms, a thread costs more than it does.
 inline constexpr zor_int least_elements_of_a_thread = 16384;
 
 inline int32_t threads_of_step(zor_int wanted, zor_int elements) {
