@@ -4,6 +4,7 @@
 #pragma once
 
 #include "spblas/csr/pivot.h"
+#include "spblas/csr/thresholds.h"
 #include "spblas/panel.h"
 #include "spblas/solve_order.h"
 
@@ -25,10 +26,6 @@ struct right_hand_sides {
     for_packs<T>(first, last, body);
   }
 };
-
-// Tuned, on an AMD Zen 4: entries of the longest row of a transposed solve that looks whether the next row's
-// element is among them.
-inline constexpr zor_int longest_keeping_row = 12;
 
 // Of one right-hand side the element that the next row begins with, since memory would give it back late.
 template <class T>
@@ -62,7 +59,7 @@ struct pushed_entries {
   [[gnu::always_inline]] void push_and_keep(bool conj, one<T> t, dense<T, RowMajor> x, zor_int next,
                                             kept_element<T>& kept) const {
     kept.row = -1;
-    if (count > longest_keeping_row) return push<1, Negated>(conj, t, x, 0);
+    if (count > thresholds::longest_keeping_row) return push<1, Negated>(conj, t, x, 0);
     kept.value = push_one<1, Negated>(start, conj, t, x, 0);
     zor_int met = a.column(start) == next ? next : -1;
     for (zor_int i = 1, k = start + step; i < count; ++i, k += step) {

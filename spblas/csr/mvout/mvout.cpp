@@ -2,17 +2,11 @@
 // The names of products of a CSR matrix and one vector, and the plain row product of gemvout.
 #include "spblas/csr/mvout/mvout.h"
 #include "blas/level1/vector.h"
+#include "spblas/csr/thresholds.h"
 #include "zor/signatures/spblas.h"
 
 namespace zor::sparse {
 namespace {
-
-// Tuned, on an AMD Zen 4: rows side by side, so that their chains of sums are waited for together, and the
-// entries a row, on average, from which that pays.
-constexpr int rows_abreast = 4;
-constexpr zor_int least_abreast = 16;
-// Tuned: bytes ahead at which their entries are asked for.
-constexpr zor_int bytes_ahead = 4096;
 
 // s plus the products of positions k to end - 1, one after the other.
 template <class T, class I>
@@ -21,9 +15,10 @@ template <class T, class I>
   return s;
 }
 
-// y of rows_abreast rows from r on.
+// y of as many rows from r on as go side by side.
 template <class T, class I>
 void row_products_abreast(csr<T, I> a, zor_int r, const T* x, T* y) {
+  using thresholds::rows_abreast;
   zor_int begin[rows_abreast], common = a.end(r) - a.begin(r);
   for (int i = 0; i < rows_abreast; ++i) {
     begin[i] = a.begin(r + i);
@@ -33,8 +28,8 @@ void row_products_abreast(csr<T, I> a, zor_int r, const T* x, T* y) {
   T s[rows_abreast] = {};
   for (zor_int k = 0; k < common; ++k) {
     // The hardware follows one stream through memory better than four pieces of it.
-    touch(a.val + begin[0] + rows_abreast * k + bytes_ahead / zor_int(sizeof(T)));
-    touch(a.indx + begin[0] + rows_abreast * k + bytes_ahead / zor_int(sizeof(I)));
+    touch(a.val + begin[0] + rows_abreast * k + thresholds::abreast_ahead / zor_int(sizeof(T)));
+    touch(a.indx + begin[0] + rows_abreast * k + thresholds::abreast_ahead / zor_int(sizeof(I)));
 #pragma GCC unroll 4
     for (int i = 0; i < rows_abreast; ++i) s[i] = s[i] + a.val[begin[i] + k] * x[a.column(begin[i] + k)];
   }
@@ -44,6 +39,7 @@ void row_products_abreast(csr<T, I> a, zor_int r, const T* x, T* y) {
 // One chain a row, no alpha, and y is overwritten. The row pointers are the three-array form.
 template <class T, class I>
 void row_products(zor_int first, zor_int last, const T* val, const I* indx, const I* ia, const T* x, T* y) {
+  using namespace thresholds;
   const csr<T, I> a{val, indx, ia, ia + 1, 1};
   zor_int r = first;
   if (a.begin(last) - a.begin(first) >= least_abreast * (last - first))
