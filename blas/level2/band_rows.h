@@ -8,7 +8,8 @@ namespace zor {
 
 // Asks for columns of a band before they are needed: a walk that takes a piece of each of many columns at a
 // time is none that the hardware follows. Measured on Zen 4: products of 10^5 rows and 21 diagonals of
-// doubles take 0.6 of the time. Bands that fit the third-level cache would only lose by it.
+// doubles take 0.6 of the time, those of complex doubles 0.7 of what they take with the lines asked for in
+// the first-level cache. Bands that fit the third-level cache would only lose by it.
 template <class T>
 class band_ahead {
  public:
@@ -23,11 +24,11 @@ class band_ahead {
     a += upwards ? distance_ : -distance_;
     if (rows_ == 0) return;
     for (int c = 0; c < count; ++c, a += lda_)
-      for (zor_int row = 0; row < rows_; row += line) touch(a + row);
+      for (zor_int row = 0; row < rows_; row += line) touch_second_level(a + row);
   }
 
  private:
-  static constexpr zor_int bytes_ahead = 4096, long_bytes = zor_int(12) << 20;
+  static constexpr zor_int bytes_ahead = 16384, long_bytes = zor_int(12) << 20;
   const zor_int rows_, lda_, distance_;
 };
 
@@ -70,6 +71,28 @@ template <int SStep, class T, class V>
   for (; count > 0; --count, a += a_step, s += SStep)
     sum = mul_add(make_factor<V>(load_element(s)), load_units<V>(a), sum);
   return sum;
+}
+
+// The sums of neighbouring rows of a band go on with `count` columns each, at least as many as there are
+// rows; those of a row begin one column after those of the row before. `a` is where the first row meets its
+// first column, s the factor of that column; the next column begins a_step elements on.
+template <class T>
+[[gnu::always_inline]] inline void add_tile(value<T> (&v)[tile_rows<T>], const T* a, zor_int a_step,
+                                            zor_int count, const T* s) {
+  constexpr int U = tile_rows<T>;
+  const zor_int whole = count - (U - 1);
+#pragma GCC unroll 8
+  for (int q = 0; q < U - 1; ++q, a += a_step, ++s) {
+#pragma GCC unroll 8
+    for (int r = 0; r <= q; ++r) v[r] = plus_term(v[r], load_element(s), a + r);
+  }
+  split_values<T>(add_tile_columns<1>(join_values<tile_vector<T>>(v), a, a_step, whole, s), v);
+  a += whole * a_step, s += whole;
+#pragma GCC unroll 8
+  for (int q = 1; q < U; ++q, a += a_step, ++s) {
+#pragma GCC unroll 8
+    for (int r = q; r < U; ++r) v[r] = plus_term(v[r], load_element(s), a + r);
+  }
 }
 
 }  // namespace zor

@@ -54,24 +54,12 @@ bool add_group_of_columns(const band<T>& a, zor_int j, zor_int least, T alpha, c
 // y[0], y[incy] ... of neighbouring rows, from which the band goes past neither end of a row. `a` is where
 // the first column begins that any of them has, s the factor of that column.
 template <class T>
-void add_tile(const band<T>& b, const T* a, const T* s, T* y, zor_int incy) {
+void add_rows_together(const band<T>& b, const T* a, const T* s, T* y, zor_int incy) {
   constexpr int U = tile_rows<T>;
-  const zor_int step = b.lda - 1, whole = b.kl + b.ku + 1 - (U - 1);
   value<T> v[U];
 #pragma GCC unroll 8
   for (int r = 0; r < U; ++r) v[r] = load_value(y + r * incy);
-#pragma GCC unroll 8
-  for (int q = 0; q < U - 1; ++q, a += step, ++s) {
-#pragma GCC unroll 8
-    for (int r = 0; r <= q; ++r) v[r] = plus_term(v[r], load_element(s), a + r);
-  }
-  split_values<T>(add_tile_columns<1>(join_values<tile_vector<T>>(v), a, step, whole, s), v);
-  a += whole * step, s += whole;
-#pragma GCC unroll 8
-  for (int q = 1; q < U; ++q, a += step, ++s) {
-#pragma GCC unroll 8
-    for (int r = q; r < U; ++r) v[r] = plus_term(v[r], load_element(s), a + r);
-  }
+  add_tile<T>(v, a, b.lda - 1, b.kl + b.ku + 1, s);
 #pragma GCC unroll 8
   for (int r = 0; r < U; ++r) store_value(y + r * incy, v[r]);
 }
@@ -90,7 +78,7 @@ void add_narrow_rows(const band<T>& a, zor_int n, T alpha, const T* x, zor_int i
       const zor_int j = a.first_column(i);
       if (i + U <= end && i >= a.kl && i + U + a.ku <= n) {
         ahead.touch_columns(a.data + (i + a.ku) * a.lda, U, true);
-        add_tile(a, a.column(j) + i, s + (j - begin), y + i * incy, incy);
+        add_rows_together(a, a.column(j) + i, s + (j - begin), y + i * incy, incy);
         i += U;
       } else {
         value<T> sum = load_value(y + i * incy);

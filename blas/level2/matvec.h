@@ -6,6 +6,10 @@
 
 namespace zor {
 
+// Asks for the cache line at p, which may be any address, in the second-level cache: it has more requests
+// under way at a time than the first.
+[[gnu::always_inline]] inline void touch_second_level(const void* p) { __builtin_prefetch(p, 0, 2); }
+
 // y := beta y. A beta of 0 stores zeros and reads nothing, one of 1 does nothing.
 template <class T>
 void scale(zor_int n, T beta, T* y, zor_int incy) {
@@ -106,12 +110,17 @@ template <bool Conj = false, class T>
   store_value(y, plus_term<Conj>(load_value(y), s, a));
 }
 
+// Vectors of so many bytes add columns. Most of 64 bytes straddle a line where columns are no whole number of
+// lines long: measured on Zen 4, single products of order 500 gain 10 %, others nothing.
+template <class T>
+inline constexpr int column_width = sizeof(T) == 4 && width > 32 ? 32 : width;
+
 // y := y + s[0] a_0 + ... + s[Columns-1] a_(Columns-1), one addition after the other; column(j) is where a_j
 // stands. Unit strides.
 template <int Columns, class T, class Column>
 void add_columns(zor_int m, const T* s, const Column& column, T* y) {
   const Column at = column;  // a copy, which the loops keep in registers
-  for_ranges<T>(0, m, [&]<int Bytes>(zor_int i, zor_int last) {
+  for_ranges<T, narrowing{column_width<T>}>(0, m, [&]<int Bytes>(zor_int i, zor_int last) {
     using V = vec<real_t<T>, Bytes>;
     factor<T, V> f[Columns];
     for (int j = 0; j < Columns; ++j) f[j] = make_factor<V>(s[j]);
