@@ -14,6 +14,7 @@
 #include "blas/level2/squares.h"
 #include "blas/level2/triangle.h"
 #include "blas/quotient.h"
+#include "blas/thresholds.h"
 
 namespace zor {
 
@@ -27,6 +28,12 @@ template <class T>
     return {-x.re, -x.im};
   else
     return -x;
+}
+
+// sum - s a, or with Conj sum - s conj(a), where the sum waits for s: the sign goes to a.
+template <bool Conj, class T>
+[[gnu::always_inline]] inline value<T> minus_term(value<T> sum, T s, const T* a) {
+  return plus_term<Conj>(sum, s, -load_value(a));
 }
 
 template <operation Op, task Task, class T>
@@ -56,6 +63,7 @@ class triangular_walk {
   static constexpr int most_lanes = sizeof(T) == 16 ? 4 : is_complex<T> || width < 64 ? 8 : 16;
   static constexpr bool conj = Op == operation::conjugate, solving = Task == task::solve;
   static constexpr int column_count = is_complex<T> ? 4 : 8;  // columns of a group
+  static constexpr zor_int block_rows = thresholds::solve_block;
   // Diagonals beside the main one below which a band is narrow.
   static constexpr zor_int narrow_reach = 24;
   // Rows of a narrow band whose sums are lanes.
@@ -120,7 +128,7 @@ class triangular_walk {
   void solve_band() const {
     constexpr zor_int way = Up ? 1 : -1;
     const zor_int step = Op == operation::plain ? way * a_.step : way;
-    T before{};  // its negative
+    T before{};
     for (zor_int known = 0; known < a_.n; ++known) {
       const zor_int i = Up ? known : a_.n - 1 - known, count = terms_of_row(known);
       const T *const diagonal_at = a_.data + i * (a_.step + 1), *a = diagonal_at - count * step;
@@ -129,11 +137,11 @@ class triangular_walk {
 #pragma GCC unroll 4
       for (zor_int left = count - 1; left > 0; --left, a += step, xj += way)
         sum = plus_term<conj>(sum, negated(load_element(xj)), a);
-      if (count > 0) sum = plus_term<conj>(sum, before, a);
+      if (count > 0) sum = minus_term<conj>(sum, before, a);
       T xi = element_of<T>(sum);
       if (!unit_) xi = quotient(xi, conj_by_sign_if(conj, load_element(diagonal_at)));
       store_element(x_ + i, xi);
-      before = negated(xi);
+      before = xi;
     }
   }
 
@@ -229,7 +237,6 @@ class triangular_walk {
       if (solving) {
         if (!unit_) xj = quotient(xj, conj_by_sign_if(conj, load_element(diagonal_at)));
         v[j] = load_value(&xj);
-        xj = negated(xj);
       } else {
         if (!unit_) v[j] = times_element<conj>(xj, load_value(diagonal_at));
       }
@@ -238,7 +245,10 @@ class triangular_walk {
         // Rows of a solve that are still to come, rows of a product that have begun.
         if (Up == solving ? r <= j : r >= j) continue;
         const T* const a = Op == operation::plain ? a_.column(i + j) + i + r : a_.column(i + r) + i + j;
-        v[r] = plus_term<conj>(v[r], xj, a);
+        if (solving && r == j + (Up ? 1 : -1))
+          v[r] = minus_term<conj>(v[r], xj, a);
+        else
+          v[r] = plus_term<conj>(v[r], solving ? negated(xj) : xj, a);
       }
     }
   }
@@ -285,7 +295,52 @@ class triangular_walk {
     near_triangle<Count>(j, at(j));
     if (solving) rest_of_columns<Count>(j);
   }
+  // A solve of `block_rows` rows: all of them stay in registers, so that between two groups of columns no row
+  // waits for a store. The rows of the group at hand are single elements, those of the others vectors.
+  template <bool Up>
+  void solve_block() const {
+    constexpr int group = 8, groups = int(block_rows) / group;
+    constexpr int bytes = group * int(sizeof(T)) < width ? group * int(sizeof(T)) : width;
+    constexpr int U = units<T, bytes>, parts = group / U;
+    using V = vec<real_t<T>, bytes>;
+    V rows[groups][parts];
+#pragma GCC unroll 16
+    for (int g = 0; g < groups; ++g) {
+#pragma GCC unroll 8
+      for (int p = 0; p < parts; ++p) rows[g][p] = load_units<V>(x_ + g * group + p * U);
+    }
+#pragma GCC unroll 16
+    for (int done = 0; done < groups; ++done) {
+      const int g = Up ? done : groups - 1 - done;
+      E near[parts][U], v[group];
+#pragma GCC unroll 8
+      for (int p = 0; p < parts; ++p) {
+        split_values<T>(rows[g][p], near[p]);
+#pragma GCC unroll 8
+        for (int r = 0; r < U; ++r) v[p * U + r] = near[p][r];
+      }
+      near_triangle<group, Up>(g * group, v);
+#pragma GCC unroll 8
+      for (int k = 0; k < group; ++k) {
+        const int j = Up ? k : group - 1 - k;
+        store_value(x_ + g * group + j, v[j]);
+        const factor<T, V> s = make_factor<V>(negated(element_of<T>(v[j])));
+        const T* const column = a_.column(g * group + j);
+#pragma GCC unroll 16
+        for (int next = done + 1; next < groups; ++next) {
+          const int h = Up ? next : groups - 1 - next;
+#pragma GCC unroll 8
+          for (int p = 0; p < parts; ++p)
+            rows[h][p] = mul_add(s, load_units<V>(column + h * group + p * U), rows[h][p]);
+        }
+      }
+    }
+  }
   void by_columns() const {
+    if constexpr (solving) {
+      if (a_.n == block_rows && a_.reach >= a_.n - 1 && a_.bend == 0)
+        return upwards() ? solve_block<true>() : solve_block<false>();
+    }
     constexpr int group = column_count;
     for (zor_int done = 0; done < a_.n;) {
       const zor_int left = a_.n - done;

@@ -72,7 +72,7 @@ struct operands {
 // The settings that differ in more than scalars come first.
 constexpr size_t placements = 8;
 
-const zor_int sizes[] = {0, 1, 2, 3, 5, 8, 16, 17, 33, 63, 64, 67, 130};
+const zor_int sizes[] = {0, 1, 2, 3, 5, 8, 16, 17, 32, 33, 63, 64, 67, 130};
 
 template <class T>
 constexpr double subnormal = std::is_same_v<real<T>, float> ? 1e-45 : 5e-324;
@@ -146,7 +146,7 @@ TEST(Level2, ProductsWithBandMatrices) {
 
 // ---- Triangles. call(layout, uplo, n, k, a, ...) passes what the storage asks for.
 
-const zor_int reaches[] = {0, 1, 3, 10, 17, 40, 66};
+const zor_int reaches[] = {0, 1, 3, 10, 27, 40, 66};
 
 // Calls body(uplo, layout, setting) for all sizes, both triangles and, if banded, several reaches.
 template <class Body>
