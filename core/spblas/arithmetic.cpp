@@ -296,12 +296,17 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   const product_operands<T, I> operands{left, right};
   const int32_t threads =
       left.entries_before(rows) + rows < sparse_thresholds::least_for_threads ? 1 : usable_threads();
-  for_each_piece(threads, threads, [&](zor_int piece) {
-    for (zor_int r = cut(rows, 1, threads, piece); r < cut(rows, 1, threads, piece + 1); ++r)
-      work.data[r + 1] = operands.products_of_row(r);
-  });
+  const auto first_row = [&](zor_int piece) { return cut(rows, 1, threads, piece); };
   work.data[0] = 0;
-  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] += work.data[r];
+  for_each_piece(threads, threads, [&](zor_int piece) {
+    zor_int products = 0;
+    for (zor_int r = first_row(piece), end = first_row(piece + 1); r < end; ++r)
+      work.data[r + 1] = products += operands.products_of_row(r);
+  });
+  for (zor_int piece = 1; piece < threads; ++piece) {
+    const zor_int before = work.data[first_row(piece)];
+    for (zor_int r = first_row(piece); r < first_row(piece + 1); ++r) work.data[r + 1] += before;
+  }
   const auto work_before = [&](zor_int r) { return work.data[r]; };
   const row_ranges ranges(work_before, rows, std::numeric_limits<zor_int>::max());
   const zor_int products = work.data[rows];
