@@ -13,20 +13,21 @@ constexpr zor_int descriptor::*in_stride = &descriptor::input_stride;
 constexpr zor_int descriptor::*full_length = &descriptor::length;
 constexpr zor_int descriptor::*half_length = &descriptor::half_length;
 
-// In place the input's strides and distance rule both sides.
-zor_int descriptor::*out_stride(const descriptor* d) {
-  return in_place(d) ? &descriptor::input_stride : &descriptor::output_stride;
-}
-zor_int out_distance(const descriptor* d) { return in_place(d) ? d->input_distance : d->output_distance; }
+// In place the input's strides and distance rule both sides, whatever placement the descriptor has.
+template <bool Out>
+constexpr zor_int descriptor::*out_stride = Out ? &descriptor::output_stride : &descriptor::input_stride;
+template <bool Out>
+constexpr zor_int descriptor::*out_distance =
+    Out ? &descriptor::output_distance : &descriptor::input_distance;
 
 // Split storage runs line by line; a strided line goes through scratch, its imaginary parts behind its real
 // ones.
-template <class R, direction Dir>
+template <class R, direction Dir, bool Out>
 int32_t split_batch(descriptor* d, const zor_dft_split& in, const zor_dft_split& out, zor_int count,
                     void* work) {
   if (d->rank > 1) return ZOR_DFT_NOT_IMPLEMENTED;
   const zor_dft_kernel kernel = d->*fields<R>::complex_kernel[Dir];
-  const zor_int n = d->length, is = d->input_stride, os = d->*out_stride(d);
+  const zor_int n = d->length, is = d->input_stride, os = d->*out_stride<Out>;
   const bool direct = is == 1 && os == 1;
   const zor_int half = (n * zor_int(sizeof(R)) + work_boundary - 1) / work_boundary * work_boundary;
   const line_scratch line(direct || count <= 0 ? 0 : 2 * half);
@@ -34,8 +35,8 @@ int32_t split_batch(descriptor* d, const zor_dft_split& in, const zor_dft_split&
   for (zor_int i = 0; i < count; ++i) {
     R* const from[2] = {static_cast<R*>(in.re) + i * d->input_distance,
                         static_cast<R*>(in.im) + i * d->input_distance};
-    R* const to[2] = {static_cast<R*>(out.re) + i * out_distance(d),
-                      static_cast<R*>(out.im) + i * out_distance(d)};
+    R* const to[2] = {static_cast<R*>(out.re) + i * d->*out_distance<Out>,
+                      static_cast<R*>(out.im) + i * d->*out_distance<Out>};
     zor_dft_split x{from[0], from[1]}, y{to[0], to[1]}, buffer{line.data, line.data + half};
     if (direct) {
       const int32_t status = kernel(&x, &y, d, work);
@@ -81,21 +82,21 @@ zor_int extent_of(const axes& a) {
 
 }  // namespace
 
-template <class R, direction Dir>
+template <class R, direction Dir, bool Out>
 int32_t complex_driver(descriptor* d, const void* in, void* out, zor_int count, void* work) {
   if (is_split(d))
-    return split_batch<R, Dir>(d, *static_cast<const zor_dft_split*>(in), *static_cast<zor_dft_split*>(out),
-                               count, work);
+    return split_batch<R, Dir, Out>(d, *static_cast<const zor_dft_split*>(in),
+                                    *static_cast<zor_dft_split*>(out), count, work);
   using C = complex_of<R>;
   const auto kernels = fields<R>::complex_kernel[Dir];
   const auto* x = static_cast<const C*>(in);
   auto* y = static_cast<C*>(out);
-  const zor_int id = d->input_distance, od = out_distance(d);
+  const zor_int id = d->input_distance, od = d->*out_distance<Out>;
   if (d->rank == 1)
     return run_lines<C, C>({d->*kernels, d, work}, {x, d->input_stride, id, d->length},
-                           {y, d->*out_stride(d), od, d->length}, count, batch_tile(count, d->length));
+                           {y, d->*out_stride<Out>, od, d->length}, count, batch_tile(count, d->length));
   const axes ia = axes_of(d, in_stride, full_length, d->*kernels, kernels);
-  const axes oa = axes_of(d, out_stride(d), full_length, d->*kernels, kernels);
+  const axes oa = axes_of(d, out_stride<Out>, full_length, d->*kernels, kernels);
   if (id == 1 && od == 1 && d->rank == 2 && d->length != 1 && count > 1)
     return interleaved_batch<C>(x, ia, y, oa, count, work);
   for (zor_int i = 0; i < count; ++i) {
@@ -105,18 +106,18 @@ int32_t complex_driver(descriptor* d, const void* in, void* out, zor_int count, 
   return ZOR_DFT_OK;
 }
 
-template <class R, direction Dir>
+template <class R, direction Dir, bool Out>
 int32_t packed_driver(descriptor* d, const void* in, void* out, zor_int count, void* work) {
   if (d->rank > 2) return ZOR_DFT_NOT_IMPLEMENTED;
   const auto* x = static_cast<const R*>(in);
   auto* y = static_cast<R*>(out);
   const zor_dft_kernel kernel = d->*fields<R>::real_kernel[Dir];
-  const zor_int id = d->input_distance, od = out_distance(d);
-  const auto os = out_stride(d);
+  const zor_int id = d->input_distance, od = d->*out_distance<Out>;
+  constexpr auto os = out_stride<Out>;
   if (d->rank == 1) {
     const zor_int n = d->length, spectrum = packed_length(d, n);
     const zor_int in_count = Dir == forward ? n : spectrum;
-    const zor_int out_count = Dir == forward || in_place(d) ? spectrum : n;
+    const zor_int out_count = Dir == forward || !Out ? spectrum : n;
     return run_lines<R, R>({kernel, d, work}, {x, d->input_stride, id, in_count}, {y, d->*os, od, out_count},
                            count, batch_tile(count, n));
   }
@@ -225,17 +226,23 @@ int32_t mixed_driver_in_place(descriptor* d, void* data, zor_int count, void* wo
 
 using namespace zor::dft;
 
+// A row also instantiates its driver, which the compute functions call.
+#define ROW_DRIVER(driver, ...) \
+  template int32_t zor::dft::driver<__VA_ARGS__>(ZorDftDescriptor*, const void*, void*, zor_int, void*);
 #define ROW_IN_PLACE(name, driver, R, direction) \
-  extern "C" SIG_DFT_BATCH(name) { return driver<R, direction>(descriptor, data, data, count, work); }
-#define ROW_TO_OUTPUT(name, driver, R, direction) \
-  extern "C" SIG_DFT_BATCH_OUT(name) { return driver<R, direction>(descriptor, in, out, count, work); }
+  ROW_DRIVER(driver, R, direction, false)        \
+  extern "C" SIG_DFT_BATCH(name) { return driver<R, direction, false>(descriptor, data, data, count, work); }
+#define ROW_TO_OUTPUT(name, driver, ...) \
+  ROW_DRIVER(driver, __VA_ARGS__)        \
+  extern "C" SIG_DFT_BATCH_OUT(name) { return driver<__VA_ARGS__>(descriptor, in, out, count, work); }
 #define ROW_COMPLEX(name, R, direction) ROW_IN_PLACE(name, complex_driver, R, direction)
 #define ROW_PACKED(name, R, direction) ROW_IN_PLACE(name, packed_driver, R, direction)
-#define ROW_MIXED(name, R, direction)                                          \
-  extern "C" SIG_DFT_BATCH(name) {                                             \
-    return mixed_driver_in_place<R, direction>(descriptor, data, count, work); \
+#define ROW_MIXED(name, R, direction)                                                                       \
+  template int32_t zor::dft::mixed_driver_in_place<R, direction>(ZorDftDescriptor*, void*, zor_int, void*); \
+  extern "C" SIG_DFT_BATCH(name) {                                                                          \
+    return mixed_driver_in_place<R, direction>(descriptor, data, count, work);                              \
   }
-#define ROW_COMPLEX_OUT(name, R, direction) ROW_TO_OUTPUT(name, complex_driver, R, direction)
-#define ROW_PACKED_OUT(name, R, direction) ROW_TO_OUTPUT(name, packed_driver, R, direction)
+#define ROW_COMPLEX_OUT(name, R, direction) ROW_TO_OUTPUT(name, complex_driver, R, direction, true)
+#define ROW_PACKED_OUT(name, R, direction) ROW_TO_OUTPUT(name, packed_driver, R, direction, true)
 #define ROW_MIXED_OUT(name, R, direction) ROW_TO_OUTPUT(name, mixed_driver, R, direction)
 #include "zor/tables/dft_drive.inc"

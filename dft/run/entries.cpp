@@ -101,10 +101,10 @@ int32_t complex_run(descriptor* d, void* in, void* out) {
   if (d->user_threads > 1)
     return with_user_slot(d, [&](void* work) {
       return d->whole_unit ? kernel(in, out, d, work)
-                           : complex_driver<R, Dir>(d, in, out, d->number_of_transforms, work);
+                           : complex_driver<R, Dir, Out>(d, in, out, d->number_of_transforms, work);
     });
   if (d->thread_limit == 1 || split)
-    return complex_driver<R, Dir>(d, in, out, d->number_of_transforms, d->work_buffer);
+    return complex_driver<R, Dir, Out>(d, in, out, d->number_of_transforms, d->work_buffer);
   const zor_dft_kernel whole = d->*F::whole_kernel[Dir];
   if (d->number_of_transforms == 1 && whole != nullptr)
     return run_whole(d, whole, in, out, d->length * 2 * zor_int(sizeof(R)));
@@ -133,7 +133,7 @@ int32_t complex_entry(descriptor* d, void* p0, void* p1, void* p2, void* p3) {
 template <class R, direction Dir, bool Out>
 int32_t real_driver(descriptor* d, void* in, void* out, void* work) {
   if (d->conjugate_even_storage == ZOR_DFT_COMPLEX_REAL)
-    return packed_driver<R, Dir>(d, in, Out ? out : in, d->number_of_transforms, work);
+    return packed_driver<R, Dir, Out>(d, in, Out ? out : in, d->number_of_transforms, work);
   if constexpr (Out) return mixed_driver<R, Dir>(d, in, out, d->number_of_transforms, work);
   return mixed_driver_in_place<R, Dir>(d, in, d->number_of_transforms, work);
 }

@@ -585,6 +585,29 @@ TEST(Share, TheLastLineSpeaksForItsTile) {
   }
 }
 
+// Impulses of height 1 and 2, in place by the input's layout or from there to the output's.
+TEST(Driver, ItsNameRulesThePlacement) {
+  for (int32_t placement : {in_place, out_of_place}) {
+    SCOPED_TRACE(placement);
+    const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {4});
+    h->placement = placement;
+    h->number_of_transforms = 2;
+    h->input_distance = 4;
+    h->output_distance = 13;
+    h->output_stride = 3;
+    ASSERT_EQ(0, commit(h));
+    std::vector<zor_c64> x(26), y(26);
+    x[0].re = 1;
+    x[4].re = 2;
+    EXPECT_EQ(0, zor_dft_xzforward_out(h.get(), x.data(), y.data(), 2, h->work_buffer));
+    EXPECT_EQ(0, zor_dft_xzforward(h.get(), x.data(), 2, h->work_buffer));
+    for (size_t k = 0; k < 4; ++k) {
+      EXPECT_EQ(std::pair(y[3 * k].re, y[13 + 3 * k].re), std::pair(1.0, 2.0)) << k;
+      EXPECT_EQ(std::pair(x[k].re, x[4 + k].re), std::pair(1.0, 2.0)) << k;
+    }
+  }
+}
+
 TEST(WholeKernel, UnalignedDataAreMoved) {
   for (int32_t placement : {in_place, out_of_place}) {
     const handle h = make(ZOR_DFT_DOUBLE, ZOR_DFT_COMPLEX, {10});
