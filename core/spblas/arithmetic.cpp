@@ -147,18 +147,22 @@ struct result_part {
   I room;
 };
 
-// Room for as many entries as there can be. A result shrinks before it is freed, so that glibc sees no array
-// freed that is as large as this room: it would map the room afresh for every result, and the system clear
-// its pages. Once an array twice as large was freed, glibc keeps the memory of both arrays for the next
-// result. It takes no notice of arrays above 32 MB.
 template <class T, class I>
 bool allocate_room(scoped_arrays& made, zor_int entries) {
+  return owned_arrays::allocate(made.val, entries, sizeof(T)) &&
+         owned_arrays::allocate(made.indx, entries, sizeof(I));
+}
+// The same for a sum. A result shrinks before it is freed, so that glibc sees no array freed that is as large
+// as this room: it would map the room afresh for every result, and the system clear its pages, which takes as
+// long as the sum. Once an array twice as large was freed, glibc keeps the memory of both arrays for the next
+// result. It takes no notice of arrays above 32 MB.
+template <class T, class I>
+bool allocate_kept_room(scoped_arrays& made, zor_int entries) {
   constexpr zor_int most_kept = (zor_int(1) << 25) - (zor_int(1) << 13);
   const zor_int bytes = saturating_product(entries, zor_int(sizeof(T)));
   if (bytes >= least_for_large_pages && bytes <= most_kept)
     zor_serv_zor_free(zor_serv_zor_malloc(uint64_t(std::min(2 * bytes, most_kept)), 64));
-  return owned_arrays::allocate(made.val, entries, sizeof(T)) &&
-         owned_arrays::allocate(made.indx, entries, sizeof(I));
+  return allocate_room<T, I>(made, entries);
 }
 template <class T, class I>
 int32_t trim_entries(scoped_arrays& made, zor_int entries) {
@@ -294,19 +298,8 @@ int32_t multiply(const sparse_matrix& a, int32_t op, const sparse_matrix& b, zor
   if (left.short_of_memory() || right.short_of_memory() || work.data == nullptr || !right.take_base(a.base))
     return short_of_memory();
   const product_operands<T, I> operands{left, right};
-  const int32_t threads =
-      left.entries_before(rows) + rows < sparse_thresholds::least_for_threads ? 1 : usable_threads();
-  const auto first_row = [&](zor_int piece) { return cut(rows, 1, threads, piece); };
   work.data[0] = 0;
-  for_each_piece(threads, threads, [&](zor_int piece) {
-    zor_int products = 0;
-    for (zor_int r = first_row(piece), end = first_row(piece + 1); r < end; ++r)
-      work.data[r + 1] = products += operands.products_of_row(r);
-  });
-  for (zor_int piece = 1; piece < threads; ++piece) {
-    const zor_int before = work.data[first_row(piece)];
-    for (zor_int r = first_row(piece); r < first_row(piece + 1); ++r) work.data[r + 1] += before;
-  }
+  for (zor_int r = 0; r < rows; ++r) work.data[r + 1] = work.data[r] + operands.products_of_row(r);
   const auto work_before = [&](zor_int r) { return work.data[r]; };
   const row_ranges ranges(work_before, rows, std::numeric_limits<zor_int>::max());
   const zor_int products = work.data[rows];
@@ -405,7 +398,7 @@ int32_t add(const sparse_matrix& a, int32_t op, T beta, const sparse_matrix& b, 
   const row_ranges ranges(work_before, rows, std::numeric_limits<I>::max() / 2);
   scoped_arrays made;
   if (!owned_arrays::allocate(made.pntr, rows + ranges.count(), sizeof(I)) ||
-      !allocate_room<T, I>(made, work_before(rows)))
+      !allocate_kept_room<T, I>(made, work_before(rows)))
     return short_of_memory();
   const int32_t status =
       ranges.threads() > 1 && operands.share_columns()
