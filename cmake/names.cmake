@@ -6,8 +6,9 @@ set_target_properties(zor_names_maker PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${inte
 set(names_objects)
 set(objects_of_zor_kern_baseline $<TARGET_OBJECTS:zor_objects_baseline_shared> $<TARGET_OBJECTS:zor_objects_baseline_separate>)
 set(objects_of_zor_core $<TARGET_OBJECTS:zor_core>)
+# A precompiled header counts as an object, but has no names.
 foreach(target zor_kern_baseline zor_core)
-  file(GENERATE OUTPUT ${interface_rows}/${target}.objects CONTENT "$<JOIN:${objects_of_${target}},\n>\n")
+  file(GENERATE OUTPUT ${interface_rows}/${target}.objects CONTENT "$<JOIN:$<FILTER:${objects_of_${target}},EXCLUDE,\\.gch$>,\n>\n")
   list(APPEND names_objects ${interface_rows}/${target}.objects)
 endforeach()
 add_custom_command(
