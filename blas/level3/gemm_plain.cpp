@@ -57,16 +57,27 @@ void join(T alpha, element<T> sum, T beta, T* c) {
     store_units(c, product + make_factor<V>(beta) * load_units<V>(c));
 }
 
-// Rows of A^T that share a column of op(B), each with one running sum.
+// Rows of A^T that share a column of op(B), each with one running sum. Real sums are plain numbers: a vector
+// of one lane would be kept in memory.
 template <int Rows, bool Conj, class T>
 void dot_rows(zor_int k, T alpha, const operand<T>& a, const operand<T>& b, zor_int j, T beta, T* c) {
   using V = element<T>;
-  V sum[Rows] = {};
+  vec_or_real<real_t<T>, sizeof(T)> sum[Rows] = {};
   for (zor_int p = 0; p < k; ++p) {
-    const auto f = make_factor<V, Conj>(b_element(b, p, j));
-    for (int r = 0; r < Rows; ++r) sum[r] = mul_add(f, load_units<V>(a.at(r, p)), sum[r]);
+    const T e = b_element(b, p, j);
+    if constexpr (is_complex<T>) {
+      const auto f = make_factor<V, Conj>(e);
+      for (int r = 0; r < Rows; ++r) sum[r] = mul_add(f, load_units<V>(a.at(r, p)), sum[r]);
+    } else {
+      for (int r = 0; r < Rows; ++r) sum[r] = mul_add(e, load_element(a.at(r, p)), sum[r]);
+    }
   }
-  for (int r = 0; r < Rows; ++r) join(alpha, sum[r], beta, c + r);
+  for (int r = 0; r < Rows; ++r) {
+    if constexpr (is_complex<T>)
+      join(alpha, sum[r], beta, c + r);
+    else
+      join(alpha, V{sum[r]}, beta, c + r);
+  }
 }
 
 double pair_sum(zor_int k, const double* a, const double* b, zor_int ldb) {
