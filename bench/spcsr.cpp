@@ -151,7 +151,8 @@ constexpr named_pattern rows10 = {"rows of 10", [](bool quick) { return scattere
 constexpr named_pattern rows60 = {"rows of 60",
                                   [](bool quick) { return scattered(quick ? 120 : 10000, 60); }};
 constexpr named_pattern band200 = {"band of 200", [](bool quick) { return banded(quick ? 300 : 4000, 200); }};
-constexpr named_pattern irregular = {"short rows", [](bool quick) { return short_rows(quick ? 50 : 200000); }};
+constexpr named_pattern irregular = {"short rows",
+                                     [](bool quick) { return short_rows(quick ? 50 : 200000); }};
 
 // The entries that an operation stores.
 pattern stored(const pattern& whole, csr_operation what) {
