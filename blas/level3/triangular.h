@@ -175,7 +175,8 @@ inline constexpr bool takes_groups = width == 64 && !is_complex<T> && (Most >= 2
 template <class T, int Most>
 inline constexpr bool waits_for_quotients = width == 64 && !is_complex<T> && !takes_groups<T, Most>;
 
-// The sums of the first `count` products of `group` rows, lanes v; count is a multiple of 4.
+// The sums of the first `count` products of `group` rows, lanes v; count is a multiple of 4. Factors are held
+// in registers and elements addressed by their own pointers: else each product loads its factor again.
 template <class T, class Block>
 [[gnu::always_inline]] inline void sums_of_group(int count, const T* const (&l)[group], const Block& x, int v,
                                                  typename Block::value (&sum)[group]) {
